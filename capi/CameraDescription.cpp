@@ -1,0 +1,50 @@
+#include "capi/CameraDescription.h"
+
+#include <optional>
+#include <sstream>
+
+namespace oravo::capi {
+namespace {
+
+constexpr float kDefaultSigma = 0.683f;
+
+struct Camera {
+    std::string type;
+    int fieldOfView;
+};
+
+/// The first of the model numbers, in this order, that occurs anywhere in the text.
+std::optional<std::string> cameraType(const std::string& description) {
+    for (const char* model : {"101", "102", "103", "104", "105", "106", "107", "108"}) {
+        if (description.find(model) != std::string::npos) return std::string("c") + model;
+    }
+    return std::nullopt;
+}
+
+std::optional<Camera> parse(const std::string& description) {
+    const std::optional<std::string> type = cameraType(description);
+    const std::size_t fov = description.find("FOV");
+    if (!type || fov == std::string::npos) return std::nullopt;
+    // A stream stores 0 for what is no number and leaves the value alone when nothing follows, so -1 means
+    // that there was nothing (or, as it happens, an explicit -1).
+    int fieldOfView = -1;
+    std::istringstream(description.substr(fov + 3)) >> fieldOfView;
+    if (fieldOfView == -1) return std::nullopt;
+    return Camera{*type, fieldOfView};
+}
+
+}  // namespace
+
+float psfSigmaOf(const std::string& description) {
+    const std::optional<Camera> camera = parse(description);
+    if (!camera) return kDefaultSigma;
+    const std::string& type = camera->type;
+    if (type == "c101") return 0.81f;
+    if (type == "c102" || type == "c103" || type == "c104" || type == "c105") return 0.01f;
+    if (type == "c106") return 0.625f;
+    if (type == "c107") return camera->fieldOfView < 23 ? 0.65f : 0.35f;
+    if (type == "c108") return 0.34f;
+    return kDefaultSigma;
+}
+
+}  // namespace oravo::capi

@@ -1,0 +1,179 @@
+#include "capi/SuperResolution.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "capi/CameraDescription.h"
+#include "capi/SessionTable.h"
+#include "support/Exception.h"
+
+namespace {
+
+using oravo::capi::Pipeline;
+using oravo::capi::Session;
+using oravo::capi::SessionTable;
+
+constexpr int kWindowSize = 5;
+constexpr float kFactor = 2.0f;
+
+constexpr int kInitFailed = -1;
+constexpr int kFallbackPixel = -2;
+constexpr int kTooFewValidPixels = -3;
+constexpr int kNotEnoughStructure = -4;
+constexpr int kTooFewImages = -5;
+constexpr int kError = -999;
+
+SessionTable& sessions() {
+    static SessionTable table;
+    return table;
+}
+
+std::string& errorMessage() {
+    static std::string message;
+    return message;
+}
+
+int fail(int status, const std::string& message) {
+    errorMessage() = message;
+    return status;
+}
+
+Session* checkedSession(int handle) {
+    Session* session = sessions().find(handle);
+    if (session == nullptr) fail(kError, "Context invalid.");
+    return session;
+}
+
+/// Runs an action that returns a status; what it throws becomes the error message and -999.
+template <class Action>
+int guarded(Action action) {
+    try {
+        return action();
+    } catch (const oravo::Exception& e) {
+        return fail(kError, e.what());
+    } catch (const cv::Exception& e) {
+        return fail(kError, "cv::Exception: " + e.err);
+    } catch (...) {
+        return fail(kError, "Unknown exception in addImage()");  // from the query as well
+    }
+}
+
+bool hasEnoughStructure(const cv::Mat& image, double threshold) {
+    double minimum = 0.0;
+    double maximum = 0.0;
+    cv::minMaxLoc(image, &minimum, &maximum);
+    return maximum - minimum >= threshold;  // a NaN range has none
+}
+
+int addImage(Session& session, const float* image) {
+    int status = 0;
+    const cv::Mat frame(session.height, session.width, CV_32F, const_cast<float*>(image));
+    if (session.log.isOpen()) session.log << frame;
+    if (!hasEnoughStructure(frame, static_cast<double>(session.pipeline->getMinStructureThreshold()))) {
+        status = fail(kNotEnoughStructure, "  image has not enough structure");
+    }
+    const int intake = session.pipeline->addFrame(image);
+    ++session.imageCount;
+    float quality = 0.0f;
+    if (session.imageCount >= kWindowSize) quality = session.pipeline->computeSR(session.output.ptr<float>());
+    if (intake == kFallbackPixel || quality == static_cast<float>(kFallbackPixel)) status = kFallbackPixel;
+    if (quality == static_cast<float>(kTooFewValidPixels)) status = kTooFewValidPixels;
+    return status;
+}
+
+}  // namespace
+
+int SuperResolution_init(int width, int height) {
+    // Read for hosts that set it; this version opens no log.
+    if (const char* logFile = std::getenv("OVLIB_LOG_FILE")) std::string discarded(logFile);
+    try {
+        const int handle = sessions().findFree();
+        auto pipeline = std::make_unique<Pipeline>(width, height, kWindowSize, kFactor);
+        pipeline->setReferenceIndex(3);
+        pipeline->setWeightTV(400.0f);
+        pipeline->setRegError(0.0001f);
+        pipeline->setRelativeResidue(0.007f);
+
+        Session& session = sessions()[handle];
+        const auto doubled = [](int n) { return static_cast<int>(static_cast<float>(n) * kFactor); };
+        session.output.create(doubled(height), doubled(width));
+        session.output = 0.0f;
+        session.width = width;
+        session.height = height;
+        session.imageCount = 0;
+        session.pipeline = std::move(pipeline);
+        return handle;
+    } catch (const oravo::Exception& e) {
+        return fail(kInitFailed, e.what());
+    }
+}
+
+int SuperResolution_release(int handle) {
+    Session* session = checkedSession(handle);
+    if (session == nullptr) return kError;
+    session->pipeline.reset();
+    session->output.release();
+    session->width = 0;
+    session->height = 0;
+    if (session->log.isOpen()) session->log.close();
+    return 0;
+}
+
+int SuperResolution_setReferenceFrame(int handle, int index) {
+    Session* session = checkedSession(handle);
+    if (session == nullptr) return kError;
+    session->pipeline->setReferenceIndex(index);
+    return 0;
+}
+
+int SuperResolution_setCameraAndLensType(int handle, const char* description) {
+    const float sigma = oravo::capi::psfSigmaOf(description);
+    if (Session* session = sessions().find(handle)) session->pipeline->setPsfSigma(sigma);
+    return 0;
+}
+
+int SuperResolution_addImage(int handle, const float* image) {
+    Session* session = checkedSession(handle);
+    if (session == nullptr) return kError;
+    if (session->width == 0 || session->height == 0)
+        return fail(kError, "Size of expected Ir images unknown");
+    if (image == nullptr) return fail(kError, "ir image data pointer is NULL");
+    return guarded([&] { return addImage(*session, image); });
+}
+
+int SuperResolution_queryOutputImageSize(int handle, int* width, int* height) {
+    Session* session = checkedSession(handle);
+    if (session == nullptr) return kError;
+    int status = 0;
+    if (session->imageCount < kWindowSize) {
+        status = fail(kTooFewImages, "Not enough input images (<5)");
+        const int reconstructed = guarded([&] {
+            session->pipeline->computeSR(session->output.ptr<float>());
+            return 0;
+        });
+        if (reconstructed != 0) status = reconstructed;
+    }
+    *width = session->output.cols;
+    *height = session->output.rows;
+    return status;
+}
+
+int SuperResolution_getSuperresolutionImage(int handle, float* out) {
+    Session* session = checkedSession(handle);
+    if (session == nullptr) return kError;
+    int status = 0;
+    if (out == nullptr) status = fail(kError, "Ir mosaic data pointer is NULL.");
+    if (session->imageCount < kWindowSize) status = fail(kTooFewImages, "Not enough input images (<5)");
+    if (out == nullptr || session->output.data == nullptr)
+        return fail(kError, "Memcpy called on nullptr!!!!");
+    const std::size_t bytes = session->output.total() * sizeof(float);
+    std::memcpy(out, session->output.data, bytes);
+    return status;
+}
+
+int SuperResolution_getErrorMessage(char* buffer, int length) {
+    if (buffer == nullptr || length <= 0) return 0;
+    std::strncpy(buffer, errorMessage().c_str(), static_cast<std::size_t>(length));
+    return 0;
+}

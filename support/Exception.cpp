@@ -1,0 +1,16 @@
+#include "support/Exception.h"
+
+namespace oravo {
+
+Exception::Exception(const std::string& message, const std::string& location)
+    : message_(message), location_(location), text_(message + "\n" + location) {
+}
+
+// Out of line, so that the type information has one home and a host catches the type that was thrown.
+Exception::~Exception() = default;
+
+const char* Exception::what() const noexcept {
+    return text_.c_str();
+}
+
+}  // namespace oravo

@@ -1,0 +1,62 @@
+#include "vision/superresolution/SrFloatConvolution.h"
+
+#include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/MeanFilter.h"
+
+namespace oravo::vision {
+namespace {
+
+constexpr char kSource[] = "vision/superresolution/SrFloatConvolution";
+constexpr char kConstructor[] = "oravo::vision::SrFloatConvolution::SrFloatConvolution";
+
+constexpr int kRowStep = 2;  // fixed: the grid's rows do not follow the factor, its columns do
+
+detail::SparseGrid makeGrid(int W, int H, int kw, int kh, float f) {
+    const CodeLocation here{kSource, __LINE__, kConstructor};
+    detail::checkedFactor(f, here);
+    detail::checkedSize(W, H, here);
+    if (kw < 1 || kh < 1) {
+        raise("Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.", here);
+    }
+    const detail::FrameSize extended = detail::checkedSize(W + kw - 1LL, H + kh - 1LL, here);
+
+    detail::SparseGrid grid;
+    grid.lowWidth = static_cast<int>(static_cast<float>(W) / f);
+    grid.lowHeight = static_cast<int>(static_cast<float>(H) / f);
+    grid.extendedWidth = extended.width;
+    grid.extendedHeight = extended.height;
+    grid.kernelWidth = kw;
+    grid.kernelHeight = kh;
+    grid.columnStep = static_cast<int>(f);
+    grid.rowPitch = static_cast<std::ptrdiff_t>(kRowStep) * grid.lowWidth;
+    return grid;
+}
+
+}  // namespace
+
+SrFloatConvolution::SrFloatConvolution(int W, int H, int kw, int kh, float f)
+    : grid_(makeGrid(W, H, kw, kh, f)),
+      intermediate_(static_cast<std::size_t>(grid_.extendedHeight) * static_cast<std::size_t>(W)) {
+}
+
+void SrFloatConvolution::fullConvFromSparse(const float* lowRes, const float* horizontalKernel,
+                                            const float* verticalKernel, const char* mask, float* out) {
+    detail::fullConvFromSparse(grid_, lowRes, horizontalKernel, verticalKernel, mask, intermediate_.data(),
+                               out);
+}
+
+void SrFloatConvolution::validCorrToSparse(const float* in, const float* horizontalKernel,
+                                           const float* verticalKernel, float* out) {
+    detail::validCorrToSparse(grid_, in, horizontalKernel, verticalKernel, intermediate_.data(), out);
+}
+
+void SrFloatConvolution::blurImageMeanFilter(const cv::Mat_<float>& src, int radius, cv::Mat_<float>& dst) {
+    const cv::Mat_<float> source = src;  // keeps the pixels when dst is src and has to be recreated
+    dst.create(source.rows, source.cols);
+    const detail::Buffer<float> scratch(detail::meanFilterScratch(source.cols, source.rows));
+    const auto stride = [](const cv::Mat& m) { return static_cast<std::ptrdiff_t>(m.step / sizeof(float)); };
+    detail::meanFilter({source.ptr<float>(), source.cols, source.rows, stride(source)}, radius,
+                       scratch.data(), {dst.ptr<float>(), dst.cols, dst.rows, stride(dst)});
+}
+
+}  // namespace oravo::vision

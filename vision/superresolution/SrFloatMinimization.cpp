@@ -1,0 +1,66 @@
+#include "vision/superresolution/SrFloatMinimization.h"
+
+#include "vision/superresolution/SrFloatConvolution.h"
+#include "vision/superresolution/detail/Reductions.h"
+#include "vision/superresolution/detail/TotalVariationSolver.h"
+
+namespace oravo::vision {
+
+struct SrFloatMinimization::Family {
+    using Point = cv::Point_<float>;
+    using Mask = char;
+    using Convolution = SrFloatConvolution;
+    using Sums = detail::DoubleSums;
+    static constexpr auto kFirstPixel = detail::TotalVariation::FirstPixel::own;
+    static constexpr char kSource[] = "vision/superresolution/SrFloatMinimization";
+    static constexpr char kMinimize[] = "oravo::vision::SrFloatMinimization::minimize";
+};
+
+SrFloatMinimization::SrFloatMinimization(int lw, int lh, int maxFrames, float f)
+    : solver_(
+          decltype(solver_)::make(lw, lh, maxFrames, f,
+                                  CodeLocation{Family::kSource, __LINE__,
+                                               "oravo::vision::SrFloatMinimization::SrFloatMinimization"})) {
+}
+
+int SrFloatMinimization::minimize(int nFrames, int refIndex, float* const* frames,
+                                  const cv::Point_<float>* shifts, char** masks, float* out) {
+    return solver_->minimize(nFrames, refIndex, frames, shifts, masks, out);
+}
+
+void SrFloatMinimization::setPsfSigma(float sigma) {
+    solver_->setPsfSigma(sigma);
+}
+float SrFloatMinimization::getPsfSigma() const {
+    return solver_->parameters().psfSigma;
+}
+
+void SrFloatMinimization::setWeightTV(float weight) {
+    solver_->setWeightTV(weight);
+}
+float SrFloatMinimization::getWeightTV() const {
+    return solver_->parameters().weightTV;
+}
+
+void SrFloatMinimization::setEpsilon(float epsilon) {
+    solver_->setEpsilon(epsilon);
+}
+float SrFloatMinimization::getEpsilon() const {
+    return solver_->parameters().epsilon;
+}
+
+void SrFloatMinimization::setMaxIter(int maxIter) {
+    solver_->setMaxIter(maxIter);
+}
+int SrFloatMinimization::getMaxIter() const {
+    return solver_->parameters().maxIter;
+}
+
+void SrFloatMinimization::setRelRes(float relRes) {
+    solver_->setRelRes(relRes);
+}
+float SrFloatMinimization::getRelRes() const {
+    return solver_->parameters().relRes;
+}
+
+}  // namespace oravo::vision

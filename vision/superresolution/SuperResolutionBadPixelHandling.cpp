@@ -1,0 +1,272 @@
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "support/CodeLocation.h"
+
+namespace oravo::vision {
+namespace {
+
+constexpr char kSource[] = "vision/superresolution/SuperResolutionBadPixelHandling";
+constexpr int kMostUnrepairable = 10;
+
+enum DefectClass : unsigned char {
+    kValid,
+    kUnderRangeCode,
+    kOverRangeCode,
+    kNoValue,
+    kBelowRange,
+    kAboveRange
+};
+
+std::uint32_t patternOf(float value) {
+    std::uint32_t pattern;
+    std::memcpy(&pattern, &value, sizeof pattern);
+    return pattern;
+}
+
+float fromPattern(std::uint32_t pattern) {
+    float value;
+    std::memcpy(&value, &pattern, sizeof value);
+    return value;
+}
+
+std::uint32_t codeOf(unsigned char defectClass) {
+    if (defectClass == kUnderRangeCode) return CODE_UNDER_RANGE;
+    if (defectClass == kOverRangeCode) return CODE_OVER_RANGE;
+    return CODE_BAD_PIXEL;
+}
+
+/// Codes that are refilled after a reconstruction. CODE_INVALID is never written there.
+bool isRefillable(float value) {
+    const std::uint32_t pattern = patternOf(value);
+    return pattern == CODE_OVER_RANGE || pattern == CODE_UNDER_RANGE || pattern == CODE_BAD_PIXEL;
+}
+
+/// Writes the pattern into the 7 x 7 block around column floor(X), row floor(Y), as far as it lies inside.
+void writeBlock(cv::Mat_<float>& image, float X, float Y, std::uint32_t code) {
+    constexpr float kReach = 3.0f;
+    const float value = fromPattern(code);
+    const float x0 = std::floor(X) - kReach;
+    if (!(x0 < static_cast<float>(image.cols))) return;  // also keeps the conversions below within int
+    const int firstColumn = std::max(static_cast<int>(x0), 0);
+    const int lastColumn = std::min(static_cast<int>(x0) + 6, image.cols - 1);
+    const int firstRow = std::max(static_cast<int>(std::floor(Y) - kReach), 0);
+    const int lastRow = std::min(static_cast<int>(std::floor(Y) + kReach), image.rows - 1);
+    for (int row = firstRow; row <= lastRow; ++row) {
+        float* pixels = image.ptr<float>(row);
+        for (int column = firstColumn; column <= lastColumn; ++column) pixels[column] = value;
+    }
+}
+
+/// The sample of a frame that lies under an enlarged pixel; false when that is outside the frame.
+bool samplePosition(int enlargedPosition, float shift, int size, int& position) {
+    const double exact = enlargedPosition * 0.5 + static_cast<double>(shift);
+    // Truncation takes (-1, 0) to 0; written so that a NaN or a huge shift stays outside.
+    if (!(exact > -1.0 && exact < size)) return false;
+    position = static_cast<int>(exact);
+    return true;
+}
+
+}  // namespace
+
+SuperResolutionBadPixelHandling::SuperResolutionBadPixelHandling(unsigned int maxDefectMaps)
+    : maxDefectMaps_(maxDefectMaps), neighbourOffsets_{{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}} {
+}
+
+SuperResolutionBadPixelHandling::~SuperResolutionBadPixelHandling() = default;
+
+void SuperResolutionBadPixelHandling::setDataIsNUC(bool isNUC) {
+    dataIsNUC_ = isNUC;
+    minValue_ = isNUC ? -32768.0f : kRadiometricMin;
+    maxValue_ = isNUC ? 32767.0f : kRadiometricMax;
+}
+
+unsigned char SuperResolutionBadPixelHandling::classify(float value) const {
+    switch (patternOf(value)) {
+        case CODE_OVER_RANGE:
+            return kOverRangeCode;
+        case CODE_UNDER_RANGE:
+            return kUnderRangeCode;
+        case CODE_BAD_PIXEL:
+        case CODE_INVALID:
+            return kNoValue;
+        default:
+            break;
+    }
+    if (std::isnan(value)) return kNoValue;
+    if (value > maxValue_) return kAboveRange;
+    if (value < minValue_) return kBelowRange;
+    return kValid;
+}
+
+int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& frame) {
+    float frameMin = 0.0f;
+    float frameMax = 0.0f;
+    getMinMaxVal(frame, frameMin, frameMax, nullptr, nullptr);
+    cv::Mat& defects = openDefectMap(frame.rows, frame.cols);
+
+    int result = 0;
+    int unrepairable = 0;
+    for (int y = 0; y < frame.rows; ++y) {
+        float* pixels = frame.ptr<float>(y);
+        unsigned char* classes = defects.ptr<unsigned char>(y);
+        for (int x = 0; x < frame.cols; ++x) {
+            classes[x] = classify(pixels[x]);
+            if (classes[x] == kValid) continue;
+            float mean = 0.0f;
+            if (getReplacementValue_(frame, x, y, mean)) {
+                pixels[x] = mean;
+                continue;
+            }
+            if (classes[x] != kOverRangeCode && classes[x] != kUnderRangeCode) result = -2;
+            switch (classes[x]) {
+                case kOverRangeCode:
+                case kAboveRange:
+                    pixels[x] = frameMax;
+                    break;
+                case kUnderRangeCode:
+                case kBelowRange:
+                    pixels[x] = frameMin;
+                    break;
+                default:
+                    pixels[x] = 0.0f;
+                    ++unrepairable;
+                    break;
+            }
+        }
+    }
+    if (unrepairable > kMostUnrepairable) {
+        raise(
+            "Too many defect pixels. No processing possible.",
+            {kSource, __LINE__, "oravo::vision::SuperResolutionBadPixelHandling::detectAndReplaceBadPixel"});
+    }
+    return result;
+}
+
+/// The newest defect map, for a frame of this size. A full history rolls: the oldest map gives up its memory
+/// to the newest.
+cv::Mat& SuperResolutionBadPixelHandling::openDefectMap(int rows, int cols) {
+    if (defectMaps_.size() < std::max(maxDefectMaps_, 1U)) {
+        defectMaps_.emplace_back(rows, cols, CV_8U);
+    } else {
+        defectMaps_.front().create(rows, cols, CV_8U);
+        std::rotate(defectMaps_.begin(), defectMaps_.begin() + 1, defectMaps_.end());
+    }
+    return defectMaps_.back();
+}
+
+void SuperResolutionBadPixelHandling::getMinMaxVal(const cv::Mat_<float>& frame, float& minVal, float& maxVal,
+                                                   cv::Point_<int>* minLoc, cv::Point_<int>* maxLoc) const {
+    minVal = maxValue_;
+    maxVal = minValue_;
+    for (int y = 0; y < frame.rows; ++y) {
+        const float* pixels = frame.ptr<float>(y);
+        for (int x = 0; x < frame.cols; ++x) {
+            if (!isValid(pixels[x])) continue;
+            if (pixels[x] > maxVal) {
+                maxVal = pixels[x];
+                if (maxLoc != nullptr) *maxLoc = {x, y};
+            }
+            if (pixels[x] < minVal) {
+                minVal = pixels[x];
+                if (minLoc != nullptr) *minLoc = {x, y};
+            }
+        }
+    }
+}
+
+bool SuperResolutionBadPixelHandling::getReplacementValue_(const cv::Mat_<float>& frame, int x, int y,
+                                                           float& value) const {
+    float sum = 0.0f;
+    int valid = 0;
+    for (const cv::Point_<int>& offset : neighbourOffsets_) {
+        const int column = x + offset.x;
+        const int row = y + offset.y;
+        if (column < 0 || column >= frame.cols || row < 0 || row >= frame.rows) continue;
+        const float neighbour = frame.ptr<float>(row)[column];
+        if (!isValid(neighbour)) continue;
+        sum += neighbour;
+        ++valid;
+    }
+    if (valid > 0) value = sum / static_cast<float>(valid);
+    const bool atBorder = x == 0 || y == 0 || x == frame.cols - 1 || y == frame.rows - 1;
+    return valid == 4 || (valid == 3 && atBorder);
+}
+
+void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& image,
+                                                   const std::vector<cv::Point_<float>>& shifts) {
+    if (shifts.size() != defectMaps_.size()) {
+        raise("maskBadPixel(): number of shifts ist not equal to number of defectMaps",
+              {kSource, __LINE__, "oravo::vision::SuperResolutionBadPixelHandling::maskBadPixel"});
+    }
+    if (image.cols == 0) return;
+    for (std::size_t i = 0; i < defectMaps_.size(); ++i) {
+        const cv::Mat& defects = defectMaps_[i];
+        for (int r = 0; r < defects.rows; ++r) {
+            const unsigned char* classes = defects.ptr<unsigned char>(r);
+            for (int c = 0; c < defects.cols; ++c) {
+                if (classes[c] == kValid) continue;
+                const float Y = 2.0f * (static_cast<float>(r) - shifts[i].y);
+                const float X = 2.0f * (static_cast<float>(c) - shifts[i].x);
+                // X has no upper bound, unlike Y: a block beyond the right edge may still reach inside.
+                if (Y >= 0.0f && Y < static_cast<float>(image.rows) && X >= 0.0f) {
+                    writeBlock(image, X, Y, codeOf(classes[c]));
+                }
+            }
+        }
+    }
+}
+
+void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
+                                                         const std::vector<cv::Point_<float>>& shifts,
+                                                         const std::vector<cv::Mat_<float>>& frames) {
+    constexpr char kFunction[] = "oravo::vision::SuperResolutionBadPixelHandling::replaceMaskedPixel";
+    if (defectMaps_.empty()) raise("bad pixel masks not initalized", {kSource, __LINE__, kFunction});
+    const std::size_t m = defectMaps_.size();
+    if (shifts.size() < m || frames.size() < m) {
+        raise("replaceMaskedPixel(): number of shifts or frames is smaller than number of defectMaps",
+              {kSource, __LINE__, kFunction});
+    }
+    const cv::Size size = defectMaps_[0].size();
+    for (std::size_t i = 0; i < m; ++i) {
+        if (defectMaps_[i].size() != size || frames[i].size() != size) {
+            raise("replaceMaskedPixel(): frames and defectMaps differ in size",
+                  {kSource, __LINE__, kFunction});
+        }
+    }
+    for (int r = 0; r < image.rows; ++r) {
+        float* pixels = image.ptr<float>(r);
+        for (int c = 0; c < image.cols; ++c) {
+            if (!isRefillable(pixels[c])) continue;
+            float sum = 0.0f;
+            int n = 0;
+            for (std::size_t i = 0; i < m; ++i) {
+                int x = 0;
+                int y = 0;
+                if (!samplePosition(c, shifts[i].x, size.width, x)) continue;
+                if (!samplePosition(r, shifts[i].y, size.height, y)) continue;
+                if (defectMaps_[i].ptr<unsigned char>(y)[x] != kValid) continue;
+                sum += frames[i].ptr<float>(y)[x];
+                ++n;
+            }
+            if (n > 0) pixels[c] = sum / static_cast<float>(n);
+        }
+    }
+}
+
+void SuperResolutionBadPixelHandling::colorBadPixel(const cv::Mat_<float>& image, cv::Mat_<cv::Vec3b>& view) {
+    for (int r = 0; r < image.rows; ++r) {
+        const float* pixels = image.ptr<float>(r);
+        cv::Vec3b* colours = view.ptr<cv::Vec3b>(r);
+        for (int c = 0; c < image.cols; ++c) {
+            const std::uint32_t pattern = patternOf(pixels[c]);
+            if (pattern == CODE_OVER_RANGE) colours[c] = cv::Vec3b(0, 0, 255);
+            if (pattern == CODE_UNDER_RANGE) colours[c] = cv::Vec3b(255, 0, 0);
+        }
+    }
+}
+
+}  // namespace oravo::vision

@@ -1,0 +1,41 @@
+#include "vision/superresolution/detail/FrameSize.h"
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+namespace oravo::vision::detail {
+
+FrameSize checkedSize(long long width, long long height, const CodeLocation& where) {
+    constexpr long long kMost = std::numeric_limits<int>::max();
+    const bool fits = width >= 0 && height >= 0 && width <= kMost && height <= kMost &&
+                      (height == 0 || width <= kMost / height);
+    if (!fits) {
+        raise("Invalid image size " + std::to_string(width) + " x " + std::to_string(height) + " specified.",
+              where);
+    }
+    return {static_cast<int>(width), static_cast<int>(height)};
+}
+
+float checkedFactor(float factor, const CodeLocation& where) {
+    if (!(factor >= 1.0f) || !std::isfinite(factor)) {
+        raise(
+            "Invalid super-resolution factor " + std::to_string(factor) + " specified, at least 1 is needed.",
+            where);
+    }
+    return factor;
+}
+
+FrameSize enlarged(FrameSize size, float factor, const CodeLocation& where) {
+    const float width = static_cast<float>(size.width) * factor;
+    const float height = static_cast<float>(size.height) * factor;
+    constexpr float kMost = 2147483520.0f;  // the largest float below 2^31
+    if (width > kMost || height > kMost) {
+        raise("Image size " + std::to_string(size.width) + " x " + std::to_string(size.height) +
+                  " is too large for super-resolution factor " + std::to_string(factor) + ".",
+              where);
+    }
+    return checkedSize(static_cast<long long>(width), static_cast<long long>(height), where);
+}
+
+}  // namespace oravo::vision::detail

@@ -1,0 +1,48 @@
+#ifndef ORAVO_VISION_DETAIL_SPARSEOPERATORS_H
+#define ORAVO_VISION_DETAIL_SPARSEOPERATORS_H
+
+#include <cstddef>
+
+namespace oravo::vision::detail {
+
+/// The sparse sample grid inside an extended high-resolution image, and the kernels' lengths.
+///
+/// Low-resolution sample (r, c) sits at column columnStep * c; its row is given by the intermediate image of
+/// the separable passes, lowWidth columns by extendedHeight rows, in which sample row r begins rowPitch * r
+/// elements after the start.
+struct SparseGrid {
+    int lowWidth = 0;
+    int lowHeight = 0;
+    int extendedWidth = 0;
+    int extendedHeight = 0;
+    int kernelWidth = 0;
+    int kernelHeight = 0;
+    int columnStep = 0;
+    std::ptrdiff_t rowPitch = 0;
+};
+
+/// A mask element as the factor it stands for. Plain char is unsigned on some targets; masks are signed.
+inline float maskWeight(char mask) {
+    return static_cast<float>(static_cast<signed char>(mask));
+}
+inline float maskWeight(float mask) {
+    return mask;
+}
+
+/// out = full convolution of the masked, zero-inserted low-resolution image with the separable kernel.
+/// @param intermediate  extendedHeight x lowWidth values of scratch
+/// @param out           extendedHeight x extendedWidth, overwritten
+template <class Mask>
+void fullConvFromSparse(const SparseGrid& grid, const float* lowRes, const float* horizontalKernel,
+                        const float* verticalKernel, const Mask* mask, float* intermediate, float* out);
+
+/// out = valid correlation of the extended image with the separable kernel, taken at the sparse samples: the
+/// exact transpose of fullConvFromSparse without its mask.
+/// @param in   extendedHeight x extendedWidth
+/// @param out  lowHeight x lowWidth, overwritten
+void validCorrToSparse(const SparseGrid& grid, const float* in, const float* horizontalKernel,
+                       const float* verticalKernel, float* intermediate, float* out);
+
+}  // namespace oravo::vision::detail
+
+#endif

@@ -1,0 +1,31 @@
+#ifndef ORAVO_VISION_DETAIL_TIMINGREPORT_H
+#define ORAVO_VISION_DETAIL_TIMINGREPORT_H
+
+#include <iostream>
+
+#include "support/StopWatch.h"
+
+namespace oravo::vision::detail {
+
+/// The report that a run prints to standard output, line by line as its stages end.
+class TimingReport {
+  public:
+    explicit TimingReport(const char* title) {
+        std::cout << "++++++++++ " << title << " ++++++++++" << std::endl;
+    }
+
+    /// Starts timing a stage.
+    void start() { watch_.start(); }
+
+    /// Prints the time since the last start, behind a label of fixed width.
+    void line(const char* label) { std::cout << label << watch_.stop() * 1000 << "[ms]" << std::endl; }
+
+    void close() { std::cout << "+++++++++++++++++++++++++++++" << std::endl; }
+
+  private:
+    StopWatch watch_;
+};
+
+}  // namespace oravo::vision::detail
+
+#endif

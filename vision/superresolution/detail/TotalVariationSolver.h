@@ -1,0 +1,261 @@
+#ifndef ORAVO_VISION_DETAIL_TOTALVARIATIONSOLVER_H
+#define ORAVO_VISION_DETAIL_TOTALVARIATIONSOLVER_H
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <string>
+
+#include "support/CodeLocation.h"
+#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/GaussianPsf.h"
+#include "vision/superresolution/detail/GuardedImage.h"
+#include "vision/superresolution/detail/TotalVariation.h"
+
+namespace oravo::vision::detail {
+
+/// Multi-frame super-resolution by conjugate gradients and total variation, for every family of engines.
+///
+/// Frame k is modelled as y_k = H_k x, the extended high-resolution image x blurred by the frame's
+/// point-spread function and sampled, with a mask M_k of its usable pixels. The estimate minimises
+///   sum_k || M_k (H_k x - y_k) ||^2  +  TV(x) / weight,
+/// by solving (L + sum_k H_k^T M_k H_k) x = sum_k H_k^T M_k y_k with L the total-variation operator,
+/// linearised anew (lagged diffusivity) whenever conjugate gradients have converged for the last one.
+///
+/// A Family settles what the engines differ in:
+///   Point        a shift with members x, y, in low-resolution pixels
+///   Mask         element type of a mask
+///   Convolution  the operator pair H, H^T M
+///   Sums         precision of sums: Scalar, sum, dot, squaredDeviations
+///   kFirstPixel  TotalVariation::FirstPixel
+///   kSource, kMinimize  for error locations
+template <class Family>
+class TotalVariationSolver {
+  public:
+    using Point = typename Family::Point;
+    using Mask = typename Family::Mask;
+
+    struct Parameters {
+        float psfSigma = 0.683f;
+        float weightTV = 400.0f;
+        float negativeInverseWeightTV = -1.0f / 400.0f;
+        float relRes = 0.007f;
+        float epsilon = 0.1f;
+        float inverseEpsilon = 1.0f / 0.1f;
+        int maxIter = 8;
+    };
+
+    TotalVariationSolver(int lowWidth, int lowHeight, int maxFrames, float factor, const CodeLocation& where)
+        : low_(checkedSize(lowWidth, lowHeight, where)),
+          factor_(checkedFactor(factor, where)),
+          high_(enlarged(low_, factor, where)),
+          psfLength_(static_cast<int>(3.0f * factor)),
+          extended_(checkedSize(high_.width + psfLength_ - 1LL, high_.height + psfLength_ - 1LL, where)),
+          maxFrames_(std::max(maxFrames, 0)),
+          basePsf_(psfSize(1)),
+          horizontalPsfs_(psfSize(maxFrames_)),
+          verticalPsfs_(psfSize(maxFrames_)),
+          convolution_(high_.width, high_.height, psfLength_, psfLength_, factor),
+          lowScratch_(low_.elements()),
+          convolutionScratch_(extended_.elements()),
+          rightSide_(extended_.elements()),
+          estimate_(extended_),
+          totalVariation_(extended_),
+          residual_(extended_.elements()),
+          direction_(extended_),
+          operatorImage_(extended_.elements()) {
+        setPsfSigma(parameters_.psfSigma);
+    }
+
+    const Parameters& parameters() const { return parameters_; }
+    void setPsfSigma(float sigma) {
+        parameters_.psfSigma = sigma;
+        gaussianPsf(sigma, factor_, psfLength_, basePsf_.data());
+    }
+    void setWeightTV(float weight) {
+        parameters_.weightTV = weight;
+        parameters_.negativeInverseWeightTV = -1.0f / weight;
+    }
+    void setEpsilon(float epsilon) {
+        parameters_.epsilon = epsilon;
+        parameters_.inverseEpsilon = 1.0f / epsilon;
+    }
+    void setMaxIter(int maxIter) { parameters_.maxIter = maxIter; }
+    void setRelRes(float relRes) { parameters_.relRes = relRes; }
+
+    /// The reconstruction; see the public classes. Returns the number of conjugate-gradient steps.
+    int minimize(int nFrames, int refIndex, float* const* frames, const Point* shifts,
+                 const Mask* const* masks, float* out) {
+        if (nFrames < 0 || nFrames > maxFrames_) {
+            raise("Invalid number of frames " + std::to_string(nFrames) + " specified, at most " +
+                      std::to_string(maxFrames_) + " are provided for.",
+                  {Family::kSource, __LINE__, Family::kMinimize});
+        }
+        const Normalisation normalisation = normalise(nFrames, refIndex, frames);
+        generatePsfs(nFrames, shifts);
+        backProject(nFrames, frames, masks);
+        std::copy_n(rightSide_.data(), extended_.pixelCount(), estimate_.data());
+
+        int total = 0;
+        for (int restart = 0; restart < parameters_.maxIter; ++restart) {
+            const int steps = conjugateGradients(nFrames, masks, parameters_.maxIter - total);
+            total += steps;
+            if (steps == 0) break;
+        }
+        crop(normalisation, out);
+        return total;
+    }
+
+  private:
+    using Sums = typename Family::Sums;
+    using Scalar = typename Sums::Scalar;
+
+    /// Intensities are solved for in units of the reference frame's standard deviation about its mean.
+    struct Normalisation {
+        float mean;
+        float deviation;
+    };
+
+    std::size_t psfSize(int vectors) const {
+        return static_cast<std::size_t>(psfLength_) * static_cast<std::size_t>(vectors);
+    }
+    float* horizontalPsf(int k) const { return horizontalPsfs_.data() + psfSize(k); }
+    float* verticalPsf(int k) const { return verticalPsfs_.data() + psfSize(k); }
+
+    Normalisation normalise(int nFrames, int refIndex, float* const* frames) {
+        const std::ptrdiff_t n = low_.pixelCount();
+        const float* reference = frames[refIndex];
+        const float mean = static_cast<float>(Sums::sum(reference, n) / static_cast<Scalar>(n));
+        const Scalar squares = Sums::squaredDeviations(reference, mean, n);
+        const float variance = static_cast<float>(squares / static_cast<Scalar>(n));
+        const float deviation = static_cast<float>(std::sqrt(static_cast<double>(variance)));
+        for (int k = 0; k < nFrames; ++k) {
+            for (std::ptrdiff_t i = 0; i < n; ++i) frames[k][i] = (frames[k][i] - mean) / deviation;
+        }
+        return {mean, deviation};
+    }
+
+    void generatePsfs(int nFrames, const Point* shifts) {
+        for (int k = 0; k < nFrames; ++k) {
+            shiftedPsf(basePsf_.data(), psfLength_, factor_ * shifts[k].x, horizontalPsf(k));
+            shiftedPsf(basePsf_.data(), psfLength_, factor_ * shifts[k].y, verticalPsf(k));
+        }
+    }
+
+    /// b = sum_k H_k^T M_k y_k
+    void backProject(int nFrames, float* const* frames, const Mask* const* masks) {
+        std::fill_n(rightSide_.data(), extended_.pixelCount(), 0.0f);
+        for (int k = 0; k < nFrames; ++k) addTransposed(k, frames[k], masks[k], rightSide_.data());
+        const Scalar squares = Sums::dot(rightSide_.data(), rightSide_.data(), extended_.pixelCount());
+        inverseRightSideNorm_ = static_cast<float>(Scalar(1) / squares);
+    }
+
+    /// target += H_k^T M_k lowRes
+    void addTransposed(int k, const float* lowRes, const Mask* mask, float* target) {
+        const float* __restrict scratch = convolutionScratch_.data();
+        convolution_.fullConvFromSparse(lowRes, horizontalPsf(k), verticalPsf(k), mask,
+                                        convolutionScratch_.data());
+        for (std::ptrdiff_t i = 0; i < extended_.pixelCount(); ++i) target[i] += scratch[i];
+    }
+
+    /// Freezes the total-variation weights from the current estimate.
+    void computeL() {
+        totalVariation_.freeze(estimate_.data(), parameters_.negativeInverseWeightTV, parameters_.epsilon,
+                               parameters_.inverseEpsilon, Family::kFirstPixel);
+    }
+
+    /// out = A v = L v + sum_k H_k^T M_k H_k v
+    void gradient(const float* v, int nFrames, const Mask* const* masks, float* out) {
+        totalVariation_.apply(v, out);
+        for (int k = 0; k < nFrames; ++k) {
+            convolution_.validCorrToSparse(v, horizontalPsf(k), verticalPsf(k), lowScratch_.data());
+            addTransposed(k, lowScratch_.data(), masks[k], out);
+        }
+    }
+
+    bool converged(Scalar squaredResidual) const {
+        return parameters_.relRes * parameters_.relRes >
+               squaredResidual * static_cast<Scalar>(inverseRightSideNorm_);
+    }
+
+    /// Solves for fixed weights with at most `budget` steps; returns how many were made.
+    int conjugateGradients(int nFrames, const Mask* const* masks, int budget) {
+        computeL();
+        const std::ptrdiff_t n = extended_.pixelCount();
+        float* residual = residual_.data();
+        gradient(estimate_.data(), nFrames, masks, residual);
+        for (std::ptrdiff_t i = 0; i < n; ++i) residual[i] = rightSide_.data()[i] - residual[i];
+        std::copy_n(residual, n, direction_.data());
+        squaredResidual_ = static_cast<float>(Sums::dot(residual, residual, n));
+        // Tested in single precision, unlike the test after a step.
+        if (parameters_.relRes * parameters_.relRes > squaredResidual_ * inverseRightSideNorm_) return 0;
+        for (int step = 0; step < budget; ++step) {
+            if (iteration(nFrames, masks)) return step + 1;
+        }
+        return budget;
+    }
+
+    /// One step; true when the residual is small enough to stop.
+    bool iteration(int nFrames, const Mask* const* masks) {
+        const std::ptrdiff_t n = extended_.pixelCount();
+        float* __restrict estimate = estimate_.data();
+        float* __restrict residual = residual_.data();
+        float* __restrict direction = direction_.data();
+        const float* __restrict image = operatorImage_.data();
+        gradient(direction, nFrames, masks, operatorImage_.data());
+        const float alpha =
+            static_cast<float>(static_cast<Scalar>(squaredResidual_) / Sums::dot(direction, image, n));
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
+            estimate[i] += alpha * direction[i];
+            residual[i] -= alpha * image[i];
+        }
+        const Scalar squares = Sums::dot(residual, residual, n);
+        if (converged(squares)) return true;
+        const float beta = static_cast<float>(squares / static_cast<Scalar>(squaredResidual_));
+        for (std::ptrdiff_t i = 0; i < n; ++i) direction[i] = beta * direction[i] + residual[i];
+        squaredResidual_ = static_cast<float>(squares);
+        return false;
+    }
+
+    /// Back to input units. The crop leaves one extended pixel more at the bottom and right than at the top
+    /// and left, which puts low-resolution pixel i, seen without shift, at high-resolution position 2 i +
+    /// 0.5.
+    void crop(const Normalisation& normalisation, float* out) const {
+        const int offset = (psfLength_ - 1) / 2;
+        for (int r = 0; r < high_.height; ++r) {
+            const float* source =
+                estimate_.data() + static_cast<std::ptrdiff_t>(r + offset) * extended_.width + offset;
+            float* target = out + static_cast<std::ptrdiff_t>(r) * high_.width;
+            for (int c = 0; c < high_.width; ++c) {
+                target[c] = normalisation.deviation * source[c] + normalisation.mean;
+            }
+        }
+    }
+
+    Parameters parameters_;
+    FrameSize low_;
+    float factor_;
+    FrameSize high_;
+    int psfLength_;
+    FrameSize extended_;
+    int maxFrames_;
+    Buffer<float> basePsf_;
+    Buffer<float> horizontalPsfs_;
+    Buffer<float> verticalPsfs_;
+    typename Family::Convolution convolution_;
+    Buffer<float> lowScratch_;
+    Buffer<float> convolutionScratch_;
+    Buffer<float> rightSide_;
+    GuardedImage estimate_;
+    TotalVariation totalVariation_;
+    Buffer<float> residual_;
+    GuardedImage direction_;
+    Buffer<float> operatorImage_;
+    float squaredResidual_ = 0.0f;
+    float inverseRightSideNorm_ = 0.0f;
+};
+
+}  // namespace oravo::vision::detail
+
+#endif
