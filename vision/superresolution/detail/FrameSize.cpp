@@ -29,13 +29,13 @@ float checkedFactor(float factor, const CodeLocation& where) {
 FrameSize enlarged(FrameSize size, float factor, const CodeLocation& where) {
     const float width = static_cast<float>(size.width) * factor;
     const float height = static_cast<float>(size.height) * factor;
-    constexpr float kMost = 2147483520.0f;  // the largest float below 2^31
-    if (width > kMost || height > kMost) {
+    constexpr float kMost = static_cast<float>(std::numeric_limits<int>::max());
+    if (width >= kMost || height >= kMost || width * height >= kMost) {
         raise("Image size " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                   " is too large for super-resolution factor " + std::to_string(factor) + ".",
               where);
     }
-    return checkedSize(static_cast<long long>(width), static_cast<long long>(height), where);
+    return {static_cast<int>(width), static_cast<int>(height)};
 }
 
 }  // namespace oravo::vision::detail

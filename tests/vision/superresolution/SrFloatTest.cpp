@@ -1,0 +1,305 @@
+#include "vision/superresolution/SrFloat.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "tests/TestScenes.h"
+#include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace oravo::test {
+namespace {
+
+using Pipeline = vision::SrFloat<vision::SrFloatRegistration2>;
+
+constexpr int kWidth = 60;
+constexpr int kHeight = 50;
+
+class QuietRun {
+  public:
+    explicit QuietRun(Pipeline& pipeline) {
+        testing::internal::CaptureStdout();
+        result = pipeline.computeSR(image);
+        report = testing::internal::GetCapturedStdout();
+    }
+    Image image;
+    float result = 0.0f;
+    std::string report;
+};
+
+std::vector<Image> burstAt(const std::vector<Point>& shifts, unsigned seed = 3) {
+    return burst(Scene(seed, kHeight, kWidth), kHeight, kWidth, shifts);
+}
+
+const std::vector<Point> kShifts = {{0, 0}, {0.4f, 0.1f}, {-0.3f, 0.5f}, {0.2f, -0.4f}, {0.5f, 0.5f}};
+
+Pipeline filled(const std::vector<Image>& frames) {
+    Pipeline pipeline(kWidth, kHeight, 5, 2.0f);
+    for (const Image& frame : frames) EXPECT_EQ(pipeline.addFrame(frame), 0);
+    return pipeline;
+}
+
+/// The C string that a call throws, or the empty one.
+std::string rejected(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const char* text) {
+        return text;
+    }
+    return "";
+}
+
+TEST(SrFloat, SizesAreEnlargedInSinglePrecisionAndTruncated) {
+    const Pipeline pipeline(160, 120, 5, 2.0f);
+    EXPECT_EQ(pipeline.getInputSize(), 160 * 120);
+    EXPECT_EQ(pipeline.getOutputSize(), 320 * 240);
+    EXPECT_EQ(pipeline.getWindowSize(), 5);
+    EXPECT_EQ(Pipeline(5, 4, 1, 1.5f).getOutputSize(), 7 * 6);
+    for (const float factor : {0.5f, -2.0f, std::nanf(""), std::numeric_limits<float>::infinity()}) {
+        EXPECT_THROW(Pipeline(5, 4, 1, factor), Exception) << factor;
+    }
+}
+
+TEST(SrFloat, SettersRejectAndKeepWhatWasThere) {
+    Pipeline pipeline(16, 12, 5, 2.0f);
+    EXPECT_EQ(pipeline.getReferenceIndex(), 0);
+    EXPECT_EQ(pipeline.getMinStructureThreshold(), 2.0f);
+    const char* index = "Invalid reference index specified.";
+    const char* weight = "Invalid total-variation term weight specified.";
+    const float nan = std::nanf("");
+    EXPECT_EQ(rejected([] { Pipeline(16, 12, 0, 2.0f); }), index);
+    EXPECT_EQ(rejected([] { Pipeline(16, 12, -3, 2.0f); }), index);
+    EXPECT_EQ(rejected([&] { pipeline.setReferenceIndex(5); }), index);
+    EXPECT_EQ(rejected([&] { pipeline.setReferenceIndex(-1); }), index);
+    EXPECT_EQ(rejected([&] { pipeline.setReferenceIndex(4); }), "");
+    EXPECT_EQ(pipeline.getReferenceIndex(), 4);
+
+    EXPECT_EQ(rejected([&] { pipeline.setMaxCGIters(0); }),
+              "Invalid maximum number of iterations specified.");
+    EXPECT_EQ(pipeline.getMaxCGIters(), 8);
+
+    struct Case {
+        void (Pipeline::*set)(float);
+        float (Pipeline::*get)() const;
+        float initial;
+        std::vector<float> bad;
+        std::vector<float> good;
+        const char* text;
+    };
+    const std::vector<Case> cases = {
+        {&Pipeline::setPsfSigma,
+         &Pipeline::getPsfSigma,
+         0.683f,
+         {0.0f, -1.0f},
+         {1e-6f, nan},
+         "Invalid standard deviation of the sensor psf specified."},
+        {&Pipeline::setRegError,
+         &Pipeline::getRegError,
+         0.0001f,
+         {0.0f, 1.0001f, -1.0f},
+         {1.0f, nan},
+         "Invalid maximum registration error specified."},
+        {&Pipeline::setRelativeResidue,
+         &Pipeline::getRelativeResidue,
+         0.007f,
+         {1e-7f, 0.0f},
+         {1.1e-6f, nan},
+         weight},
+        {&Pipeline::setWeightTV, &Pipeline::getWeightTV, 400.0f, {0.5f, -400.0f}, {1.0f, nan}, weight}};
+    for (const Case& c : cases) {
+        EXPECT_EQ((pipeline.*c.get)(), c.initial);
+        for (const float value : c.bad) {
+            EXPECT_EQ(rejected([&] { (pipeline.*c.set)(value); }), c.text) << value;
+            EXPECT_EQ((pipeline.*c.get)(), c.initial);
+        }
+        for (const float value : c.good) {
+            EXPECT_EQ(rejected([&] { (pipeline.*c.set)(value); }), "") << value;
+            const float stored = (pipeline.*c.get)();
+            EXPECT_TRUE(stored == value || (std::isnan(stored) && std::isnan(value)));
+        }
+    }
+}
+
+TEST(SrFloat, ReportHasSixLines) {
+    Pipeline pipeline = filled(burstAt(kShifts));
+    const QuietRun run(pipeline);
+    const std::string number = R"([0-9.e+-]+)";
+    EXPECT_TRUE(std::regex_match(run.report, std::regex(R"(\+{10} SrFloat \+{10}\n)"
+                                                        " registration:         " +
+                                                        number +
+                                                        R"(\[ms\]\n)"
+                                                        " large_displacement:   " +
+                                                        number +
+                                                        R"(\[ms\]\n)"
+                                                        " minimization:         " +
+                                                        number +
+                                                        R"(\[ms\]\n)"
+                                                        " save\\+srfactor calc:   " +
+                                                        number +
+                                                        R"(\[ms\]\n)"
+                                                        R"(\+{29}\n)")))
+        << run.report;
+}
+
+TEST(SrFloat, WindowKeepsTheNewestFrames) {
+    const std::vector<Image> frames =
+        burstAt({{0, 0}, {3, 1}, {0.4f, 0.1f}, {-0.3f, 0.5f}, {0.2f, -0.4f}, {0.5f, 0.5f}, {0.1f, 0}});
+    Pipeline rolled = filled(frames);
+    Pipeline fresh = filled({frames.begin() + 2, frames.end()});
+    // The 8-bit range of the registration lasts, so both have to have seen the same extremes.
+    const QuietRun a(rolled);
+    const QuietRun b(fresh);
+    EXPECT_LT(largestDifference(a.image, b.image), 0.05);
+    std::vector<Point> shifts;
+    rolled.getCompleteShifts(shifts);
+    ASSERT_EQ(shifts.size(), 5U);
+    EXPECT_EQ(shifts[4], Point(0, 0));  // reference index 0 is the newest frame
+    EXPECT_NEAR(shifts[0].x, 0.3f, 0.05f);
+    EXPECT_NEAR(shifts[0].y, 0.1f, 0.05f);
+
+    rolled.setReferenceIndex(3);
+    const QuietRun other(rolled);
+    rolled.getCompleteShifts(shifts);
+    EXPECT_EQ(shifts[1], Point(0, 0));
+    EXPECT_NEAR(shifts[4].x, 0.4f, 0.05f);
+}
+
+TEST(SrFloat, ClearedWindowIsFilledAnew) {
+    const std::vector<Image> frames = burstAt(kShifts);
+    Pipeline pipeline = filled(frames);
+    const QuietRun first(pipeline);
+    pipeline.clearFrames();
+    for (const Image& frame : frames) pipeline.addFrame(frame.ptr<float>());
+    const QuietRun second(pipeline);
+    EXPECT_TRUE(sameBits(first.image, second.image));
+    EXPECT_TRUE(sameBits(first.image, QuietRun(pipeline).image));  // runs may be repeated
+}
+
+TEST(SrFloat, FullCoverageGivesAGainOfTwo) {
+    Pipeline pipeline = filled(std::vector<Image>(5, burstAt({{0, 0}})[0]));
+    EXPECT_EQ(QuietRun(pipeline).result, 2.0f);
+    std::vector<cv::Mat_<unsigned char>> masks(1);
+    pipeline.getMasks(masks);
+    ASSERT_EQ(masks.size(), 5U);
+    for (const auto& mask : masks) EXPECT_EQ(cv::countNonZero(mask == 1), kWidth * kHeight);
+}
+
+TEST(SrFloat, GainFollowsFromTheMasks) {
+    Pipeline pipeline = filled(burstAt({{0, 0}, {2.4f, 1.3f}, {-1.3f, 0.2f}, {0.3f, 0.4f}, {1.0f, -3.0f}}));
+    pipeline.setRegError(2e-5f);
+    const QuietRun run(pipeline);
+    std::vector<cv::Mat_<unsigned char>> masks;
+    pipeline.getMasks(masks);
+    double total = -kWidth * kHeight;
+    for (const auto& mask : masks) total += cv::sum(mask)[0];
+    EXPECT_LT(run.result, 1.99f);
+    EXPECT_FLOAT_EQ(run.result, static_cast<float>(total / (kWidth * kHeight * 4.0) + 1.0));
+}
+
+TEST(SrFloat, LargeDisplacementsComeBeforeSparseMasks) {
+    // The limit is a tenth of the height, 5 pixels here, on either axis; the image is delivered all the same.
+    struct Case {
+        Point shift;
+        float regError;
+        float status;
+    };
+    for (const Case& c : {Case{{4.6f, 0}, 0.0001f, 0},
+                          {{5.4f, 0}, 0.0001f, -6},
+                          {{0, -5.4f}, 0.0001f, -6},
+                          {{1, 0}, 1e-12f, -3},
+                          {{5.4f, 0}, 1e-12f, -6}}) {
+        Pipeline pipeline = filled(burstAt({c.shift, {0, 0}, {0, 0}, {0, 0}, {0, 0}}));
+        pipeline.setRegError(c.regError);
+        const QuietRun run(pipeline);
+        if (c.status == 0) EXPECT_GT(run.result, 1.5f);
+        if (c.status != 0) EXPECT_EQ(run.result, c.status) << c.shift;
+        EXPECT_EQ(std::count(run.report.begin(), run.report.end(), '\n'), 6);
+        EXPECT_GT(cv::countNonZero(run.image), 0);
+    }
+}
+
+TEST(SrFloat, FailedRegistrationLeavesTheOutputAlone) {
+    Pipeline pipeline = filled(std::vector<Image>(5, Image(kHeight, kWidth, 20.0f)));
+    Image out(2 * kHeight, 2 * kWidth, 7.0f);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(pipeline.computeSR(out.ptr<float>()), -998.0f);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "++++++++++ SrFloat ++++++++++\n");
+    EXPECT_EQ(cv::countNonZero(out == 7.0f), 4 * kWidth * kHeight);
+
+    Pipeline empty(kWidth, kHeight, 5, 2.0f);
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(empty.computeSR(out.ptr<float>()), Exception);
+    testing::internal::GetCapturedStdout();
+}
+
+TEST(SrFloat, CoverageCapIsSettledByTheFirstRun) {
+    Pipeline first = filled(burstAt(kShifts));
+    const QuietRun settles(first);
+    Pipeline wide(kWidth, kHeight, 7, 3.0f);
+    for (int i = 0; i < 7; ++i) wide.addFrame(burstAt({{0, 0}})[0]);
+    EXPECT_EQ(QuietRun(wide).result, 2.0f);  // min(7, 5) - 1 of 4; its own cap of 10 would give 2.5
+}
+
+TEST(SrFloat, DefectivePixelsAreRefilled) {
+    std::vector<Image> frames = burstAt({{0, 0}, {2, 0}, {0, 2}, {-2, 0}, {0, -2}});
+    Pipeline clean = filled(frames);
+    const QuietRun expected(clean);
+    for (Image& frame : frames) reinterpret_cast<std::uint32_t&>(frame(20, 30)) = vision::CODE_BAD_PIXEL;
+    Pipeline pipeline = filled(frames);
+    const QuietRun run(pipeline);
+    EXPECT_LT(largestDifference(run.image, expected.image), 4.0);
+    EXPECT_LT(rmsDifference(run.image, expected.image, 0), 0.4);
+    EXPECT_GT(largestDifference(run.image, expected.image), 0.0);
+}
+
+TEST(SrFloat, UnusableFrameKeepsWindowAndRegistrationInStep) {
+    const std::vector<Image> frames = burstAt({{0, 0}, {2, 1}, {0.4f, -2}, {-1, 0.5f}, {0.2f, 1}, {1, 1}});
+    Pipeline pipeline(kWidth, kHeight, 5, 2.0f);
+    Image broken = frames[1].clone();
+    for (int x = 2; x < 38; x += 3) broken(8, x) = broken(9, x) = std::nanf("");
+    pipeline.addFrame(frames[0]);
+    EXPECT_EQ(thrownBy([&] { pipeline.addFrame(broken); }).message(),
+              "Too many defect pixels. No processing possible.");
+    for (std::size_t i = 2; i < frames.size(); ++i) pipeline.addFrame(frames[i]);
+    const QuietRun run(pipeline);
+    std::vector<Point> shifts;
+    pipeline.getCompleteShifts(shifts);
+    ASSERT_EQ(shifts.size(), 5U);
+    EXPECT_NEAR(shifts[0].x, 1.0f,
+                0.1f);  // the broken frame is the oldest now, and still known by its own shift
+    EXPECT_NEAR(shifts[1].y, -3.0f, 0.2f);
+}
+
+TEST(SrFloat, CopiesKeepTheirOwnParameters) {
+    Pipeline pipeline = filled(burstAt(kShifts));
+    Pipeline copy(8, 8, 1, 2.0f);
+    copy = pipeline;
+    copy.setWeightTV(50.0f);
+    EXPECT_EQ(pipeline.getWeightTV(), 400.0f);
+    copy.setWeightTV(400.0f);
+    EXPECT_EQ(copy.getInputSize(), kWidth * kHeight);
+    const QuietRun a(copy);
+    EXPECT_TRUE(sameBits(a.image, QuietRun(pipeline).image));
+}
+
+TEST(SrFloat, SaveFrameRepeatsTheLastImage) {
+    struct Open : Pipeline {
+        using Pipeline::Pipeline;
+        using Pipeline::saveFrame;
+    };
+    Open pipeline(kWidth, kHeight, 5, 2.0f);
+    for (const Image& frame : burstAt(kShifts)) pipeline.addFrame(frame);
+    const QuietRun run(pipeline);
+    Image saved(2 * kHeight, 2 * kWidth);
+    pipeline.saveFrame(saved.ptr<float>());
+    EXPECT_TRUE(sameBits(saved, run.image));
+}
+
+}  // namespace
+}  // namespace oravo::test
