@@ -31,7 +31,7 @@ Vector basePsf(float sigma, float f) {
         const float mass = 0.5f * (erf(static_cast<float>(j + 1) / s) - erf(static_cast<float>(j) / s));
         taps.at(static_cast<std::size_t>(ks / 2 + j)) = mass;
         taps.at(static_cast<std::size_t>(ks / 2 - j - 1)) = mass;
-        sum += mass + mass;
+        sum = sum + mass + mass;
         ++j;
     } while (f > static_cast<float>(j));
     for (float& tap : taps) tap /= sum;

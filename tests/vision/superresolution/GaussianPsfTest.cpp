@@ -22,7 +22,7 @@ plain::Vector psf(float sigma, float f) {
 TEST(GaussianPsf, approximatesTheErrorFunction) {
     EXPECT_EQ(erfApproximation(0.0f), 0.0f);
     for (float z = -12.0f; z <= 12.0f; z += 0.0625f) {
-        EXPECT_NEAR(erfApproximation(z), std::erf(z), 1.3e-4) << z;
+        EXPECT_NEAR(erfApproximation(z), std::erf(z), 3.4e-4) << z;
         EXPECT_EQ(erfApproximation(-z), -erfApproximation(z)) << z;
     }
     EXPECT_EQ(erfApproximation(1e30f), 1.0f);  // squares overflow
