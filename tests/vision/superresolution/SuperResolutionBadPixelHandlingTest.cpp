@@ -107,10 +107,11 @@ TEST(SuperResolutionBadPixelHandling, repairsFromNeighboursOrFallsBack) {
 
 TEST(SuperResolutionBadPixelHandling, refusesMoreThanTenUnrepairablePixels) {
     for (int defects : {10, 11}) {
-        Image frame(2, 40, 7.0f);  // the lower pixel of each pair finds one neighbour, below another defect
-        for (int i = 0; i < defects; ++i)
-            frame(0, 3 * i + 1) = frame(1, 3 * i + 1) = i % 2 == 0 ? kNaN : kInvalid;
-        for (int i = 0; i < defects; ++i) frame(1, 3 * i + 1) = kOver;
+        Image frame(2, 40, 7.0f);  // each defect has two good neighbours, and an over-range one below
+        for (int i = 0; i < defects; ++i) {
+            frame(0, 3 * i + 1) = i % 2 == 0 ? kNaN : kInvalid;
+            frame(1, 3 * i + 1) = kOver;
+        }
         SuperResolutionBadPixelHandling handling(1);
         int result = 0;
         const oravo::Exception thrown =
