@@ -146,8 +146,9 @@ TEST(SrFloatRegistration2, intensityRangeLastsUntilAFrameLeavesIt) {
 TEST(SrFloatRegistration2, agreesWithTheRecordedBursts) {
     const char* folder = std::getenv("ORAVO_TEST_DATA");
     if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of bursts";
+    // Exact shifts for the rendered burst; estimates for the others, the last of which turns by 0.17 degrees.
     const std::pair<const char*, double> bursts[] = {
-        {"rendered_pipes", 0.1}, {"mwir_embankment", 0.2}, {"mwir_fields", 0.2}, {"lwir_buildings", 0.2}};
+        {"rendered_pipes", 0.03}, {"mwir_embankment", 0.1}, {"mwir_fields", 0.1}, {"lwir_buildings", 0.2}};
     for (const auto& [name, tolerance] : bursts) {
         std::ifstream table(std::string(folder) + "/" + name + "/shifts.csv");
         std::vector<Image> frames;
