@@ -1,0 +1,194 @@
+/// Times of the engines at three frame sizes, 5 frames and factor 2, on one thread; the plain twins run
+/// beside the engines, and the copy of one enlarged image is the yardstick of what memory allows.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "capi/SuperResolution.h"
+#include "tests/TestScenes.h"
+#include "tests/plain/PlainMinimization.h"
+#include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatConvolution.h"
+#include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/detail/GaussianPsf.h"
+#include "vision/superresolution/detail/TotalVariation.h"
+
+namespace oravo {
+namespace {
+
+using test::Image;
+using test::Point;
+
+constexpr int kFrames = 5;
+constexpr float kFactor = 2.0f;
+constexpr int kTaps = 6;
+
+/// A burst with sub-pixel remainders as they reach the solver, and all-valid masks.
+struct Workload {
+    int width, height;
+    std::vector<Point> shifts{{0, 0}, {0.4f, -0.3f}, {-0.2f, 0.45f}, {0.1f, 0.2f}, {-0.45f, -0.1f}};
+    std::vector<Image> frames;
+    test::Masks masks;
+
+    explicit Workload(const benchmark::State& state)
+        : width(static_cast<int>(state.range(0))),
+          height(static_cast<int>(state.range(1))),
+          masks(kFrames, width * height) {
+        const test::Scene scene(1, height / 4, width / 4);
+        for (const Point& shift : shifts) frames.push_back(scene.frame(height, width, shift, 0.25));
+    }
+    int extendedWidth() const { return 2 * width + kTaps - 1; }
+    int extendedHeight() const { return 2 * height + kTaps - 1; }
+    std::vector<float> extended() const { return test::randomVector(extendedWidth() * extendedHeight(), 1); }
+};
+
+/// Eight steps over a fresh copy of the frames, which the solver normalises in place.
+template <class Solver>
+void runMinimize(benchmark::State& state, const Workload& load, Solver& solver, char** masks) {
+    Image out(2 * load.height, 2 * load.width);
+    std::vector<Image> frames = test::clones(load.frames);
+    const std::vector<float*> pointers = test::pointers(frames);
+    for (auto _ : state) {
+        for (std::size_t k = 0; k < kFrames; ++k) load.frames[k].copyTo(frames[k]);
+        const int steps =
+            solver.minimize(kFrames, 0, pointers.data(), load.shifts.data(), masks, out.ptr<float>());
+        state.counters["steps"] = steps;
+        benchmark::DoNotOptimize(out.data);
+    }
+}
+
+void minimize(benchmark::State& state) {
+    Workload load(state);
+    vision::SrFloatMinimization solver(load.width, load.height, kFrames, kFactor);
+    solver.setRelRes(0.0f);
+    runMinimize(state, load, solver, load.masks.pointers.data());
+}
+
+void minimizePlain(benchmark::State& state) {
+    Workload load(state);
+    plain::Minimization solver(load.width, load.height, kFactor);
+    solver.relRes = 0.0f;
+    runMinimize(state, load, solver, load.masks.pointers.data());
+}
+
+void applyOperator(benchmark::State& state) {
+    Workload load(state);
+    const vision::detail::FrameSize size{load.extendedWidth(), load.extendedHeight()};
+    vision::detail::GuardedImage v(size);
+    const std::vector<float> values = load.extended();
+    std::copy(values.begin(), values.end(), v.data());
+    vision::detail::TotalVariation totalVariation(size);
+    totalVariation.freeze(v.data(), -1.0f / 400.0f, 0.1f, 10.0f,
+                          vision::detail::TotalVariation::FirstPixel::own);
+    vision::SrFloatConvolution convolution(2 * load.width, 2 * load.height, kTaps, kTaps, kFactor);
+    float base[kTaps], h[kFrames][kTaps], w[kFrames][kTaps];
+    vision::detail::gaussianPsf(0.683f, kFactor, kTaps, base);
+    for (std::size_t k = 0; k < kFrames; ++k) {
+        vision::detail::shiftedPsf(base, kTaps, kFactor * load.shifts[k].x, h[k]);
+        vision::detail::shiftedPsf(base, kTaps, kFactor * load.shifts[k].y, w[k]);
+    }
+    std::vector<float> low(load.masks.bytes[0].size()), scratch(values.size()), out(values.size());
+    for (auto _ : state) {
+        totalVariation.apply(v.data(), out.data());
+        for (std::size_t k = 0; k < kFrames; ++k) {
+            convolution.validCorrToSparse(v.data(), h[k], w[k], low.data());
+            convolution.fullConvFromSparse(low.data(), h[k], w[k], load.masks.pointers[k], scratch.data());
+            for (std::size_t i = 0; i < out.size(); ++i) out[i] += scratch[i];
+        }
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    plain::Minimization twin(load.width, load.height, kFactor);
+    std::vector<float> expected(values.size());
+    twin.generatePsfs(kFrames, load.shifts.data());
+    twin.totalVariation.freeze(values, 400.0f, 0.1f);
+    twin.gradient(values, kFrames, load.masks.pointers.data(), expected);
+    if (out != expected) state.SkipWithError("differs from the plain twin");
+}
+
+void applyOperatorPlain(benchmark::State& state) {
+    Workload load(state);
+    plain::Minimization twin(load.width, load.height, kFactor);
+    const std::vector<float> v = load.extended();
+    std::vector<float> out(v.size());
+    twin.generatePsfs(kFrames, load.shifts.data());
+    twin.totalVariation.freeze(v, 400.0f, 0.1f);
+    for (auto _ : state) {
+        twin.gradient(v, kFrames, load.masks.pointers.data(), out);
+        benchmark::DoNotOptimize(out.data());
+    }
+}
+
+void copyEnlarged(benchmark::State& state) {
+    const Workload load(state);
+    const std::vector<float> source = load.extended();
+    std::vector<float> target(source.size());
+    for (auto _ : state) {
+        std::copy(source.begin(), source.end(), target.begin());
+        benchmark::DoNotOptimize(target.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void registration(benchmark::State& state) {
+    Workload load(state);
+    vision::SrFloatRegistration2 engine(load.width, load.height, kFrames);
+    for (const Image& frame : load.frames) engine.prepareFrame(frame.ptr<float>());
+    std::vector<Image> moved = test::clones(load.frames);
+    const std::vector<float*> frames = test::pointers(load.frames);
+    std::vector<float*> targets = test::pointers(moved);
+    std::vector<Point> shifts(kFrames);
+    for (auto _ : state) {
+        const int code = engine.doRegistration(kFrames, 0, frames.data(), shifts.data(),
+                                               load.masks.pointers.data(), targets.data());
+        if (code != 0) state.SkipWithError("registration failed");
+    }
+}
+
+void addFrame(benchmark::State& state) {
+    Workload load(state);
+    vision::SrFloat<vision::SrFloatRegistration2> pipeline(load.width, load.height, kFrames, kFactor);
+    std::size_t next = 0;
+    for (auto _ : state) pipeline.addFrame(load.frames[next++ % kFrames].ptr<float>());
+}
+
+void addImage(benchmark::State& state) {
+    Workload load(state);
+    std::cout.setstate(std::ios::failbit);  // every run prints a report
+    const int handle = SuperResolution_init(load.width, load.height);
+    for (const Image& frame : load.frames) SuperResolution_addImage(handle, frame.ptr<float>());
+    std::size_t next = 0;
+    for (auto _ : state) {
+        const int code = SuperResolution_addImage(handle, load.frames[next++ % kFrames].ptr<float>());
+        if (code != 0) state.SkipWithError("addImage failed");
+    }
+    SuperResolution_release(handle);
+    std::cout.clear();
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Args({160, 120})->Args({320, 240})->Args({640, 480})->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(minimize)->Apply(sizes);
+BENCHMARK(minimizePlain)->Apply(sizes);
+BENCHMARK(applyOperator)->Apply(sizes);
+BENCHMARK(applyOperatorPlain)->Apply(sizes);
+BENCHMARK(copyEnlarged)->Apply(sizes);
+BENCHMARK(registration)->Apply(sizes);
+BENCHMARK(addFrame)->Apply(sizes);
+BENCHMARK(addImage)->Apply(sizes);
+
+}  // namespace
+}  // namespace oravo
+
+int main(int argc, char** argv) {
+    cv::setNumThreads(1);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

@@ -1,0 +1,40 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "support/CodeLocation.h"
+#include "support/Exception.h"
+#include "support/ImageIO.h"
+#include "support/StopWatch.h"
+#include "tests/TestScenes.h"
+
+namespace oravo {
+
+TEST(Exception, joinsMessageAndLocation) {
+    const Exception thrown = test::thrownBy([] { raise("Broken.", {"a/File", 7, "oravo::f"}); });
+    EXPECT_EQ(thrown.message(), "Broken.");
+    EXPECT_EQ(thrown.location(), "a/File: 7: oravo::f(..)\n");
+    EXPECT_STREQ(thrown.what(), "Broken.\na/File: 7: oravo::f(..)\n");
+    EXPECT_STREQ(Exception(thrown).what(), thrown.what());
+}
+
+TEST(StopWatch, runsOnUntilRestarted) {
+    StopWatch watch;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const double first = watch.stop();
+    EXPECT_GE(first, 0.02);
+    EXPECT_GE(watch.stop(), first);
+    watch.start();
+    EXPECT_LT(watch.stop(), first);
+}
+
+TEST(ImageIO, isClosedAndDeclinesEveryImage) {
+    exp::ImageIO log(2);
+    EXPECT_FALSE(log.isOpen());
+    EXPECT_FALSE(log << cv::Mat::zeros(2, 2, CV_32F));
+    log.close();
+    EXPECT_FALSE(log.isOpen());
+}
+
+}  // namespace oravo
