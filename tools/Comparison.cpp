@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <opencv2/imgproc.hpp>
 
+#include "tools/Decode.h"
 #include "tools/Messages.h"
 #include "tools/Metrics.h"
 
@@ -17,7 +19,7 @@ constexpr int kBarWidth = 22;
 constexpr int kBarText = 74;
 constexpr int kMagnification = 6;  // of the detail, in picture pixels for one of the image
 constexpr double kTitleSize = 0.62;
-constexpr double kTextSize = 0.5;
+constexpr double kTextSize = 0.45;
 const cv::Scalar kPaper(255, 255, 255);
 const cv::Scalar kInk(30, 30, 30);
 const cv::Scalar kFrame(255, 255, 255);
@@ -38,10 +40,18 @@ struct ColourScale {
     }
 };
 
+/// From the 1st to the 99th percentile: a few hot pixels would leave the rest without contrast.
 ColourScale scaleOf(const cv::Mat_<float>& image) {
-    ColourScale scale{};
-    cv::minMaxLoc(image, &scale.lowest, &scale.highest, nullptr, nullptr, valueMask(image));
-    return scale;
+    std::vector<float> values;
+    std::copy_if(image.begin(), image.end(), std::back_inserter(values), isValue);
+    if (values.empty()) return {0.0, 1.0};
+    const auto percentile = [&](std::size_t percent) {
+        const auto place = values.begin() + static_cast<std::ptrdiff_t>((values.size() - 1) * percent / 100);
+        std::nth_element(values.begin(), place, values.end());
+        return static_cast<double>(*place);
+    };
+    const double lowest = percentile(1);
+    return {lowest, percentile(99)};
 }
 
 /// The place of the given size with the most structure: the largest sum of gradients, each taken as its root
@@ -97,12 +107,14 @@ void drawBar(cv::Mat& picture, const ColourScale& scale, cv::Rect bar) {
     }
     cv::resize(scale.colours(ramp), picture(bar), bar.size(), 0.0, 0.0, cv::INTER_NEAREST);
     constexpr int kSteps = 5;
+    const double span = std::max(scale.highest - scale.lowest, 1e-12);
+    const int decimals = std::clamp(2 - static_cast<int>(std::floor(std::log10(span))), 0, 6);
     for (int i = 0; i <= kSteps; ++i) {
         const double share = static_cast<double>(i) / kSteps;
         const int y = bar.y + static_cast<int>(std::lround((1.0 - share) * (bar.height - 1)));
         cv::line(picture, {bar.x + bar.width, y}, {bar.x + bar.width + 4, y}, kInk);
         const double value = scale.lowest + share * (scale.highest - scale.lowest);
-        write(picture, format("%.4g", value), {bar.x + bar.width + 8, y + 5}, kTextSize);
+        write(picture, format("%.*f", decimals, value), {bar.x + bar.width + 8, y + 5}, kTextSize);
     }
 }
 

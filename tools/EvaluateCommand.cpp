@@ -25,7 +25,7 @@ void print(const char* name, const Quality& q) {
 }
 
 std::string caption(const Quality& q) {
-    return format("PSNR %.2f dB  RMSE %.3f  SSIM %.3f", q.psnr, q.rmse, q.ssim);
+    return format("%.2f dB, RMSE %.3g, SSIM %.3f", q.psnr, q.rmse, q.ssim);
 }
 
 cv::Mat_<float> nearest(const cv::Mat_<float>& frame, cv::Size size) {
