@@ -16,7 +16,7 @@ using Image = cv::Mat_<double>;
 
 Image localMean(const cv::Mat& image) {
     Image result;
-    cv::GaussianBlur(image, result, cv::Size(11, 11), 1.5, 1.5, cv::BORDER_REFLECT);
+    cv::GaussianBlur(image, result, cv::Size(11, 11), 1.5, 1.5, cv::BORDER_REFLECT_101);
     return result;
 }
 
