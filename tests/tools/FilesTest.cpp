@@ -1,0 +1,138 @@
+#include <fstream>
+#include <limits>
+#include <opencv2/imgcodecs.hpp>
+
+#include "tests/tools/Scratch.h"
+#include "tools/Decode.h"
+#include "tools/FrameReader.h"
+#include "tools/ImageWriter.h"
+#include "tools/ShiftTable.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace oravo::tools {
+namespace {
+
+using Files = Scratch;
+
+TEST_F(Files, FolderComesInNaturalOrderAndFramesHideOtherImages) {
+    for (const char* name : {"frame_10.png", "frame_9.PNG", "frame_002.png", "truth.png", ".frame_1.png"}) {
+        cv::imwrite(path(name), cv::Mat_<uchar>(3, 4, uchar{7}));
+    }
+    const FrameReader reader({folder_.string()});
+    ASSERT_EQ(reader.count(), 3u);
+    EXPECT_EQ(reader.name(0), path("frame_002.png"));
+    EXPECT_EQ(reader.name(1), path("frame_9.PNG"));
+    EXPECT_EQ(reader.name(2), path("frame_10.png"));
+    EXPECT_TRUE(naturallyLess("a99999999999999999998", "a99999999999999999999"));
+    EXPECT_FALSE(naturallyLess("a1", "a1"));
+}
+
+TEST_F(Files, PagesOfFloatTiffKeepEveryBitBeyondOneRunOfPages) {
+    std::vector<cv::Mat> pages;
+    for (std::uint32_t i = 0; i < 37; ++i) {
+        cv::Mat_<float> page(5, 6, static_cast<float>(i) - 0.3f);
+        page(2, 3) = pixelOf(0x81 + i);
+        page(4, 5) = std::numeric_limits<float>::quiet_NaN();
+        pages.push_back(page);
+    }
+    writePages(path("many.tif"), pages);
+    EXPECT_EQ(entries(), 1u);
+    FrameReader reader({path("many.tif")});
+    ASSERT_EQ(reader.count(), 37u);
+    for (const std::size_t i : {36u, 0u, 16u, 15u, 31u}) {
+        const cv::Mat page = reader.read(i);
+        ASSERT_EQ(page.type(), CV_32FC1);
+        EXPECT_EQ(std::memcmp(page.data, pages[i].data, 4 * page.total()), 0) << i;
+    }
+}
+
+TEST_F(Files, EveryKindOfFrameIsReadAsStored) {
+    const cv::Mat_<ushort> counts(3, 4, ushort{40000});
+    for (const char* name : {"a.png", "a.tif", "a.pgm"}) {
+        cv::imwrite(path(name), counts);
+        EXPECT_EQ(cv::norm(readSingleImage(path(name)), counts, cv::NORM_INF), 0.0) << name;
+    }
+    // A signed file, made from the unsigned one by its sample-format tag (339, one short).
+    std::ifstream in(path("a.tif"), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), {});
+    const std::size_t tag = bytes.find(std::string("\x53\x01\x03\x00\x01\x00\x00\x00\x01", 9));
+    ASSERT_NE(tag, std::string::npos);
+    bytes[tag + 8] = 2;
+    std::ofstream(path("signed.tif"), std::ios::binary) << bytes;
+    EXPECT_FLOAT_EQ(Decode{}(readSingleImage(path("signed.tif")))(1, 1), 40000.0f - 65536.0f);
+}
+
+TEST_F(Files, ComplaintsNameTheFile) {
+    cv::imwrite(path("colour.png"), cv::Mat(3, 4, CV_8UC3, cv::Scalar(1, 2, 3)));
+    cv::imwrite(path("small.png"), cv::Mat_<uchar>(3, 4, uchar{7}));
+    cv::imwrite(path("large.png"), cv::Mat_<uchar>(30, 4, uchar{7}));
+    std::ofstream(path("text.png")) << "no image";
+    std::ofstream(path("empty.tif"));
+    std::filesystem::create_directory(path("hollow"));
+    writeImage(path("whole.tif"), cv::Mat_<float>(40, 40, 1.0f));
+    for (const std::uintmax_t size : {5000u, 300u, 9u}) {
+        const std::string name = path("cut" + std::to_string(size) + ".tif");
+        std::filesystem::copy_file(path("whole.tif"), name);
+        std::filesystem::resize_file(name, std::min(size, std::filesystem::file_size(name) - 1));
+    }
+    const struct {
+        const char* file;
+        const char* fault;
+    } kCases[] = {{"missing.tif", "no such file or folder"},
+                  {"colour.png", "has 3 channels; frames have one"},
+                  {"large.png", "is 4 x 30 pixels, but the frames before it are 4 x 3"},
+                  {"text.png", "cannot be read as an image"},
+                  {"empty.tif", "cannot be read as an image"},
+                  {"hollow", "folder holds no image files (.tif, .tiff, .png, .pgm)"},
+                  {"cut5000.tif", "truncated or damaged TIFF file"},
+                  {"cut300.tif", "truncated or damaged TIFF file"},
+                  {"cut9.tif", "truncated or damaged TIFF file"}};
+    for (const auto& c : kCases) {
+        const auto read = [&] {
+            FrameReader reader({path("small.png"), path(c.file)});
+            for (std::size_t i = 0; i < reader.count(); ++i) reader.read(i);
+        };
+        EXPECT_EQ(complaint(read, ExitCode::kInput), path(c.file) + ": " + c.fault);
+    }
+}
+
+TEST_F(Files, TargetsAppearWholeOrNotAtAll) {
+    writeText(path("kept.tif"), "before");
+    EXPECT_NE(complaint([&] { writeImage(path("kept.tif"), cv::Mat()); }, ExitCode::kOutput), "");
+    EXPECT_EQ(std::filesystem::file_size(path("kept.tif")), 6u);
+    std::filesystem::create_directories(path("taken.txt/inside"));
+    EXPECT_NE(complaint([&] { writeText(path("taken.txt"), "x"); }, ExitCode::kOutput), "");
+    EXPECT_EQ(entries(), 2u);
+    for (const char* target : {"nowhere/a.tif", "taken.txt", "a.jpg", "a"}) {
+        const auto check = [&] { checkTarget(path(target), {".tif", ".txt"}); };
+        EXPECT_EQ(complaint(check, ExitCode::kOutput).rfind(path(target) + ": ", 0), 0u) << target;
+    }
+}
+
+TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
+    const Decode centikelvin{0.01, -273.15};
+    cv::Mat_<float> frame(1, 6, 30000.0f);
+    const std::uint32_t codes[] = {vision::CODE_OVER_RANGE, vision::CODE_UNDER_RANGE, vision::CODE_BAD_PIXEL,
+                                   vision::CODE_INVALID};
+    for (int i = 0; i < 4; ++i) frame(0, i) = pixelOf(codes[i]);
+    frame(0, 4) = pixelOf(0x83);  // no code
+    const cv::Mat_<float> decoded = centikelvin(frame);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(bitsOf(decoded(0, i)), codes[i]);
+    EXPECT_FLOAT_EQ(decoded(0, 4), -273.15f);
+    EXPECT_FLOAT_EQ(decoded(0, 5), 26.85f);
+    EXPECT_EQ(bitsOf(Decode{}(frame)(0, 4)), 0x83u);
+    EXPECT_FLOAT_EQ(centikelvin(cv::Mat_<ushort>(1, 1, ushort{0x81}))(0, 0), 1.29f - 273.15f);
+}
+
+TEST_F(Files, ShiftsSurviveTheirTable) {
+    const std::vector<cv::Point2f> shifts{{0.0f, 0.0f}, {-1.25f, 0.5f}};
+    writeText(path("s.csv"), shiftTable(shifts, 3, "a remark, with commas"));
+    EXPECT_EQ(parseShifts(path("s.csv")), shifts);
+    EXPECT_EQ(parseShifts("0,0;-1.25, 0.5"), shifts);
+    for (const char* text : {"0,0;x,1", "0;1", "nan,0", ","}) {
+        EXPECT_NE(complaint([&] { parseShifts(text); }, ExitCode::kInput), "") << text;
+    }
+}
+
+}  // namespace
+}  // namespace oravo::tools

@@ -1,0 +1,128 @@
+#include <cmath>
+#include <limits>
+#include <opencv2/imgproc.hpp>
+
+#include "tests/tools/Scratch.h"
+#include "tools/BurstSimulator.h"
+#include "tools/Comparison.h"
+#include "tools/Decode.h"
+#include "tools/Metrics.h"
+#include "tools/Scene.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr int kCrop = 3;
+
+TEST(Metrics, FiguresOfAKnownOffsetAndWhatIsLeftOut) {
+    const cv::Mat_<float> truth = renderScene({48, 40}, 0);
+    cv::Mat_<float> image;
+    cv::add(truth, cv::Scalar(0.5), image);
+    image(20, 20) = std::numeric_limits<float>::infinity();
+    image(20, 21) = pixelOf(0x84);
+    image(0, 0) = 1e6f;  // cropped
+    const Quality q = compareWithTruth(image, truth, kCrop);
+    double lowest = 0.0;
+    double highest = 0.0;
+    cv::minMaxLoc(truth(cv::Rect(kCrop, kCrop, 42, 34)), &lowest, &highest);
+    EXPECT_EQ(q.leftOut, 2);
+    EXPECT_EQ(q.compared, 42 * 34 - 2);
+    EXPECT_NEAR(q.rmse, 0.5, 1e-5);
+    EXPECT_NEAR(q.psnr, 20.0 * std::log10((highest - lowest) / 0.5), 1e-3);
+    EXPECT_GT(q.ssim, 0.9);
+    EXPECT_LT(q.ssim, 1.0);
+    const Quality equal = compareWithTruth(truth, truth, kCrop);
+    EXPECT_TRUE(std::isinf(equal.psnr));
+    EXPECT_NEAR(equal.ssim, 1.0, 1e-9);
+    // Structure turned over: the covariance, and with it the measure, is negative.
+    cv::Mat_<float> bars(40, 40, 1.0f);
+    cv::Mat_<float> turned(40, 40, -1.0f);
+    for (int r = 0; r < 40; r += 2) {
+        bars.row(r) = -1.0f;
+        turned.row(r) = 1.0f;
+    }
+    EXPECT_LT(compareWithTruth(turned, bars, kCrop).ssim, -0.9);
+}
+
+TEST(Metrics, RefusesWhatCannotBeCompared) {
+    const cv::Mat_<float> image(20, 20, 1.0f);
+    const cv::Mat_<float> hollow(20, 20, std::numeric_limits<float>::quiet_NaN());
+    EXPECT_NE(complaint([&] { compareWithTruth(image, cv::Mat_<float>(20, 21, 1.0f), 0); }, ExitCode::kInput),
+              "");
+    EXPECT_NE(complaint([&] { compareWithTruth(image, image, 10); }, ExitCode::kInput), "");
+    EXPECT_NE(complaint([&] { compareWithTruth(hollow, image, 0); }, ExitCode::kInput), "");
+    EXPECT_EQ(compareWithTruth(image, image, 0).ssim, 1.0);
+}
+
+SimulationParameters quiet(std::vector<cv::Point2f> shifts) {
+    SimulationParameters p;
+    p.frameSize = {44, 36};
+    p.shifts = std::move(shifts);
+    p.noise = 0.0;
+    return p;
+}
+
+/// frame(p + d) = reference(p) for whole shifts, exactly and in this direction.
+TEST(BurstSimulator, WholeShiftsMoveTheFrame) {
+    const Burst burst = simulateBurst(quiet({{0.0f, 0.0f}, {3.0f, -2.0f}}));
+    for (int r = 2; r < 36; ++r) {
+        for (int c = 0; c + 3 < 44; ++c) ASSERT_EQ(burst.frames[1](r - 2, c + 3), burst.frames[0](r, c));
+    }
+}
+
+/// Half a frame pixel is one pixel of the truth; without blur a frame pixel then is the mean of two truth
+/// pixels to either side of 2 i + 0.5 - 1.
+TEST(BurstSimulator, FramePixelsLieAtTwiceTheirIndexPlusOneHalf) {
+    SimulationParameters p = quiet({{0.0f, 0.0f}, {0.5f, 0.0f}});
+    p.psfSigma = 0.01f;
+    const Burst burst = simulateBurst(p);
+    ASSERT_EQ(burst.truth.size(), cv::Size(88, 72));
+    const auto mean = [&](int y, int x) {
+        const cv::Mat_<float>& t = burst.truth;
+        return 0.25f * (t(y, x) + t(y, x + 1) + t(y + 1, x) + t(y + 1, x + 1));
+    };
+    for (int r = 0; r < 36; ++r) {
+        for (int c = 1; c < 44; ++c) {
+            ASSERT_NEAR(burst.frames[0](r, c), mean(2 * r, 2 * c), 1e-4f);
+            ASSERT_NEAR(burst.frames[1](r, c), mean(2 * r, 2 * c - 1), 1e-4f) << r << ' ' << c;
+        }
+    }
+}
+
+TEST(BurstSimulator, NoiseAndDefectsAreAsAskedAndRepeatable) {
+    SimulationParameters p = quiet({{0.0f, 0.0f}, {0.3f, 0.4f}});
+    const Burst clean = simulateBurst(p);
+    p.noise = 0.2;
+    const Burst noisy = simulateBurst(p);
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::meanStdDev(noisy.frames[1] - clean.frames[1], mean, deviation);
+    EXPECT_NEAR(mean[0], 0.0, 0.02);
+    EXPECT_NEAR(deviation[0], 0.2, 0.02);
+    EXPECT_EQ(cv::norm(noisy.frames[0], simulateBurst(p).frames[0]), 0.0);
+    p.seed = 2;
+    EXPECT_GT(cv::norm(noisy.frames[0], simulateBurst(p).frames[0]), 1.0);
+    p.defects = 12;
+    const Burst defective = simulateBurst(p);
+    const auto codes = [](const cv::Mat_<float>& f) {
+        return std::count_if(f.begin(), f.end(), isStatusCode);
+    };
+    EXPECT_EQ(codes(defective.frames[0]), 12);
+    EXPECT_EQ(codes(defective.frames[1]), 12);
+    EXPECT_EQ(codes(defective.truth), 0);
+    p.defects = 2000;
+    EXPECT_NE(complaint([&] { simulateBurst(p); }, ExitCode::kUsage), "");
+}
+
+TEST(Comparison, DrawsEveryShapeWithPixelsThatHoldNoValue) {
+    for (const cv::Size size : {cv::Size(320, 240), cv::Size(1300, 20), cv::Size(16, 90), cv::Size(1, 1)}) {
+        cv::Mat_<float> image(size, 3.0f);
+        image(0, 0) = std::numeric_limits<float>::quiet_NaN();
+        const cv::Mat picture = drawComparison({{image, "a", ""}, {image, "b", ""}});
+        EXPECT_GT(picture.cols, 100);
+        EXPECT_EQ(picture.type(), CV_8UC3);
+    }
+}
+
+}  // namespace
+}  // namespace oravo::tools

@@ -1,0 +1,148 @@
+#include "tools/BurstSimulator.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+#include "tools/Messages.h"
+#include "tools/Scene.h"
+#include "tools/UserError.h"
+#include "vision/superresolution/SrFloatConvolution.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/GaussianPsf.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr int kFactor = 2;
+constexpr int kTaps = 3 * kFactor;
+constexpr int kCrop = (kTaps - 1) / 2;  // the image's first pixel within the extended image
+constexpr int kDefectSpacing = 3;       // so that every defect has sound neighbours
+
+using Kernel = std::array<float, kTaps>;
+
+/// Streams of one seed that have nothing to do with each other.
+cv::RNG randomStream(std::uint64_t seed, std::uint64_t stream) {
+    std::uint64_t z = (seed * 4 + stream + 1) * 0x9E3779B97F4A7C15u;
+    z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9u;
+    return cv::RNG(z ^ z >> 31);
+}
+
+/// The camera: takes frames of a scene that is rendered once, with room for every shift.
+class Camera {
+  public:
+    Camera(const SimulationParameters& p)
+        : high_(p.frameSize * kFactor),
+          convolution_(high_.width, high_.height, kTaps, kTaps, static_cast<float>(kFactor)) {
+        vision::detail::gaussianPsf(p.psfSigma, static_cast<float>(kFactor), kTaps, psf_.data());
+        float largest = 0.0f;
+        for (const cv::Point2f& d : p.shifts) largest = std::max({largest, std::abs(d.x), std::abs(d.y)});
+        margin_ = kFactor * (static_cast<int>(std::ceil(largest)) + 1) + kTaps;
+        scene_ = renderScene(high_, margin_);
+    }
+
+    cv::Mat_<float> truth() const { return scene_(cv::Rect(cv::Point(margin_, margin_), high_)).clone(); }
+
+    cv::Mat_<float> frame(cv::Point2f shift) {
+        const cv::Point whole(static_cast<int>(std::floor(shift.x + 0.5f)),
+                              static_cast<int>(std::floor(shift.y + 0.5f)));
+        const cv::Point origin = cv::Point(margin_ - kCrop, margin_ - kCrop) - kFactor * whole;
+        const cv::Size extended(high_.width + kTaps - 1, high_.height + kTaps - 1);
+        const cv::Mat_<float> seen = scene_(cv::Rect(origin, extended)).clone();
+        const Kernel horizontal = kernel(shift.x - static_cast<float>(whole.x));
+        const Kernel vertical = kernel(shift.y - static_cast<float>(whole.y));
+        cv::Mat_<float> result(high_.height / kFactor, high_.width / kFactor);
+        convolution_.validCorrToSparse(seen.ptr<float>(), horizontal.data(), vertical.data(),
+                                       result.ptr<float>());
+        return result;
+    }
+
+  private:
+    Kernel kernel(float shift) const {
+        Kernel taps{};
+        vision::detail::shiftedPsf(psf_.data(), kTaps, static_cast<float>(kFactor) * shift, taps.data());
+        return taps;
+    }
+
+    cv::Size high_;
+    int margin_ = 0;
+    cv::Mat_<float> scene_;
+    Kernel psf_{};
+    vision::SrFloatConvolution convolution_;
+};
+
+float asPixel(std::uint32_t code) {
+    float pixel = 0.0f;
+    std::memcpy(&pixel, &code, sizeof pixel);
+    return pixel;
+}
+
+/// Isolated places off the border.
+std::vector<cv::Point> defectPlaces(cv::Size size, int count, cv::RNG random) {
+    std::vector<cv::Point> places;
+    const auto tooNear = [](cv::Point a, cv::Point b) {
+        return std::abs(a.x - b.x) < kDefectSpacing && std::abs(a.y - b.y) < kDefectSpacing;
+    };
+    for (int attempt = 0; attempt < 100 * count && static_cast<int>(places.size()) < count; ++attempt) {
+        const cv::Point place(random.uniform(1, size.width - 1), random.uniform(1, size.height - 1));
+        const bool free = std::none_of(places.begin(), places.end(),
+                                       [&](cv::Point other) { return tooNear(place, other); });
+        if (free) places.push_back(place);
+    }
+    if (static_cast<int>(places.size()) < count) {
+        throw UserError(ExitCode::kUsage, format("%d isolated defects do not fit into %d x %d pixels", count,
+                                                 size.width, size.height));
+    }
+    return places;
+}
+
+void plantDefects(const std::vector<cv::Point>& places, cv::Mat_<float>& frame) {
+    constexpr std::array<std::uint32_t, 3> kCodes{vision::CODE_BAD_PIXEL, vision::CODE_OVER_RANGE,
+                                                  vision::CODE_UNDER_RANGE};
+    for (std::size_t i = 0; i < places.size(); ++i) frame(places[i]) = asPixel(kCodes[i % kCodes.size()]);
+}
+
+void addNoise(double deviation, cv::RNG& random, cv::Mat_<float>& frame) {
+    cv::Mat_<float> noise(frame.size());
+    random.fill(noise, cv::RNG::NORMAL, 0.0, deviation);
+    frame += noise;
+}
+
+}  // namespace
+
+std::vector<cv::Point2f> randomShifts(int count, int reference, double largest, std::uint64_t seed) {
+    cv::RNG random = randomStream(seed, 0);
+    const auto draw = [&] {
+        return static_cast<float>(std::round(random.uniform(-largest, largest) * 1e6) / 1e6);
+    };
+    std::vector<cv::Point2f> shifts(static_cast<std::size_t>(count));
+    for (cv::Point2f& shift : shifts) {
+        const float x = draw();
+        shift = cv::Point2f(x, draw());
+    }
+    shifts.at(static_cast<std::size_t>(reference)) = {0.0f, 0.0f};
+    return shifts;
+}
+
+Burst simulateBurst(const SimulationParameters& p) {
+    const auto limit = static_cast<float>(std::min(p.frameSize.width, p.frameSize.height));
+    for (const cv::Point2f& d : p.shifts) {
+        if (std::abs(d.x) < limit && std::abs(d.y) < limit) continue;
+        throw UserError(ExitCode::kUsage, format("shift (%g, %g) is larger than the frame",
+                                                 static_cast<double>(d.x), static_cast<double>(d.y)));
+    }
+    Camera camera(p);
+    Burst burst;
+    burst.truth = camera.truth();
+    const std::vector<cv::Point> defects = defectPlaces(p.frameSize, p.defects, randomStream(p.seed, 1));
+    cv::RNG noise = randomStream(p.seed, 2);
+    for (const cv::Point2f& shift : p.shifts) {
+        burst.frames.push_back(camera.frame(shift));
+        addNoise(p.noise, noise, burst.frames.back());
+        plantDefects(defects, burst.frames.back());
+    }
+    return burst;
+}
+
+}  // namespace oravo::tools

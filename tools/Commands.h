@@ -1,0 +1,53 @@
+#ifndef ORAVO_TOOLS_COMMANDS_H
+#define ORAVO_TOOLS_COMMANDS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/Decode.h"
+#include "tools/Enhancer.h"
+
+namespace oravo::tools {
+
+// What the program does, command by command. Each throws UserError; results go to files and, for figures, to
+// standard output, everything else to standard error.
+
+struct EnhanceCommand {
+    std::vector<std::string> inputs;
+    std::string output;
+    std::string shiftsFile;
+    std::string camera;
+    bool every = false;
+    Decode decode;
+    EnhanceParameters parameters;
+};
+void enhance(const EnhanceCommand& command);
+
+struct SimulateCommand {
+    std::string folder;
+    int width = 160;
+    int height = 120;
+    int frames = 0;      ///< 0: as many as there are shifts, or 5
+    int reference = -1;  ///< -1: the frame that enhance refers to by default
+    std::uint64_t seed = 1;
+    double noise = 0.05;
+    float psfSigma = 0.683f;
+    double maxShift = 1.0;
+    std::string shifts;
+    int defects = 0;
+};
+void simulate(const SimulateCommand& command);
+
+struct EvaluateCommand {
+    std::string result;
+    std::string truth;
+    std::string reference;
+    std::string picture;
+    int crop = 3;
+};
+void evaluate(const EvaluateCommand& command);
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,44 @@
+#include "tools/Decode.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace oravo::tools {
+
+bool isStatusCode(float pixel) {
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &pixel, sizeof bits);
+    return bits == vision::CODE_OVER_RANGE || bits == vision::CODE_UNDER_RANGE ||
+           bits == vision::CODE_BAD_PIXEL || bits == vision::CODE_INVALID;
+}
+
+bool isValue(float pixel) {
+    return std::isfinite(pixel) && !isStatusCode(pixel);
+}
+
+cv::Mat_<float> Decode::operator()(const cv::Mat& stored) const {
+    if (stored.depth() == CV_32F && isIdentity()) return stored.clone();
+    cv::Mat_<double> numbers;
+    stored.convertTo(numbers, CV_64F);
+    cv::Mat_<float> result(stored.size());
+    std::transform(numbers.begin(), numbers.end(), result.begin(),
+                   [&](double v) { return static_cast<float>(scale * v + offset); });
+    if (stored.depth() == CV_32F) {
+        const cv::Mat_<float> original = stored;
+        std::transform(original.begin(), original.end(), result.begin(), result.begin(),
+                       [](float before, float after) { return isStatusCode(before) ? before : after; });
+    }
+    return result;
+}
+
+double PlausibleRange::shareOutside(const cv::Mat_<float>& frame) const {
+    const auto outside = std::count_if(
+        frame.begin(), frame.end(), [&](float v) { return !std::isnan(v) && (v < lowest || v > highest); });
+    return static_cast<double>(outside) / static_cast<double>(frame.total());
+}
+
+}  // namespace oravo::tools

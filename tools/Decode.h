@@ -1,0 +1,38 @@
+#ifndef ORAVO_TOOLS_DECODE_H
+#define ORAVO_TOOLS_DECODE_H
+
+#include <opencv2/core.hpp>
+
+namespace oravo::tools {
+
+/// Whether a pixel carries one of the status codes in place of a value, told by its bit pattern.
+bool isStatusCode(float pixel);
+/// Whether a pixel holds a value: finite and no status code.
+bool isValue(float pixel);
+
+/// Linear decode from stored numbers to the unit of the output: value = scale * stored + offset.
+struct Decode {
+    double scale = 1.0;
+    double offset = 0.0;
+
+    bool isIdentity() const { return scale == 1.0 && offset == 0.0; }
+    /// One channel, any depth, to float. Status codes in float input pass through with every bit, and so does
+    /// all float input when the decode is the identity.
+    cv::Mat_<float> operator()(const cv::Mat& stored) const;
+};
+
+/// The values that the library takes for real: temperatures, or signed 16-bit counts.
+struct PlausibleRange {
+    float lowest;
+    float highest;
+
+    static PlausibleRange of(bool rawCounts) {
+        return rawCounts ? PlausibleRange{-32768.0f, 32767.0f} : PlausibleRange{-274.0f, 5000.0f};
+    }
+    /// The share of pixels that hold a value outside, status codes not counted among them.
+    double shareOutside(const cv::Mat_<float>& frame) const;
+};
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,112 @@
+#include "tools/Enhancer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "tools/Messages.h"
+#include "tools/StandardOutputGuard.h"
+#include "tools/UserError.h"
+#include "vision/superresolution/SrFloatRegistration2.h"
+
+namespace oravo::tools {
+namespace {
+
+// What the library returns in place of a gain.
+constexpr float kRegistrationFailed = -998.0f;
+constexpr float kTooLargeMotion = -6.0f;
+constexpr float kTooFewValidPixels = -3.0f;
+constexpr int kFallbackValue = -2;
+
+constexpr char kTooManyDefects[] = "Too many defect pixels";
+constexpr char kTooLargeDisplacement[] = "Too large displacement";
+
+bool startsWith(const std::string& text, const char* beginning) {
+    return text.rfind(beginning, 0) == 0;
+}
+
+vision::SrFloat<vision::SrFloatRegistration2> makePipeline(cv::Size size, const EnhanceParameters& p) {
+    try {
+        vision::SrFloat<vision::SrFloatRegistration2> pipeline(size.width, size.height, Enhancer::kWindowSize,
+                                                               static_cast<float>(Enhancer::kFactor));
+        pipeline.setReferenceIndex(p.referenceIndex);
+        pipeline.setPsfSigma(p.psfSigma);
+        pipeline.setWeightTV(p.tvWeight);
+        pipeline.setMaxCGIters(p.iterations);
+        pipeline.setRelativeResidue(p.relativeResidue);
+        pipeline.setRegError(p.registrationError);
+        pipeline.setDataIsNUC(p.rawCounts);
+        return pipeline;
+    } catch (...) {
+        throw UserError(ExitCode::kUsage, currentExceptionText());
+    }
+}
+
+}  // namespace
+
+Enhancer::Enhancer(cv::Size frameSize, const EnhanceParameters& parameters)
+    : size_(frameSize), parameters_(parameters), pipeline_(makePipeline(frameSize, parameters)) {
+}
+
+std::optional<std::string> Enhancer::addFrame(const cv::Mat_<float>& frame) {
+    const StandardOutputGuard guard(!parameters_.timing);
+    const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
+    const std::size_t index = added_++;
+    try {
+        if (pipeline_.addFrame(dense) != kFallbackValue) return std::nullopt;
+        return "has a defective pixel without enough sound neighbours; a stand-in value was used";
+    } catch (...) {
+        const std::string text = currentExceptionText();
+        refused_.insert(index);
+        if (!startsWith(text, kTooManyDefects)) return text;
+        return std::string("has more defective or implausible pixels than can be repaired") +
+               (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --scale and --offset)");
+    }
+}
+
+std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
+    const auto refused = refused_.lower_bound(windowStart());
+    if (refused != refused_.end()) {
+        refusal.reason = format("frame %zu has too many defective pixels", *refused);
+        return std::nullopt;
+    }
+    Enlarged result;
+    try {
+        const StandardOutputGuard guard(!parameters_.timing);
+        result.gain = pipeline_.computeSR(result.image);
+    } catch (...) {
+        const std::string text = currentExceptionText();
+        refusal.reason = startsWith(text, kTooLargeDisplacement) ? tooLargeDisplacement() : text;
+        return std::nullopt;
+    }
+    if (result.gain == kRegistrationFailed) {
+        refusal.reason = "some frame shows no detail that could be followed into it (registration failed)";
+        return std::nullopt;
+    }
+    pipeline_.getCompleteShifts(result.shifts);
+    if (result.gain == kTooLargeMotion) {
+        result.warning = "a frame moved by more than a tenth of the frame height";
+    } else if (result.gain == kTooFewValidPixels) {
+        result.warning = "at least half of a frame's pixels do not agree with the reference frame";
+    }
+    result.gain = std::max(result.gain, 0.0f);
+    return result;
+}
+
+/// The library refuses at the first offender, whose shift is then the last one noted that is out of bounds.
+std::string Enhancer::tooLargeDisplacement() const {
+    std::vector<cv::Point2f> shifts;
+    pipeline_.getCompleteShifts(shifts);
+    const auto limit = static_cast<float>(size_.height / 2);
+    for (std::size_t i = 0; i < shifts.size(); ++i) {
+        if (std::abs(shifts[i].x) < limit && std::abs(shifts[i].y) < limit) continue;
+        return format("frame %zu is displaced by (%.1f, %.1f) pixels, half the frame height or more",
+                      windowStart() + i, static_cast<double>(shifts[i].x), static_cast<double>(shifts[i].y));
+    }
+    return "a frame is displaced by half the frame height or more";
+}
+
+std::size_t Enhancer::referenceFrame() const {
+    return added_ - 1 - static_cast<std::size_t>(parameters_.referenceIndex);
+}
+
+}  // namespace oravo::tools

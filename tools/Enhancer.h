@@ -1,0 +1,74 @@
+#ifndef ORAVO_TOOLS_ENHANCER_H
+#define ORAVO_TOOLS_ENHANCER_H
+
+#include <cstddef>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "vision/superresolution/SrFloat.h"
+
+namespace oravo::tools {
+
+struct EnhanceParameters {
+    int referenceIndex = 3;  ///< counted back from the newest frame of the window
+    float psfSigma = 0.683f;
+    float tvWeight = 400.0f;
+    int iterations = 8;
+    float relativeResidue = 0.007f;
+    float registrationError = 0.0001f;
+    bool rawCounts = false;
+    bool timing = false;  ///< lets the library's timing report through to standard output
+};
+
+/// An enlarged image and what the library told about it.
+struct Enlarged {
+    cv::Mat_<float> image;
+    float gain = 0.0f;                ///< estimated resolution gain; 0 where a warning took its place
+    std::string warning;              ///< empty where all went well
+    std::vector<cv::Point2f> shifts;  ///< of the window's frames against the reference, oldest first
+};
+
+/// Why a window of frames gave no image, in words for its user.
+struct Refusal {
+    std::string reason;
+};
+
+/// The library's pipeline with a window of five frames and twofold enlargement, its status values and
+/// exceptions put into words.
+class Enhancer {
+  public:
+    static constexpr int kWindowSize = 5;
+    static constexpr int kFactor = 2;
+
+    /// Throws UserError for parameters that the library refuses.
+    Enhancer(cv::Size frameSize, const EnhanceParameters& parameters);
+
+    /// Takes in the next frame. Returns what is to be told about it, nothing where all is well.
+    std::optional<std::string> addFrame(const cv::Mat_<float>& frame);
+
+    /// Whether the window is full.
+    bool ready() const { return added_ >= static_cast<std::size_t>(kWindowSize); }
+
+    /// Enlarges the window that ends with the newest frame. On refusal the recording may go on.
+    std::optional<Enlarged> run(Refusal& refusal);
+
+    /// The frame, counted from 0 over all frames added, whose grid the next image lies on.
+    std::size_t referenceFrame() const;
+
+  private:
+    std::size_t windowStart() const { return added_ - static_cast<std::size_t>(kWindowSize); }
+    std::string tooLargeDisplacement() const;
+
+    cv::Size size_;
+    EnhanceParameters parameters_;
+    vision::SrFloat<vision::SrFloatRegistration2> pipeline_;
+    std::size_t added_ = 0;
+    std::set<std::size_t> refused_;  ///< frames with too many defects; they hold a place in the window
+};
+
+}  // namespace oravo::tools
+
+#endif

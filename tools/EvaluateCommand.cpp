@@ -1,0 +1,59 @@
+#include <iostream>
+#include <opencv2/imgproc.hpp>
+
+#include "tools/Commands.h"
+#include "tools/Comparison.h"
+#include "tools/FrameReader.h"
+#include "tools/ImageWriter.h"
+#include "tools/Messages.h"
+#include "tools/Metrics.h"
+#include "tools/UserError.h"
+
+namespace oravo::tools {
+namespace {
+
+cv::Mat_<float> readFloat(const std::string& path) {
+    return Decode{}(readSingleImage(path));
+}
+
+void print(const char* name, const Quality& q) {
+    std::cout << format("%-8s  PSNR %6.2f dB  RMSE %8.4f  SSIM %.4f\n", name, q.psnr, q.rmse, q.ssim);
+    if (q.leftOut > 0) {
+        std::cout << format("%-8s  %lld of %lld pixels left out: no value\n", "", q.leftOut,
+                            q.leftOut + q.compared);
+    }
+}
+
+std::string caption(const Quality& q) {
+    return format("%.2f dB, RMSE %.3g, SSIM %.3f", q.psnr, q.rmse, q.ssim);
+}
+
+cv::Mat_<float> nearest(const cv::Mat_<float>& frame, cv::Size size) {
+    cv::Mat_<float> result;
+    cv::resize(frame, result, size, 0.0, 0.0, cv::INTER_NEAREST);
+    return result;
+}
+
+}  // namespace
+
+void evaluate(const EvaluateCommand& command) {
+    if (!command.picture.empty()) checkTarget(command.picture, {".png"});
+    const cv::Mat_<float> result = readFloat(command.result);
+    const cv::Mat_<float> truth = readFloat(command.truth);
+    const Quality ours = compareWithTruth(result, truth, command.crop);
+    print("result", ours);
+    std::vector<Panel> panels{{result, "super-resolution", caption(ours)}, {truth, "truth", ""}};
+    if (!command.reference.empty()) {
+        const cv::Mat_<float> frame = readFloat(command.reference);
+        const cv::Mat_<float> enlarged = bicubic(repaired(frame), truth.size());
+        const Quality plain = compareWithTruth(enlarged, truth, command.crop);
+        print("bicubic", plain);
+        panels.insert(panels.begin(), {{nearest(frame, truth.size()), "reference frame",
+                                        format("%d x %d pixels", frame.cols, frame.rows)},
+                                       {enlarged, "bicubic", caption(plain)}});
+    }
+    panels.back().caption = format("%d x %d pixels", truth.cols, truth.rows);
+    if (!command.picture.empty()) writeImage(command.picture, drawComparison(panels));
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,30 @@
+#ifndef ORAVO_TOOLS_IMAGEWRITER_H
+#define ORAVO_TOOLS_IMAGEWRITER_H
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+namespace oravo::tools {
+
+// Files appear whole or not at all: each is written under a hidden name in its folder and then renamed to its
+// target, which it replaces. Failures are UserErrors of the output kind that name the target.
+
+/// Refuses a target in a folder that is missing or not writable, one that is itself a folder, and one whose
+/// name does not end in one of the extensions (in lower case, with the dot). To be asked before the work.
+void checkTarget(const std::string& path, const std::vector<std::string>& extensions);
+
+/// Creates the folder, with those above it, where it is missing.
+void makeFolder(const std::string& path);
+
+/// One image in the format that the name's extension tells: float TIFF, 8-bit or 16-bit PNG.
+void writeImage(const std::string& path, const cv::Mat& image);
+
+/// Several images as the pages of one TIFF file, which holds at most 4 GB.
+void writePages(const std::string& path, const std::vector<cv::Mat>& pages);
+
+void writeText(const std::string& path, const std::string& text);
+
+}  // namespace oravo::tools
+
+#endif

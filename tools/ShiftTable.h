@@ -1,0 +1,23 @@
+#ifndef ORAVO_TOOLS_SHIFTTABLE_H
+#define ORAVO_TOOLS_SHIFTTABLE_H
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+namespace oravo::tools {
+
+// Shifts are in input pixels, x to the right, y down: frame(p + d) = reference(p).
+
+/// Comma-separated text: remarks behind '#', the heading frame,dx,dy, and a line for each frame, numbered
+/// from firstFrame.
+std::string shiftTable(const std::vector<cv::Point2f>& shifts, std::size_t firstFrame,
+                       const std::string& remark);
+
+/// Shifts out of a text "dx,dy;dx,dy;...", or out of the file of that name: the last two columns of its
+/// lines, remarks and a heading skipped. Throws UserError, naming what could not be understood.
+std::vector<cv::Point2f> parseShifts(const std::string& textOrFile);
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,89 @@
+#include <algorithm>
+#include <filesystem>
+
+#include "tools/BurstSimulator.h"
+#include "tools/Commands.h"
+#include "tools/ImageWriter.h"
+#include "tools/Messages.h"
+#include "tools/ShiftTable.h"
+#include "tools/UserError.h"
+
+namespace oravo::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kDefaultFrames = 5;
+constexpr int kDefaultReferenceIndex = 3;
+
+std::string frameName(std::size_t index) {
+    return format("frame_%03zu.tif", index);
+}
+
+/// A longer burst from before would be taken for the end of this one.
+void refuseLeftovers(const std::string& folder, std::size_t frames) {
+    std::error_code failed;
+    for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end;
+         entry.increment(failed)) {
+        const std::string name = entry->path().filename().string();
+        bool ours = false;
+        for (std::size_t i = 0; i < frames && !ours; ++i) ours = name == frameName(i);
+        if (name.rfind("frame", 0) == 0 && !ours) {
+            throw outputError(folder + ": already holds " + name + ", which is not part of this burst");
+        }
+    }
+}
+
+/// The frame that an enlargement of the whole recording refers to by default.
+int defaultReference(int frames) {
+    return std::max(frames - 1 - kDefaultReferenceIndex, 0);
+}
+
+SimulationParameters parametersOf(const SimulateCommand& c) {
+    SimulationParameters p;
+    p.frameSize = {c.width, c.height};
+    p.psfSigma = c.psfSigma;
+    p.noise = c.noise;
+    p.defects = c.defects;
+    p.seed = c.seed;
+    if (!c.shifts.empty()) p.shifts = parseShifts(c.shifts);
+    const int given = static_cast<int>(p.shifts.size());
+    const int frames = c.frames != 0 ? c.frames : given != 0 ? given : kDefaultFrames;
+    if (given != 0 && given != frames) {
+        throw UserError(ExitCode::kUsage, format("%d shifts given for %d frames", given, frames));
+    }
+    const int reference = c.reference < 0 ? defaultReference(frames) : c.reference;
+    if (reference >= frames) {
+        throw UserError(ExitCode::kUsage, format("reference %d given for %d frames", reference, frames));
+    }
+    if (given == 0) p.shifts = randomShifts(frames, reference, c.maxShift, c.seed);
+    const cv::Point2f own = p.shifts[static_cast<std::size_t>(reference)];
+    if (own != cv::Point2f()) {
+        warn(format(
+            "frame %d, the reference, is itself shifted by (%g, %g): the truth does not lie on its grid",
+            reference, static_cast<double>(own.x), static_cast<double>(own.y)));
+    }
+    return p;
+}
+
+}  // namespace
+
+void simulate(const SimulateCommand& command) {
+    const SimulationParameters parameters = parametersOf(command);
+    makeFolder(command.folder);
+    refuseLeftovers(command.folder, parameters.shifts.size());
+    const Burst burst = simulateBurst(parameters);
+    const fs::path folder(command.folder);
+    for (std::size_t i = 0; i < burst.frames.size(); ++i) {
+        writeImage((folder / frameName(i)).string(), burst.frames[i]);
+    }
+    writeImage((folder / "truth.tif").string(), burst.truth);
+    writeText(
+        (folder / "shifts.csv").string(),
+        shiftTable(parameters.shifts, 0,
+                   "true shifts in frame pixels; frame(p + d) = reference(p); the truth has shift 0,0"));
+    note(format("%s: %zu frames of %d x %d pixels, truth.tif, shifts.csv", command.folder.c_str(),
+                burst.frames.size(), command.width, command.height));
+}
+
+}  // namespace oravo::tools

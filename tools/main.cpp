@@ -1,0 +1,187 @@
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <iostream>
+#include <limits>
+#include <opencv2/core/utils/logger.hpp>
+
+#include "tools/Commands.h"
+#include "tools/Messages.h"
+#include "tools/UserError.h"
+
+namespace {
+
+using namespace oravo::tools;
+
+constexpr double kUnbounded = std::numeric_limits<double>::max();
+
+constexpr char kExitCodes[] =
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  wrong command line\n"
+    "  2  input missing, unreadable, of mixed sizes, or too few frames\n"
+    "  3  output cannot be written; what was there before is untouched\n"
+    "  4  the wanted image could not be reconstructed; nothing was written\n"
+    "  5  internal failure\n"
+    "Results appear whole or not at all. Messages go to standard error.";
+
+/// A finite number within bounds; `above` leaves the lower bound itself out.
+CLI::Validator numberWithin(double lowest, double highest, bool above = false) {
+    const auto check = [=](std::string& text) -> std::string {
+        double value = 0.0;
+        const bool number = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
+        if (number && value <= highest && (above ? value > lowest : value >= lowest)) return {};
+        if (highest == kUnbounded && lowest == -kUnbounded) return text + " is not a finite number";
+        if (highest == kUnbounded) {
+            return text + format(" is not a number %s %g", above ? "above" : "from", lowest);
+        }
+        return text + format(" is not a number %s %g to %g", above ? "above" : "from", lowest, highest);
+    };
+    return CLI::Validator(check, "");
+}
+
+void addEnhance(CLI::App& app, EnhanceCommand& c) {
+    CLI::App* sub = app.add_subcommand("enhance", "Enlarge a burst or recording to twice its size");
+    EnhanceParameters& p = c.parameters;
+    sub->add_option(
+           "INPUT", c.inputs,
+           "Frames in order: single-channel TIFF (multi-page too), PNG or PGM files of 8 or 16 bits or "
+           "float, or folders of them. A folder is read in natural order (frame_9 before frame_10); "
+           "where some names begin with \"frame\", only these are read")
+        ->required();
+    sub->add_option("-o,--output", c.output,
+                    "OUT.tif: 32-bit float, in the unit of the decoded input. With --every one page for each "
+                    "image, or a folder (existing, or ending in /) for files named after the newest frame")
+        ->required();
+    sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
+    sub->add_option("--reference-index", p.referenceIndex,
+                    "Frame of the window of five whose grid the image lies on, counted back from the newest")
+        ->check(CLI::Range(0, Enhancer::kWindowSize - 1))
+        ->capture_default_str();
+    CLI::Option* camera = sub->add_option("--camera", c.camera,
+                                          "Camera description, such as \"107 FOV 20\", that sets the blur");
+    sub->add_option("--psf-sigma", p.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
+        ->check(numberWithin(0.0, 1e3, true))
+        ->capture_default_str()
+        ->excludes(camera);
+    sub->add_option("--tv-weight", p.tvWeight, "Weight of the data against smoothness; larger is sharper")
+        ->check(numberWithin(1.0, 1e30))
+        ->capture_default_str();
+    sub->add_option("--iterations", p.iterations, "The most steps of the solver")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str();
+    sub->add_option("--relative-residue", p.relativeResidue, "Relative residue at which the solver stops")
+        ->check(numberWithin(1e-6, 1e30))
+        ->capture_default_str();
+    sub->add_option("--registration-error", p.registrationError,
+                    "Largest disagreement with the reference at which a pixel is used")
+        ->check(numberWithin(0.0, 1.0, true))
+        ->capture_default_str();
+    sub->add_option("--scale", c.decode.scale,
+                    "Decode: value = SCALE * stored + OFFSET. Centikelvin to degrees Celsius: --scale 0.01 "
+                    "--offset -273.15")
+        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->capture_default_str();
+    sub->add_option("--offset", c.decode.offset, "See --scale")
+        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->capture_default_str();
+    sub->add_flag("--nuc", p.rawCounts,
+                  "Values are raw counts: the plausible range is -32768 .. 32767 instead of -274 .. 5000");
+    sub->add_option("--shifts", c.shiftsFile,
+                    "FILE.csv for the shifts of the last window's frames against their reference: "
+                    "frame,dx,dy with frame(p + d) = reference(p)");
+    sub->add_flag("--timing", p.timing, "Print the library's timing report to standard output");
+    sub->footer(kExitCodes);
+    sub->callback([&c] { enhance(c); });
+}
+
+void addSimulate(CLI::App& app, SimulateCommand& c) {
+    CLI::App* sub =
+        app.add_subcommand("simulate", "Render a thermal scene and a burst of it with known truth");
+    sub->add_option("-o,--output", c.folder,
+                    "Folder for frame_000.tif ..., truth.tif (sharp, twice the size) and shifts.csv")
+        ->required();
+    sub->add_option("--width", c.width, "Width of a frame")
+        ->check(CLI::Range(8, 8192))
+        ->capture_default_str();
+    sub->add_option("--height", c.height, "Height of a frame")
+        ->check(CLI::Range(8, 8192))
+        ->capture_default_str();
+    sub->add_option("--frames", c.frames, "Number of frames (default 5, or the number of --shifts)")
+        ->check(CLI::Range(1, 100000));
+    sub->add_option("--reference", c.reference,
+                    "Frame without displacement, on whose grid the truth lies (default: the one that enhance "
+                    "refers to, the fourth from the end)")
+        ->check(CLI::Range(0, 99999));
+    sub->add_option(
+        "--shifts", c.shifts,
+        "Displacements of the frames in pixels, x right, y down: \"dx,dy;dx,dy;...\" or a file with "
+        "lines that end in dx,dy; frame(p + d) = reference(p)");
+    sub->add_option("--max-shift", c.maxShift, "Largest random displacement in x and y, in pixels")
+        ->check(numberWithin(0.0, 1000.0))
+        ->capture_default_str();
+    sub->add_option("--noise", c.noise, "Standard deviation of the noise, in degrees Celsius")
+        ->check(numberWithin(0.0, 1e6))
+        ->capture_default_str();
+    sub->add_option("--psf-sigma", c.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
+        ->check(numberWithin(0.0, 1e3, true))
+        ->capture_default_str();
+    sub->add_option("--defects", c.defects, "Isolated pixels that carry status codes instead of values")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    sub->add_option("--seed", c.seed, "Seed of random displacements, noise and defects")
+        ->capture_default_str();
+    sub->footer(kExitCodes);
+    sub->callback([&c] { simulate(c); });
+}
+
+void addEvaluate(CLI::App& app, EvaluateCommand& c) {
+    CLI::App* sub =
+        app.add_subcommand("evaluate", "Compare an enlarged image with the truth: PSNR, RMSE and SSIM");
+    sub->add_option("RESULT", c.result, "The enlarged image")->required();
+    sub->add_option("TRUTH", c.truth, "The truth, of the same size")->required();
+    sub->add_option("--reference", c.reference,
+                    "Reference frame, whose bicubic enlargement is compared with the truth as well");
+    sub->add_option("--crop", c.crop, "Pixels left out along the border")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    sub->add_option("--picture", c.picture,
+                    "FILE.png for a picture of all of them on one colour scale, with a magnified detail");
+    sub->footer(
+        std::string("PSNR takes the range of the truth as its peak, RMSE is in the images' unit, SSIM has "
+                    "a Gaussian window of sigma 1.5.\nPixels without a value are left out and counted.\n\n") +
+        kExitCodes);
+    sub->callback([&c] { evaluate(c); });
+}
+
+int fail(ExitCode code, const std::string& message) {
+    std::cerr << "oravo-superres: " << message << '\n';
+    return static_cast<int>(code);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    CLI::App app(
+        "Turns a burst of slightly displaced infrared frames into one image of twice the resolution.",
+        "oravo-superres");
+    app.require_subcommand(1);
+    app.footer(std::string("oravo-superres COMMAND --help is the manual of a command.\n\n") + kExitCodes);
+    EnhanceCommand enhanceCommand;
+    SimulateCommand simulateCommand;
+    EvaluateCommand evaluateCommand;
+    addEnhance(app, enhanceCommand);
+    addSimulate(app, simulateCommand);
+    addEvaluate(app, evaluateCommand);
+    try {
+        app.parse(argc, argv);
+        return static_cast<int>(ExitCode::kSuccess);
+    } catch (const CLI::ParseError& e) {
+        if (e.get_exit_code() == 0) return app.exit(e);  // --help
+        return fail(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
+    } catch (const UserError& e) {
+        return fail(e.code(), e.what());
+    } catch (...) {
+        return fail(ExitCode::kInternal, "internal failure: " + currentExceptionText());
+    }
+}
