@@ -11,11 +11,11 @@ build=${1:-$root/build-test}
 
 need_packages build-essential cmake ninja-build libopencv-dev libcli11-dev libgtest-dev libbenchmark-dev
 
-say "Building in $build"
+echo "== Building in $build"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DORAVO_WARNINGS_AS_ERRORS=ON >"$build.configure.log" 2>&1 ||
     { cat "$build.configure.log"; exit 1; }
 rm -f "$build.configure.log"
 cmake --build "$build"
 
-say "Running the tests"
+echo "== Running the tests"
 ctest --test-dir "$build" --output-on-failure -j "$(nproc)"

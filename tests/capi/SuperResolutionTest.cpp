@@ -241,8 +241,9 @@ TEST(CameraDescription, ReachesTheReconstruction) {
     const std::vector<Image> frames = movingBurst();
     const auto enlargedWith = [&](const char* description) {
         const Session session;
-        if (description != nullptr)
+        if (description != nullptr) {
             EXPECT_EQ(SuperResolution_setCameraAndLensType(session.handle, description), 0);
+        }
         for (const Image& frame : frames) session.add(frame);
         Image enlarged(2 * kHeight, 2 * kWidth);
         SuperResolution_getSuperresolutionImage(session.handle, enlarged.ptr<float>());

@@ -150,7 +150,7 @@ TEST(SrFloatRegistration2, agreesWithTheRecordedBursts) {
     const std::pair<const char*, double> bursts[] = {
         {"rendered_pipes", 0.03}, {"mwir_embankment", 0.1}, {"mwir_fields", 0.1}, {"lwir_buildings", 0.2}};
     for (const auto& [name, tolerance] : bursts) {
-        std::ifstream table(std::string(folder) + "/" + name + "/shifts.csv");
+        std::ifstream table(std::string(folder) + "/bursts/" + name + "/shifts.csv");
         std::vector<Image> frames;
         std::vector<Point> truth;
         for (std::string line; std::getline(table, line);) {
@@ -158,8 +158,9 @@ TEST(SrFloatRegistration2, agreesWithTheRecordedBursts) {
             const std::size_t last = line.rfind(','), secondLast = line.rfind(',', last - 1);
             truth.emplace_back(std::stof(line.substr(secondLast + 1)), std::stof(line.substr(last + 1)));
             cv::Mat_<float> frame;
-            cv::imread(cv::format("%s/%s/frame_%03d.tif", folder, name, static_cast<int>(frames.size())),
-                       cv::IMREAD_UNCHANGED)
+            cv::imread(
+                cv::format("%s/bursts/%s/frame_%03d.tif", folder, name, static_cast<int>(frames.size())),
+                cv::IMREAD_UNCHANGED)
                 .convertTo(frame, CV_32F);
             frames.push_back(frame);
         }

@@ -5,7 +5,7 @@ namespace oravo::vision::detail {
 
 /// The error function in closed form,
 ///   erf(z) = sign(z) sqrt(1 - exp(-z^2 (4/pi + a z^2) / (1 + a z^2))),   a = 0.1400123,
-/// off by less than 1.3e-4 everywhere (S. Winitzki, "A handy approximation for the error function and its
+/// off by less than 3.4e-4 everywhere (S. Winitzki, "A handy approximation for the error function and its
 /// inverse", 2008). Single precision, with the exponential and the root in double; 0 gives exactly 0.
 float erfApproximation(float z);
 
