@@ -2,6 +2,7 @@
 
 #include "vision/superresolution/SrFloatConvolution.h"
 #include "vision/superresolution/detail/Reductions.h"
+#include "vision/superresolution/detail/SplitEngine.h"
 #include "vision/superresolution/detail/TotalVariationSolver.h"
 
 namespace oravo::vision {
@@ -12,6 +13,10 @@ struct SrFloatMinimization::Family {
     using Convolution = SrFloatConvolution;
     using Sums = detail::DoubleSums;
     static constexpr auto kFirstPixel = detail::TotalVariation::FirstPixel::own;
+    static std::shared_ptr<detail::SolverEngine<char, double>> makeEngine(detail::FrameSize low, int maxFrames,
+                                                                          float factor) {
+        return factor == 2.0f ? std::make_shared<detail::SplitEngine>(low, maxFrames) : nullptr;
+    }
     static constexpr char kSource[] = "vision/superresolution/SrFloatMinimization";
     static constexpr char kMinimize[] = "oravo::vision::SrFloatMinimization::minimize";
 };

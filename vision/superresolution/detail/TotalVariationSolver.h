@@ -4,14 +4,16 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/DenseEngine.h"
 #include "vision/superresolution/detail/FrameSize.h"
 #include "vision/superresolution/detail/GaussianPsf.h"
-#include "vision/superresolution/detail/GuardedImage.h"
-#include "vision/superresolution/detail/TotalVariation.h"
+#include "vision/superresolution/detail/SolverEngine.h"
 
 namespace oravo::vision::detail {
 
@@ -29,6 +31,8 @@ namespace oravo::vision::detail {
 ///   Convolution  the operator pair H, H^T M
 ///   Sums         precision of sums: Scalar, sum, dot, squaredDeviations
 ///   kFirstPixel  TotalVariation::FirstPixel
+///   makeEngine   the engine for (low, maxFrames, factor) where the family has a faster one than DenseEngine, else
+///                null
 ///   kSource, kMinimize  for error locations
 template <class Family>
 class TotalVariationSolver {
@@ -51,20 +55,16 @@ class TotalVariationSolver {
           factor_(checkedFactor(factor, where)),
           high_(enlarged(low_, factor, where)),
           psfLength_(static_cast<int>(3.0f * factor)),
-          extended_(checkedSize(high_.width + psfLength_ - 1LL, high_.height + psfLength_ - 1LL, where)),
           maxFrames_(std::max(maxFrames, 0)),
           basePsf_(psfSize(1)),
           horizontalPsfs_(psfSize(maxFrames_)),
           verticalPsfs_(psfSize(maxFrames_)),
-          convolution_(high_.width, high_.height, psfLength_, psfLength_, factor),
-          lowScratch_(low_.elements()),
-          convolutionScratch_(extended_.elements()),
-          rightSide_(extended_.elements()),
-          estimate_(extended_),
-          totalVariation_(extended_),
-          residual_(extended_.elements()),
-          direction_(extended_),
-          operatorImage_(extended_.elements()) {
+          engine_(Family::makeEngine(low_, maxFrames_, factor)) {
+        const FrameSize extended = checkedSize(high_.width + psfLength_ - 1LL, high_.height + psfLength_ - 1LL, where);
+        if (engine_ == nullptr) {
+            engine_ = std::make_shared<DenseEngine<Family>>(low_, high_, psfLength_, factor, extended, maxFrames_);
+        }
+        frames_.reserve(static_cast<std::size_t>(maxFrames_));
         setPsfSigma(parameters_.psfSigma);
     }
 
@@ -95,15 +95,16 @@ class TotalVariationSolver {
         const Normalisation normalisation = normalise(nFrames, refIndex, frames);
         generatePsfs(nFrames, shifts);
         backProject(nFrames, frames, masks);
-        std::copy_n(rightSide_.data(), extended_.pixelCount(), estimate_.data());
 
         int total = 0;
         for (int restart = 0; restart < parameters_.maxIter; ++restart) {
-            const int steps = conjugateGradients(nFrames, masks, parameters_.maxIter - total);
+            const int steps = conjugateGradients(parameters_.maxIter - total);
             total += steps;
             if (steps == 0) break;
         }
-        crop(normalisation, out);
+        // The crop leaves one extended pixel more at the bottom and right than at the top and left, which puts
+        // low-resolution pixel i, seen without shift, at high-resolution position 2 i + 0.5.
+        engine_->crop((psfLength_ - 1) / 2, high_.width, high_.height, normalisation.deviation, normalisation.mean, out);
         return total;
     }
 
@@ -143,94 +144,36 @@ class TotalVariationSolver {
         }
     }
 
-    /// b = sum_k H_k^T M_k y_k
+    /// b = sum_k H_k^T M_k y_k, which is also the first estimate
     void backProject(int nFrames, float* const* frames, const Mask* const* masks) {
-        std::fill_n(rightSide_.data(), extended_.pixelCount(), 0.0f);
-        for (int k = 0; k < nFrames; ++k) addTransposed(k, frames[k], masks[k], rightSide_.data());
-        const Scalar squares = Sums::dot(rightSide_.data(), rightSide_.data(), extended_.pixelCount());
+        frames_.clear();
+        for (int k = 0; k < nFrames; ++k) frames_.push_back({frames[k], horizontalPsf(k), verticalPsf(k), masks[k]});
+        const Scalar squares = engine_->backProject(frames_.data(), nFrames);
         inverseRightSideNorm_ = static_cast<float>(Scalar(1) / squares);
     }
 
-    /// target += H_k^T M_k lowRes
-    void addTransposed(int k, const float* lowRes, const Mask* mask, float* target) {
-        const float* __restrict scratch = convolutionScratch_.data();
-        convolution_.fullConvFromSparse(lowRes, horizontalPsf(k), verticalPsf(k), mask,
-                                        convolutionScratch_.data());
-        for (std::ptrdiff_t i = 0; i < extended_.pixelCount(); ++i) target[i] += scratch[i];
-    }
-
-    /// Freezes the total-variation weights from the current estimate.
-    void computeL() {
-        totalVariation_.freeze(estimate_.data(), parameters_.negativeInverseWeightTV, parameters_.epsilon,
-                               parameters_.inverseEpsilon, Family::kFirstPixel);
-    }
-
-    /// out = A v = L v + sum_k H_k^T M_k H_k v
-    void gradient(const float* v, int nFrames, const Mask* const* masks, float* out) {
-        totalVariation_.apply(v, out);
-        for (int k = 0; k < nFrames; ++k) {
-            convolution_.validCorrToSparse(v, horizontalPsf(k), verticalPsf(k), lowScratch_.data());
-            addTransposed(k, lowScratch_.data(), masks[k], out);
-        }
-    }
-
-    bool converged(Scalar squaredResidual) const {
-        return parameters_.relRes * parameters_.relRes >
-               squaredResidual * static_cast<Scalar>(inverseRightSideNorm_);
-    }
-
-    /// Solves for fixed weights with at most `budget` steps; returns how many were made.
-    int conjugateGradients(int nFrames, const Mask* const* masks, int budget) {
-        computeL();
-        const std::ptrdiff_t n = extended_.pixelCount();
-        float* residual = residual_.data();
-        gradient(estimate_.data(), nFrames, masks, residual);
-        for (std::ptrdiff_t i = 0; i < n; ++i) residual[i] = rightSide_.data()[i] - residual[i];
-        std::copy_n(residual, n, direction_.data());
-        squaredResidual_ = static_cast<float>(Sums::dot(residual, residual, n));
+    /// Solves for weights frozen from the estimate with at most `budget` steps; returns how many were made.
+    int conjugateGradients(int budget) {
+        engine_->freeze(parameters_.negativeInverseWeightTV, parameters_.epsilon, parameters_.inverseEpsilon);
+        squaredResidual_ = static_cast<float>(engine_->startResidual());
         // Tested in single precision, unlike the test after a step.
         if (parameters_.relRes * parameters_.relRes > squaredResidual_ * inverseRightSideNorm_) return 0;
         for (int step = 0; step < budget; ++step) {
-            if (iteration(nFrames, masks)) return step + 1;
+            if (iteration()) return step + 1;
         }
         return budget;
     }
 
     /// One step; true when the residual is small enough to stop.
-    bool iteration(int nFrames, const Mask* const* masks) {
-        const std::ptrdiff_t n = extended_.pixelCount();
-        float* __restrict estimate = estimate_.data();
-        float* __restrict residual = residual_.data();
-        float* __restrict direction = direction_.data();
-        const float* __restrict image = operatorImage_.data();
-        gradient(direction, nFrames, masks, operatorImage_.data());
-        const float alpha =
-            static_cast<float>(static_cast<Scalar>(squaredResidual_) / Sums::dot(direction, image, n));
-        for (std::ptrdiff_t i = 0; i < n; ++i) {
-            estimate[i] += alpha * direction[i];
-            residual[i] -= alpha * image[i];
-        }
-        const Scalar squares = Sums::dot(residual, residual, n);
-        if (converged(squares)) return true;
-        const float beta = static_cast<float>(squares / static_cast<Scalar>(squaredResidual_));
-        for (std::ptrdiff_t i = 0; i < n; ++i) direction[i] = beta * direction[i] + residual[i];
+    bool iteration() {
+        const Scalar curvature = engine_->applyToDirection();
+        const float alpha = static_cast<float>(static_cast<Scalar>(squaredResidual_) / curvature);
+        const Scalar squares = engine_->step(alpha);
+        const float threshold = parameters_.relRes * parameters_.relRes;
+        if (threshold > squares * static_cast<Scalar>(inverseRightSideNorm_)) return true;
+        engine_->turn(static_cast<float>(squares / static_cast<Scalar>(squaredResidual_)));
         squaredResidual_ = static_cast<float>(squares);
         return false;
-    }
-
-    /// Back to input units. The crop leaves one extended pixel more at the bottom and right than at the top
-    /// and left, which puts low-resolution pixel i, seen without shift, at high-resolution position 2 i +
-    /// 0.5.
-    void crop(const Normalisation& normalisation, float* out) const {
-        const int offset = (psfLength_ - 1) / 2;
-        for (int r = 0; r < high_.height; ++r) {
-            const float* source =
-                estimate_.data() + static_cast<std::ptrdiff_t>(r + offset) * extended_.width + offset;
-            float* target = out + static_cast<std::ptrdiff_t>(r) * high_.width;
-            for (int c = 0; c < high_.width; ++c) {
-                target[c] = normalisation.deviation * source[c] + normalisation.mean;
-            }
-        }
     }
 
     Parameters parameters_;
@@ -238,20 +181,12 @@ class TotalVariationSolver {
     float factor_;
     FrameSize high_;
     int psfLength_;
-    FrameSize extended_;
     int maxFrames_;
     Buffer<float> basePsf_;
     Buffer<float> horizontalPsfs_;
     Buffer<float> verticalPsfs_;
-    typename Family::Convolution convolution_;
-    Buffer<float> lowScratch_;
-    Buffer<float> convolutionScratch_;
-    Buffer<float> rightSide_;
-    GuardedImage estimate_;
-    TotalVariation totalVariation_;
-    Buffer<float> residual_;
-    GuardedImage direction_;
-    Buffer<float> operatorImage_;
+    std::shared_ptr<SolverEngine<Mask, Scalar>> engine_;
+    std::vector<typename SolverEngine<Mask, Scalar>::Frame> frames_;
     float squaredResidual_ = 0.0f;
     float inverseRightSideNorm_ = 0.0f;
 };

@@ -1,0 +1,47 @@
+#ifndef ORAVO_VISION_DETAIL_SPLITENGINE_H
+#define ORAVO_VISION_DETAIL_SPLITENGINE_H
+
+#include <vector>
+
+#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/SolverEngine.h"
+#include "vision/superresolution/detail/SolverKernels.h"
+#include "vision/superresolution/detail/SplitImage.h"
+
+namespace oravo::vision::detail {
+
+/// The engine for factor 2: split images, one sweep over the rows for all frames, kernels for the machine's
+/// instruction set.
+class SplitEngine final : public SolverEngine<char, double> {
+  public:
+    SplitEngine(FrameSize low, int maxFrames, InstructionSet level = instructionSet());
+
+    double backProject(const Frame* frames, int count) override;
+    void freeze(float negativeInverseWeight, float epsilon, float inverseEpsilon) override;
+    double startResidual() override;
+    double applyToDirection() override;
+    double step(float alpha) override;
+    void turn(float beta) override;
+    void crop(int offset, int width, int height, float deviation, float mean, float* out) const override;
+
+  private:
+    SplitLinks links() const { return {links_.data()}; }
+    StepVectors vectors() const;
+
+    const SolverKernels& kernels_;
+    SplitLayout layout_;
+    Buffer<float> links_;
+    SplitImage rightSide_;
+    SplitImage estimate_;
+    SplitImage residual_;
+    SplitImage direction_;
+    SplitImage image_;
+    Buffer<float> rings_;
+    Buffer<float> rows_;
+    std::vector<SweepFrame> frames_;
+    SweepPlan plan_;
+};
+
+}  // namespace oravo::vision::detail
+
+#endif

@@ -1,0 +1,57 @@
+#ifndef ORAVO_VISION_DETAIL_SPLITIMAGE_H
+#define ORAVO_VISION_DETAIL_SPLITIMAGE_H
+
+#include <cstddef>
+
+#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/FrameSize.h"
+
+namespace oravo::vision::detail {
+
+/// Where the pixels of an extended image at factor 2 lie when its columns are split: per row first the even columns,
+/// then the odd ones. A step of two columns is then a step of one element, and every loop of the solver runs over
+/// contiguous memory.
+///
+///   row y:  [ even columns, lowWidth + 3 | zeros | odd columns, lowWidth + 2 | zeros ]
+///
+/// There is at least one zero behind each half, and a row of zeros above and below the image, so that a pixel's
+/// eight neighbours can be read without asking where it lies.
+struct SplitLayout {
+    int lowWidth = 0;
+    int lowHeight = 0;
+    std::ptrdiff_t oddOffset = 0;
+    std::ptrdiff_t stride = 0;
+
+    SplitLayout() = default;
+    explicit SplitLayout(FrameSize low)
+        : lowWidth(low.width),
+          lowHeight(low.height),
+          oddOffset(aligned(evenColumns() + 1)),
+          stride(oddOffset + aligned(oddColumns() + 1)) {}
+
+    [[gnu::always_inline]] int evenColumns() const { return lowWidth + 3; }
+    [[gnu::always_inline]] int oddColumns() const { return lowWidth + 2; }
+    [[gnu::always_inline]] int rows() const { return 2 * lowHeight + 5; }
+
+  private:
+    static std::ptrdiff_t aligned(std::ptrdiff_t n) { return (n + 15) / 16 * 16; }
+};
+
+/// A split image in memory.
+class SplitImage {
+  public:
+    explicit SplitImage(const SplitLayout& layout)
+        : stride_(layout.stride),
+          memory_(static_cast<std::size_t>(layout.stride) * (static_cast<std::size_t>(layout.rows()) + 2)) {}
+
+    /// Row 0; rows -1 and rows() are zeros.
+    float* data() const { return memory_.data() + stride_; }
+
+  private:
+    std::ptrdiff_t stride_;
+    Buffer<float> memory_;
+};
+
+}  // namespace oravo::vision::detail
+
+#endif
