@@ -12,8 +12,10 @@
 /// lane computes does not depend on their number.
 namespace oravo::vision::detail::fft_kernels {
 
-/// Signals that the two-dimensional transform works on together.
-constexpr int kLanes = 8;
+/// Signals that the two-dimensional transform works on together: a cache line. With 8 it takes 1.2 times as
+/// long up to 384 x 288, and 0.95 times at 640 x 480, where a block of 16 columns outgrows the first-level
+/// cache.
+constexpr int kLanes = 16;
 
 /// Memory that the image transforms work in.
 struct BlockMemory {
