@@ -38,7 +38,7 @@ struct FftPass {
 };
 
 /// The point at angle 2 pi k / n on the unit circle, by a series of plain double arithmetic: each part within
-/// 2^-52, and /// the same on every machine, which the sine of a mathematics library is not.
+/// 2^-52, and the same on every machine, which the sine of a mathematics library is not.
 std::complex<double> rootOfUnity(long long k, long long n);
 
 /// The tables of a transform length. Copies share them.
