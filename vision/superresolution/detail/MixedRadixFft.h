@@ -32,9 +32,10 @@ struct FftPass {
     int radix;
     int span;
     int count;
-    const float*
-        twiddles;  ///< (cos, sin) of 2 pi j k / (radix span), j = 1 .. radix - 1 within k = 1 .. span - 1
-    const double* roots;  ///< general radix only: (cos, sin) of 2 pi j / radix, j = 0 .. radix - 1
+    /// (cos, sin) of 2 pi j k / (radix span), j = 1 .. radix - 1 within k = 1 .. span - 1.
+    const float* twiddles;
+    /// General radix only: (cos, sin) of 2 pi j / radix, j = 0 .. radix - 1.
+    const double* roots;
 };
 
 /// The point at angle 2 pi k / n on the unit circle, by a series of plain double arithmetic: each part within
