@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 
 #include "vision/superresolution/BadPixel.h"
 #include "vision/superresolution/detail/BadPixelList.h"
@@ -9,6 +10,8 @@ namespace oravo::vision {
 namespace {
 
 constexpr int kValues = 65536;
+constexpr int kMinValue = std::numeric_limits<short>::min();
+constexpr int kMaxValue = std::numeric_limits<short>::max();
 constexpr int kCapacityModulus = 65536;
 
 /// What a pixel value means for a search; the flags combine.
@@ -22,12 +25,10 @@ std::size_t indexOf(int value) {
 /// column.
 struct Finding {
     static std::uint64_t pack(short value, int x, int y) {
-        const auto shifted = static_cast<std::uint64_t>(value - std::numeric_limits<short>::min());
+        const auto shifted = static_cast<std::uint64_t>(value - kMinValue);
         return shifted << 32 | static_cast<std::uint64_t>(y) << 16 | static_cast<std::uint64_t>(x);
     }
-    static int value(std::uint64_t finding) {
-        return static_cast<int>(finding >> 32) + std::numeric_limits<short>::min();
-    }
+    static int value(std::uint64_t finding) { return static_cast<int>(finding >> 32) + kMinValue; }
     static unsigned short y(std::uint64_t finding) { return static_cast<unsigned short>(finding >> 16); }
     static unsigned short x(std::uint64_t finding) { return static_cast<unsigned short>(finding); }
 };
@@ -101,19 +102,83 @@ class ListWriter {
     int count_ = 0;
 };
 
+/// Values from first to last; none when last is the smaller one.
+struct ValueRange {
+    int first;
+    int last;
+};
+
+/// Which values a search lists, and the range between them that holds most pixels: blocks of pixels within it
+/// need no look at each, and they are nearly all.
+struct ListedValues {
+    std::vector<std::uint8_t> classes;
+    ValueRange quiet;
+};
+
+ValueRange quietRange(const int* bins, int count, const std::vector<int>& isolated, int lo, int hi) {
+    ValueRange best{0, -1};
+    std::int64_t most = 0;
+    // The first and last bin are left out, as they may stand for listed values.
+    for (std::size_t i = 0; i <= isolated.size(); ++i) {
+        const int first = i == 0 ? 1 : isolated[i - 1] + 1;
+        const int end = i == isolated.size() ? count - 1 : isolated[i];
+        if (first >= end) continue;
+        const std::int64_t pixels = std::accumulate(bins + first, bins + end, std::int64_t{0});
+        if (pixels > most) {
+            most = pixels;
+            best = {lo + first, std::min(lo + end, hi) - 1};
+        }
+    }
+    return best;
+}
+
+std::vector<std::uint8_t> classifyValues(bool listOutOfRange, const std::vector<int>& isolated, int lo,
+                                         int hi) {
+    std::vector<std::uint8_t> classes(kValues, 0);
+    const auto markOutOfRange = [&classes](int first, int last) {
+        for (int v = first; v <= last; ++v) classes[indexOf(v)] = kOutOfRange;
+    };
+    if (listOutOfRange) {
+        markOutOfRange(kMinValue, lo);
+        markOutOfRange(hi, kMaxValue);
+    }
+    for (const int bin : isolated) {
+        // Beyond the values of a pixel only when the histogram does not belong to lo and hi.
+        if (lo + bin <= kMaxValue) classes[indexOf(lo + bin)] |= kIsolated;
+    }
+    return classes;
+}
+
+/// Branch-free, so that it compiles to vector code.
+bool allWithin(const ValueRange& range, const short* pixels, int count) {
+    if (range.last < range.first) return false;
+    const auto first = static_cast<std::uint16_t>(range.first);
+    const auto width = static_cast<std::uint16_t>(range.last - range.first);
+    std::uint16_t outside = 0;
+    for (int i = 0; i < count; ++i) {
+        const auto distance = static_cast<std::uint16_t>(static_cast<std::uint16_t>(pixels[i]) - first);
+        outside |= static_cast<std::uint16_t>(distance > width);
+    }
+    return outside == 0;
+}
+
 /// The only pass over the image: enters out-of-range pixels and collects those of isolated values.
-std::vector<std::uint64_t> scan(const cv::Mat_<short>& image, const std::vector<std::uint8_t>& classes,
-                                ListWriter& list) {
+std::vector<std::uint64_t> scan(const cv::Mat_<short>& image, const ListedValues& listed, ListWriter& list) {
+    constexpr int kBlock = 64;
     std::vector<std::uint64_t> findings;
+    const auto visit = [&](short value, int x, int y) {
+        const std::uint8_t kind = listed.classes[indexOf(value)];
+        if ((kind & kOutOfRange) != 0 && !list.isFull()) {
+            list.enter(static_cast<unsigned short>(x), static_cast<unsigned short>(y));
+        }
+        if ((kind & kIsolated) != 0) findings.push_back(Finding::pack(value, x, y));
+    };
     for (int y = 0; y < image.rows; ++y) {
         const short* pixels = image.ptr<short>(y);
-        for (int x = 0; x < image.cols; ++x) {
-            const std::uint8_t kind = classes[indexOf(pixels[x])];
-            if (kind == 0) continue;
-            if ((kind & kOutOfRange) != 0 && !list.isFull()) {
-                list.enter(static_cast<unsigned short>(x), static_cast<unsigned short>(y));
-            }
-            if ((kind & kIsolated) != 0) findings.push_back(Finding::pack(pixels[x], x, y));
+        for (int begin = 0; begin < image.cols; begin += kBlock) {
+            const int end = std::min(begin + kBlock, image.cols);
+            if (allWithin(listed.quiet, pixels + begin, end - begin)) continue;
+            for (int x = begin; x < end; ++x) visit(pixels[x], x, y);
         }
     }
     return findings;
@@ -136,19 +201,6 @@ bool enterIsolated(std::vector<std::uint64_t>& findings, const std::vector<int>&
         }
     }
     return true;
-}
-
-std::vector<std::uint8_t> classifyValues(bool listOutOfRange, const std::vector<int>& isolated, int lo,
-                                         int hi) {
-    std::vector<std::uint8_t> classes(kValues, 0);
-    for (int v = std::numeric_limits<short>::min(); v <= std::numeric_limits<short>::max(); ++v) {
-        if (listOutOfRange && (v <= lo || v >= hi)) classes[indexOf(v)] = kOutOfRange;
-    }
-    for (const int bin : isolated) {
-        // Beyond the values of a pixel only when the histogram does not belong to lo and hi.
-        if (lo + bin <= std::numeric_limits<short>::max()) classes[indexOf(lo + bin)] |= kIsolated;
-    }
-    return classes;
 }
 
 }  // namespace
@@ -187,11 +239,14 @@ bool BadPixel::performNeighbourSearch(const cv::Mat_<short>& image, cv::Mat_<int
     if (listOutOfRange) first = last = 0;
 
     std::vector<int> isolated;
-    const bool walked = findIsolatedBins(histogram.ptr<int>(0), histogram.cols, maxCount, span, isolated);
+    const int* bins = histogram.ptr<int>(0);
+    const bool walked = findIsolatedBins(bins, histogram.cols, maxCount, span, isolated);
     ListWriter writer(list, capacity);
     std::vector<std::uint64_t> findings;
     if (listOutOfRange || !isolated.empty()) {
-        findings = scan(image, classifyValues(listOutOfRange, isolated, lo, hi), writer);
+        const ListedValues listed{classifyValues(listOutOfRange, isolated, lo, hi),
+                                  quietRange(bins, histogram.cols, isolated, lo, hi)};
+        findings = scan(image, listed, writer);
     }
     const bool allEntered = enterIsolated(findings, isolated, lo, image, writer);
 
