@@ -4,6 +4,7 @@
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/Buffer.h"
@@ -259,6 +260,7 @@ void SrFloat<Registration>::saveFrame(float* out) const {
     std::copy_n(state_->srImage.data(), state_->output.pixelCount(), out);
 }
 
+template class SrFloat<SrFloatRegistration1>;
 template class SrFloat<SrFloatRegistration2>;
 
 }  // namespace oravo::vision

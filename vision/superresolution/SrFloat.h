@@ -9,12 +9,14 @@
 
 namespace oravo::vision {
 
+class SrFloatRegistration1;
 class SrFloatRegistration2;
 
 /// The super-resolution pipeline on float frames: a sliding window of equally sized frames, repaired and
 /// prepared as they arrive, which a run turns into one image enlarged by the super-resolution factor.
 ///
-/// Registration is the strategy that aligns the frames; SrFloat is instantiated for SrFloatRegistration2.
+/// Registration is the strategy that aligns the frames; SrFloat is instantiated for SrFloatRegistration2
+/// (tracked corners) and SrFloatRegistration1 (phase correlation; even widths only).
 ///
 /// Frames are dense, row-major, 32-bit float, inputHeight rows of inputWidth columns, temperatures or
 /// radiances in the host's unit; pixels may carry status codes (SuperResolutionBadPixelHandling.h). The
@@ -119,6 +121,7 @@ class ORAVO_EXPORT SrFloat {
     detail::Body<State> state_;
 };
 
+extern template class SrFloat<SrFloatRegistration1>;
 extern template class SrFloat<SrFloatRegistration2>;
 
 }  // namespace oravo::vision

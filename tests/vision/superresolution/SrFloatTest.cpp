@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/TestScenes.h"
+#include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
@@ -289,6 +290,18 @@ TEST(SrFloat, CopiesKeepTheirOwnParameters) {
     EXPECT_EQ(copy.getInputSize(), kWidth * kHeight);
     const QuietRun a(copy);
     EXPECT_TRUE(sameBits(a.image, QuietRun(pipeline).image));
+}
+
+TEST(SrFloat, PhaseCorrelationGivesTheSameImage) {
+    const std::vector<Image> frames = burstAt(kShifts);
+    Pipeline corners = filled(frames);
+    vision::SrFloat<vision::SrFloatRegistration1> phase(kWidth, kHeight, 5, 2.0f);
+    for (const Image& frame : frames) EXPECT_EQ(phase.addFrame(frame), 0);
+    Image image;
+    testing::internal::CaptureStdout();
+    EXPECT_GT(phase.computeSR(image), 1.5f);
+    EXPECT_EQ(testing::internal::GetCapturedStdout().rfind("++++++++++ SrFloat ++++++++++\n", 0), 0U);
+    EXPECT_LT(rmsDifference(image, QuietRun(corners).image, 3), 0.05);
 }
 
 TEST(SrFloat, SaveFrameRepeatsTheLastImage) {

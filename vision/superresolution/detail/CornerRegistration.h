@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <opencv2/core.hpp>
-#include <string>
 #include <vector>
 
 #include "support/CodeLocation.h"
@@ -11,6 +10,7 @@
 #include "vision/superresolution/detail/FlowRefinement.h"
 #include "vision/superresolution/detail/FrameMove.h"
 #include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/RegistrationChecks.h"
 
 namespace oravo::vision::detail {
 
@@ -31,12 +31,8 @@ class CornerRegistration {
     /// @param tooLarge  location of the "Too large displacement" exception
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        Mask** masks, float** shiftedFrames, const CodeLocation& tooLarge) {
-        if (numFrames > tracker.preparedCount() || refIndex < 0 || refIndex >= numFrames) {
-            raise("Registration of " + std::to_string(numFrames) + " frames against frame " +
-                      std::to_string(refIndex) + " requested, but " +
-                      std::to_string(tracker.preparedCount()) + " frames are prepared.",
-                  {tooLarge.source, __LINE__, tooLarge.function});
-        }
+        checkPrepared(numFrames, refIndex, tracker.preparedCount(),
+                      {tooLarge.source, __LINE__, tooLarge.function});
         const int code = registerFrames(numFrames, refIndex, shifts, masks);
         if (code != 0) return code;
         moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts, tooLarge);
@@ -44,13 +40,6 @@ class CornerRegistration {
     }
 
   private:
-    static int checkedFrameCount(int frameCount, const CodeLocation& where) {
-        if (frameCount < 1) {
-            raise("Invalid number of frames " + std::to_string(frameCount) + " specified.", where);
-        }
-        return frameCount;
-    }
-
     int registerFrames(int numFrames, int refIndex, cv::Point_<float>* shifts, Mask** masks) {
         initialize(masks, refIndex);
         tracker.extractCornersRefImage(refIndex);

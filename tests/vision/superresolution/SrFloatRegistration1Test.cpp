@@ -1,0 +1,199 @@
+#include "vision/superresolution/SrFloatRegistration1.h"
+
+#include <gtest/gtest.h>
+
+#include <complex>
+#include <cstdlib>
+#include <limits>
+#include <opencv2/imgcodecs.hpp>
+#include <vector>
+
+#include "tests/TestScenes.h"
+#include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/detail/PhaseCorrelator.h"
+
+namespace oravo::test {
+namespace {
+
+using vision::SrFloatRegistration1;
+using vision::SrFloatRegistration2;
+using vision::detail::PhaseCorrelator;
+
+const CodeLocation kHere{"here", 1, "test"};
+
+/// frame(p + d) = image(p), wrapping around.
+Image cyclicMove(const Image& image, int dx, int dy) {
+    Image moved(image.rows, image.cols);
+    for (int y = 0; y < image.rows; ++y) {
+        for (int x = 0; x < image.cols; ++x) {
+            moved((y + dy + image.rows) % image.rows, (x + dx + image.cols) % image.cols) = image(y, x);
+        }
+    }
+    return moved;
+}
+
+cv::Point wholeShift(const Image& reference, const Image& frame) {
+    PhaseCorrelator correlator({reference.cols, reference.rows}, 5, kHere);
+    std::vector<std::complex<float>> a(correlator.spectrumSize()), b(a.size());
+    correlator.fft().forward(reference.ptr<float>(), a.data());
+    correlator.fft().forward(frame.ptr<float>(), b.data());
+    return correlator.shift(a.data(), b.data());
+}
+
+TEST(PhaseCorrelator, RecoversEveryCyclicShift) {
+    for (const cv::Size size : {cv::Size(16, 9), cv::Size(10, 12)}) {
+        const Image image = randomImage(size.height, size.width, 4, 10.0f, 30.0f);
+        for (int dy = 0; dy < size.height; ++dy) {
+            for (int dx = 0; dx < size.width; ++dx) {
+                // Half the size itself stays positive: 8 of 16 is +8, 9 is -7; of 9 rows, 4 is +4 and 5 is
+                // -4.
+                const cv::Point expected(dx > size.width / 2 ? dx - size.width : dx,
+                                         dy > size.height / 2 ? dy - size.height : dy);
+                EXPECT_EQ(wholeShift(image, cyclicMove(image, dx, dy)), expected);
+            }
+        }
+        const Image moved = cyclicMove(image, 3, -2);
+        EXPECT_EQ(wholeShift(image, moved), -wholeShift(moved, image));
+    }
+}
+
+TEST(PhaseCorrelator, FramesWithoutPhaseStayWhereTheyAre) {
+    const Image scene = randomImage(8, 8, 2, 0.0f, 9.0f);
+    EXPECT_EQ(wholeShift(scene, Image(8, 8, 5.0f)), cv::Point(0, 0));
+    EXPECT_EQ(wholeShift(Image(8, 8, 5.0f), Image(8, 8, 5.0f)), cv::Point(0, 0));
+    EXPECT_EQ(wholeShift(scene, Image(8, 8, 0.0f)), cv::Point(0, 0));
+    Image broken = cyclicMove(scene, 2, 1);
+    broken(3, 3) = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(wholeShift(scene, broken), cv::Point(0, 0));
+    // The mean of these frames is beyond what a product of magnitudes can hold; the scene is not.
+    const Image bright(scene * 1e6f + 1e12f);
+    EXPECT_EQ(wholeShift(bright, cyclicMove(bright, 2, 1)), cv::Point(2, 1));
+}
+
+struct Registered {
+    template <class Registration>
+    Registered(Registration& registration, std::vector<Image> images, int refIndex)
+        : frames(std::move(images)),
+          moved(clones(frames)),
+          masks(static_cast<int>(frames.size()), frames[0].rows * frames[0].cols, 7) {
+        for (const Image& frame : frames) registration.prepareFrame(frame.ptr<float>());
+        shifts.resize(frames.size());
+        code = registration.doRegistration(static_cast<int>(frames.size()), refIndex, pointers(frames).data(),
+                                           shifts.data(), masks.pointers.data(), pointers(moved).data());
+        registration.getCompleteShifts(complete);
+    }
+    std::vector<Image> frames, moved;
+    Masks masks;
+    std::vector<Point> shifts, complete;
+    int code = -1;
+};
+
+TEST(SrFloatRegistration1, RecoversKnownShifts) {
+    // Fine texture carries the peak over any distance. A smooth scene does not: what its spectrum holds above
+    // the lowest frequencies comes from the jump at the image border, which stays where it is, so the peak
+    // stays at (0, 0) and the refinement alone has to bridge the shift.
+    struct Case {
+        double scale;
+        std::vector<Point> truth;
+    };
+    const std::vector<Case> cases = {
+        {1.0, {{1, 2}, {0, 0}, {0.3f, -0.2f}, {-4.6f, 2.3f}, {7.5f, -6.5f}, {0, 9}}},
+        {9.0, {{0.9f, 0}, {0, 0}, {0.3f, -0.2f}, {-0.5f, 0.4f}, {0.1f, -1.0f}}}};
+    for (const auto& [scale, truth] : cases) {
+        SrFloatRegistration1 registration(96, 72, static_cast<int>(truth.size()));
+        const Registered run(registration, burst(Scene(11, 72, 96, scale), 72, 96, truth), 1);
+        EXPECT_EQ(run.code, 0);
+        for (std::size_t i = 0; i < truth.size(); ++i) {
+            EXPECT_NEAR(run.complete[i].x, truth[i].x, 0.12f) << "scale " << scale << ", frame " << i;
+            EXPECT_NEAR(run.complete[i].y, truth[i].y, 0.12f) << "scale " << scale << ", frame " << i;
+            const Point whole = run.complete[i] - run.shifts[i];
+            EXPECT_EQ(whole,
+                      Point(std::floor(run.complete[i].x + 0.5f), std::floor(run.complete[i].y + 0.5f)));
+            EXPECT_EQ(run.moved[i](36, 48),
+                      run.frames[i](36 + static_cast<int>(whole.y), 48 + static_cast<int>(whole.x)));
+        }
+        const std::vector<char>& reference = run.masks.bytes[1];
+        EXPECT_EQ(std::count(reference.begin(), reference.end(), 1), 96 * 72);
+    }
+}
+
+TEST(SrFloatRegistration1, ForeignFrameGetsAnEmptyMask) {
+    SrFloatRegistration1 registration(64, 48, 2);
+    const Registered run(registration,
+                         {Scene(1, 48, 64).frame(48, 64), Image(5 * Scene(2, 48, 64).frame(48, 64))}, 0);
+    EXPECT_LT(std::count(run.masks.bytes[1].begin(), run.masks.bytes[1].end(), 1), 64 * 48 / 10);
+    EXPECT_EQ(std::count(run.masks.bytes[1].begin(), run.masks.bytes[1].end(), 7), 0);
+}
+
+TEST(SrFloatRegistration1, RefusesWhatCannotBeRegistered) {
+    EXPECT_NE(thrownBy([] { SrFloatRegistration1(7, 4, 2); }).message().find("7"), std::string::npos);
+    EXPECT_NE(thrownBy([] { SrFloatRegistration1(8, 4, 0); }).message(), "(nothing thrown)");
+
+    // The limit is half the height on both axes: 21 columns are too far at a height of 40, not at 44.
+    const auto registeredAt = [](int height) {
+        const Image image = randomImage(height, 80, 5, 10.0f, 30.0f);
+        SrFloatRegistration1 registration(80, height, 2);
+        return Registered(registration, {image, cyclicMove(image, 21, 0)}, 0).complete[1];
+    };
+    EXPECT_NEAR(registeredAt(44).x, 21.0f, 0.1f);
+    const Exception tooLarge = thrownBy([&] { registeredAt(40); });
+    EXPECT_EQ(tooLarge.message(), "Too large displacement");
+    EXPECT_EQ(tooLarge.location(),
+              "vision/superresolution/SrFloatRegistration1: 144: "
+              "oravo::vision::SrFloatRegistration1::doRegistration(..)\n");
+
+    SrFloatRegistration1 unprepared(8, 8, 3);
+    std::vector<Image> frames(2, Image(8, 8, 1.0f));
+    Masks masks(3, 64);
+    Point none[2];
+    EXPECT_NE(thrownBy([&] {
+                  unprepared.doRegistration(2, 0, pointers(frames).data(), none, masks.pointers.data(),
+                                            pointers(frames).data());
+              }).message(),
+              "(nothing thrown)");
+}
+
+TEST(SrFloatRegistration1, SlotsRotateAndTheBlurFollowsItsRadius) {
+    const std::vector<Image> frames =
+        burst(Scene(8, 48, 64), 48, 64, {{9, 9}, {0, 0}, {2.3f, 1}, {-1, 0.4f}});
+    SrFloatRegistration1 rolled(64, 48, 3);
+    rolled.prepareFrame(frames[0].ptr<float>());
+    SrFloatRegistration1 fresh(64, 48, 3);
+    const std::vector<Image> last(frames.begin() + 1, frames.end());
+    const Registered expected(fresh, last, 0);
+    EXPECT_EQ(Registered(rolled, last, 0).complete, expected.complete);
+
+    EXPECT_EQ(fresh.getGaussRadius(), 5);
+    fresh.setGaussRadius(2);
+    const Registered narrow(fresh, last, 0);
+    EXPECT_NE(narrow.complete, expected.complete);
+    EXPECT_NEAR(narrow.complete[1].x, 2.3f, 0.3f);
+    EXPECT_NE(thrownBy([&] { fresh.setGaussRadius(-1); }).message(), "(nothing thrown)");
+    EXPECT_EQ(fresh.getGaussRadius(), 2);
+}
+
+TEST(SrFloatRegistration1, AgreesWithCornersOnRecordedBursts) {
+    const char* folder = std::getenv("ORAVO_TEST_DATA");
+    if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
+    for (const char* name : {"rendered_pipes", "mwir_embankment", "mwir_fields", "lwir_buildings"}) {
+        std::vector<Image> frames;
+        for (int i = 0; i < 5; ++i) {
+            const cv::Mat frame =
+                cv::imread(cv::format("%s/bursts/%s/frame_%03d.tif", folder, name, i), cv::IMREAD_UNCHANGED);
+            ASSERT_FALSE(frame.empty()) << name;
+            frames.emplace_back();
+            frame.convertTo(frames.back(), CV_32F);
+        }
+        SrFloatRegistration1 phase(frames[0].cols, frames[0].rows, 5);
+        SrFloatRegistration2 corners(frames[0].cols, frames[0].rows, 5);
+        const Registered a(phase, frames, 1);
+        const Registered b(corners, frames, 1);
+        for (std::size_t i = 0; i < 5; ++i) {
+            EXPECT_NEAR(a.complete[i].x, b.complete[i].x, 0.05f) << name << ", frame " << i;
+            EXPECT_NEAR(a.complete[i].y, b.complete[i].y, 0.05f) << name << ", frame " << i;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace oravo::test

@@ -1,0 +1,90 @@
+#include "vision/superresolution/SrFloatRegistration1.h"
+
+#include <complex>
+
+#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/PhaseRegistration.h"
+#include "vision/superresolution/detail/RegistrationChecks.h"
+#include "vision/superresolution/detail/SlidingWindow.h"
+
+namespace oravo::vision {
+namespace {
+
+constexpr char kSource[] = "vision/superresolution/SrFloatRegistration1";
+constexpr char kConstructor[] = "oravo::vision::SrFloatRegistration1::SrFloatRegistration1";
+constexpr char kDoRegistration[] = "oravo::vision::SrFloatRegistration1::doRegistration";
+/// Hosts compare the whole text of this exception, so its line is a constant.
+constexpr CodeLocation kTooLargeDisplacement{kSource, 144, kDoRegistration};
+
+constexpr int kGaussRadius = 5;
+
+using Spectrum = detail::Buffer<std::complex<float>>;
+
+std::vector<Spectrum> makeSpectra(int count, std::size_t size) {
+    std::vector<Spectrum> spectra;
+    for (int i = 0; i < count; ++i) spectra.emplace_back(size);
+    return spectra;
+}
+
+}  // namespace
+
+struct SrFloatRegistration1::State {
+    State(int width, int height, int frameCount)
+        : registration(detail::checkedTransformSize(width, height, {kSource, __LINE__, kConstructor}),
+                       kGaussRadius, {kSource, __LINE__, kConstructor}),
+          frameSpectra(makeSpectra(detail::checkedFrameCount(frameCount, {kSource, __LINE__, kConstructor}),
+                                   registration.correlator.spectrumSize())),
+          spectra(static_cast<std::size_t>(frameCount)) {
+        registration.completeShifts.reserve(static_cast<std::size_t>(frameCount));
+    }
+
+    detail::PhaseRegistration<cv::Point_<float>> registration;
+    detail::SlidingWindow<Spectrum> frameSpectra;
+    std::vector<const std::complex<float>*> spectra;  // of the run under way
+};
+
+SrFloatRegistration1::SrFloatRegistration1(int width, int height, int frameCount)
+    : state_(detail::Body<State>::make(width, height, frameCount)) {
+}
+
+void SrFloatRegistration1::prepareFrame(const float* frame) {
+    state_->registration.correlator.fft().forward(frame, state_->frameSpectra.advance().data());
+}
+
+int SrFloatRegistration1::doRegistration(int numFrames, int refIndex, float* const* frames,
+                                         cv::Point_<float>* shifts, char** masks, float** shiftedFrames) {
+    State& s = *state_;
+    detail::checkPrepared(numFrames, refIndex, s.frameSpectra.count(), {kSource, __LINE__, kDoRegistration});
+    for (int i = 0; i < numFrames; ++i) s.spectra[static_cast<std::size_t>(i)] = s.frameSpectra[i].data();
+    s.registration.doRegistration(numFrames, refIndex, frames, s.spectra.data(), shifts, masks, shiftedFrames,
+                                  kTooLargeDisplacement);
+    return 0;
+}
+
+void SrFloatRegistration1::getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const {
+    shifts = state_->registration.completeShifts;
+}
+
+void SrFloatRegistration1::setGaussRadius(int radius) {
+    state_->registration.correlator.setGaussRadius(
+        radius, {kSource, __LINE__, "oravo::vision::SrFloatRegistration1::setGaussRadius"});
+}
+int SrFloatRegistration1::getGaussRadius() const {
+    return state_->registration.correlator.gaussRadius();
+}
+
+void SrFloatRegistration1::setRegErrBlurRadius(int radius) {
+    state_->registration.flow.regErrBlurRadius = radius;
+}
+int SrFloatRegistration1::getRegErrBlurRadius() const {
+    return state_->registration.flow.regErrBlurRadius;
+}
+
+void SrFloatRegistration1::setRegError(float error) {
+    state_->registration.flow.regError = error;
+}
+float SrFloatRegistration1::getRegError() const {
+    return state_->registration.flow.regError;
+}
+
+}  // namespace oravo::vision
