@@ -45,6 +45,57 @@ bool isRefillable(float value) {
     return pattern == CODE_OVER_RANGE || pattern == CODE_UNDER_RANGE || pattern == CODE_BAD_PIXEL;
 }
 
+// Bad pixels are rare. The three scans below let whole rows without any pass at the speed of memory; they may
+// only err towards looking closer.
+
+/// True for the codes, and for one denormal value between them.
+bool maybeCode(float value) {
+    return patternOf(value) - CODE_OVER_RANGE <= CODE_INVALID - CODE_OVER_RANGE;
+}
+
+bool mayHoldCode(const float* pixels, int n) {
+    bool found = false;
+    for (int i = 0; i < n; ++i) found |= maybeCode(pixels[i]);
+    return found;
+}
+
+bool mayHoldBadPixel(const float* pixels, int n, float minValue, float maxValue) {
+    bool found = false;
+    for (int i = 0; i < n; ++i) {
+        const bool plausible = (pixels[i] >= minValue) & (pixels[i] <= maxValue);  // a NaN is not
+        found |= !plausible | maybeCode(pixels[i]);
+    }
+    return found;
+}
+
+bool holdsDefect(const unsigned char* classes, int n) {
+    unsigned char found = 0;
+    for (int i = 0; i < n; ++i) found = static_cast<unsigned char>(found | classes[i]);
+    return found != 0;
+}
+
+/// Widens [minVal, maxVal] to a row of valid pixels.
+void widen(const float* pixels, int n, float& minVal, float& maxVal) {
+    constexpr int kLanes = 16;
+    float low[kLanes];
+    float high[kLanes];
+    std::fill_n(low, kLanes, minVal);
+    std::fill_n(high, kLanes, maxVal);
+    int i = 0;
+    for (; i + kLanes <= n; i += kLanes) {
+        for (int lane = 0; lane < kLanes; ++lane) {
+            low[lane] = pixels[i + lane] < low[lane] ? pixels[i + lane] : low[lane];
+            high[lane] = pixels[i + lane] > high[lane] ? pixels[i + lane] : high[lane];
+        }
+    }
+    minVal = std::min(*std::min_element(low, low + kLanes), minVal);
+    maxVal = std::max(*std::max_element(high, high + kLanes), maxVal);
+    for (; i < n; ++i) {
+        minVal = std::min(pixels[i], minVal);
+        maxVal = std::max(pixels[i], maxVal);
+    }
+}
+
 /// Writes the pattern into the 7 x 7 block around column floor(X), row floor(Y), as far as it lies inside.
 void writeBlock(cv::Mat_<float>& image, float X, float Y, std::uint32_t code) {
     constexpr float kReach = 3.0f;
@@ -113,6 +164,10 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
     for (int y = 0; y < frame.rows; ++y) {
         float* pixels = frame.ptr<float>(y);
         unsigned char* classes = defects.ptr<unsigned char>(y);
+        if (!mayHoldBadPixel(pixels, frame.cols, minValue_, maxValue_)) {
+            std::fill_n(classes, frame.cols, static_cast<unsigned char>(kValid));
+            continue;
+        }
         for (int x = 0; x < frame.cols; ++x) {
             classes[x] = classify(pixels[x]);
             if (classes[x] == kValid) continue;
@@ -164,6 +219,11 @@ void SuperResolutionBadPixelHandling::getMinMaxVal(const cv::Mat_<float>& frame,
     maxVal = minValue_;
     for (int y = 0; y < frame.rows; ++y) {
         const float* pixels = frame.ptr<float>(y);
+        if (minLoc == nullptr && maxLoc == nullptr &&
+            !mayHoldBadPixel(pixels, frame.cols, minValue_, maxValue_)) {
+            widen(pixels, frame.cols, minVal, maxVal);
+            continue;
+        }
         for (int x = 0; x < frame.cols; ++x) {
             if (!isValid(pixels[x])) continue;
             if (pixels[x] > maxVal) {
@@ -207,6 +267,7 @@ void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& image,
         const cv::Mat& defects = defectMaps_[i];
         for (int r = 0; r < defects.rows; ++r) {
             const unsigned char* classes = defects.ptr<unsigned char>(r);
+            if (!holdsDefect(classes, defects.cols)) continue;
             for (int c = 0; c < defects.cols; ++c) {
                 if (classes[c] == kValid) continue;
                 const float Y = 2.0f * (static_cast<float>(r) - shifts[i].y);
@@ -239,6 +300,7 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
     }
     for (int r = 0; r < image.rows; ++r) {
         float* pixels = image.ptr<float>(r);
+        if (!mayHoldCode(pixels, image.cols)) continue;
         for (int c = 0; c < image.cols; ++c) {
             if (!isRefillable(pixels[c])) continue;
             float sum = 0.0f;

@@ -22,14 +22,41 @@ struct Window {
     }
 };
 
-void filterRow(const float* source, const Window& window, float fullFactor, float* target) {
-    float sum = 0.0f;
-    for (int x = 0; x < std::min(window.radius, window.n); ++x) sum += source[x];
-    for (int x = 0; x < window.n; ++x) {
-        if (window.gains(x)) sum += source[x + window.radius];
-        target[x] = window.full(x) ? sum * fullFactor : sum / window.count(x);
-        if (window.loses(x)) sum -= source[x - window.radius];
+/// Filters Rows neighbouring rows at once: a running sum is one long chain of additions, and several chains
+/// side by side keep the processor busy.
+template <int Rows>
+void filterRows(const ImageView<const float>& source, int y, const Window& window, float fullFactor,
+                float* target) {
+    const float* in[Rows];
+    float* out[Rows];
+    float sums[Rows] = {};
+    for (int r = 0; r < Rows; ++r) {
+        in[r] = source.row(y + r);
+        out[r] = target + static_cast<std::ptrdiff_t>(y + r) * window.n;
     }
+    const auto gain = [&](int x) {
+        for (int r = 0; r < Rows; ++r) sums[r] += in[r][x + window.radius];
+    };
+    const auto lose = [&](int x) {
+        for (int r = 0; r < Rows; ++r) sums[r] -= in[r][x - window.radius];
+    };
+    const auto cut = [&](int x) {
+        if (window.gains(x)) gain(x);
+        for (int r = 0; r < Rows; ++r) out[r][x] = sums[r] / window.count(x);
+        if (window.loses(x)) lose(x);
+    };
+    for (int x = -window.radius; x < 0; ++x) {
+        if (window.gains(x)) gain(x);
+    }
+    const int fullBegin = std::min(window.radius, window.n);
+    const int fullEnd = std::max(window.n - window.radius, fullBegin);
+    for (int x = 0; x < fullBegin; ++x) cut(x);
+    for (int x = fullBegin; x < fullEnd; ++x) {
+        gain(x);
+        for (int r = 0; r < Rows; ++r) out[r][x] = sums[r] * fullFactor;
+        lose(x);
+    }
+    for (int x = fullEnd; x < window.n; ++x) cut(x);
 }
 
 void add(float* sums, const float* row, int width) {
@@ -58,10 +85,12 @@ void meanFilter(const ImageView<const float>& source, int radius, float* scratch
     const int reach = std::min(radius, std::max(width, height));
     const float fullFactor = 1.0f / static_cast<float>(2 * static_cast<long long>(radius) + 1);
 
-    for (int y = 0; y < height; ++y) {
-        filterRow(source.row(y), {reach, width}, fullFactor,
-                  scratch + static_cast<std::ptrdiff_t>(y) * width);
+    constexpr int kRows = 8;
+    int first = 0;
+    for (; first + kRows <= height; first += kRows) {
+        filterRows<kRows>(source, first, {reach, width}, fullFactor, scratch);
     }
+    for (; first < height; ++first) filterRows<1>(source, first, {reach, width}, fullFactor, scratch);
 
     // The same rule along the columns, for a whole row of running sums at a time.
     const Window window{reach, height};
