@@ -35,7 +35,7 @@ class CornerRegistration {
             raise("Registration of " + std::to_string(numFrames) + " frames against frame " +
                       std::to_string(refIndex) + " requested, but " +
                       std::to_string(tracker.preparedCount()) + " frames are prepared.",
-                  {tooLarge.source, __LINE__, tooLarge.function});
+                  {"vision/superresolution/detail/CornerRegistration", __LINE__, tooLarge.function});
         }
         const int code = registerFrames(numFrames, refIndex, shifts, masks);
         if (code != 0) return code;
