@@ -18,7 +18,7 @@ detail::SparseGrid makeGrid(int W, int H, int kw, int kh, float f) {
     if (kw < 1 || kh < 1) {
         raise("Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.", here);
     }
-    const detail::FrameSize extended = detail::checkedSize(W + kw - 1LL, H + kh - 1LL, here);
+    const detail::FrameSize extended = detail::checkedSize(W - 1LL + kw, H - 1LL + kh, here);
 
     detail::SparseGrid grid;
     grid.lowWidth = static_cast<int>(static_cast<float>(W) / f);

@@ -13,18 +13,17 @@ struct SrFloatMinimization::Family {
     using Convolution = SrFloatConvolution;
     using Sums = detail::DoubleSums;
     static constexpr auto kFirstPixel = detail::TotalVariation::FirstPixel::own;
-    static std::shared_ptr<detail::SolverEngine<char, double>> makeEngine(detail::FrameSize low, int maxFrames,
-                                                                          float factor) {
+    static std::shared_ptr<detail::SolverEngine<char, double>> makeEngine(detail::FrameSize low,
+                                                                          int maxFrames, float factor) {
         return factor == 2.0f ? std::make_shared<detail::SplitEngine>(low, maxFrames) : nullptr;
     }
-    static constexpr char kSource[] = "vision/superresolution/SrFloatMinimization";
     static constexpr char kMinimize[] = "oravo::vision::SrFloatMinimization::minimize";
 };
 
 SrFloatMinimization::SrFloatMinimization(int lw, int lh, int maxFrames, float f)
     : solver_(
           decltype(solver_)::make(lw, lh, maxFrames, f,
-                                  CodeLocation{Family::kSource, __LINE__,
+                                  CodeLocation{"vision/superresolution/SrFloatMinimization", __LINE__,
                                                "oravo::vision::SrFloatMinimization::SrFloatMinimization"})) {
 }
 

@@ -122,7 +122,9 @@ TEST(SrFloatConvolution, refusesSizesThatCannotBe) {
     EXPECT_EQ(messageOf({-1, 4, 6, 6, 2.0f}), "Invalid image size -1 x 4 specified.");
     EXPECT_EQ(messageOf({65536, 65536, 6, 6, 2.0f}), "Invalid image size 65536 x 65536 specified.");
     EXPECT_EQ(messageOf({4, 4, 0, 6, 2.0f}), "Invalid kernel size 0 x 6 specified.");
-    for (float f : {0.5f, kNaN, std::numeric_limits<float>::infinity()}) {
+    constexpr int kMost = std::numeric_limits<int>::max();
+    EXPECT_EQ(messageOf({2, 4, kMost, 6, 2.0f}), "Invalid image size 2147483648 x 9 specified.");
+    for (float f : {0.5f, 1e10f, kNaN, std::numeric_limits<float>::infinity()}) {
         EXPECT_NE(messageOf({4, 4, 6, 6, f}).find("Invalid super-resolution factor"), std::string::npos);
     }
 }

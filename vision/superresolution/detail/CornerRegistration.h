@@ -32,7 +32,7 @@ class CornerRegistration {
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        Mask** masks, float** shiftedFrames, const CodeLocation& tooLarge) {
         checkPrepared(numFrames, refIndex, tracker.preparedCount(),
-                      {tooLarge.source, __LINE__, tooLarge.function});
+                      {"vision/superresolution/detail/CornerRegistration", __LINE__, tooLarge.function});
         const int code = registerFrames(numFrames, refIndex, shifts, masks);
         if (code != 0) return code;
         moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts, tooLarge);

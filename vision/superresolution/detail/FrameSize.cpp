@@ -1,10 +1,14 @@
 #include "vision/superresolution/detail/FrameSize.h"
 
-#include <cmath>
 #include <limits>
 #include <string>
 
 namespace oravo::vision::detail {
+namespace {
+
+constexpr float kLargestFactor = 32768.0f;  // whose square, and all that follows from it, still fits an int
+
+}  // namespace
 
 FrameSize checkedSize(long long width, long long height, const CodeLocation& where) {
     constexpr long long kMost = std::numeric_limits<int>::max();
@@ -18,10 +22,10 @@ FrameSize checkedSize(long long width, long long height, const CodeLocation& whe
 }
 
 float checkedFactor(float factor, const CodeLocation& where) {
-    if (!(factor >= 1.0f) || !std::isfinite(factor)) {
-        raise(
-            "Invalid super-resolution factor " + std::to_string(factor) + " specified, at least 1 is needed.",
-            where);
+    if (!(factor >= 1.0f && factor <= kLargestFactor)) {
+        raise("Invalid super-resolution factor " + std::to_string(factor) +
+                  " specified, 1 to 32768 are possible.",
+              where);
     }
     return factor;
 }

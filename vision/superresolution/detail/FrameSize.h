@@ -21,7 +21,7 @@ struct FrameSize {
 /// The size (width, height), or an Exception that names it when a side is negative or the count overflows.
 FrameSize checkedSize(long long width, long long height, const CodeLocation& where);
 
-/// The factor itself, or an Exception that names it when it is not a finite number of at least 1.
+/// The factor itself, or an Exception that names it when it is not a number from 1 to 32768.
 float checkedFactor(float factor, const CodeLocation& where);
 
 /// The size enlarged by a factor: each side computed in single precision and truncated.

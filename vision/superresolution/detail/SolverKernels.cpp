@@ -117,7 +117,7 @@ void spreadRow(const SweepPlan& plan, int k, int y, float* row) {
     }
     float* even = row;
     float* odd = row + plan.layout.oddOffset;
-    const int columns = plan.layout.evenColumns();  // the odd half has one less, and a zero that stays one
+    const int columns = plan.layout.evenColumns();  // the odd half has one less, and a zero behind it
 #pragma GCC ivdep
     for (int i = 0; i < columns; ++i) {
         float e = even[i];
@@ -131,6 +131,7 @@ void spreadRow(const SweepPlan& plan, int k, int y, float* row) {
         even[i] = e;
         odd[i] = o;
     }
+    odd[columns - 1] = 0.0f;  // a tap that is not finite has made a NaN of it, which would outlive the run
 }
 
 /// Runs Work<N> for the frames k .. k + N - 1 of every group.
@@ -159,8 +160,8 @@ struct Spread {
 
 inline float straightWeight(const LinkParameters& p, float difference) {
     const float u = __builtin_fabsf(difference);
-    const float atLeast = u <= p.epsilon ? p.epsilon : u;
-    return p.negativeInverseWeight / (atLeast >= p.inverseEpsilon ? p.inverseEpsilon : atLeast);
+    const float atMost = u >= p.inverseEpsilon ? p.inverseEpsilon : u;
+    return p.negativeInverseWeight / (u <= p.epsilon ? p.epsilon : atMost);
 }
 
 inline float obliqueWeight(const LinkParameters& p, float inverseRootTwo, float difference) {

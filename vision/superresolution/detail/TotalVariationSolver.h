@@ -33,7 +33,7 @@ namespace oravo::vision::detail {
 ///   kFirstPixel  TotalVariation::FirstPixel
 ///   makeEngine   the engine for (low, maxFrames, factor) where the family has a faster one than DenseEngine, else
 ///                null
-///   kSource, kMinimize  for error locations
+///   kMinimize    qualified name of minimize, for error locations
 template <class Family>
 class TotalVariationSolver {
   public:
@@ -90,7 +90,7 @@ class TotalVariationSolver {
         if (nFrames < 0 || nFrames > maxFrames_) {
             raise("Invalid number of frames " + std::to_string(nFrames) + " specified, at most " +
                       std::to_string(maxFrames_) + " are provided for.",
-                  {Family::kSource, __LINE__, Family::kMinimize});
+                  {"vision/superresolution/detail/TotalVariationSolver", __LINE__, Family::kMinimize});
         }
         const Normalisation normalisation = normalise(nFrames, refIndex, frames);
         generatePsfs(nFrames, shifts);
