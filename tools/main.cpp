@@ -6,6 +6,7 @@
 
 #include "tools/Commands.h"
 #include "tools/Messages.h"
+#include "tools/PendingFile.h"
 #include "tools/UserError.h"
 
 namespace {
@@ -162,6 +163,7 @@ int fail(ExitCode code, const std::string& message) {
 
 int main(int argc, char** argv) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    removePendingFileOnSignals();
     CLI::App app(
         "Turns a burst of slightly displaced infrared frames into one image of twice the resolution.",
         "oravo-superres");
