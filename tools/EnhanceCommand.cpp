@@ -29,7 +29,9 @@ class EnlargedSink {
   public:
     EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes)
         : output_(command.output) {
-        if (command.every && namesFolder(output_)) {
+        const bool folder = namesFolder(output_);
+        if (folder && !command.every) throw outputError(output_ + ": a folder takes the images of --every");
+        if (folder) {
             for (const std::string& input : command.inputs) {
                 if (isSameFile(input, output_)) throw outputError(output_ + ": is a folder of input frames");
             }
@@ -67,18 +69,25 @@ class PlausibilityWatch {
   public:
     PlausibilityWatch(PlausibleRange range, bool rawCounts) : range_(range), rawCounts_(rawCounts) {}
 
-    void look(const cv::Mat_<float>& frame, const std::string& name) {
-        if (told_ || range_.shareOutside(frame) <= 0.5) return;
+    /// Whether most of the frame is plausible.
+    bool look(const cv::Mat_<float>& frame, const std::string& name) {
+        const double outside = range_.shareOutside(frame);
+        if (outside <= 0.5) return true;
+        if (!told_) tell(outside, name);
         told_ = true;
+        return false;
+    }
+
+  private:
+    void tell(double outside, const std::string& name) const {
         const char* mend = rawCounts_ ? "decode the counts with --scale and --offset"
                                       : "pass --nuc for raw counts, or decode them to degrees with --scale "
                                         "and --offset";
         warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
-                    100.0 * range_.shareOutside(frame), static_cast<double>(range_.lowest),
-                    static_cast<double>(range_.highest), mend));
+                    100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
+                    mend));
     }
 
-  private:
     PlausibleRange range_;
     bool rawCounts_;
     bool told_ = false;
@@ -88,6 +97,10 @@ EnhanceParameters withCamera(const EnhanceCommand& command) {
     EnhanceParameters parameters = command.parameters;
     if (command.camera.empty()) return parameters;
     parameters.psfSigma = capi::psfSigmaOf(command.camera);
+    if (parameters.psfSigma == capi::psfSigmaOf("")) {
+        warn(format("camera \"%s\": no known model number with a field of view; the default blur is taken",
+                    command.camera.c_str()));
+    }
     note(format("camera \"%s\": point-spread sigma %g", command.camera.c_str(),
                 static_cast<double>(parameters.psfSigma)));
     return parameters;
@@ -136,8 +149,9 @@ class Enhancement {
   private:
     void takeIn(std::size_t index) {
         const cv::Mat_<float> frame = command_.decode(reader_.read(index));
-        plausibility_.look(frame, reader_.name(index));
-        if (const auto told = enhancer_.addFrame(frame)) {
+        const bool plausible = plausibility_.look(frame, reader_.name(index));
+        const std::optional<std::string> told = enhancer_.addFrame(frame);
+        if (told && plausible) {  // of an implausible frame the important thing has been said
             warn(format("frame %zu (%s) %s", index, reader_.name(index).c_str(), told->c_str()));
         }
     }
@@ -185,8 +199,9 @@ void enhance(const EnhanceCommand& command) {
     }
     const EnhanceParameters parameters = withCamera(command);
     const cv::Size size = reader.read(0).size();
+    Enhancement enhancement(command, reader, parameters, size);
     note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
-    Enhancement(command, reader, parameters, size).run();
+    enhancement.run();
 }
 
 }  // namespace oravo::tools

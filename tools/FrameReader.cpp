@@ -45,8 +45,10 @@ FrameReader::FrameReader(const std::vector<std::string>& inputs) {
         if (!fs::exists(input, failed)) throw inputError(input + ": no such file or folder");
         if (fs::is_directory(input, failed)) {
             addFolder(input);
-        } else {
+        } else if (fs::is_regular_file(input, failed)) {
             addFile(input);
+        } else {
+            throw inputError(input + ": is neither a file nor a folder");
         }
     }
 }

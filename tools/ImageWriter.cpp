@@ -34,14 +34,16 @@ void writeBytes(const std::string& target, const char* bytes, std::size_t count)
 }  // namespace
 
 void checkTarget(const std::string& path, const std::vector<std::string>& extensions) {
+    std::error_code ignored;
+    if (fs::is_directory(path, ignored) || !fs::path(path).has_filename()) {
+        throw outputError(path + ": is a folder, where the name of a file is wanted");
+    }
     if (std::find(extensions.begin(), extensions.end(), lowerExtension(path)) == extensions.end()) {
         std::string known;
         for (const std::string& e : extensions) known += (known.empty() ? "" : ", ") + e;
         throw outputError(path + ": the name must end in " + known);
     }
-    std::error_code ignored;
     const std::string folder = folderOf(path).string();
-    if (fs::is_directory(path, ignored)) throw outputError(path + ": is a folder");
     if (!fs::is_directory(folder, ignored)) throw outputError(path + ": there is no folder " + folder);
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {
         throw outputError(path + ": cannot be written: " + std::strerror(errno));
