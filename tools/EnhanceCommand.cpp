@@ -35,7 +35,7 @@ class EnlargedSink {
             for (const std::string& input : command.inputs) {
                 if (isSameFile(input, output_)) throw outputError(output_ + ": is a folder of input frames");
             }
-            makeFolder(output_);
+            targetFolder_ = std::make_unique<TargetFolder>(output_);
             return;
         }
         checkTarget(output_, {".tif", ".tiff"});
@@ -60,6 +60,7 @@ class EnlargedSink {
 
   private:
     std::string output_;
+    std::unique_ptr<TargetFolder> targetFolder_;  // one of the two
     std::unique_ptr<TiffPages> pages_;
     std::size_t count_ = 0;
 };

@@ -50,8 +50,9 @@ void checkTarget(const std::string& path, const std::vector<std::string>& extens
     }
 }
 
-void makeFolder(const std::string& path) {
+TargetFolder::TargetFolder(const std::string& path) : path_(path) {
     std::error_code failed;
+    const bool existed = fs::exists(path, failed);
     fs::create_directories(path, failed);
     std::error_code ignored;
     if (!fs::is_directory(path, ignored)) {
@@ -61,6 +62,12 @@ void makeFolder(const std::string& path) {
     if (::access(path.c_str(), W_OK | X_OK) != 0) {
         throw outputError(path + ": folder cannot be written: " + std::strerror(errno));
     }
+    isNew_ = !existed;
+}
+
+TargetFolder::~TargetFolder() {
+    std::error_code notEmpty;
+    if (isNew_) fs::remove(path_, notEmpty);
 }
 
 void writeImage(const std::string& path, const cv::Mat& image) {

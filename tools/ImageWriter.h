@@ -18,8 +18,19 @@ namespace oravo::tools {
 /// name does not end in one of the extensions (in lower case, with the dot). To be asked before the work.
 void checkTarget(const std::string& path, const std::vector<std::string>& extensions);
 
-/// Creates the folder, with those above it, where it is missing.
-void makeFolder(const std::string& path);
+/// A folder to write to: created, with those above it, where it is missing, and removed again where nothing
+/// came of that.
+class TargetFolder {
+  public:
+    explicit TargetFolder(const std::string& path);
+    ~TargetFolder();
+    TargetFolder(const TargetFolder&) = delete;
+    TargetFolder& operator=(const TargetFolder&) = delete;
+
+  private:
+    std::string path_;
+    bool isNew_ = false;
+};
 
 /// One image in the format that the name's extension tells: TIFF with values as they are, 8-bit or 16-bit
 /// PNG.

@@ -144,6 +144,7 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --shifts nowhere/s.csv", 3},
                   {"evaluate b/truth.tif b/truth.tif >/dev/full", 3},
                   {"simulate -o b --frames 3 --width 64 --height 48", 3},
+                  {"simulate -o new --defects 900 --width 64 --height 48", 1},
                   {"enhance far -o o.tif", 4}};
     for (const auto& c : kCases) {
         const Outcome outcome = run(c.arguments);
@@ -154,6 +155,8 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
         EXPECT_EQ(outcome.err.find('\n', complaintAt), outcome.err.size() - 1) << c.arguments << outcome.err;
         EXPECT_EQ(entries(), before) << c.arguments;
     }
+    EXPECT_EQ(run("enhance far -o new/ --every").code, 4);  // with a warning for each refused frame
+    EXPECT_EQ(entries(), before);
     for (const char* command : {"", "enhance ", "simulate ", "evaluate "}) {
         const Outcome help = run(std::string(command) + "--help");
         EXPECT_EQ(help.code, 0);
