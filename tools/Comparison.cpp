@@ -16,7 +16,7 @@ constexpr int kPanelWidth = 400;  // about; small images are enlarged by whole f
 constexpr int kGap = 14;
 constexpr int kHeading = 58;
 constexpr int kBarWidth = 22;
-constexpr int kBarText = 74;
+constexpr int kBarText = 92;
 constexpr int kMagnification = 6;  // of the detail, in picture pixels for one of the image
 constexpr double kTitleSize = 0.62;
 constexpr double kTextSize = 0.45;
@@ -114,7 +114,9 @@ void drawBar(cv::Mat& picture, const ColourScale& scale, cv::Rect bar) {
         const int y = bar.y + static_cast<int>(std::lround((1.0 - share) * (bar.height - 1)));
         cv::line(picture, {bar.x + bar.width, y}, {bar.x + bar.width + 4, y}, kInk);
         const double value = scale.lowest + share * (scale.highest - scale.lowest);
-        write(picture, format("%.*f", decimals, value), {bar.x + bar.width + 8, y + 5}, kTextSize);
+        // The ends stand for all that lies beyond them, too.
+        const char* beyond = i == 0 ? "< " : i == kSteps ? "> " : "";
+        write(picture, format("%s%.*f", beyond, decimals, value), {bar.x + bar.width + 8, y + 5}, kTextSize);
     }
 }
 

@@ -15,7 +15,8 @@ struct Panel {
 
 /// A picture (B, G, R) of panels side by side on one colour scale, with a magnified detail of each below and
 /// a colour bar with values at the right. The scale spans the last panel's values but for the
-/// hottest and coldest hundredth, the detail is where that panel has most structure. Pixels without a value are grey.
+/// hottest and coldest hundredth, which take the colours of the ends, the detail is where that panel has most
+/// structure. Pixels without a value are grey.
 cv::Mat drawComparison(const std::vector<Panel>& panels);
 
 }  // namespace oravo::tools

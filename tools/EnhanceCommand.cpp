@@ -3,6 +3,7 @@
 
 #include "capi/CameraDescription.h"
 #include "tools/Commands.h"
+#include "tools/FileNames.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
@@ -16,76 +17,78 @@ namespace fs = std::filesystem;
 
 bool namesFolder(const std::string& output) {
     std::error_code ignored;
-    return output.back() == '/' || fs::is_directory(output, ignored);
+    return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
 }
 
-/// Where enlarged images go: one file, the pages of one file, or numbered files in a folder.
+void refuseInput(const FrameReader& reader, const std::string& target) {
+    if (reader.readsFrom(target)) throw outputError(target + ": is one of the inputs");
+}
+
+/// Where enlarged images go: one TIFF file with a page for each, or numbered files in a folder.
 class EnlargedSink {
   public:
-    explicit EnlargedSink(const EnhanceCommand& command)
-        : output_(command.output), folder_(command.every && namesFolder(command.output)) {
-        if (folder_) {
-            makeFolder(output_);
-        } else {
-            checkTarget(output_, {".tif", ".tiff"});
+    EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes)
+        : output_(command.output) {
+        const bool folder = namesFolder(output_);
+        if (folder && !command.every) throw outputError(output_ + ": a folder takes the images of --every");
+        if (folder) {
+            for (const std::string& input : command.inputs) {
+                if (isSameFile(input, output_)) throw outputError(output_ + ": is a folder of input frames");
+            }
+            targetFolder_ = std::make_unique<TargetFolder>(output_);
+            return;
         }
+        checkTarget(output_, {".tif", ".tiff"});
+        refuseInput(reader, output_);
+        pages_ = std::make_unique<TiffPages>(output_, imageBytes * (command.every ? reader.count() : 1));
     }
 
     void add(const cv::Mat& image, std::size_t frame) {
-        if (folder_) {
-            const std::string name = format("frame_%06zu.tif", frame);
-            writeImage((fs::path(output_) / name).string(), image);
+        if (pages_) {
+            pages_->add(image);
         } else {
-            pages_.push_back(image);
+            writeImage((fs::path(output_) / format("frame_%06zu.tif", frame)).string(), image);
         }
         ++count_;
     }
 
     void finish() {
-        if (pages_.size() == 1) {
-            writeImage(output_, pages_.front());
-        } else if (!pages_.empty()) {
-            writePages(output_, pages_);
-        }
+        if (pages_) pages_->finish();
     }
 
     std::size_t count() const { return count_; }
 
   private:
     std::string output_;
-    bool folder_;
-    std::vector<cv::Mat> pages_;
+    std::unique_ptr<TargetFolder> targetFolder_;  // one of the two
+    std::unique_ptr<TiffPages> pages_;
     std::size_t count_ = 0;
 };
-
-/// The classic TIFF container ends at 4 GB, and its pages are kept until all of them are there.
-void checkPagesFit(const EnhanceCommand& command, std::size_t frames, cv::Size size) {
-    constexpr double kMost = 4.0e9;
-    const double bytes = 16.0 * size.area() * static_cast<double>(frames);
-    if (command.every && !namesFolder(command.output) && bytes > kMost) {
-        throw outputError(command.output +
-                          ": so many enlarged frames do not fit into one TIFF file; name a folder "
-                          "(ending in /) to get a file for each");
-    }
-}
 
 /// Says once per recording that values look like something else than the unit expected.
 class PlausibilityWatch {
   public:
     PlausibilityWatch(PlausibleRange range, bool rawCounts) : range_(range), rawCounts_(rawCounts) {}
 
-    void look(const cv::Mat_<float>& frame, const std::string& name) {
-        if (told_ || range_.shareOutside(frame) <= 0.5) return;
+    /// Whether most of the frame is plausible.
+    bool look(const cv::Mat_<float>& frame, const std::string& name) {
+        const double outside = range_.shareOutside(frame);
+        if (outside <= 0.5) return true;
+        if (!told_) tell(outside, name);
         told_ = true;
+        return false;
+    }
+
+  private:
+    void tell(double outside, const std::string& name) const {
         const char* mend = rawCounts_ ? "decode the counts with --scale and --offset"
                                       : "pass --nuc for raw counts, or decode them to degrees with --scale "
                                         "and --offset";
         warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
-                    100.0 * range_.shareOutside(frame), static_cast<double>(range_.lowest),
-                    static_cast<double>(range_.highest), mend));
+                    100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
+                    mend));
     }
 
-  private:
     PlausibleRange range_;
     bool rawCounts_;
     bool told_ = false;
@@ -95,33 +98,93 @@ EnhanceParameters withCamera(const EnhanceCommand& command) {
     EnhanceParameters parameters = command.parameters;
     if (command.camera.empty()) return parameters;
     parameters.psfSigma = capi::psfSigmaOf(command.camera);
+    if (parameters.psfSigma == capi::psfSigmaOf("")) {
+        warn(format("camera \"%s\": no known model number with a field of view; the default blur is taken",
+                    command.camera.c_str()));
+    }
     note(format("camera \"%s\": point-spread sigma %g", command.camera.c_str(),
                 static_cast<double>(parameters.psfSigma)));
     return parameters;
 }
 
 void summarise(const Enlarged& enlarged, std::size_t newest) {
+    if (!enlarged.warning.empty()) warn(format("frame %zu: %s", newest, enlarged.warning.c_str()));
     std::string line = format("frame %zu: ", newest);
-    if (enlarged.warning.empty()) {
-        line += format("gain %.2f, shifts", static_cast<double>(enlarged.gain));
-    } else {
-        line += "shifts";
-    }
+    if (enlarged.warning.empty()) line += format("gain %.2f, ", static_cast<double>(enlarged.gain));
+    line += "shifts";
     for (const cv::Point2f& d : enlarged.shifts) {
         line += format(" (%.2f, %.2f)", static_cast<double>(d.x), static_cast<double>(d.y));
     }
     note(line);
 }
 
-void writeShifts(const EnhanceCommand& command, const std::vector<cv::Point2f>& shifts, std::size_t newest,
-                 std::size_t reference) {
-    const std::size_t first = newest + 1 - shifts.size();
-    writeText(command.shiftsFile,
-              shiftTable(shifts, first,
-                         format("estimated shifts in input pixels; frame(p + d) = reference(p); reference is "
-                                "frame %zu",
-                                reference)));
-}
+/// The way of a recording through the enhancer.
+class Enhancement {
+  public:
+    Enhancement(const EnhanceCommand& command, FrameReader& reader, const EnhanceParameters& parameters,
+                cv::Size size)
+        : command_(command),
+          reader_(reader),
+          enhancer_(size, parameters),
+          plausibility_(PlausibleRange::of(parameters.rawCounts), parameters.rawCounts),
+          enlargedSize_(size * Enhancer::kFactor),
+          sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
+
+    void run() {
+        for (std::size_t i = 0; i < reader_.count(); ++i) {
+            takeIn(i);
+            const bool wanted = command_.every || i + 1 == reader_.count();
+            if (enhancer_.ready() && wanted) enlarge(i);
+        }
+        if (sink_.count() == 0) {
+            throw UserError(ExitCode::kReconstruction,
+                            command_.every ? "no frame could be enlarged; nothing was written" : refusal_);
+        }
+        sink_.finish();
+        if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
+        note(format("%s: %zu image%s of %d x %d pixels%s", command_.output.c_str(), sink_.count(),
+                    sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height,
+                    refused_ == 0 ? "" : format(", %zu frames without one", refused_).c_str()));
+    }
+
+  private:
+    void takeIn(std::size_t index) {
+        const cv::Mat_<float> frame = command_.decode(reader_.read(index));
+        const bool plausible = plausibility_.look(frame, reader_.name(index));
+        const std::optional<std::string> told = enhancer_.addFrame(frame);
+        if (told && plausible) {  // of an implausible frame the important thing has been said
+            warn(format("frame %zu (%s) %s", index, reader_.name(index).c_str(), told->c_str()));
+        }
+    }
+
+    void enlarge(std::size_t newest) {
+        Refusal refusal;
+        const std::optional<Enlarged> enlarged = enhancer_.run(refusal);
+        if (!enlarged) {
+            refusal_ = format("frame %zu (%s): no enlarged image: %s", newest, reader_.name(newest).c_str(),
+                              refusal.reason.c_str());
+            if (command_.every) warn(refusal_);
+            ++refused_;
+            return;
+        }
+        summarise(*enlarged, newest);
+        sink_.add(enlarged->image, newest);
+        shifts_ = shiftTable(enlarged->shifts, newest + 1 - enlarged->shifts.size(),
+                             format("estimated shifts in input pixels; frame(p + d) = reference(p); "
+                                    "reference is frame %zu",
+                                    enhancer_.referenceFrame()));
+    }
+
+    const EnhanceCommand& command_;
+    FrameReader& reader_;
+    Enhancer enhancer_;
+    PlausibilityWatch plausibility_;
+    cv::Size enlargedSize_;
+    EnlargedSink sink_;
+    std::string shifts_;   // the table of the latest image
+    std::string refusal_;  // the latest
+    std::size_t refused_ = 0;
+};
 
 }  // namespace
 
@@ -131,52 +194,15 @@ void enhance(const EnhanceCommand& command) {
     if (reader.count() < kWindow) {
         throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
     }
-    EnlargedSink sink(command);
-    if (!command.shiftsFile.empty()) checkTarget(command.shiftsFile, {".csv", ".txt"});
-
+    if (!command.shiftsFile.empty()) {
+        checkTarget(command.shiftsFile, {".csv", ".txt"});
+        refuseInput(reader, command.shiftsFile);
+    }
     const EnhanceParameters parameters = withCamera(command);
     const cv::Size size = reader.read(0).size();
-    checkPagesFit(command, reader.count(), size);
+    Enhancement enhancement(command, reader, parameters, size);
     note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
-    Enhancer enhancer(size, parameters);
-    PlausibilityWatch plausibility(PlausibleRange::of(parameters.rawCounts), parameters.rawCounts);
-    std::vector<cv::Point2f> shifts;
-    std::size_t shiftsNewest = 0;
-    std::size_t shiftsReference = 0;
-    std::string lastRefusal;
-
-    for (std::size_t i = 0; i < reader.count(); ++i) {
-        const cv::Mat_<float> frame = command.decode(reader.read(i));
-        plausibility.look(frame, reader.name(i));
-        if (const auto told = enhancer.addFrame(frame)) {
-            warn(format("frame %zu (%s) %s", i, reader.name(i).c_str(), told->c_str()));
-        }
-        const bool last = i + 1 == reader.count();
-        if (!enhancer.ready() || !(command.every || last)) continue;
-        Refusal refusal;
-        const std::optional<Enlarged> enlarged = enhancer.run(refusal);
-        if (!enlarged) {
-            lastRefusal = format("frame %zu (%s): no enlarged image: %s", i, reader.name(i).c_str(),
-                                 refusal.reason.c_str());
-            if (command.every) warn(lastRefusal);
-            continue;
-        }
-        if (!enlarged->warning.empty()) warn(format("frame %zu: %s", i, enlarged->warning.c_str()));
-        summarise(*enlarged, i);
-        sink.add(enlarged->image, i);
-        shifts = enlarged->shifts;
-        shiftsNewest = i;
-        shiftsReference = enhancer.referenceFrame();
-    }
-    if (sink.count() == 0) {
-        throw UserError(ExitCode::kReconstruction,
-                        command.every ? "no frame could be enlarged; nothing was written" : lastRefusal);
-    }
-    sink.finish();
-    if (!command.shiftsFile.empty()) writeShifts(command, shifts, shiftsNewest, shiftsReference);
-    note(format("%s: %zu image%s of %d x %d pixels", command.output.c_str(), sink.count(),
-                sink.count() == 1 ? "" : "s", Enhancer::kFactor * size.width,
-                Enhancer::kFactor * size.height));
+    enhancement.run();
 }
 
 }  // namespace oravo::tools

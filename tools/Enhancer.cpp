@@ -75,7 +75,11 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
         result.gain = pipeline_.computeSR(result.image);
     } catch (...) {
         const std::string text = currentExceptionText();
-        refusal.reason = startsWith(text, kTooLargeDisplacement) ? tooLargeDisplacement() : text;
+        refusal.reason = text;
+        if (startsWith(text, kTooLargeDisplacement)) {
+            refusal.reason = displacementFrom(size_.height / 2).value_or("a frame moved") +
+                             ", half the frame height or more";
+        }
         return std::nullopt;
     }
     if (result.gain == kRegistrationFailed) {
@@ -84,7 +88,8 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     }
     pipeline_.getCompleteShifts(result.shifts);
     if (result.gain == kTooLargeMotion) {
-        result.warning = "a frame moved by more than a tenth of the frame height";
+        result.warning = displacementFrom(size_.height / 10).value_or("a frame moved") +
+                         ", more than a tenth of the frame height";
     } else if (result.gain == kTooFewValidPixels) {
         result.warning = "at least half of a frame's pixels do not agree with the reference frame";
     }
@@ -92,17 +97,16 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     return result;
 }
 
-/// The library refuses at the first offender, whose shift is then the last one noted that is out of bounds.
-std::string Enhancer::tooLargeDisplacement() const {
+std::optional<std::string> Enhancer::displacementFrom(int pixels) const {
     std::vector<cv::Point2f> shifts;
     pipeline_.getCompleteShifts(shifts);
-    const auto limit = static_cast<float>(size_.height / 2);
+    const float limit = static_cast<float>(pixels);
     for (std::size_t i = 0; i < shifts.size(); ++i) {
         if (std::abs(shifts[i].x) < limit && std::abs(shifts[i].y) < limit) continue;
-        return format("frame %zu is displaced by (%.1f, %.1f) pixels, half the frame height or more",
-                      windowStart() + i, static_cast<double>(shifts[i].x), static_cast<double>(shifts[i].y));
+        return format("frame %zu moved by (%.1f, %.1f) pixels", windowStart() + i,
+                      static_cast<double>(shifts[i].x), static_cast<double>(shifts[i].y));
     }
-    return "a frame is displaced by half the frame height or more";
+    return std::nullopt;
 }
 
 std::size_t Enhancer::referenceFrame() const {

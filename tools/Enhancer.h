@@ -60,7 +60,9 @@ class Enhancer {
 
   private:
     std::size_t windowStart() const { return added_ - static_cast<std::size_t>(kWindowSize); }
-    std::string tooLargeDisplacement() const;
+    /// The first frame of the window that moved by so much in x or y, in words. (Where the library refuses a
+    /// frame, the shifts up to this one are those of the refused run.)
+    std::optional<std::string> displacementFrom(int pixels) const;
 
     cv::Size size_;
     EnhanceParameters parameters_;

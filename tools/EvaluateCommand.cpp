@@ -3,6 +3,7 @@
 
 #include "tools/Commands.h"
 #include "tools/Comparison.h"
+#include "tools/FileNames.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
@@ -37,7 +38,12 @@ cv::Mat_<float> nearest(const cv::Mat_<float>& frame, cv::Size size) {
 }  // namespace
 
 void evaluate(const EvaluateCommand& command) {
-    if (!command.picture.empty()) checkTarget(command.picture, {".png"});
+    if (!command.picture.empty()) {
+        checkTarget(command.picture, {".png"});
+        for (const std::string& input : {command.result, command.truth, command.reference}) {
+            if (isSameFile(input, command.picture)) throw outputError(command.picture + ": is an input");
+        }
+    }
     const cv::Mat_<float> result = readFloat(command.result);
     const cv::Mat_<float> truth = readFloat(command.truth);
     const Quality ours = compareWithTruth(result, truth, command.crop);

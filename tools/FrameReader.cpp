@@ -1,12 +1,12 @@
 #include "tools/FrameReader.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <opencv2/imgcodecs.hpp>
 
+#include "tools/FileNames.h"
 #include "tools/Messages.h"
-#include "tools/TiffPages.h"
+#include "tools/StandardErrorSilencer.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
@@ -14,70 +14,30 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kPagesPerRun = 16;
-
-bool isDigit(char c) {
-    return std::isdigit(static_cast<unsigned char>(c)) != 0;
-}
-
-/// Compares the runs of digits at both positions as numbers of any length and steps over them.
-int compareNumbers(const std::string& a, std::size_t& i, const std::string& b, std::size_t& j) {
-    const auto run = [](const std::string& text, std::size_t& at) {
-        while (at < text.size() && text[at] == '0') ++at;
-        const std::size_t start = at;
-        while (at < text.size() && isDigit(text[at])) ++at;
-        return text.substr(start, at - start);
-    };
-    const std::string x = run(a, i);
-    const std::string y = run(b, j);
-    if (x.size() != y.size()) return x.size() < y.size() ? -1 : 1;
-    return x.compare(y);
-}
-
 bool isImageName(const fs::path& path) {
-    std::string extension = path.extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
+    const std::string extension = lowerExtension(path.string());
     const bool known =
         extension == ".tif" || extension == ".tiff" || extension == ".png" || extension == ".pgm";
     return known && path.filename().string().front() != '.';
 }
 
-/// Whether the page's values are signed; refuses pages that the codec would misread without a word.
-bool checkedSign(const std::string& path, const TiffPage& page) {
-    const bool wholeNumbers = page.sampleFormat != TiffPage::kFloat;
-    if (page.samplesPerPixel == 1 && wholeNumbers && page.bitsPerSample > 16) {
-        throw inputError(format("%s: unsupported pixel type (whole numbers of %d bits)", path.c_str(),
-                                static_cast<int>(page.bitsPerSample)));
+/// Reads what is not TIFF: through the codecs, which tell trouble by an empty image or by an exception.
+cv::Mat readByCodec(const std::string& path) {
+    cv::Mat image;
+    try {
+        const StandardErrorSilencer silencer;
+        image = cv::imread(path, cv::IMREAD_UNCHANGED);
+    } catch (const cv::Exception& e) {
+        throw inputError(path + ": cannot be read: " + e.err);
     }
-    return page.sampleFormat == TiffPage::kSigned;
-}
-
-cv::Mat asSigned(const cv::Mat& image) {
-    if (image.depth() != CV_8U && image.depth() != CV_16U) return image;
-    const int type = image.depth() == CV_8U ? CV_8S : CV_16S;
-    return cv::Mat(image.rows, image.cols, CV_MAKETYPE(type, image.channels()), image.data, image.step)
-        .clone();
+    if (image.empty()) throw inputError(path + ": cannot be read as an image");
+    if (image.channels() != 1) {
+        throw inputError(format("%s: has %d channels; frames have one", path.c_str(), image.channels()));
+    }
+    return image;
 }
 
 }  // namespace
-
-bool naturallyLess(const std::string& a, const std::string& b) {
-    std::size_t i = 0;
-    std::size_t j = 0;
-    while (i < a.size() && j < b.size()) {
-        if (isDigit(a[i]) && isDigit(b[j])) {
-            const int order = compareNumbers(a, i, b, j);
-            if (order != 0) return order < 0;
-        } else {
-            if (a[i] != b[j]) return a[i] < b[j];
-            ++i;
-            ++j;
-        }
-    }
-    if (a.size() - i != b.size() - j) return a.size() - i < b.size() - j;
-    return a < b;  // equal but for leading zeros
-}
 
 FrameReader::FrameReader(const std::vector<std::string>& inputs) {
     for (const std::string& input : inputs) {
@@ -85,22 +45,21 @@ FrameReader::FrameReader(const std::vector<std::string>& inputs) {
         if (!fs::exists(input, failed)) throw inputError(input + ": no such file or folder");
         if (fs::is_directory(input, failed)) {
             addFolder(input);
-        } else {
+        } else if (fs::is_regular_file(input, failed)) {
             addFile(input);
+        } else {
+            throw inputError(input + ": is neither a file nor a folder");
         }
     }
 }
 
 void FrameReader::addFile(const std::string& path) {
     if (!isTiff(path)) {
-        frames_.push_back({path, 0, 1, false});
+        frames_.push_back({path, kNoTiff, 1});
         return;
     }
-    const std::vector<TiffPage> pages = readTiffPages(path);
-    for (std::size_t i = 0; i < pages.size(); ++i) {
-        frames_.push_back(
-            {path, static_cast<int>(i), static_cast<int>(pages.size()), checkedSign(path, pages[i])});
-    }
+    const TiffReader file(path);
+    for (std::size_t i = 0; i < file.pages(); ++i) frames_.push_back({path, i, file.pages()});
 }
 
 void FrameReader::addFolder(const std::string& path) {
@@ -128,37 +87,20 @@ std::string FrameReader::name(std::size_t index) const {
     return frame.pages == 1 ? frame.path : frame.path + " page " + std::to_string(frame.page);
 }
 
-cv::Mat FrameReader::decodePage(const Frame& frame) {
-    if (frame.pages == 1) return cv::imread(frame.path, cv::IMREAD_UNCHANGED);
-    const int run = frame.page / kPagesPerRun * kPagesPerRun;
-    if (cachedPath_ != frame.path || cachedStart_ != run) {
-        cachedPages_.clear();
-        cachedPath_ = frame.path;
-        cachedStart_ = run;
-        const int length = std::min(kPagesPerRun, frame.pages - run);
-        cv::imreadmulti(frame.path, cachedPages_, run, length, cv::IMREAD_UNCHANGED);
-    }
-    const auto position = static_cast<std::size_t>(frame.page - run);
-    return position < cachedPages_.size() ? cachedPages_[position] : cv::Mat();
+bool FrameReader::readsFrom(const std::string& path) const {
+    return std::any_of(frames_.begin(), frames_.end(),
+                       [&](const Frame& frame) { return isSameFile(frame.path, path); });
+}
+
+cv::Mat FrameReader::decode(const Frame& frame) {
+    if (frame.page == kNoTiff) return readByCodec(frame.path);
+    if (!tiff_ || tiff_->path() != frame.path) tiff_ = std::make_unique<TiffReader>(frame.path);
+    if (frame.page >= tiff_->pages()) throw inputError(frame.path + ": was shortened while it was read");
+    return tiff_->read(frame.page);
 }
 
 cv::Mat FrameReader::read(std::size_t index) {
-    const Frame& frame = frames_.at(index);
-    cv::Mat image;
-    try {
-        image = decodePage(frame);
-    } catch (const cv::Exception& e) {
-        throw inputError(name(index) + ": cannot be read: " + e.err);
-    }
-    if (image.empty()) throw inputError(name(index) + ": cannot be read as an image");
-    if (image.channels() != 1) {
-        throw inputError(
-            format("%s: has %d channels; frames have one", name(index).c_str(), image.channels()));
-    }
-    if (frame.isSigned) image = asSigned(image);
-    if (image.depth() == CV_32S || image.depth() > CV_64F) {
-        throw inputError(name(index) + ": unsupported pixel type");
-    }
+    const cv::Mat image = decode(frames_.at(index));
     if (size_.empty()) size_ = image.size();
     if (image.size() != size_) {
         throw inputError(format("%s: is %d x %d pixels, but the frames before it are %d x %d",

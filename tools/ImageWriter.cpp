@@ -3,15 +3,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 
-#include "tools/Messages.h"
-#include "tools/TiffPages.h"
+#include "tools/FileNames.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
@@ -22,38 +20,6 @@ namespace fs = std::filesystem;
 fs::path folderOf(const fs::path& path) {
     return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
-
-/// A hidden file beside the target, removed unless it was committed.
-class PendingFile {
-  public:
-    explicit PendingFile(const std::string& target) : target_(target) {
-        const fs::path path(target);
-        // The extension stays last: it tells the codec the format.
-        const std::string name = "." + path.stem().string() + "." + std::to_string(::getpid()) + ".part" +
-                                 path.extension().string();
-        pending_ = (folderOf(path) / name).string();
-    }
-    PendingFile(const PendingFile&) = delete;
-    PendingFile& operator=(const PendingFile&) = delete;
-    ~PendingFile() {
-        std::error_code ignored;
-        if (!committed_) fs::remove(pending_, ignored);
-    }
-
-    const std::string& path() const { return pending_; }
-
-    void commit() {
-        std::error_code failed;
-        fs::rename(pending_, target_, failed);
-        if (failed) throw outputError(target_ + ": cannot be written: " + failed.message());
-        committed_ = true;
-    }
-
-  private:
-    std::string target_;
-    std::string pending_;
-    bool committed_ = false;
-};
 
 void writeBytes(const std::string& target, const char* bytes, std::size_t count) {
     PendingFile pending(target);
@@ -68,25 +34,25 @@ void writeBytes(const std::string& target, const char* bytes, std::size_t count)
 }  // namespace
 
 void checkTarget(const std::string& path, const std::vector<std::string>& extensions) {
-    std::string extension = fs::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
-    if (std::find(extensions.begin(), extensions.end(), extension) == extensions.end()) {
+    std::error_code ignored;
+    if (fs::is_directory(path, ignored) || !fs::path(path).has_filename()) {
+        throw outputError(path + ": is a folder, where the name of a file is wanted");
+    }
+    if (std::find(extensions.begin(), extensions.end(), lowerExtension(path)) == extensions.end()) {
         std::string known;
         for (const std::string& e : extensions) known += (known.empty() ? "" : ", ") + e;
         throw outputError(path + ": the name must end in " + known);
     }
-    std::error_code ignored;
     const std::string folder = folderOf(path).string();
-    if (fs::is_directory(path, ignored)) throw outputError(path + ": is a folder");
     if (!fs::is_directory(folder, ignored)) throw outputError(path + ": there is no folder " + folder);
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {
         throw outputError(path + ": cannot be written: " + std::strerror(errno));
     }
 }
 
-void makeFolder(const std::string& path) {
+TargetFolder::TargetFolder(const std::string& path) : path_(path) {
     std::error_code failed;
+    const bool existed = fs::exists(path, failed);
     fs::create_directories(path, failed);
     std::error_code ignored;
     if (!fs::is_directory(path, ignored)) {
@@ -96,36 +62,42 @@ void makeFolder(const std::string& path) {
     if (::access(path.c_str(), W_OK | X_OK) != 0) {
         throw outputError(path + ": folder cannot be written: " + std::strerror(errno));
     }
+    isNew_ = !existed;
+}
+
+TargetFolder::~TargetFolder() {
+    std::error_code notEmpty;
+    if (isNew_) fs::remove(path_, notEmpty);
 }
 
 void writeImage(const std::string& path, const cv::Mat& image) {
+    const std::string extension = lowerExtension(path);
+    if (extension == ".tif" || extension == ".tiff") {
+        TiffPages pages(path, image.total() * image.elemSize());
+        pages.add(image);
+        pages.finish();
+        return;
+    }
     std::vector<uchar> bytes;
     try {
-        if (!cv::imencode(fs::path(path).extension().string(), image, bytes)) {
-            throw outputError(path + ": cannot be encoded");
-        }
+        if (!cv::imencode(extension, image, bytes)) throw outputError(path + ": cannot be encoded");
     } catch (const cv::Exception& e) {
         throw outputError(path + ": cannot be encoded: " + e.err);
     }
     writeBytes(path, reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
 
-void writePages(const std::string& path, const std::vector<cv::Mat>& pages) {
-    PendingFile pending(path);
-    try {
-        if (!cv::imwrite(pending.path(), pages)) throw outputError(path + ": cannot be written");
-    } catch (const cv::Exception& e) {
-        throw outputError(path + ": cannot be written: " + e.err);
-    }
-    // The codec does not report what goes wrong when it closes the file.
-    std::size_t written = 0;
-    try {
-        written = readTiffPages(pending.path()).size();
-    } catch (const UserError&) {
-        written = 0;
-    }
-    if (written != pages.size()) throw outputError(path + ": cannot be written in full");
-    pending.commit();
+TiffPages::TiffPages(const std::string& path, std::uint64_t expectedBytes)
+    : pending_(path), writer_(pending_.path(), path, expectedBytes) {
+}
+
+void TiffPages::add(const cv::Mat& image) {
+    writer_.add(image);
+}
+
+void TiffPages::finish() {
+    writer_.close();
+    pending_.commit();
 }
 
 void writeText(const std::string& path, const std::string& text) {

@@ -1,9 +1,13 @@
 #ifndef ORAVO_TOOLS_IMAGEWRITER_H
 #define ORAVO_TOOLS_IMAGEWRITER_H
 
+#include <cstdint>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
+
+#include "tools/PendingFile.h"
+#include "tools/TiffFile.h"
 
 namespace oravo::tools {
 
@@ -14,14 +18,36 @@ namespace oravo::tools {
 /// name does not end in one of the extensions (in lower case, with the dot). To be asked before the work.
 void checkTarget(const std::string& path, const std::vector<std::string>& extensions);
 
-/// Creates the folder, with those above it, where it is missing.
-void makeFolder(const std::string& path);
+/// A folder to write to: created, with those above it, where it is missing, and removed again where nothing
+/// came of that.
+class TargetFolder {
+  public:
+    explicit TargetFolder(const std::string& path);
+    ~TargetFolder();
+    TargetFolder(const TargetFolder&) = delete;
+    TargetFolder& operator=(const TargetFolder&) = delete;
 
-/// One image in the format that the name's extension tells: float TIFF, 8-bit or 16-bit PNG.
+  private:
+    std::string path_;
+    bool isNew_ = false;
+};
+
+/// One image in the format that the name's extension tells: TIFF with values as they are, 8-bit or 16-bit
+/// PNG.
 void writeImage(const std::string& path, const cv::Mat& image);
 
-/// Several images as the pages of one TIFF file, which holds at most 4 GB.
-void writePages(const std::string& path, const std::vector<cv::Mat>& pages);
+/// A TIFF file written page by page. Without finish() nothing of it stays.
+class TiffPages {
+  public:
+    /// @param expectedBytes  of all pages together, at most
+    TiffPages(const std::string& path, std::uint64_t expectedBytes);
+    void add(const cv::Mat& image);
+    void finish();
+
+  private:
+    PendingFile pending_;
+    TiffWriter writer_;
+};
 
 void writeText(const std::string& path, const std::string& text);
 

@@ -70,7 +70,7 @@ SimulationParameters parametersOf(const SimulateCommand& c) {
 
 void simulate(const SimulateCommand& command) {
     const SimulationParameters parameters = parametersOf(command);
-    makeFolder(command.folder);
+    const TargetFolder target(command.folder);
     refuseLeftovers(command.folder, parameters.shifts.size());
     const Burst burst = simulateBurst(parameters);
     const fs::path folder(command.folder);

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <limits>
@@ -6,6 +7,7 @@
 
 #include "tools/Commands.h"
 #include "tools/Messages.h"
+#include "tools/PendingFile.h"
 #include "tools/UserError.h"
 
 namespace {
@@ -20,9 +22,9 @@ constexpr char kExitCodes[] =
     "  1  wrong command line\n"
     "  2  input missing, unreadable, of mixed sizes, or too few frames\n"
     "  3  output cannot be written; what was there before is untouched\n"
-    "  4  the wanted image could not be reconstructed; nothing was written\n"
+    "  4  no enlarged image could be reconstructed; nothing was written\n"
     "  5  internal failure\n"
-    "Results appear whole or not at all. Messages go to standard error.";
+    "Each file appears whole or not at all. Messages go to standard error.";
 
 /// A finite number within bounds; `above` leaves the lower bound itself out.
 CLI::Validator numberWithin(double lowest, double highest, bool above = false) {
@@ -39,6 +41,11 @@ CLI::Validator numberWithin(double lowest, double highest, bool above = false) {
     return CLI::Validator(check, "");
 }
 
+/// A text for a name that is there, be it only by mistake: "$UNSET" must not mean the default.
+CLI::Validator notEmpty() {
+    return CLI::Validator([](std::string& text) { return text.empty() ? "the text is empty" : ""; }, "");
+}
+
 void addEnhance(CLI::App& app, EnhanceCommand& c) {
     CLI::App* sub = app.add_subcommand("enhance", "Enlarge a burst or recording to twice its size");
     EnhanceParameters& p = c.parameters;
@@ -51,14 +58,18 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
     sub->add_option("-o,--output", c.output,
                     "OUT.tif: 32-bit float, in the unit of the decoded input. With --every one page for each "
                     "image, or a folder (existing, or ending in /) for files named after the newest frame")
+        ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
     sub->add_option("--reference-index", p.referenceIndex,
                     "Frame of the window of five whose grid the image lies on, counted back from the newest")
         ->check(CLI::Range(0, Enhancer::kWindowSize - 1))
         ->capture_default_str();
-    CLI::Option* camera = sub->add_option("--camera", c.camera,
-                                          "Camera description, such as \"107 FOV 20\", that sets the blur");
+    CLI::Option* camera =
+        sub->add_option("--camera", c.camera,
+                        "Camera description that sets the blur: model number (101 to 108) and field of "
+                        "view, such as \"107 FOV 20\"")
+            ->check(notEmpty());
     sub->add_option("--psf-sigma", p.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
         ->check(numberWithin(0.0, 1e3, true))
         ->capture_default_str()
@@ -88,7 +99,8 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
                   "Values are raw counts: the plausible range is -32768 .. 32767 instead of -274 .. 5000");
     sub->add_option("--shifts", c.shiftsFile,
                     "FILE.csv for the shifts of the last window's frames against their reference: "
-                    "frame,dx,dy with frame(p + d) = reference(p)");
+                    "frame,dx,dy with frame(p + d) = reference(p)")
+        ->check(notEmpty());
     sub->add_flag("--timing", p.timing, "Print the library's timing report to standard output");
     sub->footer(kExitCodes);
     sub->callback([&c] { enhance(c); });
@@ -99,6 +111,7 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
         app.add_subcommand("simulate", "Render a thermal scene and a burst of it with known truth");
     sub->add_option("-o,--output", c.folder,
                     "Folder for frame_000.tif ..., truth.tif (sharp, twice the size) and shifts.csv")
+        ->check(notEmpty())
         ->required();
     sub->add_option("--width", c.width, "Width of a frame")
         ->check(CLI::Range(8, 8192))
@@ -113,9 +126,10 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
                     "refers to, the fourth from the end)")
         ->check(CLI::Range(0, 99999));
     sub->add_option(
-        "--shifts", c.shifts,
-        "Displacements of the frames in pixels, x right, y down: \"dx,dy;dx,dy;...\" or a file with "
-        "lines that end in dx,dy; frame(p + d) = reference(p)");
+           "--shifts", c.shifts,
+           "Displacements of the frames in pixels, x right, y down: \"dx,dy;dx,dy;...\" or a file with "
+           "lines that end in dx,dy; frame(p + d) = reference(p)")
+        ->check(notEmpty());
     sub->add_option("--max-shift", c.maxShift, "Largest random displacement in x and y, in pixels")
         ->check(numberWithin(0.0, 1000.0))
         ->capture_default_str();
@@ -137,15 +151,17 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
 void addEvaluate(CLI::App& app, EvaluateCommand& c) {
     CLI::App* sub =
         app.add_subcommand("evaluate", "Compare an enlarged image with the truth: PSNR, RMSE and SSIM");
-    sub->add_option("RESULT", c.result, "The enlarged image")->required();
-    sub->add_option("TRUTH", c.truth, "The truth, of the same size")->required();
+    sub->add_option("RESULT", c.result, "The enlarged image")->check(notEmpty())->required();
+    sub->add_option("TRUTH", c.truth, "The truth, of the same size")->check(notEmpty())->required();
     sub->add_option("--reference", c.reference,
-                    "Reference frame, whose bicubic enlargement is compared with the truth as well");
+                    "Reference frame, whose bicubic enlargement is compared with the truth as well")
+        ->check(notEmpty());
     sub->add_option("--crop", c.crop, "Pixels left out along the border")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
     sub->add_option("--picture", c.picture,
-                    "FILE.png for a picture of all of them on one colour scale, with a magnified detail");
+                    "FILE.png for a picture of all of them on one colour scale, with a magnified detail")
+        ->check(notEmpty());
     sub->footer(
         std::string("PSNR takes the range of the truth as its peak, RMSE is in the images' unit, SSIM has "
                     "a Gaussian window of sigma 1.5.\nPixels without a value are left out and counted.\n\n") +
@@ -158,14 +174,31 @@ int fail(ExitCode code, const std::string& message) {
     return static_cast<int>(code);
 }
 
+/// The parser alone would only say that a command is missing.
+void refuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
+    if (argc < 2 || argv[1][0] == '-') return;
+    const auto isNamed = [&](const CLI::App* command) { return command->check_name(argv[1]); };
+    const std::vector<const CLI::App*> commands = app.get_subcommands({});
+    if (std::any_of(commands.begin(), commands.end(), isNamed)) return;
+    throw UserError(ExitCode::kUsage, std::string(argv[1]) + ": no such command (see --help)");
+}
+
+/// Figures that did not reach standard output are no success.
+int finish(ExitCode code) {
+    if (std::cout.flush()) return static_cast<int>(code);
+    return fail(ExitCode::kOutput, "standard output cannot be written");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+    removePendingFileOnSignals();
     CLI::App app(
         "Turns a burst of slightly displaced infrared frames into one image of twice the resolution.",
         "oravo-superres");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "oravo-superres " ORAVO_VERSION);
     app.footer(std::string("oravo-superres COMMAND --help is the manual of a command.\n\n") + kExitCodes);
     EnhanceCommand enhanceCommand;
     SimulateCommand simulateCommand;
@@ -174,10 +207,11 @@ int main(int argc, char** argv) {
     addSimulate(app, simulateCommand);
     addEvaluate(app, evaluateCommand);
     try {
+        refuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);
-        return static_cast<int>(ExitCode::kSuccess);
+        return finish(ExitCode::kSuccess);
     } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() == 0) return app.exit(e);  // --help
+        if (e.get_exit_code() == 0) return finish(static_cast<ExitCode>(app.exit(e)));  // --help, --version
         return fail(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
     } catch (const UserError& e) {
         return fail(e.code(), e.what());

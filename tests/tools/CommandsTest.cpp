@@ -1,7 +1,9 @@
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <opencv2/imgcodecs.hpp>
 #include <sstream>
 
 #include "tests/tools/Scratch.h"
@@ -11,6 +13,7 @@
 #include "tools/ImageWriter.h"
 #include "tools/Metrics.h"
 #include "tools/ShiftTable.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {
 namespace {
@@ -26,8 +29,9 @@ class Program : public Scratch {
 
     Outcome run(const std::string& arguments) const {
         const std::string base = folder_.string() + "-run";
-        const std::string line = std::string(ORAVO_SUPERRES) + " " + arguments + " >" + base + ".out 2>" +
-                                 base + ".err </dev/null";
+        // Redirections come first, so that the arguments may hold others.
+        const std::string line =
+            "</dev/null >" + base + ".out 2>" + base + ".err " + ORAVO_SUPERRES + " " + arguments;
         const int status = std::system(("cd " + folder_.string() + " && " + line).c_str());
         Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(base + ".out"),
                         text(base + ".err")};
@@ -116,6 +120,9 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
         const char* arguments;
         int code;
     } kCases[] = {{"", 1},
+                  {"enhanse b -o o.tif", 1},
+                  {"enhance b -o ''", 1},
+                  {"enhance b -o o.tif --camera ''", 1},
                   {"enhance b", 1},
                   {"enhance b -o o.tif --psf-sigma nan", 1},
                   {"enhance b -o o.tif --psf-sigma 0", 1},
@@ -125,11 +132,19 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"simulate -o new --frames 3 --shifts '0,0;1,1'", 1},
                   {"enhance nothing -o o.tif", 2},
                   {"enhance four -o o.tif", 2},
+                  {"enhance /dev/null -o o.tif", 2},
                   {"enhance b four/../b/truth.tif -o o.tif", 2},
                   {"evaluate b/frame_000.tif b/truth.tif", 2},
                   {"enhance b -o nowhere/o.tif", 3},
                   {"enhance b -o o.jpg", 3},
+                  {"enhance b -o b/frame_004.tif", 3},
+                  {"enhance b -o b/../b/ --every", 3},
+                  {"enhance b -o b", 3},
+                  {"enhance b -o new/", 3},
+                  {"enhance b -o o.tif --shifts nowhere/s.csv", 3},
+                  {"evaluate b/truth.tif b/truth.tif >/dev/full", 3},
                   {"simulate -o b --frames 3 --width 64 --height 48", 3},
+                  {"simulate -o new --defects 900 --width 64 --height 48", 1},
                   {"enhance far -o o.tif", 4}};
     for (const auto& c : kCases) {
         const Outcome outcome = run(c.arguments);
@@ -140,11 +155,102 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
         EXPECT_EQ(outcome.err.find('\n', complaintAt), outcome.err.size() - 1) << c.arguments << outcome.err;
         EXPECT_EQ(entries(), before) << c.arguments;
     }
+    EXPECT_EQ(run("enhance far -o new/ --every").code, 4);  // with a warning for each refused frame
+    EXPECT_EQ(entries(), before);
     for (const char* command : {"", "enhance ", "simulate ", "evaluate "}) {
         const Outcome help = run(std::string(command) + "--help");
         EXPECT_EQ(help.code, 0);
         EXPECT_NE(help.out.find("Exit codes"), std::string::npos) << command;
     }
+}
+
+/// Shifts against the second of five frames, the first and the last of which hardly move.
+std::string burstWithOneFarFrame(const std::string& third, const std::string& size) {
+    return "simulate -o far --reference 1 --noise 0 --shifts '0.2,0.1;0,0;" + third + ";0.4,0.3;0.7,0.1' " +
+           size;
+}
+
+TEST_F(Program, NamesTheFrameThatMovedTooFar) {
+    ASSERT_EQ(run(burstWithOneFarFrame("11,0", "--width 320 --height 20")).code, 0);
+    const Outcome refused = run("enhance far -o o.tif");
+    EXPECT_EQ(refused.code, 4);
+    EXPECT_NE(refused.err.find("no enlarged image: frame 2 moved by (11."), std::string::npos) << refused.err;
+    EXPECT_NE(refused.err.find(" pixels, half the frame height or more\n"), std::string::npos) << refused.err;
+    EXPECT_EQ(entries(), 1u);
+    ASSERT_EQ(run(burstWithOneFarFrame("0.1,13", "--width 160 --height 120")).code, 0);
+    const Outcome warned = run("enhance far -o o.tif");
+    EXPECT_EQ(warned.code, 0);
+    EXPECT_NE(warned.err.find("warning: frame 4: frame 2 moved by (0.1, 13.0) pixels, more than a tenth of"),
+              std::string::npos)
+        << warned.err;
+}
+
+/// A frame that cannot be used costs the images of the windows that hold it, and no others.
+TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
+    ASSERT_EQ(run("simulate -o b --frames 11 --width 64 --height 48").code, 0);
+    cv::Mat_<float> bad = image("b/frame_005.tif");
+    bad(cv::Rect(20, 20, 9, 9)) = pixelOf(vision::CODE_BAD_PIXEL);
+    writeImage(path("b/frame_005.tif"), bad);
+    const Outcome outcome = run("enhance b -o each/ --every");
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_NE(outcome.err.find("each/: 2 images of 128 x 96 pixels, 5 frames without one\n"),
+              std::string::npos);
+    FrameReader files({path("each")});
+    ASSERT_EQ(files.count(), 2u);
+    EXPECT_EQ(files.name(0), path("each/frame_000004.tif"));
+    EXPECT_EQ(files.name(1), path("each/frame_000010.tif"));
+    std::filesystem::remove(path("b/frame_010.tif"));
+    EXPECT_EQ(run("enhance b -o last.tif").code, 4);  // its window still holds the bad frame
+}
+
+TEST_F(Program, SaysOnceWhatIsWrongWithUnitsAndCamera) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    const Outcome kelvin = run("enhance b -o o.tif --scale 100 --offset 27315");
+    const auto count = [&](const std::string& text, const std::string& what) {
+        std::size_t found = 0;
+        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++found;
+        return found;
+    };
+    EXPECT_EQ(count(kelvin.err, "warning: "), 1u) << kelvin.err;
+    for (const auto& [camera, sigma, warnings] : {std::tuple{"107 FOV 20", "sigma 0.65\n", 0u},
+                                                  {"101", "sigma 0.683\n", 1u},
+                                                  {"mine", "sigma 0.683\n", 1u}}) {
+        const Outcome outcome = run(std::string("enhance b -o o.tif --camera '") + camera + "'");
+        EXPECT_EQ(outcome.code, 0);
+        EXPECT_EQ(count(outcome.err, "warning: "), warnings) << outcome.err;
+        EXPECT_EQ(count(outcome.err, sigma), 1u) << outcome.err;
+    }
+}
+
+TEST_F(Program, FilesMayHaveAnyNameAndPngAndPgmFramesDoAsWell) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    for (const char* extension : {".png", ".pgm"}) {
+        const std::string folder = std::string("wärme bild") + extension;
+        std::filesystem::create_directory(path(folder));
+        for (int i = 0; i < 5; ++i) {
+            cv::Mat counts;
+            image("b/frame_00" + std::to_string(i) + ".tif").convertTo(counts, CV_16U, 50.0, 1000.0);
+            cv::imwrite(path(folder + "/" + std::to_string(i + 8) + extension), counts);
+        }
+        const Outcome outcome = run("enhance './" + folder + "/../" + folder + "' -o '" + folder +
+                                    "/ö ut.TIF' --scale 0.02 --offset -20");
+        ASSERT_EQ(outcome.code, 0) << outcome.err;
+        EXPECT_LT(compareWithTruth(image(folder + "/ö ut.TIF"), image("b/truth.tif"), 3).rmse, 1.5);
+    }
+}
+
+TEST_F(Program, LeavesNothingBehindWhenItIsTerminated) {
+    ASSERT_EQ(run("simulate -o b --frames 5 --width 64 --height 48").code, 0);
+    std::string inputs;
+    for (int i = 0; i < 400; ++i) inputs += " b";
+    // The shell waits for the hidden file to appear, ends the program and tells how it ended.
+    const std::string script = "cd " + folder_.string() + "; " + ORAVO_SUPERRES + " enhance" + inputs +
+                               " -o o.tif --every 2>/dev/null & p=$!; "
+                               "for i in $(seq 500); do ls -A | grep -q part$ && break; sleep 0.01; done; "
+                               "ls -A | grep -q part$ || exit 9; kill -TERM $p; wait $p";
+    const int status = std::system(("bash -c '" + script + "'").c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
+    EXPECT_EQ(entries(), 1u);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "tests/tools/Scratch.h"
 #include "tools/Decode.h"
+#include "tools/FileNames.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/ShiftTable.h"
@@ -27,7 +28,7 @@ TEST_F(Files, FolderComesInNaturalOrderAndFramesHideOtherImages) {
     EXPECT_FALSE(naturallyLess("a1", "a1"));
 }
 
-TEST_F(Files, PagesOfFloatTiffKeepEveryBitBeyondOneRunOfPages) {
+TEST_F(Files, PagesOfFloatTiffKeepEveryBitInAnyOrder) {
     std::vector<cv::Mat> pages;
     for (std::uint32_t i = 0; i < 37; ++i) {
         cv::Mat_<float> page(5, 6, static_cast<float>(i) - 0.3f);
@@ -35,7 +36,9 @@ TEST_F(Files, PagesOfFloatTiffKeepEveryBitBeyondOneRunOfPages) {
         page(4, 5) = std::numeric_limits<float>::quiet_NaN();
         pages.push_back(page);
     }
-    writePages(path("many.tif"), pages);
+    TiffPages file(path("many.tif"), 0);
+    for (const cv::Mat& page : pages) file.add(page);
+    file.finish();
     EXPECT_EQ(entries(), 1u);
     FrameReader reader({path("many.tif")});
     ASSERT_EQ(reader.count(), 37u);
@@ -52,14 +55,6 @@ TEST_F(Files, EveryKindOfFrameIsReadAsStored) {
         cv::imwrite(path(name), counts);
         EXPECT_EQ(cv::norm(readSingleImage(path(name)), counts, cv::NORM_INF), 0.0) << name;
     }
-    // A signed file, made from the unsigned one by its sample-format tag (339, one short).
-    std::ifstream in(path("a.tif"), std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), {});
-    const std::size_t tag = bytes.find(std::string("\x53\x01\x03\x00\x01\x00\x00\x00\x01", 9));
-    ASSERT_NE(tag, std::string::npos);
-    bytes[tag + 8] = 2;
-    std::ofstream(path("signed.tif"), std::ios::binary) << bytes;
-    EXPECT_FLOAT_EQ(Decode{}(readSingleImage(path("signed.tif")))(1, 1), 40000.0f - 65536.0f);
 }
 
 TEST_F(Files, ComplaintsNameTheFile) {
@@ -69,11 +64,9 @@ TEST_F(Files, ComplaintsNameTheFile) {
     std::ofstream(path("text.png")) << "no image";
     std::ofstream(path("empty.tif"));
     std::filesystem::create_directory(path("hollow"));
-    writeImage(path("whole.tif"), cv::Mat_<float>(40, 40, 1.0f));
-    for (const std::uintmax_t size : {5000u, 300u, 9u}) {
-        const std::string name = path("cut" + std::to_string(size) + ".tif");
-        std::filesystem::copy_file(path("whole.tif"), name);
-        std::filesystem::resize_file(name, std::min(size, std::filesystem::file_size(name) - 1));
+    for (const char* name : {"cut.png", "cut.pgm"}) {
+        cv::imwrite(path(name), cv::Mat_<uchar>(40, 40, uchar{7}));
+        std::filesystem::resize_file(path(name), std::filesystem::file_size(path(name)) - 20);
     }
     const struct {
         const char* file;
@@ -84,9 +77,9 @@ TEST_F(Files, ComplaintsNameTheFile) {
                   {"text.png", "cannot be read as an image"},
                   {"empty.tif", "cannot be read as an image"},
                   {"hollow", "folder holds no image files (.tif, .tiff, .png, .pgm)"},
-                  {"cut5000.tif", "truncated or damaged TIFF file"},
-                  {"cut300.tif", "truncated or damaged TIFF file"},
-                  {"cut9.tif", "truncated or damaged TIFF file"}};
+                  {"cut.png", "cannot be read as an image"},
+                  {"cut.pgm", "cannot be read as an image"}};
+    testing::internal::CaptureStderr();
     for (const auto& c : kCases) {
         const auto read = [&] {
             FrameReader reader({path("small.png"), path(c.file)});
@@ -94,11 +87,13 @@ TEST_F(Files, ComplaintsNameTheFile) {
         };
         EXPECT_EQ(complaint(read, ExitCode::kInput), path(c.file) + ": " + c.fault);
     }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(Files, TargetsAppearWholeOrNotAtAll) {
     writeText(path("kept.tif"), "before");
-    EXPECT_NE(complaint([&] { writeImage(path("kept.tif"), cv::Mat()); }, ExitCode::kOutput), "");
+    TiffPages(path("kept.tif"), 0).add(cv::Mat_<float>(3, 3, 1.0f));  // never finished
+    EXPECT_NE(complaint([&] { writeImage(path("kept.png"), cv::Mat()); }, ExitCode::kOutput), "");
     EXPECT_EQ(std::filesystem::file_size(path("kept.tif")), 6u);
     std::filesystem::create_directories(path("taken.txt/inside"));
     EXPECT_NE(complaint([&] { writeText(path("taken.txt"), "x"); }, ExitCode::kOutput), "");

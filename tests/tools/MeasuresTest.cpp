@@ -124,5 +124,25 @@ TEST(Comparison, DrawsEveryShapeWithPixelsThatHoldNoValue) {
     }
 }
 
+/// The colours follow the truth, whatever the other panel holds; the detail is cut where the truth has
+/// structure.
+TEST(Comparison, PanelsShareTheTruthsColoursAndItsDetail) {
+    cv::Mat_<float> truth(240, 320, 10.0f);
+    cv::randu(truth(cv::Rect(200, 120, 80, 80)), 0.0, 20.0);
+    cv::Mat_<float> other = truth.clone();
+    other(cv::Rect(0, 0, 40, 40)) = 500.0f;  // would stretch a scale of its own
+    const cv::Mat picture = drawComparison({{other, "", ""}, {truth, "", ""}});
+    const int step = (picture.cols - 14 - 22 - 92) / 2;
+    const auto at = [&](int panel, cv::Point p) {
+        return picture.at<cv::Vec3b>(58 + p.y, 14 + panel * step + p.x);
+    };
+    EXPECT_EQ(at(0, {100, 50}), at(1, {100, 50}));
+    EXPECT_NE(at(0, {20, 20}), at(1, {20, 20}));
+    const cv::Vec3b flat = at(1, {100, 50});
+    int detailLikeFlat = 0;
+    for (int y = 0; y < 100; ++y) detailLikeFlat += at(1, {60, 260 + y}) == flat ? 1 : 0;
+    EXPECT_LT(detailLikeFlat, 20);
+}
+
 }  // namespace
 }  // namespace oravo::tools

@@ -1,0 +1,19 @@
+#ifndef ORAVO_TOOLS_FILENAMES_H
+#define ORAVO_TOOLS_FILENAMES_H
+
+#include <string>
+
+namespace oravo::tools {
+
+/// The extension of a file name in lower case, with its dot; empty where there is none.
+std::string lowerExtension(const std::string& path);
+
+/// The order people expect of numbered names: runs of digits compare as numbers, so frame_9 < frame_10.
+bool naturallyLess(const std::string& a, const std::string& b);
+
+/// Whether both names lead to one existing file or folder.
+bool isSameFile(const std::string& a, const std::string& b);
+
+}  // namespace oravo::tools
+
+#endif
