@@ -18,13 +18,13 @@
  * A handle is a small non-negative integer. Released handles are given out again, the lowest first.
  *
  * Status codes:
- *      0  success
- *     -1  init: the session could not be set up
- *     -2  addImage: a defective pixel of the image needed a fallback value; the image is used all the same
- *     -3  addImage: at least half of some frame's pixels could not be used; an image is delivered all the
- * same -4  addImage: the image has not enough structure (its range is below 2); it is used all the same -5
- * fewer than 5 images have been added -999  invalid handle, null pointer, unknown image size, or an error
- * inside the library
+ *   -    0  success
+ *   -   -1  init: the session could not be set up
+ *   -   -2  addImage: a defective pixel needed a fallback value; the image is used all the same
+ *   -   -3  addImage: at least half of some frame's pixels could not be used; a result is delivered
+ *   -   -4  addImage: the image has not enough structure (its range is below 2); it is used all the same
+ *   -   -5  fewer than 5 images have been added
+ *   - -999  invalid handle, null pointer, unknown image size, or an error inside the library
  *
  * Every failure that is reported replaces the one error message of the process; nothing clears it. Sessions
  * and message are shared by the whole process and are not guarded: use the interface from one thread at a
@@ -56,13 +56,19 @@ ORAVO_EXPORT int SuperResolution_setReferenceFrame(int handle, int index);
 /*
  * Describes camera and lens in free text, from which the sensor's point-spread function is chosen: one of the
  * model numbers 101 to 108 (the lowest found counts), and "FOV" followed by the field of view. A description
- * without both selects the default. Always 0, and sets no message; a handle that names no session is ignored.
+ * without both selects the default; it may not be null. Always 0, and sets no message; a handle that names no
+ * session is ignored.
  */
 ORAVO_EXPORT int SuperResolution_setCameraAndLensType(int handle, const char* description);
 
 /*
  * Takes in one frame, width x height values, which are copied; from the fifth on, reconstructs the enlarged
- * image. 0, -2, -3, -4 or -999; of several conditions -3 is reported before -2 before -4.
+ * image. 0, -2, -3, -4 or -999; of several conditions -3 is reported before -2 before -4. A registration that
+ * finds no corner to follow leaves the enlarged image as it was, and a frame that moved by more than a tenth
+ * of the frame height is reconstructed all the same; neither is reported.
+ *
+ * An image that ends in -999 with an error inside the library keeps its place among the last five. One with
+ * more than 10 defective pixels that could not be repaired is not counted as added.
  */
 ORAVO_EXPORT int SuperResolution_addImage(int handle, const float* image);
 
@@ -81,9 +87,8 @@ ORAVO_EXPORT int SuperResolution_getSuperresolutionImage(int handle, float* out)
 
 /*
  * Copies the error message into buffer, at most length bytes: padded with zero bytes when it is shorter,
- * without a terminating zero byte when it has length bytes or more. Nothing is written without a buffer or
- * for a length below
- * 1. Always 0.
+ * without a terminating zero byte when it has length bytes or more. Without a buffer, or with a length of 0
+ * or less, nothing is written. Always 0.
  */
 ORAVO_EXPORT int SuperResolution_getErrorMessage(char* buffer, int length);
 

@@ -38,7 +38,8 @@ class ORAVO_EXPORT SrFloat {
     /// Takes in the newest frame, evicting the oldest when the window is full: copies it, repairs its bad
     /// pixels and prepares it for registration.
     /// @return 0, or -2 when a bad pixel needed a fallback value (the frame is kept all the same)
-    /// Throws oravo::Exception when more than 10 pixels could not be repaired.
+    /// Throws oravo::Exception when more than 10 pixels could not be repaired (the frame is kept even then),
+    /// and cv::Exception when frames have no pixels.
     int addFrame(const float* image);
     /// @param image  inputHeight x inputWidth and continuous; this is not checked
     int addFrame(const cv::Mat_<float>& image);
@@ -46,11 +47,12 @@ class ORAVO_EXPORT SrFloat {
     /// Registers the window, reconstructs the enlarged image and repairs it, and prints a report of six lines
     /// to standard output. May be repeated.
     /// @param out  receives the enlarged image; left alone when the registration fails
-    /// @return an estimate of the resolution gain, up to 2, on success; -998 when the registration failed; -6
-    /// when
-    ///         a frame moved by more than a tenth of the frame height in x or y; else -3 when at least half
-    ///         of a frame's pixels are unusable. The image is delivered with -6 and -3 as well.
-    /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more.
+    /// @return on success an estimate of the resolution gain, at most 2 with factor 2; -998 when the
+    ///         registration failed; -6 when a frame moved by more than a tenth of the frame height in x or y;
+    ///         else -3 when at least half of a frame's pixels are unusable. The image is delivered with -6
+    ///         and -3 as well.
+    /// Throws oravo::Exception when no frame was added, a frame moved by half the frame height or more, or
+    /// the window was emptied and not filled again.
     float computeSR(float* out);
     /// @param out  (re)created as outputHeight x outputWidth
     float computeSR(cv::Mat_<float>& out);

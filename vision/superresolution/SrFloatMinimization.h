@@ -24,8 +24,7 @@ class TotalVariationSolver;
 /// where L(x) is the total-variation operator with its weights frozen from x (lagged diffusivity; Vogel and
 /// Oman, SIAM J. Sci. Comput. 17, 1996). Each frozen system is solved by conjugate gradients (Hestenes and
 /// Stiefel, 1952) started from the estimate so far; the first estimate is the right-hand side b. Iterations
-/// stop when
-/// ||r||^2 / ||b||^2 < relRes^2, or when all passes together have used maxIter steps.
+/// stop when ||r||^2 / ||b||^2 < relRes^2, or when all passes together have used maxIter steps.
 ///
 /// Sizes: frames are lh rows of lw columns; the PSF has ks = trunc(3 f) taps; x has trunc(lh f) + ks - 1 rows
 /// and trunc(lw f) + ks - 1 columns; the result is x without (ks - 1) / 2 rows and columns at the top and
@@ -39,22 +38,20 @@ class ORAVO_EXPORT SrFloatMinimization {
   public:
     /// @param lw,lh      size of a frame
     /// @param maxFrames  the most frames that one call of minimize may bring
-    /// @param f          super-resolution factor, at least 1; the row step of the sampling is 2 whatever it
-    /// is Throws oravo::Exception, naming the value, for sizes that cannot be.
+    /// @param f          super-resolution factor, at least 1, which the row step of 2 does not follow
+    /// Throws oravo::Exception, naming the value, for sizes that cannot be.
     SrFloatMinimization(int lw, int lh, int maxFrames, float f);
 
     /// Reconstructs the enlarged image.
     /// @param nFrames   number of frames, at most maxFrames
-    /// @param refIndex  the frame whose mean and standard deviation set the intensity scale. A constant
-    /// reference
-    ///                  divides by zero, and the result is not finite.
+    /// @param refIndex  index in frames (not checked) of the one whose mean and standard deviation set the
+    ///                  intensity scale; when it is constant, the result is not finite
     /// @param frames    nFrames images, already moved onto the reference grid by whole pixels. CHANGED: every
     ///                  frame comes back normalised, (v - mean) / deviation.
     /// @param shifts    remaining displacement of each frame in low-resolution pixels, within half a pixel:
     ///                  frame(p + d) = reference(p)
-    /// @param masks     nFrames masks of lh x lw bytes, 0 to leave a pixel out, 1 to use it. With every pixel
-    /// left
-    ///                  out the result is not a number.
+    /// @param masks     nFrames masks of lh x lw bytes, 0 to leave a pixel out, 1 to use it; with all left
+    ///                  out the result is not a number
     /// @param out       trunc(lh f) rows of trunc(lw f) columns, in the frames' units
     /// @return the number of conjugate-gradient steps made, 0 when the first estimate already was good enough
     /// Throws oravo::Exception when nFrames is negative or more than maxFrames.

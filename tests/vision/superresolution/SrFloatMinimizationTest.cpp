@@ -167,6 +167,8 @@ TEST(SrFloatMinimization, keepsParametersAndRefusesTooManyFrames) {
     EXPECT_EQ(thrown.message(), "Invalid number of frames 3 specified, at most 2 are provided for.");
     EXPECT_NE(thrown.location().find("oravo::vision::SrFloatMinimization::minimize(..)\n"),
               std::string::npos);
+    // The line is one of the file that is named.
+    EXPECT_EQ(thrown.location().find("vision/superresolution/detail/TotalVariationSolver: "), 0U);
 }
 
 }  // namespace oravo::vision

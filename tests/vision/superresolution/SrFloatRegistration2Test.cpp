@@ -120,6 +120,8 @@ TEST(SrFloatRegistration2, refusesFramesThatAreNotPrepared) {
     EXPECT_EQ(messageOf(0, 2), begin + "0 requested, but 2 frames are prepared.");
     EXPECT_EQ(messageOf(3, 3), begin + "3 requested, but 3 frames are prepared.");
     EXPECT_EQ(messageOf(-1, 3), begin + "-1 requested, but 3 frames are prepared.");
+    const oravo::Exception thrown = test::thrownBy([&] { Registered(frames, 3, 0, 2); });
+    EXPECT_EQ(thrown.location().find("vision/superresolution/detail/CornerRegistration: "), 0U);
     EXPECT_EQ(test::thrownBy([] { SrFloatRegistration2(4, 4, 0); }).message(),
               "Invalid number of frames 0 specified.");
 }

@@ -45,7 +45,8 @@ class DenseEngine : public SolverEngine<typename Family::Mask, typename Family::
     }
 
     void freeze(float negativeInverseWeight, float epsilon, float inverseEpsilon) override {
-        totalVariation_.freeze(estimate_.data(), negativeInverseWeight, epsilon, inverseEpsilon, Family::kFirstPixel);
+        totalVariation_.freeze(estimate_.data(), negativeInverseWeight, epsilon, inverseEpsilon,
+                               Family::kFirstPixel);
     }
 
     Scalar startResidual() override {
@@ -103,7 +104,8 @@ class DenseEngine : public SolverEngine<typename Family::Mask, typename Family::
     /// target += H_k^T M_k lowRes
     void addTransposed(const Frame& frame, const float* lowRes, float* target) {
         const float* __restrict scratch = scratch_.data();
-        convolution_.fullConvFromSparse(lowRes, frame.horizontal, frame.vertical, frame.mask, scratch_.data());
+        convolution_.fullConvFromSparse(lowRes, frame.horizontal, frame.vertical, frame.mask,
+                                        scratch_.data());
         for (std::ptrdiff_t i = 0; i < pixels_; ++i) target[i] += scratch[i];
     }
 

@@ -73,7 +73,8 @@ void moveToReferenceGrid(FrameSize size, int numFrames, const float* const* fram
     if (completeShifts.size() < n) completeShifts.resize(n);
     // Frames behind one that is refused are handed on as they are.
     for (std::size_t i = 0; i < n; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
-    const float limit = static_cast<float>(size.height / 2);
+    const int half = size.height / 2;
+    const auto limit = static_cast<float>(half);
     const auto within = [limit](float component) { return -limit < component && component < limit; };
     for (std::size_t i = 0; i < n; ++i) {
         completeShifts[i] = shifts[i];

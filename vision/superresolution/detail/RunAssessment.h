@@ -38,7 +38,8 @@ bool tooFewValid(FrameSize size, Mask* mask) {
 /// when some frame's mask leaves out at least half of its pixels, else 0.
 template <class Point, class Mask>
 int motionAndCoverageStatus(FrameSize size, int frameCount, const Point* completeShifts, Mask* const* masks) {
-    const auto limit = static_cast<float>(size.height / 10);
+    const int tenth = size.height / 10;
+    const auto limit = static_cast<float>(tenth);
     bool largeDisplacement = false;
     bool sparse = false;
     for (int i = 0; i < frameCount; ++i) {

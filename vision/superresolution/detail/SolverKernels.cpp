@@ -29,8 +29,7 @@ inline Row rowOf(const SplitLayout& layout, float* image, int y) {
     return {even, even + layout.oddOffset};
 }
 
-// ---- data term
-// -----------------------------------------------------------------------------------------------------
+// ---- data term ----
 
 /// Horizontal taps of the correlation for frames k .. k + N - 1, taken at every second column of row y.
 template <int N>
@@ -155,8 +154,7 @@ struct Spread {
     static void run(const SweepPlan& plan, int k, int y, float* row) { spreadRow<N>(plan, k, y, row); }
 };
 
-// ---- total variation
-// -----------------------------------------------------------------------------------------------
+// ---- total variation ----
 
 inline float straightWeight(const LinkParameters& p, float difference) {
     const float u = __builtin_fabsf(difference);
@@ -254,8 +252,7 @@ void stencilRow(const SplitLayout& layout, const SplitLinks& links, const float*
     }
 }
 
-// ---- whole images
-// --------------------------------------------------------------------------------------------------
+// ---- whole images ----
 
 /// Calls work(first, count) for every stretch of pixels of an image: the two halves of each row.
 template <class Work>

@@ -8,14 +8,14 @@
 
 namespace oravo::vision::detail {
 
-/// Where the pixels of an extended image at factor 2 lie when its columns are split: per row first the even columns,
-/// then the odd ones. A step of two columns is then a step of one element, and every loop of the solver runs over
-/// contiguous memory.
+/// Where the pixels of an extended image at factor 2 lie when its columns are split: per row first the even
+/// columns, then the odd ones. A step of two columns is then a step of one element, and every loop of the
+/// solver runs over contiguous memory.
 ///
 ///   row y:  [ even columns, lowWidth + 3 | zeros | odd columns, lowWidth + 2 | zeros ]
 ///
-/// There is at least one zero behind each half, and a row of zeros above and below the image, so that a pixel's
-/// eight neighbours can be read without asking where it lies.
+/// There is at least one zero behind each half, and a row of zeros above and below the image, so that a
+/// pixel's eight neighbours can be read without asking where it lies.
 struct SplitLayout {
     int lowWidth = 0;
     int lowHeight = 0;

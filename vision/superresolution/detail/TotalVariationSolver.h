@@ -31,7 +31,8 @@ namespace oravo::vision::detail {
 ///   Convolution  the operator pair H, H^T M
 ///   Sums         precision of sums: Scalar, sum, dot, squaredDeviations
 ///   kFirstPixel  TotalVariation::FirstPixel
-///   makeEngine   the engine for (low, maxFrames, factor) where the family has a faster one than DenseEngine, else
+///   makeEngine   the engine for (low, maxFrames, factor) where the family has a faster one than DenseEngine,
+///   else
 ///                null
 ///   kMinimize    qualified name of minimize, for error locations
 template <class Family>
@@ -60,9 +61,11 @@ class TotalVariationSolver {
           horizontalPsfs_(psfSize(maxFrames_)),
           verticalPsfs_(psfSize(maxFrames_)),
           engine_(Family::makeEngine(low_, maxFrames_, factor)) {
-        const FrameSize extended = checkedSize(high_.width + psfLength_ - 1LL, high_.height + psfLength_ - 1LL, where);
+        const FrameSize extended =
+            checkedSize(high_.width + psfLength_ - 1LL, high_.height + psfLength_ - 1LL, where);
         if (engine_ == nullptr) {
-            engine_ = std::make_shared<DenseEngine<Family>>(low_, high_, psfLength_, factor, extended, maxFrames_);
+            engine_ =
+                std::make_shared<DenseEngine<Family>>(low_, high_, psfLength_, factor, extended, maxFrames_);
         }
         frames_.reserve(static_cast<std::size_t>(maxFrames_));
         setPsfSigma(parameters_.psfSigma);
@@ -102,9 +105,10 @@ class TotalVariationSolver {
             total += steps;
             if (steps == 0) break;
         }
-        // The crop leaves one extended pixel more at the bottom and right than at the top and left, which puts
-        // low-resolution pixel i, seen without shift, at high-resolution position 2 i + 0.5.
-        engine_->crop((psfLength_ - 1) / 2, high_.width, high_.height, normalisation.deviation, normalisation.mean, out);
+        // The crop leaves one extended pixel more at the bottom and right than at the top and left, which
+        // puts low-resolution pixel i, seen without shift, at high-resolution position 2 i + 0.5.
+        engine_->crop((psfLength_ - 1) / 2, high_.width, high_.height, normalisation.deviation,
+                      normalisation.mean, out);
         return total;
     }
 
@@ -147,7 +151,8 @@ class TotalVariationSolver {
     /// b = sum_k H_k^T M_k y_k, which is also the first estimate
     void backProject(int nFrames, float* const* frames, const Mask* const* masks) {
         frames_.clear();
-        for (int k = 0; k < nFrames; ++k) frames_.push_back({frames[k], horizontalPsf(k), verticalPsf(k), masks[k]});
+        for (int k = 0; k < nFrames; ++k)
+            frames_.push_back({frames[k], horizontalPsf(k), verticalPsf(k), masks[k]});
         const Scalar squares = engine_->backProject(frames_.data(), nFrames);
         inverseRightSideNorm_ = static_cast<float>(Scalar(1) / squares);
     }
