@@ -6,7 +6,6 @@
 #include "tools/Messages.h"
 #include "tools/StandardOutputGuard.h"
 #include "tools/UserError.h"
-#include "vision/superresolution/SrFloatRegistration2.h"
 
 namespace oravo::tools {
 namespace {
@@ -24,18 +23,9 @@ bool startsWith(const std::string& text, const char* beginning) {
     return text.rfind(beginning, 0) == 0;
 }
 
-vision::SrFloat<vision::SrFloatRegistration2> makePipeline(cv::Size size, const EnhanceParameters& p) {
+std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameters& parameters) {
     try {
-        vision::SrFloat<vision::SrFloatRegistration2> pipeline(size.width, size.height, Enhancer::kWindowSize,
-                                                               static_cast<float>(Enhancer::kFactor));
-        pipeline.setReferenceIndex(p.referenceIndex);
-        pipeline.setPsfSigma(p.psfSigma);
-        pipeline.setWeightTV(p.tvWeight);
-        pipeline.setMaxCGIters(p.iterations);
-        pipeline.setRelativeResidue(p.relativeResidue);
-        pipeline.setRegError(p.registrationError);
-        pipeline.setDataIsNUC(p.rawCounts);
-        return pipeline;
+        return makePipeline(size, parameters);
     } catch (...) {
         throw UserError(ExitCode::kUsage, currentExceptionText());
     }
@@ -44,7 +34,7 @@ vision::SrFloat<vision::SrFloatRegistration2> makePipeline(cv::Size size, const 
 }  // namespace
 
 Enhancer::Enhancer(cv::Size frameSize, const EnhanceParameters& parameters)
-    : size_(frameSize), parameters_(parameters), pipeline_(makePipeline(frameSize, parameters)) {
+    : size_(frameSize), parameters_(parameters), pipeline_(acceptedPipeline(frameSize, parameters)) {
 }
 
 std::optional<std::string> Enhancer::addFrame(const cv::Mat_<float>& frame) {
@@ -52,7 +42,7 @@ std::optional<std::string> Enhancer::addFrame(const cv::Mat_<float>& frame) {
     const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
     const std::size_t index = added_++;
     try {
-        if (pipeline_.addFrame(dense) != kFallbackValue) return std::nullopt;
+        if (pipeline_->addFrame(dense) != kFallbackValue) return std::nullopt;
         return "has a defective pixel without enough sound neighbours; a stand-in value was used";
     } catch (...) {
         const std::string text = currentExceptionText();
@@ -72,7 +62,7 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     Enlarged result;
     try {
         const StandardOutputGuard guard(!parameters_.timing);
-        result.gain = pipeline_.computeSR(result.image);
+        result.gain = pipeline_->computeSR(result.image);
     } catch (...) {
         const std::string text = currentExceptionText();
         refusal.reason = text;
@@ -86,7 +76,7 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
         refusal.reason = "some frame shows no detail that could be followed into it (registration failed)";
         return std::nullopt;
     }
-    pipeline_.getCompleteShifts(result.shifts);
+    result.shifts = pipeline_->completeShifts();
     if (result.gain == kTooLargeMotion) {
         result.warning = displacementFrom(size_.height / 10).value_or("a frame moved") +
                          ", more than a tenth of the frame height";
@@ -98,8 +88,7 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
 }
 
 std::optional<std::string> Enhancer::displacementFrom(int pixels) const {
-    std::vector<cv::Point2f> shifts;
-    pipeline_.getCompleteShifts(shifts);
+    const std::vector<cv::Point2f> shifts = pipeline_->completeShifts();
     const float limit = static_cast<float>(pixels);
     for (std::size_t i = 0; i < shifts.size(); ++i) {
         if (std::abs(shifts[i].x) < limit && std::abs(shifts[i].y) < limit) continue;

@@ -2,24 +2,18 @@
 #define ORAVO_TOOLS_ENHANCER_H
 
 #include <cstddef>
+#include <memory>
 #include <opencv2/core.hpp>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "vision/superresolution/SrFloat.h"
+#include "tools/Pipelines.h"
 
 namespace oravo::tools {
 
-struct EnhanceParameters {
-    int referenceIndex = 3;  ///< counted back from the newest frame of the window
-    float psfSigma = 0.683f;
-    float tvWeight = 400.0f;
-    int iterations = 8;
-    float relativeResidue = 0.007f;
-    float registrationError = 0.0001f;
-    bool rawCounts = false;
+struct EnhanceParameters : PipelineParameters {
     bool timing = false;  ///< lets the library's timing report through to standard output
 };
 
@@ -40,8 +34,8 @@ struct Refusal {
 /// exceptions put into words.
 class Enhancer {
   public:
-    static constexpr int kWindowSize = 5;
-    static constexpr int kFactor = 2;
+    static constexpr int kWindowSize = Pipeline::kWindowSize;
+    static constexpr int kFactor = Pipeline::kFactor;
 
     /// Throws UserError for parameters that the library refuses.
     Enhancer(cv::Size frameSize, const EnhanceParameters& parameters);
@@ -66,7 +60,7 @@ class Enhancer {
 
     cv::Size size_;
     EnhanceParameters parameters_;
-    vision::SrFloat<vision::SrFloatRegistration2> pipeline_;
+    std::unique_ptr<Pipeline> pipeline_;
     std::size_t added_ = 0;
     std::set<std::size_t> refused_;  ///< frames with too many defects; they hold a place in the window
 };

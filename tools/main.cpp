@@ -65,6 +65,16 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
                     "Frame of the window of five whose grid the image lies on, counted back from the newest")
         ->check(CLI::Range(0, Enhancer::kWindowSize - 1))
         ->capture_default_str();
+    sub->add_option_function<std::string>(
+           "--registration",
+           [&p](const std::string& name) {
+               p.registration = name == "phase" ? Registration::phase : Registration::corners;
+           },
+           "How frames are aligned: tracked corners, or phase correlation (for even widths; needs fine "
+           "texture "
+           "where frames moved by more than a pixel)")
+        ->check(CLI::IsMember({"corners", "phase"}))
+        ->default_str("corners");
     CLI::Option* camera =
         sub->add_option("--camera", c.camera,
                         "Camera description that sets the blur: model number (101 to 108) and field of "

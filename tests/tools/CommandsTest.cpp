@@ -50,10 +50,12 @@ class Program : public Scratch {
 };
 
 TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
-    for (const char* noise : {"0", "0.05", "0.2"}) {
+    for (const auto& [noise, registration] :
+         {std::pair("0", "corners"), {"0.05", "phase"}, {"0.2", "corners"}}) {
         std::filesystem::remove_all(path("b"));
         ASSERT_EQ(run(std::string("simulate -o b --defects 8 --seed 2 --noise ") + noise).code, 0);
-        const Outcome enhanced = run("enhance b -o o.tif --shifts s.csv");
+        const Outcome enhanced =
+            run(std::string("enhance b -o o.tif --shifts s.csv --registration ") + registration);
         ASSERT_EQ(enhanced.code, 0) << enhanced.err;
         EXPECT_EQ(enhanced.out, "");
         const Quality ours = compareWithTruth(image("o.tif"), image("b/truth.tif"), 3);
