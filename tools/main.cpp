@@ -84,7 +84,8 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->check(numberWithin(0.0, 1e3, true))
         ->capture_default_str()
         ->excludes(camera);
-    sub->add_option("--tv-weight", p.tvWeight, "Weight of the data against smoothness; larger is sharper")
+    sub->add_option("--tv-weight", p.tvWeight,
+                    "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
         ->check(numberWithin(1.0, 1e30))
         ->capture_default_str();
     sub->add_option("--iterations", p.iterations, "The most steps of the solver")
