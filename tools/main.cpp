@@ -5,6 +5,7 @@
 #include <opencv2/core/utils/logger.hpp>
 
 #include "tools/Commands.h"
+#include "tools/DefectsOptions.h"
 #include "tools/Messages.h"
 #include "tools/UserError.h"
 
@@ -173,6 +174,8 @@ int main(int argc, char** argv) {
     addEnhance(app, enhanceCommand);
     addSimulate(app, simulateCommand);
     addEvaluate(app, evaluateCommand);
+    DefectsCommand defectsCommand;
+    addDefects(app, defectsCommand, kExitCodes);
     try {
         app.parse(argc, argv);
         return static_cast<int>(ExitCode::kSuccess);
