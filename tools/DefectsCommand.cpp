@@ -76,11 +76,17 @@ cv::Mat_<cv::Vec3b> greyPicture(const cv::Mat& frame, const cv::Mat_<uchar>& def
     return picture;
 }
 
+/// Enlarged, so that a square fits into the pixel that it marks: in a dense pattern larger ones would hide
+/// all.
 void writeMarked(const std::string& path, const cv::Mat& frame, const DefectList& list) {
-    constexpr unsigned kSquare = 3;
-    cv::Mat_<cv::Vec3b> picture = greyPicture(frame, list.mask());
+    const int zoom = std::max(frame.cols, frame.rows) <= 2048 ? 4 : 1;
+    cv::Mat_<cv::Vec3b> picture;
+    cv::resize(greyPicture(frame, list.mask()), picture, {}, zoom, zoom, cv::INTER_NEAREST);
     if (list.rows.rows > 0) {
-        vision::BadPixel::drawBadPixels(list.rows, picture, cv::Scalar(0, 0, 255), kSquare, false);
+        cv::Mat centres;
+        list.rows.convertTo(centres, CV_16U, zoom, zoom / 2);
+        vision::BadPixel::drawBadPixels(centres, picture, cv::Scalar(0, 0, 255), static_cast<unsigned>(zoom),
+                                        false);
     }
     writeImage(path, picture);
 }
@@ -106,7 +112,7 @@ cv::Mat repairedCounts(const cv::Mat& frame, const cv::Mat_<ushort>& rows) {
 
 bool namesFolder(const std::string& output) {
     std::error_code ignored;
-    return output.back() == '/' || fs::is_directory(output, ignored);
+    return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
 }
 
 /// Frames are read as others are written: a folder of both could lose some unread.

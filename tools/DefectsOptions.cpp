@@ -49,8 +49,9 @@ void addDetect(CLI::App* defects, DetectDefectsCommand& c, const std::string& fo
     sub->add_option("-o,--output", c.output,
                     "LIST.csv: a line for each bad pixel, with the four good ones that replace it")
         ->required();
-    sub->add_option("--marked", c.marked,
-                    "FILE.png for the first frame in grey with a red square around every bad pixel");
+    sub->add_option(
+        "--marked", c.marked,
+        "FILE.png for the first frame in grey, enlarged four times, with a red square on every bad pixel");
     addThresholds(sub, c);
     addRadius(sub, c.radius);
     sub->footer(
