@@ -6,6 +6,7 @@
 #include <opencv2/core/utils/logger.hpp>
 
 #include "tools/Commands.h"
+#include "tools/DefectsOptions.h"
 #include "tools/Messages.h"
 #include "tools/PendingFile.h"
 #include "tools/UserError.h"
@@ -217,6 +218,8 @@ int main(int argc, char** argv) {
     addEnhance(app, enhanceCommand);
     addSimulate(app, simulateCommand);
     addEvaluate(app, evaluateCommand);
+    DefectsCommand defectsCommand;
+    addDefects(app, defectsCommand, kExitCodes);
     try {
         refuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);

@@ -1,0 +1,200 @@
+#include "tools/DefectsCommand.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <opencv2/imgproc.hpp>
+
+#include "tools/CountsWriter.h"
+#include "tools/DefectList.h"
+#include "tools/DefectSearch.h"
+#include "tools/FrameReader.h"
+#include "tools/ImageWriter.h"
+#include "tools/Messages.h"
+#include "tools/UserError.h"
+#include "vision/superresolution/BadPixel.h"
+
+namespace oravo::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+cv::Mat readCounts(FrameReader& reader, std::size_t index) {
+    const cv::Mat frame = reader.read(index);
+    if (frame.depth() != CV_16U && frame.depth() != CV_16S) {
+        throw inputError(reader.name(index) +
+                         ": holds no counts of 16 bits; bad pixels are sought in raw frames");
+    }
+    return frame;
+}
+
+/// The largest count of the smallest usual converter that could have given this one.
+int fullScale(int count) {
+    for (const int bits : {12, 14}) {
+        if (count < 1 << bits) return (1 << bits) - 1;
+    }
+    return 65535;
+}
+
+DefectThresholds thresholdsFor(FrameReader& reader, const DetectDefectsCommand& command) {
+    double least = 0.0;
+    double most = 0.0;
+    bool isSigned = false;
+    for (std::size_t i = 0; i < reader.count(); ++i) {
+        const cv::Mat frame = readCounts(reader, i);
+        double frameLeast = 0.0;
+        double frameMost = 0.0;
+        cv::minMaxLoc(frame, &frameLeast, &frameMost);
+        least = std::min(least, frameLeast);
+        most = std::max(most, frameMost);
+        isSigned |= frame.depth() == CV_16S;
+    }
+    // Counts below 0 are differences, where neither 0 nor the converter's full scale means anything.
+    const int high = least < 0.0 ? 32767 : fullScale(static_cast<int>(most));
+    return {command.low.value_or(least < 0.0 ? -32768 : 0),
+            command.high.value_or(isSigned ? std::min(high, 32767) : high), command.maxCount, command.span};
+}
+
+/// The frame in grey, from the 1st to the 99th percentile of its sound pixels.
+cv::Mat_<cv::Vec3b> greyPicture(const cv::Mat& frame, const cv::Mat_<uchar>& defects) {
+    cv::Mat_<float> values;
+    frame.convertTo(values, CV_32F);
+    std::vector<float> sound;
+    for (int y = 0; y < values.rows; ++y) {
+        for (int x = 0; x < values.cols; ++x) {
+            if (defects(y, x) == 0) sound.push_back(values(y, x));
+        }
+    }
+    if (sound.empty()) sound.push_back(0.0f);
+    std::sort(sound.begin(), sound.end());
+    const double dark = static_cast<double>(sound[(sound.size() - 1) / 100]);
+    const double bright = static_cast<double>(sound[(sound.size() - 1) * 99 / 100]);
+    const double scale = 255.0 / std::max(bright - dark, 1.0);
+    cv::Mat levels;
+    values.convertTo(levels, CV_8U, scale, -dark * scale);
+    cv::Mat_<cv::Vec3b> picture;
+    cv::cvtColor(levels, picture, cv::COLOR_GRAY2BGR);
+    return picture;
+}
+
+/// Enlarged, so that a square fits into the pixel that it marks: in a dense pattern larger ones would hide
+/// all.
+void writeMarked(const std::string& path, const cv::Mat& frame, const DefectList& list) {
+    const int zoom = std::max(frame.cols, frame.rows) <= 2048 ? 4 : 1;
+    cv::Mat_<cv::Vec3b> picture;
+    cv::resize(greyPicture(frame, list.mask()), picture, {}, zoom, zoom, cv::INTER_NEAREST);
+    if (list.rows.rows > 0) {
+        cv::Mat centres;
+        list.rows.convertTo(centres, CV_16U, zoom, zoom / 2);
+        vision::BadPixel::drawBadPixels(centres, picture, cv::Scalar(0, 0, 255), static_cast<unsigned>(zoom),
+                                        false);
+    }
+    writeImage(path, picture);
+}
+
+void summarise(const std::string& path, const DefectList& list, const char* mend) {
+    const double share = 100.0 * list.rows.rows / static_cast<double>(list.frameSize.area());
+    note(format("%s: %d bad pixels of %d x %d (%.2f %%)", path.c_str(), list.rows.rows, list.frameSize.width,
+                list.frameSize.height, share));
+    if (const int stranded = list.withoutReplacement()) {
+        warn(format("%s: %d bad pixels have no good pixel near enough to replace them; %s", path.c_str(),
+                    stranded, mend));
+    }
+}
+
+cv::Mat repairedCounts(const cv::Mat& frame, const cv::Mat_<ushort>& rows) {
+    double most = 0.0;
+    cv::minMaxLoc(frame, nullptr, &most);
+    ShiftedCounts counts = ShiftedCounts::of(frame, static_cast<int>(most));
+    // False only for rows without replacement pixels, which are told of once for the list.
+    vision::BadPixel::removeBadPixel(counts.numbers, rows);
+    return counts.counts(frame.type());
+}
+
+bool namesFolder(const std::string& output) {
+    std::error_code ignored;
+    return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
+}
+
+/// Frames are read as others are written: a folder of both could lose some unread.
+void refuseFolderOfInputs(const RepairDefectsCommand& command) {
+    for (const std::string& input : command.frames) {
+        std::error_code ignored;
+        const fs::path path = fs::absolute(input);
+        if (fs::equivalent(fs::is_directory(path, ignored) ? path : path.parent_path(), command.output,
+                           ignored)) {
+            throw outputError(command.output + ": is the folder of the frames to repair; name another");
+        }
+    }
+}
+
+/// Readies the target, and tells whether it is a folder.
+bool prepareTarget(const RepairDefectsCommand& command, std::size_t frames, bool isSigned) {
+    const std::string extension = fs::path(command.output).extension().string();
+    if (frames == 1 && !namesFolder(command.output)) {
+        if (isSigned) {
+            checkTarget(command.output, {".tif", ".tiff"});
+        } else {
+            checkTarget(command.output, {".tif", ".tiff", ".png"});
+        }
+        return false;
+    }
+    if (!namesFolder(command.output) && !extension.empty()) {
+        throw outputError(
+            format("%s: %zu frames go to a folder; let its name end in /", command.output.c_str(), frames));
+    }
+    makeFolder(command.output);
+    refuseFolderOfInputs(command);
+    return true;
+}
+
+}  // namespace
+
+void detectDefects(const DetectDefectsCommand& command) {
+    checkTarget(command.output, {".csv"});
+    if (!command.marked.empty()) checkTarget(command.marked, {".png"});
+    FrameReader reader(command.frames);
+    const DefectThresholds thresholds = thresholdsFor(reader, command);
+    note(
+        format("out of range: counts up to %d and from %d (--low, --high)", thresholds.low, thresholds.high));
+    const cv::Mat first = readCounts(reader, 0);
+    DefectList list;
+    list.frameSize = first.size();
+    for (std::size_t i = 0; i < reader.count(); ++i) {
+        const FoundDefects found = findDefects(readCounts(reader, i), reader.name(i), thresholds);
+        const int added = mergeDefects(found.rows, list, command.radius);
+        note(format("%s: %d out of range, %d isolated, %d of them new", reader.name(i).c_str(),
+                    found.outOfRange, found.isolated(), added));
+    }
+    writeText(command.output, defectTable(list));
+    if (!command.marked.empty()) writeMarked(command.marked, first, list);
+    summarise(command.output, list, "raise --radius, or look at --low and --high if sound pixels are listed");
+}
+
+void repairDefects(const RepairDefectsCommand& command) {
+    const DefectList list = readDefectList(command.list);
+    FrameReader reader(command.frames);
+    const cv::Mat first = readCounts(reader, 0);
+    requireFrameSize(list, command.list, first.size(), reader.name(0));
+    const bool folder = prepareTarget(command, reader.count(), first.depth() == CV_16S);
+    for (std::size_t i = 0; i < reader.count(); ++i) {
+        const std::string path =
+            folder ? (fs::path(command.output) / format("frame_%06zu.tif", i)).string() : command.output;
+        writeCounts(path, repairedCounts(readCounts(reader, i), list.rows));
+    }
+    summarise(command.list, list, "they stay as they are");
+    note(format("%s: %zu frame%s repaired", command.output.c_str(), reader.count(),
+                reader.count() == 1 ? "" : "s"));
+}
+
+void mergeDefectLists(const MergeDefectsCommand& command) {
+    checkTarget(command.output, {".csv"});
+    const DefectList fresh = readDefectList(command.fresh);
+    DefectList list = readDefectList(command.list);
+    requireFrameSize(fresh, command.fresh, list.frameSize, command.list);
+    const int added = mergeDefects(fresh.rows, list, command.radius);
+    note(format("%s: %d of %d bad pixels are new", command.fresh.c_str(), added, fresh.rows.rows));
+    writeText(command.output, defectTable(list));
+    summarise(command.output, list, "raise --radius");
+}
+
+}  // namespace oravo::tools
