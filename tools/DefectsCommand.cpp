@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <memory>
 #include <opencv2/imgproc.hpp>
 
-#include "tools/CountsWriter.h"
 #include "tools/DefectList.h"
 #include "tools/DefectSearch.h"
 #include "tools/FrameReader.h"
@@ -127,8 +127,9 @@ void refuseFolderOfInputs(const RepairDefectsCommand& command) {
     }
 }
 
-/// Readies the target, and tells whether it is a folder.
-bool prepareTarget(const RepairDefectsCommand& command, std::size_t frames, bool isSigned) {
+/// Readies the target: a folder, or nothing where the target is a file.
+std::unique_ptr<TargetFolder> prepareTarget(const RepairDefectsCommand& command, std::size_t frames,
+                                            bool isSigned) {
     const std::string extension = fs::path(command.output).extension().string();
     if (frames == 1 && !namesFolder(command.output)) {
         if (isSigned) {
@@ -136,15 +137,15 @@ bool prepareTarget(const RepairDefectsCommand& command, std::size_t frames, bool
         } else {
             checkTarget(command.output, {".tif", ".tiff", ".png"});
         }
-        return false;
+        return nullptr;
     }
     if (!namesFolder(command.output) && !extension.empty()) {
         throw outputError(
             format("%s: %zu frames go to a folder; let its name end in /", command.output.c_str(), frames));
     }
-    makeFolder(command.output);
+    auto folder = std::make_unique<TargetFolder>(command.output);
     refuseFolderOfInputs(command);
-    return true;
+    return folder;
 }
 
 }  // namespace
@@ -175,11 +176,13 @@ void repairDefects(const RepairDefectsCommand& command) {
     FrameReader reader(command.frames);
     const cv::Mat first = readCounts(reader, 0);
     requireFrameSize(list, command.list, first.size(), reader.name(0));
-    const bool folder = prepareTarget(command, reader.count(), first.depth() == CV_16S);
+    const std::unique_ptr<TargetFolder> folder =
+        prepareTarget(command, reader.count(), first.depth() == CV_16S);
     for (std::size_t i = 0; i < reader.count(); ++i) {
-        const std::string path =
-            folder ? (fs::path(command.output) / format("frame_%06zu.tif", i)).string() : command.output;
-        writeCounts(path, repairedCounts(readCounts(reader, i), list.rows));
+        const std::string path = folder != nullptr
+                                     ? (fs::path(command.output) / format("frame_%06zu.tif", i)).string()
+                                     : command.output;
+        writeImage(path, repairedCounts(readCounts(reader, i), list.rows));
     }
     summarise(command.list, list, "they stay as they are");
     note(format("%s: %zu frame%s repaired", command.output.c_str(), reader.count(),

@@ -6,10 +6,10 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Scratch.h"
-#include "tools/CountsWriter.h"
 #include "tools/DefectList.h"
 #include "tools/DefectsCommand.h"
 #include "tools/FrameReader.h"
+#include "tools/ImageWriter.h"
 
 namespace oravo::tools {
 namespace {
@@ -118,7 +118,7 @@ TEST_F(Defects, FindsEachKindAndRepairsItToTheMeanOfItsNeighbours) {
                   {"given", CV_16S, -200, -1000, 2000, "--low -900 --high 1999", 0}};
     for (const auto& c : kCases) {
         const cv::Mat frame = scene(c.type, c.base, c.dead, c.stuck);
-        writeCounts(path("f.tif"), frame);
+        writeImage(path("f.tif"), frame);
         ASSERT_EQ(run(std::string("detect f.tif -o l.csv --marked m.png ") + c.options), 0) << text("err");
         EXPECT_TRUE(says("f.tif: 2 out of range, 1 isolated, 3 of them new")) << c.name << text("err");
         const DefectList list = readDefectList(path("l.csv"));
@@ -175,7 +175,7 @@ TEST_F(Defects, FailuresHaveTheirCodeAndSayWhatToChange) {
     cv::imwrite(path("wide.png"), wide);
     cv::imwrite(path("small.png"), cv::Mat_<ushort>(5, 5, ushort{9}));
     cv::imwrite(path("byte.png"), cv::Mat_<uchar>(5, 5, uchar{9}));
-    writeCounts(path("signed.tif"), scene(CV_16S, 0, 0, 9));
+    writeImage(path("signed.tif"), scene(CV_16S, 0, 0, 9));
     write("l.csv", kHeader);
     write("bad.csv", kHeader + "1\n");
     write("other.csv",
