@@ -140,9 +140,10 @@ class ORAVO_EXPORT SuperResolution {
     /// [-0.5, 0.5); what other shifts would lay beyond the map is left out.
     void computeQuality_();
 
-    /// Replaces the latest enlarged image by the plain mean of the moved frames of the last run, each
-    /// low-resolution pixel covering 2 x 2 enlarged ones whatever the factor; beyond the last low-resolution
-    /// row or column, that one is repeated.
+    /// Replaces the latest enlarged image by the plain mean of the moved frames of the last run, which the
+    /// solver has left normalised by the reference (standard deviations from its mean). Each low-resolution
+    /// pixel covers 2 x 2 enlarged ones whatever the factor; beyond the last row or column, that one is
+    /// repeated.
     void simpleCombine();
 
     /// Fills the radiometric frame: nuc gain + offset.
