@@ -45,9 +45,9 @@ class ORAVO_EXPORT SuperResolution {
     /// Takes in the newest frame, evicting the oldest when the window is full.
     /// @return 0, or -2 when a bad pixel of a float frame needed a fallback value (the frame is kept all the
     ///         same)
-    /// Throws oravo::Exception when more than 10 pixels of a float frame could not be repaired, or "FFT
-    /// resulted in infinite values. No processing possible" when the frame's spectrum reaches plus infinity;
-    /// the frame then holds its place in the window.
+    /// Throws oravo::Exception when more than 10 pixels of a float frame could not be repaired; and "FFT
+    /// resulted in infinite values. No processing possible" when the frame's spectrum reaches plus infinity,
+    /// a last guard, since plausible values do not get there. The frame then holds its place in the window.
     template <class T>
     int addFrame(const T* frame);
 
