@@ -15,6 +15,7 @@
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/reference/SuperResolution.h"
 
 extern "C" {
 void* __libc_malloc(std::size_t);
@@ -146,6 +147,21 @@ TEST(Allocation, IntakeAndRunAllocateNothing) {
             pipeline.computeSR(out.ptr<float>());
         }
     }
+    EXPECT_EQ(ours, 0) << culprit;
+}
+
+TEST(Allocation, ReferenceRunsAllocateNothingAfterTheFirst) {
+    constexpr int kSide = 64;
+    const std::vector<Image> frames = burst(Scene(5, kSide, kSide), kSide, kSide, {{0, 0}, {0.3f, 0.2f}});
+    vision::SuperResolution pipeline(kSide, kSide, 2, 2.0f);
+    Image out(2 * kSide, 2 * kSide);
+    const auto intakeAndRun = [&] {
+        Counting counting;
+        for (const Image& frame : frames) pipeline.addFrame(frame.ptr<float>());
+        pipeline.computeSR(out.ptr<float>());
+    };
+    intakeAndRun();  // the registration learns the count of frames
+    intakeAndRun();
     EXPECT_EQ(ours, 0) << culprit;
 }
 

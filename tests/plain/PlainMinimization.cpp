@@ -1,5 +1,6 @@
 #include "tests/plain/PlainMinimization.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace oravo::plain {
@@ -11,12 +12,6 @@ float erf(float z) {
     const float exponent = -z * z * (1.2732395f + a * z * z) / (1.0f + a * z * z);
     const double root = std::sqrt(1.0 - std::exp(static_cast<double>(exponent)));
     return static_cast<float>(z < 0.0f ? -root : root);
-}
-
-double dot(const Vector& a, const Vector& b) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < a.size(); ++i) sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
-    return sum;
 }
 
 }  // namespace
@@ -67,6 +62,11 @@ void TotalVariation::freeze(const Vector& x, float weightTV, float epsilon) {
             if (!bottom && !left) southWest[i] = 0.5f * w((x[at(r + 1, c - 1)] - x[i]) * rootHalf);
         }
     }
+    if (firstFromSecond) {
+        east[0] = w(x[2] - x[1]);
+        south[0] = w(x[at(1, 1)] - x[1]);
+        southEast[0] = 0.5f * w((x[at(1, 2)] - x[1]) * rootHalf);
+    }
     for (int r = 0; r < height; ++r) {
         for (int c = 0; c < width; ++c) {
             const std::size_t i = at(r, c);
@@ -104,15 +104,31 @@ void TotalVariation::apply(const Vector& v, Vector& out) const {
     }
 }
 
-Minimization::Minimization(int lw, int lh, float f)
-    : convolution{static_cast<int>(static_cast<float>(lw) * f), static_cast<int>(static_cast<float>(lh) * f),
-                  static_cast<int>(3.0f * f), static_cast<int>(3.0f * f), f},
+Minimization::Minimization(int lw, int lh, float f, bool reference)
+    : convolution{static_cast<int>(static_cast<float>(lw) * f),
+                  static_cast<int>(static_cast<float>(lh) * f),
+                  static_cast<int>(3.0f * f),
+                  static_cast<int>(3.0f * f),
+                  f,
+                  reference},
       totalVariation(convolution.extendedWidth(), convolution.extendedHeight()),
       lw_(lw),
       lh_(lh),
       ks_(convolution.kw),
       f_(f),
+      reference_(reference),
       n_(static_cast<std::size_t>(convolution.extendedWidth() * convolution.extendedHeight())) {
+    totalVariation.firstFromSecond = reference;
+}
+
+double Minimization::dot(const Vector& a, const Vector& b) const {
+    double sum = 0.0;
+    float single = 0.0f;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
+        single += a[i] * b[i];
+    }
+    return reference_ ? static_cast<double>(single) : sum;
 }
 
 void Minimization::generatePsfs(int nFrames, const cv::Point_<float>* shifts) {
@@ -138,10 +154,12 @@ void Minimization::gradient(const Vector& v, int nFrames, const char* const* mas
 int Minimization::minimize(int nFrames, int refIndex, float* const* frames, const cv::Point_<float>* shifts,
                            const char* const* masks, float* out) {
     const int pixels = lw_ * lh_;
-    double sum = 0.0, squares = 0.0;
-    for (int i = 0; i < pixels; ++i) sum += static_cast<double>(frames[refIndex][i]);
-    const float m = static_cast<float>(sum / pixels);
-    for (int i = 0; i < pixels; ++i) squares += std::pow(static_cast<double>(frames[refIndex][i] - m), 2);
+    const Vector ones(static_cast<std::size_t>(pixels), 1.0f);
+    Vector deviations(frames[refIndex], frames[refIndex] + pixels);
+    const float m = static_cast<float>(dot(deviations, ones) / pixels);
+    for (float& value : deviations) value -= m;
+    const double squares = dot(deviations, deviations);
+    cancellation = 1.0;
     const float s = std::sqrt(static_cast<float>(squares / pixels));
     for (int k = 0; k < nFrames; ++k) {
         for (int i = 0; i < pixels; ++i) frames[k][i] = (frames[k][i] - m) / s;
@@ -189,10 +207,15 @@ bool Minimization::iteration(int nFrames, const char* const* masks) {
     q_.resize(n_);
     gradient(d_, nFrames, masks, q_);
     const float alpha = static_cast<float>(static_cast<double>(rr_) / dot(d_, q_));
+    double magnitudes = 0.0;
+    for (std::size_t i = 0; i < n_; ++i) magnitudes += std::abs(static_cast<double>(d_[i] * q_[i]));
+    cancellation = std::max(cancellation, magnitudes / std::abs(dot(d_, q_)));
     for (std::size_t i = 0; i < n_; ++i) x_[i] += alpha * d_[i];
     for (std::size_t i = 0; i < n_; ++i) r_[i] -= alpha * q_[i];
     const double rrNew = dot(r_, r_);
-    if (static_cast<double>(relRes * relRes) > rrNew * static_cast<double>(inverseNorm_)) return true;
+    const double share = rrNew * static_cast<double>(inverseNorm_);
+    const double rounded = reference_ ? static_cast<double>(static_cast<float>(share)) : share;
+    if (static_cast<double>(relRes * relRes) > rounded) return true;
     const float beta = static_cast<float>(rrNew / static_cast<double>(rr_));
     for (std::size_t i = 0; i < n_; ++i) d_[i] = beta * d_[i] + r_[i];
     rr_ = static_cast<float>(rrNew);

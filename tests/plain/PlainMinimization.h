@@ -16,6 +16,7 @@ Vector shiftedPsf(const Vector& base, float shift);
 /// The linearised total-variation operator, index by index.
 struct TotalVariation {
     int width, height;
+    bool firstFromSecond = false;  ///< as the reference solver has it
     Vector east, south, southWest, southEast, diagonal;
 
     TotalVariation(int w, int h) : width(w), height(h) {}
@@ -23,13 +24,14 @@ struct TotalVariation {
     void apply(const Vector& v, Vector& out) const;
 };
 
-/// The whole reconstruction, with sums in order of the index.
+/// The whole reconstruction, with sums in order of the index: in double precision, or as the reference solver
+/// has it.
 class Minimization {
   public:
     float psfSigma = 0.683f, weightTV = 400.0f, epsilon = 0.1f, relRes = 0.007f;
     int maxIter = 8;
 
-    Minimization(int lw, int lh, float f);
+    Minimization(int lw, int lh, float f, bool reference = false);
     int minimize(int nFrames, int refIndex, float* const* frames, const cv::Point_<float>* shifts,
                  const char* const* masks, float* out);
 
@@ -38,13 +40,16 @@ class Minimization {
     void gradient(const Vector& v, int nFrames, const char* const* masks, Vector& out);
     SparseOperators convolution;
     TotalVariation totalVariation;
+    double cancellation = 1.0;  ///< the largest sum |d q| / |d . q| of the last run's steps
 
   private:
     int conjugateGradients(int nFrames, const char* const* masks, int budget);
     bool iteration(int nFrames, const char* const* masks);
+    double dot(const Vector& a, const Vector& b) const;
 
     int lw_, lh_, ks_;
     float f_;
+    bool reference_;
     std::size_t n_;
     std::vector<Vector> h_, v_;
     Vector b_, x_, r_, d_, q_;

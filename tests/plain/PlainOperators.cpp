@@ -11,10 +11,10 @@ void SparseOperators::fullConvFromSparse(const float* lowRes, const float* h, co
     std::vector<float> T(static_cast<std::size_t>(rows * lw), 0.0f);
     std::fill_n(out, rows * cols, 0.0f);
     for (int k = 0; k < kh; ++k) {
-        for (int r = 0; r < lh && k + 2 * r < rows; ++r) {
+        for (int r = 0; r < lh && inside(k, r); ++r) {
             for (int c = 0; c < lw; ++c) {
                 const float weight = static_cast<float>(static_cast<signed char>(mask[r * lw + c]));
-                T[static_cast<std::size_t>((k + 2 * r) * lw + c)] += weight * lowRes[r * lw + c] * v[k];
+                T[static_cast<std::size_t>(rowStart(k, r) + c)] += weight * lowRes[r * lw + c] * v[k];
             }
         }
     }
@@ -40,9 +40,9 @@ void SparseOperators::validCorrToSparse(const float* in, const float* h, const f
         }
     }
     for (int k = 0; k < kh; ++k) {
-        for (int r = 0; r < lh && k + 2 * r < rows; ++r) {
+        for (int r = 0; r < lh && inside(k, r); ++r) {
             for (int c = 0; c < lw; ++c) {
-                out[r * lw + c] += v[k] * T[static_cast<std::size_t>((k + 2 * r) * lw + c)];
+                out[r * lw + c] += v[k] * T[static_cast<std::size_t>(rowStart(k, r) + c)];
             }
         }
     }

@@ -12,11 +12,19 @@ namespace oravo::plain {
 struct SparseOperators {
     int W, H, kw, kh;
     float f;
+    bool rowsFollowFactor = false;  ///< as the reference operators have it
 
     int extendedWidth() const { return W + kw - 1; }
     int extendedHeight() const { return H + kh - 1; }
     int lowWidth() const { return static_cast<int>(static_cast<float>(W) / f); }
     int lowHeight() const { return static_cast<int>(static_cast<float>(H) / f); }
+    /// Where row r of the samples, moved by tap k, begins in the intermediate image.
+    int rowStart(int k, int r) const {
+        const int lw = lowWidth();
+        return k * lw +
+               r * (lw + (rowsFollowFactor ? static_cast<int>((f - 1.0f) * static_cast<float>(lw)) : lw));
+    }
+    bool inside(int k, int r) const { return rowStart(k, r) + lowWidth() <= extendedHeight() * lowWidth(); }
 
     void fullConvFromSparse(const float* lowRes, const float* h, const float* v, const char* mask,
                             float* out) const;

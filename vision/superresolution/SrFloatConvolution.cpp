@@ -1,6 +1,5 @@
 #include "vision/superresolution/SrFloatConvolution.h"
 
-#include "vision/superresolution/detail/FrameSize.h"
 #include "vision/superresolution/detail/MeanFilter.h"
 
 namespace oravo::vision {
@@ -12,22 +11,7 @@ constexpr char kConstructor[] = "oravo::vision::SrFloatConvolution::SrFloatConvo
 constexpr int kRowStep = 2;  // fixed: the grid's rows do not follow the factor, its columns do
 
 detail::SparseGrid makeGrid(int W, int H, int kw, int kh, float f) {
-    const CodeLocation here{kSource, __LINE__, kConstructor};
-    detail::checkedFactor(f, here);
-    detail::checkedSize(W, H, here);
-    if (kw < 1 || kh < 1) {
-        raise("Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.", here);
-    }
-    const detail::FrameSize extended = detail::checkedSize(W - 1LL + kw, H - 1LL + kh, here);
-
-    detail::SparseGrid grid;
-    grid.lowWidth = static_cast<int>(static_cast<float>(W) / f);
-    grid.lowHeight = static_cast<int>(static_cast<float>(H) / f);
-    grid.extendedWidth = extended.width;
-    grid.extendedHeight = extended.height;
-    grid.kernelWidth = kw;
-    grid.kernelHeight = kh;
-    grid.columnStep = static_cast<int>(f);
+    detail::SparseGrid grid = detail::checkedSparseGrid(W, H, kw, kh, f, {kSource, __LINE__, kConstructor});
     grid.rowPitch = static_cast<std::ptrdiff_t>(kRowStep) * grid.lowWidth;
     return grid;
 }

@@ -1,7 +1,6 @@
 #include "vision/superresolution/SrFloatFft2d.h"
 
-#include "vision/superresolution/detail/GaussianFilter.h"
-#include "vision/superresolution/detail/RealFft2d.h"
+#include "vision/superresolution/detail/FilteringFft2d.h"
 
 namespace oravo::vision {
 namespace {
@@ -9,13 +8,6 @@ namespace {
 constexpr char kSource[] = "vision/superresolution/SrFloatFft2d";
 
 }  // namespace
-
-struct detail::FilteringFft2d {
-    explicit FilteringFft2d(FrameSize size) : fft(size), filter(fft) {}
-
-    RealFft2d fft;
-    GaussianFilter filter;
-};
 
 SrFloatFft2d::SrFloatFft2d(int W, int H)
     : body_(detail::Body<detail::FilteringFft2d>::make(detail::checkedTransformSize(

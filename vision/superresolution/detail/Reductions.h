@@ -33,6 +33,29 @@ struct DoubleSums {
     }
 };
 
+/// Sums of the solver in single precision, in the order of the index. Their rounding is part of the reference
+/// results, so they must not be split into lanes.
+struct SequentialFloatSums {
+    using Scalar = float;
+
+    static float sum(const float* a, std::ptrdiff_t n) {
+        float sum = 0.0f;
+        for (std::ptrdiff_t i = 0; i < n; ++i) sum += a[i];
+        return sum;
+    }
+    static float dot(const float* a, const float* b, std::ptrdiff_t n) {
+        float sum = 0.0f;
+        for (std::ptrdiff_t i = 0; i < n; ++i) sum += a[i] * b[i];
+        return sum;
+    }
+    /// Sum of (a - mean)^2.
+    static float squaredDeviations(const float* a, float mean, std::ptrdiff_t n) {
+        float sum = 0.0f;
+        for (std::ptrdiff_t i = 0; i < n; ++i) sum += (a[i] - mean) * (a[i] - mean);
+        return sum;
+    }
+};
+
 }  // namespace oravo::vision::detail
 
 #endif

@@ -1,6 +1,9 @@
 #include "vision/superresolution/detail/SparseOperators.h"
 
 #include <algorithm>
+#include <string>
+
+#include "vision/superresolution/detail/FrameSize.h"
 
 namespace oravo::vision::detail {
 namespace {
@@ -69,6 +72,26 @@ void gatherRow(const SparseGrid& grid, const float* source, const float* kernel,
 }
 
 }  // namespace
+
+SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const CodeLocation& where) {
+    checkedFactor(factor, where);
+    checkedSize(W, H, where);
+    if (kw < 1 || kh < 1) {
+        raise("Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.",
+              where);
+    }
+    const FrameSize extended = checkedSize(W - 1LL + kw, H - 1LL + kh, where);
+
+    SparseGrid grid;
+    grid.lowWidth = static_cast<int>(static_cast<float>(W) / factor);
+    grid.lowHeight = static_cast<int>(static_cast<float>(H) / factor);
+    grid.extendedWidth = extended.width;
+    grid.extendedHeight = extended.height;
+    grid.kernelWidth = kw;
+    grid.kernelHeight = kh;
+    grid.columnStep = static_cast<int>(factor);
+    return grid;
+}
 
 template <class Mask>
 void fullConvFromSparse(const SparseGrid& grid, const float* lowRes, const float* horizontalKernel,

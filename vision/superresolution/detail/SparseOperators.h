@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "support/CodeLocation.h"
+
 namespace oravo::vision::detail {
 
 /// The sparse sample grid inside an extended high-resolution image, and the kernels' lengths.
@@ -20,6 +22,10 @@ struct SparseGrid {
     int columnStep = 0;
     std::ptrdiff_t rowPitch = 0;
 };
+
+/// The grid for a W x H image without extension, kw x kh taps and a factor, all but its rowPitch, which the
+/// families of operators lay down. Throws oravo::Exception, naming the value, for sizes that cannot be.
+SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const CodeLocation& where);
 
 /// A mask element as the factor it stands for. Plain char is unsigned on some targets; masks are signed.
 inline float maskWeight(char mask) {

@@ -1,0 +1,140 @@
+#ifndef ORAVO_VISION_DETAIL_RECONSTRUCTIONRUN_H
+#define ORAVO_VISION_DETAIL_RECONSTRUCTIONRUN_H
+
+#include <algorithm>
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/ImageStack.h"
+#include "vision/superresolution/detail/RunAssessment.h"
+#include "vision/superresolution/detail/TimingReport.h"
+
+namespace oravo::vision::detail {
+
+/// Repairs the newest frame of a window, then has it prepared for registration. When the repair throws, the
+/// frame holds its place in the window all the same, so what is prepared of it must hold its own: it is
+/// prepared before the exception goes on.
+/// @return 0, or the repair's negative result
+template <class Prepare>
+int repairAndPrepare(SuperResolutionBadPixelHandling& badPixelHandling, FrameSize size, float* newest,
+                     Prepare prepare) {
+    cv::Mat_<float> frame(size.height, size.width, newest);
+    int result = 0;
+    try {
+        result = badPixelHandling.detectAndReplaceBadPixel(frame);
+    } catch (...) {
+        prepare(newest);
+        throw;
+    }
+    prepare(newest);
+    return std::min(result, 0);
+}
+
+/// The run that every pipeline makes over its window: register, assess, reconstruct, refill defects, report;
+/// and the images that it writes. They belong to window positions and are written anew by every run.
+///
+/// Point is the type of a shift, a pair of floats x, y; Mask the type of a mask's element.
+template <class Point, class Mask>
+class ReconstructionRun {
+  public:
+    struct Settings {
+        const char* title;   ///< of the report
+        int referenceIndex;  ///< counted back from the newest frame
+        int maxCoverage;     ///< the most frames that count for one pixel in the resolution gain
+    };
+
+    ReconstructionRun(FrameSize inputSize, FrameSize outputSize, int windowSize)
+        : shifts(static_cast<std::size_t>(windowSize)),
+          masks(windowSize, inputSize),
+          shiftedFrames(windowSize, inputSize),
+          image(outputSize.elements()),
+          input_(inputSize),
+          output_(outputSize) {
+        const auto n = static_cast<std::size_t>(windowSize);
+        frames.reserve(n);
+        completeShifts_.reserve(n);
+        refillShifts_.reserve(n);
+        frameImages_.reserve(n);
+    }
+
+    /// @param frames            of the window, set beforehand, oldest first
+    /// @param registration      its doRegistration takes (count, reference, frames, shifts, masks,
+    ///                          shiftedFrames)
+    /// @param badPixelHandling  refills the defects it knows of; null leaves the image as reconstructed
+    /// @param deliver           called with the finished image in place
+    /// @return the resolution gain, or the negative status of the pipelines' computeSR
+    template <class Registration, class Minimization, class Deliver>
+    float operator()(const Settings& settings, Registration& registration, Minimization& minimization,
+                     SuperResolutionBadPixelHandling* badPixelHandling, Deliver deliver) {
+        TimingReport report(settings.title);
+        const int frameCount = static_cast<int>(frames.size());
+        const int reference = referencePosition(frameCount, settings.referenceIndex);
+
+        report.start();
+        const int registered = registration.doRegistration(frameCount, reference, frames.data(),
+                                                           shifts.data(), masks.data(), shiftedFrames.data());
+        if (registered < 0) return kRegistrationFailed;
+        report.line(" registration:         ");
+
+        registration.getCompleteShifts(completeShifts_);
+        report.start();
+        const int status = motionAndCoverageStatus(input_, frameCount, completeShifts_.data(), masks.data());
+        report.line(" large_displacement:   ");
+
+        report.start();
+        const int iterations = minimization.minimize(frameCount, reference, shiftedFrames.data(),
+                                                     shifts.data(), masks.data(), image.data());
+        report.line(" minimization:         ");
+        if (iterations < 0) return static_cast<float>(iterations);
+
+        if (badPixelHandling != nullptr) refill(*badPixelHandling);
+
+        report.start();
+        deliver();
+        const float gain = resolutionGain(input_, frameCount, masks.data(), settings.maxCoverage);
+        report.line(" save+srfactor calc:   ");
+        report.close();
+        return status != 0 ? static_cast<float>(status) : gain;
+    }
+
+    /// Copies every mask of the window, also those of positions that no run has used yet.
+    void copyMasks(std::vector<cv::Mat_<unsigned char>>& copies) const {
+        copies.resize(shifts.size());
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            copies[i].create(input_.height, input_.width);
+            std::copy_n(masks.data()[i], input_.pixelCount(), copies[i].template ptr<unsigned char>());
+        }
+    }
+
+    std::vector<float*> frames;
+    std::vector<Point> shifts;  ///< what is left of them after the move by whole pixels
+    ImageStack<Mask> masks;
+    ImageStack<float> shiftedFrames;
+    Buffer<float> image;
+
+  private:
+    void refill(SuperResolutionBadPixelHandling& badPixelHandling) {
+        cv::Mat_<float> enlarged(output_.height, output_.width, image.data());
+        refillShifts_.clear();
+        for (const Point& shift : completeShifts_) refillShifts_.emplace_back(shift.x, shift.y);
+        badPixelHandling.maskBadPixel(enlarged, refillShifts_);
+        frameImages_.clear();
+        for (float* frame : frames) frameImages_.emplace_back(input_.height, input_.width, frame);
+        badPixelHandling.replaceMaskedPixel(enlarged, refillShifts_, frameImages_);
+    }
+
+    FrameSize input_;
+    FrameSize output_;
+
+    // Filled anew by every run; kept so that a run allocates nothing.
+    std::vector<Point> completeShifts_;
+    std::vector<cv::Point_<float>> refillShifts_;
+    std::vector<cv::Mat_<float>> frameImages_;
+};
+
+}  // namespace oravo::vision::detail
+
+#endif

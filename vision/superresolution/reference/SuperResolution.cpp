@@ -1,0 +1,314 @@
+#include "vision/superresolution/reference/SuperResolution.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <type_traits>
+
+#include "support/CodeLocation.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/PipelineParameters.h"
+#include "vision/superresolution/detail/ReconstructionRun.h"
+#include "vision/superresolution/detail/SlidingWindow.h"
+#include "vision/superresolution/detail/TwoPointCalibration.h"
+#include "vision/superresolution/reference/SuperResolutionMinimization.h"
+#include "vision/superresolution/reference/SuperResolutionRegistration.h"
+
+namespace oravo::vision {
+namespace {
+
+constexpr char kSource[] = "vision/superresolution/reference/SuperResolution";
+constexpr char kNotCalibrated[] = "NucToRad() not initialized";
+
+constexpr int kGaussRadius = 5;
+constexpr float kStructureThreshold = 2.0f;
+constexpr int kQualitySide = 3;
+
+using Bin = std::complex<float>;
+
+CodeLocation constructorAt(int line) {
+    return {kSource, line, "oravo::vision::SuperResolution::SuperResolution"};
+}
+
+/// A frame and its transform, which rotate together.
+struct Slot {
+    detail::Buffer<float> frame;
+    detail::Buffer<Bin> spectrum;
+};
+
+std::vector<Slot> makeSlots(int count, detail::FrameSize size) {
+    const std::size_t bins =
+        static_cast<std::size_t>(size.width / 2 + 1) * static_cast<std::size_t>(size.height);
+    std::vector<Slot> slots;
+    for (int i = 0; i < count; ++i) {
+        slots.push_back({detail::Buffer<float>(size.elements()), detail::Buffer<Bin>(bins)});
+    }
+    return slots;
+}
+
+/// The registration together with the window's spectra, as a run sees it: a run hands on frames only.
+struct RegistrationOnSpectra {
+    SuperResolutionRegistration& registration;
+    const Bin* const* spectra;
+
+    int doRegistration(int count, int ref, float* const* frames, PointF* shifts, char** masks,
+                       float** shiftedFrames) {
+        return registration.doRegistration(count, ref, frames, spectra, shifts, masks, shiftedFrames);
+    }
+    void getCompleteShifts(std::vector<PointF>& shifts) const { registration.getCompleteShifts(shifts); }
+};
+
+void store(float value, float& out) {
+    out = value;
+}
+
+/// Truncated toward zero to 32 bits, of which the lowest 16 are kept: beyond the range of a short, values
+/// wrap around. What no 32-bit integer holds becomes 0, the low bits of the integer that stands for it on
+/// x86.
+void store(float value, short& out) {
+    constexpr float kLimit = 2147483648.0f;
+    const bool fits = value >= -kLimit && value < kLimit;
+    const auto low = static_cast<std::uint16_t>(fits ? static_cast<std::int32_t>(value) : 0);
+    out = static_cast<short>(low);
+}
+
+bool reachesInfinity(const detail::Buffer<Bin>& spectrum) {
+    // Minus infinity is let through, as it always has been.
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    return std::any_of(spectrum.begin(), spectrum.end(),
+                       [](Bin bin) { return bin.real() == kInfinity || bin.imag() == kInfinity; });
+}
+
+}  // namespace
+
+struct SuperResolution::State {
+    State(int W, int H, int N, float F)
+        : referenceIndex(detail::checkedReferenceIndex(0, N)),
+          input(detail::checkedSize(W, H, constructorAt(__LINE__))),
+          factor(detail::checkedFactor(F, constructorAt(__LINE__))),
+          output(detail::enlarged(input, factor, constructorAt(__LINE__))),
+          registration(std::make_shared<SuperResolutionRegistration>(W, H, F, kGaussRadius)),
+          minimization(std::make_shared<SuperResolutionMinimization>(W, H, N, F)),
+          badPixelHandling(static_cast<unsigned int>(N)),
+          window(makeSlots(N, input)),
+          run(input, output, N) {
+        spectra.reserve(static_cast<std::size_t>(N));
+    }
+
+    int referenceIndex;  // no operation changes it: the newest frame is the reference
+    detail::FrameSize input;
+    float factor;
+    detail::FrameSize output;
+    // Assignment shares the engines, parameters included.
+    std::shared_ptr<SuperResolutionRegistration> registration;
+    std::shared_ptr<SuperResolutionMinimization> minimization;
+    SuperResolutionBadPixelHandling badPixelHandling;
+    detail::SlidingWindow<Slot> window;
+    detail::ReconstructionRun<PointF, char> run;
+    std::vector<const Bin*> spectra;  // of the run under way
+    detail::TwoPointCalibration calibration;
+    cv::Mat_<float> radiometricFrame;
+    cv::Mat_<float> quality;
+};
+
+SuperResolution::SuperResolution(int W, int H, int N, float F)
+    : state_(detail::Body<State>::make(W, H, N, F)) {
+}
+
+template <class T>
+int SuperResolution::addFrame(const T* frame) {
+    return std::min(loadFrame(frame), 0);
+}
+
+template <class T>
+int SuperResolution::loadFrame(const T* frame) {
+    State& s = *state_;
+    Slot& slot = s.window.advance();
+    float* newest = slot.frame.data();
+    std::transform(frame, frame + s.input.pixelCount(), newest,
+                   [](T value) { return static_cast<float>(value); });
+    const auto prepare = [&](const float* image) {
+        s.registration->getFft().forward(image, slot.spectrum.data());
+    };
+    int result = 0;
+    if constexpr (std::is_same_v<T, float>) {
+        result = detail::repairAndPrepare(s.badPixelHandling, s.input, newest, prepare);
+    } else {
+        prepare(newest);
+    }
+    if (reachesInfinity(slot.spectrum)) {
+        raise("FFT resulted in infinite values. No processing possible",
+              {kSource, __LINE__, "oravo::vision::SuperResolution::loadFrame"});
+    }
+    return result;
+}
+
+template <class T>
+float SuperResolution::computeSR(T* out) {
+    State& s = *state_;
+    // The first run of the process settles the cap for all objects, whatever their factors, for each T: hosts
+    // compare gains of different pipelines on one scale.
+    static const int maxCoverage = detail::maxCoverageOf(s.factor);
+
+    s.run.frames.clear();
+    s.spectra.clear();
+    for (int i = 0; i < s.window.count(); ++i) {
+        s.run.frames.push_back(s.window[i].frame.data());
+        s.spectra.push_back(s.window[i].spectrum.data());
+    }
+    RegistrationOnSpectra registration{*s.registration, s.spectra.data()};
+    constexpr bool kRefill = std::is_same_v<T, float>;
+    return s.run({"SuperResolution", s.referenceIndex, maxCoverage}, registration, *s.minimization,
+                 kRefill ? &s.badPixelHandling : nullptr, [&] { saveFrame(out); });
+}
+
+template <class T>
+void SuperResolution::saveFrame(T* out) const {
+    for (const float value : state_->run.image) store(value, *out++);
+}
+
+template <class T>
+bool SuperResolution::checkImageStructureQuality(const cv::Mat_<T>& frame) {
+    double low = 0.0;
+    double high = 0.0;
+    cv::minMaxLoc(frame, &low, &high);
+    return high - low >= static_cast<double>(kStructureThreshold);
+}
+
+void SuperResolution::setNucToRad(const cv::Mat_<short>& nuc1, const cv::Mat_<float>& rad1,
+                                  const cv::Mat_<short>& nuc2, const cv::Mat_<float>& rad2) {
+    state_->calibration = detail::TwoPointCalibration(
+        nuc1, rad1, nuc2, rad2, {kSource, __LINE__, "oravo::vision::SuperResolution::setNucToRad"});
+}
+
+void SuperResolution::NucToRad(const cv::Mat_<short>& nuc) {
+    if (state_->calibration.gain.size() != nuc.size()) {
+        raise(kNotCalibrated, {kSource, __LINE__, "oravo::vision::SuperResolution::NucToRad"});
+    }
+    state_->calibration.apply(nuc, state_->radiometricFrame);
+}
+
+float SuperResolution::processFrame2(const short* nuc, float* out) {
+    State& s = *state_;
+    if (s.calibration.offset.cols != s.input.width || s.calibration.gain.rows != s.input.height) {
+        raise(kNotCalibrated, {kSource, __LINE__, "oravo::vision::SuperResolution::processFrame2"});
+    }
+    // The header only reads, but a matrix cannot say so.
+    NucToRad(cv::Mat_<short>(s.input.height, s.input.width, const_cast<short*>(nuc)));
+    loadFrame(s.radiometricFrame.ptr<float>());
+    return computeSR(out);
+}
+
+void SuperResolution::computeQuality_() {
+    State& s = *state_;
+    const int count = s.window.count();
+    cv::Mat_<float> map(kQualitySide, kQualitySide, 0.0f);
+    const auto add = [&map](float row, float column, float weight) {
+        const auto inside = [](float i) { return i >= 0.0f && i < static_cast<float>(kQualitySide); };
+        if (inside(row) && inside(column)) map(static_cast<int>(row), static_cast<int>(column)) += weight;
+    };
+    for (int i = 0; i < count; ++i) {
+        const PointF shift = s.run.shifts[static_cast<std::size_t>(i)];
+        const float x = 2.0f * shift.x + 1.0f;
+        const float y = 2.0f * shift.y + 1.0f;
+        const float left = std::floor(x);
+        const float top = std::floor(y);
+        const float ax = x - left;
+        const float ay = y - top;
+        add(top, left, (1.0f - ax) * (1.0f - ay));
+        add(top, left + 1.0f, ax * (1.0f - ay));
+        add(top + 1.0f, left + 1.0f, ax * ay);
+        add(top + 1.0f, left, (1.0f - ax) * ay);
+    }
+    for (float& entry : map) entry /= static_cast<float>(count);
+    s.quality = map;
+}
+
+void SuperResolution::getQuality(cv::Mat_<float>& quality) const {
+    quality = state_->quality.clone();
+}
+
+void SuperResolution::simpleCombine() {
+    State& s = *state_;
+    const int count = s.window.count();
+    float* target = s.run.image.data();
+    for (int r = 0; r < s.output.height; ++r) {
+        const std::ptrdiff_t row =
+            std::min(r / 2, s.input.height - 1) * static_cast<std::ptrdiff_t>(s.input.width);
+        for (int c = 0; c < s.output.width; ++c) {
+            const std::ptrdiff_t sample = row + std::min(c / 2, s.input.width - 1);
+            float sum = 0.0f;
+            for (int i = 0; i < count; ++i) sum += s.run.shiftedFrames.data()[i][sample];
+            *target++ = sum / static_cast<float>(count);
+        }
+    }
+}
+
+void SuperResolution::setDataIsNUC(bool isNUC) {
+    state_->badPixelHandling.setDataIsNUC(isNUC);
+}
+
+void SuperResolution::clearFrames() {
+    state_->window.clear();
+}
+
+void SuperResolution::getMasks(std::vector<cv::Mat_<unsigned char>>& masks) const {
+    state_->run.copyMasks(masks);
+}
+
+void SuperResolution::getCompleteShifts(std::vector<PointF>& shifts) const {
+    state_->registration->getCompleteShifts(shifts);
+}
+
+void SuperResolution::setMaxCGIters(int iterations) {
+    state_->minimization->setMaxIter(detail::checkedMaxCGIters(iterations));
+}
+int SuperResolution::getMaxCGIters() const {
+    return state_->minimization->getMaxIter();
+}
+
+void SuperResolution::setPsfSigma(float sigma) {
+    state_->minimization->setPsfSigma(detail::checkedPsfSigma(sigma));
+}
+float SuperResolution::getPsfSigma() const {
+    return state_->minimization->getPsfSigma();
+}
+
+void SuperResolution::setRegError(float error) {
+    state_->registration->setRegError(detail::checkedRegError(error));
+}
+float SuperResolution::getRegError() const {
+    return state_->registration->getRegError();
+}
+
+void SuperResolution::setRelativeResidue(float residue) {
+    state_->minimization->setRelRes(detail::checkedRelativeResidue(residue));
+}
+float SuperResolution::getRelativeResidue() const {
+    return state_->minimization->getRelRes();
+}
+
+void SuperResolution::setWeightTV(float weight) {
+    state_->minimization->setWeightTV(detail::checkedWeightTV(weight));
+}
+float SuperResolution::getWeightTV() const {
+    return state_->minimization->getWeightTV();
+}
+
+template int SuperResolution::addFrame(const short*);
+template int SuperResolution::addFrame(const float*);
+template int SuperResolution::loadFrame(const short*);
+template int SuperResolution::loadFrame(const float*);
+template float SuperResolution::computeSR(short*);
+template float SuperResolution::computeSR(float*);
+template bool SuperResolution::checkImageStructureQuality(const cv::Mat_<short>&);
+template bool SuperResolution::checkImageStructureQuality(const cv::Mat_<float>&);
+template void SuperResolution::saveFrame(short*) const;
+template void SuperResolution::saveFrame(float*) const;
+
+}  // namespace oravo::vision
