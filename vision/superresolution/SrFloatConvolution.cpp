@@ -9,33 +9,10 @@ namespace {
 constexpr char kSource[] = "vision/superresolution/SrFloatConvolution";
 constexpr char kConstructor[] = "oravo::vision::SrFloatConvolution::SrFloatConvolution";
 
-constexpr int kRowStep = 2;  // fixed: the grid's rows do not follow the factor, its columns do
-
-detail::SparseGrid makeGrid(int W, int H, int kw, int kh, float f) {
-    const CodeLocation here{kSource, __LINE__, kConstructor};
-    detail::checkedFactor(f, here);
-    detail::checkedSize(W, H, here);
-    if (kw < 1 || kh < 1) {
-        raise("Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.", here);
-    }
-    const detail::FrameSize extended = detail::checkedSize(W - 1LL + kw, H - 1LL + kh, here);
-
-    detail::SparseGrid grid;
-    grid.lowWidth = static_cast<int>(static_cast<float>(W) / f);
-    grid.lowHeight = static_cast<int>(static_cast<float>(H) / f);
-    grid.extendedWidth = extended.width;
-    grid.extendedHeight = extended.height;
-    grid.kernelWidth = kw;
-    grid.kernelHeight = kh;
-    grid.columnStep = static_cast<int>(f);
-    grid.rowPitch = static_cast<std::ptrdiff_t>(kRowStep) * grid.lowWidth;
-    return grid;
-}
-
 }  // namespace
 
 SrFloatConvolution::SrFloatConvolution(int W, int H, int kw, int kh, float f)
-    : grid_(makeGrid(W, H, kw, kh, f)),
+    : grid_(detail::sparseGrid(W, H, kw, kh, f, {kSource, __LINE__, kConstructor})),
       intermediate_(static_cast<std::size_t>(grid_.extendedHeight) * static_cast<std::size_t>(W)) {
 }
 

@@ -1,9 +1,14 @@
 #include "vision/superresolution/detail/SparseOperators.h"
 
 #include <algorithm>
+#include <string>
+
+#include "vision/superresolution/detail/FrameSize.h"
 
 namespace oravo::vision::detail {
 namespace {
+
+constexpr int kRowStep = 2;  // fixed: the grid's rows do not follow the factor, its columns do
 
 std::ptrdiff_t intermediateSize(const SparseGrid& grid) {
     return static_cast<std::ptrdiff_t>(grid.extendedHeight) * grid.lowWidth;
@@ -70,6 +75,26 @@ void gatherRow(const SparseGrid& grid, const float* source, const float* kernel,
 
 }  // namespace
 
+SparseGrid sparseGrid(int W, int H, int kw, int kh, float f, const CodeLocation& here) {
+    checkedFactor(f, here);
+    checkedSize(W, H, here);
+    if (kw < 1 || kh < 1) {
+        raise("Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.", here);
+    }
+    const FrameSize extended = checkedSize(W - 1LL + kw, H - 1LL + kh, here);
+
+    SparseGrid grid;
+    grid.lowWidth = static_cast<int>(static_cast<float>(W) / f);
+    grid.lowHeight = static_cast<int>(static_cast<float>(H) / f);
+    grid.extendedWidth = extended.width;
+    grid.extendedHeight = extended.height;
+    grid.kernelWidth = kw;
+    grid.kernelHeight = kh;
+    grid.columnStep = static_cast<int>(f);
+    grid.rowPitch = static_cast<std::ptrdiff_t>(kRowStep) * grid.lowWidth;
+    return grid;
+}
+
 template <class Mask>
 void fullConvFromSparse(const SparseGrid& grid, const float* lowRes, const float* horizontalKernel,
                         const float* verticalKernel, const Mask* mask, float* intermediate, float* out) {
@@ -81,6 +106,8 @@ void fullConvFromSparse(const SparseGrid& grid, const float* lowRes, const float
 }
 
 template void fullConvFromSparse(const SparseGrid&, const float*, const float*, const float*, const char*,
+                                 float*, float*);
+template void fullConvFromSparse(const SparseGrid&, const float*, const float*, const float*, const float*,
                                  float*, float*);
 
 void validCorrToSparse(const SparseGrid& grid, const float* in, const float* horizontalKernel,
