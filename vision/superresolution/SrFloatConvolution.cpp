@@ -8,18 +8,10 @@ namespace {
 constexpr char kSource[] = "vision/superresolution/SrFloatConvolution";
 constexpr char kConstructor[] = "oravo::vision::SrFloatConvolution::SrFloatConvolution";
 
-constexpr int kRowStep = 2;  // fixed: the grid's rows do not follow the factor, its columns do
-
-detail::SparseGrid makeGrid(int W, int H, int kw, int kh, float f) {
-    detail::SparseGrid grid = detail::checkedSparseGrid(W, H, kw, kh, f, {kSource, __LINE__, kConstructor});
-    grid.rowPitch = static_cast<std::ptrdiff_t>(kRowStep) * grid.lowWidth;
-    return grid;
-}
-
 }  // namespace
 
 SrFloatConvolution::SrFloatConvolution(int W, int H, int kw, int kh, float f)
-    : grid_(makeGrid(W, H, kw, kh, f)),
+    : grid_(detail::fixedRowGrid(W, H, kw, kh, f, {kSource, __LINE__, kConstructor})),
       intermediate_(static_cast<std::size_t>(grid_.extendedHeight) * static_cast<std::size_t>(W)) {
 }
 

@@ -93,6 +93,13 @@ SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const C
     return grid;
 }
 
+SparseGrid fixedRowGrid(int W, int H, int kw, int kh, float factor, const CodeLocation& where) {
+    constexpr int kRowStep = 2;
+    SparseGrid grid = checkedSparseGrid(W, H, kw, kh, factor, where);
+    grid.rowPitch = static_cast<std::ptrdiff_t>(kRowStep) * grid.lowWidth;
+    return grid;
+}
+
 template <class Mask>
 void fullConvFromSparse(const SparseGrid& grid, const float* lowRes, const float* horizontalKernel,
                         const float* verticalKernel, const Mask* mask, float* intermediate, float* out) {
@@ -104,6 +111,8 @@ void fullConvFromSparse(const SparseGrid& grid, const float* lowRes, const float
 }
 
 template void fullConvFromSparse(const SparseGrid&, const float*, const float*, const float*, const char*,
+                                 float*, float*);
+template void fullConvFromSparse(const SparseGrid&, const float*, const float*, const float*, const float*,
                                  float*, float*);
 
 void validCorrToSparse(const SparseGrid& grid, const float* in, const float* horizontalKernel,

@@ -27,6 +27,9 @@ struct SparseGrid {
 /// families of operators lay down. Throws oravo::Exception, naming the value, for sizes that cannot be.
 SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const CodeLocation& where);
 
+/// The same with the row step of the float and vector families, which is 2 and does not follow the factor.
+SparseGrid fixedRowGrid(int W, int H, int kw, int kh, float factor, const CodeLocation& where);
+
 /// A mask element as the factor it stands for. Plain char is unsigned on some targets; masks are signed.
 inline float maskWeight(char mask) {
     return static_cast<float>(static_cast<signed char>(mask));

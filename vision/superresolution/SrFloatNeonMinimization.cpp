@@ -1,0 +1,68 @@
+#include "vision/superresolution/SrFloatNeonMinimization.h"
+
+#include "vision/superresolution/SrFloatNeonConvolution.h"
+#include "vision/superresolution/detail/Reductions.h"
+#include "vision/superresolution/detail/TotalVariationSolver.h"
+
+namespace oravo::vision {
+
+struct SrFloatNeonMinimization::Family {
+    using Point = cv::Point_<float>;
+    using Mask = float;
+    using Convolution = SrFloatNeonConvolution;
+    using Sums = detail::DoubleSums;
+    static constexpr auto kFirstPixel = detail::TotalVariation::FirstPixel::own;
+    static std::shared_ptr<detail::SolverEngine<float, double>> makeEngine(detail::FrameSize, int, float) {
+        return nullptr;  // the vector operators work on dense images
+    }
+    static constexpr char kMinimize[] = "oravo::vision::SrFloatNeonMinimization::minimize";
+};
+
+SrFloatNeonMinimization::SrFloatNeonMinimization(int lw, int lh, int maxFrames, float f)
+    : solver_(decltype(solver_)::make(
+          lw, lh, maxFrames, f,
+          CodeLocation{"vision/superresolution/SrFloatNeonMinimization", __LINE__,
+                       "oravo::vision::SrFloatNeonMinimization::SrFloatNeonMinimization"})) {
+}
+
+int SrFloatNeonMinimization::minimize(int nFrames, int refIndex, float* const* frames,
+                                      const cv::Point_<float>* shifts, float** masks, float* out) {
+    return solver_->minimize(nFrames, refIndex, frames, shifts, masks, out);
+}
+
+void SrFloatNeonMinimization::setPsfSigma(float sigma) {
+    solver_->setPsfSigma(sigma);
+}
+float SrFloatNeonMinimization::getPsfSigma() const {
+    return solver_->parameters().psfSigma;
+}
+
+void SrFloatNeonMinimization::setWeightTV(float weight) {
+    solver_->setWeightTV(weight);
+}
+float SrFloatNeonMinimization::getWeightTV() const {
+    return solver_->parameters().weightTV;
+}
+
+void SrFloatNeonMinimization::setEpsilon(float epsilon) {
+    solver_->setEpsilon(epsilon);
+}
+float SrFloatNeonMinimization::getEpsilon() const {
+    return solver_->parameters().epsilon;
+}
+
+void SrFloatNeonMinimization::setMaxIter(int maxIter) {
+    solver_->setMaxIter(maxIter);
+}
+int SrFloatNeonMinimization::getMaxIter() const {
+    return solver_->parameters().maxIter;
+}
+
+void SrFloatNeonMinimization::setRelRes(float relRes) {
+    solver_->setRelRes(relRes);
+}
+float SrFloatNeonMinimization::getRelRes() const {
+    return solver_->parameters().relRes;
+}
+
+}  // namespace oravo::vision

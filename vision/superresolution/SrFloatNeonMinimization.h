@@ -1,0 +1,81 @@
+#ifndef ORAVO_VISION_SRFLOATNEONMINIMIZATION_H
+#define ORAVO_VISION_SRFLOATNEONMINIMIZATION_H
+
+#include <opencv2/core.hpp>
+
+#include "support/Export.h"
+#include "vision/superresolution/detail/Body.h"
+
+namespace oravo::vision {
+
+namespace detail {
+template <class Family>
+class TotalVariationSolver;
+}
+
+/// SrFloatMinimization on vector operations and float masks: the same model, sizes, parameters and stopping
+/// rule, with masks that weight a pixel's data term (0.5 halves it). The operators are
+/// SrFloatNeonConvolution's, which round like the float ones, so results differ from SrFloatMinimization's
+/// only by the order of sums.
+///
+/// An object is used by one thread at a time. Copies take over the parameters and share the work buffers, so
+/// they may not work at the same time either.
+class ORAVO_EXPORT SrFloatNeonMinimization {
+  public:
+    /// @param lw,lh      size of a frame
+    /// @param maxFrames  the most frames that one call of minimize may bring
+    /// @param f          super-resolution factor, at least 1; the row step of the sampling is 2 whatever it
+    /// is Throws oravo::Exception, naming the value, for sizes that cannot be.
+    SrFloatNeonMinimization(int lw, int lh, int maxFrames, float f);
+
+    /// Reconstructs the enlarged image.
+    /// @param nFrames   number of frames, at most maxFrames
+    /// @param refIndex  the frame whose mean and standard deviation set the intensity scale. A constant
+    /// reference
+    ///                  divides by zero, and the result is not finite.
+    /// @param frames    nFrames images, already moved onto the reference grid by whole pixels. CHANGED: every
+    ///                  frame comes back normalised, (v - mean) / deviation.
+    /// @param shifts    remaining displacement of each frame in low-resolution pixels, within half a pixel:
+    ///                  frame(p + d) = reference(p)
+    /// @param masks     nFrames masks of lh x lw weights, 0 to leave a pixel out, 1 to use it. With every
+    /// pixel left
+    ///                  out the result is not a number.
+    /// @param out       trunc(lh f) rows of trunc(lw f) columns, in the frames' units
+    /// @return the number of conjugate-gradient steps made, 0 when the first estimate already was good enough
+    /// Throws oravo::Exception when nFrames is negative or more than maxFrames.
+    int minimize(int nFrames, int refIndex, float* const* frames, const cv::Point_<float>* shifts,
+                 float** masks, float* out);
+
+    // Parameters; none of the setters validates its argument.
+
+    /// Standard deviation of the sensor's PSF in high-resolution pixels; 0.683 at first.
+    void setPsfSigma(float sigma);
+    float getPsfSigma() const;
+
+    /// Weight of the data against total variation: the larger, the less smooth; 400 at first.
+    void setWeightTV(float weight);
+    float getWeightTV() const;
+
+    /// Differences below epsilon, in standard deviations of the reference frame, count as epsilon in the
+    /// weights, those above 1 / epsilon as 1 / epsilon; 0.1 at first.
+    void setEpsilon(float epsilon);
+    float getEpsilon() const;
+
+    /// The most conjugate-gradient steps of one reconstruction, over all passes; 8 at first. 0 gives the
+    /// first estimate back.
+    void setMaxIter(int maxIter);
+    int getMaxIter() const;
+
+    /// Relative residue ||r|| / ||b|| at which the solver stops; 0.007 at first.
+    void setRelRes(float relRes);
+    float getRelRes() const;
+
+  private:
+    struct Family;
+
+    detail::Body<detail::TotalVariationSolver<Family>> solver_;
+};
+
+}  // namespace oravo::vision
+
+#endif
