@@ -23,8 +23,8 @@ struct SparseGrid {
     std::ptrdiff_t rowPitch = 0;
 };
 
-/// The grid of a W x H high-resolution image (without extension), kw x kh taps and factor f, or an Exception that
-/// names what cannot be. The column step follows the factor; the row step is 2 whatever it is.
+/// The grid of a W x H high-resolution image (without extension), kw x kh taps and factor f, or an Exception
+/// that names what cannot be. The column step follows the factor; the row step is 2 whatever it is.
 SparseGrid sparseGrid(int W, int H, int kw, int kh, float f, const CodeLocation& here);
 
 /// A mask element as the factor it stands for. Plain char is unsigned on some targets; masks are signed.
