@@ -41,10 +41,11 @@ struct FloatMasks {
 
 TEST(SrFloatNeonConvolution, agreesWithThePlainTwinForAnySize) {
     for (const float f : {1.0f, 2.0f, 2.5f, 3.0f}) {
-        for (const int taps : {1, 2, 5, 6, 8}) {
+        for (const auto& [taps, rows] : {std::pair(1, 8), {2, 7}, {5, 4}, {6, 6}, {2, 4}, {8, 2}, {6, 3}}) {
             for (int width = 1; width <= 23; ++width) {
-                const plain::SparseOperators twin{width, 24 - width, taps, 9 - taps, f};
-                SCOPED_TRACE(::testing::Message() << width << " wide, " << taps << " taps, factor " << f);
+                const plain::SparseOperators twin{width, 24 - width, taps, rows, f};
+                SCOPED_TRACE(::testing::Message()
+                             << width << " wide, " << taps << " x " << rows << " taps, factor " << f);
                 vision::SrFloatNeonConvolution fast(twin.W, twin.H, twin.kw, twin.kh, f);
                 const int low = twin.lowWidth() * twin.lowHeight();
                 const int extended = twin.extendedWidth() * twin.extendedHeight();
