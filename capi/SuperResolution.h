@@ -18,13 +18,13 @@
  * A handle is a small non-negative integer. Released handles are given out again, the lowest first.
  *
  * Status codes:
- *   -    0  success
- *   -   -1  init: the session could not be set up
- *   -   -2  addImage: a defective pixel needed a fallback value; the image is used all the same
- *   -   -3  addImage: at least half of some frame's pixels could not be used; a result is delivered
- *   -   -4  addImage: the image has not enough structure (its range is below 2); it is used all the same
- *   -   -5  fewer than 5 images have been added
- *   - -999  invalid handle, null pointer, unknown image size, or an error inside the library
+ *      0  success
+ *     -1  init: the session could not be set up
+ *     -2  addImage: a defective pixel needed a fallback value; the image is used all the same
+ *     -3  addImage: at least half of some frame's pixels could not be used; a result is delivered
+ *     -4  addImage: the image has not enough structure (its range is below 2); it is used all the same
+ *     -5  fewer than 5 images have been added
+ *   -999  invalid handle, null pointer, unknown image size, or an error inside the library
  *
  * Every failure that is reported replaces the one error message of the process; nothing clears it. Sessions
  * and message are shared by the whole process and are not guarded: use the interface from one thread at a

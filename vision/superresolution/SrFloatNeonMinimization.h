@@ -31,15 +31,13 @@ class ORAVO_EXPORT SrFloatNeonMinimization {
     /// Reconstructs the enlarged image.
     /// @param nFrames   number of frames, at most maxFrames
     /// @param refIndex  the frame whose mean and standard deviation set the intensity scale. A constant
-    /// reference
-    ///                  divides by zero, and the result is not finite.
+    ///                  reference divides by zero, and the result is not finite.
     /// @param frames    nFrames images, already moved onto the reference grid by whole pixels. CHANGED: every
     ///                  frame comes back normalised, (v - mean) / deviation.
     /// @param shifts    remaining displacement of each frame in low-resolution pixels, within half a pixel:
     ///                  frame(p + d) = reference(p)
     /// @param masks     nFrames masks of lh x lw weights, 0 to leave a pixel out, 1 to use it. With every
-    /// pixel left
-    ///                  out the result is not a number.
+    ///                  pixel left out the result is not a number.
     /// @param out       trunc(lh f) rows of trunc(lw f) columns, in the frames' units
     /// @return the number of conjugate-gradient steps made, 0 when the first estimate already was good enough
     /// Throws oravo::Exception when nFrames is negative or more than maxFrames.

@@ -38,12 +38,10 @@ class ORAVO_EXPORT SrFloatRegistration1 {
     /// @param frames         the frames themselves; frames[i] is the one prepared in slot i
     /// @param shifts         out: each frame's remaining shift, in [-0.5, 0.5); (0, 0) for the reference
     /// @param masks          numFrames masks of width x height bytes, out: 1 where the moved frame agrees
-    /// with the
-    ///                       reference, else 0; all 1 for the reference
+    ///                       with the reference, else 0; all 1 for the reference
     /// @param shiftedFrames  numFrames images, out: frame i moved by its whole-pixel shift along the flat
-    /// array, so
-    ///                       that columns beyond the frame hold pixels of the neighbouring row; masks exclude
-    ///                       them
+    ///                       array, so that columns beyond the frame hold pixels of the neighbouring row;
+    ///                       masks exclude them
     /// @return 0
     /// Throws oravo::Exception "Too large displacement" when a shift is not strictly within half the frame
     /// height on both axes, and another one when fewer than numFrames frames are prepared or refIndex is not

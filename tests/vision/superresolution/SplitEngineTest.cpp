@@ -56,7 +56,7 @@ struct Trace {
     Trace(Engine& engine, const Problem& problem) : low(problem.low) {
         sums.push_back(engine.backProject(problem.frames.data(), static_cast<int>(problem.frames.size())));
         for (int restart = 0; restart < 2; ++restart) {
-            const float epsilon = restart == 0 ? 0.1f : 2.0f;  // beyond 1 the bounds of a difference cross over
+            const float epsilon = restart == 0 ? 0.1f : 2.0f;  // above 1 the two bounds cross over
             engine.freeze(-1.0f / 3.0f, epsilon, 1.0f / epsilon);
             sums.push_back(engine.startResidual());
             for (int i = 0; i < 2; ++i) {

@@ -57,9 +57,8 @@ class ORAVO_EXPORT SuperResolution {
     ///             integer, of which the lowest 16 bits are stored; a value that no such integer holds, NaN
     ///             among them, is stored as 0.
     /// @return an estimate of the enlargement achieved, up to 2; or -6 when a frame moved by more than a
-    /// tenth
-    ///         of the frame height in x or y; or else -3 when at least half of a frame's pixels are unusable.
-    ///         The image is delivered with -6 and -3 as well.
+    ///         tenth of the frame height in x or y; or else -3 when at least half of a frame's pixels are
+    ///         unusable. The image is delivered with -6 and -3 as well.
     /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more;
     /// for T = float also when the window does not hold float frames only.
     template <class T>

@@ -36,13 +36,11 @@ class ORAVO_EXPORT SuperResolutionMinimization {
     /// @param ref     the frame whose mean and standard deviation set the intensity scale. A constant one
     ///                divides by zero, and the result is not finite.
     /// @param frames  count images, already moved onto the reference grid by whole pixels. CHANGED: every
-    /// frame
-    ///                comes back normalised, (v - mean) / deviation.
+    ///                frame comes back normalised, (v - mean) / deviation.
     /// @param shifts  remaining displacement of each frame in low-resolution pixels, within half a pixel:
     ///                frame(p + d) = reference(p)
     /// @param masks   count masks of lh x lw bytes, 0 to leave a pixel out, 1 to use it. With every pixel
-    /// left
-    ///                out the result is not a number.
+    ///                left out the result is not a number.
     /// @param out     trunc(lh f) rows of trunc(lw f) columns, in the frames' units
     /// @return the number of conjugate-gradient steps made, 0 when the first estimate already was good enough
     /// Throws oravo::Exception when count is negative or more than maxFrames.
