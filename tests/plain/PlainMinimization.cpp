@@ -124,9 +124,11 @@ Minimization::Minimization(int lw, int lh, float f, bool reference)
 double Minimization::dot(const Vector& a, const Vector& b) const {
     double sum = 0.0;
     float single = 0.0f;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
-        single += a[i] * b[i];
+    if (reference_) {
+        for (std::size_t i = 0; i < a.size(); ++i) single += a[i] * b[i];
+    } else {
+        for (std::size_t i = 0; i < a.size(); ++i)
+            sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
     }
     return reference_ ? static_cast<double>(single) : sum;
 }
@@ -207,9 +209,11 @@ bool Minimization::iteration(int nFrames, const char* const* masks) {
     q_.resize(n_);
     gradient(d_, nFrames, masks, q_);
     const float alpha = static_cast<float>(static_cast<double>(rr_) / dot(d_, q_));
-    double magnitudes = 0.0;
-    for (std::size_t i = 0; i < n_; ++i) magnitudes += std::abs(static_cast<double>(d_[i] * q_[i]));
-    cancellation = std::max(cancellation, magnitudes / std::abs(dot(d_, q_)));
+    if (watchCancellation) {
+        double magnitudes = 0.0;
+        for (std::size_t i = 0; i < n_; ++i) magnitudes += std::abs(static_cast<double>(d_[i] * q_[i]));
+        cancellation = std::max(cancellation, magnitudes / std::abs(dot(d_, q_)));
+    }
     for (std::size_t i = 0; i < n_; ++i) x_[i] += alpha * d_[i];
     for (std::size_t i = 0; i < n_; ++i) r_[i] -= alpha * q_[i];
     const double rrNew = dot(r_, r_);

@@ -40,7 +40,8 @@ class Minimization {
     void gradient(const Vector& v, int nFrames, const char* const* masks, Vector& out);
     SparseOperators convolution;
     TotalVariation totalVariation;
-    double cancellation = 1.0;  ///< the largest sum |d q| / |d . q| of the last run's steps
+    bool watchCancellation = false;
+    double cancellation = 1.0;  ///< the largest sum |d q| / |d . q| of the last run's steps, when watched
 
   private:
     int conjugateGradients(int nFrames, const char* const* masks, int budget);

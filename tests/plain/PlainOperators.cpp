@@ -12,9 +12,10 @@ void SparseOperators::fullConvFromSparse(const float* lowRes, const float* h, co
     std::fill_n(out, rows * cols, 0.0f);
     for (int k = 0; k < kh; ++k) {
         for (int r = 0; r < lh && inside(k, r); ++r) {
+            const int start = rowStart(k, r);
             for (int c = 0; c < lw; ++c) {
                 const float weight = static_cast<float>(static_cast<signed char>(mask[r * lw + c]));
-                T[static_cast<std::size_t>(rowStart(k, r) + c)] += weight * lowRes[r * lw + c] * v[k];
+                T[static_cast<std::size_t>(start + c)] += weight * lowRes[r * lw + c] * v[k];
             }
         }
     }
@@ -41,8 +42,9 @@ void SparseOperators::validCorrToSparse(const float* in, const float* h, const f
     }
     for (int k = 0; k < kh; ++k) {
         for (int r = 0; r < lh && inside(k, r); ++r) {
+            const int start = rowStart(k, r);
             for (int c = 0; c < lw; ++c) {
-                out[r * lw + c] += v[k] * T[static_cast<std::size_t>(rowStart(k, r) + c)];
+                out[r * lw + c] += v[k] * T[static_cast<std::size_t>(start + c)];
             }
         }
     }

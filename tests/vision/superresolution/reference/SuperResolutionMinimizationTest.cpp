@@ -104,6 +104,7 @@ TEST(SuperResolutionMinimization, AgreesWithTheFloatSolverUpToItsSums) {
 
     plain::Minimization twin(size.width, size.height, 2.0f);
     twin.epsilon = 1.0f;
+    twin.watchCancellation = true;
     solve(twin, burst, 2.0f, masks, kCvShifts);
     // A sum of n products in order errs by at most n 2^-24 times the sum of their magnitudes: r . r by that
     // much of itself, d . q by that times its cancellation. alpha, their quotient, errs by both, and with it
