@@ -9,6 +9,7 @@
 #include "tools/DefectsOptions.h"
 #include "tools/Messages.h"
 #include "tools/PendingFile.h"
+#include "tools/PipelineOptions.h"
 #include "tools/UserError.h"
 
 namespace {
@@ -62,20 +63,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
-    sub->add_option("--reference-index", p.referenceIndex,
-                    "Frame of the window of five whose grid the image lies on, counted back from the newest")
-        ->check(CLI::Range(0, Enhancer::kWindowSize - 1))
-        ->capture_default_str();
-    sub->add_option_function<std::string>(
-           "--registration",
-           [&p](const std::string& name) {
-               p.registration = name == "phase" ? Registration::phase : Registration::corners;
-           },
-           "How frames are aligned: tracked corners, or phase correlation (for even widths; needs fine "
-           "texture "
-           "where frames moved by more than a pixel)")
-        ->check(CLI::IsMember({"corners", "phase"}))
-        ->default_str("corners");
+    addPipelineOptions(*sub, p);
     CLI::Option* camera =
         sub->add_option("--camera", c.camera,
                         "Camera description that sets the blur: model number (101 to 108) and field of "

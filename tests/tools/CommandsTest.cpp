@@ -73,6 +73,17 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     EXPECT_NE(run("enhance b -o o.tif --timing").out.find("minimization"), std::string::npos);
 }
 
+TEST_F(Program, ReferencePipelineRefersToTheNewestFrame) {
+    ASSERT_EQ(run("simulate -o b --reference 4 --frames 5 --defects 3").code, 0);
+    const Outcome enhanced =
+        run("enhance b -o o.tif --pipeline reference --reference-index 0 --registration phase --timing");
+    ASSERT_EQ(enhanced.code, 0) << enhanced.err;
+    EXPECT_EQ(enhanced.out.rfind("++++++++++ SuperResolution ++++++++++\n", 0), 0u) << enhanced.out;
+    const Quality ours = compareWithTruth(image("o.tif"), image("b/truth.tif"), 3);
+    const cv::Mat_<float> plain = bicubic(repaired(image("b/frame_004.tif")), {320, 240});
+    EXPECT_LT(ours.rmse, 0.8 * compareWithTruth(plain, image("b/truth.tif"), 3).rmse);
+}
+
 TEST_F(Program, EveryGivesOneImagePerFrameFromTheFifth) {
     ASSERT_EQ(run("simulate -o b --frames 7 --width 64 --height 48").code, 0);
     ASSERT_EQ(run("enhance b -o all.tif --every").code, 0);
@@ -131,6 +142,9 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --reference-index 5", 1},
                   {"enhance b -o o.tif --registration-error 1.5", 1},
                   {"enhance b -o o.tif --camera '101 FOV 3' --psf-sigma 1", 1},
+                  {"enhance b -o o.tif --pipeline fixed", 1},
+                  {"enhance b -o o.tif --pipeline reference --registration corners", 1},
+                  {"enhance b -o o.tif --pipeline reference --reference-index 3", 1},
                   {"simulate -o new --frames 3 --shifts '0,0;1,1'", 1},
                   {"enhance nothing -o o.tif", 2},
                   {"enhance four -o o.tif", 2},
