@@ -20,6 +20,7 @@ struct EnhanceCommand {
     std::string camera;
     bool every = false;
     Decode decode;
+    std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
     EnhanceParameters parameters;
 };
 void enhance(const EnhanceCommand& command);

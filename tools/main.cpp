@@ -95,8 +95,16 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
     sub->add_option("--offset", c.decode.offset, "See --scale")
         ->check(numberWithin(-kUnbounded, kUnbounded))
         ->capture_default_str();
-    sub->add_flag("--nuc", p.rawCounts,
-                  "Values are raw counts: the plausible range is -32768 .. 32767 instead of -274 .. 5000");
+    CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
+                                     "Values are raw counts: the plausible range is -32768 .. 32767 instead "
+                                     "of -274 .. 5000. (The reference "
+                                     "pipeline refuses others)");
+    sub->add_option("--calibration", c.calibration,
+                    "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
+                    "each pixel's line through two frames of counts turns into temperatures. A temperature "
+                    "is a number or an image of floats")
+        ->expected(4)
+        ->excludes(nuc);
     sub->add_option("--shifts", c.shiftsFile,
                     "FILE.csv for the shifts of the last window's frames against their reference: "
                     "frame,dx,dy with frame(p + d) = reference(p)")

@@ -1,12 +1,8 @@
-#include <sys/wait.h>
-
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <sstream>
 
-#include "tests/tools/Scratch.h"
+#include "tests/tools/Program.h"
 #include "tools/Commands.h"
 #include "tools/Decode.h"
 #include "tools/FrameReader.h"
@@ -17,37 +13,6 @@
 
 namespace oravo::tools {
 namespace {
-
-/// Runs the program itself.
-class Program : public Scratch {
-  protected:
-    struct Outcome {
-        int code;
-        std::string out;
-        std::string err;
-    };
-
-    Outcome run(const std::string& arguments) const {
-        const std::string base = folder_.string() + "-run";
-        // Redirections come first, so that the arguments may hold others.
-        const std::string line =
-            "</dev/null >" + base + ".out 2>" + base + ".err " + ORAVO_SUPERRES + " " + arguments;
-        const int status = std::system(("cd " + folder_.string() + " && " + line).c_str());
-        Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(base + ".out"),
-                        text(base + ".err")};
-        std::filesystem::remove(base + ".out");
-        std::filesystem::remove(base + ".err");
-        return outcome;
-    }
-
-    static std::string text(const std::string& file) {
-        std::stringstream all;
-        all << std::ifstream(file).rdbuf();
-        return all.str();
-    }
-
-    cv::Mat_<float> image(const std::string& name) const { return readSingleImage(path(name)); }
-};
 
 TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     for (const auto& [noise, registration] :
@@ -71,17 +36,6 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     EXPECT_NE(evaluated.out.find("bicubic"), std::string::npos);
     EXPECT_TRUE(std::filesystem::exists(path("c.png")));
     EXPECT_NE(run("enhance b -o o.tif --timing").out.find("minimization"), std::string::npos);
-}
-
-TEST_F(Program, ReferencePipelineRefersToTheNewestFrame) {
-    ASSERT_EQ(run("simulate -o b --reference 4 --frames 5 --defects 3").code, 0);
-    const Outcome enhanced =
-        run("enhance b -o o.tif --pipeline reference --reference-index 0 --registration phase --timing");
-    ASSERT_EQ(enhanced.code, 0) << enhanced.err;
-    EXPECT_EQ(enhanced.out.rfind("++++++++++ SuperResolution ++++++++++\n", 0), 0u) << enhanced.out;
-    const Quality ours = compareWithTruth(image("o.tif"), image("b/truth.tif"), 3);
-    const cv::Mat_<float> plain = bicubic(repaired(image("b/frame_004.tif")), {320, 240});
-    EXPECT_LT(ours.rmse, 0.8 * compareWithTruth(plain, image("b/truth.tif"), 3).rmse);
 }
 
 TEST_F(Program, EveryGivesOneImagePerFrameFromTheFifth) {
