@@ -4,6 +4,7 @@
 #include "tools/BurstSimulator.h"
 #include "tools/ImageWriter.h"
 #include "tools/Metrics.h"
+#include "tools/ShiftTable.h"
 #include "vision/superresolution/reference/SuperResolution.h"
 
 namespace oravo::tools {
@@ -18,6 +19,30 @@ TEST_F(Program, ReferencePipelineRefersToTheNewestFrame) {
     const Quality ours = compareWithTruth(image("o.tif"), image("b/truth.tif"), 3);
     const cv::Mat_<float> plain = bicubic(repaired(image("b/frame_004.tif")), {320, 240});
     EXPECT_LT(ours.rmse, 0.8 * compareWithTruth(plain, image("b/truth.tif"), 3).rmse);
+}
+
+/// The recordings' own table lists what another method found, to some hundredths of a pixel.
+TEST_F(Program, PipelinesAgreeOnTheShiftsOfRecordedBursts) {
+    const char* folder = std::getenv("ORAVO_TEST_DATA");
+    if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
+    for (const char* name : {"rendered_pipes", "mwir_embankment", "mwir_fields", "lwir_buildings"}) {
+        const std::string burst = std::string(folder) + "/bursts/" + name;
+        const std::vector<cv::Point2f> all = parseShifts(burst + "/shifts.csv");
+        const std::vector<cv::Point2f> listed(all.end() - 5, all.end());
+        for (const char* pipeline :
+             {"float --registration corners", "float --registration phase", "reference"}) {
+            SCOPED_TRACE(std::string(name) + ", " + pipeline);
+            const Outcome outcome = run(
+                "enhance " + burst + " -o o.tif --shifts s.csv --reference-index 0 --pipeline " + pipeline);
+            ASSERT_EQ(outcome.code, 0) << outcome.err;
+            const std::vector<cv::Point2f> found = parseShifts(path("s.csv"));
+            ASSERT_EQ(found.size(), listed.size());
+            for (std::size_t i = 0; i < found.size(); ++i) {
+                EXPECT_LT(cv::norm(found[i] - (listed[i] - listed.back())), 0.1)
+                    << found[i] << (listed[i] - listed.back());
+            }
+        }
+    }
 }
 
 /// Raw counts of a sensor each of whose pixels has a gain and an offset of its own.
