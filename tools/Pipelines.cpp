@@ -30,6 +30,8 @@ class FloatPipeline final : public Pipeline {
         return shifts;
     }
 
+    std::vector<double> maskShares() const override { return maskSharesOf(pipeline_); }
+
   private:
     vision::SrFloat<Registration> pipeline_;
 };

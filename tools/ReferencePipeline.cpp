@@ -29,6 +29,8 @@ class ReferencePipeline final : public Pipeline {
         return shifts;
     }
 
+    std::vector<double> maskShares() const override { return maskSharesOf(pipeline_); }
+
   private:
     cv::Size enlarged_;
     vision::SuperResolution pipeline_;
