@@ -23,8 +23,8 @@ run() { # HOST: reconstructs the burst; the image must be the expected one
 }
 
 library=$(dirname "$(find "$prefix" -name liboravo_superresolution.so)")
-cmake -S "$here/consumer" -B "$scratch/hosts" -DCMAKE_PREFIX_PATH="$prefix" -DORAVO_INCLUDE_DIR="$prefix/include/oravo" \
-    -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" >"$scratch/log" || { cat "$scratch/log"; exit 1; }
+cmake -S "$here/consumer" -B "$scratch/hosts" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DORAVO_INCLUDE_DIR="$prefix/include/oravo" -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" >"$scratch/log" || { cat "$scratch/log"; exit 1; }
 cmake --build "$scratch/hosts" >"$scratch/log" || { cat "$scratch/log"; exit 1; }
 for host in c_host cpp_host; do
     run "$scratch/hosts/$host"
