@@ -102,6 +102,18 @@ class Gallery:
         panels.append(("truth", "", read(burst / "truth.tif")))
         self.strip(name, title, text, panels, **drawing)
 
+    def grid(self, title, text, noises, settings):
+        """A table of figures: noise against TV weight and relative residue."""
+        self.page += [f"## {title}", "", text, ""]
+        self.page.append("| noise | bicubic | " + " | ".join(f"{weight}, {residue}" for weight, residue in settings) + " |")
+        self.page.append("|" + " --- |" * (len(settings) + 2))
+        for noise in noises:
+            burst = self.burst(f"noise{noise}", noise=noise)
+            row = [self.enhance(burst, tv_weight=weight, relative_residue=residue, iterations=30)[1]
+                   for weight, residue in settings]
+            self.page.append("| " + " | ".join([f"{noise} K", self.bicubic(burst)[1], *row]) + " |")
+        self.page.append("")
+
     def comparison(self):
         burst = self.burst("plain", noise=0.05)
         out = self.scratch / "enlarged.tif"
@@ -161,6 +173,12 @@ def main(program, folder):
                        [0.35, 0.55, 0.683, 0.85, 1.1])
         gallery.series("iterations", "Iterations", "`--iterations`, with `--relative-residue 2e-6` so that nothing else "
                        "stops the solver.", plain, "iterations", [1, 2, 4, 8, 16], {"relative_residue": 2e-6})
+        gallery.series("relative-residue", "Relative residue", "`--relative-residue`, with `--iterations 30` so that the "
+                       "number of steps does not stop the solver.", plain, "relative_residue",
+                       [0.05, 0.02, 0.007, 0.003, 0.001], {"iterations": 30})
+        gallery.grid("Noise", "What noise asks of TV weight and relative residue (with `--iterations 30`). The defaults, "
+                     "400 and 0.007, are a middle; bicubic enlargement of one frame beside them.",
+                     [0.05, 0.5, 1, 3], [(400, 0.001), (400, 0.007), (100, 0.007), (30, 0.007), (10, 0.007)])
         crossed = with_intruder(gallery, plain)
         gallery.strip("registration-error", "Registration error", "A warm disc crosses the scene while the camera "
                       "moves; its copies are averaged in where `--registration-error` lets them.",
