@@ -7,6 +7,7 @@
 
 #include "tools/Decode.h"
 #include "tools/Enhancer.h"
+#include "tools/FrameReader.h"
 
 namespace oravo::tools {
 
@@ -19,6 +20,7 @@ struct EnhanceCommand {
     std::string shiftsFile;
     std::string camera;
     bool every = false;
+    ReadOptions reading;
     Decode decode;
     EnhanceParameters parameters;
 };

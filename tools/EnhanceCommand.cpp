@@ -81,9 +81,9 @@ class PlausibilityWatch {
 
   private:
     void tell(double outside, const std::string& name) const {
-        const char* mend = rawCounts_ ? "decode the counts with --scale and --offset"
-                                      : "pass --nuc for raw counts, or decode them to degrees with --scale "
-                                        "and --offset";
+        const char* mend = rawCounts_ ? "decode the counts with --encoding, or --scale and --offset"
+                                      : "pass --nuc for raw counts, or decode them to degrees with "
+                                        "--encoding, or --scale and --offset";
         warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
                     100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
                     mend));
@@ -189,7 +189,7 @@ class Enhancement {
 }  // namespace
 
 void enhance(const EnhanceCommand& command) {
-    FrameReader reader(command.inputs);
+    FrameReader reader(command.inputs, command.reading);
     constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
     if (reader.count() < kWindow) {
         throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
