@@ -22,6 +22,7 @@ struct EnhanceCommand {
     bool every = false;
     ReadOptions reading;
     Decode decode;
+    std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
     EnhanceParameters parameters;
 };
 void enhance(const EnhanceCommand& command);

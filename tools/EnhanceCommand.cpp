@@ -9,6 +9,7 @@
 #include "tools/Messages.h"
 #include "tools/ShiftTable.h"
 #include "tools/UserError.h"
+#include "tools/ValueReader.h"
 
 namespace oravo::tools {
 namespace {
@@ -65,35 +66,6 @@ class EnlargedSink {
     std::size_t count_ = 0;
 };
 
-/// Says once per recording that values look like something else than the unit expected.
-class PlausibilityWatch {
-  public:
-    PlausibilityWatch(PlausibleRange range, bool rawCounts) : range_(range), rawCounts_(rawCounts) {}
-
-    /// Whether most of the frame is plausible.
-    bool look(const cv::Mat_<float>& frame, const std::string& name) {
-        const double outside = range_.shareOutside(frame);
-        if (outside <= 0.5) return true;
-        if (!told_) tell(outside, name);
-        told_ = true;
-        return false;
-    }
-
-  private:
-    void tell(double outside, const std::string& name) const {
-        const char* mend = rawCounts_ ? "decode the counts with --encoding, or --scale and --offset"
-                                      : "pass --nuc for raw counts, or decode them to degrees with "
-                                        "--encoding, or --scale and --offset";
-        warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
-                    100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
-                    mend));
-    }
-
-    PlausibleRange range_;
-    bool rawCounts_;
-    bool told_ = false;
-};
-
 EnhanceParameters withCamera(const EnhanceCommand& command) {
     EnhanceParameters parameters = command.parameters;
     if (command.camera.empty()) return parameters;
@@ -126,7 +98,7 @@ class Enhancement {
         : command_(command),
           reader_(reader),
           enhancer_(size, parameters),
-          plausibility_(PlausibleRange::of(parameters.rawCounts), parameters.rawCounts),
+          values_(reader, command, size),
           enlargedSize_(size * Enhancer::kFactor),
           sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
 
@@ -149,10 +121,9 @@ class Enhancement {
 
   private:
     void takeIn(std::size_t index) {
-        const cv::Mat_<float> frame = command_.decode(reader_.read(index));
-        const bool plausible = plausibility_.look(frame, reader_.name(index));
-        const std::optional<std::string> told = enhancer_.addFrame(frame);
-        if (told && plausible) {  // of an implausible frame the important thing has been said
+        const ValueReader::Frame frame = values_.read(index);
+        const std::optional<std::string> told = enhancer_.addFrame(frame.values);
+        if (told && frame.plausible) {  // of an implausible frame the important thing has been said
             warn(format("frame %zu (%s) %s", index, reader_.name(index).c_str(), told->c_str()));
         }
     }
@@ -178,7 +149,7 @@ class Enhancement {
     const EnhanceCommand& command_;
     FrameReader& reader_;
     Enhancer enhancer_;
-    PlausibilityWatch plausibility_;
+    ValueReader values_;
     cv::Size enlargedSize_;
     EnlargedSink sink_;
     std::string shifts_;   // the table of the latest image

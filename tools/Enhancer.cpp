@@ -23,6 +23,11 @@ bool startsWith(const std::string& text, const char* beginning) {
     return text.rfind(beginning, 0) == 0;
 }
 
+EnhanceParameters settled(EnhanceParameters parameters) {
+    settlePipeline(parameters);
+    return parameters;
+}
+
 std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameters& parameters) {
     try {
         return makePipeline(size, parameters);
@@ -34,7 +39,9 @@ std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameter
 }  // namespace
 
 Enhancer::Enhancer(cv::Size frameSize, const EnhanceParameters& parameters)
-    : size_(frameSize), parameters_(parameters), pipeline_(acceptedPipeline(frameSize, parameters)) {
+    : size_(frameSize),
+      parameters_(settled(parameters)),
+      pipeline_(acceptedPipeline(frameSize, parameters_)) {
 }
 
 std::optional<std::string> Enhancer::addFrame(const cv::Mat_<float>& frame) {
@@ -49,7 +56,7 @@ std::optional<std::string> Enhancer::addFrame(const cv::Mat_<float>& frame) {
         refused_.insert(index);
         if (!startsWith(text, kTooManyDefects)) return text;
         return std::string("has more defective or implausible pixels than can be repaired") +
-               (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --scale and --offset)");
+               (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --encoding)");
     }
 }
 
@@ -99,7 +106,7 @@ std::optional<std::string> Enhancer::displacementFrom(int pixels) const {
 }
 
 std::size_t Enhancer::referenceFrame() const {
-    return added_ - 1 - static_cast<std::size_t>(parameters_.referenceIndex);
+    return added_ - 1 - static_cast<std::size_t>(parameters_.referenceIndex.value());
 }
 
 }  // namespace oravo::tools

@@ -13,9 +13,7 @@
 
 namespace oravo::tools {
 
-struct EnhanceParameters : PipelineParameters {
-    bool timing = false;  ///< lets the library's timing report through to standard output
-};
+struct EnhanceParameters : PipelineParameters {};
 
 /// An enlarged image and what the library told about it.
 struct Enlarged {

@@ -1,5 +1,6 @@
 #include "tools/PgmFile.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstdint>
@@ -42,12 +43,31 @@ class Tokens {
     std::string name_;
 };
 
+struct Header {
+    cv::Size size;
+    std::uint32_t most;
+};
+
+Header headerOf(Tokens& tokens, const std::string& name) {
+    const std::uint32_t width = tokens.number();
+    const std::uint32_t height = tokens.number();
+    const std::uint32_t most = tokens.number();
+    if (!isPossibleSize(width, height)) {
+        throw inputError(format("%s: %u x %u pixels cannot be", name.c_str(), width, height));
+    }
+    if (most == 0 || most > 65535) {
+        throw inputError(format("%s: %u cannot be the largest value of a PGM file", name.c_str(), most));
+    }
+    return {{static_cast<int>(width), static_cast<int>(height)}, most};
+}
+
 cv::Mat plainPixels(Tokens& tokens, cv::Size size, std::uint32_t most, const std::string& name) {
     cv::Mat_<ushort> image(size);
     for (ushort& pixel : image) {
         const std::uint32_t value = tokens.number();
-        if (value > most)
+        if (value > most) {
             throw inputError(format("%s: holds %u, above its largest value %u", name.c_str(), value, most));
+        }
         pixel = static_cast<ushort>(value);
     }
     if (most > 255) return cv::Mat(image);
@@ -66,26 +86,24 @@ bool isPgm(std::string_view start) {
 cv::Mat decodePgm(std::string_view bytes, const std::string& name) {
     if (!isPgm(bytes)) throw inputError(name + ": is not a PGM file");
     Tokens tokens(bytes, name);
-    const std::uint32_t width = tokens.number();
-    const std::uint32_t height = tokens.number();
-    const std::uint32_t most = tokens.number();
-    if (!isPossibleSize(width, height))
-        throw inputError(format("%s: %u x %u pixels cannot be", name.c_str(), width, height));
-    if (most == 0 || most > 65535)
-        throw inputError(format("%s: %u cannot be the largest value of a PGM file", name.c_str(), most));
-    const PixelFormat pixel{'u', most > 255 ? 2 : 1, most > 255};
+    const Header header = headerOf(tokens, name);
     const bool binary = bytes[1] == '5';
-    const FrameLayout layout{pixel, {static_cast<int>(width), static_cast<int>(height)}, tokens.at + 1};
-    const std::uint64_t held = bytes.size() - tokens.at - (bytes.size() > tokens.at ? 1 : 0);
+    const PixelFormat pixel{'u', header.most > 255 ? 2 : 1, header.most > 255};
+    const FrameLayout layout{pixel, header.size, tokens.at + 1};
+    const std::uint64_t held = bytes.size() - std::min<std::uint64_t>(layout.offset, bytes.size());
     // A plain number takes its digits and a blank.
-    const std::uint64_t needed = binary ? layout.frameBytes() : 2 * std::uint64_t{width} * height - 1;
+    const std::uint64_t least = 2 * layout.frameBytes() / static_cast<std::uint64_t>(pixel.bytes) - 1;
+    const std::uint64_t needed = binary ? layout.frameBytes() : least;
     if (held < needed) {
         throw inputError(format(
             "%s: truncated PGM file: holds %llu bytes of pixels, %llu are needed at least", name.c_str(),
             static_cast<unsigned long long>(held), static_cast<unsigned long long>(needed)));
     }
-    if (!binary) return plainPixels(tokens, layout.size, most, name);
-    if (held > needed) throw inputError(name + ": holds more than one image; one is wanted");
+    if (!binary) return plainPixels(tokens, layout.size, header.most, name);
+    if (held > needed) {
+        throw inputError(format("%s: holds %llu bytes behind its image", name.c_str(),
+                                static_cast<unsigned long long>(held - needed)));
+    }
     return layout.frame(bytes.data() + layout.offset);
 }
 

@@ -8,6 +8,7 @@
 #include "tools/InputOptions.h"
 #include "tools/Messages.h"
 #include "tools/PendingFile.h"
+#include "tools/PipelineOptions.h"
 #include "tools/UserError.h"
 #include "tools/Validators.h"
 
@@ -32,10 +33,9 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
            "INPUT", c.inputs,
            "Frames in order: single-channel TIFF (multi-page too), PNG or PGM files of 8 or 16 bits or "
            "float, NumPy arrays (.npy: rows x columns or frames x rows x columns), matrices of numbers as "
-           "text "
-           "(.csv, .tsv, .asc, .txt; with decimal commas and heading lines too), raw dumps (see --raw), or "
-           "folders of them. A folder is read in natural order (frame_9 before frame_10); where some names "
-           "begin with \"frame\", only these are read")
+           "text (.csv, .tsv, .asc, .txt; with decimal commas and heading lines too), raw dumps (see --raw), "
+           "or folders of them. A folder is read in natural order (frame_9 before frame_10); where some "
+           "names begin with \"frame\", only these are read")
         ->required();
     sub->add_option("-o,--output", c.output,
                     "OUT.tif: 32-bit float, in the unit of the decoded input. With --every one page for each "
@@ -43,20 +43,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
-    sub->add_option("--reference-index", p.referenceIndex,
-                    "Frame of the window of five whose grid the image lies on, counted back from the newest")
-        ->check(CLI::Range(0, Enhancer::kWindowSize - 1))
-        ->capture_default_str();
-    sub->add_option_function<std::string>(
-           "--registration",
-           [&p](const std::string& name) {
-               p.registration = name == "phase" ? Registration::phase : Registration::corners;
-           },
-           "How frames are aligned: tracked corners, or phase correlation (for even widths; needs fine "
-           "texture "
-           "where frames moved by more than a pixel)")
-        ->check(CLI::IsMember({"corners", "phase"}))
-        ->default_str("corners");
+    addPipelineOptions(*sub, p);
     CLI::Option* camera =
         sub->add_option("--camera", c.camera,
                         "Camera description that sets the blur: model number (101 to 108) and field of "
@@ -82,8 +69,15 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->capture_default_str();
     addReadOptions(sub, c.reading);
     addDecodeOptions(sub, c.decode);
-    sub->add_flag("--nuc", p.rawCounts,
-                  "Values are raw counts: the plausible range is -32768 .. 32767 instead of -274 .. 5000");
+    CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
+                                     "Values are raw counts: the plausible range is -32768 .. 32767 instead "
+                                     "of -274 .. 5000. (The reference pipeline refuses others)");
+    sub->add_option("--calibration", c.calibration,
+                    "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
+                    "each pixel's line through two frames of counts turns into temperatures. A temperature "
+                    "is a number or an image of floats")
+        ->expected(4)
+        ->excludes(nuc);
     sub->add_option("--shifts", c.shiftsFile,
                     "FILE.csv for the shifts of the last window's frames against their reference: "
                     "frame,dx,dy with frame(p + d) = reference(p)")

@@ -1,12 +1,8 @@
-#include <sys/wait.h>
-
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <sstream>
 
-#include "tests/tools/Scratch.h"
+#include "tests/tools/Program.h"
 #include "tools/Commands.h"
 #include "tools/Decode.h"
 #include "tools/FrameReader.h"
@@ -17,37 +13,6 @@
 
 namespace oravo::tools {
 namespace {
-
-/// Runs the program itself.
-class Program : public Scratch {
-  protected:
-    struct Outcome {
-        int code;
-        std::string out;
-        std::string err;
-    };
-
-    Outcome run(const std::string& arguments) const {
-        const std::string base = folder_.string() + "-run";
-        // Redirections come first, so that the arguments may hold others.
-        const std::string line =
-            "</dev/null >" + base + ".out 2>" + base + ".err " + ORAVO_SUPERRES + " " + arguments;
-        const int status = std::system(("cd " + folder_.string() + " && " + line).c_str());
-        Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(base + ".out"),
-                        text(base + ".err")};
-        std::filesystem::remove(base + ".out");
-        std::filesystem::remove(base + ".err");
-        return outcome;
-    }
-
-    static std::string text(const std::string& file) {
-        std::stringstream all;
-        all << std::ifstream(file).rdbuf();
-        return all.str();
-    }
-
-    cv::Mat_<float> image(const std::string& name) const { return readSingleImage(path(name)); }
-};
 
 TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     for (const auto& [noise, registration] :
@@ -147,6 +112,9 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --raw 64x48", 1},
                   {"enhance b/frame_000.tif -o o.tif --raw 64x48:u16le", 2},
                   {"enhance b -o o.tif --crop 65x48", 2},
+                  {"enhance b -o o.tif --pipeline fixed", 1},
+                  {"enhance b -o o.tif --pipeline reference --registration corners", 1},
+                  {"enhance b -o o.tif --pipeline reference --reference-index 3", 1},
                   {"simulate -o new --frames 3 --shifts '0,0;1,1'", 1},
                   {"enhance nothing -o o.tif", 2},
                   {"enhance four -o o.tif", 2},
