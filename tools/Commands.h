@@ -8,6 +8,7 @@
 #include "tools/Decode.h"
 #include "tools/Enhancer.h"
 #include "tools/FrameReader.h"
+#include "tools/ResultFiles.h"
 
 namespace oravo::tools {
 
@@ -23,6 +24,7 @@ struct EnhanceCommand {
     ReadOptions reading;
     Decode decode;
     std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
+    ResultOptions results;
     EnhanceParameters parameters;
 };
 void enhance(const EnhanceCommand& command);

@@ -97,8 +97,10 @@ class Enhancement {
                 cv::Size size)
         : command_(command),
           reader_(reader),
+          psfSigma_(parameters.psfSigma),
           enhancer_(size, parameters),
           values_(reader, command, size),
+          results_(command.results, reader),
           enlargedSize_(size * Enhancer::kFactor),
           sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
 
@@ -114,14 +116,21 @@ class Enhancement {
         }
         sink_.finish();
         if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
+        results_.write(unitOf(command_), psfSigma_);
         note(format("%s: %zu image%s of %d x %d pixels%s", command_.output.c_str(), sink_.count(),
                     sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height,
                     refused_ == 0 ? "" : format(", %zu frames without one", refused_).c_str()));
     }
 
   private:
+    static std::string unitOf(const EnhanceCommand& command) {
+        const bool counts = command.decode.unit.empty() && command.parameters.rawCounts;
+        return counts ? "counts" : command.decode.unit;
+    }
+
     void takeIn(std::size_t index) {
         const ValueReader::Frame frame = values_.read(index);
+        results_.takeIn(frame.values);
         const std::optional<std::string> told = enhancer_.addFrame(frame.values);
         if (told && frame.plausible) {  // of an implausible frame the important thing has been said
             warn(format("frame %zu (%s) %s", index, reader_.name(index).c_str(), told->c_str()));
@@ -140,6 +149,7 @@ class Enhancement {
         }
         summarise(*enlarged, newest);
         sink_.add(enlarged->image, newest);
+        results_.take(*enlarged);
         shifts_ = shiftTable(enlarged->shifts, newest + 1 - enlarged->shifts.size(),
                              format("estimated shifts in input pixels; frame(p + d) = reference(p); "
                                     "reference is frame %zu",
@@ -148,8 +158,10 @@ class Enhancement {
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
+    float psfSigma_;
     Enhancer enhancer_;
     ValueReader values_;
+    ResultFiles results_;
     cv::Size enlargedSize_;
     EnlargedSink sink_;
     std::string shifts_;   // the table of the latest image

@@ -84,6 +84,7 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
         return std::nullopt;
     }
     result.shifts = pipeline_->completeShifts();
+    result.masks = pipeline_->masks();
     if (result.gain == kTooLargeMotion) {
         result.warning = displacementFrom(size_.height / 10).value_or("a frame moved") +
                          ", more than a tenth of the frame height";

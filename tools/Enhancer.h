@@ -21,6 +21,8 @@ struct Enlarged {
     float gain = 0.0f;                ///< estimated resolution gain; 0 where a warning took its place
     std::string warning;              ///< empty where all went well
     std::vector<cv::Point2f> shifts;  ///< of the window's frames against the reference, oldest first
+    std::vector<cv::Mat_<uchar>>
+        masks;  ///< 1 where a frame agrees with the reference, on the reference's grid
 };
 
 /// Why a window of frames gave no image, in words for its user.

@@ -57,10 +57,19 @@ class Pipeline {
     virtual int addFrame(const cv::Mat_<float>& frame) = 0;
     virtual float computeSR(cv::Mat_<float>& out) = 0;
     virtual std::vector<cv::Point2f> completeShifts() const = 0;
+    virtual std::vector<cv::Mat_<uchar>> masks() const = 0;
 };
 
 /// Throws what the library throws for parameters that it refuses. The parameters have to be settled.
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters);
+
+/// The masks of a pipeline's last run.
+template <class Library>
+std::vector<cv::Mat_<uchar>> masksOf(const Library& pipeline) {
+    std::vector<cv::Mat_<uchar>> masks;
+    pipeline.getMasks(masks);
+    return masks;
+}
 
 /// The parameters that all pipelines share.
 template <class Library>

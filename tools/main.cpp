@@ -9,6 +9,7 @@
 #include "tools/Messages.h"
 #include "tools/PendingFile.h"
 #include "tools/PipelineOptions.h"
+#include "tools/ResultOptions.h"
 #include "tools/UserError.h"
 #include "tools/Validators.h"
 
@@ -82,6 +83,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
                     "FILE.csv for the shifts of the last window's frames against their reference: "
                     "frame,dx,dy with frame(p + d) = reference(p)")
         ->check(notEmpty());
+    addResultOptions(sub, c.results);
     sub->add_flag("--timing", p.timing, "Print the library's timing report to standard output");
     sub->footer(kExitCodes);
     sub->callback([&c] { enhance(c); });
