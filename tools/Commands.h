@@ -40,6 +40,8 @@ struct SimulateCommand {
     float psfSigma = 0.683f;
     double maxShift = 1.0;
     std::string shifts;
+    std::string scene;
+    Decode sceneDecode;
     int defects = 0;
 };
 void simulate(const SimulateCommand& command);

@@ -59,8 +59,8 @@ cv::Point besideRing(cv::Point centre, int radius, cv::Size text, cv::Size view,
     if (at.x + text.width > view.width - gap) at.x = centre.x - radius - gap - text.width;
     at.x = std::clamp(at.x, gap, std::max(gap, view.width - gap - text.width));
     const cv::Size ground = text + cv::Size(2 * gap, 2 * gap);
-    for (const int lines : {0, 1, -1, 2, -2}) {
-        const cv::Point moved(at.x, at.y + lines * ground.height);
+    for (const int halfLines : {0, 1, -1, 2, -2, 3, -3, 4, -4}) {
+        const cv::Point moved(at.x, at.y + halfLines * ground.height / 2);
         const cv::Rect place({moved.x - gap, moved.y - text.height - gap}, ground);
         const bool inside = place.y >= 0 && place.br().y <= view.height;
         const auto meets = [&](const cv::Rect& other) { return !(place & other).empty(); };

@@ -3,6 +3,7 @@
 
 #include "tools/BurstSimulator.h"
 #include "tools/Commands.h"
+#include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
 #include "tools/ShiftTable.h"
@@ -46,6 +47,7 @@ SimulationParameters parametersOf(const SimulateCommand& c) {
     p.noise = c.noise;
     p.defects = c.defects;
     p.seed = c.seed;
+    if (!c.scene.empty()) p.scene = c.sceneDecode(readSingleImage(c.scene));
     if (!c.shifts.empty()) p.shifts = parseShifts(c.shifts);
     const int given = static_cast<int>(p.shifts.size());
     const int frames = c.frames != 0 ? c.frames : given != 0 ? given : kDefaultFrames;

@@ -113,6 +113,16 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
            "Displacements of the frames in pixels, x right, y down: \"dx,dy;dx,dy;...\" or a file with "
            "lines that end in dx,dy; frame(p + d) = reference(p)")
         ->check(notEmpty());
+    sub->add_option("--scene", c.scene,
+                    "Picture to take frames of instead of the rendered scene: its middle, twice the size of "
+                    "the frames")
+        ->check(notEmpty());
+    sub->add_option("--scale", c.sceneDecode.scale, "Decode of that picture: value = SCALE * stored + OFFSET")
+        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->capture_default_str();
+    sub->add_option("--offset", c.sceneDecode.offset, "See --scale")
+        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->capture_default_str();
     sub->add_option("--max-shift", c.maxShift, "Largest random displacement in x and y, in pixels")
         ->check(numberWithin(0.0, 1000.0))
         ->capture_default_str();

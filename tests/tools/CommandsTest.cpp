@@ -38,6 +38,22 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     EXPECT_NE(run("enhance b -o o.tif --timing").out.find("minimization"), std::string::npos);
 }
 
+TEST_F(Program, SimulatesFramesOfAGivenPicture) {
+    cv::Mat_<ushort> picture(160, 200);
+    cv::theRNG().fill(picture, cv::RNG::UNIFORM, 7000, 9000);
+    writeImage(path("picture.png"), picture);
+    ASSERT_EQ(run("simulate -o b --scene picture.png --scale 0.01 --offset -50 --width 64 --height 48").code,
+              0);
+    cv::Mat_<float> expected;
+    picture(cv::Rect((200 - 128) / 2, (160 - 96) / 2, 128, 96)).convertTo(expected, CV_32F, 0.01, -50.0);
+    EXPECT_LT(cv::norm(image("b/truth.tif"), expected, cv::NORM_INF), 1e-5);
+    const Outcome small = run("simulate -o new --scene picture.png --width 100 --height 48");
+    EXPECT_EQ(small.code, 1);
+    EXPECT_NE(small.err.find("a scene of 200 x 160 pixels is too small: 220 x "), std::string::npos)
+        << small.err;
+    EXPECT_FALSE(std::filesystem::exists(path("new")));
+}
+
 TEST_F(Program, EveryGivesOneImagePerFrameFromTheFifth) {
     ASSERT_EQ(run("simulate -o b --frames 7 --width 64 --height 48").code, 0);
     ASSERT_EQ(run("enhance b -o all.tif --every").code, 0);
