@@ -111,8 +111,10 @@ class Enhancement {
                 cv::Size size)
         : command_(command),
           reader_(reader),
+          psfSigma_(parameters.psfSigma),
           window_(size, parameters, command.every),
           values_(reader, command, size),
+          results_(command.results, reader),
           enlargedSize_(size * Enhancer::kFactor),
           sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
 
@@ -128,12 +130,18 @@ class Enhancement {
         }
         sink_.finish();
         if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
+        results_.write(unitOf(command_), psfSigma_);
         note(format("%s: %zu image%s of %d x %d pixels", command_.output.c_str(), sink_.count(),
                     sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height) +
              (refused_ == 0 ? "" : format(", %zu frames without one", refused_)) + window_.skipped());
     }
 
   private:
+    static std::string unitOf(const EnhanceCommand& command) {
+        const bool counts = command.decode.unit.empty() && command.parameters.rawCounts;
+        return counts ? "counts" : command.decode.unit;
+    }
+
     bool takeIn(std::size_t index) {
         const ValueReader::Frame frame = values_.read(index);
         // Of an implausible frame the important thing has been said.
@@ -169,6 +177,7 @@ class Enhancement {
         }
         summarise(*enlarged);
         sink_.add(enlarged->image, newest);
+        results_.take(*enlarged);
         shifts_ = shiftTable(enlarged->shifts, enlarged->frames,
                              format("estimated shifts in input pixels; frame(p + d) = reference(p); "
                                     "reference is frame %zu",
@@ -178,8 +187,10 @@ class Enhancement {
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
+    float psfSigma_;
     FrameWindow window_;
     ValueReader values_;
+    ResultFiles results_;
     cv::Size enlargedSize_;
     EnlargedSink sink_;
     std::string shifts_;   // the table of the latest image
@@ -190,7 +201,7 @@ class Enhancement {
 }  // namespace
 
 void enhance(const EnhanceCommand& command) {
-    FrameReader reader(command.inputs);
+    FrameReader reader(command.inputs, command.reading);
     if (reader.count() < kWindow) {
         throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
     }

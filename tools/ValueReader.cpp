@@ -28,11 +28,12 @@ ValueReader::Frame ValueReader::read(std::size_t index) {
 }
 
 void ValueReader::tell(double outside, const std::string& name) const {
-    const char* mend = "decode the counts with --scale and --offset";
+    const char* mend = "decode the counts with --encoding, or --scale and --offset";
     if (calibration_) {
         mend = "the calibration does not fit these counts";
     } else if (!rawCounts_) {
-        mend = "pass --nuc for raw counts, or decode them to degrees with --scale and --offset";
+        mend =
+            "pass --nuc for raw counts, or decode them to degrees with --encoding, or --scale and --offset";
     }
     warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
                 100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),

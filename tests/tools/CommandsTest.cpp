@@ -82,6 +82,17 @@ TEST_F(Program, DecodesCountsAndSaysWhatMendsImplausibleOnes) {
     EXPECT_EQ(decoded.code, 0) << decoded.err;
     EXPECT_EQ(decoded.err.find("warning"), std::string::npos) << decoded.err;
     EXPECT_LT(compareWithTruth(image("decoded.tif"), image("degrees.tif"), 3).rmse, 0.05);
+    // The same counts as a dump whose frames end in a row of telemetry.
+    std::ofstream dump(path("dump.bin"), std::ios::binary);
+    for (int i = 0; i < 5; ++i) {
+        const cv::Mat counts = readSingleImage(path("counts/frame_00" + std::to_string(i) + ".tif"));
+        dump.write(counts.ptr<char>(), 64 * 48 * 2) << std::string(64 * 2, 'T');
+    }
+    dump.close();
+    const Outcome dumped =
+        run("enhance dump.bin --raw 64x49:u16le --crop 64x48 -o dumped.tif --scale 0.02 --offset -200");
+    ASSERT_EQ(dumped.code, 0) << dumped.err;
+    EXPECT_EQ(cv::norm(image("dumped.tif"), image("decoded.tif")), 0.0);
     const Outcome plain = run("enhance counts -o plain.tif");
     EXPECT_EQ(plain.code, 4);
     EXPECT_NE(plain.err.find("outside the plausible range -274 .. 5000; pass --nuc"), std::string::npos);
@@ -112,6 +123,14 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --reference-index 5", 1},
                   {"enhance b -o o.tif --registration-error 1.5", 1},
                   {"enhance b -o o.tif --camera '101 FOV 3' --psf-sigma 1", 1},
+                  {"enhance b -o o.tif --encoding furlongs", 1},
+                  {"enhance b -o o.tif --encoding kelvin --scale 2", 1},
+                  {"enhance b -o o.tif --raw 64x48", 1},
+                  {"enhance b/frame_000.tif -o o.tif --raw 64x48:u16le", 2},
+                  {"enhance b -o o.tif --crop 65x48", 2},
+                  {"enhance b -o o.tif --palette plaid", 1},
+                  {"enhance b -o o.tif --preview p.jpg", 3},
+                  {"enhance b -o o.tif --coverage nowhere/c.tif", 3},
                   {"enhance b -o o.tif --pipeline fixed", 1},
                   {"enhance b -o o.tif --pipeline reference --registration corners", 1},
                   {"enhance b -o o.tif --pipeline reference --reference-index 3", 1},
