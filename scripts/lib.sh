@@ -3,6 +3,14 @@
 # What building and testing everything takes.
 test_packages="build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev libgtest-dev libbenchmark-dev pkg-config python3-numpy python3-pytest"
 
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
 # Installs those of the named Debian packages that are missing, and says so.
 need_packages() {
     local missing=() package
@@ -14,13 +22,9 @@ need_packages() {
     if [ "${#missing[@]}" -eq 0 ]; then
         return 0
     fi
-    local as_root=()
-    if [ "$(id -u)" -ne 0 ]; then
-        as_root=(sudo)
-    fi
     echo "== installing ${missing[*]}"
-    "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    as_root apt-get update -qq
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
 # Configures and builds the project with warnings as errors: build_in FOLDER [CMAKE_ARGUMENT...] [-- TARGET...]
