@@ -1,6 +1,6 @@
-"""Draws the pictures of docs/gallery/ with the program, from its own rendered scene, and writes their page.
+"""Draws the pictures of docs/gallery/ with the program, from its own rendered scene, and writes docs/gallery.md.
 
-    gallery.py PROGRAM FOLDER
+    gallery.py PROGRAM DOCS
 
 Every figure on the page is measured in the same run.
 """
@@ -83,7 +83,7 @@ class Gallery:
             draw.text((left, 2), label, TEXT, font)
             draw.text((left, 15), figure, TEXT, font)
         canvas.save(self.folder / f"{name}.png", optimize=True)
-        self.page += [f"## {title}", "", text, "", f"![{title}]({name}.png)", ""]
+        self.page += [f"## {title}", "", text, "", f"![{title}](gallery/{name}.png)", ""]
         self.page += self.table([(label, figure) for label, figure, _ in panels if figure])
 
     @staticmethod
@@ -122,7 +122,7 @@ class Gallery:
         self.run("evaluate", out, burst / "truth.tif", "--reference", burst / "frame_001.tif", "--picture", picture)
         Image.open(picture).convert("RGB").quantize(255).save(self.folder / "comparison.png", optimize=True)
         self.page += ["## Five frames into one", "", "Five frames of 160 x 120 pixels with 0.05 K of noise. Bars finer "
-                      "than a pixel of the frames come apart again.", "", "![comparison](comparison.png)", ""]
+                      "than a pixel of the frames come apart again.", "", "![comparison](gallery/comparison.png)", ""]
         return burst
 
 
@@ -160,7 +160,8 @@ def rotated(gallery, degrees):
     return folder
 
 
-def main(program, folder):
+def main(program, docs):
+    folder = docs / "gallery"
     folder.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as scratch:
         gallery = Gallery(program, folder, Path(scratch))
@@ -201,7 +202,7 @@ def main(program, folder):
                       detail=(0, 0, 210, 110), span=(0, 42))
         intro = ["# Gallery", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own rendered "
                  f"scene (`oravo-superres simulate`, seed {SEED}). dB: PSNR of the whole image against the truth.", ""]
-        (folder / "README.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")
+        (docs / "gallery.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")
 
 
 if __name__ == "__main__":
