@@ -39,7 +39,7 @@ class Camera {
         float largest = 0.0f;
         for (const cv::Point2f& d : p.shifts) largest = std::max({largest, std::abs(d.x), std::abs(d.y)});
         margin_ = kFactor * (static_cast<int>(std::ceil(largest)) + 1) + kTaps;
-        scene_ = renderScene(high_, margin_);
+        scene_ = p.scene.empty() ? renderScene(high_, margin_) : middleOf(p.scene);
     }
 
     cv::Mat_<float> truth() const { return scene_(cv::Rect(cv::Point(margin_, margin_), high_)).clone(); }
@@ -59,6 +59,17 @@ class Camera {
     }
 
   private:
+    cv::Mat_<float> middleOf(const cv::Mat_<float>& picture) const {
+        const cv::Size needed = high_ + cv::Size(2 * margin_, 2 * margin_);
+        if (picture.cols < needed.width || picture.rows < needed.height) {
+            throw UserError(ExitCode::kUsage,
+                            format("a scene of %d x %d pixels is too small: %d x %d needed", picture.cols,
+                                   picture.rows, needed.width, needed.height));
+        }
+        const cv::Point origin((picture.cols - needed.width) / 2, (picture.rows - needed.height) / 2);
+        return picture(cv::Rect(origin, needed));
+    }
+
     Kernel kernel(float shift) const {
         Kernel taps{};
         vision::detail::shiftedPsf(psf_.data(), kTaps, static_cast<float>(kFactor) * shift, taps.data());

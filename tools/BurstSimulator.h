@@ -14,6 +14,7 @@ struct SimulationParameters {
     double noise = 0.05;              ///< standard deviation, in degrees Celsius
     int defects = 0;                  ///< isolated defective pixels, at the same places in every frame
     std::uint64_t seed = 1;
+    cv::Mat_<float> scene;  ///< a sharp picture whose middle is seen; empty: the rendered scene
 };
 
 struct Burst {
@@ -28,7 +29,7 @@ std::vector<cv::Point2f> randomShifts(int count, int reference, double largest, 
 /// whole-pixel part of the shift, blurred by the point-spread function moved by the rest, sampled at every
 /// second pixel; then Gaussian noise and status codes. The centre of frame pixel i lies at position 2 i + 0.5
 /// of the truth. Throws UserError when there is no room for so many defects, or a shift leaves the frame's
-/// own size behind.
+/// own size behind, or a given scene is too small.
 Burst simulateBurst(const SimulationParameters& parameters);
 
 }  // namespace oravo::tools

@@ -20,6 +20,7 @@ struct EnhanceCommand {
     std::string camera;
     bool every = false;
     Decode decode;
+    std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
     EnhanceParameters parameters;
 };
 void enhance(const EnhanceCommand& command);
@@ -35,6 +36,8 @@ struct SimulateCommand {
     float psfSigma = 0.683f;
     double maxShift = 1.0;
     std::string shifts;
+    std::string scene;
+    Decode sceneDecode;
     int defects = 0;
 };
 void simulate(const SimulateCommand& command);

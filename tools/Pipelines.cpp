@@ -1,5 +1,10 @@
 #include "tools/Pipelines.h"
 
+#include <algorithm>
+#include <iterator>
+
+#include "tools/ReferencePipeline.h"
+#include "tools/UserError.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
@@ -12,12 +17,8 @@ class FloatPipeline final : public Pipeline {
   public:
     FloatPipeline(cv::Size size, const PipelineParameters& p)
         : pipeline_(size.width, size.height, kWindowSize, static_cast<float>(kFactor)) {
-        pipeline_.setReferenceIndex(p.referenceIndex);
-        pipeline_.setPsfSigma(p.psfSigma);
-        pipeline_.setWeightTV(p.tvWeight);
-        pipeline_.setMaxCGIters(p.iterations);
-        pipeline_.setRelativeResidue(p.relativeResidue);
-        pipeline_.setRegError(p.registrationError);
+        pipeline_.setReferenceIndex(p.referenceIndex.value());
+        applySolverParameters(pipeline_, p);
         pipeline_.setDataIsNUC(p.rawCounts);
     }
 
@@ -29,17 +30,82 @@ class FloatPipeline final : public Pipeline {
         return shifts;
     }
 
+    std::vector<double> maskShares() const override { return maskSharesOf(pipeline_); }
+
   private:
     vision::SrFloat<Registration> pipeline_;
 };
 
-}  // namespace
-
-std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters) {
+std::unique_ptr<Pipeline> makeFloat(cv::Size size, const PipelineParameters& parameters) {
     if (parameters.registration == Registration::phase) {
         return std::make_unique<FloatPipeline<vision::SrFloatRegistration1>>(size, parameters);
     }
     return std::make_unique<FloatPipeline<vision::SrFloatRegistration2>>(size, parameters);
+}
+
+/// What the pipelines differ in; one row for each on offer.
+struct Offer {
+    PipelineKind kind;
+    const char* name;
+    std::unique_ptr<Pipeline> (*make)(cv::Size, const PipelineParameters&);
+    Registration registration;  // the default, or the only one
+    bool choosesRegistration;
+    int referenceIndex;  // the default, or the only one
+    bool choosesReference;
+    bool knowsRawCounts;
+    bool printsReport;
+};
+
+constexpr Offer kOffers[] = {
+    {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true, 3, true, true, true},
+    {PipelineKind::reference, "reference", makeReferencePipeline, Registration::phase, false, 0, false, true,
+     true},
+};
+
+const Offer& offerOf(PipelineKind kind) {
+    return *std::find_if(std::begin(kOffers), std::end(kOffers),
+                         [kind](const Offer& offer) { return offer.kind == kind; });
+}
+
+UserError unknownTo(const Offer& offer, const char* option, const char* reason) {
+    return {ExitCode::kUsage, std::string(option) + ": the " + offer.name + " pipeline " + reason};
+}
+
+}  // namespace
+
+std::vector<std::string> pipelineNames() {
+    std::vector<std::string> names;
+    for (const Offer& offer : kOffers) names.emplace_back(offer.name);
+    return names;
+}
+
+std::optional<PipelineKind> pipelineNamed(const std::string& name) {
+    for (const Offer& offer : kOffers) {
+        if (name == offer.name) return offer.kind;
+    }
+    return std::nullopt;
+}
+
+void settlePipeline(PipelineParameters& p) {
+    const Offer& offer = offerOf(p.kind);
+    p.registration = p.registration.value_or(offer.registration);
+    if (!offer.choosesRegistration && p.registration != offer.registration) {
+        const bool phase = offer.registration == Registration::phase;
+        throw unknownTo(offer, "--registration",
+                        phase ? "aligns frames by phase correlation only" : "aligns frames by corners only");
+    }
+    p.referenceIndex = p.referenceIndex.value_or(offer.referenceIndex);
+    if (!offer.choosesReference && p.referenceIndex != offer.referenceIndex) {
+        throw unknownTo(offer, "--reference-index", "always refers to the newest frame");
+    }
+    if (p.rawCounts && !offer.knowsRawCounts) {
+        throw unknownTo(offer, "--nuc", "takes values of any range as they are");
+    }
+    if (p.timing && !offer.printsReport) throw unknownTo(offer, "--timing", "prints no report");
+}
+
+std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters) {
+    return offerOf(parameters.kind).make(size, parameters);
 }
 
 }  // namespace oravo::tools

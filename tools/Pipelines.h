@@ -3,9 +3,18 @@
 
 #include <memory>
 #include <opencv2/core.hpp>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace oravo::tools {
+
+/// The library's ways from frames to an image.
+enum class PipelineKind {
+    floatingPoint,  ///< SrFloat
+    vector,         ///< SrFloatNeon
+    reference       ///< SuperResolution
+};
 
 /// How the frames of a burst are aligned.
 enum class Registration {
@@ -14,15 +23,25 @@ enum class Registration {
 };
 
 struct PipelineParameters {
-    Registration registration = Registration::corners;
-    int referenceIndex = 3;  ///< counted back from the newest frame of the window
+    PipelineKind kind = PipelineKind::floatingPoint;
+    std::optional<Registration> registration;  ///< none: the pipeline's own; settlePipeline() fills it in
+    std::optional<int> referenceIndex;         ///< counted back from the window's newest frame; likewise
     float psfSigma = 0.683f;
     float tvWeight = 400.0f;
     int iterations = 8;
     float relativeResidue = 0.007f;
     float registrationError = 0.0001f;
     bool rawCounts = false;
+    bool timing = false;  ///< lets the library's timing report through to standard output
 };
+
+/// The names of the pipelines on offer, and the pipeline of a name.
+std::vector<std::string> pipelineNames();
+std::optional<PipelineKind> pipelineNamed(const std::string& name);
+
+/// Fills in what was left to the pipeline. Throws UserError, naming the option, for a choice that the pipeline
+/// does not have.
+void settlePipeline(PipelineParameters& parameters);
 
 /// What the program needs of the library's pipelines, whatever their class; see SrFloat.
 class Pipeline {
@@ -38,10 +57,33 @@ class Pipeline {
     virtual int addFrame(const cv::Mat_<float>& frame) = 0;
     virtual float computeSR(cv::Mat_<float>& out) = 0;
     virtual std::vector<cv::Point2f> completeShifts() const = 0;
+    /// The share of each frame's pixels that the last run used, oldest first; empty where masks are not told.
+    virtual std::vector<double> maskShares() const { return {}; }
 };
 
-/// Throws what the library throws for parameters that it refuses.
+/// Throws what the library throws for parameters that it refuses. The parameters have to be settled.
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters);
+
+/// The parameters that all pipelines share.
+template <class Library>
+void applySolverParameters(Library& pipeline, const PipelineParameters& p) {
+    pipeline.setPsfSigma(p.psfSigma);
+    pipeline.setWeightTV(p.tvWeight);
+    pipeline.setMaxCGIters(p.iterations);
+    pipeline.setRelativeResidue(p.relativeResidue);
+    pipeline.setRegError(p.registrationError);
+}
+
+template <class Library>
+std::vector<double> maskSharesOf(const Library& pipeline) {
+    std::vector<cv::Mat_<unsigned char>> masks;
+    pipeline.getMasks(masks);
+    std::vector<double> shares;
+    for (const auto& mask : masks) {
+        shares.push_back(static_cast<double>(cv::countNonZero(mask)) / static_cast<double>(mask.total()));
+    }
+    return shares;
+}
 
 }  // namespace oravo::tools
 

@@ -9,6 +9,7 @@
 #include "tools/DefectsOptions.h"
 #include "tools/Messages.h"
 #include "tools/PendingFile.h"
+#include "tools/PipelineOptions.h"
 #include "tools/UserError.h"
 
 namespace {
@@ -62,20 +63,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
-    sub->add_option("--reference-index", p.referenceIndex,
-                    "Frame of the window of five whose grid the image lies on, counted back from the newest")
-        ->check(CLI::Range(0, Enhancer::kWindowSize - 1))
-        ->capture_default_str();
-    sub->add_option_function<std::string>(
-           "--registration",
-           [&p](const std::string& name) {
-               p.registration = name == "phase" ? Registration::phase : Registration::corners;
-           },
-           "How frames are aligned: tracked corners, or phase correlation (for even widths; needs fine "
-           "texture "
-           "where frames moved by more than a pixel)")
-        ->check(CLI::IsMember({"corners", "phase"}))
-        ->default_str("corners");
+    addPipelineOptions(*sub, p);
     CLI::Option* camera =
         sub->add_option("--camera", c.camera,
                         "Camera description that sets the blur: model number (101 to 108) and field of "
@@ -85,10 +73,12 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->check(numberWithin(0.0, 1e3, true))
         ->capture_default_str()
         ->excludes(camera);
-    sub->add_option("--tv-weight", p.tvWeight,
-                    "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
-        ->check(numberWithin(1.0, 1e30))
-        ->capture_default_str();
+    CLI::Option* weight =
+        sub->add_option(
+               "--tv-weight", p.tvWeight,
+               "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
+            ->check(numberWithin(1.0, 1e30))
+            ->capture_default_str();
     sub->add_option("--iterations", p.iterations, "The most steps of the solver")
         ->check(CLI::Range(1, 1000000))
         ->capture_default_str();
@@ -107,15 +97,32 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
     sub->add_option("--offset", c.decode.offset, "See --scale")
         ->check(numberWithin(-kUnbounded, kUnbounded))
         ->capture_default_str();
-    sub->add_flag("--nuc", p.rawCounts,
-                  "Values are raw counts: the plausible range is -32768 .. 32767 instead of -274 .. 5000");
+    CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
+                                     "Values are raw counts: the plausible range is -32768 .. 32767 instead "
+                                     "of -274 .. 5000. (The reference "
+                                     "pipeline refuses others)");
+    sub->add_option("--calibration", c.calibration,
+                    "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
+                    "each pixel's line through two frames of counts turns into temperatures. A temperature "
+                    "is a number or an image of floats")
+        ->expected(4)
+        ->excludes(nuc);
     sub->add_option("--shifts", c.shiftsFile,
                     "FILE.csv for the shifts of the last window's frames against their reference: "
                     "frame,dx,dy with frame(p + d) = reference(p)")
         ->check(notEmpty());
     sub->add_flag("--timing", p.timing, "Print the library's timing report to standard output");
     sub->footer(kExitCodes);
-    sub->callback([&c] { enhance(c); });
+    bool* const guarded = &p.guarded;
+    sub->add_flag_callback(
+        "--no-guard", [guarded] { *guarded = false; },
+        "Take every frame and parameter as given. Otherwise repeated frames are skipped, no window "
+        "reaches across a jump of level or contrast, frames that moved too far or do not fit are left "
+        "out, and the TV weight is lowered for noisy frames unless --tv-weight is given; each is said");
+    sub->callback([&c, weight] {
+        c.parameters.chooseWeight = weight->count() == 0;
+        enhance(c);
+    });
 }
 
 void addSimulate(CLI::App& app, SimulateCommand& c) {
@@ -142,6 +149,16 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
            "Displacements of the frames in pixels, x right, y down: \"dx,dy;dx,dy;...\" or a file with "
            "lines that end in dx,dy; frame(p + d) = reference(p)")
         ->check(notEmpty());
+    sub->add_option("--scene", c.scene,
+                    "Picture to take frames of instead of the rendered scene: its middle, twice the size of "
+                    "the frames")
+        ->check(notEmpty());
+    sub->add_option("--scale", c.sceneDecode.scale, "Decode of that picture: value = SCALE * stored + OFFSET")
+        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->capture_default_str();
+    sub->add_option("--offset", c.sceneDecode.offset, "See --scale")
+        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->capture_default_str();
     sub->add_option("--max-shift", c.maxShift, "Largest random displacement in x and y, in pixels")
         ->check(numberWithin(0.0, 1000.0))
         ->capture_default_str();

@@ -123,14 +123,20 @@ Minimization::Minimization(int lw, int lh, float f, bool reference)
 
 double Minimization::dot(const Vector& a, const Vector& b) const {
     double sum = 0.0;
-    float single = 0.0f;
-    if (reference_) {
-        for (std::size_t i = 0; i < a.size(); ++i) single += a[i] * b[i];
-    } else {
+    if (!reference_) {
         for (std::size_t i = 0; i < a.size(); ++i)
             sum += static_cast<double>(a[i]) * static_cast<double>(b[i]);
+        return sum;
     }
-    return reference_ ? static_cast<double>(single) : sum;
+    // Each product and each addition is off by at most 2^-24 of its own result.
+    float single = 0.0f;
+    double magnitudes = 0.0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        single += a[i] * b[i];
+        magnitudes += static_cast<double>(std::abs(a[i] * b[i]) + std::abs(single));
+    }
+    sumError = std::max(sumError, std::ldexp(magnitudes, -24) / std::abs(static_cast<double>(single)));
+    return static_cast<double>(single);
 }
 
 void Minimization::generatePsfs(int nFrames, const cv::Point_<float>* shifts) {
@@ -161,7 +167,6 @@ int Minimization::minimize(int nFrames, int refIndex, float* const* frames, cons
     const float m = static_cast<float>(dot(deviations, ones) / pixels);
     for (float& value : deviations) value -= m;
     const double squares = dot(deviations, deviations);
-    cancellation = 1.0;
     const float s = std::sqrt(static_cast<float>(squares / pixels));
     for (int k = 0; k < nFrames; ++k) {
         for (int i = 0; i < pixels; ++i) frames[k][i] = (frames[k][i] - m) / s;
@@ -209,11 +214,6 @@ bool Minimization::iteration(int nFrames, const char* const* masks) {
     q_.resize(n_);
     gradient(d_, nFrames, masks, q_);
     const float alpha = static_cast<float>(static_cast<double>(rr_) / dot(d_, q_));
-    if (watchCancellation) {
-        double magnitudes = 0.0;
-        for (std::size_t i = 0; i < n_; ++i) magnitudes += std::abs(static_cast<double>(d_[i] * q_[i]));
-        cancellation = std::max(cancellation, magnitudes / std::abs(dot(d_, q_)));
-    }
     for (std::size_t i = 0; i < n_; ++i) x_[i] += alpha * d_[i];
     for (std::size_t i = 0; i < n_; ++i) r_[i] -= alpha * q_[i];
     const double rrNew = dot(r_, r_);

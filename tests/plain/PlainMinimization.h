@@ -40,8 +40,8 @@ class Minimization {
     void gradient(const Vector& v, int nFrames, const char* const* masks, Vector& out);
     SparseOperators convolution;
     TotalVariation totalVariation;
-    bool watchCancellation = false;
-    double cancellation = 1.0;  ///< the largest sum |d q| / |d . q| of the last run's steps, when watched
+    /// The most by which rounding can have changed a sum of the reference solver, relative to that sum.
+    mutable double sumError = 0.0;
 
   private:
     int conjugateGradients(int nFrames, const char* const* masks, int budget);

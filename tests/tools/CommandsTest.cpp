@@ -1,12 +1,8 @@
-#include <sys/wait.h>
-
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <opencv2/imgcodecs.hpp>
-#include <sstream>
 
-#include "tests/tools/Scratch.h"
+#include "tests/tools/Program.h"
 #include "tools/Commands.h"
 #include "tools/Decode.h"
 #include "tools/FrameReader.h"
@@ -17,37 +13,6 @@
 
 namespace oravo::tools {
 namespace {
-
-/// Runs the program itself.
-class Program : public Scratch {
-  protected:
-    struct Outcome {
-        int code;
-        std::string out;
-        std::string err;
-    };
-
-    Outcome run(const std::string& arguments) const {
-        const std::string base = folder_.string() + "-run";
-        // Redirections come first, so that the arguments may hold others.
-        const std::string line =
-            "</dev/null >" + base + ".out 2>" + base + ".err " + ORAVO_SUPERRES + " " + arguments;
-        const int status = std::system(("cd " + folder_.string() + " && " + line).c_str());
-        Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text(base + ".out"),
-                        text(base + ".err")};
-        std::filesystem::remove(base + ".out");
-        std::filesystem::remove(base + ".err");
-        return outcome;
-    }
-
-    static std::string text(const std::string& file) {
-        std::stringstream all;
-        all << std::ifstream(file).rdbuf();
-        return all.str();
-    }
-
-    cv::Mat_<float> image(const std::string& name) const { return readSingleImage(path(name)); }
-};
 
 TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     for (const auto& [noise, registration] :
@@ -71,6 +36,22 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     EXPECT_NE(evaluated.out.find("bicubic"), std::string::npos);
     EXPECT_TRUE(std::filesystem::exists(path("c.png")));
     EXPECT_NE(run("enhance b -o o.tif --timing").out.find("minimization"), std::string::npos);
+}
+
+TEST_F(Program, SimulatesFramesOfAGivenPicture) {
+    cv::Mat_<ushort> picture(160, 200);
+    cv::theRNG().fill(picture, cv::RNG::UNIFORM, 7000, 9000);
+    writeImage(path("picture.png"), picture);
+    ASSERT_EQ(run("simulate -o b --scene picture.png --scale 0.01 --offset -50 --width 64 --height 48").code,
+              0);
+    cv::Mat_<float> expected;
+    picture(cv::Rect((200 - 128) / 2, (160 - 96) / 2, 128, 96)).convertTo(expected, CV_32F, 0.01, -50.0);
+    EXPECT_LT(cv::norm(image("b/truth.tif"), expected, cv::NORM_INF), 1e-5);
+    const Outcome small = run("simulate -o new --scene picture.png --width 100 --height 48");
+    EXPECT_EQ(small.code, 1);
+    EXPECT_NE(small.err.find("a scene of 200 x 160 pixels is too small: 220 x "), std::string::npos)
+        << small.err;
+    EXPECT_FALSE(std::filesystem::exists(path("new")));
 }
 
 TEST_F(Program, EveryGivesOneImagePerFrameFromTheFifth) {
@@ -131,6 +112,9 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --reference-index 5", 1},
                   {"enhance b -o o.tif --registration-error 1.5", 1},
                   {"enhance b -o o.tif --camera '101 FOV 3' --psf-sigma 1", 1},
+                  {"enhance b -o o.tif --pipeline fixed", 1},
+                  {"enhance b -o o.tif --pipeline reference --registration corners", 1},
+                  {"enhance b -o o.tif --pipeline reference --reference-index 3", 1},
                   {"simulate -o new --frames 3 --shifts '0,0;1,1'", 1},
                   {"enhance nothing -o o.tif", 2},
                   {"enhance four -o o.tif", 2},
@@ -147,7 +131,7 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"evaluate b/truth.tif b/truth.tif >/dev/full", 3},
                   {"simulate -o b --frames 3 --width 64 --height 48", 3},
                   {"simulate -o new --defects 900 --width 64 --height 48", 1},
-                  {"enhance far -o o.tif", 4}};
+                  {"enhance far -o o.tif --no-guard", 4}};
     for (const auto& c : kCases) {
         const Outcome outcome = run(c.arguments);
         EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.err;
@@ -157,7 +141,8 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
         EXPECT_EQ(outcome.err.find('\n', complaintAt), outcome.err.size() - 1) << c.arguments << outcome.err;
         EXPECT_EQ(entries(), before) << c.arguments;
     }
-    EXPECT_EQ(run("enhance far -o new/ --every").code, 4);  // with a warning for each refused frame
+    EXPECT_EQ(run("enhance far -o new/ --every --no-guard").code,
+              4);  // with a warning for each refused frame
     EXPECT_EQ(entries(), before);
     for (const char* command : {"", "enhance ", "simulate ", "evaluate "}) {
         const Outcome help = run(std::string(command) + "--help");
@@ -174,13 +159,13 @@ std::string burstWithOneFarFrame(const std::string& third, const std::string& si
 
 TEST_F(Program, NamesTheFrameThatMovedTooFar) {
     ASSERT_EQ(run(burstWithOneFarFrame("11,0", "--width 320 --height 20")).code, 0);
-    const Outcome refused = run("enhance far -o o.tif");
+    const Outcome refused = run("enhance far -o o.tif --no-guard");
     EXPECT_EQ(refused.code, 4);
     EXPECT_NE(refused.err.find("no enlarged image: frame 2 moved by (11."), std::string::npos) << refused.err;
     EXPECT_NE(refused.err.find(" pixels, half the frame height or more\n"), std::string::npos) << refused.err;
     EXPECT_EQ(entries(), 1u);
     ASSERT_EQ(run(burstWithOneFarFrame("0.1,13", "--width 160 --height 120")).code, 0);
-    const Outcome warned = run("enhance far -o o.tif");
+    const Outcome warned = run("enhance far -o o.tif --no-guard");
     EXPECT_EQ(warned.code, 0);
     EXPECT_NE(warned.err.find("warning: frame 4: frame 2 moved by (0.1, 13.0) pixels, more than a tenth of"),
               std::string::npos)
@@ -193,7 +178,12 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
     cv::Mat_<float> bad = image("b/frame_005.tif");
     bad(cv::Rect(20, 20, 9, 9)) = pixelOf(vision::CODE_BAD_PIXEL);
     writeImage(path("b/frame_005.tif"), bad);
-    const Outcome outcome = run("enhance b -o each/ --every");
+    const Outcome guarded = run("enhance b -o guarded/ --every");
+    EXPECT_NE(guarded.err.find("guarded/: 6 images of 128 x 96 pixels, 1 frames without one\n"),
+              std::string::npos)
+        << guarded.err;
+    EXPECT_FALSE(std::filesystem::exists(path("guarded/frame_000005.tif")));
+    const Outcome outcome = run("enhance b -o each/ --every --no-guard");
     EXPECT_EQ(outcome.code, 0) << outcome.err;
     EXPECT_NE(outcome.err.find("each/: 2 images of 128 x 96 pixels, 5 frames without one\n"),
               std::string::npos);
@@ -202,7 +192,9 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
     EXPECT_EQ(files.name(0), path("each/frame_000004.tif"));
     EXPECT_EQ(files.name(1), path("each/frame_000010.tif"));
     std::filesystem::remove(path("b/frame_010.tif"));
-    EXPECT_EQ(run("enhance b -o last.tif").code, 4);  // its window still holds the bad frame
+    EXPECT_EQ(run("enhance b -o last.tif --no-guard").code, 4);  // its window still holds the bad frame
+    EXPECT_EQ(run("enhance b -o last.tif").code, 0);
+    EXPECT_EQ(cv::norm(image("last.tif"), image("guarded/frame_000009.tif")), 0.0);
 }
 
 TEST_F(Program, SaysOnceWhatIsWrongWithUnitsAndCamera) {

@@ -1,0 +1,42 @@
+#include "tools/ValueReader.h"
+
+#include "tools/Messages.h"
+
+namespace oravo::tools {
+
+ValueReader::ValueReader(FrameReader& reader, const EnhanceCommand& command, cv::Size frameSize)
+    : reader_(reader),
+      decode_(command.decode),
+      rawCounts_(command.parameters.rawCounts),
+      wantsSignedCounts_(rawCounts_ && command.parameters.kind == PipelineKind::reference),
+      range_(PlausibleRange::of(rawCounts_)) {
+    if (!command.calibration.empty()) calibration_.emplace(command.calibration, decode_, frameSize);
+}
+
+ValueReader::Frame ValueReader::read(std::size_t index) {
+    const std::string name = reader_.name(index);
+    Frame frame{decode_(reader_.read(index)), true};
+    if (calibration_) frame.values = (*calibration_)(frame.values, name);
+    if (wantsSignedCounts_) signedCounts(frame.values, name);
+    const double outside = range_.shareOutside(frame.values);
+    if (outside > 0.5) {
+        if (!told_) tell(outside, name);
+        told_ = true;
+        frame.plausible = false;
+    }
+    return frame;
+}
+
+void ValueReader::tell(double outside, const std::string& name) const {
+    const char* mend = "decode the counts with --scale and --offset";
+    if (calibration_) {
+        mend = "the calibration does not fit these counts";
+    } else if (!rawCounts_) {
+        mend = "pass --nuc for raw counts, or decode them to degrees with --scale and --offset";
+    }
+    warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
+                100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
+                mend));
+}
+
+}  // namespace oravo::tools
