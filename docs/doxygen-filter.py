@@ -1,5 +1,5 @@
-"""Gives Doxygen what it does not derive from Markdown by itself: an anchor for each heading, unique among the pages, and
-links that lead to them. Prints the page; the repository's own renderers need none of it.
+"""Gives Doxygen what it does not derive from Markdown by itself: an anchor for each heading, unique among the pages,
+and links that lead to them. Prints the page; the repository's own renderers need none of it.
 
     doxygen-filter.py FILE
 """

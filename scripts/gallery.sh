@@ -8,7 +8,6 @@ source "$root/scripts/lib.sh"
 
 need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev python3-numpy python3-pil
 
-cmake -S "$root" -B "$root/build-demo" -G Ninja -DCMAKE_BUILD_TYPE=Release \
-    -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF >/dev/null
-cmake --build "$root/build-demo"
-/usr/bin/python3 "$root/scripts/gallery.py" "$root/build-demo/tools/oravo-superres" "${1:-$root/docs}"
+cd "$root"
+build_in build-demo -DCMAKE_BUILD_TYPE=Release -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF
+/usr/bin/python3 scripts/gallery.py build-demo/tools/oravo-superres "${1:-docs}"

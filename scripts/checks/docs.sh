@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Makes the reference of the public headers, with the pages around it, in out/docs/html: any warning fails. Follows the
-# links of all pages.
+# the reference of the public headers builds without a warning (in out/docs/html), and every link leads somewhere
 #
 #   scripts/checks/docs.sh
 set -euo pipefail

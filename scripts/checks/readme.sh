@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Does what README.md says, as it stands: runs its sh blocks in their order in one shell, with the blocks that name a file
-# written under that name, in a copy of the tree and an empty home. Then holds the results against each other, and the
-# figures that the README prints against those that its commands measured.
+# what README.md says works as it stands, and its figures hold
+#
+# Its sh blocks run in their order in one shell, and blocks that name a file are written under that name, in a copy of
+# the tree and an empty home. The resulting images have to be the same in all languages.
 #
 #   scripts/checks/readme.sh
 set -euo pipefail
