@@ -205,8 +205,8 @@ def main(program, docs):
                       [("reference frame", "", frame), ("enlarged", figure, repaired)],
                       detail=(0, 0, 210, 110), span=(0, 42))
         intro = ["# Gallery", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own "
-                 f"rendered scene (`oravo-superres simulate`, seed {SEED}; `enhance --no-guard`). dB: PSNR of the whole "
-                 "image against the truth.", ""]
+                 f"rendered scene (`oravo-superres simulate`, seed {SEED}; `enhance --no-guard`). dB: PSNR of "
+                 "the whole image against the truth.", ""]
         (docs / "gallery.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")
 
 

@@ -35,11 +35,12 @@ done
 
 export PKG_CONFIG_PATH=$library/pkgconfig
 options=$(pkg-config --cflags --libs oravo-superresolution | sed 's/-I\([^ ]*opencv4\)/-isystem \1/g')
+warnings="-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror" # CMake's way hides what headers would draw
 # shellcheck disable=SC2086 # options are several words
 {
-    "${CC:-cc}" $flags -std=c99 -pedantic-errors -Wall -Wextra -Werror "$here/consumer/host.c" \
-        -o "$scratch/c_host" $options
-    "${CXX:-c++}" $flags -std=c++17 -I"$scratch/hosts" "$here/consumer/host.cpp" -o "$scratch/cpp_host" $options
+    "${CC:-cc}" $flags $warnings -std=c99 -pedantic-errors "$here/consumer/host.c" -o "$scratch/c_host" $options
+    "${CXX:-c++}" $flags $warnings -std=c++17 -I"$scratch/hosts" "$here/consumer/host.cpp" -o "$scratch/cpp_host" \
+        $options
 }
 run "$scratch/c_host"
 run "$scratch/cpp_host"
