@@ -4,9 +4,11 @@
 //
 // The method is total variation in its bilateral form with dense optical flow (createSuperResolution_BTVL1), at its
 // default settings but for the number of frames. It samples the scene at the frames' pixel centres: result pixel 2 i
-// lies where pixel i of the middle frame does.
+// lies where pixel i of the middle frame does. The method leaves out some pixels along the border; here they carry no
+// value.
 
 #include <iostream>
+#include <limits>
 #include <opencv2/superres.hpp>
 
 #include "tools/Decode.h"
@@ -50,7 +52,11 @@ cv::Mat enlarged(FrameReader& reader) {
     for (int i = 0; i <= kRadius; ++i) method->nextFrame(result);
     cv::Mat values;
     result.convertTo(values, CV_32F, highest - lowest, lowest);
-    return values;
+    const int border = (2 * reader.read(0).rows - values.rows) / 2;
+    cv::Mat whole;
+    cv::copyMakeBorder(values, whole, border, border, border, border, cv::BORDER_CONSTANT,
+                       cv::Scalar(std::numeric_limits<double>::quiet_NaN()));
+    return whole;
 }
 
 }  // namespace
