@@ -14,7 +14,8 @@ namespace oravo::vision::detail {
 /// A fixed-size array of plain values, zero at birth, aligned for vector loads, shared by its copies.
 ///
 /// Copying a Buffer copies the handle: both refer to the same memory, which is freed with the last of them.
-/// So a class that holds Buffers may be copied member by member and needs no destructor.
+/// So a class that holds Buffers may be copied member by member and needs no destructor. Throws what zeroedMemory
+/// throws.
 template <class T>
 class Buffer {
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);

@@ -6,7 +6,8 @@
 
 namespace oravo::vision::detail {
 
-/// `bytes` of zeroed memory, aligned for vector loads, freed with the last handle. Throws std::bad_alloc.
+/// `bytes` of zeroed memory, aligned for vector loads, freed with the last handle. Throws what promiseMemory throws, or
+/// std::bad_alloc.
 ///
 /// The solver walks through many images side by side, each walk crossing into another page after a few rows. Large
 /// blocks therefore ask the system for huge pages, which spares it most address translations; where it has none to
