@@ -14,8 +14,8 @@ namespace {
 void shifts(const std::string& textOrFile) {
     const std::vector<cv::Point2f> understood = tools::parseShifts(textOrFile);
     require(!understood.empty(), "a table without shifts is refused");
-    const std::vector<std::size_t> numbers(understood.size());
-    const std::string table = tools::shiftTable(understood, numbers, "remark");
+    const std::vector<std::size_t> frames(understood.size(), 0);
+    const std::string table = tools::shiftTable(understood, frames, "remark");
     const std::vector<cv::Point2f> again = tools::parseShifts(MemoryFile(table.data(), table.size()).path());
     require(again.size() == understood.size(), "as many shifts are read back");
     for (std::size_t i = 0; i < again.size(); ++i) {
