@@ -7,6 +7,7 @@
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
+#include "tools/ResultFiles.h"
 #include "tools/ShiftTable.h"
 #include "tools/UserError.h"
 #include "tools/ValueReader.h"
@@ -97,10 +98,9 @@ class Enhancement {
                 cv::Size size)
         : command_(command),
           reader_(reader),
-          psfSigma_(parameters.psfSigma),
           enhancer_(size, parameters),
           values_(reader, command, size),
-          results_(command.results, reader),
+          results_(command, reader),
           enlargedSize_(size * Enhancer::kFactor),
           sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
 
@@ -116,21 +116,15 @@ class Enhancement {
         }
         sink_.finish();
         if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
-        results_.write(unitOf(command_), psfSigma_);
+        results_.write(values_, enhancer_.parameters());
         note(format("%s: %zu image%s of %d x %d pixels%s", command_.output.c_str(), sink_.count(),
                     sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height,
                     refused_ == 0 ? "" : format(", %zu frames without one", refused_).c_str()));
     }
 
   private:
-    static std::string unitOf(const EnhanceCommand& command) {
-        const bool counts = command.decode.unit.empty() && command.parameters.rawCounts;
-        return counts ? "counts" : command.decode.unit;
-    }
-
     void takeIn(std::size_t index) {
         const ValueReader::Frame frame = values_.read(index);
-        results_.takeIn(frame.values);
         const std::optional<std::string> told = enhancer_.addFrame(frame.values);
         if (told && frame.plausible) {  // of an implausible frame the important thing has been said
             warn(format("frame %zu (%s) %s", index, reader_.name(index).c_str(), told->c_str()));
@@ -158,7 +152,6 @@ class Enhancement {
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
-    float psfSigma_;
     Enhancer enhancer_;
     ValueReader values_;
     ResultFiles results_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/StopWatch.h"
 #include "tools/Messages.h"
 #include "tools/StandardOutputGuard.h"
 #include "tools/UserError.h"
@@ -69,7 +70,10 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     Enlarged result;
     try {
         const StandardOutputGuard guard(!parameters_.timing);
+        StopWatch watch;
         result.gain = pipeline_->computeSR(result.image);
+        result.seconds = watch.stop();
+        result.stages = stageTimes(guard.text());
     } catch (...) {
         const std::string text = currentExceptionText();
         refusal.reason = text;
@@ -85,6 +89,8 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     }
     result.shifts = pipeline_->completeShifts();
     result.masks = pipeline_->masks();
+    for (std::size_t i = windowStart(); i < added_; ++i) result.frames.push_back(i);
+    result.reference = referenceFrame();
     if (result.gain == kTooLargeMotion) {
         result.warning = displacementFrom(size_.height / 10).value_or("a frame moved") +
                          ", more than a tenth of the frame height";

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/Pipelines.h"
+#include "tools/StageTimes.h"
 
 namespace oravo::tools {
 
@@ -18,11 +19,14 @@ struct EnhanceParameters : PipelineParameters {};
 /// An enlarged image and what the library told about it.
 struct Enlarged {
     cv::Mat_<float> image;
-    float gain = 0.0f;                ///< estimated resolution gain; 0 where a warning took its place
-    std::string warning;              ///< empty where all went well
-    std::vector<cv::Point2f> shifts;  ///< of the window's frames against the reference, oldest first
-    std::vector<cv::Mat_<uchar>>
-        masks;  ///< 1 where a frame agrees with the reference, on the reference's grid
+    float gain = 0.0f;                   ///< estimated resolution gain; 0 where a warning took its place
+    std::string warning;                 ///< empty where all went well
+    std::vector<cv::Point2f> shifts;     ///< of the window's frames against the reference, oldest first
+    std::vector<std::size_t> frames;     ///< their numbers in the recording
+    std::size_t reference = 0;           ///< number of the frame whose grid the image lies on
+    std::vector<cv::Mat_<uchar>> masks;  ///< on that grid: 1 where a frame agrees with the reference
+    std::vector<StageTime> stages;       ///< what took how long
+    double seconds = 0.0;                ///< that all of it took
 };
 
 /// Why a window of frames gave no image, in words for its user.
@@ -39,6 +43,9 @@ class Enhancer {
 
     /// Throws UserError for parameters that the library refuses.
     Enhancer(cv::Size frameSize, const EnhanceParameters& parameters);
+
+    /// With what was left to the pipeline filled in.
+    const EnhanceParameters& parameters() const { return parameters_; }
 
     /// Takes in the next frame. Returns what is to be told about it, nothing where all is well.
     std::optional<std::string> addFrame(const cv::Mat_<float>& frame);

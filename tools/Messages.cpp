@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/Exception.h"
+#include "tools/Guard.h"
 
 namespace oravo::tools {
 
@@ -28,7 +29,7 @@ void note(const std::string& line) {
 }
 
 void warn(const std::string& line) {
-    std::cerr << "oravo-superres: warning: " << line << '\n';
+    warn(Guard{"warning", std::nullopt, line, ""});
 }
 
 std::string currentExceptionText() {
