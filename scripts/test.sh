@@ -9,7 +9,8 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/scripts/lib.sh"
 build=${1:-$root/build-test}
 
-need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev libgtest-dev libbenchmark-dev
+need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev libgtest-dev \
+    libbenchmark-dev pkg-config python3-numpy python3-pytest
 
 echo "== Building in $build"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DORAVO_WARNINGS_AS_ERRORS=ON >"$build.configure.log" 2>&1 ||

@@ -14,6 +14,8 @@
 
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatNeon.h"
+#include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/reference/SuperResolution.h"
 
@@ -123,17 +125,14 @@ TEST(Allocation, CounterSeesWhatItShould) {
     EXPECT_EQ(own[0], 0.0f);
 }
 
-TEST(Allocation, IntakeAndRunAllocateNothing) {
+constexpr int kSide = 64;
+
+template <class Pipeline>
+void expectNoAllocations(const std::vector<Image>& frames) {
     cv::setNumThreads(1);
-    constexpr int kSide = 64;
-    std::vector<Point> shifts;
-    for (int i = 0; i < 8; ++i)
-        shifts.emplace_back(0.3f * static_cast<float>(i % 5), 0.2f * static_cast<float>(i % 3));
-    std::vector<Image> frames = burst(Scene(5, kSide, kSide), kSide, kSide, shifts);
-    for (Image& frame : frames) frame(10, 10) = std::nanf("");  // so that masking and refilling have work
-    vision::SrFloat<vision::SrFloatRegistration2> pipeline(kSide, kSide, 5, 2.0f);
+    Pipeline pipeline(kSide, kSide, 5, 2.0f);
     Image out(2 * kSide, 2 * kSide);
-    for (int i = 0; i < 6; ++i) pipeline.addFrame(frames[static_cast<std::size_t>(i)]);
+    for (std::size_t i = 0; i < 6; ++i) pipeline.addFrame(frames[i]);
     {
         Counting first;
         pipeline.computeSR(out.ptr<float>());
@@ -150,8 +149,17 @@ TEST(Allocation, IntakeAndRunAllocateNothing) {
     EXPECT_EQ(ours, 0) << culprit;
 }
 
+TEST(Allocation, IntakeAndRunAllocateNothing) {
+    std::vector<Point> shifts;
+    for (int i = 0; i < 8; ++i)
+        shifts.emplace_back(0.3f * static_cast<float>(i % 5), 0.2f * static_cast<float>(i % 3));
+    std::vector<Image> frames = burst(Scene(5, kSide, kSide), kSide, kSide, shifts);
+    expectNoAllocations<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>(frames);
+    for (Image& frame : frames) frame(10, 10) = std::nanf("");  // so that masking and refilling have work
+    expectNoAllocations<vision::SrFloat<vision::SrFloatRegistration2>>(frames);
+}
+
 TEST(Allocation, ReferenceRunsAllocateNothingAfterTheFirst) {
-    constexpr int kSide = 64;
     const std::vector<Image> frames = burst(Scene(5, kSide, kSide), kSide, kSide, {{0, 0}, {0.3f, 0.2f}});
     vision::SuperResolution pipeline(kSide, kSide, 2, 2.0f);
     Image out(2 * kSide, 2 * kSide);

@@ -5,6 +5,7 @@
 #include "tools/Commands.h"
 #include "tools/FileNames.h"
 #include "tools/FrameReader.h"
+#include "tools/FrameWindow.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
 #include "tools/ResultFiles.h"
@@ -16,6 +17,8 @@ namespace oravo::tools {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
 
 bool namesFolder(const std::string& output) {
     std::error_code ignored;
@@ -80,9 +83,21 @@ EnhanceParameters withCamera(const EnhanceCommand& command) {
     return parameters;
 }
 
-void summarise(const Enlarged& enlarged, std::size_t newest) {
-    if (!enlarged.warning.empty()) warn(format("frame %zu: %s", newest, enlarged.warning.c_str()));
-    std::string line = format("frame %zu: ", newest);
+/// The numbers of frames: first to last, or one by one where some are missing.
+std::string numbers(const std::vector<std::size_t>& frames) {
+    if (frames.back() - frames.front() + 1 == frames.size()) {
+        return format("%zu to %zu", frames.front(), frames.back());
+    }
+    std::string text = std::to_string(frames.front());
+    for (std::size_t i = 1; i < frames.size(); ++i) text += ", " + std::to_string(frames[i]);
+    return text;
+}
+
+void summarise(const Enlarged& enlarged) {
+    const std::size_t newest = enlarged.frames.back();
+    if (!enlarged.warning.empty())
+        warn(Guard{"result", newest, format("frame %zu: %s", newest, enlarged.warning.c_str()), ""});
+    std::string line = format("frames %s: ", numbers(enlarged.frames).c_str());
     if (enlarged.warning.empty()) line += format("gain %.2f, ", static_cast<double>(enlarged.gain));
     line += "shifts";
     for (const cv::Point2f& d : enlarged.shifts) {
@@ -98,7 +113,7 @@ class Enhancement {
                 cv::Size size)
         : command_(command),
           reader_(reader),
-          enhancer_(size, parameters),
+          window_(size, parameters, command.every),
           values_(reader, command, size),
           results_(command, reader),
           enlargedSize_(size * Enhancer::kFactor),
@@ -106,53 +121,69 @@ class Enhancement {
 
     void run() {
         for (std::size_t i = 0; i < reader_.count(); ++i) {
-            takeIn(i);
-            const bool wanted = command_.every || i + 1 == reader_.count();
-            if (enhancer_.ready() && wanted) enlarge(i);
+            const bool taken = takeIn(i);
+            if (command_.every && i + 1 >= kWindow) enlargeEach(i, taken);
         }
+        if (!command_.every) enlargeLast();
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
                             command_.every ? "no frame could be enlarged; nothing was written" : refusal_);
         }
         sink_.finish();
         if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
-        results_.write(values_, enhancer_.parameters());
-        note(format("%s: %zu image%s of %d x %d pixels%s", command_.output.c_str(), sink_.count(),
-                    sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height,
-                    refused_ == 0 ? "" : format(", %zu frames without one", refused_).c_str()));
+        results_.write();
+        note(format("%s: %zu image%s of %d x %d pixels", command_.output.c_str(), sink_.count(),
+                    sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height) +
+             (refused_ == 0 ? "" : format(", %zu frames without one", refused_)) + window_.skipped());
     }
 
   private:
-    void takeIn(std::size_t index) {
+    bool takeIn(std::size_t index) {
         const ValueReader::Frame frame = values_.read(index);
-        const std::optional<std::string> told = enhancer_.addFrame(frame.values);
-        if (told && frame.plausible) {  // of an implausible frame the important thing has been said
-            warn(format("frame %zu (%s) %s", index, reader_.name(index).c_str(), told->c_str()));
+        // Of an implausible frame the important thing has been said.
+        return window_.add(frame.values, reader_.name(index), !frame.plausible);
+    }
+
+    /// A frame that was skipped, or stands too near behind a jump, has no image, and that has been said.
+    void enlargeEach(std::size_t newest, bool taken) {
+        if (!taken || !window_.ready()) {
+            ++refused_;
+        } else if (!enlarge(newest)) {
+            warn(refusal_);
+            ++refused_;
         }
     }
 
-    void enlarge(std::size_t newest) {
+    void enlargeLast() {
+        if (!window_.ready()) {
+            refusal_ = format("no enlarged image: fewer than %zu frames in a row belong together%s", kWindow,
+                              window_.skipped().c_str());
+            return;
+        }
+        enlarge(reader_.count() - 1);
+    }
+
+    bool enlarge(std::size_t newest) {
         Refusal refusal;
-        const std::optional<Enlarged> enlarged = enhancer_.run(refusal);
+        const std::optional<Enlarged> enlarged = window_.run(refusal);
         if (!enlarged) {
             refusal_ = format("frame %zu (%s): no enlarged image: %s", newest, reader_.name(newest).c_str(),
                               refusal.reason.c_str());
-            if (command_.every) warn(refusal_);
-            ++refused_;
-            return;
+            return false;
         }
-        summarise(*enlarged, newest);
+        summarise(*enlarged);
         sink_.add(enlarged->image, newest);
         results_.take(*enlarged);
-        shifts_ = shiftTable(enlarged->shifts, newest + 1 - enlarged->shifts.size(),
+        shifts_ = shiftTable(enlarged->shifts, enlarged->frames,
                              format("estimated shifts in input pixels; frame(p + d) = reference(p); "
                                     "reference is frame %zu",
-                                    enhancer_.referenceFrame()));
+                                    enlarged->reference));
+        return true;
     }
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
-    Enhancer enhancer_;
+    FrameWindow window_;
     ValueReader values_;
     ResultFiles results_;
     cv::Size enlargedSize_;
@@ -166,7 +197,6 @@ class Enhancement {
 
 void enhance(const EnhanceCommand& command) {
     FrameReader reader(command.inputs, command.reading);
-    constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
     if (reader.count() < kWindow) {
         throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
     }

@@ -45,26 +45,44 @@ Enhancer::Enhancer(cv::Size frameSize, const EnhanceParameters& parameters)
       pipeline_(acceptedPipeline(frameSize, parameters_)) {
 }
 
-std::optional<std::string> Enhancer::addFrame(const cv::Mat_<float>& frame) {
+void Enhancer::restart(int referenceIndex, float tvWeight) {
+    parameters_.referenceIndex = referenceIndex;
+    parameters_.tvWeight = tvWeight;
+    pipeline_ = acceptedPipeline(size_, parameters_);
+    window_.clear();
+    inputs_.clear();
+    refused_.clear();
+}
+
+Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& frame) {
     const StandardOutputGuard guard(!parameters_.timing);
     const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
-    const std::size_t index = added_++;
+    if (window_.size() == static_cast<std::size_t>(kWindowSize)) {
+        window_.pop_front();
+        inputs_.pop_front();
+        refused_.pop_front();
+    }
+    window_.push_back(number);
+    inputs_.push_back(dense);
+    refused_.push_back(false);
     try {
-        if (pipeline_->addFrame(dense) != kFallbackValue) return std::nullopt;
-        return "has a defective pixel without enough sound neighbours; a stand-in value was used";
+        if (pipeline_->addFrame(dense) != kFallbackValue) return {};
+        return {"has a defective pixel without enough sound neighbours; a stand-in value was used", false};
     } catch (...) {
         const std::string text = currentExceptionText();
-        refused_.insert(index);
-        if (!startsWith(text, kTooManyDefects)) return text;
-        return std::string("has more defective or implausible pixels than can be repaired") +
-               (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --encoding)");
+        refused_.back() = true;
+        if (!startsWith(text, kTooManyDefects)) return {text, true};
+        return {std::string("has more defective or implausible pixels than can be repaired") +
+                    (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --encoding)"),
+                true};
     }
 }
 
 std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
-    const auto refused = refused_.lower_bound(windowStart());
+    const auto refused = std::find(refused_.begin(), refused_.end(), true);
     if (refused != refused_.end()) {
-        refusal.reason = format("frame %zu has too many defective pixels", *refused);
+        refusal.position = static_cast<std::size_t>(refused - refused_.begin());
+        refusal.reason = format("frame %zu has too many defective pixels", window_[*refusal.position]);
         return std::nullopt;
     }
     Enlarged result;
@@ -78,8 +96,8 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
         const std::string text = currentExceptionText();
         refusal.reason = text;
         if (startsWith(text, kTooLargeDisplacement)) {
-            refusal.reason = displacementFrom(size_.height / 2).value_or("a frame moved") +
-                             ", half the frame height or more";
+            refusal.position = displacedFrom(size_.height / 2);
+            refusal.reason = displacement(refusal.position) + ", half the frame height or more";
         }
         return std::nullopt;
     }
@@ -88,12 +106,15 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
         return std::nullopt;
     }
     result.shifts = pipeline_->completeShifts();
+    result.frames.assign(window_.begin(), window_.end());
+    result.inputs.assign(inputs_.begin(), inputs_.end());
+    const std::size_t index = static_cast<std::size_t>(parameters_.referenceIndex.value());
+    result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)];
     result.masks = pipeline_->masks();
-    for (std::size_t i = windowStart(); i < added_; ++i) result.frames.push_back(i);
-    result.reference = referenceFrame();
+    result.parameters = parameters_;
     if (result.gain == kTooLargeMotion) {
-        result.warning = displacementFrom(size_.height / 10).value_or("a frame moved") +
-                         ", more than a tenth of the frame height";
+        result.warning =
+            displacement(displacedFrom(size_.height / 10)) + ", more than a tenth of the frame height";
     } else if (result.gain == kTooFewValidPixels) {
         result.warning = "at least half of a frame's pixels do not agree with the reference frame";
     }
@@ -101,19 +122,21 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     return result;
 }
 
-std::optional<std::string> Enhancer::displacementFrom(int pixels) const {
+std::optional<std::size_t> Enhancer::displacedFrom(int pixels) const {
     const std::vector<cv::Point2f> shifts = pipeline_->completeShifts();
     const float limit = static_cast<float>(pixels);
-    for (std::size_t i = 0; i < shifts.size(); ++i) {
-        if (std::abs(shifts[i].x) < limit && std::abs(shifts[i].y) < limit) continue;
-        return format("frame %zu moved by (%.1f, %.1f) pixels", windowStart() + i,
-                      static_cast<double>(shifts[i].x), static_cast<double>(shifts[i].y));
-    }
-    return std::nullopt;
+    const auto displaced = std::find_if(shifts.begin(), shifts.end(), [limit](cv::Point2f d) {
+        return std::abs(d.x) >= limit || std::abs(d.y) >= limit;
+    });
+    if (displaced == shifts.end()) return std::nullopt;
+    return static_cast<std::size_t>(displaced - shifts.begin());
 }
 
-std::size_t Enhancer::referenceFrame() const {
-    return added_ - 1 - static_cast<std::size_t>(parameters_.referenceIndex.value());
+std::string Enhancer::displacement(std::optional<std::size_t> position) const {
+    if (!position) return "a frame moved";
+    const cv::Point2f d = pipeline_->completeShifts()[*position];
+    return format("frame %zu moved by (%.1f, %.1f) pixels", window_[*position], static_cast<double>(d.x),
+                  static_cast<double>(d.y));
 }
 
 }  // namespace oravo::tools

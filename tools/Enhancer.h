@@ -2,10 +2,10 @@
 #define ORAVO_TOOLS_ENHANCER_H
 
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <opencv2/core.hpp>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -14,24 +14,30 @@
 
 namespace oravo::tools {
 
-struct EnhanceParameters : PipelineParameters {};
+struct EnhanceParameters : PipelineParameters {
+    bool guarded = true;       ///< acts on what is found wrong with the frames
+    bool chooseWeight = true;  ///< when guarded, the TV weight may be lowered for noisy frames
+};
 
 /// An enlarged image and what the library told about it.
 struct Enlarged {
     cv::Mat_<float> image;
-    float gain = 0.0f;                   ///< estimated resolution gain; 0 where a warning took its place
-    std::string warning;                 ///< empty where all went well
-    std::vector<cv::Point2f> shifts;     ///< of the window's frames against the reference, oldest first
-    std::vector<std::size_t> frames;     ///< their numbers in the recording
-    std::size_t reference = 0;           ///< number of the frame whose grid the image lies on
-    std::vector<cv::Mat_<uchar>> masks;  ///< on that grid: 1 where a frame agrees with the reference
-    std::vector<StageTime> stages;       ///< what took how long
-    double seconds = 0.0;                ///< that all of it took
+    float gain = 0.0f;                    ///< estimated resolution gain; 0 where a warning took its place
+    std::string warning;                  ///< empty where all went well
+    std::vector<cv::Point2f> shifts;      ///< of the window's frames against the reference, oldest first
+    std::vector<std::size_t> frames;      ///< their numbers in the recording
+    std::size_t reference = 0;            ///< number of the frame whose grid the image lies on
+    std::vector<cv::Mat_<float>> inputs;  ///< the frames as they were given
+    std::vector<cv::Mat_<uchar>> masks;   ///< on the reference's grid: 1 where a frame agrees with it
+    EnhanceParameters parameters;         ///< that it was computed with
+    std::vector<StageTime> stages;        ///< what took how long
+    double seconds = 0.0;                 ///< that all of it took
 };
 
 /// Why a window of frames gave no image, in words for its user.
 struct Refusal {
     std::string reason;
+    std::optional<std::size_t> position;  ///< of the frame in the window, where one is to blame
 };
 
 /// The library's pipeline with a window of five frames and twofold enlargement, its status values and
@@ -44,32 +50,39 @@ class Enhancer {
     /// Throws UserError for parameters that the library refuses.
     Enhancer(cv::Size frameSize, const EnhanceParameters& parameters);
 
-    /// With what was left to the pipeline filled in.
+    /// With the reference and the weight settled for good.
     const EnhanceParameters& parameters() const { return parameters_; }
 
-    /// Takes in the next frame. Returns what is to be told about it, nothing where all is well.
-    std::optional<std::string> addFrame(const cv::Mat_<float>& frame);
+    /// Starts with an empty window. The reference, counted back from the newest frame, has to be one that the
+    /// pipeline can take.
+    void restart(int referenceIndex, float tvWeight);
 
-    /// Whether the window is full.
-    bool ready() const { return added_ >= static_cast<std::size_t>(kWindowSize); }
+    struct Intake {
+        std::string told;  ///< empty where all is well
+        bool refused =
+            false;  ///< the frame has too many defects; it holds a place in the window all the same
+    };
+    /// Takes in the next frame; its number is what it is called in messages.
+    Intake addFrame(std::size_t number, const cv::Mat_<float>& frame);
 
-    /// Enlarges the window that ends with the newest frame. On refusal the recording may go on.
+    /// Numbers of the frames in the window, oldest first.
+    const std::deque<std::size_t>& window() const { return window_; }
+
+    /// Enlarges the window. On refusal the recording may go on.
     std::optional<Enlarged> run(Refusal& refusal);
 
-    /// The frame, counted from 0 over all frames added, whose grid the next image lies on.
-    std::size_t referenceFrame() const;
-
   private:
-    std::size_t windowStart() const { return added_ - static_cast<std::size_t>(kWindowSize); }
-    /// The first frame of the window that moved by so much in x or y, in words. (Where the library refuses a
-    /// frame, the shifts up to this one are those of the refused run.)
-    std::optional<std::string> displacementFrom(int pixels) const;
+    /// The first frame of the window that moved by so much in x or y. (Where the library refuses a frame, the
+    /// shifts up to this one are those of the refused run.)
+    std::optional<std::size_t> displacedFrom(int pixels) const;
+    std::string displacement(std::optional<std::size_t> position) const;
 
     cv::Size size_;
     EnhanceParameters parameters_;
     std::unique_ptr<Pipeline> pipeline_;
-    std::size_t added_ = 0;
-    std::set<std::size_t> refused_;  ///< frames with too many defects; they hold a place in the window
+    std::deque<std::size_t> window_;
+    std::deque<cv::Mat_<float>> inputs_;  // of the window's frames, like the next
+    std::deque<bool> refused_;
 };
 
 }  // namespace oravo::tools

@@ -13,7 +13,7 @@ struct Guard {
     std::string name;                  ///< of the check; "warning" for what is just said
     std::optional<std::size_t> frame;  ///< its number in the recording, where it is about one
     std::string text;                  ///< what was found, as it is said on standard error
-    std::string action;                ///< what was done; empty where that was only to say so
+    std::string action;                ///< what was done, or is to be done; may be empty
 };
 
 /// Says it as a warning (see Messages.h): the text, and the action behind a semicolon.

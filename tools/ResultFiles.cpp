@@ -79,7 +79,7 @@ ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
     return ColourScale::within(options_.range->first, options_.range->second, image, palette);
 }
 
-void ResultFiles::write(ValueReader& values, const EnhanceParameters& parameters) {
+void ResultFiles::write() const {
     if (wants(options_.preview)) {
         writeImage(options_.preview, Preview{scaleOf(last_.image), unit_, "", true}.draw(last_.image));
     }
@@ -87,16 +87,11 @@ void ResultFiles::write(ValueReader& values, const EnhanceParameters& parameters
         writeCoverage(options_.coverage, coverageOf(last_.masks), last_.masks.size());
     if (!wants(options_.noiseMap) && options_.reports.empty()) return;
 
-    Window window{{}, last_.shifts, last_.masks};
-    cv::Mat_<float> reference;
-    for (const std::size_t number : last_.frames) {
-        window.frames.push_back(values.read(number).values);
-        if (number == last_.reference) reference = window.frames.back();
-    }
-    const cv::Mat_<float> noise = noiseOf(window, last_.image, parameters.psfSigma);
+    const cv::Mat_<float> noise =
+        noiseOf({last_.inputs, last_.shifts, last_.masks}, last_.image, last_.parameters.psfSigma);
     if (wants(options_.noiseMap)) writeNoiseMap(options_.noiseMap, noise, unit_);
     if (options_.reports.empty()) return;
-    const Report all = report(reference, noise, parameters);
+    const Report all = report(noise);
     for (const std::string& path : options_.reports) {
         writeText(path, lowerExtension(path) == ".json" ? jsonReport(all) : htmlReport(all));
     }
@@ -117,19 +112,19 @@ std::vector<ReportedFrame> ResultFiles::frames() const {
     return all;
 }
 
-Report ResultFiles::report(const cv::Mat_<float>& reference, const cv::Mat_<float>& noise,
-                           const EnhanceParameters& parameters) const {
+Report ResultFiles::report(const cv::Mat_<float>& noise) const {
+    const auto place = std::find(last_.frames.begin(), last_.frames.end(), last_.reference);
     Report r;
+    r.reference = last_.inputs.at(static_cast<std::size_t>(place - last_.frames.begin()));
     r.versions = versionFacts();
-    r.input = inputFacts(command_, reader_, reference.size());
-    r.parameters = parameterFacts(command_, parameters);
+    r.input = inputFacts(command_, reader_, r.reference.size());
+    r.parameters = parameterFacts(command_, last_.parameters);
     r.created = timeNow();
     r.output = command_.output;
     r.unit = unit_;
     r.images = images_;
     r.frames = frames();
     r.image = last_.image;
-    r.reference = reference;
     r.coverage = coverageOf(last_.masks);
     r.noise = noise;
     r.scale = scaleOf(last_.image);

@@ -10,7 +10,6 @@
 #include "tools/Commands.h"
 #include "tools/Guard.h"
 #include "tools/Report.h"
-#include "tools/ValueReader.h"
 
 namespace oravo::tools {
 
@@ -27,16 +26,13 @@ class ResultFiles {
 
     /// Each enlarged image.
     void take(const Enlarged& enlarged);
-    /// @param values      reads the frames of the last image once more
-    /// @param parameters  that the image was computed with
-    void write(ValueReader& values, const EnhanceParameters& parameters);
+    void write() const;
 
   private:
     bool wants(const std::string& file) const { return !file.empty(); }
     ColourScale scaleOf(const cv::Mat_<float>& image) const;
     std::vector<ReportedFrame> frames() const;
-    Report report(const cv::Mat_<float>& reference, const cv::Mat_<float>& noise,
-                  const EnhanceParameters& parameters) const;
+    Report report(const cv::Mat_<float>& noise) const;
 
     const EnhanceCommand& command_;
     const ResultOptions& options_;

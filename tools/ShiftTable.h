@@ -10,8 +10,8 @@ namespace oravo::tools {
 // Shifts are in input pixels, x to the right, y down: frame(p + d) = reference(p).
 
 /// Comma-separated text: remarks behind '#', the heading frame,dx,dy, and a line for each frame, numbered
-/// from firstFrame.
-std::string shiftTable(const std::vector<cv::Point2f>& shifts, std::size_t firstFrame,
+/// with the given numbers.
+std::string shiftTable(const std::vector<cv::Point2f>& shifts, const std::vector<std::size_t>& frames,
                        const std::string& remark);
 
 /// Shifts out of a text "dx,dy;dx,dy;...", or out of the file of that name: the last two columns of its

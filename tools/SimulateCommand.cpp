@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <filesystem>
+#include <numeric>
 
 #include "tools/BurstSimulator.h"
 #include "tools/Commands.h"
@@ -76,13 +77,15 @@ void simulate(const SimulateCommand& command) {
     refuseLeftovers(command.folder, parameters.shifts.size());
     const Burst burst = simulateBurst(parameters);
     const fs::path folder(command.folder);
+    std::vector<std::size_t> numbers(burst.frames.size());
+    std::iota(numbers.begin(), numbers.end(), std::size_t{0});
     for (std::size_t i = 0; i < burst.frames.size(); ++i) {
         writeImage((folder / frameName(i)).string(), burst.frames[i]);
     }
     writeImage((folder / "truth.tif").string(), burst.truth);
     writeText(
         (folder / "shifts.csv").string(),
-        shiftTable(parameters.shifts, 0,
+        shiftTable(parameters.shifts, numbers,
                    "true shifts in frame pixels; frame(p + d) = reference(p); the truth has shift 0,0"));
     note(format("%s: %zu frames of %d x %d pixels, truth.tif, shifts.csv", command.folder.c_str(),
                 burst.frames.size(), command.width, command.height));

@@ -1,5 +1,6 @@
 #include "tools/ValueReader.h"
 
+#include "tools/Guard.h"
 #include "tools/Messages.h"
 
 namespace oravo::tools {
@@ -35,9 +36,12 @@ void ValueReader::tell(double outside, const std::string& name) const {
         mend =
             "pass --nuc for raw counts, or decode them to degrees with --encoding, or --scale and --offset";
     }
-    warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
-                100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
-                mend));
+    warn(Guard{
+        "plausible range",
+        {},
+        format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g", name.c_str(),
+               100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest)),
+        mend});
 }
 
 }  // namespace oravo::tools

@@ -54,10 +54,12 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->check(numberWithin(0.0, 1e3, true))
         ->capture_default_str()
         ->excludes(camera);
-    sub->add_option("--tv-weight", p.tvWeight,
-                    "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
-        ->check(numberWithin(1.0, 1e30))
-        ->capture_default_str();
+    CLI::Option* weight =
+        sub->add_option(
+               "--tv-weight", p.tvWeight,
+               "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
+            ->check(numberWithin(1.0, 1e30))
+            ->capture_default_str();
     sub->add_option("--iterations", p.iterations, "The most steps of the solver")
         ->check(CLI::Range(1, 1000000))
         ->capture_default_str();
@@ -86,7 +88,16 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
     addResultOptions(sub, c.results);
     sub->add_flag("--timing", p.timing, "Print the library's timing report to standard output");
     sub->footer(kExitCodes);
-    sub->callback([&c] { enhance(c); });
+    bool* const guarded = &p.guarded;
+    sub->add_flag_callback(
+        "--no-guard", [guarded] { *guarded = false; },
+        "Take every frame and parameter as given. Otherwise repeated frames are skipped, no window "
+        "reaches across a jump of level or contrast, frames that moved too far or do not fit are left "
+        "out, and the TV weight is lowered for noisy frames unless --tv-weight is given; each is said");
+    sub->callback([&c, weight] {
+        c.parameters.chooseWeight = weight->count() == 0;
+        enhance(c);
+    });
 }
 
 void addSimulate(CLI::App& app, SimulateCommand& c) {

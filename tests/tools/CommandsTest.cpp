@@ -150,7 +150,7 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"evaluate b/truth.tif b/truth.tif >/dev/full", 3},
                   {"simulate -o b --frames 3 --width 64 --height 48", 3},
                   {"simulate -o new --defects 900 --width 64 --height 48", 1},
-                  {"enhance far -o o.tif", 4}};
+                  {"enhance far -o o.tif --no-guard", 4}};
     for (const auto& c : kCases) {
         const Outcome outcome = run(c.arguments);
         EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.err;
@@ -160,7 +160,8 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
         EXPECT_EQ(outcome.err.find('\n', complaintAt), outcome.err.size() - 1) << c.arguments << outcome.err;
         EXPECT_EQ(entries(), before) << c.arguments;
     }
-    EXPECT_EQ(run("enhance far -o new/ --every").code, 4);  // with a warning for each refused frame
+    EXPECT_EQ(run("enhance far -o new/ --every --no-guard").code,
+              4);  // with a warning for each refused frame
     EXPECT_EQ(entries(), before);
     for (const char* command : {"", "enhance ", "simulate ", "evaluate "}) {
         const Outcome help = run(std::string(command) + "--help");
@@ -177,13 +178,13 @@ std::string burstWithOneFarFrame(const std::string& third, const std::string& si
 
 TEST_F(Program, NamesTheFrameThatMovedTooFar) {
     ASSERT_EQ(run(burstWithOneFarFrame("11,0", "--width 320 --height 20")).code, 0);
-    const Outcome refused = run("enhance far -o o.tif");
+    const Outcome refused = run("enhance far -o o.tif --no-guard");
     EXPECT_EQ(refused.code, 4);
     EXPECT_NE(refused.err.find("no enlarged image: frame 2 moved by (11."), std::string::npos) << refused.err;
     EXPECT_NE(refused.err.find(" pixels, half the frame height or more\n"), std::string::npos) << refused.err;
     EXPECT_EQ(entries(), 1u);
     ASSERT_EQ(run(burstWithOneFarFrame("0.1,13", "--width 160 --height 120")).code, 0);
-    const Outcome warned = run("enhance far -o o.tif");
+    const Outcome warned = run("enhance far -o o.tif --no-guard");
     EXPECT_EQ(warned.code, 0);
     EXPECT_NE(warned.err.find("warning: frame 4: frame 2 moved by (0.1, 13.0) pixels, more than a tenth of"),
               std::string::npos)
@@ -196,7 +197,12 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
     cv::Mat_<float> bad = image("b/frame_005.tif");
     bad(cv::Rect(20, 20, 9, 9)) = pixelOf(vision::CODE_BAD_PIXEL);
     writeImage(path("b/frame_005.tif"), bad);
-    const Outcome outcome = run("enhance b -o each/ --every");
+    const Outcome guarded = run("enhance b -o guarded/ --every");
+    EXPECT_NE(guarded.err.find("guarded/: 6 images of 128 x 96 pixels, 1 frames without one\n"),
+              std::string::npos)
+        << guarded.err;
+    EXPECT_FALSE(std::filesystem::exists(path("guarded/frame_000005.tif")));
+    const Outcome outcome = run("enhance b -o each/ --every --no-guard");
     EXPECT_EQ(outcome.code, 0) << outcome.err;
     EXPECT_NE(outcome.err.find("each/: 2 images of 128 x 96 pixels, 5 frames without one\n"),
               std::string::npos);
@@ -205,7 +211,9 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
     EXPECT_EQ(files.name(0), path("each/frame_000004.tif"));
     EXPECT_EQ(files.name(1), path("each/frame_000010.tif"));
     std::filesystem::remove(path("b/frame_010.tif"));
-    EXPECT_EQ(run("enhance b -o last.tif").code, 4);  // its window still holds the bad frame
+    EXPECT_EQ(run("enhance b -o last.tif --no-guard").code, 4);  // its window still holds the bad frame
+    EXPECT_EQ(run("enhance b -o last.tif").code, 0);
+    EXPECT_EQ(cv::norm(image("last.tif"), image("guarded/frame_000009.tif")), 0.0);
 }
 
 TEST_F(Program, SaysOnceWhatIsWrongWithUnitsAndCamera) {

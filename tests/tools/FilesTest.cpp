@@ -125,7 +125,7 @@ TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
 
 TEST_F(Files, ShiftsSurviveTheirTable) {
     const std::vector<cv::Point2f> shifts{{0.0f, 0.0f}, {-1.25f, 0.5f}};
-    writeText(path("s.csv"), shiftTable(shifts, 3, "a remark, with commas"));
+    writeText(path("s.csv"), shiftTable(shifts, {3, 4}, "a remark, with commas"));
     EXPECT_EQ(parseShifts(path("s.csv")), shifts);
     EXPECT_EQ(parseShifts("0,0;-1.25, 0.5"), shifts);
     for (const char* text : {"0,0;x,1", "0;1", "nan,0", ","}) {

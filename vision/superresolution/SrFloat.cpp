@@ -73,9 +73,7 @@ int SrFloat<Registration>::loadFrame(const float* image) {
 template <class Registration>
 float SrFloat<Registration>::computeSR(float* out) {
     State& s = *state_;
-    // The first pipeline of the process to run settles the cap for all of its kind, whatever their factors:
-    // hosts compare gains of different pipelines on one scale.
-    static const int maxCoverage = detail::maxCoverageOf(s.factor);
+    const int maxCoverage = detail::sharedMaxCoverage<SrFloat>(s.factor);
 
     s.run.frames.clear();
     for (int i = 0; i < s.frames.count(); ++i) s.run.frames.push_back(s.frames[i].data());

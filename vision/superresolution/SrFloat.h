@@ -116,7 +116,7 @@ class ORAVO_EXPORT SrFloat {
     void saveFrame(float* out) const;
 
   private:
-    struct State;
+    struct ORAVO_HIDDEN State;
 
     int loadFrame(const float* image);
 

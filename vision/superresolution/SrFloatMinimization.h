@@ -83,7 +83,7 @@ class ORAVO_EXPORT SrFloatMinimization {
     float getRelRes() const;
 
   private:
-    struct Family;
+    struct ORAVO_HIDDEN Family;
 
     detail::Body<detail::TotalVariationSolver<Family>> solver_;
 };

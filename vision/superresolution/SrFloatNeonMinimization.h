@@ -69,7 +69,7 @@ class ORAVO_EXPORT SrFloatNeonMinimization {
     float getRelRes() const;
 
   private:
-    struct Family;
+    struct ORAVO_HIDDEN Family;
 
     detail::Body<detail::TotalVariationSolver<Family>> solver_;
 };

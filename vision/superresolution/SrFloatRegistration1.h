@@ -69,7 +69,7 @@ class ORAVO_EXPORT SrFloatRegistration1 {
     float getRegError() const;
 
   private:
-    struct State;
+    struct ORAVO_HIDDEN State;
 
     detail::Body<State> state_;
 };

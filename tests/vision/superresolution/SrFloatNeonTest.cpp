@@ -4,14 +4,19 @@
 
 #include <cmath>
 #include <memory>
+#include <string>
 
 #include "tests/TestScenes.h"
 #include "tests/plain/PlainOperators.h"
+#include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatNeon.h"
 #include "vision/superresolution/SrFloatNeonConvolution.h"
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/RunAssessment.h"
 
 namespace oravo::test {
 namespace {
@@ -151,6 +156,149 @@ TEST(SrFloatNeonRegistration, isTheFloatRegistrationWithFloatMasks) {
     EXPECT_STREQ(thrown.what(),
                  "Too large displacement\nvision/superresolution/SrFloatNeonRegistration: 175: "
                  "oravo::vision::SrFloatNeonRegistration::doRegistration(..)\n");
+}
+
+using FloatPipeline = vision::SrFloat<vision::SrFloatRegistration2>;
+using VectorPipeline = vision::SrFloatNeon<vision::SrFloatNeonRegistration>;
+
+/// A window of frames, and what a run of it gives and prints.
+template <class Pipeline>
+struct PipelineRun {
+    Pipeline pipeline;
+    Image image;
+    float result = 0.0f;
+    std::string printed;
+    std::vector<Point> shifts;
+
+    explicit PipelineRun(const std::vector<Image>& frames, float factor = 2.0f, float regError = 0.0001f)
+        : pipeline(frames[0].cols, frames[0].rows, static_cast<int>(frames.size()) - 1, factor) {
+        pipeline.setReferenceIndex(1);
+        pipeline.setRegError(regError);
+        for (const Image& frame : frames) EXPECT_EQ(pipeline.addFrame(frame), 0);  // the first one drops out
+        image = Image(frames[0].size() * 2, 7.0f);
+        testing::internal::CaptureStdout();
+        result = pipeline.computeSR(image);
+        printed = testing::internal::GetCapturedStdout();
+        pipeline.getCompleteShifts(shifts);
+    }
+};
+
+std::vector<Image> window(cv::Size size, std::vector<Point> shifts) {
+    shifts.insert(shifts.begin(), {0.3f, 0.3f});
+    return burst(Scene(3, size.height, size.width), size.height, size.width, shifts);
+}
+
+TEST(SrFloatNeon, givesWhatTheFloatPipelineGivesAndSaysNothing) {
+    for (int width = 60; width <= 63; ++width) {
+        const std::vector<Image> frames = window({width, 49}, kShifts);
+        const PipelineRun<FloatPipeline> a(frames);
+        PipelineRun<VectorPipeline> b(frames);
+        EXPECT_EQ(a.shifts, b.shifts);
+        EXPECT_EQ(a.result, b.result);
+        EXPECT_GT(b.result, 1.5f);
+        EXPECT_LE(largestDifference(a.image, b.image), 65 * std::ldexp(50.0, -23));  // see the solvers' test
+        EXPECT_EQ(b.printed, "");
+        b.pipeline.clearFrames();
+        for (std::size_t i = 1; i < frames.size(); ++i) b.pipeline.addFrame(frames[i].ptr<float>());
+        Image again;
+        EXPECT_EQ(b.pipeline.computeSR(again), b.result);
+        EXPECT_TRUE(sameBits(again, b.image));
+    }
+}
+
+TEST(SrFloatNeon, hasTheStatusesOfTheFloatPipeline) {
+    struct Case {
+        Point shift;
+        float regError, status;
+    };
+    for (const Case& c : {Case{{4.6f, 0}, 1e-4f, 0},
+                          {{0, -5.4f}, 1e-4f, -6},
+                          {{1, 0}, 1e-12f, -3},
+                          {{5.4f, 0}, 1e-12f, -6}}) {
+        const std::vector<Image> frames = window({60, 50}, {c.shift, {0, 0}, {0, 0}, {0.1f, 0}});
+        const PipelineRun<VectorPipeline> run(frames, 2.0f, c.regError);
+        EXPECT_EQ(run.result, PipelineRun<FloatPipeline>(frames, 2.0f, c.regError).result);
+        EXPECT_TRUE(c.status == 0 ? run.result > 1.2f : run.result == c.status) << run.result;
+        EXPECT_EQ(cv::countNonZero(run.image == 7.0f), 0);  // delivered in any case
+    }
+    const PipelineRun<VectorPipeline> failed(std::vector<Image>(6, Image(50, 60, 20.0f)));
+    EXPECT_EQ(failed.result, -998.0f);
+    EXPECT_EQ(cv::countNonZero(failed.image == 7.0f), 4 * 50 * 60);
+    // The first run settled that 5 frames count at most; with factor 3 it would be 10, and a gain of 2.5.
+    EXPECT_EQ(PipelineRun<VectorPipeline>(std::vector<Image>(8, window({60, 50}, {})[0]), 3.0f).result, 2.0f);
+    float nan[2] = {std::nanf(""), 0.0f};
+    const float* masks[1] = {nan};
+    EXPECT_EQ(vision::detail::resolutionGain({2, 1}, 1, masks, 5), 0.875f);  // NaN counts: 0 - 1 over 8
+}
+
+TEST(SrFloatNeon, repairsNothing) {
+    std::vector<Image> frames = window({60, 50}, kShifts);
+    for (Image& frame : frames) reinterpret_cast<std::uint32_t&>(frame(20, 30)) = vision::CODE_BAD_PIXEL;
+    double repaired = 0, coded = 0;
+    cv::minMaxLoc(PipelineRun<FloatPipeline>(frames).image, &repaired);
+    cv::minMaxLoc(PipelineRun<VectorPipeline>(frames).image, &coded);
+    EXPECT_GT(repaired, 5.0);
+    EXPECT_LT(coded, 3.0);  // the code's bits are a number next to 0
+    frames[2] = Image(50, 60, std::nanf(""));
+    EXPECT_LT(PipelineRun<VectorPipeline>(frames).result, 1.8f);  // nothing to track, or nothing valid
+}
+
+TEST(SrFloatNeon, exportsTheFirstQuarterOfItsMasks) {
+    PipelineRun<VectorPipeline> run(std::vector<Image>(4, window({15, 18}, {})[0]));
+    std::vector<Image> masks(1, Image(20, 17, 9.0f)(cv::Rect(1, 1, 15, 18)));
+    run.pipeline.getMasks(masks);
+    ASSERT_EQ(masks.size(), 3U);
+    for (const Image& mask : masks) {
+        ASSERT_EQ(mask.size(), cv::Size(15, 18));
+        for (int i = 0; i < 15 * 18; ++i) {
+            // 270 bytes: 67 ones, and the lower half of another, which is zero.
+            EXPECT_EQ(mask(i / 15, i % 15), i < 67 ? 1.0f : 0.0f) << i;
+        }
+    }
+}
+
+TEST(SrFloatNeon, settersRejectAndKeepWhatWasThere) {
+    struct Case {
+        void (VectorPipeline::*set)(float);
+        float (VectorPipeline::*get)() const;
+        float initial, bad;
+        const char* text;
+    };
+    const char* weight = "Invalid total-variation term weight specified.";
+    const std::vector<Case> cases = {
+        {&VectorPipeline::setPsfSigma, &VectorPipeline::getPsfSigma, 0.683f, 0.0f,
+         "Invalid standard deviation of the sensor psf specified."},
+        {&VectorPipeline::setRegError, &VectorPipeline::getRegError, 0.0001f, 1.0001f,
+         "Invalid maximum registration error specified."},
+        {&VectorPipeline::setRelativeResidue, &VectorPipeline::getRelativeResidue, 0.007f, 1e-7f, weight},
+        {&VectorPipeline::setWeightTV, &VectorPipeline::getWeightTV, 400.0f, 0.5f, weight}};
+    VectorPipeline pipeline(5, 4, 3, 1.5f);
+    const auto rejected = [](const auto& call) -> std::string {
+        try {
+            call();
+        } catch (const char* text) {
+            return text;
+        }
+        return "";
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ((pipeline.*c.get)(), c.initial);
+        EXPECT_EQ(rejected([&] { (pipeline.*c.set)(c.bad); }), c.text);
+        EXPECT_EQ((pipeline.*c.get)(), c.initial);
+        EXPECT_EQ(rejected([&] { (pipeline.*c.set)(1.0f); }), "");
+        EXPECT_EQ((pipeline.*c.get)(), 1.0f);
+    }
+    EXPECT_EQ(rejected([&] { pipeline.setMaxCGIters(0); }),
+              "Invalid maximum number of iterations specified.");
+    EXPECT_EQ(pipeline.getMaxCGIters(), 8);
+    const char* index = "Invalid reference index specified.";
+    EXPECT_EQ(rejected([&] { pipeline.setReferenceIndex(3); }), index);
+    EXPECT_EQ(rejected([] { VectorPipeline(5, 4, 0, 2.0f); }), index);
+    EXPECT_EQ(pipeline.getReferenceIndex(), 0);
+    EXPECT_EQ(pipeline.getMinStructureThreshold(), 2.0f);
+    EXPECT_EQ(pipeline.getInputSize(), 20);
+    EXPECT_EQ(pipeline.getOutputSize(), 7 * 6);
+    EXPECT_EQ(pipeline.getWindowSize(), 3);
 }
 
 }  // namespace

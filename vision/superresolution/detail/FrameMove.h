@@ -71,14 +71,16 @@ void moveToReferenceGrid(FrameSize size, int numFrames, const float* const* fram
                          const CodeLocation& where) {
     const auto n = static_cast<std::size_t>(numFrames);
     if (completeShifts.size() < n) completeShifts.resize(n);
-    // Frames behind one that is refused are handed on as they are.
-    for (std::size_t i = 0; i < n; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
     const int half = size.height / 2;
     const auto limit = static_cast<float>(half);
     const auto within = [limit](float component) { return -limit < component && component < limit; };
     for (std::size_t i = 0; i < n; ++i) {
         completeShifts[i] = shifts[i];
-        if (!within(shifts[i].x) || !within(shifts[i].y)) raise("Too large displacement", where);
+        if (!within(shifts[i].x) || !within(shifts[i].y)) {
+            // From the one that is refused on, frames are handed on as they are.
+            for (; i < n; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
+            raise("Too large displacement", where);
+        }
         shiftFrame(size, frames[i], shifts[i], shiftedFrames[i]);
     }
 }

@@ -41,7 +41,7 @@ template <class Point, class Mask>
 class ReconstructionRun {
   public:
     struct Settings {
-        const char* title;   ///< of the report
+        const char* title;   ///< of the report; null for none
         int referenceIndex;  ///< counted back from the newest frame
         int maxCoverage;     ///< the most frames that count for one pixel in the resolution gain
     };

@@ -24,6 +24,15 @@ inline int maxCoverageOf(float srFactor) {
     return static_cast<int>(srFactor * srFactor + 1.0f);
 }
 
+/// That number as the first run of its kind in the process settles it for all pipelines of that kind, whatever
+/// their factors: hosts compare gains of different pipelines on one scale. It stands here, not in the exported
+/// runs, so that the library does not export the variable.
+template <class Kind>
+int sharedMaxCoverage(float srFactor) {
+    static const int maxCoverage = maxCoverageOf(srFactor);
+    return maxCoverage;
+}
+
 /// Whether at least half of a mask's pixels are unusable.
 template <class Mask>
 bool tooFewValid(FrameSize size, Mask* mask) {

@@ -24,7 +24,7 @@ class SolverEngine {
 
     /// b = sum_k H_k^T M_k y_k and x = b; returns b . b
     virtual Scalar backProject(const Frame* frames, int count) = 0;
-    /// Freezes the total-variation weights from x.
+    /// Freezes the total-variation weights from x; startResidual follows.
     virtual void freeze(float negativeInverseWeight, float epsilon, float inverseEpsilon) = 0;
     /// r = b - A x and d = r; returns r . r
     virtual Scalar startResidual() = 0;

@@ -9,6 +9,8 @@
 namespace oravo::vision::detail {
 namespace {
 
+constexpr std::ptrdiff_t kCacheLine = 16;  // floats
+
 // One row of a split image: its two halves.
 struct ConstRow {
     const float* even;
@@ -21,138 +23,140 @@ struct Row {
 
 inline ConstRow rowOf(const SplitLayout& layout, const float* image, int y) {
     const float* even = image + layout.stride * y;
-    return {even, even + layout.oddOffset};
+    return {even, even + layout.half};
 }
 
 inline Row rowOf(const SplitLayout& layout, float* image, int y) {
     float* even = image + layout.stride * y;
-    return {even, even + layout.oddOffset};
+    return {even, even + layout.half};
+}
+
+/// Lets the compiler see that a length is a multiple of its widest vector, and leave out the rest of a loop.
+inline std::ptrdiff_t wholeBlocks(std::ptrdiff_t n) {
+    return n & -static_cast<std::ptrdiff_t>(SplitLayout::kBlock);
+}
+
+/// Zeros behind the columns of a row.
+void clearPads(const SplitLayout& layout, Row row) {
+    for (std::ptrdiff_t i = layout.evenColumns(); i < layout.half; ++i) row.even[i] = 0.0f;
+    for (std::ptrdiff_t i = layout.oddColumns(); i < layout.half; ++i) row.odd[i] = 0.0f;
 }
 
 // ---- data term ----
 
-/// Horizontal taps of the correlation for frames k .. k + N - 1, taken at every second column of row y.
-template <int N>
-void gatherRow(const SweepPlan& plan, int k, const ConstRow& in, int y) {
-    const float* e = in.even;
-    const float* o = in.odd;
-    float h[N][kSplitTaps];
-    float* out[N];
-    for (int f = 0; f < N; ++f) {
-        const SweepFrame& frame = plan.frames[k + f];
-        for (int t = 0; t < kSplitTaps; ++t) h[f][t] = frame.horizontal[t];
-        out[f] = frame.gathered + plan.pitch * (y % kGatheredRows);
-    }
-    const int lowWidth = plan.layout.lowWidth;
-#pragma GCC ivdep
-    for (int c = 0; c < lowWidth; ++c) {
-        const float e0 = e[c], o0 = o[c], e1 = e[c + 1], o1 = o[c + 1], e2 = e[c + 2], o2 = o[c + 2];
-#pragma GCC unroll 8
-        for (int f = 0; f < N; ++f) {
-            out[f][c] =
-                h[f][0] * e0 + h[f][1] * o0 + h[f][2] * e1 + h[f][3] * o1 + h[f][4] * e2 + h[f][5] * o2;
-        }
-    }
-}
-
-inline float maskFactor(char mask) {
-    return static_cast<float>(static_cast<signed char>(mask));
-}
-
-/// Vertical taps over six gathered rows (row k of the sample at rows[k]), times the mask.
-void combineRows(const float* const* rows, const float* __restrict v, const char* __restrict mask,
-                 int lowWidth, float* __restrict out) {
-    const float* __restrict r0 = rows[0];
-    const float* __restrict r1 = rows[1];
-    const float* __restrict r2 = rows[2];
-    const float* __restrict r3 = rows[3];
-    const float* __restrict r4 = rows[4];
-    const float* __restrict r5 = rows[5];
-    for (int c = 0; c < lowWidth; ++c) {
-        const float sum =
-            v[0] * r0[c] + v[1] * r1[c] + v[2] * r2[c] + v[3] * r3[c] + v[4] * r4[c] + v[5] * r5[c];
-        out[c] = maskFactor(mask[c]) * sum;
-    }
-}
-
-/// Five masks a row apart are too many short streams for the hardware to foresee.
-inline void prefetchMask(const char* mask, int lowWidth, bool hasNext) {
-    for (int c = 0; hasNext && c < lowWidth; c += 64) __builtin_prefetch(mask + lowWidth + c);
-}
-
-void maskRow(const float* __restrict samples, const char* __restrict mask, int lowWidth,
-             float* __restrict out) {
-    for (int c = 0; c < lowWidth; ++c) out[c] = maskFactor(mask[c]) * samples[c];
+/// The factors of a row of a mask.
+void readMask(const char* __restrict mask, int lowWidth, float* __restrict factors) {
+    for (int c = 0; c < lowWidth; ++c) factors[c] = static_cast<float>(static_cast<signed char>(mask[c]));
 }
 
 const float* maskedRow(const SweepPlan& plan, const SweepFrame& frame, int r) {
     if (r < 0 || r >= plan.layout.lowHeight) return plan.zeroRow;
-    return frame.masked + plan.pitch * (r % kMaskedRows);
+    return frame.masked + plan.layout.pitch * (r % kMaskedRows);
 }
 
-/// The vertical part of a frame's share in extended row y: the three sample rows that reach it.
-void spreadVertically(const SweepPlan& plan, const SweepFrame& frame, int y, float* __restrict out) {
-    const float* __restrict m0 = maskedRow(plan, frame, y / 2);
-    const float* __restrict m1 = maskedRow(plan, frame, y / 2 - 1);
-    const float* __restrict m2 = maskedRow(plan, frame, y / 2 - 2);
-    const float v0 = frame.vertical[y % 2];
-    const float v1 = frame.vertical[y % 2 + 2];
-    const float v2 = frame.vertical[y % 2 + 4];
-    const int lowWidth = plan.layout.lowWidth;
-    for (int c = 0; c < lowWidth; ++c) out[c] = m0[c] * v0 + m1[c] * v1 + m2[c] * v2;
+float* newMaskedRow(const SweepPlan& plan, const SweepFrame& frame, int r) {
+    return frame.masked + plan.layout.pitch * (r % kMaskedRows);
+}
+
+/// Two rows of the image enter the correlations of a frame: their horizontal taps at every second column, and from
+/// these the vertical taps of the three sample rows that they reach. Of r, the first of these, only the sum is
+/// missing that these rows bring; it is completed, masked, and returned. Rows of r < 0 lie above the samples.
+template <bool kComplete>
+void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, ConstRow b, int r) {
+    const float h0 = frame.horizontal[0], h1 = frame.horizontal[1], h2 = frame.horizontal[2],
+                h3 = frame.horizontal[3], h4 = frame.horizontal[4], h5 = frame.horizontal[5];
+    const float v0 = frame.vertical[0], v1 = frame.vertical[1], v2 = frame.vertical[2],
+                v3 = frame.vertical[3], v4 = frame.vertical[4], v5 = frame.vertical[5];
+    float* open = frame.open;
+    float* nextOpen = frame.open + plan.layout.pitch;
+    const float* factors = plan.factors;
+    float* masked = kComplete ? newMaskedRow(plan, frame, r) : nullptr;
+    const float* masked1 = maskedRow(plan, frame, r - 1);
+    const float* masked2 = maskedRow(plan, frame, r - 2);
+    float* spread0 = frame.spread[0];
+    float* spread1 = frame.spread[1];
+    if (kComplete) {
+        readMask(frame.mask + static_cast<std::ptrdiff_t>(r) * plan.layout.lowWidth, plan.layout.lowWidth,
+                 plan.factors);
+    }
+    const std::ptrdiff_t n = wholeBlocks(plan.layout.pitch);
+#pragma GCC ivdep
+    for (std::ptrdiff_t c = 0; c < n; ++c) {
+        const float ga = h0 * a.even[c] + h1 * a.odd[c] + h2 * a.even[c + 1] + h3 * a.odd[c + 1] +
+                         h4 * a.even[c + 2] + h5 * a.odd[c + 2];
+        const float gb = h0 * b.even[c] + h1 * b.odd[c] + h2 * b.even[c + 1] + h3 * b.odd[c + 1] +
+                         h4 * b.even[c + 2] + h5 * b.odd[c + 2];
+        if (kComplete) {
+            const float m0 = factors[c] * (open[c] + v4 * ga + v5 * gb);
+            const float m1 = masked1[c];
+            const float m2 = masked2[c];
+            masked[c] = m0;
+            spread0[c] = m0 * v0 + m1 * v2 + m2 * v4;
+            spread1[c] = m0 * v1 + m1 * v3 + m2 * v5;
+        }
+        open[c] = nextOpen[c] + v2 * ga + v3 * gb;
+        nextOpen[c] = v0 * ga + v1 * gb;
+    }
+}
+
+/// Zeros behind the samples of the spread rows, where whole blocks have left something.
+void clearSpreadPads(const SweepPlan& plan, const SweepFrame& frame) {
+    for (float* row : frame.spread) {
+        for (int i = 0; i < SplitLayout::kBlock; ++i) row[plan.layout.lowWidth + i] = 0.0f;
+    }
+}
+
+/// The vertical part of a frame's share in extended rows 2 r and 2 r + 1: the three sample rows that reach them.
+void spreadVertically(const SweepPlan& plan, const SweepFrame& frame, int r) {
+    const float* m0 = maskedRow(plan, frame, r);
+    const float* m1 = maskedRow(plan, frame, r - 1);
+    const float* m2 = maskedRow(plan, frame, r - 2);
+    const float v0 = frame.vertical[0], v1 = frame.vertical[1], v2 = frame.vertical[2],
+                v3 = frame.vertical[3], v4 = frame.vertical[4], v5 = frame.vertical[5];
+    float* even = frame.spread[0];
+    float* odd = frame.spread[1];
+    const std::ptrdiff_t n = wholeBlocks(plan.layout.pitch);
+#pragma GCC ivdep
+    for (std::ptrdiff_t c = 0; c < n; ++c) {
+        even[c] = m0[c] * v0 + m1[c] * v2 + m2[c] * v4;
+        odd[c] = m0[c] * v1 + m1[c] * v3 + m2[c] * v5;
+    }
+    clearSpreadPads(plan, frame);
 }
 
 /// Adds the shares of frames k .. k + N - 1 to extended row y, one frame after the other at every pixel.
 template <int N>
-void spreadRow(const SweepPlan& plan, int k, int y, float* row) {
+void spreadRow(const SweepPlan& plan, int k, int y, Row out) {
     float h[N][kSplitTaps];
     const float* t[N];
     for (int f = 0; f < N; ++f) {
         const SweepFrame& frame = plan.frames[k + f];
         for (int i = 0; i < kSplitTaps; ++i) h[f][i] = frame.horizontal[i];
-        float* spread = plan.spreadRows + plan.spreadPitch * f;
-        spreadVertically(plan, frame, y, spread);
-        t[f] = spread;
+        t[f] = frame.spread[y % 2];
     }
-    float* even = row;
-    float* odd = row + plan.layout.oddOffset;
-    const int columns = plan.layout.evenColumns();  // the odd half has one less, and a zero behind it
+    const std::ptrdiff_t n = wholeBlocks(plan.layout.half);
 #pragma GCC ivdep
-    for (int i = 0; i < columns; ++i) {
-        float e = even[i];
-        float o = odd[i];
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
+        float e = out.even[i];
+        float o = out.odd[i];
 #pragma GCC unroll 8
         for (int f = 0; f < N; ++f) {
             const float t0 = t[f][i], t1 = t[f][i - 1], t2 = t[f][i - 2];
             e += h[f][0] * t0 + h[f][2] * t1 + h[f][4] * t2;
             o += h[f][1] * t0 + h[f][3] * t1 + h[f][5] * t2;
         }
-        even[i] = e;
-        odd[i] = o;
+        out.even[i] = e;
+        out.odd[i] = o;
     }
-    odd[columns - 1] = 0.0f;  // a tap that is not finite has made a NaN of it, which would outlive the run
 }
 
-/// Runs Work<N> for the frames k .. k + N - 1 of every group.
-template <template <int> class Work, class... Arguments>
-inline void overFrames(const SweepPlan& plan, Arguments... arguments) {
-    int k = 0;
-    for (; k + kFrameGroup <= plan.frameCount; k += kFrameGroup)
-        Work<kFrameGroup>::run(plan, k, arguments...);
+void spreadFrames(const SweepPlan& plan, int y, Row out) {
     static_assert(kFrameGroup == 3, "the rest is one frame or two");
-    if (plan.frameCount - k == 2) Work<2>::run(plan, k, arguments...);
-    if (plan.frameCount - k == 1) Work<1>::run(plan, k, arguments...);
+    int k = 0;
+    for (; k + kFrameGroup <= plan.frameCount; k += kFrameGroup) spreadRow<kFrameGroup>(plan, k, y, out);
+    if (plan.frameCount - k == 2) spreadRow<2>(plan, k, y, out);
+    if (plan.frameCount - k == 1) spreadRow<1>(plan, k, y, out);
 }
-
-template <int N>
-struct Gather {
-    static void run(const SweepPlan& plan, int k, ConstRow in, int y) { gatherRow<N>(plan, k, in, y); }
-};
-
-template <int N>
-struct Spread {
-    static void run(const SweepPlan& plan, int k, int y, float* row) { spreadRow<N>(plan, k, y, row); }
-};
 
 // ---- total variation ----
 
@@ -217,172 +221,197 @@ void freezeRow(const SplitLayout& layout, const float* x, const LinkParameters& 
     sw.even[0] = 0.0f;
 }
 
-/// Row y of L v, from the links of rows y and y - 1. The diagonal is the negated sum of all links of a pixel.
-void stencilRow(const SplitLayout& layout, const SplitLinks& links, const float* v, int y, float* out) {
+/// Row y of L v at columns begin .. end - 1 of either half, from the links of rows y and y - 1. The diagonal is the
+/// negated sum of all links of a pixel.
+void stencilStretch(const SplitLayout& layout, const SplitLinks& links, const float* v, int y, Row out,
+                    std::ptrdiff_t begin, std::ptrdiff_t end) {
     const ConstRow above = rowOf(layout, v, y - 1);
     const ConstRow here = rowOf(layout, v, y);
     const ConstRow below = rowOf(layout, v, y + 1);
     const auto [e, s, se, sw] = linkRow(layout, links, y);
     const LinkRow n = linkRow(layout, links, y - 1);
-    float* even = out;
 #pragma GCC ivdep
-    for (int i = 0; i < layout.evenColumns(); ++i) {
+    for (std::ptrdiff_t i = wholeBlocks(begin); i < wholeBlocks(end); ++i) {
         const float west = e.odd[i - 1];
-        const float north = n.south.even[i];
-        const float northWest = n.southEast.odd[i - 1];
-        const float northEast = n.southWest.odd[i];
-        const float diagonal =
-            -(west + e.even[i] + north + s.even[i] + northWest + se.even[i] + northEast + sw.even[i]);
-        even[i] = diagonal * here.even[i] + e.even[i] * here.odd[i] + west * here.odd[i - 1] +
-                  s.even[i] * below.even[i] + north * above.even[i] + se.even[i] * below.odd[i] +
-                  northWest * above.odd[i - 1] + sw.even[i] * below.odd[i - 1] + northEast * above.odd[i];
+        const float between = e.even[i];
+        const float east = e.odd[i];
+        const float evenNorth = n.south.even[i];
+        const float evenNorthWest = n.southEast.odd[i - 1];
+        const float evenNorthEast = n.southWest.odd[i];
+        const float evenDiagonal = -(west + between + evenNorth + s.even[i] + evenNorthWest + se.even[i] +
+                                     evenNorthEast + sw.even[i]);
+        const float oddNorth = n.south.odd[i];
+        const float oddNorthWest = n.southEast.even[i];
+        const float oddNorthEast = n.southWest.even[i + 1];
+        const float oddDiagonal =
+            -(between + east + oddNorth + s.odd[i] + oddNorthWest + se.odd[i] + oddNorthEast + sw.odd[i]);
+        const float even = evenDiagonal * here.even[i] + between * here.odd[i] + west * here.odd[i - 1] +
+                           s.even[i] * below.even[i] + evenNorth * above.even[i] + se.even[i] * below.odd[i] +
+                           evenNorthWest * above.odd[i - 1] + sw.even[i] * below.odd[i - 1] +
+                           evenNorthEast * above.odd[i];
+        const float odd = oddDiagonal * here.odd[i] + east * here.even[i + 1] + between * here.even[i] +
+                          s.odd[i] * below.odd[i] + oddNorth * above.odd[i] + se.odd[i] * below.even[i + 1] +
+                          oddNorthWest * above.even[i] + sw.odd[i] * below.even[i] +
+                          oddNorthEast * above.even[i + 1];
+        out.even[i] = even;
+        out.odd[i] = odd;
     }
-    float* odd = out + layout.oddOffset;
-#pragma GCC ivdep
-    for (int i = 0; i < layout.oddColumns(); ++i) {
-        const float west = e.even[i];
-        const float north = n.south.odd[i];
-        const float northWest = n.southEast.even[i];
-        const float northEast = n.southWest.even[i + 1];
-        const float diagonal =
-            -(west + e.odd[i] + north + s.odd[i] + northWest + se.odd[i] + northEast + sw.odd[i]);
-        odd[i] = diagonal * here.odd[i] + e.odd[i] * here.even[i + 1] + west * here.even[i] +
-                 s.odd[i] * below.odd[i] + north * above.odd[i] + se.odd[i] * below.even[i + 1] +
-                 northWest * above.even[i] + sw.odd[i] * below.even[i] + northEast * above.even[i + 1];
+}
+
+/// Row y of L v. Its links are half of all memory that a sweep reads, in eight streams that end with the row, too short for
+/// the hardware to foresee: while a row is computed, the next one is asked for.
+void stencilRow(const SplitLayout& layout, const SplitLinks& links, const float* v, int y, Row out) {
+    constexpr std::ptrdiff_t kStretch = 4 * SplitLayout::kBlock;
+    const float* nextLinks = links.memory + 4 * layout.stride * (y + 2);
+    const float* nextInput = v + layout.stride * (y + 6);
+    const float* nextOutput = out.even + layout.stride;
+    for (std::ptrdiff_t begin = 0; begin < layout.half; begin += kStretch) {
+        const std::ptrdiff_t end = begin + kStretch < layout.half ? begin + kStretch : layout.half;
+        for (std::ptrdiff_t i = begin; i < end; i += kCacheLine) {
+            for (int stream = 0; stream < 8; ++stream)
+                __builtin_prefetch(nextLinks + layout.half * stream + i);
+            __builtin_prefetch(nextInput + i);
+            __builtin_prefetch(nextInput + layout.half + i);
+            __builtin_prefetch(nextOutput + i, 1);
+            __builtin_prefetch(nextOutput + layout.half + i, 1);
+        }
+        stencilStretch(layout, links, v, y, out, begin, end);
     }
 }
 
 // ---- whole images ----
 
-/// Calls work(first, count) for every stretch of pixels of an image: the two halves of each row.
-template <class Work>
-inline void overPixels(const SplitLayout& layout, Work work) {
-    const int rows = layout.rows();
-    for (int y = 0; y < rows; ++y) {
-        work(layout.stride * y, layout.evenColumns());
-        work(layout.stride * y + layout.oddOffset, layout.oddColumns());
-    }
+void addProducts(LaneSum& sum, const float* a, const float* b, std::ptrdiff_t n) {
+    sum.add(wholeBlocks(n),
+            [a, b](std::ptrdiff_t i) { return static_cast<double>(a[i]) * static_cast<double>(b[i]); });
 }
 
-inline void addProducts(LaneSum& sum, const float* a, const float* b, int n) {
-    sum.add(n, [a, b](std::ptrdiff_t i) { return static_cast<double>(a[i]) * static_cast<double>(b[i]); });
+/// The data term's part of row y, of which everything that it needs has been spread.
+void finishRow(const SweepPlan& plan, int y, Row row) {
+    spreadFrames(plan, y, row);
+    clearPads(plan.layout, row);
 }
 
-inline void addRowProducts(LaneSum& sum, const SplitLayout& layout, const float* a, const float* b, int y) {
-    const std::ptrdiff_t first = layout.stride * y;
-    addProducts(sum, a + first, b + first, layout.evenColumns());
-    addProducts(sum, a + first + layout.oddOffset, b + first + layout.oddOffset, layout.oddColumns());
-}
-
-void freeze(const SplitLayout& layout, const float* estimate, const LinkParameters& parameters,
-            const SplitLinks& links) {
-    for (int y = 0; y < layout.rows(); ++y) freezeRow(layout, estimate, parameters, links, y);
-}
-
-void spreadFrames(const SweepPlan& plan, int y, float* out) {
-    overFrames<Spread>(plan, y, out + plan.layout.stride * y);
-}
-
-double backProject(const SweepPlan& plan, float* out) {
+double backProject(const SweepPlan& plan, float* out, float* copy) {
     const SplitLayout& layout = plan.layout;
     LaneSum sum;
     for (int y = 0; y < layout.rows(); ++y) {
         const int r = y / 2;
-        if (y % 2 == 0 && r < layout.lowHeight) {
-            const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(r) * layout.lowWidth;
-            for (int k = 0; k < plan.frameCount; ++k) {
-                const SweepFrame& frame = plan.frames[k];
-                maskRow(frame.samples + first, frame.mask + first, layout.lowWidth,
-                        frame.masked + plan.pitch * (r % kMaskedRows));
-            }
-        }
-        float* row = out + layout.stride * y;
-        for (int i = 0; i < layout.evenColumns(); ++i) row[i] = 0.0f;
-        for (int i = 0; i < layout.oddColumns(); ++i) row[layout.oddOffset + i] = 0.0f;
-        spreadFrames(plan, y, out);
-        addRowProducts(sum, layout, out, out, y);
-    }
-    return sum.total();
-}
-
-/// Row y of the image, of which everything that it needs has been gathered.
-void finishRow(const SweepPlan& plan, const SplitLinks& links, const float* v, int y, float* out,
-               LaneSum& sum) {
-    stencilRow(plan.layout, links, v, y, out + plan.layout.stride * y);
-    spreadFrames(plan, y, out);
-    addRowProducts(sum, plan.layout, v, out, y);
-}
-
-/// One sweep over the rows for all frames: extended row y is gathered into each frame's ring; with it sample
-/// row (y - 5) / 2 is complete, and with that the output rows y - 5 and y - 4. All that lies between input
-/// and output stays in the rings, which fit the first caches.
-double applyOperator(const SweepPlan& plan, const SplitLinks& links, const float* v, float* out) {
-    const SplitLayout& layout = plan.layout;
-    const int rows = layout.rows();
-    LaneSum sum;
-    for (int y = 0; y < rows; ++y) {
-        const ConstRow in = rowOf(layout, v, y);
-        overFrames<Gather>(plan, in, y);
-        const int first = y - (kSplitTaps - 1);
-        if (first < 0 || first % 2 != 0) continue;
-        const int r = first / 2;
-        for (int k = 0; k < plan.frameCount; ++k) {
+        for (int k = 0; y % 2 == 0 && k < plan.frameCount; ++k) {
             const SweepFrame& frame = plan.frames[k];
-            const float* gathered[kSplitTaps];
-            for (int t = 0; t < kSplitTaps; ++t) {
-                gathered[t] = frame.gathered + plan.pitch * ((first + t) % kGatheredRows);
+            if (r < layout.lowHeight) {
+                const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(r) * layout.lowWidth;
+                readMask(frame.mask + first, layout.lowWidth, plan.factors);
+                float* masked = newMaskedRow(plan, frame, r);
+                for (int c = 0; c < layout.lowWidth; ++c)
+                    masked[c] = plan.factors[c] * frame.samples[first + c];
             }
-            const char* mask = frame.mask + static_cast<std::ptrdiff_t>(r) * layout.lowWidth;
-            prefetchMask(mask, layout.lowWidth, r + 1 < layout.lowHeight);
-            combineRows(gathered, frame.vertical, mask, layout.lowWidth,
-                        frame.masked + plan.pitch * (r % kMaskedRows));
+            spreadVertically(plan, frame, r);
         }
-        finishRow(plan, links, v, first, out, sum);
-        finishRow(plan, links, v, first + 1, out, sum);
+        const Row row = rowOf(layout, out, y);
+        for (std::ptrdiff_t i = 0; i < layout.stride; ++i) row.even[i] = 0.0f;
+        finishRow(plan, y, row);
+        addProducts(sum, row.even, row.even, layout.stride);
+        float* copied = copy + layout.stride * y;
+        for (std::ptrdiff_t i = 0; i < layout.stride; ++i) copied[i] = row.even[i];
     }
-    for (int y = 2 * layout.lowHeight; y < rows; ++y) finishRow(plan, links, v, y, out, sum);
     return sum.total();
 }
 
-double startResidual(const SplitLayout& layout, const float* rightSide, float* residual, float* direction) {
+/// out = A v in one sweep over the rows for all frames: rows 2 r + 4 and 2 r + 5 of v complete sample row r and with it
+/// the rows 2 r and 2 r + 1 of the result. All that lies between stays in a few rows, which fit the first caches.
+/// Three calls let others work on rows while they are at hand: enter(y) before row y of v is read for the first time,
+/// link(y) before the links of row y are, leave(y) when row y of the result is complete.
+template <class Enter, class Link, class Leave>
+inline void sweep(const SweepPlan& plan, const SplitLinks& links, const float* v, float* out, Enter enter,
+                  Link link, Leave leave) {
+    const SplitLayout& layout = plan.layout;
+    const auto complete = [&](int y) {
+        const Row row = rowOf(layout, out, y);
+        link(y);
+        stencilRow(layout, links, v, y, row);
+        finishRow(plan, y, row);
+        leave(y);
+    };
+    for (int r = -2; r < layout.lowHeight; ++r) {
+        const int y = 2 * r;
+        enter(y + 4);
+        enter(y + 5);
+        const ConstRow a = rowOf(layout, v, y + 4);
+        const ConstRow b = rowOf(layout, v, y + 5);
+        for (int k = 0; k < plan.frameCount; ++k) {
+            if (r < 0) {
+                correlateRows<false>(plan, plan.frames[k], a, b, r);
+            } else {
+                correlateRows<true>(plan, plan.frames[k], a, b, r);
+                clearSpreadPads(plan, plan.frames[k]);
+            }
+        }
+        if (r < 0) continue;
+        complete(y);
+        complete(y + 1);
+    }
+    enter(layout.rows() - 1);
+    for (int y = 2 * layout.lowHeight; y < layout.rows(); ++y) {
+        for (int k = 0; y % 2 == 0 && k < plan.frameCount; ++k) spreadVertically(plan, plan.frames[k], y / 2);
+        complete(y);
+    }
+}
+
+double startResidual(const SweepPlan& plan, const SplitLinks& links, const LinkParameters& parameters,
+                     const StepVectors& vectors, const float* rightSide) {
+    const SplitLayout& layout = plan.layout;
+    const std::ptrdiff_t n = wholeBlocks(layout.stride);
     LaneSum sum;
-    overPixels(layout, [&](std::ptrdiff_t first, int n) {
-        const float* __restrict b = rightSide + first;
-        float* __restrict r = residual + first;
-        float* __restrict d = direction + first;
-        for (int i = 0; i < n; ++i) d[i] = r[i] = b[i] - r[i];
-        addProducts(sum, r, r, n);
-    });
+    sweep(
+        plan, links, vectors.estimate, vectors.residual, [](int) {},
+        [&](int y) { freezeRow(layout, vectors.estimate, parameters, links, y); },
+        [&](int y) {
+            const float* __restrict b = rightSide + n * y;
+            float* __restrict r = vectors.residual + n * y;
+            float* __restrict d = vectors.direction + n * y;
+            for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = r[i] = b[i] - r[i];
+            addProducts(sum, r, r, n);
+        });
+    return sum.total();
+}
+
+double applyOperator(const SweepPlan& plan, const SplitLinks& links, const StepVectors& vectors,
+                     const float* beta) {
+    const std::ptrdiff_t n = wholeBlocks(plan.layout.stride);
+    LaneSum sum;
+    sweep(
+        plan, links, vectors.direction, vectors.image,
+        [&](int y) {
+            if (beta == nullptr) return;
+            float* __restrict d = vectors.direction + n * y;
+            const float* __restrict r = vectors.residual + n * y;
+            for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = *beta * d[i] + r[i];
+        },
+        [](int) {}, [&](int y) { addProducts(sum, vectors.direction + n * y, vectors.image + n * y, n); });
     return sum.total();
 }
 
 double step(const SplitLayout& layout, const StepVectors& vectors, float alpha) {
+    const std::ptrdiff_t n = wholeBlocks(layout.stride);
+    float* __restrict x = vectors.estimate;
+    float* __restrict r = vectors.residual;
+    const float* __restrict d = vectors.direction;
+    const float* __restrict q = vectors.image;
     LaneSum sum;
-    overPixels(layout, [&](std::ptrdiff_t first, int n) {
-        float* __restrict x = vectors.estimate + first;
-        float* __restrict r = vectors.residual + first;
-        const float* __restrict d = vectors.direction + first;
-        const float* __restrict q = vectors.image + first;
-        for (int i = 0; i < n; ++i) {
+    for (int y = 0; y < layout.rows(); ++y, x += n, r += n, d += n, q += n) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) {
             x[i] += alpha * d[i];
             r[i] -= alpha * q[i];
         }
         addProducts(sum, r, r, n);
-    });
+    }
     return sum.total();
-}
-
-void turn(const SplitLayout& layout, const StepVectors& vectors, float beta) {
-    overPixels(layout, [&](std::ptrdiff_t first, int n) {
-        float* __restrict d = vectors.direction + first;
-        const float* __restrict r = vectors.residual + first;
-        for (int i = 0; i < n; ++i) d[i] = beta * d[i] + r[i];
-    });
 }
 
 }  // namespace
 
 extern const SolverKernels ORAVO_KERNELS;
-const SolverKernels ORAVO_KERNELS = {freeze, backProject, applyOperator, startResidual, step, turn};
+const SolverKernels ORAVO_KERNELS = {backProject, startResidual, applyOperator, step};
 
 }  // namespace oravo::vision::detail

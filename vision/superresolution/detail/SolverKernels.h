@@ -10,10 +10,9 @@ namespace oravo::vision::detail {
 /// data and plain loops only: the source is compiled once per instruction set, and nothing in it may be
 /// shared between those copies by the linker.
 
-constexpr int kSplitTaps = 6;     ///< taps of the point-spread function at factor 2
-constexpr int kGatheredRows = 6;  ///< rows of horizontal sums that one low-resolution row needs
-constexpr int kMaskedRows = 3;    ///< low-resolution rows that one extended row needs
-constexpr int kFrameGroup = 3;    ///< frames for which a row is read and written once
+constexpr int kSplitTaps = 6;   ///< taps of the point-spread function at factor 2
+constexpr int kMaskedRows = 3;  ///< low-resolution rows that one extended row needs
+constexpr int kFrameGroup = 3;  ///< frames for which a row is read and written once
 
 /// One frame of a sweep.
 struct SweepFrame {
@@ -21,19 +20,18 @@ struct SweepFrame {
     const float* vertical = nullptr;    ///< taps
     const char* mask = nullptr;         ///< lowHeight x lowWidth
     const float* samples = nullptr;     ///< lowHeight x lowWidth, read by back-projection only
-    float* gathered = nullptr;          ///< ring of kGatheredRows rows of `pitch`
+    float* open = nullptr;              ///< two rows of `pitch`: the sums of the next two low-resolution rows
     float* masked = nullptr;            ///< ring of kMaskedRows rows of `pitch`
+    float* spread[2] = {};              ///< rows of lowWidth values, two zeros before and three behind each
 };
 
 /// What all sweeps of a solver work on.
 struct SweepPlan {
     SplitLayout layout;
-    std::ptrdiff_t pitch = 0;  ///< of low-resolution rows in rings, at least lowWidth
     int frameCount = 0;
     const SweepFrame* frames = nullptr;
-    const float* zeroRow = nullptr;  ///< `pitch` zeros
-    float* spreadRows = nullptr;     ///< rows of lowWidth values with two zeros before and three behind each
-    std::ptrdiff_t spreadPitch = 0;  ///< of those rows, of which there are kFrameGroup
+    const float* zeroRow = nullptr;  ///< a low-resolution row
+    float* factors = nullptr;        ///< a low-resolution row, for one row of a mask
 };
 
 /// The frozen total-variation weights; see TotalVariation. The four links of a row lie beside each other,
@@ -59,22 +57,21 @@ struct StepVectors {
     float* estimate = nullptr;
     float* direction = nullptr;
     float* residual = nullptr;
-    const float* image = nullptr;  ///< the operator's image of the direction
+    float* image = nullptr;  ///< of the direction under the operator
 };
 
 struct SolverKernels {
-    /// links from the differences of an estimate
-    void (*freeze)(const SplitLayout&, const float* estimate, const LinkParameters&, const SplitLinks&);
-    /// out = sum_k H_k^T M_k samples_k; returns out . out
-    double (*backProject)(const SweepPlan&, float* out);
-    /// out = L v + sum_k H_k^T M_k H_k v; returns v . out
-    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const float* v, float* out);
-    /// residual = direction = rightSide - residual; returns residual . residual
-    double (*startResidual)(const SplitLayout&, const float* rightSide, float* residual, float* direction);
+    /// out = copy = sum_k H_k^T M_k samples_k; returns out . out
+    double (*backProject)(const SweepPlan&, float* out, float* copy);
+    /// links from the differences of the estimate, then residual = direction = rightSide - A estimate; returns
+    /// residual . residual
+    double (*startResidual)(const SweepPlan&, const SplitLinks&, const LinkParameters&, const StepVectors&,
+                            const float* rightSide);
+    /// direction = *beta direction + residual unless beta is null, then image = A direction, with
+    /// A v = L v + sum_k H_k^T M_k H_k v; returns direction . image
+    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const StepVectors&, const float* beta);
     /// estimate += alpha direction, residual -= alpha image; returns residual . residual
     double (*step)(const SplitLayout&, const StepVectors&, float alpha);
-    /// direction = beta direction + residual
-    void (*turn)(const SplitLayout&, const StepVectors&, float beta);
 };
 
 /// The kernels for an instruction set that the machine has.

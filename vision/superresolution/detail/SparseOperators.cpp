@@ -4,26 +4,10 @@
 #include <string>
 
 #include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/SparseSampling.h"
 
 namespace oravo::vision::detail {
 namespace {
-
-std::ptrdiff_t intermediateSize(const SparseGrid& grid) {
-    return static_cast<std::ptrdiff_t>(grid.extendedHeight) * grid.lowWidth;
-}
-
-/// Rows of samples whose tap k still lies inside the intermediate image: all of them where the factor is at
-/// least the row step, fewer where samples are laid out beyond the image's end.
-int rowsInside(const SparseGrid& grid, int k) {
-    const std::ptrdiff_t room = intermediateSize(grid) - static_cast<std::ptrdiff_t>(k + 1) * grid.lowWidth;
-    if (room < 0 || grid.lowWidth == 0) return 0;
-    if (grid.rowPitch == 0) return grid.lowHeight;
-    return static_cast<int>(std::min<std::ptrdiff_t>(grid.lowHeight, room / grid.rowPitch + 1));
-}
-
-std::ptrdiff_t sampleRow(const SparseGrid& grid, int k, int r) {
-    return static_cast<std::ptrdiff_t>(k) * grid.lowWidth + grid.rowPitch * r;
-}
 
 /// Spreads the samples over the extended rows. Taps are outermost, which fixes the order of the additions.
 template <class Mask>
@@ -53,20 +37,6 @@ void spreadRow(const SparseGrid& grid, const float* source, const float* kernel,
             for (int c = 0; c < grid.lowWidth; ++c) shifted[2 * c] += weight * source[c];
         } else {
             for (int c = 0; c < grid.lowWidth; ++c) shifted[grid.columnStep * c] += weight * source[c];
-        }
-    }
-}
-
-/// Gathers one extended row at the sample columns.
-void gatherRow(const SparseGrid& grid, const float* source, const float* kernel, float* target) {
-    std::fill_n(target, grid.lowWidth, 0.0f);
-    for (int k = 0; k < grid.kernelWidth; ++k) {
-        const float weight = kernel[k];
-        const float* shifted = source + k;
-        if (grid.columnStep == 2) {
-            for (int c = 0; c < grid.lowWidth; ++c) target[c] += weight * shifted[2 * c];
-        } else {
-            for (int c = 0; c < grid.lowWidth; ++c) target[c] += weight * shifted[grid.columnStep * c];
         }
     }
 }
@@ -117,20 +87,8 @@ template void fullConvFromSparse(const SparseGrid&, const float*, const float*, 
 
 void validCorrToSparse(const SparseGrid& grid, const float* in, const float* horizontalKernel,
                        const float* verticalKernel, float* intermediate, float* out) {
-    for (int y = 0; y < grid.extendedHeight; ++y) {
-        gatherRow(grid, in + static_cast<std::ptrdiff_t>(y) * grid.extendedWidth, horizontalKernel,
-                  intermediate + static_cast<std::ptrdiff_t>(y) * grid.lowWidth);
-    }
-    std::fill_n(out, static_cast<std::ptrdiff_t>(grid.lowHeight) * grid.lowWidth, 0.0f);
-    for (int k = 0; k < grid.kernelHeight; ++k) {
-        const float weight = verticalKernel[k];
-        const int rows = rowsInside(grid, k);
-        for (int r = 0; r < rows; ++r) {
-            const float* source = intermediate + sampleRow(grid, k, r);
-            float* target = out + static_cast<std::ptrdiff_t>(r) * grid.lowWidth;
-            for (int c = 0; c < grid.lowWidth; ++c) target[c] += weight * source[c];
-        }
-    }
+    sampleSparse(grid, in, horizontalKernel, verticalKernel, intermediate, out,
+                 [](float& sum, float weight, float value) { sum += weight * value; });
 }
 
 }  // namespace oravo::vision::detail

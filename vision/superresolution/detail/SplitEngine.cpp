@@ -1,14 +1,18 @@
 #include "vision/superresolution/detail/SplitEngine.h"
 
-#include <algorithm>
-
 namespace oravo::vision::detail {
 namespace {
 
-constexpr std::ptrdiff_t kLine = 16;  // floats
+constexpr std::ptrdiff_t kLine = SplitLayout::kBlock;
 
-std::ptrdiff_t pitchOf(int lowWidth) {
-    return (lowWidth + kLine - 1) / kLine * kLine;
+/// A spread row: zeros before it, and behind it as far as a row of the image reaches.
+std::ptrdiff_t spreadRow(const SplitLayout& layout) {
+    return kLine + layout.half + kLine;
+}
+
+/// What the rows of one frame take up; see SweepFrame.
+std::ptrdiff_t frameRows(const SplitLayout& layout) {
+    return (2 + kMaskedRows) * layout.pitch + 2 * spreadRow(layout);
 }
 
 }  // namespace
@@ -22,21 +26,19 @@ SplitEngine::SplitEngine(FrameSize low, int maxFrames, InstructionSet level)
       residual_(layout_),
       direction_(layout_),
       image_(layout_),
-      rings_(static_cast<std::size_t>(pitchOf(low.width) * (kGatheredRows + kMaskedRows) * maxFrames)),
-      rows_(
-          static_cast<std::size_t>(pitchOf(low.width) + kLine + kFrameGroup * (pitchOf(low.width) + kLine))),
+      rows_(static_cast<std::size_t>(2 * layout_.pitch + maxFrames * frameRows(layout_))),
       frames_(static_cast<std::size_t>(maxFrames)) {
     plan_.layout = layout_;
-    plan_.pitch = pitchOf(low.width);
     plan_.frames = frames_.data();
     plan_.zeroRow = rows_.data();
-    plan_.spreadRows = rows_.data() + plan_.pitch + kLine;
-    plan_.spreadPitch = plan_.pitch + kLine;
-    float* ring = rings_.data();
+    plan_.factors = rows_.data() + layout_.pitch;
+    float* row = plan_.factors + layout_.pitch;
     for (SweepFrame& frame : frames_) {
-        frame.gathered = ring;
-        frame.masked = ring + plan_.pitch * kGatheredRows;
-        ring += plan_.pitch * (kGatheredRows + kMaskedRows);
+        frame.open = row;
+        frame.masked = frame.open + 2 * layout_.pitch;
+        frame.spread[0] = frame.masked + kMaskedRows * layout_.pitch + kLine;
+        frame.spread[1] = frame.spread[0] + spreadRow(layout_);
+        row += frameRows(layout_);
     }
 }
 
@@ -53,22 +55,22 @@ double SplitEngine::backProject(const Frame* frames, int count) {
         frame.mask = frames[k].mask;
         frame.samples = frames[k].samples;
     }
-    const double squares = kernels_.backProject(plan_, rightSide_.data());
-    std::copy_n(rightSide_.data(), layout_.stride * layout_.rows(), estimate_.data());
-    return squares;
+    return kernels_.backProject(plan_, rightSide_.data(), estimate_.data());
 }
 
 void SplitEngine::freeze(float negativeInverseWeight, float epsilon, float inverseEpsilon) {
-    kernels_.freeze(layout_, estimate_.data(), {negativeInverseWeight, epsilon, inverseEpsilon}, links());
+    linkParameters_ = {negativeInverseWeight, epsilon, inverseEpsilon};
 }
 
 double SplitEngine::startResidual() {
-    kernels_.applyOperator(plan_, links(), estimate_.data(), residual_.data());
-    return kernels_.startResidual(layout_, rightSide_.data(), residual_.data(), direction_.data());
+    turns_ = false;
+    return kernels_.startResidual(plan_, links(), linkParameters_, vectors(), rightSide_.data());
 }
 
 double SplitEngine::applyToDirection() {
-    return kernels_.applyOperator(plan_, links(), direction_.data(), image_.data());
+    const double product = kernels_.applyOperator(plan_, links(), vectors(), turns_ ? &beta_ : nullptr);
+    turns_ = false;
+    return product;
 }
 
 double SplitEngine::step(float alpha) {
@@ -76,7 +78,8 @@ double SplitEngine::step(float alpha) {
 }
 
 void SplitEngine::turn(float beta) {
-    kernels_.turn(layout_, vectors(), beta);
+    beta_ = beta;
+    turns_ = true;
 }
 
 void SplitEngine::crop(int offset, int width, int height, float deviation, float mean, float* out) const {
@@ -85,7 +88,7 @@ void SplitEngine::crop(int offset, int width, int height, float deviation, float
         float* target = out + static_cast<std::ptrdiff_t>(r) * width;
         // At factor 2 the crop starts at an even column and the result is of even width.
         const float* even = row + offset / 2;
-        const float* odd = row + layout_.oddOffset + offset / 2;
+        const float* odd = row + layout_.half + offset / 2;
         for (int i = 0; i < width / 2; ++i) {
             target[2 * i] = deviation * even[i] + mean;
             target[2 * i + 1] = deviation * odd[i] + mean;

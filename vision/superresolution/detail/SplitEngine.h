@@ -36,10 +36,14 @@ class SplitEngine final : public SolverEngine<char, double> {
     SplitImage residual_;
     SplitImage direction_;
     SplitImage image_;
-    Buffer<float> rings_;
     Buffer<float> rows_;
     std::vector<SweepFrame> frames_;
     SweepPlan plan_;
+    // What can be done row by row in the next sweep waits for it: the freezing of links for startResidual, the turn
+    // of the direction for applyToDirection.
+    LinkParameters linkParameters_;
+    float beta_ = 0.0f;
+    bool turns_ = false;
 };
 
 }  // namespace oravo::vision::detail

@@ -14,27 +14,32 @@ namespace oravo::vision::detail {
 ///
 ///   row y:  [ even columns, lowWidth + 3 | zeros | odd columns, lowWidth + 2 | zeros ]
 ///
-/// There is at least one zero behind each half, and a row of zeros above and below the image, so that a
-/// pixel's eight neighbours can be read without asking where it lies.
+/// Both halves are as long, a multiple of kBlock with at least one zero behind the columns, and loops run over whole
+/// halves. A row of zeros lies above and below the image. So a pixel's eight neighbours can be read without asking where
+/// it lies.
 struct SplitLayout {
+    static constexpr int kBlock = 16;  ///< floats; the widest vector of any machine
+
     int lowWidth = 0;
     int lowHeight = 0;
-    std::ptrdiff_t oddOffset = 0;
+    std::ptrdiff_t pitch = 0;  ///< of low-resolution rows, lowWidth rounded up to blocks
+    std::ptrdiff_t half = 0;   ///< length of half a row; where the odd columns begin
     std::ptrdiff_t stride = 0;
 
     SplitLayout() = default;
     explicit SplitLayout(FrameSize low)
         : lowWidth(low.width),
           lowHeight(low.height),
-          oddOffset(aligned(evenColumns() + 1)),
-          stride(oddOffset + aligned(oddColumns() + 1)) {}
+          pitch(blocks(lowWidth)),
+          half(blocks(evenColumns() + 1)),
+          stride(2 * half) {}
 
     [[gnu::always_inline]] int evenColumns() const { return lowWidth + 3; }
     [[gnu::always_inline]] int oddColumns() const { return lowWidth + 2; }
     [[gnu::always_inline]] int rows() const { return 2 * lowHeight + 5; }
 
   private:
-    static std::ptrdiff_t aligned(std::ptrdiff_t n) { return (n + 15) / 16 * 16; }
+    static std::ptrdiff_t blocks(int n) { return (n + kBlock - 1) / kBlock * kBlock; }
 };
 
 /// A split image in memory.

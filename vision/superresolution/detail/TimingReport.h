@@ -7,22 +7,28 @@
 
 namespace oravo::vision::detail {
 
-/// The report that a run prints to standard output, line by line as its stages end.
+/// The report that a run prints to standard output, line by line as its stages end; without a title (null) a
+/// run is silent.
 class TimingReport {
   public:
-    explicit TimingReport(const char* title) {
-        std::cout << "++++++++++ " << title << " ++++++++++" << std::endl;
+    explicit TimingReport(const char* title) : silent_(title == nullptr) {
+        if (!silent_) std::cout << "++++++++++ " << title << " ++++++++++" << std::endl;
     }
 
     /// Starts timing a stage.
     void start() { watch_.start(); }
 
     /// Prints the time since the last start, behind a label of fixed width.
-    void line(const char* label) { std::cout << label << watch_.stop() * 1000 << "[ms]" << std::endl; }
+    void line(const char* label) {
+        if (!silent_) std::cout << label << watch_.stop() * 1000 << "[ms]" << std::endl;
+    }
 
-    void close() { std::cout << "+++++++++++++++++++++++++++++" << std::endl; }
+    void close() {
+        if (!silent_) std::cout << "+++++++++++++++++++++++++++++" << std::endl;
+    }
 
   private:
+    bool silent_;
     StopWatch watch_;
 };
 

@@ -100,7 +100,7 @@ class TotalVariationSolver {
         backProject(nFrames, frames, masks);
 
         int total = 0;
-        for (int restart = 0; restart < parameters_.maxIter; ++restart) {
+        while (total < parameters_.maxIter) {
             const int steps = conjugateGradients(parameters_.maxIter - total);
             total += steps;
             if (steps == 0) break;

@@ -151,9 +151,8 @@ int SuperResolution::loadFrame(const T* frame) {
 template <class T>
 float SuperResolution::computeSR(T* out) {
     State& s = *state_;
-    // The first run of the process settles the cap for all objects, whatever their factors, for each T: hosts
-    // compare gains of different pipelines on one scale.
-    static const int maxCoverage = detail::maxCoverageOf(s.factor);
+    struct KindOfRun;  // one per T
+    const int maxCoverage = detail::sharedMaxCoverage<KindOfRun>(s.factor);
 
     s.run.frames.clear();
     s.spectra.clear();

@@ -150,7 +150,7 @@ class ORAVO_EXPORT SuperResolution {
     void NucToRad(const cv::Mat_<short>& nuc);
 
   private:
-    struct State;
+    struct ORAVO_HIDDEN State;
 
     template <class T>
     int loadFrame(const T* frame);

@@ -71,7 +71,7 @@ class ORAVO_EXPORT SuperResolutionMinimization {
     float getRelRes() const;
 
   private:
-    struct Family;
+    struct ORAVO_HIDDEN Family;
 
     detail::Body<detail::TotalVariationSolver<Family>> solver_;
 };

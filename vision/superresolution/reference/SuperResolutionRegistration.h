@@ -68,7 +68,7 @@ class ORAVO_EXPORT SuperResolutionRegistration {
     float getRegError() const;
 
   private:
-    struct State;
+    struct ORAVO_HIDDEN State;
 
     detail::Body<State> state_;
 };

@@ -58,6 +58,9 @@ TEST(SuperResolutionMinimization, HasTheBitsOfItsTwin) {
                 // Small enough for the faint differences in the corner to count.
                 fast.setEpsilon(0.001f);
                 twin.epsilon = 0.001f;
+                fast.setPsfSigma(twin.psfSigma = 0.9f);
+                fast.setWeightTV(twin.weightTV = 50.0f);
+                fast.setRelRes(twin.relRes = 0.4f);
                 const Solution a = solve(fast, burst, f, masks, kShifts);
                 const Solution b = solve(twin, burst, f, masks, kCvShifts);
                 EXPECT_EQ(a.steps, b.steps);

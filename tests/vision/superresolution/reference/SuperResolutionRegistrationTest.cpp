@@ -48,11 +48,15 @@ TEST(SuperResolutionRegistration, HasTheBitsOfTheFloatFamily) {
         const std::vector<Image> frames =
             burst(Scene(11, 47, 64, 1.0), 47, 64, {{1, 2}, {0, 0}, {0.3f, -0.2f}, {-4.6f, 2.3f}, {3, 0}});
         SuperResolutionRegistration reference(64, 47, 2.0f, radius);
+        reference.setRegErrBlurRadius(radius + 2);
+        reference.setRegError(0.00002f);
         const Registered run(reference, frames, 1);
         EXPECT_EQ(run.code, 0);
 
         SrFloatRegistration1 floating(64, 47, 5);
         floating.setGaussRadius(radius);
+        floating.setRegErrBlurRadius(radius + 2);
+        floating.setRegError(0.00002f);
         std::vector<Image> moved = clones(frames), copies = clones(frames);
         Masks masks(5, 47 * 64);
         std::vector<Point> shifts(5), complete;

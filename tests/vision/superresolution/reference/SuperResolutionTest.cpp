@@ -283,9 +283,13 @@ TEST(SuperResolution, CalibrationTurnsCountsIntoValues) {
     EXPECT_TRUE(std::regex_match(missing.location(),
                                  std::regex("vision/superresolution/reference/SuperResolution: [0-9]+: "
                                             R"(oravo::vision::SuperResolution::processFrame2\(\.\.\)\n)")));
-    const Image ten(kHeight, kWidth, 10.0f), thirty(kHeight, kWidth, 30.0f);
+    const Image ten(kHeight, kWidth, 12.0f), thirty(kHeight, kWidth, 32.0f);
     EXPECT_EQ(thrownBy([&] { pipeline.setNucToRad(low, ten, high, Image(3, 4)); }).message(),
               "Invalid calibration: nuc1 is 60 x 50, but rad2 is 4 x 3.");
+    const cv::Rect part(0, 0, kWidth, kHeight - 1);
+    pipeline.setNucToRad(low(part), ten(part), high(part), thirty(part));
+    EXPECT_EQ(thrownBy([&] { pipeline.processFrame2(nuc.ptr<short>(), image.ptr<float>()); }).location(),
+              missing.location());
     pipeline.setNucToRad(low, ten, high, thirty);
 
     Open expected(kWidth, kHeight, 5, 2.0f);
@@ -295,7 +299,7 @@ TEST(SuperResolution, CalibrationTurnsCountsIntoValues) {
         const float gain = 20.0f / 2000.0f;
         for (int i = 0; i < kWidth * kHeight; ++i) {
             const float product = static_cast<float>(counted.ptr<short>()[i]) * gain;
-            radiometric.ptr<float>()[i] = product + (10.0f - gain * 1000.0f);
+            radiometric.ptr<float>()[i] = product + (12.0f - gain * 1000.0f);
         }
         fill(expected, std::vector<Image>{radiometric});
         testing::internal::CaptureStdout();
@@ -331,6 +335,9 @@ TEST(TwoPointCalibration, RepairsWhatLiesOnOrBeyondItsBounds) {
     Image row = (Image(1, 6) << 4.0f, 1000.0f, 2000.0f, nan, -1000.0f, 999.0f);
     vision::detail::repairOutliers(row, -1000.0f, 1000.0f);
     EXPECT_TRUE(sameBits(row, (Image(1, 6) << 4.0f, 4.0f, 4.0f, nan, 999.0f, 999.0f)));
+    Image bound = (Image(1, 3) << 2000.0f, 1000.0f, 4.0f);
+    vision::detail::repairOutliers(bound, -1000.0f, 1000.0f);
+    EXPECT_TRUE(sameBits(bound, (Image(1, 3) << nan, 4.0f, 4.0f)));
     Image lost = (Image(1, 3) << 2000.0f, nan, 3.0f);
     vision::detail::repairOutliers(lost, -1000.0f, 1000.0f);
     EXPECT_TRUE(sameBits(lost, (Image(1, 3) << nan, nan, 3.0f)));

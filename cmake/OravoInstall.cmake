@@ -1,0 +1,70 @@
+# What an installation holds: the library with its headers, CMake package and pkg-config module, the program, and the
+# Python package. Components: library, development, program, python.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(ORAVO_PYTHON_INSTALL_DIR "lib/python3/dist-packages" CACHE STRING
+    "Where the Python package goes, below the prefix; the default is Debian's place")
+
+# The public surface, which is every header outside detail/, and the internal headers that it includes.
+file(GLOB class_headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}"
+     vision/superresolution/*.h vision/superresolution/reference/*.h)
+set(public_headers
+  capi/SuperResolution.h
+  support/Exception.h
+  support/Export.h
+  support/ImageIO.h
+  support/StopWatch.h
+  support/neon.h
+  ${class_headers})
+set(included_headers
+  support/CodeLocation.h
+  vision/superresolution/detail/Body.h
+  vision/superresolution/detail/Buffer.h
+  vision/superresolution/detail/SparseOperators.h)
+
+foreach(header IN LISTS public_headers included_headers)
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES "${PROJECT_SOURCE_DIR}/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/oravo/${folder}"
+          COMPONENT development)
+endforeach()
+
+set_target_properties(oravo_superresolution PROPERTIES EXPORT_NAME superresolution)
+install(TARGETS oravo_superresolution EXPORT OravoSuperResolutionTargets
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
+        INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/oravo")
+
+set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/OravoSuperResolution")
+install(EXPORT OravoSuperResolutionTargets NAMESPACE oravo:: DESTINATION "${package_folder}" COMPONENT development)
+configure_package_config_file(cmake/OravoSuperResolutionConfig.cmake.in OravoSuperResolutionConfig.cmake
+                              INSTALL_DESTINATION "${package_folder}")
+# Before 1.0 a new minor version may change the interface.
+write_basic_package_version_file(OravoSuperResolutionConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/OravoSuperResolutionConfig.cmake"
+              "${CMAKE_CURRENT_BINARY_DIR}/OravoSuperResolutionConfigVersion.cmake"
+        DESTINATION "${package_folder}" COMPONENT development)
+
+# Relative to the module itself, so that an installed tree may be moved.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig"
+           OUTPUT_VARIABLE prefix_from_module)
+configure_file(cmake/oravo-superresolution.pc.in oravo-superresolution.pc @ONLY)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/oravo-superresolution.pc"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+if(TARGET oravo-superres)
+  # Finds the library of its own prefix; system packages go without (CMAKE_SKIP_INSTALL_RPATH).
+  set_target_properties(oravo-superres PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS oravo-superres RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
+endif()
+if(EXISTS "${PROJECT_SOURCE_DIR}/docs/man/oravo-superres.1")
+  install(FILES docs/man/oravo-superres.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
+endif()
+if(EXISTS "${PROJECT_SOURCE_DIR}/tools/completion/oravo-superres.bash")
+  install(FILES tools/completion/oravo-superres.bash RENAME oravo-superres
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT program)
+endif()
+
+if(EXISTS "${PROJECT_SOURCE_DIR}/python/oravo_superres")
+  install(DIRECTORY python/oravo_superres DESTINATION "${ORAVO_PYTHON_INSTALL_DIR}" COMPONENT python
+          FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+endif()

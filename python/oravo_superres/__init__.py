@@ -1,0 +1,33 @@
+"""Multi-frame super-resolution of infrared frames, for NumPy.
+
+Five or more slightly displaced frames of one scene become one image of twice the resolution::
+
+    import numpy as np
+    import oravo_superres
+
+    frames = np.load("burst.npy")              # (n, height, width), degrees Celsius, n >= 5
+    enlarged = oravo_superres.enhance(frames)  # (2 height, 2 width), float32, degrees Celsius
+
+A live camera keeps a :class:`Session` and adds its frames as they come.
+
+Arrays are indexed [row, column]. Values are temperatures or radiances in one unit of the caller's choice; what lies
+outside [-274, 5000], is not a number, or carries a :class:`PixelCode` counts as a defective pixel and is repaired.
+"""
+
+from ._errors import Status, SuperResolutionError, SuperResolutionWarning
+from ._pixels import PixelCode, has_code
+from ._session import WINDOW_SIZE, Session, enhance, stream
+
+__version__ = "0.1.0"
+
+__all__ = [
+    "WINDOW_SIZE",
+    "PixelCode",
+    "Session",
+    "Status",
+    "SuperResolutionError",
+    "SuperResolutionWarning",
+    "enhance",
+    "has_code",
+    "stream",
+]

@@ -1,0 +1,276 @@
+"""Sessions and the calls built on them."""
+
+import collections
+import ctypes
+import operator
+import warnings
+from types import TracebackType
+from typing import Iterable, Iterator, Optional, Tuple, Type
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _native
+from ._errors import Status, SuperResolutionError, SuperResolutionWarning
+
+WINDOW_SIZE = 5
+"""Frames that one image is reconstructed from."""
+
+_DEFAULT_REFERENCE = 3
+_FRAME_STATUSES = (Status.OK, Status.FALLBACK_PIXEL, Status.TOO_FEW_VALID_PIXELS, Status.NOT_ENOUGH_STRUCTURE)
+# Running out of memory leaves the library as a C++ exception, which would end the process.
+_MOST_PIXELS = 1 << 25
+
+
+def _positive(value: int, name: str) -> int:
+    number = operator.index(value)
+    if number < 1:
+        raise ValueError(f"{name} is {number}; it must be at least 1")
+    return number
+
+
+def _checked_reference(index: int) -> int:
+    number = operator.index(index)
+    if not 0 <= number < WINDOW_SIZE:
+        raise ValueError(f"reference is {number}; it must be from 0 (the newest frame) to {WINDOW_SIZE - 1}")
+    return number
+
+
+def _as_frame(frame: npt.ArrayLike) -> npt.NDArray[np.float32]:
+    """A 2-D frame as the library reads it; the same memory where that serves already."""
+    array = np.asarray(frame)
+    if array.dtype.kind not in "fiu":
+        raise TypeError(f"a frame must hold real numbers; this one has type {array.dtype}")
+    if array.ndim != 2:
+        raise ValueError(f"a frame must have two dimensions (height, width); this one has shape {array.shape}")
+    with np.errstate(over="ignore"):  # what float32 cannot hold becomes infinite, a defective pixel
+        return np.require(array, np.float32, ["C", "A"])
+
+
+def _pointer(array: npt.NDArray[np.float32]) -> "ctypes._Pointer[ctypes.c_float]":
+    return array.ctypes.data_as(ctypes.POINTER(ctypes.c_float))
+
+
+class Session:
+    """A running reconstruction: takes frames one at a time, and from the fifth on yields an image after each.
+
+    A session holds memory in the library until :meth:`close`; use it in a ``with`` statement::
+
+        with Session(640, 480, camera="107 FOV 20") as session:
+            for frame in camera:
+                session.add(frame)
+                if session.ready:
+                    show(session.image())
+
+    Calls of all sessions are serialised, since the library is one thread's at a time; other Python threads run on.
+
+    Args:
+        width: columns of a frame.
+        height: rows of a frame.
+        camera: free text that selects the sensor's point-spread function: a model number from 101 to 108, and "FOV"
+            followed by the field of view in degrees. None, or a text without both, selects the default.
+        reference: the frame on whose grid the image lies, counted back from the newest: 0 to 4.
+        timing_report: let the library print its six lines on standard output for each reconstruction. Otherwise the
+            process's standard output goes to the null device while a frame is added.
+
+    Raises:
+        ValueError: a size or a reference that cannot be.
+        SuperResolutionError: the library refuses the session.
+        OSError: the library cannot be loaded.
+    """
+
+    _handle: Optional[int] = None
+
+    def __init__(self, width: int, height: int, *, camera: Optional[str] = None,
+                 reference: int = _DEFAULT_REFERENCE, timing_report: bool = False) -> None:
+        self._shape = (_positive(height, "height"), _positive(width, "width"))
+        if self._shape[0] * self._shape[1] > _MOST_PIXELS:
+            raise ValueError(f"{width} x {height} pixels are more than {_MOST_PIXELS}")
+        reference = _checked_reference(reference)
+        self.timing_report = bool(timing_report)
+        self._frames_added = 0
+        with _native.lock:
+            handle = _native.library().SuperResolution_init(self._shape[1], self._shape[0])
+            if handle < 0:
+                raise SuperResolutionError(handle, _native.error_message())
+        self._handle = handle
+        try:
+            self.reference = reference
+            if camera is not None:
+                self.describe_camera(camera)
+        except BaseException:
+            self.close()
+            raise
+
+    @property
+    def shape(self) -> Tuple[int, int]:
+        """Rows and columns of a frame."""
+        return self._shape
+
+    @property
+    def output_shape(self) -> Tuple[int, int]:
+        """Rows and columns of the image, twice those of a frame."""
+        return (2 * self._shape[0], 2 * self._shape[1])
+
+    @property
+    def frames_added(self) -> int:
+        """Frames taken in without an error."""
+        return self._frames_added
+
+    @property
+    def ready(self) -> bool:
+        """Whether there is an image: at least five frames were added."""
+        return self._frames_added >= WINDOW_SIZE
+
+    @property
+    def closed(self) -> bool:
+        return self._handle is None
+
+    @property
+    def reference(self) -> int:
+        """The frame on whose grid the image lies, counted back from the newest: 0 to 4, 3 unless set."""
+        return self._reference
+
+    @reference.setter
+    def reference(self, index: int) -> None:
+        number = _checked_reference(index)
+        self._call("SuperResolution_setReferenceFrame", number)
+        self._reference = number
+
+    def describe_camera(self, description: str) -> None:
+        """Selects the sensor's point-spread function by camera and lens; see the class's ``camera``."""
+        if not isinstance(description, str):
+            raise TypeError(f"a camera description is a text, not {type(description).__name__}")
+        text = description.encode()
+        if b"\0" in text:
+            raise ValueError("a camera description may not contain a zero byte")
+        self._call("SuperResolution_setCameraAndLensType", text)
+
+    def add(self, frame: npt.ArrayLike) -> Status:
+        """Takes in the newest frame; from the fifth on, reconstructs the image.
+
+        Args:
+            frame: (height, width), any real type; copied by the library, and converted only when it is not float32
+                in row-major order.
+
+        Returns:
+            OK, or FALLBACK_PIXEL, TOO_FEW_VALID_PIXELS or NOT_ENOUGH_STRUCTURE: the frame is used all the same.
+
+        Raises:
+            TypeError, ValueError: no frame of this session.
+            SuperResolutionError: the library cannot use the frame, for example because it is displaced by half the
+                frame height or more, or because more than 10 of its pixels cannot be repaired.
+        """
+        array = _as_frame(frame)
+        if array.shape != self._shape:
+            raise ValueError(f"the frame has shape {array.shape}, the session {self._shape}")
+        with _native.lock, _native.without_report(not self.timing_report):
+            status = Status(self._call("SuperResolution_addImage", _pointer(array)))
+        self._frames_added += 1
+        return status
+
+    def image(self, out: Optional[npt.NDArray[np.float32]] = None) -> npt.NDArray[np.float32]:
+        """The latest image, (2 height, 2 width), float32, in the frames' unit.
+
+        Pixel (2 r + 0.5, 2 c + 0.5) of it shows what pixel (r, c) of the reference frame shows. When a frame has
+        nothing that the registration can follow, the image stays the previous one (zeros at first).
+
+        Args:
+            out: an array to write into instead of a new one: float32, row-major, of that shape.
+
+        Raises:
+            SuperResolutionError: fewer than five frames were added (TOO_FEW_IMAGES).
+            ValueError: an ``out`` that cannot be written into.
+        """
+        if out is None:
+            out = np.empty(self.output_shape, np.float32)
+        elif out.shape != self.output_shape or out.dtype != np.float32 or not out.flags.carray:
+            raise ValueError(f"out must be a writable, row-major float32 array of shape {self.output_shape}")
+        self._call("SuperResolution_getSuperresolutionImage", _pointer(out))
+        return out
+
+    def close(self) -> None:
+        """Gives the session's memory back. May be repeated; nothing else may follow."""
+        if self._handle is None:
+            return
+        with _native.lock:
+            _native.library().SuperResolution_release(self._handle)
+        self._handle = None
+
+    def __enter__(self) -> "Session":
+        return self
+
+    def __exit__(self, kind: Optional[Type[BaseException]], error: Optional[BaseException],
+                 trace: Optional[TracebackType]) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        self.close()
+
+    def _call(self, name: str, argument: object) -> int:
+        """Calls a function on this session; what it reports as an error is raised."""
+        if self._handle is None:
+            raise ValueError("the session is closed")
+        with _native.lock:
+            status: int = getattr(_native.library(), name)(self._handle, argument)
+            if status not in _FRAME_STATUSES:
+                raise SuperResolutionError(status, _native.error_message())
+        return status
+
+
+def enhance(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,
+            timing_report: bool = False) -> npt.NDArray[np.float32]:
+    """Reconstructs one image from the last five of some frames.
+
+    Args:
+        frames: an array (n, height, width) or n arrays (height, width), oldest first, n at least 5.
+        camera, reference, timing_report: as in :class:`Session`.
+
+    Returns:
+        (2 height, 2 width), float32, in the frames' unit.
+
+    Warns:
+        SuperResolutionWarning: the last frame's status is not OK.
+
+    Raises:
+        TypeError, ValueError: no five frames of one size.
+        SuperResolutionError: the library cannot reconstruct an image from them.
+    """
+    last = collections.deque((_as_frame(frame) for frame in frames), WINDOW_SIZE)
+    if len(last) < WINDOW_SIZE:
+        raise ValueError(f"{len(last)} frames; an image needs {WINDOW_SIZE}")
+    for image, status in stream(last, camera=camera, reference=reference, timing_report=timing_report):
+        if not image.any():
+            raise SuperResolutionError(Status.ERROR, "the registration found nothing in the frames to follow")
+        if status is not Status.OK:
+            warnings.warn(f"the image has status {status.name}", SuperResolutionWarning, stacklevel=2)
+    return image
+
+
+def stream(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,
+           timing_report: bool = False) -> Iterator[Tuple[npt.NDArray[np.float32], Status]]:
+    """Reconstructs an image for each frame from the fifth on.
+
+    Args:
+        frames: arrays (height, width), oldest first, taken one at a time; may be endless.
+        camera, reference, timing_report: as in :class:`Session`.
+
+    Yields:
+        The image of the last five frames, (2 height, 2 width), float32, and the status of the newest.
+
+    Raises:
+        TypeError, ValueError, SuperResolutionError: as :meth:`Session.add`.
+    """
+    session: Optional[Session] = None
+    try:
+        for frame in frames:
+            array = _as_frame(frame)
+            if session is None:
+                height, width = array.shape
+                session = Session(width, height, camera=camera, reference=reference, timing_report=timing_report)
+            status = session.add(array)
+            if session.ready:
+                yield session.image(), status
+    finally:
+        if session is not None:
+            session.close()

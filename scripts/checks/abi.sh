@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Compares the library's binary interface with the stored one: the exported symbols, and layouts and signatures of what
+# the installed headers declare.
+#
+#   scripts/checks/abi.sh            reports what changed; fails on any change
+#   scripts/checks/abi.sh --update   stores the present interface in abi/
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+source "$root/scripts/lib.sh"
+build=$root/build-abi
+library=$build/liboravo_superresolution.so
+describe() { # LIBRARY OUT: without what depends on places or on the compiler's order
+    abidw --suppressions "$root/abi/suppressions.ini" --headers-dir "$build/prefix/include/oravo" --drop-private-types \
+        --exported-interfaces-only --type-id-style hash --no-show-locs --no-corpus-path --no-comp-dir-path "$1" >"$2"
+}
+
+need_packages build-essential cmake ninja-build libopencv-dev abigail-tools xz-utils
+
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS=-g -DCMAKE_CXX_FLAGS=-g \
+    -DORAVO_BUILD_TOOLS=OFF -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build "$build"
+cmake --install "$build" --prefix "$build/prefix" --component development >/dev/null
+describe "$library" "$build/present.abi"
+
+if [ "${1:-}" = --update ]; then
+    xz -9e --stdout "$build/present.abi" >"$root/abi/baseline.abi.xz"
+    "$root/tests/packaging/symbols.sh" --list "$library" >"$root/abi/exported-symbols.txt"
+    echo "== stored in abi/: $(wc -l <"$root/abi/exported-symbols.txt") symbols"
+    exit 0
+fi
+xz --decompress --stdout "$root/abi/baseline.abi.xz" >"$build/baseline.abi"
+abidiff --suppressions "$root/abi/suppressions.ini" "$build/baseline.abi" "$build/present.abi" || {
+    echo "== the interface differs from abi/baseline.abi.xz; after a wanted change: scripts/checks/abi.sh --update"
+    exit 1
+}
+"$root/tests/packaging/symbols.sh" "$library" "$root/abi/exported-symbols.txt"
+echo "== the interface is the stored one"

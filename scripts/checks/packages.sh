@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# Builds the Debian packages and tries them: lintian's opinion file by file, then a clean Debian 12 root in which they
+# are installed by apt, used (program, NumPy package, hosts in C and C++), and removed without a trace.
+#
+#   scripts/checks/packages.sh
+#
+# The clean root needs root and debootstrap; ORAVO_CLEAN_ROOT may name one to copy instead of making it. Without either,
+# lintian's part is all.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+source "$root/scripts/lib.sh"
+packages=$root/out/packages
+mirror=${ORAVO_DEBIAN_MIRROR:-http://deb.debian.org/debian}
+
+need_packages lintian
+"$root/scripts/package.sh" "$packages"
+
+echo "== lintian"
+# The packages are not on their way into Debian: no bug report waits for them.
+lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
+
+if [ "$(id -u)" -ne 0 ]; then
+    echo "== not root: the packages were not installed"
+    exit 0
+fi
+need_packages debootstrap
+clean=$(mktemp -d)
+chmod 755 "$clean"  # it is the root folder of users other than root, too
+mounted=0
+finish() {
+    if [ "$mounted" -eq 1 ]; then umount "$clean/proc"; fi
+    rm -rf --one-file-system "$clean"
+}
+trap finish EXIT
+
+if [ -n "${ORAVO_CLEAN_ROOT:-}" ]; then
+    echo "== copying $ORAVO_CLEAN_ROOT"
+    cp -a --one-file-system "$ORAVO_CLEAN_ROOT/." "$clean"
+else
+    echo "== making a clean root"
+    debootstrap --variant=minbase bookworm "$clean" "$mirror" >"$packages/debootstrap.log" ||
+        { tail "$packages/debootstrap.log"; exit 1; }
+fi
+rm -f "$packages/debootstrap.log"
+mount -t proc proc "$clean/proc" && mounted=1
+cp /etc/resolv.conf "$clean/etc/resolv.conf"
+cp -r "$root/tests/packaging" "$clean/hosts"
+cp -r "$packages" "$clean/packages"
+
+inside() { # COMMAND...: in the clean root, with nothing of this environment
+    chroot "$clean" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+        DEBIAN_FRONTEND=noninteractive "$@"
+}
+apt_inside() {
+    inside apt-get -y -qq --no-install-recommends "$@" >"$clean/apt.log" 2>&1 ||
+        { tail -n 20 "$clean/apt.log"; exit 1; }
+}
+built() { # PACKAGE...: their files in the clean root
+    local package
+    for package in "$@"; do (cd "$clean" && ls "packages/${package}"_*.deb) | sed 's|^|/|'; done
+}
+traces() {
+    (cd "$clean" && find etc usr var -xdev -ipath '*oravo*' -not -path 'var/lib/dpkg/*' | sort)
+}
+
+inside apt-get update -qq
+
+echo "== the program"
+# shellcheck disable=SC2046 # one word for each file
+apt_inside install $(built liboravo-superresolution0 oravo-superres)
+inside sh -ec '
+    oravo-superres simulate -o /burst --width 96 --height 80 --seed 3 >/dev/null
+    oravo-superres enhance /burst -o /enlarged.tif >/dev/null
+    oravo-superres evaluate /enlarged.tif /burst/truth.tif --reference /burst/frame_001.tif'
+
+echo "== the NumPy package"
+apt_inside install "$(built python3-oravo-superres)"
+inside python3 -c '
+import numpy as np, oravo_superres
+y, x = np.mgrid[0:48, 0:64]
+frames = [20 + 5 * np.sin((x - d) / 3) * np.cos((y + d) / 4) for d in (0, 0.4, -0.3, 0.7, 0.1)]
+np.asarray(frames, np.float32).tofile("/frames")
+oravo_superres.enhance(frames).tofile("/expected")'
+echo "an enlarged image of $(stat -c %s "$clean/expected") bytes"
+inside test -e /usr/lib/python3/dist-packages/oravo_superres/__pycache__
+
+echo "== hosts in C and C++"
+apt_inside install "$(built liboravo-superresolution-dev)" cmake make g++ pkg-config
+inside sh -ec '
+    cmake -S /hosts/consumer -B /build -DORAVO_INCLUDE_DIR=/usr/include/oravo >/dev/null
+    cmake --build /build >/dev/null
+    cc -std=c99 -pedantic-errors /hosts/consumer/host.c $(pkg-config --cflags --libs oravo-superresolution) -o /c_host'
+for host in /build/c_host /build/cpp_host /c_host; do
+    inside "$host" 64 48 5 /frames /enlarged >/dev/null
+    cmp "$clean/enlarged" "$clean/expected"
+    echo "$host: the same image"
+done
+
+echo "== removal"
+apt_inside purge oravo-superres python3-oravo-superres liboravo-superresolution-dev liboravo-superresolution0
+left=$(traces)
+[ -z "$left" ] || { echo "left behind:"; echo "$left"; exit 1; }
+echo "nothing is left behind"

@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Builds the Debian packages: the shared library, the development files, the program, and the NumPy package.
+#
+#   scripts/package.sh [FOLDER]     where they go; default: out/packages
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+source "$root/scripts/lib.sh"
+out=${1:-$root/out/packages}
+build=$root/build-package
+
+need_packages build-essential cmake ninja-build dpkg-dev libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev
+
+echo "== Building in $build"
+# Debian's flags for distributed programs; the build type's -O3 comes after their -O2.
+cd "$root"
+eval "$(DEB_BUILD_MAINT_OPTIONS=hardening=+all dpkg-buildflags --export=sh)"
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
+    -DCMAKE_C_FLAGS="$CPPFLAGS $CFLAGS" -DCMAKE_CXX_FLAGS="$CPPFLAGS $CXXFLAGS" \
+    -DCMAKE_SHARED_LINKER_FLAGS="$LDFLAGS" -DCMAKE_EXE_LINKER_FLAGS="$LDFLAGS" \
+    -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build "$build"
+
+echo "== Packages in $out"
+mkdir -p "$out"
+rm -f "$out"/*.deb
+# Permissions inside a package do not depend on who builds it.
+(umask 022 && cd "$build" && cpack -G DEB -B "$out" >cpack.log) || { cat "$build/cpack.log"; exit 1; }
+rm -rf "$out/_CPack_Packages"
+ls -1 "$out"

@@ -1,0 +1,189 @@
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "tests/tools/Program.h"
+#include "tools/BurstSimulator.h"
+#include "tools/FrameMeasures.h"
+#include "tools/ImageWriter.h"
+#include "tools/Metrics.h"
+#include "tools/StreamGuard.h"
+
+namespace oravo::tools {
+namespace {
+
+using Verdict = StreamGuard::Verdict;
+
+Burst burstOf(const std::vector<cv::Point2f>& shifts, double noise, cv::Size size = {160, 120}) {
+    SimulationParameters p;
+    p.frameSize = size;
+    p.shifts = shifts;
+    p.noise = noise;
+    return simulateBurst(p);
+}
+
+bool says(const std::string& text, const std::string& what) {
+    return text.find(what) != std::string::npos;
+}
+
+TEST(FrameMeasures, NoiseIsFoundUnderTheScene) {
+    for (const double noise : {0.2, 0.5, 1.5, 5.0}) {
+        EXPECT_NEAR(noiseOf(burstOf({{0, 0}}, noise).frames[0]), noise, 0.04 + 0.03 * noise) << noise;
+    }
+    EXPECT_LT(noiseOf(burstOf({{0, 0}}, 0.0).frames[0]), 0.05);
+}
+
+TEST(FrameMeasures, MisfitTellsRightShiftsFromWrongOnes) {
+    for (const double noise : {0.0, 0.5, 2.0}) {
+        for (const cv::Point2f shift : {cv::Point2f(0.5f, -0.5f), {3.3f, 1.7f}, {-6.0f, 10.4f}}) {
+            const Burst burst = burstOf({{0, 0}, shift}, noise);
+            const auto found = [&](cv::Point2f d) { return misfit(burst.frames[0], burst.frames[1], d); };
+            EXPECT_LT(found(shift), 0.04) << noise << shift;
+            EXPECT_GT(found(shift + cv::Point2f(2, 1)), 0.2) << noise << shift;
+            EXPECT_GT(found(shift - cv::Point2f(9, 0)), 0.5) << noise << shift;
+        }
+    }
+    const cv::Mat_<float> flat(20, 30, 4.0f);
+    EXPECT_EQ(misfit(flat, flat, {1, 1}), 0.0);
+    EXPECT_EQ(misfit(flat, flat, {40, 0}), 1.0);  // no overlap
+}
+
+TEST(StreamGuard, TellsJumpsAndRepetitionsFromMotion) {
+    const Burst burst = burstOf({{0, 0}, {0.3f, 0.2f}, {4.6f, -3.1f}, {-3, 13}, {0, 0}}, 0.2);
+    StreamGuard guard;
+    for (const cv::Mat_<float>& frame : burst.frames) {
+        EXPECT_EQ(guard.look(frame).verdict, Verdict::use);
+        EXPECT_EQ(guard.look(frame).verdict, Verdict::repeated);
+    }
+    const double contrast = contrastOf(burst.frames[0]);
+    for (const auto& [step, expected] :
+         {std::pair(0.02, Verdict::use), {0.06, Verdict::restart}, {-0.06, Verdict::restart}}) {
+        StreamGuard fresh;
+        fresh.look(burst.frames[0]);
+        cv::Mat_<float> lifted;
+        cv::add(burst.frames[1], step * contrast, lifted);
+        EXPECT_EQ(fresh.look(lifted).verdict, expected) << step;
+    }
+    StreamGuard shutter;
+    shutter.look(burst.frames[0]);
+    cv::Mat_<float> faint;
+    cv::multiply(burst.frames[1], 0.3, faint);
+    EXPECT_EQ(shutter.look(faint).verdict, Verdict::restart);
+    EXPECT_EQ(shutter.look(burst.frames[2]).verdict, Verdict::restart);
+}
+
+TEST(StreamGuard, KnowsEnlargedFrames) {
+    for (const double noise : {0.0, 1.0}) {
+        const Burst burst = burstOf({{0, 0}}, noise);
+        EXPECT_EQ(enlargedBefore(burst.frames[0]), "");
+        EXPECT_EQ(enlargedBefore(burst.truth), "");
+        for (const int kind : {cv::INTER_NEAREST, cv::INTER_LINEAR, cv::INTER_CUBIC, cv::INTER_LANCZOS4}) {
+            cv::Mat_<float> enlarged;
+            cv::resize(burst.frames[0], enlarged, {}, 2.0, 2.0, kind);
+            EXPECT_TRUE(says(enlargedBefore(enlarged),
+                             kind == cv::INTER_NEAREST ? "blocks of 2 x 2" : "no detail finer"))
+                << kind;
+        }
+    }
+    EXPECT_EQ(enlargedBefore(cv::Mat_<float>(64, 64, 1.0f)), "");
+}
+
+TEST(StreamGuard, PhasesAreComparedModuloOnePixel) {
+    EXPECT_TRUE(samePhase({{0, 0}, {1.05f, -2.02f}, {-0.96f, 0.04f}}));
+    EXPECT_FALSE(samePhase({{0, 0}, {1.05f, -2.02f}, {0, 0.5f}}));
+    EXPECT_FALSE(samePhase({{0, 0}, {0.15f, 0}}));
+}
+
+TEST_F(Program, SkipsRepeatedFrames) {
+    ASSERT_EQ(run("simulate -o b --frames 6 --width 64 --height 48").code, 0);
+    std::string doubled;
+    for (const char* i : {"0", "1", "1", "1", "2", "3", "4", "5", "5"}) {
+        doubled += std::string(" b/frame_00") + i + ".tif";
+    }
+    ASSERT_EQ(run("enhance b -o plain/ --every").code, 0);
+    const Outcome outcome = run("enhance" + doubled + " -o guarded/ --every");
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_TRUE(
+        says(outcome.err, "warning: frame 2 (b/frame_001.tif) repeats the frame before it; such frames"))
+        << outcome.err;
+    EXPECT_TRUE(
+        says(outcome.err, "2 images of 128 x 96 pixels, 3 frames without one, 3 repeated frames skipped\n"))
+        << outcome.err;
+    EXPECT_EQ(cv::norm(image("guarded/frame_000006.tif"), image("plain/frame_000004.tif")), 0.0);
+    EXPECT_EQ(cv::norm(image("guarded/frame_000007.tif"), image("plain/frame_000005.tif")), 0.0);
+    EXPECT_TRUE(
+        says(run("enhance" + doubled + " -o o.tif --no-guard").err, "o.tif: 1 image of 128 x 96 pixels\n"));
+}
+
+TEST_F(Program, WindowsDoNotReachAcrossAJump) {
+    ASSERT_EQ(run("simulate -o b --frames 12").code, 0);
+    std::string first;
+    for (int i = 0; i < 12; ++i) {
+        const std::string name = (i < 10 ? "b/frame_00" : "b/frame_0") + std::to_string(i) + ".tif";
+        if (i < 8) first += " " + name;
+        cv::Mat_<float> lifted;
+        cv::add(image(name), i < 8 ? 0.0 : 2.0, lifted);
+        writeImage(path(name), lifted);
+    }
+    ASSERT_EQ(run("enhance" + first + " -o expected.tif").code, 0);
+    const Outcome outcome = run("enhance b -o o.tif --shifts s.csv");
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_TRUE(says(outcome.err, "frame 8 (b/frame_008.tif) lies +1.9")) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, "\nframes 3 to 7: gain 1.9")) << outcome.err;
+    EXPECT_EQ(cv::norm(image("o.tif"), image("expected.tif")), 0.0);
+    EXPECT_TRUE(says(text(path("s.csv")), "reference is frame 4\nframe,dx,dy\n3,"));
+    EXPECT_TRUE(
+        says(run("enhance b -o o.tif --every").err, ": 4 images of 320 x 240 pixels, 4 frames without one"));
+}
+
+TEST_F(Program, FramesThatDoNotFitAreLeftOut) {
+    ASSERT_EQ(run("simulate -o b --frames 7 --width 96 --height 72 --max-shift 0.9").code, 0);
+    const cv::Mat_<float> original = image("b/frame_004.tif");
+    cv::Mat_<float> turned;
+    cv::flip(original, turned, 1);
+    writeImage(path("b/frame_004.tif"), turned);
+    const Outcome outcome = run("enhance b -o o.tif --shifts s.csv");
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, "warning: frame 4 ")) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, "; left out\nframes 1, 2, 3, 5, 6: gain 1.9")) << outcome.err;
+    EXPECT_TRUE(says(text(path("s.csv")), "reference is frame 3\n"));
+    const cv::Mat_<float> plain = bicubic(image("b/frame_003.tif"), {192, 144});
+    EXPECT_LT(compareWithTruth(image("o.tif"), image("b/truth.tif"), 3).rmse,
+              0.8 * compareWithTruth(plain, image("b/truth.tif"), 3).rmse);
+}
+
+TEST_F(Program, NoisyFramesAreSmoothedSoThatTheImageIsBetterThanBicubic) {
+    for (const char* noise : {"1", "1.5", "3", "6"}) {
+        ASSERT_EQ(run(std::string("simulate -o b --noise ") + noise).code, 0);
+        const cv::Mat_<float> truth = image("b/truth.tif");
+        const auto rmse = [&](const cv::Mat_<float>& result) {
+            return compareWithTruth(result, truth, 3).rmse;
+        };
+        const Outcome outcome = run("enhance b -o o.tif");
+        EXPECT_TRUE(says(outcome.err, "% of the contrast; TV weight ")) << outcome.err;
+        EXPECT_LT(rmse(image("o.tif")), 0.75 * rmse(bicubic(image("b/frame_001.tif"), truth.size())))
+            << noise;
+    }
+    EXPECT_TRUE(says(run("enhance b -o o.tif --tv-weight 400").err, "% of the contrast; a TV weight near "));
+    const Outcome off = run("enhance b -o off.tif --no-guard");
+    EXPECT_FALSE(says(off.err, "warning")) << off.err;
+    EXPECT_EQ(cv::norm(image("o.tif"), image("off.tif")), 0.0);
+}
+
+TEST_F(Program, SaysThatATripodGainsLittle) {
+    ASSERT_EQ(run("simulate -o b --noise 0.1 --shifts '0,0;0,0;1,0;0.03,-1;-1,2'").code, 0);
+    EXPECT_TRUE(says(run("enhance b -o o.tif").err, "the frames lie whole pixels apart (a tripod?)"));
+}
+
+TEST_F(Program, RecordedBurstsRaiseNoAlarm) {
+    const char* folder = std::getenv("ORAVO_TEST_DATA");
+    if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
+    for (const char* name : {"rendered_pipes", "mwir_embankment", "mwir_fields", "lwir_buildings"}) {
+        const Outcome outcome =
+            run(std::string("enhance ") + folder + "/bursts/" + name + " -o o.tif --every");
+        EXPECT_EQ(outcome.code, 0) << name;
+        EXPECT_FALSE(says(outcome.err, "warning")) << name << '\n' << outcome.err;
+    }
+}
+
+}  // namespace
+}  // namespace oravo::tools

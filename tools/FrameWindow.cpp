@@ -1,0 +1,67 @@
+#include "tools/FrameWindow.h"
+
+#include "tools/Messages.h"
+#include "tools/Metrics.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr std::size_t kFull = static_cast<std::size_t>(Enhancer::kWindowSize);
+constexpr std::size_t kSpare = kFull;  // older frames kept to take the place of bad ones
+
+}  // namespace
+
+FrameWindow::FrameWindow(cv::Size frameSize, const EnhanceParameters& parameters, bool every)
+    : guarded_(parameters.guarded), every_(every), runner_(frameSize, parameters, every) {
+}
+
+bool FrameWindow::add(const cv::Mat_<float>& values, const std::string& name, bool quiet) {
+    RecordedFrame frame{count_++, name, values, {}, quiet};
+    if (guarded_) {
+        frame.sound = repaired(values);
+        if (!belongs(frame)) return false;
+    }
+    frames_.push_back(std::move(frame));
+    if (frames_.size() > kFull + (guarded_ ? kSpare : 0)) frames_.pop_front();
+    return true;
+}
+
+bool FrameWindow::belongs(const RecordedFrame& frame) {
+    if (frame.number == 0) {
+        const std::string reason = enlargedBefore(frame.sound);
+        if (!reason.empty()) warn(Guard{"enlarged before", {}, "the frames " + reason, ""});
+    }
+    const StreamGuard::Finding finding = guard_.look(frame.sound);
+    const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + finding.reason;
+    if (finding.verdict == StreamGuard::Verdict::repeated) {
+        ++repeated_;
+        if (repeated_ == 1) warn(Guard{"repeated", frame.number, what, "such frames are skipped"});
+        return false;
+    }
+    if (finding.verdict == StreamGuard::Verdict::restart) {
+        ++restarts_;
+        warn(Guard{"jump", frame.number, what, "a new window begins (shutter calibration?)"});
+        if (frames_.size() >= kFull) earlier_ = frames_;
+        frames_.clear();
+    }
+    return true;
+}
+
+bool FrameWindow::ready() const {
+    return frames_.size() >= kFull || (!every_ && earlier_.size() >= kFull);
+}
+
+std::optional<Enlarged> FrameWindow::run(Refusal& refusal) {
+    WindowRunner::Frames pool;
+    for (const RecordedFrame& frame : frames_.size() >= kFull ? frames_ : earlier_) pool.push_back(&frame);
+    return runner_.run(std::move(pool), refusal);
+}
+
+std::string FrameWindow::skipped() const {
+    std::string text;
+    if (repeated_ != 0) text += format(", %zu repeated frames skipped", repeated_);
+    if (restarts_ != 0) text += format(", %zu new windows begun", restarts_);
+    return text;
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,48 @@
+#ifndef ORAVO_TOOLS_FRAMEWINDOW_H
+#define ORAVO_TOOLS_FRAMEWINDOW_H
+
+#include <deque>
+
+#include "tools/StreamGuard.h"
+#include "tools/WindowRunner.h"
+
+namespace oravo::tools {
+
+/// A recording's frames on their way to the enhancer. When guarded, repeated frames are skipped, and windows
+/// do not reach across jumps of level or contrast; see WindowRunner for the rest.
+class FrameWindow {
+  public:
+    /// @param every  an image is wanted for each frame, not just one for the recording
+    FrameWindow(cv::Size frameSize, const EnhanceParameters& parameters, bool every);
+
+    /// Takes in the next frame. False where it was skipped.
+    /// @param name   of its file, for messages
+    /// @param quiet  why it cannot be used has been said
+    bool add(const cv::Mat_<float>& values, const std::string& name, bool quiet);
+
+    /// Whether there are frames enough for an image.
+    bool ready() const;
+
+    /// Enlarges the newest frames that belong together.
+    std::optional<Enlarged> run(Refusal& refusal);
+
+    /// What was skipped, in words that follow the summary of a recording; empty where nothing was.
+    std::string skipped() const;
+
+  private:
+    bool belongs(const RecordedFrame& frame);
+
+    bool guarded_;
+    bool every_;
+    WindowRunner runner_;
+    StreamGuard guard_;
+    std::deque<RecordedFrame> frames_;   // that belong together, oldest first
+    std::deque<RecordedFrame> earlier_;  // the latest before them that were enough for an image
+    std::size_t count_ = 0;
+    std::size_t repeated_ = 0;
+    std::size_t restarts_ = 0;
+};
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,191 @@
+#include "vision/superresolution/SrFloatNeon.h"
+
+#include <algorithm>
+
+#include "support/CodeLocation.h"
+#include "vision/superresolution/SrFloatNeonMinimization.h"
+#include "vision/superresolution/SrFloatNeonRegistration.h"
+#include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/PipelineParameters.h"
+#include "vision/superresolution/detail/ReconstructionRun.h"
+#include "vision/superresolution/detail/SlidingWindow.h"
+
+namespace oravo::vision {
+namespace {
+
+CodeLocation constructorAt(int line) {
+    return {"vision/superresolution/SrFloatNeon", line, "oravo::vision::SrFloatNeon::SrFloatNeon"};
+}
+
+}  // namespace
+
+template <class Registration>
+struct SrFloatNeon<Registration>::State {
+    State(int inputWidth, int inputHeight, int windowSize, float srFactor)
+        : referenceIndex(detail::checkedReferenceIndex(0, windowSize)),
+          input(detail::checkedSize(inputWidth, inputHeight, constructorAt(__LINE__))),
+          factor(detail::checkedFactor(srFactor, constructorAt(__LINE__))),
+          output(detail::enlarged(input, factor, constructorAt(__LINE__))),
+          registration(inputWidth, inputHeight, windowSize),
+          minimization(inputWidth, inputHeight, windowSize, srFactor),
+          frames(detail::makeImages<float>(windowSize, input)),
+          run(input, output, windowSize) {}
+
+    int referenceIndex;
+    detail::FrameSize input;
+    float factor;
+    detail::FrameSize output;
+    float minStructureThreshold = 2.0f;
+    Registration registration;
+    SrFloatNeonMinimization minimization;
+    detail::SlidingWindow<detail::Buffer<float>> frames;
+    detail::ReconstructionRun<cv::Point_<float>, float> run;
+};
+
+template <class Registration>
+SrFloatNeon<Registration>::SrFloatNeon(int inputWidth, int inputHeight, int windowSize, float srFactor)
+    : state_(detail::Body<State>::make(inputWidth, inputHeight, windowSize, srFactor)) {
+}
+
+template <class Registration>
+int SrFloatNeon<Registration>::addFrame(const float* image) {
+    return loadFrame(image);
+}
+
+template <class Registration>
+int SrFloatNeon<Registration>::addFrame(const cv::Mat_<float>& image) {
+    return loadFrame(image.template ptr<float>());
+}
+
+template <class Registration>
+int SrFloatNeon<Registration>::loadFrame(const float* image) {
+    State& s = *state_;
+    float* newest = s.frames.advance().data();
+    std::copy_n(image, s.input.pixelCount(), newest);
+    s.registration.prepareFrame(newest);
+    return 0;
+}
+
+template <class Registration>
+float SrFloatNeon<Registration>::computeSR(float* out) {
+    State& s = *state_;
+    // The first pipeline of the process to run settles the cap for all of its kind, whatever their factors.
+    static const int maxCoverage = detail::maxCoverageOf(s.factor);
+
+    s.run.frames.clear();
+    for (int i = 0; i < s.frames.count(); ++i) s.run.frames.push_back(s.frames[i].data());
+    return s.run({/*title=*/nullptr, s.referenceIndex, maxCoverage}, s.registration, s.minimization,
+                 /*badPixelHandling=*/nullptr, [&] { saveFrame(out); });
+}
+
+template <class Registration>
+float SrFloatNeon<Registration>::computeSR(cv::Mat_<float>& out) {
+    out.create(state_->output.height, state_->output.width);
+    return computeSR(out.template ptr<float>());
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::clearFrames() {
+    state_->frames.clear();
+}
+
+template <class Registration>
+int SrFloatNeon<Registration>::getInputSize() const {
+    return state_->input.pixelCount();
+}
+template <class Registration>
+int SrFloatNeon<Registration>::getOutputSize() const {
+    return state_->output.pixelCount();
+}
+template <class Registration>
+int SrFloatNeon<Registration>::getWindowSize() const {
+    return state_->frames.capacity();
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::setReferenceIndex(int index) {
+    state_->referenceIndex = detail::checkedReferenceIndex(index, getWindowSize());
+}
+template <class Registration>
+int SrFloatNeon<Registration>::getReferenceIndex() const {
+    return state_->referenceIndex;
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::setMaxCGIters(int iterations) {
+    state_->minimization.setMaxIter(detail::checkedMaxCGIters(iterations));
+}
+template <class Registration>
+int SrFloatNeon<Registration>::getMaxCGIters() const {
+    return state_->minimization.getMaxIter();
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::setPsfSigma(float sigma) {
+    state_->minimization.setPsfSigma(detail::checkedPsfSigma(sigma));
+}
+template <class Registration>
+float SrFloatNeon<Registration>::getPsfSigma() const {
+    return state_->minimization.getPsfSigma();
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::setRegError(float error) {
+    state_->registration.setRegError(detail::checkedRegError(error));
+}
+template <class Registration>
+float SrFloatNeon<Registration>::getRegError() const {
+    return state_->registration.getRegError();
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::setRelativeResidue(float residue) {
+    state_->minimization.setRelRes(detail::checkedRelativeResidue(residue));
+}
+template <class Registration>
+float SrFloatNeon<Registration>::getRelativeResidue() const {
+    return state_->minimization.getRelRes();
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::setWeightTV(float weight) {
+    state_->minimization.setWeightTV(detail::checkedWeightTV(weight));
+}
+template <class Registration>
+float SrFloatNeon<Registration>::getWeightTV() const {
+    return state_->minimization.getWeightTV();
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::setMinStructureThreshold(float threshold) {
+    state_->minStructureThreshold = threshold;
+}
+template <class Registration>
+float SrFloatNeon<Registration>::getMinStructureThreshold() const {
+    return state_->minStructureThreshold;
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const {
+    state_->registration.getCompleteShifts(shifts);
+}
+
+/// One byte per pixel, as if masks were bytes: hosts have come to read no more than that.
+template <class Registration>
+void SrFloatNeon<Registration>::getMasks(std::vector<cv::Mat_<float>>& masks) const {
+    const State& s = *state_;
+    masks.resize(static_cast<std::size_t>(s.frames.capacity()));
+    for (std::size_t i = 0; i < masks.size(); ++i) {
+        masks[i] = cv::Mat_<float>(s.input.height, s.input.width, 0.0f);
+        std::copy_n(reinterpret_cast<const uchar*>(s.run.masks.data()[i]), s.input.elements(), masks[i].data);
+    }
+}
+
+template <class Registration>
+void SrFloatNeon<Registration>::saveFrame(float* out) const {
+    std::copy_n(state_->run.image.data(), state_->output.pixelCount(), out);
+}
+
+template class SrFloatNeon<SrFloatNeonRegistration>;
+
+}  // namespace oravo::vision

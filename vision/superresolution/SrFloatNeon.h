@@ -1,0 +1,100 @@
+#ifndef ORAVO_VISION_SRFLOATNEON_H
+#define ORAVO_VISION_SRFLOATNEON_H
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "support/Export.h"
+#include "vision/superresolution/detail/Body.h"
+
+namespace oravo::vision {
+
+class SrFloatNeonRegistration;
+
+/// The pipeline of SrFloat on vector operations (support/neon.h), for hosts that want the vector path; it is
+/// instantiated for SrFloatNeonRegistration and works on every machine.
+///
+/// Frames, window, enlarged image, parameters, statuses and copies are SrFloat's. What differs:
+///   - masks are floats, 0 or 1
+///   - frames are taken as they are: nothing is repaired on intake, nothing refilled in the enlarged image,
+///     so that status codes and NaN flow into registration and reconstruction
+///   - a run prints nothing
+///   - the coverage that counts in the resolution gain is settled by the first run of this class
+template <class Registration>
+class ORAVO_EXPORT SrFloatNeon {
+  public:
+    /// @param windowSize  frames kept, at least 1
+    /// @param srFactor    enlargement, at least 1; built for 2
+    /// Throws the C string "Invalid reference index specified." for a windowSize below 1, and
+    /// oravo::Exception for a size or factor that cannot be.
+    SrFloatNeon(int inputWidth, int inputHeight, int windowSize, float srFactor);
+
+    /// Takes in the newest frame, evicting the oldest when the window is full: copies it and prepares it for
+    /// registration.
+    /// @return 0
+    int addFrame(const float* image);
+    /// @param image  inputHeight x inputWidth and continuous; this is not checked
+    int addFrame(const cv::Mat_<float>& image);
+
+    /// Registers the window and reconstructs the enlarged image. May be repeated.
+    /// @param out  receives the enlarged image; left alone when the registration fails
+    /// @return on success an estimate of the resolution gain, at most 2 with factor 2; -998 when the
+    ///         registration failed; -6 when a frame moved by more than a tenth of the frame height in x or y;
+    ///         else -3 when at least half of a frame's pixels are unusable. The image is delivered with -6
+    ///         and -3 as well.
+    /// Throws oravo::Exception when no frame was added, a frame moved by half the frame height or more, or
+    /// the window was emptied and not filled again.
+    float computeSR(float* out);
+    /// @param out  (re)created as outputHeight x outputWidth
+    float computeSR(cv::Mat_<float>& out);
+
+    /// Empties the window. Buffers, shifts, masks and prepared frames keep their contents, so the window has
+    /// to be filled again before the next run.
+    void clearFrames();
+
+    int getInputSize() const;   ///< pixels of an input frame
+    int getOutputSize() const;  ///< pixels of the enlarged image
+    int getWindowSize() const;
+
+    // Parameters: meaning, first values, rejections and their texts are those of SrFloat.
+
+    void setReferenceIndex(int index);
+    int getReferenceIndex() const;
+    void setMaxCGIters(int iterations);
+    int getMaxCGIters() const;
+    void setPsfSigma(float sigma);
+    float getPsfSigma() const;
+    void setRegError(float error);
+    float getRegError() const;
+    void setRelativeResidue(float residue);
+    float getRelativeResidue() const;
+    void setWeightTV(float weight);
+    float getWeightTV() const;
+    void setMinStructureThreshold(float threshold);
+    float getMinStructureThreshold() const;
+
+    /// The whole shift of each frame in the last run, in input pixels, window order: frame(p + d) =
+    /// reference(p).
+    void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
+
+    /// Copies the beginning of the masks of the last run, one inputHeight x inputWidth matrix per slot: as
+    /// many bytes as a mask has pixels, which is its first quarter. The rest is 0.
+    void getMasks(std::vector<cv::Mat_<float>>& masks) const;
+
+  protected:
+    /// Copies the latest reconstruction, getOutputSize() values.
+    void saveFrame(float* out) const;
+
+  private:
+    struct State;
+
+    int loadFrame(const float* image);
+
+    detail::Body<State> state_;
+};
+
+extern template class SrFloatNeon<SrFloatNeonRegistration>;
+
+}  // namespace oravo::vision
+
+#endif
