@@ -1,5 +1,8 @@
 # Shared by the scripts beside it: source it, do not run it.
 
+# What building and testing everything takes.
+test_packages="build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev libgtest-dev libbenchmark-dev pkg-config python3-numpy python3-pytest"
+
 # Installs those of the named Debian packages that are missing, and says so.
 need_packages() {
     local missing=() package
@@ -18,4 +21,19 @@ need_packages() {
     echo "== installing ${missing[*]}"
     "${as_root[@]}" apt-get update -qq
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+# Configures and builds the project with warnings as errors: build_in FOLDER [CMAKE_ARGUMENT...] [-- TARGET...]
+# (all targets when none is named). The configuration is shown only when it fails.
+build_in() {
+    local folder=$1 arguments=() log
+    shift
+    while [ "$#" -gt 0 ] && [ "$1" != -- ]; do
+        arguments+=("$1")
+        shift
+    done
+    local targets=("${@:2}")
+    log=$(cmake -S . -B "$folder" -G Ninja -DORAVO_WARNINGS_AS_ERRORS=ON "${arguments[@]}" 2>&1) ||
+        { echo "$log"; return 1; }
+    cmake --build "$folder" --target "${targets[@]:-all}"
 }

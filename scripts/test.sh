@@ -5,18 +5,14 @@
 #
 # Tests on recorded bursts run when ORAVO_TEST_DATA names their folder; without it they are skipped.
 set -euo pipefail
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-source "$root/scripts/lib.sh"
-build=${1:-$root/build-test}
+build=$(realpath -m "${1:-$(dirname "${BASH_SOURCE[0]}")/../build-test}")
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. scripts/lib.sh
 
-need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev libgtest-dev \
-    libbenchmark-dev pkg-config python3-numpy python3-pytest
+need_packages $test_packages
 
 echo "== Building in $build"
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DORAVO_WARNINGS_AS_ERRORS=ON >"$build.configure.log" 2>&1 ||
-    { cat "$build.configure.log"; exit 1; }
-rm -f "$build.configure.log"
-cmake --build "$build"
+build_in "$build" -DCMAKE_BUILD_TYPE=Release
 
 echo "== Running the tests"
 ctest --test-dir "$build" --output-on-failure -j "$(nproc)"

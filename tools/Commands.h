@@ -33,6 +33,7 @@ struct EnhanceCommand {
     std::string shiftsFile;
     std::string camera;
     bool every = false;
+    int jobs = 0;  ///< 0: the inputs are one recording; else each is one, for so many processes
     ReadOptions reading;
     Decode decode;
     std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes

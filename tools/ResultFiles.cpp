@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <regex>
+#include <set>
 
 #include "tools/Agreement.h"
 #include "tools/FileNames.h"
@@ -16,6 +18,15 @@ namespace oravo::tools {
 namespace {
 
 constexpr double kLeastShare = 0.5;  // of valid pixels, below which the library warns
+
+namespace fs = std::filesystem;
+
+/// One name for one file, there or not.
+fs::path settled(const std::string& path) {
+    std::error_code failed;
+    const fs::path one = fs::weakly_canonical(path, failed);
+    return failed ? fs::path(path) : one;
+}
 
 bool isPicture(const std::string& path) {
     return lowerExtension(path) == ".png";
@@ -56,9 +67,11 @@ std::pair<double, double> parseRange(const std::string& text) {
 
 ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reader)
     : command_(command), options_(command.results), reader_(reader), unit_(unitOf(command)) {
+    std::set<fs::path> taken{settled(command.output), settled(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
         if (!wants(path)) return;
         checkTarget(path, extensions);
+        if (!taken.insert(settled(path)).second) throw outputError(path + ": is named for two outputs");
         if (reader.readsFrom(path)) throw outputError(path + ": is one of the inputs");
     };
     check(options_.preview, {".png"});

@@ -3,10 +3,12 @@
 #include <iostream>
 #include <opencv2/core/utils/logger.hpp>
 
+#include "tools/Batch.h"
 #include "tools/Commands.h"
 #include "tools/DefectsOptions.h"
 #include "tools/InputOptions.h"
 #include "tools/Messages.h"
+#include "tools/Outcome.h"
 #include "tools/PendingFile.h"
 #include "tools/PipelineOptions.h"
 #include "tools/ResultOptions.h"
@@ -25,6 +27,8 @@ constexpr char kExitCodes[] =
     "  3  output cannot be written; what was there before is untouched\n"
     "  4  no enlarged image could be reconstructed; nothing was written\n"
     "  5  internal failure\n"
+    "With --jobs, the highest code of all recordings. What --every has no image for is told in the last "
+    "line.\n"
     "Each file appears whole or not at all. Messages go to standard error.";
 
 void addEnhance(CLI::App& app, EnhanceCommand& c) {
@@ -39,11 +43,17 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
            "names begin with \"frame\", only these are read")
         ->required();
     sub->add_option("-o,--output", c.output,
-                    "OUT.tif: 32-bit float, in the unit of the decoded input. With --every one page for each "
+                    "OUT.tif: 32-bit float, in the unit of the decoded input; - for standard output. With "
+                    "--every one page for each "
                     "image, or a folder (existing, or ending in /) for files named after the newest frame")
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
+    sub->add_option(
+           "--jobs", c.jobs,
+           "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each, "
+           "and so many of them are enhanced at a time")
+        ->check(CLI::Range(1, 1024));
     addPipelineOptions(*sub, p);
     CLI::Option* camera =
         sub->add_option("--camera", c.camera,
@@ -96,7 +106,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         "out, and the TV weight is lowered for noisy frames unless --tv-weight is given; each is said");
     sub->callback([&c, weight] {
         c.parameters.chooseWeight = weight->count() == 0;
-        enhance(c);
+        c.jobs == 0 ? enhance(c) : enhanceBatch(c);
     });
 }
 
@@ -173,11 +183,6 @@ void addEvaluate(CLI::App& app, EvaluateCommand& c) {
     sub->callback([&c] { evaluate(c); });
 }
 
-int fail(ExitCode code, const std::string& message) {
-    std::cerr << "oravo-superres: " << message << '\n';
-    return static_cast<int>(code);
-}
-
 /// The parser alone would only say that a command is missing.
 void refuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
     if (argc < 2 || argv[1][0] == '-') return;
@@ -190,7 +195,8 @@ void refuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
 /// Figures that did not reach standard output are no success.
 int finish(ExitCode code) {
     if (std::cout.flush()) return static_cast<int>(code);
-    return fail(ExitCode::kOutput, "standard output cannot be written");
+    complain("standard output cannot be written");
+    return static_cast<int>(ExitCode::kOutput);
 }
 
 }  // namespace
@@ -212,16 +218,16 @@ int main(int argc, char** argv) {
     addEvaluate(app, evaluateCommand);
     DefectsCommand defectsCommand;
     addDefects(app, defectsCommand, kExitCodes);
-    try {
-        refuseUnknownCommand(app, argc, argv);
-        app.parse(argc, argv);
-        return finish(ExitCode::kSuccess);
-    } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() == 0) return finish(static_cast<ExitCode>(app.exit(e)));  // --help, --version
-        return fail(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
-    } catch (const UserError& e) {
-        return fail(e.code(), e.what());
-    } catch (...) {
-        return fail(ExitCode::kInternal, "internal failure: " + currentExceptionText());
-    }
+    const ExitCode code = outcomeOf([&] {
+        try {
+            refuseUnknownCommand(app, argc, argv);
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& e) {
+            if (e.get_exit_code() != 0) {
+                throw UserError(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
+            }
+            app.exit(e);  // --help, --version
+        }
+    });
+    return code == ExitCode::kSuccess ? finish(code) : static_cast<int>(code);
 }

@@ -1,20 +1,13 @@
 #!/usr/bin/env bash
-# Looks at the program's HTML report in a real browser: every picture is loaded, nothing is fetched, the console stays
-# empty and nothing sticks out sideways, on a wide and on a narrow window.
-#
-#   scripts/checks/report.sh [BUILD_FOLDER]     default: build-test
-#
-# Leaves out/report/report.html and its screenshots.
+# the HTML report in a real browser: pictures loaded, nothing fetched, no errors, nothing sticks out; leaves screenshots
 set -euo pipefail
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
-source "$root/scripts/lib.sh"
-build=${1:-$root/build-test}
-out=$root/out/report
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+. scripts/lib.sh
+build=${1:-build-test}
+out=$PWD/out/report
 
-need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev chromium fonts-dejavu-core
-
-[ -e "$build/CMakeCache.txt" ] || cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$build" --target oravo-superres
+need_packages $test_packages chromium fonts-dejavu-core
+build_in "$build" -DCMAKE_BUILD_TYPE=Release -- oravo-superres
 superres=$build/tools/oravo-superres
 
 browser() {
@@ -37,8 +30,8 @@ fail() {
 }
 
 # Errors are counted from the first script on; the rest is measured when everything is loaded.
-readonly before='<script>window.faults=0;addEventListener("error",()=>++faults,true);console.error=console.warn=()=>++faults;</script>'
-readonly after='<script>addEventListener("load",()=>{const d=document.documentElement,i=[...document.images];
+before='<script>window.faults=0;addEventListener("error",()=>++faults,true);console.error=console.warn=()=>++faults;</script>'
+after='<script>addEventListener("load",()=>{const d=document.documentElement,i=[...document.images];
 d.dataset.images=i.length;d.dataset.loaded=i.filter(p=>p.complete&&p.naturalWidth>0&&p.clientWidth>0).length;
 d.dataset.fetched=performance.getEntriesByType("resource").filter(e=>!e.name.startsWith("data:")).length;
 d.dataset.wide=d.scrollWidth-d.clientWidth;d.dataset.high=d.scrollHeight;d.dataset.faults=faults;});</script>'
@@ -68,7 +61,7 @@ mkdir -p "$out"
 "$superres" simulate -o "$out/burst" --frames 7 --defects 5 --noise 0.1 --seed 3
 "$superres" enhance "$out/burst" -o "$out/all.tif" --every --encoding celsius --report "$out/report.html" \
     --report "$out/report.json"
-# A name that is markup, a large step between the frames and a frame that is nearly a copy of another.
+# A name that is markup, a portrait, a fixed range, and a frame that is left out.
 "$superres" simulate -o "$out/odd" --width 64 --height 96 --reference 1 --shifts '0.2,0.1;0,0;0.3,13;0.2,0.15;0.7,0.1'
 "$superres" enhance "$out/odd" -o "$out/<b>&\"odd\"<.tif" --palette grey --range 10:30 --report "$out/odd.html"
 for width in 1280 500; do
