@@ -8,6 +8,7 @@
 #include "support/ImageIO.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/detail/Buffer.h"
 
 namespace oravo::capi {
 
@@ -17,6 +18,7 @@ using Pipeline = vision::SrFloat<vision::SrFloatRegistration2>;
 struct Session {
     int width = 0;
     int height = 0;
+    vision::detail::Buffer<float> pixels;  ///< of output
     cv::Mat_<float> output;  ///< the enlarged image, 2 height x 2 width; zeros until the first reconstruction
     std::unique_ptr<Pipeline> pipeline;
     exp::ImageIO log{2};

@@ -13,6 +13,7 @@ namespace {
 using oravo::capi::Pipeline;
 using oravo::capi::Session;
 using oravo::capi::SessionTable;
+using oravo::vision::detail::Buffer;
 
 constexpr int kWindowSize = 5;
 constexpr float kFactor = 2.0f;
@@ -34,8 +35,14 @@ std::string& errorMessage() {
     return message;
 }
 
-int fail(int status, const std::string& message) {
-    errorMessage() = message;
+/// Sets the error message, which stays empty when there is no memory left for it.
+int fail(int status, const char* message, const char* more = "") noexcept {
+    try {
+        errorMessage() = message;
+        errorMessage() += more;
+    } catch (...) {
+        errorMessage().clear();
+    }
     return status;
 }
 
@@ -53,7 +60,7 @@ int guarded(Action action) {
     } catch (const oravo::Exception& e) {
         return fail(kError, e.what());
     } catch (const cv::Exception& e) {
-        return fail(kError, "cv::Exception: " + e.err);
+        return fail(kError, "cv::Exception: ", e.err.c_str());
     } catch (...) {
         return fail(kError, "Unknown exception in addImage()");  // from the query as well
     }
@@ -97,8 +104,8 @@ int SuperResolution_init(int width, int height) {
 
         Session& session = sessions()[handle];
         const auto doubled = [](int n) { return static_cast<int>(static_cast<float>(n) * kFactor); };
-        session.output.create(doubled(height), doubled(width));
-        session.output = 0.0f;
+        session.pixels = Buffer<float>(static_cast<std::size_t>(pipeline->getOutputSize()));
+        session.output = cv::Mat_<float>(doubled(height), doubled(width), session.pixels.data());
         session.width = width;
         session.height = height;
         session.imageCount = 0;
@@ -114,6 +121,7 @@ int SuperResolution_release(int handle) {
     if (session == nullptr) return kError;
     session->pipeline.reset();
     session->output.release();
+    session->pixels = {};
     session->width = 0;
     session->height = 0;
     if (session->log.isOpen()) session->log.close();
@@ -154,8 +162,8 @@ int SuperResolution_queryOutputImageSize(int handle, int* width, int* height) {
         });
         if (reconstructed != 0) status = reconstructed;
     }
-    *width = session->output.cols;
-    *height = session->output.rows;
+    if (width != nullptr) *width = session->output.cols;
+    if (height != nullptr) *height = session->output.rows;
     return status;
 }
 
@@ -165,8 +173,7 @@ int SuperResolution_getSuperresolutionImage(int handle, float* out) {
     int status = 0;
     if (out == nullptr) status = fail(kError, "Ir mosaic data pointer is NULL.");
     if (session->imageCount < kWindowSize) status = fail(kTooFewImages, "Not enough input images (<5)");
-    if (out == nullptr || session->output.data == nullptr)
-        return fail(kError, "Memcpy called on nullptr!!!!");
+    if (out == nullptr || session->output.empty()) return fail(kError, "Memcpy called on nullptr!!!!");
     const std::size_t bytes = session->output.total() * sizeof(float);
     std::memcpy(out, session->output.data, bytes);
     return status;

@@ -26,9 +26,10 @@
  *     -5  fewer than 5 images have been added
  *   -999  invalid handle, null pointer, unknown image size, or an error inside the library
  *
- * Every failure that is reported replaces the one error message of the process; nothing clears it. Sessions
- * and message are shared by the whole process and are not guarded: use the interface from one thread at a
- * time. Every reconstruction prints a report of six lines to standard output.
+ * Every failure that is reported replaces the one error message of the process (by an empty one when there is
+ * no memory left for it); nothing else clears it. Sessions and message are shared by the whole process and are
+ * not guarded: use the interface from one thread at a time. Every reconstruction prints a report of six lines
+ * to standard output.
  */
 
 #include "support/Export.h"
@@ -73,7 +74,7 @@ ORAVO_EXPORT int SuperResolution_setCameraAndLensType(int handle, const char* de
 ORAVO_EXPORT int SuperResolution_addImage(int handle, const float* image);
 
 /*
- * Writes the size of the enlarged image, which is fixed at init. Neither pointer may be null. 0; -5 when
+ * Writes the size of the enlarged image, which is fixed at init; a null pointer takes none. 0; -5 when
  * fewer than 5 images have been added (an image is then reconstructed from those there are); -999. Unless the
  * handle is invalid, the size is written whatever the status.
  */

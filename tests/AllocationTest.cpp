@@ -1,17 +1,15 @@
-// Counts every allocation of a run by standing in for the C allocator of the whole process. Allocations that
-// OpenCV's algorithms make inside themselves are excused; a matrix that our own code has OpenCV allocate is
-// not.
+// Counts every allocation of a run. Allocations that OpenCV's algorithms make inside themselves are excused; a
+// matrix that our own code has OpenCV allocate is not.
 
 #include <dlfcn.h>
 #include <execinfo.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 
-#include <atomic>
 #include <cstring>
 #include <iostream>
 #include <string>
 
+#include "tests/Allocator.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
@@ -19,16 +17,8 @@
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/reference/SuperResolution.h"
 
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-void* __libc_memalign(std::size_t, std::size_t);
-}
-
 namespace {
 
-std::atomic<bool> armed{false};
 int ours = 0;
 int excused = 0;
 char culprit[200];
@@ -39,8 +29,7 @@ bool isOpenCv(const Dl_info& info) {
 
 /// Excused is what an OpenCV function other than an allocating one of cv::Mat was called for: the outermost
 /// OpenCV function on the stack decides.
-void note() {
-    if (!armed.exchange(false)) return;  // what follows may allocate itself
+bool note() {
     void* frames[64];
     const int depth = backtrace(frames, 64);
     const char* outermost = nullptr;
@@ -57,38 +46,10 @@ void note() {
         ++ours;
         std::strncpy(culprit, outermost != nullptr ? outermost : "(own code)", sizeof culprit - 1);
     }
-    armed = true;
+    return true;
 }
 
 }  // namespace
-
-extern "C" {
-void* malloc(std::size_t size) {
-    note();
-    return __libc_malloc(size);
-}
-void* calloc(std::size_t n, std::size_t size) {
-    note();
-    return __libc_calloc(n, size);
-}
-void* realloc(void* old, std::size_t size) {
-    note();
-    return __libc_realloc(old, size);
-}
-void* memalign(std::size_t alignment, std::size_t size) {
-    note();
-    return __libc_memalign(alignment, size);
-}
-int posix_memalign(void** out, std::size_t alignment, std::size_t size) {
-    note();
-    *out = __libc_memalign(alignment, size);
-    return *out == nullptr ? ENOMEM : 0;
-}
-void* aligned_alloc(std::size_t alignment, std::size_t size) {
-    note();
-    return __libc_memalign(alignment, size);
-}
-}
 
 namespace oravo::test {
 namespace {
@@ -101,11 +62,11 @@ class Counting {
   public:
     Counting() : report_(std::cout.rdbuf(&silence_)) {
         ours = excused = 0;
-        armed = true;
+        allocator::arm(note);
     }
     ~Counting() { stop(); }
     void stop() {
-        armed = false;
+        allocator::disarm();
         std::cout.rdbuf(report_);
     }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <opencv2/imgproc.hpp>
 
 #include "tools/Comparison.h"
@@ -42,8 +43,10 @@ table { border-collapse:collapse; width:100%; font-variant-numeric:tabular-nums;
 .card { overflow-x:auto; padding:4px 14px; }
 th, td { text-align:left; padding:7px 14px 7px 0; border-bottom:1px solid var(--line); vertical-align:top; }
 tr:last-child td { border-bottom:0; } th { font-weight:600; color:var(--soft); font-size:13px; }
-td.n, th.n { text-align:right; } td.wide { overflow-wrap:anywhere; }
-.key { display:inline-block; width:12px; height:12px; border:1px solid #555; margin:0 5px -1px 10px; }
+td.n, th.n { text-align:right; } td.name { white-space:nowrap; } td.wide { overflow-wrap:anywhere; }
+.frames { min-width:640px; } .images { width:auto; }
+.legend > span { display:inline-block; white-space:nowrap; margin-right:10px; }
+.key { display:inline-block; width:12px; height:12px; border:1px solid #555; margin:0 5px -1px 0; }
 .meter { display:inline-block; width:80px; height:8px; background:var(--line); border-radius:4px; margin-right:8px; }
 .meter i { display:block; height:8px; background:#3b6fb5; border-radius:4px; }
 @media (max-width:760px) { .pair { grid-template-columns:1fr; } main { padding:18px 14px; } }
@@ -172,7 +175,7 @@ std::string phases(const Report& r) {
     constexpr double kSide = 280.0;
     constexpr double kEdge = 34.0;
     std::string text = format("<svg class=cell viewBox=\"0 0 %.0f %.0f\" role=img aria-label=\"phases\">",
-                              kSide + 2 * kEdge, kSide + 2 * kEdge);
+                              kSide + kEdge + 12.0, kSide + kEdge + 12.0);
     text += format("<rect x=%.0f y=%.0f width=%.0f height=%.0f fill=\"#fbfbfd\" stroke=\"#333\"/>", kEdge,
                    kEdge, kSide, kSide);
     text += format("<path d=\"M%.0f %.0f v%.0f M%.0f %.0f h%.0f\" stroke=\"#aab\" stroke-dasharray=\"4 4\"/>",
@@ -218,13 +221,13 @@ std::string coverageFigure(const Report& r) {
     std::string legend;
     for (int count = frames; count >= 0; --count) {
         const int pixels = cv::countNonZero(r.coverage == count);
-        legend += format("<i class=key style=\"background:%s\"></i>%d: %s",
+        legend += format("<span><i class=key style=\"background:%s\"></i>%d: %s</span> ",
                          rgb(coverageColour(count, frames)).c_str(), count,
                          percent(pixels / static_cast<double>(r.coverage.total())).c_str());
     }
     return "<figure>" + imageTag(coverageColours(r.coverage, frames), "coverage") +
-           "<figcaption><b>Coverage</b>: how many frames vouch for each pixel.<br>" + legend +
-           "</figcaption></figure>\n";
+           "<figcaption><b>Coverage</b>: how many frames vouch for each pixel.<br><span class=legend>" +
+           legend + "</span></figcaption></figure>\n";
 }
 
 std::string noiseFigure(const Report& r) {
@@ -239,20 +242,21 @@ std::string noiseFigure(const Report& r) {
            "out.</figcaption></figure>\n";
 }
 
-std::string cell(const std::string& text, bool isNumber = false) {
-    return (isNumber ? "<td class=n>" : "<td class=wide>") + text + "</td>";
+std::string cell(const std::string& text, const char* kind = "name") {
+    return std::string("<td class=") + kind + ">" + text + "</td>";
 }
 
 std::string frameTable(const Report& r) {
     std::string text =
-        "<h2>Frames</h2>\n<div class=card><table><tr><th class=n>Frame<th>File<th class=n>Shift x<th "
+        "<h2>Frames</h2>\n<div class=card><table class=frames><tr><th class=n>Frame<th>File<th class=n>Shift "
+        "x<th "
         "class=n>Shift y<th>Valid pixels<th>Status</tr>\n";
     for (const ReportedFrame& f : r.frames) {
         const std::string meter =
             format("<span class=meter><i style=\"width:%.1f%%\"></i></span>", 100.0 * f.validShare);
-        text += "<tr>" + cell(std::to_string(f.number), true) + cell(htmlText(f.name)) +
-                cell(format("%.3f", static_cast<double>(f.shift.x)), true) +
-                cell(format("%.3f", static_cast<double>(f.shift.y)), true) +
+        text += "<tr>" + cell(std::to_string(f.number), "n") + cell(htmlText(f.name), "wide") +
+                cell(format("%.3f", static_cast<double>(f.shift.x)), "n") +
+                cell(format("%.3f", static_cast<double>(f.shift.y)), "n") +
                 cell(meter + percent(f.validShare)) + cell(htmlText(f.status)) + "</tr>\n";
     }
     return text +
@@ -263,12 +267,13 @@ std::string frameTable(const Report& r) {
 std::string imageTable(const std::vector<ReportedImage>& images) {
     if (images.size() < 2) return "";
     std::string text =
-        "<h2>All images of the recording</h2>\n<div class=card><table><tr><th class=n>Newest frame<th "
+        "<h2>All images of the recording</h2>\n<div class=card><table class=images><tr><th class=n>Newest "
+        "frame<th "
         "class=n>Gain<th class=n>Time<th>Remarks</tr>\n";
     for (const ReportedImage& image : images) {
-        text += "<tr>" + cell(std::to_string(image.newest), true) +
-                cell(image.warning.empty() ? format("%.2f", image.gain) : "", true) +
-                cell(format("%.1f ms", 1e3 * image.seconds), true) + cell(htmlText(image.warning)) +
+        text += "<tr>" + cell(std::to_string(image.newest), "n") +
+                cell(image.warning.empty() ? format("%.2f", image.gain) : "", "n") +
+                cell(format("%.1f ms", 1e3 * image.seconds), "n") + cell(htmlText(image.warning), "wide") +
                 "</tr>\n";
     }
     return text + "</table></div>\n";
@@ -297,7 +302,7 @@ std::string valueHtml(const Fact::Value& value) {
 std::string factTable(const char* heading, const std::vector<Fact>& facts) {
     std::string text = std::string("<div class=card><table><tr><th colspan=2>") + heading + "</tr>\n";
     for (const Fact& fact : facts)
-        text += "<tr><td>" + htmlText(fact.name) + "</td>" + cell(valueHtml(fact.value)) + "</tr>\n";
+        text += "<tr>" + cell(htmlText(fact.name)) + cell(valueHtml(fact.value), "wide") + "</tr>\n";
     return text + "</table></div>\n";
 }
 
@@ -329,7 +334,9 @@ std::string tiles(const Report& r) {
 }  // namespace
 
 std::string htmlReport(const Report& r) {
-    const std::string title = "Super-resolution report: " + htmlText(r.output);
+    const std::filesystem::path file(r.output);
+    const std::string name = file.has_filename() ? file.filename().string() : r.output;
+    const std::string title = "Super-resolution report: " + htmlText(name);
     return "<!DOCTYPE html>\n<html lang=en><head><meta charset=utf-8><meta name=viewport "
            "content=\"width=device-width\">\n<title>" +
            title + "</title>\n<link rel=icon href=\"data:,\">\n<style>" + kStyle +

@@ -125,6 +125,7 @@ bool samplePosition(int enlargedPosition, float shift, int size, int& position) 
 
 SuperResolutionBadPixelHandling::SuperResolutionBadPixelHandling(unsigned int maxDefectMaps)
     : maxDefectMaps_(maxDefectMaps), neighbourOffsets_{{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}} {
+    defectMaps_.reserve(std::clamp(maxDefectMaps_, 1U, 64U));
 }
 
 SuperResolutionBadPixelHandling::~SuperResolutionBadPixelHandling() = default;
@@ -205,12 +206,17 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
 /// to the newest.
 cv::Mat& SuperResolutionBadPixelHandling::openDefectMap(int rows, int cols) {
     if (defectMaps_.size() < std::max(maxDefectMaps_, 1U)) {
-        defectMaps_.emplace_back(rows, cols, CV_8U);
+        defectMaps_.emplace_back();
     } else {
-        defectMaps_.front().create(rows, cols, CV_8U);
         std::rotate(defectMaps_.begin(), defectMaps_.begin() + 1, defectMaps_.end());
     }
-    return defectMaps_.back();
+    // A map that finds no memory holds its place in the history all the same, as an empty one.
+    cv::Mat& newest = defectMaps_.back();
+    if (newest.size() != cv::Size(cols, rows)) {
+        newest.release();
+        newest = cv::Mat(rows, cols, CV_8U);
+    }
+    return newest;
 }
 
 void SuperResolutionBadPixelHandling::getMinMaxVal(const cv::Mat_<float>& frame, float& minVal, float& maxVal,

@@ -2,20 +2,20 @@
 #define ORAVO_VISION_DETAIL_BUFFER_H
 
 #include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <new>
 #include <type_traits>
+
+#include "vision/superresolution/detail/ZeroedMemory.h"
 
 namespace oravo::vision::detail {
 
 /// A fixed-size array of plain values, zero at birth, aligned for vector loads, shared by its copies.
 ///
 /// Copying a Buffer copies the handle: both refer to the same memory, which is freed with the last of them.
-/// So a class that holds Buffers may be copied member by member and needs no destructor. Memory comes zeroed
-/// from calloc, which leaves large pages untouched until they are used.
+/// So a class that holds Buffers may be copied member by member and needs no destructor. Throws what zeroedMemory
+/// throws.
 template <class T>
 class Buffer {
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
@@ -31,16 +31,10 @@ class Buffer {
     T* end() const { return data_.get() + size_; }
 
   private:
-    static constexpr std::size_t kAlignment = 64;
-
     static std::shared_ptr<T> allocate(std::size_t size) {
-        if (size > (std::numeric_limits<std::size_t>::max() - kAlignment) / sizeof(T)) throw std::bad_alloc();
-        void* memory = std::calloc(size * sizeof(T) + kAlignment, 1);
-        if (memory == nullptr) throw std::bad_alloc();
-        const auto address = reinterpret_cast<std::uintptr_t>(memory);
-        const std::size_t shift = (kAlignment - address % kAlignment) % kAlignment;
-        T* aligned = reinterpret_cast<T*>(static_cast<char*>(memory) + shift);
-        return std::shared_ptr<T>(aligned, [memory](T*) { std::free(memory); });
+        if (size > std::numeric_limits<std::size_t>::max() / sizeof(T)) throw std::bad_alloc();
+        const std::shared_ptr<void> memory = zeroedMemory(size * sizeof(T));
+        return std::shared_ptr<T>(memory, static_cast<T*>(memory.get()));
     }
 
     std::size_t size_ = 0;

@@ -4,7 +4,9 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
+#include <string>
 
+#include "support/CodeLocation.h"
 #include "vision/superresolution/detail/FrameMove.h"
 
 namespace oravo::vision::detail {
@@ -35,6 +37,10 @@ float registrationBlurSigma(int radius) {
 
 CornerTracker::CornerTracker(FrameSize size, int slots)
     : size_(size), window_(std::vector<PreparedFrame>(static_cast<std::size_t>(slots))) {
+    for (int i = 0; i < slots; ++i) {
+        window_[i].pixels = Buffer<float>(size.elements());
+        window_[i].blurred = cv::Mat_<float>(size.height, size.width, window_[i].pixels.data());
+    }
     refCorners_.reserve(kMaxCorners);
     tracked_.reserve(kMaxCorners);
     status_.reserve(kMaxCorners);
@@ -46,6 +52,15 @@ CornerTracker::CornerTracker(FrameSize size, int slots)
 
 void CornerTracker::prepareFrame(const float* frame) {
     PreparedFrame& slot = window_.advance();
+    try {
+        prepare(frame, slot);
+    } catch (...) {
+        slot.pyramid.clear();  // rather than one of an older frame
+        throw;
+    }
+}
+
+void CornerTracker::prepare(const float* frame, PreparedFrame& slot) {
     const cv::Mat_<float> image(size_.height, size_.width, const_cast<float*>(frame));
     const int side = 2 * blurRadius + 1;
     cv::GaussianBlur(image, slot.blurred, cv::Size(side, side), registrationBlurSigma(blurRadius), 0.0,
@@ -80,6 +95,13 @@ void CornerTracker::extractCornersRefImage(int refIndex) {
 
 int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift) {
     shift = {0, 0};
+    for (const int i : {refIndex, frameIndex}) {
+        if (window_[i].pyramid.empty()) {
+            raise("Frame " + std::to_string(i) + " could not be prepared when it was added.",
+                  {"vision/superresolution/detail/CornerTracker", __LINE__,
+                   "oravo::vision::detail::CornerTracker::registerWithCorners"});
+        }
+    }
     if (refCorners_.empty()) return kNoCornerTracked;  // the tracker itself takes no empty list
     cv::calcOpticalFlowPyrLK(
         window_[refIndex].pyramid, window_[frameIndex].pyramid, refCorners_, tracked_, status_, errors_,

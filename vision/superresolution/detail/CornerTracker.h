@@ -5,6 +5,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "vision/superresolution/detail/Buffer.h"
 #include "vision/superresolution/detail/FrameSize.h"
 #include "vision/superresolution/detail/SlidingWindow.h"
 
@@ -24,7 +25,8 @@ class CornerTracker {
 
     int blurRadius = 5;
 
-    /// Prepares a frame (dense, not kept) and gives it the newest slot.
+    /// Prepares a frame (dense, not kept) and gives it the newest slot. When that throws, the frame keeps the
+    /// slot, and cannot be registered.
     void prepareFrame(const float* frame);
     int preparedCount() const { return window_.count(); }
     const cv::Mat_<float>& blurred(int slot) const { return window_[slot].blurred; }
@@ -34,14 +36,17 @@ class CornerTracker {
 
     /// Estimates the whole-pixel shift of a frame against the reference.
     /// @return 0, or -9 when no corner could be tracked (shift is then (0, 0))
+    /// Throws oravo::Exception when one of the two frames could not be prepared.
     int registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift);
 
   private:
     struct PreparedFrame {
+        Buffer<float> pixels;  ///< of blurred
         cv::Mat_<float> blurred;
         std::vector<cv::Mat> pyramid;
     };
 
+    void prepare(const float* frame, PreparedFrame& slot);
     void updateRange(const cv::Mat_<float>& blurred);
     cv::Point_<int> robustMean();
 

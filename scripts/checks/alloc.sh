@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# memory: runs allocate nothing of their own, and every allocation of set-up and run may fail
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+. scripts/lib.sh
+
+need_packages $test_packages
+build_in build-test -DCMAKE_BUILD_TYPE=Release -- oravo_allocation_tests
+build-test/tests/oravo_allocation_tests

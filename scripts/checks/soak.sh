@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# long service of one session, others opened and released between: check.sh soak [FRAMES], default 20000
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+. scripts/lib.sh
+
+need_packages $test_packages
+build_in build-test -DCMAKE_BUILD_TYPE=Release -- oravo_allocation_tests
+ORAVO_SOAK_FRAMES=${1:-20000} build-test/tests/oravo_allocation_tests --gtest_filter=Endurance.LongServiceLeavesNoTrace
