@@ -2,23 +2,22 @@
 #define ORAVO_VISION_DETAIL_BUFFER_H
 
 #include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 #include <new>
 #include <type_traits>
 
-#include "vision/superresolution/detail/MemoryBudget.h"
-
 namespace oravo::vision::detail {
+
+/// Memory of zeros on a boundary of 64 bytes, freed with the last copy of the pointer. Throws std::bad_alloc, or
+/// oravo::Exception when all Buffers of the process would exceed what the machine has for it.
+std::shared_ptr<void> zeroedMemory(std::size_t bytes);
 
 /// A fixed-size array of plain values, zero at birth, aligned for vector loads, shared by its copies.
 ///
 /// Copying a Buffer copies the handle: both refer to the same memory, which is freed with the last of them.
 /// So a class that holds Buffers may be copied member by member and needs no destructor. Memory comes zeroed
-/// from calloc, which leaves large pages untouched until they are used. Throws what promiseMemory throws, or
-/// std::bad_alloc.
+/// from calloc, which leaves large pages untouched until they are used.
 template <class T>
 class Buffer {
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
@@ -34,24 +33,9 @@ class Buffer {
     T* end() const { return data_.get() + size_; }
 
   private:
-    static constexpr std::size_t kAlignment = 64;
-
     static std::shared_ptr<T> allocate(std::size_t size) {
-        if (size > (std::numeric_limits<std::size_t>::max() - kAlignment) / sizeof(T)) throw std::bad_alloc();
-        const std::size_t bytes = size * sizeof(T) + kAlignment;
-        promiseMemory(bytes);
-        void* memory = std::calloc(bytes, 1);
-        if (memory == nullptr) {
-            giveBackMemory(bytes);
-            throw std::bad_alloc();
-        }
-        const auto address = reinterpret_cast<std::uintptr_t>(memory);
-        const std::size_t shift = (kAlignment - address % kAlignment) % kAlignment;
-        T* aligned = reinterpret_cast<T*>(static_cast<char*>(memory) + shift);
-        return std::shared_ptr<T>(aligned, [memory, bytes](T*) {
-            std::free(memory);
-            giveBackMemory(bytes);
-        });
+        if (size > std::numeric_limits<std::size_t>::max() / sizeof(T)) throw std::bad_alloc();
+        return std::static_pointer_cast<T>(zeroedMemory(size * sizeof(T)));
     }
 
     std::size_t size_ = 0;
