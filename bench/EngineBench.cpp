@@ -1,5 +1,6 @@
-/// Times of the engines at three frame sizes, 5 frames and factor 2, on one thread; the plain twins run
-/// beside the engines, and the copy of one enlarged image is the yardstick of what memory allows.
+/// Times of the engines at three frame sizes, 5 frames and factor 2, on one thread; the plain twins and
+/// the vector family run beside the float family, and the copy of one enlarged image is the yardstick of what
+/// memory allows.
 
 #include <benchmark/benchmark.h>
 
@@ -12,6 +13,10 @@
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatConvolution.h"
 #include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatNeon.h"
+#include "vision/superresolution/SrFloatNeonConvolution.h"
+#include "vision/superresolution/SrFloatNeonMinimization.h"
+#include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/detail/GaussianPsf.h"
 #include "vision/superresolution/detail/SplitEngine.h"
@@ -46,8 +51,8 @@ struct Workload {
 };
 
 /// Eight steps over a fresh copy of the frames, which the solver normalises in place.
-template <class Solver>
-void runMinimize(benchmark::State& state, const Workload& load, Solver& solver, char** masks) {
+template <class Solver, class Mask>
+void runMinimize(benchmark::State& state, const Workload& load, Solver& solver, Mask** masks) {
     Image out(2 * load.height, 2 * load.width);
     std::vector<Image> frames = test::clones(load.frames);
     const std::vector<float*> pointers = test::pointers(frames);
@@ -65,6 +70,15 @@ void minimize(benchmark::State& state) {
     vision::SrFloatMinimization solver(load.width, load.height, kFrames, kFactor);
     solver.setRelRes(0.0f);
     runMinimize(state, load, solver, load.masks.pointers.data());
+}
+
+void minimizeVector(benchmark::State& state) {
+    Workload load(state);
+    vision::SrFloatNeonMinimization solver(load.width, load.height, kFrames, kFactor);
+    solver.setRelRes(0.0f);
+    std::vector<float> ones(static_cast<std::size_t>(load.width * load.height), 1.0f);
+    std::vector<float*> masks(kFrames, ones.data());
+    runMinimize(state, load, solver, masks.data());
 }
 
 void minimizePlain(benchmark::State& state) {
@@ -105,6 +119,27 @@ void applyOperatorPlain(benchmark::State& state) {
     }
 }
 
+/// The operator pair of one frame by itself, as hosts call it.
+template <class Operators, class Mask>
+void operatorPair(benchmark::State& state) {
+    const Workload load(state);
+    Operators operators(2 * load.width, 2 * load.height, kTaps, kTaps, kFactor);
+    const std::vector<float> in = load.extended(), taps = test::randomVector(kTaps, 2);
+    const std::vector<Mask> mask(static_cast<std::size_t>(load.width * load.height), Mask(1));
+    std::vector<float> samples(mask.size()), out(in.size());
+    for (auto _ : state) {
+        operators.validCorrToSparse(in.data(), taps.data(), taps.data(), samples.data());
+        operators.fullConvFromSparse(samples.data(), taps.data(), taps.data(), mask.data(), out.data());
+        benchmark::DoNotOptimize(out.data());
+    }
+}
+void operatorsFloat(benchmark::State& state) {
+    operatorPair<vision::SrFloatConvolution, char>(state);
+}
+void operatorsVector(benchmark::State& state) {
+    operatorPair<vision::SrFloatNeonConvolution, float>(state);
+}
+
 void copyEnlarged(benchmark::State& state) {
     const Workload load(state);
     const std::vector<float> source = load.extended();
@@ -138,6 +173,28 @@ void addFrame(benchmark::State& state) {
     for (auto _ : state) pipeline.addFrame(load.frames[next++ % kFrames].ptr<float>());
 }
 
+/// What a frame costs once the window is full: intake and run.
+template <class Pipeline>
+void intakeAndRun(benchmark::State& state) {
+    Workload load(state);
+    std::cout.setstate(std::ios::failbit);  // runs may print reports
+    Pipeline pipeline(load.width, load.height, kFrames, kFactor);
+    for (const Image& frame : load.frames) pipeline.addFrame(frame);
+    Image out(2 * load.height, 2 * load.width);
+    std::size_t next = 0;
+    for (auto _ : state) {
+        pipeline.addFrame(load.frames[next++ % kFrames]);
+        if (pipeline.computeSR(out) < 1.0f) state.SkipWithError("computeSR failed");
+    }
+    std::cout.clear();
+}
+void pipelineFloat(benchmark::State& state) {
+    intakeAndRun<vision::SrFloat<vision::SrFloatRegistration2>>(state);
+}
+void pipelineVector(benchmark::State& state) {
+    intakeAndRun<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>(state);
+}
+
 void addImage(benchmark::State& state) {
     Workload load(state);
     std::cout.setstate(std::ios::failbit);  // every run prints a report
@@ -157,12 +214,17 @@ void sizes(benchmark::internal::Benchmark* benchmark) {
 }
 
 BENCHMARK(minimize)->Apply(sizes);
+BENCHMARK(minimizeVector)->Apply(sizes);
 BENCHMARK(minimizePlain)->Apply(sizes);
 BENCHMARK(applyOperator)->Apply(sizes);
 BENCHMARK(applyOperatorPlain)->Apply(sizes);
+BENCHMARK(operatorsFloat)->Apply(sizes);
+BENCHMARK(operatorsVector)->Apply(sizes);
 BENCHMARK(copyEnlarged)->Apply(sizes);
 BENCHMARK(registration)->Apply(sizes);
 BENCHMARK(addFrame)->Apply(sizes);
+BENCHMARK(pipelineFloat)->Apply(sizes);
+BENCHMARK(pipelineVector)->Apply(sizes);
 BENCHMARK(addImage)->Apply(sizes);
 
 }  // namespace

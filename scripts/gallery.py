@@ -1,6 +1,6 @@
-"""Draws the pictures of docs/gallery/ with the program, from its own rendered scene, and writes their page.
+"""Draws the pictures of docs/gallery/ with the program, from its own rendered scene, and writes docs/gallery.md.
 
-    gallery.py PROGRAM FOLDER
+    gallery.py PROGRAM DOCS
 
 Every figure on the page is measured in the same run.
 """
@@ -54,7 +54,7 @@ class Gallery:
         """The enlarged image of a burst, its figures against the truth, and what the program said."""
         out = self.scratch / "enlarged.tif"
         arguments = [f"--{key.replace('_', '-')}={value}" for key, value in options.items()]
-        said = self.run("enhance", burst, "-o", out, *arguments)
+        said = self.run("enhance", burst, "-o", out, "--no-guard", *arguments)
         return read(out), self.figures(out, burst, "result"), said
 
     def figures(self, image, burst, row):
@@ -83,7 +83,7 @@ class Gallery:
             draw.text((left, 2), label, TEXT, font)
             draw.text((left, 15), figure, TEXT, font)
         canvas.save(self.folder / f"{name}.png", optimize=True)
-        self.page += [f"## {title}", "", text, "", f"![{title}]({name}.png)", ""]
+        self.page += [f"## {title}", "", text, "", f"![{title}](gallery/{name}.png)", ""]
         self.page += self.table([(label, figure) for label, figure, _ in panels if figure])
 
     @staticmethod
@@ -105,7 +105,8 @@ class Gallery:
     def grid(self, title, text, noises, settings):
         """A table of figures: noise against TV weight and relative residue."""
         self.page += [f"## {title}", "", text, ""]
-        self.page.append("| noise | bicubic | " + " | ".join(f"{weight}, {residue}" for weight, residue in settings) + " |")
+        columns = [f"{weight}, {residue}" for weight, residue in settings]
+        self.page.append("| " + " | ".join(["noise", "bicubic", *columns]) + " |")
         self.page.append("|" + " --- |" * (len(settings) + 2))
         for noise in noises:
             burst = self.burst(f"noise{noise}", noise=noise)
@@ -121,8 +122,9 @@ class Gallery:
         picture = self.scratch / "comparison.png"
         self.run("evaluate", out, burst / "truth.tif", "--reference", burst / "frame_001.tif", "--picture", picture)
         Image.open(picture).convert("RGB").quantize(255).save(self.folder / "comparison.png", optimize=True)
-        self.page += ["## Five frames into one", "", "Five frames of 160 x 120 pixels with 0.05 K of noise. Bars finer "
-                      "than a pixel of the frames come apart again.", "", "![comparison](comparison.png)", ""]
+        self.page += ["## Five frames into one", "", "Five frames of 160 x 120 pixels with 0.05 K of noise. Bars "
+                      "finer than a pixel of the frames come apart again.", "",
+                      "![comparison](gallery/comparison.png)", ""]
         return burst
 
 
@@ -160,7 +162,8 @@ def rotated(gallery, degrees):
     return folder
 
 
-def main(program, folder):
+def main(program, docs):
+    folder = docs / "gallery"
     folder.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as scratch:
         gallery = Gallery(program, folder, Path(scratch))
@@ -168,16 +171,16 @@ def main(program, folder):
         noisy = gallery.burst("noisy", noise=1)
         gallery.series("tv-weight", "TV weight", "Frames with 1 K of noise. The larger `--tv-weight`, the more the "
                        "data count against smoothness.", noisy, "tv_weight", [400, 100, 30, 10])
-        gallery.series("psf-sigma", "Point-spread function", "Frames blurred with 0.683 high pixels; the solver is told "
-                       "`--psf-sigma`. Too little leaves the image soft, too much rings.", plain, "psf_sigma",
+        gallery.series("psf-sigma", "Point-spread function", "Frames blurred with 0.683 high pixels; the solver is "
+                       "told `--psf-sigma`. Too little leaves the image soft, too much rings.", plain, "psf_sigma",
                        [0.35, 0.55, 0.683, 0.85, 1.1])
-        gallery.series("iterations", "Iterations", "`--iterations`, with `--relative-residue 2e-6` so that nothing else "
-                       "stops the solver.", plain, "iterations", [1, 2, 4, 8, 16], {"relative_residue": 2e-6})
-        gallery.series("relative-residue", "Relative residue", "`--relative-residue`, with `--iterations 30` so that the "
-                       "number of steps does not stop the solver.", plain, "relative_residue",
+        gallery.series("iterations", "Iterations", "`--iterations`, with `--relative-residue 2e-6` so that nothing "
+                       "else stops the solver.", plain, "iterations", [1, 2, 4, 8, 16], {"relative_residue": 2e-6})
+        gallery.series("relative-residue", "Relative residue", "`--relative-residue`, with `--iterations 30` so that "
+                       "the number of steps does not stop the solver.", plain, "relative_residue",
                        [0.05, 0.02, 0.007, 0.003, 0.001], {"iterations": 30})
-        gallery.grid("Noise", "What noise asks of TV weight and relative residue (with `--iterations 30`). The defaults, "
-                     "400 and 0.007, are a middle; bicubic enlargement of one frame beside them.",
+        gallery.grid("Noise", "What noise asks of TV weight and relative residue (with `--iterations 30`). The "
+                     "defaults, 400 and 0.007, are a middle; bicubic enlargement of one frame beside them.",
                      [0.05, 0.5, 1, 3], [(400, 0.001), (400, 0.007), (100, 0.007), (30, 0.007), (10, 0.007)])
         crossed = with_intruder(gallery, plain)
         gallery.strip("registration-error", "Registration error", "A warm disc crosses the scene while the camera "
@@ -186,22 +189,25 @@ def main(program, folder):
                        for error in (0.00001, 0.0001, 0.001, 1)], detail=(180, 130, 130, 72))
         still = gallery.burst("still", shifts="0,0;0,0;0,0;0,0;0,0")
         whole = gallery.burst("whole", shifts="1,0;0,0;-1,2;0,-1;2,1")
-        gallery.strip("displacement", "Displacement", "Five frames without displacement, displaced by whole pixels, and "
-                      "by fractions of a pixel. Only fractions bring detail.",
+        gallery.strip("displacement", "Displacement", "Five frames without displacement, displaced by whole pixels, "
+                      "and by fractions of a pixel. Only fractions bring detail.",
                       [(label, *reversed(gallery.enhance(burst)[:2])) for label, burst in
                        (("none", still), ("whole pixels", whole), ("fractions", plain))])
-        gallery.strip("rotation", "Rotation", "Frames that turn from one to the next by so many degrees. The model knows "
-                      "displacements only.", [(f"{degrees}", *reversed(gallery.enhance(rotated(gallery, degrees))[:2]))
-                                              for degrees in (0, 0.25, 1, 3)])
+        gallery.strip("rotation", "Rotation", "Frames that turn from one to the next by so many degrees. The model "
+                      "knows displacements only.",
+                      [(f"{degrees}", *reversed(gallery.enhance(rotated(gallery, degrees))[:2]))
+                       for degrees in (0, 0.25, 1, 3)])
         defective = gallery.burst("defective", defects=300)
         repaired, figure, _ = gallery.enhance(defective)
         frame = read(defective / "frame_001.tif").repeat(2, 0).repeat(2, 1)
-        gallery.strip("defects", "Defective pixels", "300 of 19200 pixels carry a status code instead of a value, at the "
-                      "same places in every frame.", [("reference frame", "", frame), ("enlarged", figure, repaired)],
+        gallery.strip("defects", "Defective pixels", "300 of 19200 pixels carry a status code instead of a value, at "
+                      "the same places in every frame.",
+                      [("reference frame", "", frame), ("enlarged", figure, repaired)],
                       detail=(0, 0, 210, 110), span=(0, 42))
-        intro = ["# Gallery", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own rendered "
-                 f"scene (`oravo-superres simulate`, seed {SEED}). dB: PSNR of the whole image against the truth.", ""]
-        (folder / "README.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")
+        intro = ["# Gallery", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own "
+                 f"rendered scene (`oravo-superres simulate`, seed {SEED}; `enhance --no-guard`). dB: PSNR of "
+                 "the whole image against the truth.", ""]
+        (docs / "gallery.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,16 @@
 # Shared by the scripts beside it: source it, do not run it.
 
 # What building and testing everything takes.
-test_packages="build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev libgtest-dev libbenchmark-dev pkg-config python3-numpy python3-pytest"
+test_packages="build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev libgtest-dev libbenchmark-dev
+    pkg-config python3-numpy python3-pytest"
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
 
 # Installs those of the named Debian packages that are missing, and says so.
 need_packages() {
@@ -14,13 +23,9 @@ need_packages() {
     if [ "${#missing[@]}" -eq 0 ]; then
         return 0
     fi
-    local as_root=()
-    if [ "$(id -u)" -ne 0 ]; then
-        as_root=(sudo)
-    fi
     echo "== installing ${missing[*]}"
-    "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    as_root apt-get update -qq
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
 # Configures and builds the project with warnings as errors: build_in FOLDER [CMAKE_ARGUMENT...] [-- TARGET...]

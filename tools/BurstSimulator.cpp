@@ -7,20 +7,16 @@
 
 #include "tools/Messages.h"
 #include "tools/Scene.h"
+#include "tools/SensorModel.h"
 #include "tools/UserError.h"
-#include "vision/superresolution/SrFloatConvolution.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/GaussianPsf.h"
 
 namespace oravo::tools {
 namespace {
 
-constexpr int kFactor = 2;
-constexpr int kTaps = 3 * kFactor;
-constexpr int kCrop = (kTaps - 1) / 2;  // the image's first pixel within the extended image
-constexpr int kDefectSpacing = 3;       // so that every defect has sound neighbours
-
-using Kernel = std::array<float, kTaps>;
+constexpr int kFactor = SensorModel::kFactor;
+constexpr int kTaps = SensorModel::kTaps;
+constexpr int kDefectSpacing = 3;  // so that every defect has sound neighbours
 
 /// Streams of one seed that have nothing to do with each other.
 cv::RNG randomStream(std::uint64_t seed, std::uint64_t stream) {
@@ -32,10 +28,7 @@ cv::RNG randomStream(std::uint64_t seed, std::uint64_t stream) {
 /// The camera: takes frames of a scene that is rendered once, with room for every shift.
 class Camera {
   public:
-    Camera(const SimulationParameters& p)
-        : high_(p.frameSize * kFactor),
-          convolution_(high_.width, high_.height, kTaps, kTaps, static_cast<float>(kFactor)) {
-        vision::detail::gaussianPsf(p.psfSigma, static_cast<float>(kFactor), kTaps, psf_.data());
+    Camera(const SimulationParameters& p) : high_(p.frameSize * kFactor), model_(p.frameSize, p.psfSigma) {
         float largest = 0.0f;
         for (const cv::Point2f& d : p.shifts) largest = std::max({largest, std::abs(d.x), std::abs(d.y)});
         margin_ = kFactor * (static_cast<int>(std::ceil(largest)) + 1) + kTaps;
@@ -45,17 +38,11 @@ class Camera {
     cv::Mat_<float> truth() const { return scene_(cv::Rect(cv::Point(margin_, margin_), high_)).clone(); }
 
     cv::Mat_<float> frame(cv::Point2f shift) {
-        const cv::Point whole(static_cast<int>(std::floor(shift.x + 0.5f)),
-                              static_cast<int>(std::floor(shift.y + 0.5f)));
-        const cv::Point origin = cv::Point(margin_ - kCrop, margin_ - kCrop) - kFactor * whole;
+        const cv::Point whole = SensorModel::wholePixels(shift);
+        const cv::Point before(SensorModel::kBefore, SensorModel::kBefore);
+        const cv::Point origin = cv::Point(margin_, margin_) - before - kFactor * whole;
         const cv::Size extended(high_.width + kTaps - 1, high_.height + kTaps - 1);
-        const cv::Mat_<float> seen = scene_(cv::Rect(origin, extended)).clone();
-        const Kernel horizontal = kernel(shift.x - static_cast<float>(whole.x));
-        const Kernel vertical = kernel(shift.y - static_cast<float>(whole.y));
-        cv::Mat_<float> result(high_.height / kFactor, high_.width / kFactor);
-        convolution_.validCorrToSparse(seen.ptr<float>(), horizontal.data(), vertical.data(),
-                                       result.ptr<float>());
-        return result;
+        return model_.frame(scene_(cv::Rect(origin, extended)).clone(), shift - cv::Point2f(whole));
     }
 
   private:
@@ -70,17 +57,10 @@ class Camera {
         return picture(cv::Rect(origin, needed));
     }
 
-    Kernel kernel(float shift) const {
-        Kernel taps{};
-        vision::detail::shiftedPsf(psf_.data(), kTaps, static_cast<float>(kFactor) * shift, taps.data());
-        return taps;
-    }
-
     cv::Size high_;
     int margin_ = 0;
     cv::Mat_<float> scene_;
-    Kernel psf_{};
-    vision::SrFloatConvolution convolution_;
+    SensorModel model_;
 };
 
 float asPixel(std::uint32_t code) {

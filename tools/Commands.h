@@ -7,6 +7,8 @@
 
 #include "tools/Decode.h"
 #include "tools/Enhancer.h"
+#include "tools/FrameReader.h"
+#include "tools/ResultFiles.h"
 
 namespace oravo::tools {
 
@@ -19,8 +21,11 @@ struct EnhanceCommand {
     std::string shiftsFile;
     std::string camera;
     bool every = false;
+    int jobs = 0;  ///< 0: the inputs are one recording; else each is one, for so many processes
+    ReadOptions reading;
     Decode decode;
     std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
+    ResultOptions results;
     EnhanceParameters parameters;
 };
 void enhance(const EnhanceCommand& command);

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 #include <opencv2/imgproc.hpp>
 
-#include "tools/Decode.h"
-#include "tools/Messages.h"
+#include "tools/ColourScale.h"
+#include "tools/Drawing.h"
 #include "tools/Metrics.h"
 
 namespace oravo::tools {
@@ -16,43 +15,11 @@ constexpr int kPanelWidth = 400;  // about; small images are enlarged by whole f
 constexpr int kGap = 14;
 constexpr int kHeading = 58;
 constexpr int kBarWidth = 22;
-constexpr int kBarText = 92;
 constexpr int kMagnification = 6;  // of the detail, in picture pixels for one of the image
-constexpr double kTitleSize = 0.62;
-constexpr double kTextSize = 0.45;
-const cv::Scalar kPaper(255, 255, 255);
-const cv::Scalar kInk(30, 30, 30);
+constexpr double kClipped = 1.0;  // percent at both ends, so that a few hot pixels leave contrast to the rest
+const Lettering kTitle{0.62, kInk, false};
+const Lettering kText{0.45, kInk, false};
 const cv::Scalar kFrame(255, 255, 255);
-const cv::Scalar kNoValue(128, 128, 128);
-
-struct ColourScale {
-    double lowest;
-    double highest;
-
-    cv::Mat colours(const cv::Mat_<float>& image) const {
-        const double scale = 255.0 / std::max(highest - lowest, 1e-12);
-        cv::Mat levels;
-        repaired(image).convertTo(levels, CV_8U, scale, -lowest * scale);
-        cv::Mat view;
-        cv::applyColorMap(levels, view, cv::COLORMAP_INFERNO);
-        view.setTo(kNoValue, valueMask(image) == 0);
-        return view;
-    }
-};
-
-/// From the 1st to the 99th percentile: a few hot pixels would leave the rest without contrast.
-ColourScale scaleOf(const cv::Mat_<float>& image) {
-    std::vector<float> values;
-    std::copy_if(image.begin(), image.end(), std::back_inserter(values), isValue);
-    if (values.empty()) return {0.0, 1.0};
-    const auto percentile = [&](std::size_t percent) {
-        const auto place = values.begin() + static_cast<std::ptrdiff_t>((values.size() - 1) * percent / 100);
-        std::nth_element(values.begin(), place, values.end());
-        return static_cast<double>(*place);
-    };
-    const double lowest = percentile(1);
-    return {lowest, percentile(99)};
-}
 
 /// The place of the given size with the most structure: the largest sum of gradients, each taken as its root
 /// so that one hot edge does not outweigh many fine ones.
@@ -81,10 +48,6 @@ cv::Rect richestPlace(const cv::Mat_<float>& image, cv::Size size) {
     return best;
 }
 
-void write(cv::Mat& picture, const std::string& text, cv::Point at, double size) {
-    cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, size, kInk, 1, cv::LINE_AA);
-}
-
 /// The scene as shown above: whole factors keep the pixels visible, large images are reduced.
 cv::Mat overview(const cv::Mat& colours, cv::Size size) {
     cv::Mat view;
@@ -99,32 +62,11 @@ cv::Size overviewSize(cv::Size image) {
     return image * std::max(1, (kPanelWidth + image.width / 2) / image.width);
 }
 
-void drawBar(cv::Mat& picture, const ColourScale& scale, cv::Rect bar) {
-    cv::Mat_<float> ramp(bar.height, 1);
-    for (int r = 0; r < bar.height; ++r) {
-        const double up = 1.0 - (r + 0.5) / bar.height;
-        ramp(r, 0) = static_cast<float>(scale.lowest + up * (scale.highest - scale.lowest));
-    }
-    cv::resize(scale.colours(ramp), picture(bar), bar.size(), 0.0, 0.0, cv::INTER_NEAREST);
-    constexpr int kSteps = 5;
-    const double span = std::max(scale.highest - scale.lowest, 1e-12);
-    const int decimals = std::clamp(2 - static_cast<int>(std::floor(std::log10(span))), 0, 6);
-    for (int i = 0; i <= kSteps; ++i) {
-        const double share = static_cast<double>(i) / kSteps;
-        const int y = bar.y + static_cast<int>(std::lround((1.0 - share) * (bar.height - 1)));
-        cv::line(picture, {bar.x + bar.width, y}, {bar.x + bar.width + 4, y}, kInk);
-        const double value = scale.lowest + share * (scale.highest - scale.lowest);
-        // The ends stand for all that lies beyond them, too.
-        const char* beyond = i == 0 ? "< " : i == kSteps ? "> " : "";
-        write(picture, format("%s%.*f", beyond, decimals, value), {bar.x + bar.width + 8, y + 5}, kTextSize);
-    }
-}
-
 }  // namespace
 
 cv::Mat drawComparison(const std::vector<Panel>& panels) {
     const cv::Mat_<float>& truth = panels.back().image;
-    const ColourScale scale = scaleOf(truth);
+    const ColourScale scale = ColourScale::of(truth, paletteNamed("inferno"), kClipped);
     const cv::Size view = overviewSize(truth.size());
     const cv::Size detail(std::clamp(view.width / kMagnification, 1, truth.cols),
                           std::clamp(view.height * 3 / 4 / kMagnification, 1, truth.rows));
@@ -135,12 +77,14 @@ cv::Mat drawComparison(const std::vector<Panel>& panels) {
     const int detailTop = kHeading + view.height + kGap;
     const int bottom = detailTop + magnified.height;
     const int barLeft = kGap + static_cast<int>(panels.size()) * step;
-    cv::Mat picture(bottom + kGap, barLeft + kBarWidth + kBarText, CV_8UC3, kPaper);
+    const cv::Rect bar(barLeft, kHeading, kBarWidth, bottom - kHeading);
+    const int barText = colourBarTextWidth(scale, bar.height, "", kText);
+    cv::Mat picture(bottom + kGap, bar.br().x + barText + kGap, CV_8UC3, kPaper);
 
     int left = kGap;
     for (const Panel& panel : panels) {
-        write(picture, panel.title, {left, 24}, kTitleSize);
-        write(picture, panel.caption, {left, 46}, kTextSize);
+        drawText(picture, panel.title, {left, 24}, kTitle);
+        drawText(picture, panel.caption, {left, 46}, kText);
         const cv::Mat colours = scale.colours(panel.image);
         overview(colours, view).copyTo(picture(cv::Rect(cv::Point(left, kHeading), view)));
         const double ratio = static_cast<double>(view.width) / truth.cols;
@@ -153,7 +97,7 @@ cv::Mat drawComparison(const std::vector<Panel>& panels) {
                    0.0, cv::INTER_NEAREST);
         left += step;
     }
-    drawBar(picture, scale, cv::Rect(barLeft, kHeading, kBarWidth, bottom - kHeading));
+    drawColourBar(picture, bar, scale, "", kText);
     return picture;
 }
 

@@ -24,9 +24,12 @@ cv::Mat_<float> Decode::operator()(const cv::Mat& stored) const {
     if (stored.depth() == CV_32F && isIdentity()) return stored.clone();
     cv::Mat_<double> numbers;
     stored.convertTo(numbers, CV_64F);
+    const double shift = std::ldexp(1.0, -shiftRight);
     cv::Mat_<float> result(stored.size());
-    std::transform(numbers.begin(), numbers.end(), result.begin(),
-                   [&](double v) { return static_cast<float>(scale * v + offset); });
+    std::transform(numbers.begin(), numbers.end(), result.begin(), [&](double v) {
+        const double number = shiftRight == 0 ? v : std::floor(v * shift);
+        return static_cast<float>(scale * number + offset);
+    });
     if (stored.depth() == CV_32F) {
         const cv::Mat_<float> original = stored;
         std::transform(original.begin(), original.end(), result.begin(), result.begin(),

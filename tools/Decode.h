@@ -2,6 +2,7 @@
 #define ORAVO_TOOLS_DECODE_H
 
 #include <opencv2/core.hpp>
+#include <string>
 
 namespace oravo::tools {
 
@@ -10,12 +11,15 @@ bool isStatusCode(float pixel);
 /// Whether a pixel holds a value: finite and no status code.
 bool isValue(float pixel);
 
-/// Linear decode from stored numbers to the unit of the output: value = scale * stored + offset.
+/// Linear decode from stored numbers to the unit of the output:
+///   value = scale * floor(stored / 2^shiftRight) + offset.
 struct Decode {
     double scale = 1.0;
     double offset = 0.0;
+    int shiftRight = 0;  ///< low bits that hold no value, or flags
+    std::string unit;    ///< of the values, in UTF-8; empty when unknown
 
-    bool isIdentity() const { return scale == 1.0 && offset == 0.0; }
+    bool isIdentity() const { return scale == 1.0 && offset == 0.0 && shiftRight == 0; }
     /// One channel, any depth, to float. Status codes in float input pass through with every bit, and so does
     /// all float input when the decode is the identity.
     cv::Mat_<float> operator()(const cv::Mat& stored) const;

@@ -153,7 +153,7 @@ std::unique_ptr<TargetFolder> prepareTarget(const RepairDefectsCommand& command,
 void detectDefects(const DetectDefectsCommand& command) {
     checkTarget(command.output, {".csv"});
     if (!command.marked.empty()) checkTarget(command.marked, {".png"});
-    FrameReader reader(command.frames);
+    FrameReader reader(command.frames, command.reading);
     const DefectThresholds thresholds = thresholdsFor(reader, command);
     note(
         format("out of range: counts up to %d and from %d (--low, --high)", thresholds.low, thresholds.high));
@@ -173,7 +173,7 @@ void detectDefects(const DetectDefectsCommand& command) {
 
 void repairDefects(const RepairDefectsCommand& command) {
     const DefectList list = readDefectList(command.list);
-    FrameReader reader(command.frames);
+    FrameReader reader(command.frames, command.reading);
     const cv::Mat first = readCounts(reader, 0);
     requireFrameSize(list, command.list, first.size(), reader.name(0));
     const std::unique_ptr<TargetFolder> folder =

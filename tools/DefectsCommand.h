@@ -5,12 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "tools/FrameReader.h"
+
 namespace oravo::tools {
 
 // The bad pixels of raw 16-bit frames. Each function throws UserError; messages go to standard error.
 
 struct DetectDefectsCommand {
     std::vector<std::string> frames;
+    ReadOptions reading;
     std::string output;
     std::string marked;
     std::optional<int> low;   ///< none: 0, or no bound for frames with counts below 0
@@ -24,6 +27,7 @@ void detectDefects(const DetectDefectsCommand& command);
 struct RepairDefectsCommand {
     std::string list;
     std::vector<std::string> frames;
+    ReadOptions reading;
     std::string output;
 };
 void repairDefects(const RepairDefectsCommand& command);

@@ -1,10 +1,13 @@
 #include "tools/DefectsOptions.h"
 
+#include "tools/InputOptions.h"
+
 namespace oravo::tools {
 namespace {
 
 constexpr char kFrames[] =
-    "Raw frames: single-channel TIFF (multi-page too), PNG or PGM files of 16 bits, or folders of them";
+    "Raw frames: single-channel TIFF (multi-page too), PNG or PGM files, NumPy arrays or raw dumps (see "
+    "--raw) of 16 bits, or folders of them";
 
 void addRadius(CLI::App* sub, int& radius) {
     sub->add_option(
@@ -52,6 +55,7 @@ void addDetect(CLI::App* defects, DetectDefectsCommand& c, const std::string& fo
     sub->add_option(
         "--marked", c.marked,
         "FILE.png for the first frame in grey, enlarged four times, with a red square on every bad pixel");
+    addReadOptions(sub, c.reading);
     addThresholds(sub, c);
     addRadius(sub, c.radius);
     sub->footer(
@@ -66,6 +70,7 @@ void addRepair(CLI::App* defects, RepairDefectsCommand& c, const std::string& fo
     sub->add_option("LIST", c.list, "LIST.csv, from detect or merge, for frames of the same size")
         ->required();
     sub->add_option("FRAME", c.frames, kFrames)->required();
+    addReadOptions(sub, c.reading);
     sub->add_option("-o,--output", c.output,
                     "For one frame OUT.tif or OUT.png (unsigned counts only), of the type of the input; for "
                     "several a folder, which gets frame_000000.tif ... in the order given")

@@ -1,13 +1,14 @@
-#include <filesystem>
-#include <memory>
+#include <fstream>
 
 #include "capi/CameraDescription.h"
 #include "tools/Commands.h"
+#include "tools/EnlargedSink.h"
 #include "tools/FileNames.h"
 #include "tools/FrameReader.h"
 #include "tools/FrameWindow.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
+#include "tools/Progress.h"
 #include "tools/ShiftTable.h"
 #include "tools/UserError.h"
 #include "tools/ValueReader.h"
@@ -15,59 +16,22 @@
 namespace oravo::tools {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
 
-bool namesFolder(const std::string& output) {
-    std::error_code ignored;
-    return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
-}
+constexpr char kTableTitle[] = "estimated shifts";
 
 void refuseInput(const FrameReader& reader, const std::string& target) {
     if (reader.readsFrom(target)) throw outputError(target + ": is one of the inputs");
 }
 
-/// Where enlarged images go: one TIFF file with a page for each, or numbered files in a folder.
-class EnlargedSink {
-  public:
-    EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes)
-        : output_(command.output) {
-        const bool folder = namesFolder(output_);
-        if (folder && !command.every) throw outputError(output_ + ": a folder takes the images of --every");
-        if (folder) {
-            for (const std::string& input : command.inputs) {
-                if (isSameFile(input, output_)) throw outputError(output_ + ": is a folder of input frames");
-            }
-            targetFolder_ = std::make_unique<TargetFolder>(output_);
-            return;
-        }
-        checkTarget(output_, {".tif", ".tiff"});
-        refuseInput(reader, output_);
-        pages_ = std::make_unique<TiffPages>(output_, imageBytes * (command.every ? reader.count() : 1));
+/// Only a table that this program estimated is replaced: shifts.csv beside a burst may hold the truth.
+void refuseForeignTable(const std::string& target) {
+    std::ifstream file(target);
+    std::string line;
+    if (file && std::getline(file, line) && line.find(kTableTitle) == std::string::npos) {
+        throw outputError(target + ": exists, and holds no estimated shifts; it is left alone");
     }
-
-    void add(const cv::Mat& image, std::size_t frame) {
-        if (pages_) {
-            pages_->add(image);
-        } else {
-            writeImage((fs::path(output_) / format("frame_%06zu.tif", frame)).string(), image);
-        }
-        ++count_;
-    }
-
-    void finish() {
-        if (pages_) pages_->finish();
-    }
-
-    std::size_t count() const { return count_; }
-
-  private:
-    std::string output_;
-    std::unique_ptr<TargetFolder> targetFolder_;  // one of the two
-    std::unique_ptr<TiffPages> pages_;
-    std::size_t count_ = 0;
-};
+}
 
 EnhanceParameters withCamera(const EnhanceCommand& command) {
     EnhanceParameters parameters = command.parameters;
@@ -82,20 +46,10 @@ EnhanceParameters withCamera(const EnhanceCommand& command) {
     return parameters;
 }
 
-/// The numbers of frames: first to last, or one by one where some are missing.
-std::string numbers(const std::vector<std::size_t>& frames) {
-    if (frames.back() - frames.front() + 1 == frames.size()) {
-        return format("%zu to %zu", frames.front(), frames.back());
-    }
-    std::string text = std::to_string(frames.front());
-    for (std::size_t i = 1; i < frames.size(); ++i) text += ", " + std::to_string(frames[i]);
-    return text;
-}
-
 void summarise(const Enlarged& enlarged) {
     const std::size_t newest = enlarged.frames.back();
     if (!enlarged.warning.empty()) warn(format("frame %zu: %s", newest, enlarged.warning.c_str()));
-    std::string line = format("frames %s: ", numbers(enlarged.frames).c_str());
+    std::string line = format("frames %s: ", ranges(enlarged.frames).c_str());
     if (enlarged.warning.empty()) line += format("gain %.2f, ", static_cast<double>(enlarged.gain));
     line += "shifts";
     for (const cv::Point2f& d : enlarged.shifts) {
@@ -111,16 +65,15 @@ class Enhancement {
                 cv::Size size)
         : command_(command),
           reader_(reader),
+          psfSigma_(parameters.psfSigma),
           window_(size, parameters, command.every),
           values_(reader, command, size),
+          results_(command.results, reader),
           enlargedSize_(size * Enhancer::kFactor),
           sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
 
     void run() {
-        for (std::size_t i = 0; i < reader_.count(); ++i) {
-            const bool taken = takeIn(i);
-            if (command_.every && i + 1 >= kWindow) enlargeEach(i, taken);
-        }
+        takeAll();
         if (!command_.every) enlargeLast();
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
@@ -128,12 +81,27 @@ class Enhancement {
         }
         sink_.finish();
         if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
-        note(format("%s: %zu image%s of %d x %d pixels", command_.output.c_str(), sink_.count(),
+        results_.write(unitOf(command_), psfSigma_);
+        note(format("%s: %zu image%s of %d x %d pixels", sink_.name().c_str(), sink_.count(),
                     sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height) +
-             (refused_ == 0 ? "" : format(", %zu frames without one", refused_)) + window_.skipped());
+             (without_.empty() ? "" : ", none for frames " + ranges(without_)) + window_.skipped());
     }
 
   private:
+    void takeAll() {
+        Progress progress("frame", reader_.count());
+        for (std::size_t i = 0; i < reader_.count(); ++i) {
+            const bool taken = takeIn(i);
+            if (command_.every && i + 1 >= kWindow) enlargeEach(i, taken);
+            progress.done(i + 1);
+        }
+    }
+
+    static std::string unitOf(const EnhanceCommand& command) {
+        const bool counts = command.decode.unit.empty() && command.parameters.rawCounts;
+        return counts ? "counts" : command.decode.unit;
+    }
+
     bool takeIn(std::size_t index) {
         const ValueReader::Frame frame = values_.read(index);
         // Of an implausible frame the important thing has been said.
@@ -142,12 +110,11 @@ class Enhancement {
 
     /// A frame that was skipped, or stands too near behind a jump, has no image, and that has been said.
     void enlargeEach(std::size_t newest, bool taken) {
-        if (!taken || !window_.ready()) {
-            ++refused_;
-        } else if (!enlarge(newest)) {
+        if (taken && window_.ready()) {
+            if (enlarge(newest)) return;
             warn(refusal_);
-            ++refused_;
         }
+        without_.push_back(newest);
     }
 
     void enlargeLast() {
@@ -169,34 +136,37 @@ class Enhancement {
         }
         summarise(*enlarged);
         sink_.add(enlarged->image, newest);
+        results_.take(*enlarged);
         shifts_ = shiftTable(enlarged->shifts, enlarged->frames,
-                             format("estimated shifts in input pixels; frame(p + d) = reference(p); "
-                                    "reference is frame %zu",
-                                    enlarged->reference));
+                             format("%s in input pixels; frame(p + d) = reference(p); reference is frame %zu",
+                                    kTableTitle, enlarged->reference));
         return true;
     }
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
+    float psfSigma_;
     FrameWindow window_;
     ValueReader values_;
+    ResultFiles results_;
     cv::Size enlargedSize_;
     EnlargedSink sink_;
-    std::string shifts_;   // the table of the latest image
-    std::string refusal_;  // the latest
-    std::size_t refused_ = 0;
+    std::string shifts_;                // the table of the latest image
+    std::string refusal_;               // the latest
+    std::vector<std::size_t> without_;  // frames without an image, of --every
 };
 
 }  // namespace
 
 void enhance(const EnhanceCommand& command) {
-    FrameReader reader(command.inputs);
+    FrameReader reader(command.inputs, command.reading);
     if (reader.count() < kWindow) {
         throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
     }
     if (!command.shiftsFile.empty()) {
         checkTarget(command.shiftsFile, {".csv", ".txt"});
         refuseInput(reader, command.shiftsFile);
+        refuseForeignTable(command.shiftsFile);
     }
     const EnhanceParameters parameters = withCamera(command);
     const cv::Size size = reader.read(0).size();

@@ -49,6 +49,7 @@ void Enhancer::restart(int referenceIndex, float tvWeight) {
     parameters_.tvWeight = tvWeight;
     pipeline_ = acceptedPipeline(size_, parameters_);
     window_.clear();
+    inputs_.clear();
     refused_.clear();
 }
 
@@ -57,9 +58,11 @@ Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& f
     const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
     if (window_.size() == static_cast<std::size_t>(kWindowSize)) {
         window_.pop_front();
+        inputs_.pop_front();
         refused_.pop_front();
     }
     window_.push_back(number);
+    inputs_.push_back(dense);
     refused_.push_back(false);
     try {
         if (pipeline_->addFrame(dense) != kFallbackValue) return {};
@@ -69,7 +72,7 @@ Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& f
         refused_.back() = true;
         if (!startsWith(text, kTooManyDefects)) return {text, true};
         return {std::string("has more defective or implausible pixels than can be repaired") +
-                    (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --scale and --offset)"),
+                    (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --encoding)"),
                 true};
     }
 }
@@ -100,8 +103,10 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     }
     result.shifts = pipeline_->completeShifts();
     result.frames.assign(window_.begin(), window_.end());
+    result.inputs.assign(inputs_.begin(), inputs_.end());
     const std::size_t index = static_cast<std::size_t>(parameters_.referenceIndex.value());
     result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)];
+    result.masks = pipeline_->masks();
     if (result.gain == kTooLargeMotion) {
         result.warning =
             displacement(displacedFrom(size_.height / 10)) + ", more than a tenth of the frame height";

@@ -21,11 +21,14 @@ struct EnhanceParameters : PipelineParameters {
 /// An enlarged image and what the library told about it.
 struct Enlarged {
     cv::Mat_<float> image;
-    float gain = 0.0f;                ///< estimated resolution gain; 0 where a warning took its place
-    std::string warning;              ///< empty where all went well
-    std::vector<cv::Point2f> shifts;  ///< of the window's frames against the reference, oldest first
-    std::vector<std::size_t> frames;  ///< their numbers in the recording
-    std::size_t reference = 0;        ///< number of the frame whose grid the image lies on
+    float gain = 0.0f;                    ///< estimated resolution gain; 0 where a warning took its place
+    std::string warning;                  ///< empty where all went well
+    std::vector<cv::Point2f> shifts;      ///< of the window's frames against the reference, oldest first
+    std::vector<std::size_t> frames;      ///< their numbers in the recording
+    std::size_t reference = 0;            ///< number of the frame whose grid the image lies on
+    std::vector<cv::Mat_<float>> inputs;  ///< the frames as they were given
+    std::vector<cv::Mat_<uchar>>
+        masks;  ///< 1 where a frame agrees with the reference, on the reference's grid
 };
 
 /// Why a window of frames gave no image, in words for its user.
@@ -65,9 +68,6 @@ class Enhancer {
     /// Enlarges the window. On refusal the recording may go on.
     std::optional<Enlarged> run(Refusal& refusal);
 
-    /// The share of each frame's pixels that the last run used; empty where the pipeline does not tell.
-    std::vector<double> maskShares() const { return pipeline_->maskShares(); }
-
   private:
     /// The first frame of the window that moved by so much in x or y. (Where the library refuses a frame, the
     /// shifts up to this one are those of the refused run.)
@@ -78,7 +78,8 @@ class Enhancer {
     EnhanceParameters parameters_;
     std::unique_ptr<Pipeline> pipeline_;
     std::deque<std::size_t> window_;
-    std::deque<bool> refused_;  // of the window's frames
+    std::deque<cv::Mat_<float>> inputs_;  // of the window's frames, like the next
+    std::deque<bool> refused_;
 };
 
 }  // namespace oravo::tools

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <opencv2/imgcodecs.hpp>
+#include <iterator>
+#include <regex>
 
 #include "tools/FileNames.h"
 #include "tools/Messages.h"
-#include "tools/StandardErrorSilencer.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
@@ -14,32 +14,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isImageName(const fs::path& path) {
-    const std::string extension = lowerExtension(path.string());
-    const bool known =
-        extension == ".tif" || extension == ".tiff" || extension == ".png" || extension == ".pgm";
-    return known && path.filename().string().front() != '.';
-}
-
-/// Reads what is not TIFF: through the codecs, which tell trouble by an empty image or by an exception.
-cv::Mat readByCodec(const std::string& path) {
-    cv::Mat image;
-    try {
-        const StandardErrorSilencer silencer;
-        image = cv::imread(path, cv::IMREAD_UNCHANGED);
-    } catch (const cv::Exception& e) {
-        throw inputError(path + ": cannot be read: " + e.err);
-    }
-    if (image.empty()) throw inputError(path + ": cannot be read as an image");
-    if (image.channels() != 1) {
-        throw inputError(format("%s: has %d channels; frames have one", path.c_str(), image.channels()));
-    }
-    return image;
-}
+using NameTest = bool (*)(const std::string& name);
 
 }  // namespace
 
-FrameReader::FrameReader(const std::vector<std::string>& inputs) {
+cv::Rect parseCrop(const std::string& text) {
+    static const std::regex pattern("([0-9]{1,6})x([0-9]{1,6})(?:\\+([0-9]{1,6})\\+([0-9]{1,6}))?");
+    std::smatch parts;
+    if (!std::regex_match(text, parts, pattern)) {
+        throw UserError(ExitCode::kUsage, "--crop " + text + ": is not WxH or WxH+X+Y, such as 640x480+0+16");
+    }
+    const auto number = [&](std::size_t i) { return parts[i].matched ? std::stoi(parts[i]) : 0; };
+    const cv::Rect crop(number(3), number(4), number(1), number(2));
+    if (crop.empty()) throw UserError(ExitCode::kUsage, "--crop " + text + ": leaves nothing");
+    return crop;
+}
+
+FrameReader::FrameReader(const std::vector<std::string>& inputs, const ReadOptions& options)
+    : options_(options) {
     for (const std::string& input : inputs) {
         std::error_code failed;
         if (!fs::exists(input, failed)) throw inputError(input + ": no such file or folder");
@@ -54,25 +46,36 @@ FrameReader::FrameReader(const std::vector<std::string>& inputs) {
 }
 
 void FrameReader::addFile(const std::string& path) {
-    if (!isTiff(path)) {
-        frames_.push_back({path, kNoTiff, 1});
-        return;
+    const std::unique_ptr<FrameSource> file = openFrames(path, options_.raw);
+    for (std::size_t i = 0; i < file->count(); ++i) frames_.push_back({path, i, file->count(), file->unit()});
+}
+
+std::vector<std::string> FrameReader::frameNames(const std::string& folder) const {
+    std::vector<std::string> all;
+    std::error_code failed;
+    for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end;
+         entry.increment(failed)) {
+        std::error_code ignored;
+        const std::string name = entry->path().filename().string();
+        if (entry->is_regular_file(ignored) && name.front() != '.') all.push_back(name);
     }
-    const TiffReader file(path);
-    for (std::size_t i = 0; i < file.pages(); ++i) frames_.push_back({path, i, file.pages()});
+    if (failed) throw inputError(folder + ": folder cannot be read: " + failed.message());
+    std::vector<std::string> names;
+    const auto take = [&](NameTest wanted) {
+        std::copy_if(all.begin(), all.end(), std::back_inserter(names), wanted);
+    };
+    take(options_.raw ? isRawName : isImageName);
+    if (names.empty() && !options_.raw) take(isMatrixName);
+    return names;
 }
 
 void FrameReader::addFolder(const std::string& path) {
-    std::vector<std::string> names;
-    std::error_code failed;
-    for (fs::directory_iterator entry(path, failed), end; !failed && entry != end; entry.increment(failed)) {
-        std::error_code ignored;
-        if (entry->is_regular_file(ignored) && isImageName(entry->path())) {
-            names.push_back(entry->path().filename().string());
-        }
+    std::vector<std::string> names = frameNames(path);
+    if (names.empty()) {
+        throw inputError(
+            path + (options_.raw ? ": folder holds no raw files (.raw, .bin, .dat)"
+                                 : ": folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)"));
     }
-    if (failed) throw inputError(path + ": folder cannot be read: " + failed.message());
-    if (names.empty()) throw inputError(path + ": folder holds no image files (.tif, .tiff, .png, .pgm)");
     const auto isFrame = [](const std::string& name) { return name.rfind("frame", 0) == 0; };
     if (std::any_of(names.begin(), names.end(), isFrame)) {
         names.erase(std::remove_if(names.begin(), names.end(), [&](const auto& n) { return !isFrame(n); }),
@@ -84,7 +87,7 @@ void FrameReader::addFolder(const std::string& path) {
 
 std::string FrameReader::name(std::size_t index) const {
     const Frame& frame = frames_.at(index);
-    return frame.pages == 1 ? frame.path : frame.path + " page " + std::to_string(frame.page);
+    return frame.count == 1 ? frame.path : frame.path + " " + frame.unit + " " + std::to_string(frame.index);
 }
 
 bool FrameReader::readsFrom(const std::string& path) const {
@@ -92,21 +95,31 @@ bool FrameReader::readsFrom(const std::string& path) const {
                        [&](const Frame& frame) { return isSameFile(frame.path, path); });
 }
 
-cv::Mat FrameReader::decode(const Frame& frame) {
-    if (frame.page == kNoTiff) return readByCodec(frame.path);
-    if (!tiff_ || tiff_->path() != frame.path) tiff_ = std::make_unique<TiffReader>(frame.path);
-    if (frame.page >= tiff_->pages()) throw inputError(frame.path + ": was shortened while it was read");
-    return tiff_->read(frame.page);
+FrameSource& FrameReader::sourceOf(const Frame& frame) {
+    if (!open_ || openPath_ != frame.path) {
+        open_ = openFrames(frame.path, options_.raw);
+        openPath_ = frame.path;
+    }
+    if (frame.index >= open_->count()) throw inputError(frame.path + ": was shortened while it was read");
+    return *open_;
 }
 
 cv::Mat FrameReader::read(std::size_t index) {
-    const cv::Mat image = decode(frames_.at(index));
+    const Frame& frame = frames_.at(index);
+    const cv::Mat image = sourceOf(frame).read(frame.index);
     if (size_.empty()) size_ = image.size();
     if (image.size() != size_) {
         throw inputError(format("%s: is %d x %d pixels, but the frames before it are %d x %d",
                                 name(index).c_str(), image.cols, image.rows, size_.width, size_.height));
     }
-    return image;
+    if (!options_.crop) return image;
+    const cv::Rect crop = *options_.crop;
+    if (crop.br().x > image.cols || crop.br().y > image.rows) {
+        throw inputError(format("%s: is %d x %d pixels; a crop of %dx%d+%d+%d reaches beyond",
+                                name(index).c_str(), image.cols, image.rows, crop.width, crop.height, crop.x,
+                                crop.y));
+    }
+    return image(crop).clone();
 }
 
 cv::Mat readSingleImage(const std::string& path) {
@@ -114,7 +127,7 @@ cv::Mat readSingleImage(const std::string& path) {
     if (fs::is_directory(path, ignored)) throw inputError(path + ": is a folder, not an image");
     FrameReader reader({path});
     if (reader.count() != 1) {
-        throw inputError(format("%s: holds %zu pages; one image is wanted", path.c_str(), reader.count()));
+        throw inputError(format("%s: holds %zu frames; one image is wanted", path.c_str(), reader.count()));
     }
     return reader.read(0);
 }

@@ -2,55 +2,69 @@
 #define ORAVO_TOOLS_FRAMEREADER_H
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "tools/TiffFile.h"
+#include "tools/FrameSource.h"
 
 namespace oravo::tools {
 
-/// A burst or recording as a sequence of single-channel frames of one size, out of files, multi-page TIFF
-/// files and folders in the order given.
+/// How frames are read.
+struct ReadOptions {
+    std::optional<RawFormat> raw;  ///< every file is a raw dump of this format
+    std::optional<cv::Rect> crop;  ///< the part of each frame that is used
+};
+
+/// Out of "WxH" or "WxH+X+Y", the rectangle's size and its place from the upper left corner. Throws UserError of
+/// the usage kind.
+cv::Rect parseCrop(const std::string& text);
+
+/// A burst or recording as a sequence of single-channel frames of one size, out of files of one or more frames
+/// (see openFrames) and folders in the order given.
 ///
-/// A folder stands for its image files (.tif, .tiff, .png, .pgm; hidden files left out) in natural order;
-/// when some of their names begin with "frame", for these only, so that a burst may share its folder with its
-/// truth. Frames are read when asked for, so that a long recording need not fit into memory.
+/// A folder stands for its image files (.tif, .tiff, .png, .pgm, .npy; hidden files left out) in natural order,
+/// without any for its matrices of numbers (.csv, .tsv, .asc, .txt), with a raw format for its raw files (.raw,
+/// .bin, .dat); when some of their names begin with "frame", for these only, so that a burst may share its
+/// folder with its truth. Frames are read when asked for, so that a long recording need not fit into memory.
 ///
 /// Every failure is a UserError of one line that names the file.
 class FrameReader {
   public:
-    /// Lists the frames. TIFF files are checked as a whole, others when they are read.
-    explicit FrameReader(const std::vector<std::string>& inputs);
+    /// Lists the frames.
+    explicit FrameReader(const std::vector<std::string>& inputs, const ReadOptions& options = {});
 
     std::size_t count() const { return frames_.size(); }
-    /// File and, in a file of several pages, the page (from 0).
+    /// File and, in a file of several frames, the page or frame (from 0).
     std::string name(std::size_t index) const;
 
     /// Whether frames come from the file of this name.
     bool readsFrom(const std::string& path) const;
 
-    /// The frame as stored: one channel of 8-bit or 16-bit whole numbers (signed or not), float or double.
-    /// Refuses other kinds, and sizes that differ from the first frame read.
+    /// The frame, or its part, as stored: one channel of whole numbers of up to 32 bits, float or double.
+    /// Refuses other kinds, sizes that differ from the first frame read, and crops that reach beyond.
     cv::Mat read(std::size_t index);
 
   private:
-    static constexpr std::size_t kNoTiff = SIZE_MAX;
     struct Frame {
         std::string path;
-        std::size_t page;  ///< kNoTiff for files of the other formats
-        std::size_t pages;
+        std::size_t index;  ///< in its file
+        std::size_t count;  ///< of frames in its file
+        const char* unit;   ///< what these are called
     };
 
     void addFile(const std::string& path);
     void addFolder(const std::string& path);
-    cv::Mat decode(const Frame& frame);
+    std::vector<std::string> frameNames(const std::string& folder) const;
+    FrameSource& sourceOf(const Frame& frame);
 
+    ReadOptions options_;
     std::vector<Frame> frames_;
     cv::Size size_;
-    std::unique_ptr<TiffReader> tiff_;  // the file of the latest TIFF frame, which the next one may share
+    std::string openPath_;  // the file of the latest frame, which the next one may share
+    std::unique_ptr<FrameSource> open_;
 };
 
 /// The only image of a file, under the same rules.

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <opencv2/imgcodecs.hpp>
 
 #include "tools/FileNames.h"
@@ -88,7 +89,9 @@ void writeImage(const std::string& path, const cv::Mat& image) {
 }
 
 TiffPages::TiffPages(const std::string& path, std::uint64_t expectedBytes)
-    : pending_(path), writer_(pending_.path(), path, expectedBytes) {
+    : toStandardOutput_(path == kStandardOutput),
+      pending_(toStandardOutput_ ? (fs::temp_directory_path() / "enlarged.tif").string() : path),
+      writer_(pending_.path(), toStandardOutput_ ? "standard output" : path, expectedBytes) {
 }
 
 void TiffPages::add(const cv::Mat& image) {
@@ -97,7 +100,17 @@ void TiffPages::add(const cv::Mat& image) {
 
 void TiffPages::finish() {
     writer_.close();
-    pending_.commit();
+    if (toStandardOutput_) {
+        sendToStandardOutput();
+    } else {
+        pending_.commit();
+    }
+}
+
+void TiffPages::sendToStandardOutput() const {
+    std::ifstream file(pending_.path(), std::ios::binary);
+    std::cout << file.rdbuf() << std::flush;
+    if (!file || !std::cout) throw outputError("standard output cannot be written");
 }
 
 void writeText(const std::string& path, const std::string& text) {

@@ -36,7 +36,11 @@ class TargetFolder {
 /// PNG.
 void writeImage(const std::string& path, const cv::Mat& image);
 
-/// A TIFF file written page by page. Without finish() nothing of it stays.
+/// The name that stands for standard output.
+constexpr char kStandardOutput[] = "-";
+
+/// A TIFF file written page by page. Without finish() nothing of it stays. What is meant for standard output is
+/// written to a temporary file first, since the format cannot be written in one go.
 class TiffPages {
   public:
     /// @param expectedBytes  of all pages together, at most
@@ -45,6 +49,9 @@ class TiffPages {
     void finish();
 
   private:
+    void sendToStandardOutput() const;
+
+    bool toStandardOutput_;
     PendingFile pending_;
     TiffWriter writer_;
 };

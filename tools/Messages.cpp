@@ -1,7 +1,10 @@
 #include "tools/Messages.h"
 
+#include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <opencv2/core.hpp>
 #include <vector>
@@ -9,6 +12,42 @@
 #include "support/Exception.h"
 
 namespace oravo::tools {
+namespace {
+
+constexpr char kRed[] = "\033[31m";
+constexpr char kYellow[] = "\033[33m";
+constexpr char kPlain[] = "\033[0m";
+constexpr char kClearLine[] = "\r\033[K";
+
+std::string messagePrefix;
+std::string status;  // on the terminal's last line
+
+bool onTerminal() {
+    static const bool answer = [] {
+        const char* kind = std::getenv("TERM");
+        return ::isatty(STDERR_FILENO) == 1 && kind != nullptr && std::string(kind) != "dumb";
+    }();
+    return answer;
+}
+
+/// See no-color.org: any text but the empty one.
+bool coloursWanted() {
+    const char* refused = std::getenv("NO_COLOR");
+    return onTerminal() && (refused == nullptr || *refused == '\0');
+}
+
+std::string coloured(const std::string& text, const char* colour) {
+    return coloursWanted() ? colour + text + kPlain : text;
+}
+
+/// In one piece, so that lines of several processes do not mix.
+void put(const std::string& line) {
+    const std::string clear = status.empty() ? "" : kClearLine;
+    status.clear();
+    std::cerr << clear + messagePrefix + line + '\n';
+}
+
+}  // namespace
 
 std::string format(const char* pattern, ...) {
     va_list arguments;
@@ -24,11 +63,37 @@ std::string format(const char* pattern, ...) {
 }
 
 void note(const std::string& line) {
-    std::cerr << line << '\n';
+    put(line);
 }
 
 void warn(const std::string& line) {
-    std::cerr << "oravo-superres: warning: " << line << '\n';
+    put("oravo-superres: " + coloured("warning: ", kYellow) + line);
+}
+
+void complain(const std::string& line) {
+    put(coloured("oravo-superres: ", kRed) + line);
+}
+
+void setMessagePrefix(const std::string& prefix) {
+    messagePrefix = prefix;
+}
+
+void showStatus(const std::string& line) {
+    if (!onTerminal() || !messagePrefix.empty() || line == status) return;
+    std::cerr << kClearLine + line << std::flush;
+    status = line;
+}
+
+std::string ranges(const std::vector<std::size_t>& numbers) {
+    std::string text;
+    for (std::size_t first = 0; first < numbers.size();) {
+        std::size_t last = first;
+        while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1) ++last;
+        text += format(first == 0 ? "%zu" : ", %zu", numbers[first]);
+        if (last > first) text += format(" to %zu", numbers[last]);
+        first = last + 1;
+    }
+    return text;
 }
 
 std::string currentExceptionText() {

@@ -29,8 +29,7 @@ class FloatPipeline final : public Pipeline {
         pipeline_.getCompleteShifts(shifts);
         return shifts;
     }
-
-    std::vector<double> maskShares() const override { return maskSharesOf(pipeline_); }
+    std::vector<cv::Mat_<uchar>> masks() const override { return masksOf(pipeline_); }
 
   private:
     vision::SrFloat<Registration> pipeline_;

@@ -57,12 +57,20 @@ class Pipeline {
     virtual int addFrame(const cv::Mat_<float>& frame) = 0;
     virtual float computeSR(cv::Mat_<float>& out) = 0;
     virtual std::vector<cv::Point2f> completeShifts() const = 0;
-    /// The share of each frame's pixels that the last run used, oldest first; empty where masks are not told.
-    virtual std::vector<double> maskShares() const { return {}; }
+    /// Of the last run, oldest first: 1 where a frame agrees with the reference; empty where masks are not told.
+    virtual std::vector<cv::Mat_<uchar>> masks() const = 0;
 };
 
 /// Throws what the library throws for parameters that it refuses. The parameters have to be settled.
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters);
+
+/// The masks of a pipeline's last run.
+template <class Library>
+std::vector<cv::Mat_<uchar>> masksOf(const Library& pipeline) {
+    std::vector<cv::Mat_<uchar>> masks;
+    pipeline.getMasks(masks);
+    return masks;
+}
 
 /// The parameters that all pipelines share.
 template <class Library>
@@ -72,17 +80,6 @@ void applySolverParameters(Library& pipeline, const PipelineParameters& p) {
     pipeline.setMaxCGIters(p.iterations);
     pipeline.setRelativeResidue(p.relativeResidue);
     pipeline.setRegError(p.registrationError);
-}
-
-template <class Library>
-std::vector<double> maskSharesOf(const Library& pipeline) {
-    std::vector<cv::Mat_<unsigned char>> masks;
-    pipeline.getMasks(masks);
-    std::vector<double> shares;
-    for (const auto& mask : masks) {
-        shares.push_back(static_cast<double>(cv::countNonZero(mask)) / static_cast<double>(mask.total()));
-    }
-    return shares;
 }
 
 }  // namespace oravo::tools

@@ -28,8 +28,7 @@ class ReferencePipeline final : public Pipeline {
         for (const PointF& d : found) shifts.emplace_back(d.x, d.y);
         return shifts;
     }
-
-    std::vector<double> maskShares() const override { return maskSharesOf(pipeline_); }
+    std::vector<cv::Mat_<uchar>> masks() const override { return masksOf(pipeline_); }
 
   private:
     cv::Size enlarged_;

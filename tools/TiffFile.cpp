@@ -10,12 +10,15 @@
 #include <memory>
 
 #include "tools/Messages.h"
+#include "tools/PixelFormat.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
 namespace {
 
-constexpr double kMostPixels = 1 << 30;
+// What packed data may unpack to: flat images shrink without bound, but not large ones in files of few bytes.
+constexpr std::uint64_t kMostExpansion = 4096;
+constexpr std::uint64_t kHarmless = 1u << 26;
 constexpr char kDamaged[] = "truncated or damaged TIFF file";
 
 struct PixelKind {
@@ -103,10 +106,15 @@ TiffReader::Page TiffReader::describe(std::uint64_t fileSize) const {
     const auto width = field<std::uint32_t>(file_, TIFFTAG_IMAGEWIDTH);
     const auto height = field<std::uint32_t>(file_, TIFFTAG_IMAGELENGTH);
     if (width == 0 || height == 0) fail(kDamaged);
-    if (static_cast<double>(width) * height > kMostPixels) {
+    if (!isPossibleSize(width, height)) {
         fail(format("%u x %u pixels are too many", width, height));
     }
     checkExtent(fileSize);
+    checkClaim(fileSize, std::uint64_t{width} * height);
+    if (TIFFIsTiled(file_) != 0) {
+        checkClaim(fileSize, std::uint64_t{field<std::uint32_t>(file_, TIFFTAG_TILEWIDTH)} *
+                                 field<std::uint32_t>(file_, TIFFTAG_TILELENGTH));
+    }
     return {TIFFCurrentDirOffset(file_), cv::Size(static_cast<int>(width), static_cast<int>(height)),
             pixelKind(file_)->depth};
 }
@@ -137,6 +145,16 @@ void TiffReader::checkExtent(std::uint64_t fileSize) const {
     }
 }
 
+void TiffReader::checkClaim(std::uint64_t fileSize, std::uint64_t pixels) const {
+    const bool packed = field<std::uint16_t>(file_, TIFFTAG_COMPRESSION) != COMPRESSION_NONE;
+    const std::uint64_t bytes = pixels * field<std::uint16_t>(file_, TIFFTAG_BITSPERSAMPLE) / 8;
+    if (pixels > kMostPixels ||
+        bytes > (packed ? std::max(kHarmless, fileSize * kMostExpansion) : fileSize)) {
+        fail(format("truncated or damaged TIFF file: its %llu bytes cannot hold %llu pixels",
+                    static_cast<unsigned long long>(fileSize), static_cast<unsigned long long>(pixels)));
+    }
+}
+
 cv::Mat TiffReader::read(std::size_t index) {
     const Page& page = pages_.at(index);
     current_ = pages_.size() == 1 ? path_ : path_ + " page " + std::to_string(index);
@@ -163,11 +181,10 @@ void TiffReader::readStrips(cv::Mat& image) {
 }
 
 void TiffReader::readTiles(cv::Mat& image) {
-    const cv::Size size(static_cast<int>(field<std::uint32_t>(file_, TIFFTAG_TILEWIDTH)),
-                        static_cast<int>(field<std::uint32_t>(file_, TIFFTAG_TILELENGTH)));
-    if (size.width <= 0 || size.height <= 0 || static_cast<double>(size.width) * size.height > kMostPixels) {
-        fail(kDamaged);
-    }
+    const auto width = field<std::uint32_t>(file_, TIFFTAG_TILEWIDTH);
+    const auto height = field<std::uint32_t>(file_, TIFFTAG_TILELENGTH);
+    if (!isPossibleSize(width, height)) fail(kDamaged);
+    const cv::Size size(static_cast<int>(width), static_cast<int>(height));
     cv::Mat tile(size, image.type());
     const auto bytes = static_cast<tmsize_t>(tile.total() * tile.elemSize());
     std::uint32_t index = 0;

@@ -41,6 +41,8 @@ class TiffReader {
     Page describe(std::uint64_t fileSize) const;
     void checkKind() const;
     void checkExtent(std::uint64_t fileSize) const;
+    /// Refuses more pixels than the file can hold, before room is made for them.
+    void checkClaim(std::uint64_t fileSize, std::uint64_t pixels) const;
     void readStrips(cv::Mat& image);
     void readTiles(cv::Mat& image);
     [[noreturn]] void fail(const std::string& fault) const;

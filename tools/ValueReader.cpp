@@ -1,6 +1,7 @@
 #include "tools/ValueReader.h"
 
 #include "tools/Messages.h"
+#include "tools/UserError.h"
 
 namespace oravo::tools {
 
@@ -20,23 +21,25 @@ ValueReader::Frame ValueReader::read(std::size_t index) {
     if (wantsSignedCounts_) signedCounts(frame.values, name);
     const double outside = range_.shareOutside(frame.values);
     if (outside > 0.5) {
-        if (!told_) tell(outside, name);
+        if (outside == 1.0 && index == 0) throw inputError(implausible(outside, name));
+        if (!told_) warn(implausible(outside, name));
         told_ = true;
         frame.plausible = false;
     }
     return frame;
 }
 
-void ValueReader::tell(double outside, const std::string& name) const {
-    const char* mend = "decode the counts with --scale and --offset";
+std::string ValueReader::implausible(double outside, const std::string& name) const {
+    const char* mend = "decode the counts with --encoding, or --scale and --offset";
     if (calibration_) {
         mend = "the calibration does not fit these counts";
     } else if (!rawCounts_) {
-        mend = "pass --nuc for raw counts, or decode them to degrees with --scale and --offset";
+        mend =
+            "pass --nuc for raw counts, or decode them to degrees with --encoding, or --scale and --offset";
     }
-    warn(format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
-                100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
-                mend));
+    return format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
+                  100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
+                  mend);
 }
 
 }  // namespace oravo::tools

@@ -10,7 +10,8 @@
 namespace oravo::tools {
 
 /// A recording's frames in the unit of the output: decoded, and calibrated where that was asked for. Says once
-/// per recording that values look like something else than the unit expected.
+/// per recording that values look like something else than the unit expected, and refuses a
+/// recording that begins with nothing else.
 class ValueReader {
   public:
     /// Reads the frames of the calibration. The reader has to outlive this object.
@@ -24,7 +25,7 @@ class ValueReader {
     Frame read(std::size_t index);
 
   private:
-    void tell(double outside, const std::string& name) const;
+    std::string implausible(double outside, const std::string& name) const;
 
     FrameReader& reader_;
     Decode decode_;

@@ -148,10 +148,9 @@ std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const Recor
         return format("moved by (%.1f, %.1f) pixels, more than a tenth of the frame height",
                       static_cast<double>(d.x), static_cast<double>(d.y));
     }
-    const std::vector<double> shares = enhancer_.maskShares();
-    if (position < shares.size() && shares[position] <= kMaskShare) {
-        return format("agrees with the reference frame in only %.0f %% of its pixels",
-                      100.0 * shares[position]);
+    const double share = position < enlarged.masks.size() ? cv::mean(enlarged.masks[position])[0] : 1.0;
+    if (share <= kMaskShare) {
+        return format("agrees with the reference frame in only %.0f %% of its pixels", 100.0 * share);
     }
     const double apart = misfit(reference.sound, frame.sound, d);
     if (apart <= kMisfit) return {};

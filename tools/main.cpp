@@ -1,22 +1,23 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cmath>
 #include <iostream>
-#include <limits>
 #include <opencv2/core/utils/logger.hpp>
 
+#include "tools/Batch.h"
 #include "tools/Commands.h"
 #include "tools/DefectsOptions.h"
+#include "tools/InputOptions.h"
 #include "tools/Messages.h"
+#include "tools/Outcome.h"
 #include "tools/PendingFile.h"
 #include "tools/PipelineOptions.h"
+#include "tools/ResultOptions.h"
 #include "tools/UserError.h"
+#include "tools/Validators.h"
 
 namespace {
 
 using namespace oravo::tools;
-
-constexpr double kUnbounded = std::numeric_limits<double>::max();
 
 constexpr char kExitCodes[] =
     "Exit codes:\n"
@@ -26,27 +27,9 @@ constexpr char kExitCodes[] =
     "  3  output cannot be written; what was there before is untouched\n"
     "  4  no enlarged image could be reconstructed; nothing was written\n"
     "  5  internal failure\n"
+    "With --jobs, the highest code of all recordings. What --every has no image for is told in the last "
+    "line.\n"
     "Each file appears whole or not at all. Messages go to standard error.";
-
-/// A finite number within bounds; `above` leaves the lower bound itself out.
-CLI::Validator numberWithin(double lowest, double highest, bool above = false) {
-    const auto check = [=](std::string& text) -> std::string {
-        double value = 0.0;
-        const bool number = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
-        if (number && value <= highest && (above ? value > lowest : value >= lowest)) return {};
-        if (highest == kUnbounded && lowest == -kUnbounded) return text + " is not a finite number";
-        if (highest == kUnbounded) {
-            return text + format(" is not a number %s %g", above ? "above" : "from", lowest);
-        }
-        return text + format(" is not a number %s %g to %g", above ? "above" : "from", lowest, highest);
-    };
-    return CLI::Validator(check, "");
-}
-
-/// A text for a name that is there, be it only by mistake: "$UNSET" must not mean the default.
-CLI::Validator notEmpty() {
-    return CLI::Validator([](std::string& text) { return text.empty() ? "the text is empty" : ""; }, "");
-}
 
 void addEnhance(CLI::App& app, EnhanceCommand& c) {
     CLI::App* sub = app.add_subcommand("enhance", "Enlarge a burst or recording to twice its size");
@@ -54,15 +37,23 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
     sub->add_option(
            "INPUT", c.inputs,
            "Frames in order: single-channel TIFF (multi-page too), PNG or PGM files of 8 or 16 bits or "
-           "float, or folders of them. A folder is read in natural order (frame_9 before frame_10); "
-           "where some names begin with \"frame\", only these are read")
+           "float, NumPy arrays (.npy: rows x columns or frames x rows x columns), matrices of numbers as "
+           "text (.csv, .tsv, .asc, .txt; with decimal commas and heading lines too), raw dumps (see --raw), "
+           "or folders of them. A folder is read in natural order (frame_9 before frame_10); where some "
+           "names begin with \"frame\", only these are read")
         ->required();
     sub->add_option("-o,--output", c.output,
-                    "OUT.tif: 32-bit float, in the unit of the decoded input. With --every one page for each "
+                    "OUT.tif: 32-bit float, in the unit of the decoded input; - for standard output. With "
+                    "--every one page for each "
                     "image, or a folder (existing, or ending in /) for files named after the newest frame")
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
+    sub->add_option(
+           "--jobs", c.jobs,
+           "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each, "
+           "and so many of them are enhanced at a time")
+        ->check(CLI::Range(1, 1024));
     addPipelineOptions(*sub, p);
     CLI::Option* camera =
         sub->add_option("--camera", c.camera,
@@ -89,18 +80,11 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
                     "Largest disagreement with the reference at which a pixel is used")
         ->check(numberWithin(0.0, 1.0, true))
         ->capture_default_str();
-    sub->add_option("--scale", c.decode.scale,
-                    "Decode: value = SCALE * stored + OFFSET. Centikelvin to degrees Celsius: --scale 0.01 "
-                    "--offset -273.15")
-        ->check(numberWithin(-kUnbounded, kUnbounded))
-        ->capture_default_str();
-    sub->add_option("--offset", c.decode.offset, "See --scale")
-        ->check(numberWithin(-kUnbounded, kUnbounded))
-        ->capture_default_str();
+    addReadOptions(sub, c.reading);
+    addDecodeOptions(sub, c.decode);
     CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
                                      "Values are raw counts: the plausible range is -32768 .. 32767 instead "
-                                     "of -274 .. 5000. (The reference "
-                                     "pipeline refuses others)");
+                                     "of -274 .. 5000. (The reference pipeline refuses others)");
     sub->add_option("--calibration", c.calibration,
                     "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
                     "each pixel's line through two frames of counts turns into temperatures. A temperature "
@@ -111,6 +95,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
                     "FILE.csv for the shifts of the last window's frames against their reference: "
                     "frame,dx,dy with frame(p + d) = reference(p)")
         ->check(notEmpty());
+    addResultOptions(sub, c.results);
     sub->add_flag("--timing", p.timing, "Print the library's timing report to standard output");
     sub->footer(kExitCodes);
     bool* const guarded = &p.guarded;
@@ -121,7 +106,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         "out, and the TV weight is lowered for noisy frames unless --tv-weight is given; each is said");
     sub->callback([&c, weight] {
         c.parameters.chooseWeight = weight->count() == 0;
-        enhance(c);
+        c.jobs == 0 ? enhance(c) : enhanceBatch(c);
     });
 }
 
@@ -198,11 +183,6 @@ void addEvaluate(CLI::App& app, EvaluateCommand& c) {
     sub->callback([&c] { evaluate(c); });
 }
 
-int fail(ExitCode code, const std::string& message) {
-    std::cerr << "oravo-superres: " << message << '\n';
-    return static_cast<int>(code);
-}
-
 /// The parser alone would only say that a command is missing.
 void refuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
     if (argc < 2 || argv[1][0] == '-') return;
@@ -215,7 +195,8 @@ void refuseUnknownCommand(const CLI::App& app, int argc, char** argv) {
 /// Figures that did not reach standard output are no success.
 int finish(ExitCode code) {
     if (std::cout.flush()) return static_cast<int>(code);
-    return fail(ExitCode::kOutput, "standard output cannot be written");
+    complain("standard output cannot be written");
+    return static_cast<int>(ExitCode::kOutput);
 }
 
 }  // namespace
@@ -237,16 +218,16 @@ int main(int argc, char** argv) {
     addEvaluate(app, evaluateCommand);
     DefectsCommand defectsCommand;
     addDefects(app, defectsCommand, kExitCodes);
-    try {
-        refuseUnknownCommand(app, argc, argv);
-        app.parse(argc, argv);
-        return finish(ExitCode::kSuccess);
-    } catch (const CLI::ParseError& e) {
-        if (e.get_exit_code() == 0) return finish(static_cast<ExitCode>(app.exit(e)));  // --help, --version
-        return fail(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
-    } catch (const UserError& e) {
-        return fail(e.code(), e.what());
-    } catch (...) {
-        return fail(ExitCode::kInternal, "internal failure: " + currentExceptionText());
-    }
+    const ExitCode code = outcomeOf([&] {
+        try {
+            refuseUnknownCommand(app, argc, argv);
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& e) {
+            if (e.get_exit_code() != 0) {
+                throw UserError(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
+            }
+            app.exit(e);  // --help, --version
+        }
+    });
+    return code == ExitCode::kSuccess ? finish(code) : static_cast<int>(code);
 }

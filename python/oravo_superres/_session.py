@@ -68,7 +68,7 @@ class Session:
         width: columns of a frame.
         height: rows of a frame.
         camera: free text that selects the sensor's point-spread function: a model number from 101 to 108, and "FOV"
-            followed by the field of view in degrees. None, or a text without both, selects the default.
+            followed by the field of view, a whole number. None, or a text without both, selects the default.
         reference: the frame on whose grid the image lies, counted back from the newest: 0 to 4.
         timing_report: let the library print its six lines on standard output for each reconstruction. Otherwise the
             process's standard output goes to the null device while a frame is added.

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Compares the library's binary interface with the stored one: the exported symbols, and layouts and signatures of what
-# the installed headers declare.
+# the library's binary interface is the stored one: exported symbols, and layouts and signatures of what the
+# installed headers declare
 #
 #   scripts/checks/abi.sh            reports what changed; fails on any change
 #   scripts/checks/abi.sh --update   stores the present interface in abi/
@@ -16,9 +16,9 @@ describe() { # LIBRARY OUT: without what depends on places or on the compiler's 
 
 need_packages build-essential cmake ninja-build libopencv-dev abigail-tools xz-utils
 
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS=-g -DCMAKE_CXX_FLAGS=-g \
-    -DORAVO_BUILD_TOOLS=OFF -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF >/dev/null
-cmake --build "$build"
+cd "$root"
+build_in "$build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS=-g -DCMAKE_CXX_FLAGS=-g \
+    -DORAVO_BUILD_TOOLS=OFF -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF
 cmake --install "$build" --prefix "$build/prefix" --component development >/dev/null
 describe "$library" "$build/present.abi"
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Builds the Debian packages and tries them: lintian's opinion file by file, then a clean Debian 12 root in which they
-# are installed by apt, used (program, NumPy package, hosts in C and C++), and removed without a trace.
+# the Debian packages please lintian and work in a clean Debian 12 root: they are installed by apt, used (program,
+# NumPy package, hosts in C and C++), and removed without a trace
 #
 #   scripts/checks/packages.sh
 #
-# The clean root needs root and debootstrap; ORAVO_CLEAN_ROOT may name one to copy instead of making it. Without either,
+# The clean root needs the rights of root; ORAVO_CLEAN_ROOT may name one to copy instead of making it. Without either,
 # lintian's part is all.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)

@@ -24,7 +24,8 @@ run() { # HOST: reconstructs the burst; the image must be the expected one
 
 library=$(dirname "$(find "$prefix" -name liboravo_superresolution.so)")
 cmake -S "$here/consumer" -B "$scratch/hosts" -DCMAKE_PREFIX_PATH="$prefix" \
-    -DORAVO_INCLUDE_DIR="$prefix/include/oravo" -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" >"$scratch/log" || { cat "$scratch/log"; exit 1; }
+    -DORAVO_INCLUDE_DIR="$prefix/include/oravo" -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" >"$scratch/log" ||
+    { cat "$scratch/log"; exit 1; }
 cmake --build "$scratch/hosts" >"$scratch/log" || { cat "$scratch/log"; exit 1; }
 for host in c_host cpp_host; do
     run "$scratch/hosts/$host"
@@ -34,10 +35,12 @@ done
 
 export PKG_CONFIG_PATH=$library/pkgconfig
 options=$(pkg-config --cflags --libs oravo-superresolution | sed 's/-I\([^ ]*opencv4\)/-isystem \1/g')
+warnings="-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror" # CMake's way hides what headers would draw
 # shellcheck disable=SC2086 # options are several words
 {
-    "${CC:-cc}" $flags -std=c99 -pedantic-errors -Wall -Wextra -Werror "$here/consumer/host.c" -o "$scratch/c_host" $options
-    "${CXX:-c++}" $flags -std=c++17 -I"$scratch/hosts" "$here/consumer/host.cpp" -o "$scratch/cpp_host" $options
+    "${CC:-cc}" $flags $warnings -std=c99 -pedantic-errors "$here/consumer/host.c" -o "$scratch/c_host" $options
+    "${CXX:-c++}" $flags $warnings -std=c++17 -I"$scratch/hosts" "$here/consumer/host.cpp" -o "$scratch/cpp_host" \
+        $options
 }
 run "$scratch/c_host"
 run "$scratch/cpp_host"

@@ -7,7 +7,8 @@ set -euo pipefail
 export LC_ALL=C
 
 exported() {
-    nm --dynamic --defined-only --demangle --format=posix "$1" | sed 's/ [A-Za-z] [0-9a-f]*\( [0-9a-f]*\)\?$//' | sort -u
+    nm --dynamic --defined-only --demangle --format=posix "$1" |
+        sed 's/ [A-Za-z] [0-9a-f]*\( [0-9a-f]*\)\?$//' | sort -u
 }
 
 if [ "$1" = --list ]; then

@@ -82,8 +82,19 @@ TEST_F(Program, DecodesCountsAndSaysWhatMendsImplausibleOnes) {
     EXPECT_EQ(decoded.code, 0) << decoded.err;
     EXPECT_EQ(decoded.err.find("warning"), std::string::npos) << decoded.err;
     EXPECT_LT(compareWithTruth(image("decoded.tif"), image("degrees.tif"), 3).rmse, 0.05);
+    // The same counts as a dump whose frames end in a row of telemetry.
+    std::ofstream dump(path("dump.bin"), std::ios::binary);
+    for (int i = 0; i < 5; ++i) {
+        const cv::Mat counts = readSingleImage(path("counts/frame_00" + std::to_string(i) + ".tif"));
+        dump.write(counts.ptr<char>(), 64 * 48 * 2) << std::string(64 * 2, 'T');
+    }
+    dump.close();
+    const Outcome dumped =
+        run("enhance dump.bin --raw 64x49:u16le --crop 64x48 -o dumped.tif --scale 0.02 --offset -200");
+    ASSERT_EQ(dumped.code, 0) << dumped.err;
+    EXPECT_EQ(cv::norm(image("dumped.tif"), image("decoded.tif")), 0.0);
     const Outcome plain = run("enhance counts -o plain.tif");
-    EXPECT_EQ(plain.code, 4);
+    EXPECT_EQ(plain.code, 2);
     EXPECT_NE(plain.err.find("outside the plausible range -274 .. 5000; pass --nuc"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(path("plain.tif")));
     const Outcome nuc = run("enhance counts -o nuc.tif --nuc");
@@ -112,6 +123,14 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --reference-index 5", 1},
                   {"enhance b -o o.tif --registration-error 1.5", 1},
                   {"enhance b -o o.tif --camera '101 FOV 3' --psf-sigma 1", 1},
+                  {"enhance b -o o.tif --encoding furlongs", 1},
+                  {"enhance b -o o.tif --encoding kelvin --scale 2", 1},
+                  {"enhance b -o o.tif --raw 64x48", 1},
+                  {"enhance b/frame_000.tif -o o.tif --raw 64x48:u16le", 2},
+                  {"enhance b -o o.tif --crop 65x48", 2},
+                  {"enhance b -o o.tif --palette plaid", 1},
+                  {"enhance b -o o.tif --preview p.jpg", 3},
+                  {"enhance b -o o.tif --coverage nowhere/c.tif", 3},
                   {"enhance b -o o.tif --pipeline fixed", 1},
                   {"enhance b -o o.tif --pipeline reference --registration corners", 1},
                   {"enhance b -o o.tif --pipeline reference --reference-index 3", 1},
@@ -179,13 +198,13 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
     bad(cv::Rect(20, 20, 9, 9)) = pixelOf(vision::CODE_BAD_PIXEL);
     writeImage(path("b/frame_005.tif"), bad);
     const Outcome guarded = run("enhance b -o guarded/ --every");
-    EXPECT_NE(guarded.err.find("guarded/: 6 images of 128 x 96 pixels, 1 frames without one\n"),
+    EXPECT_NE(guarded.err.find("guarded/: 6 images of 128 x 96 pixels, none for frames 5\n"),
               std::string::npos)
         << guarded.err;
     EXPECT_FALSE(std::filesystem::exists(path("guarded/frame_000005.tif")));
     const Outcome outcome = run("enhance b -o each/ --every --no-guard");
     EXPECT_EQ(outcome.code, 0) << outcome.err;
-    EXPECT_NE(outcome.err.find("each/: 2 images of 128 x 96 pixels, 5 frames without one\n"),
+    EXPECT_NE(outcome.err.find("each/: 2 images of 128 x 96 pixels, none for frames 5 to 9\n"),
               std::string::npos);
     FrameReader files({path("each")});
     ASSERT_EQ(files.count(), 2u);
@@ -199,7 +218,14 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
 
 TEST_F(Program, SaysOnceWhatIsWrongWithUnitsAndCamera) {
     ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
-    const Outcome kelvin = run("enhance b -o o.tif --scale 100 --offset 27315");
+    for (const char* all : {"--scale 100 --offset 27315", "--scale 1e300"}) {
+        const Outcome outcome = run(std::string("enhance b -o none.tif ") + all);
+        EXPECT_EQ(outcome.code, 2);
+        EXPECT_NE(outcome.err.find(": 100 % of the pixels lie outside the plausible range"),
+                  std::string::npos);
+        EXPECT_FALSE(std::filesystem::exists(path("none.tif")));
+    }
+    const Outcome kelvin = run("enhance b -o o.tif --no-guard --offset 4988");
     const auto count = [&](const std::string& text, const std::string& what) {
         std::size_t found = 0;
         for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++found;

@@ -4,6 +4,7 @@
 
 #include "tests/tools/Scratch.h"
 #include "tools/Decode.h"
+#include "tools/Encoding.h"
 #include "tools/FileNames.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
@@ -75,10 +76,10 @@ TEST_F(Files, ComplaintsNameTheFile) {
                   {"colour.png", "has 3 channels; frames have one"},
                   {"large.png", "is 4 x 30 pixels, but the frames before it are 4 x 3"},
                   {"text.png", "cannot be read as an image"},
-                  {"empty.tif", "cannot be read as an image"},
-                  {"hollow", "folder holds no image files (.tif, .tiff, .png, .pgm)"},
-                  {"cut.png", "cannot be read as an image"},
-                  {"cut.pgm", "cannot be read as an image"}};
+                  {"empty.tif", "is empty"},
+                  {"hollow", "folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)"},
+                  {"cut.png", "truncated or damaged PNG file"},
+                  {"cut.pgm", "truncated PGM file: holds 1580 bytes of pixels, 1600 are needed at least"}};
     testing::internal::CaptureStderr();
     for (const auto& c : kCases) {
         const auto read = [&] {
@@ -105,7 +106,7 @@ TEST_F(Files, TargetsAppearWholeOrNotAtAll) {
 }
 
 TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
-    const Decode centikelvin{0.01, -273.15};
+    const Decode centikelvin = encodingNamed("centikelvin").decode;
     cv::Mat_<float> frame(1, 6, 30000.0f);
     const std::uint32_t codes[] = {vision::CODE_OVER_RANGE, vision::CODE_UNDER_RANGE, vision::CODE_BAD_PIXEL,
                                    vision::CODE_INVALID};
@@ -117,6 +118,9 @@ TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
     EXPECT_FLOAT_EQ(decoded(0, 5), 26.85f);
     EXPECT_EQ(bitsOf(Decode{}(frame)(0, 4)), 0x83u);
     EXPECT_FLOAT_EQ(centikelvin(cv::Mat_<ushort>(1, 1, ushort{0x81}))(0, 0), 1.29f - 273.15f);
+    const Decode leftAligned{0.5, 1.0, 2, ""};
+    EXPECT_EQ(leftAligned(cv::Mat_<ushort>(1, 1, ushort{403}))(0, 0), 51.0f);
+    EXPECT_EQ(leftAligned(cv::Mat_<short>(1, 1, short{-5}))(0, 0), 0.0f);
 }
 
 TEST_F(Files, ShiftsSurviveTheirTable) {

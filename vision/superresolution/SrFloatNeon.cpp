@@ -69,8 +69,7 @@ int SrFloatNeon<Registration>::loadFrame(const float* image) {
 template <class Registration>
 float SrFloatNeon<Registration>::computeSR(float* out) {
     State& s = *state_;
-    // The first pipeline of the process to run settles the cap for all of its kind, whatever their factors.
-    static const int maxCoverage = detail::maxCoverageOf(s.factor);
+    const int maxCoverage = detail::sharedMaxCoverage<SrFloatNeon>(s.factor);
 
     s.run.frames.clear();
     for (int i = 0; i < s.frames.count(); ++i) s.run.frames.push_back(s.frames[i].data());

@@ -86,7 +86,7 @@ class ORAVO_EXPORT SrFloatNeon {
     void saveFrame(float* out) const;
 
   private:
-    struct State;
+    struct ORAVO_HIDDEN State;
 
     int loadFrame(const float* image);
 

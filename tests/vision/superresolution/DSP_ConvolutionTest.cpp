@@ -17,7 +17,7 @@ namespace {
 using vision::DSP_Convolution;
 using Wide = std::int64_t;
 
-constexpr char kMaskValues[] = {0, 1, 1, -1, 1, 127, -128};
+constexpr signed char kMaskValues[] = {0, 1, 1, -1, 1, 127, -128};
 
 /// Values without room behind them: memory checkers see every access beyond the last one.
 template <class T>
@@ -41,7 +41,7 @@ struct Exact {
 
 Exact<char> mixedMask(int n) {
     Exact<char> mask(n);
-    for (int i = 0; i < n; ++i) mask[i] = kMaskValues[i % 7];
+    for (int i = 0; i < n; ++i) mask[i] = static_cast<char>(kMaskValues[i % 7]);
     return mask;
 }
 

@@ -72,13 +72,13 @@ std::vector<Case> cases() {
 }  // namespace
 
 TEST(SrFloatConvolution, bothOperatorsHaveTheBitsOfTheirTwins) {
-    constexpr char kMaskValues[] = {0, 1, 1, -1, 127, -128};
+    constexpr signed char kMaskValues[] = {0, 1, 1, -1, 127, -128};
     for (const Case& c : cases()) {
         SCOPED_TRACE(::testing::Message()
                      << c.W << " x " << c.H << ", taps " << c.kw << ", " << c.kh << ", factor " << c.f);
         Setting setting(c);
         std::vector<char> mask(setting.low.size());
-        for (std::size_t i = 0; i < mask.size(); ++i) mask[i] = kMaskValues[i * 7 % 6];
+        for (std::size_t i = 0; i < mask.size(); ++i) mask[i] = static_cast<char>(kMaskValues[i * 7 % 6]);
         EXPECT_TRUE(setting.agree(mask));
     }
 }

@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <complex>
-#include <cstdlib>
 #include <limits>
-#include <opencv2/imgcodecs.hpp>
 #include <vector>
 
+#include "tests/RecordedBursts.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/detail/PhaseCorrelator.h"
@@ -173,17 +172,9 @@ TEST(SrFloatRegistration1, SlotsRotateAndTheBlurFollowsItsRadius) {
 }
 
 TEST(SrFloatRegistration1, AgreesWithCornersOnRecordedBursts) {
-    const char* folder = std::getenv("ORAVO_TEST_DATA");
-    if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
+    if (!whyNoRecordings().empty()) GTEST_SKIP() << whyNoRecordings();
     for (const char* name : {"rendered_pipes", "mwir_embankment", "mwir_fields", "lwir_buildings"}) {
-        std::vector<Image> frames;
-        for (int i = 0; i < 5; ++i) {
-            const cv::Mat frame =
-                cv::imread(cv::format("%s/bursts/%s/frame_%03d.tif", folder, name, i), cv::IMREAD_UNCHANGED);
-            ASSERT_FALSE(frame.empty()) << name;
-            frames.emplace_back();
-            frame.convertTo(frames.back(), CV_32F);
-        }
+        const std::vector<Image> frames = recordedWindow(name);
         SrFloatRegistration1 phase(frames[0].cols, frames[0].rows, 5);
         SrFloatRegistration2 corners(frames[0].cols, frames[0].rows, 5);
         const Registered a(phase, frames, 1);

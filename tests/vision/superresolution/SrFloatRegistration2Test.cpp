@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <fstream>
-#include <opencv2/imgcodecs.hpp>
 #include <sstream>
 
+#include "tests/RecordedBursts.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/detail/CornerTracker.h"
 
@@ -146,25 +145,19 @@ TEST(SrFloatRegistration2, intensityRangeLastsUntilAFrameLeavesIt) {
 }
 
 TEST(SrFloatRegistration2, agreesWithTheRecordedBursts) {
-    const char* folder = std::getenv("ORAVO_TEST_DATA");
-    if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of bursts";
+    if (!test::whyNoRecordings().empty()) GTEST_SKIP() << test::whyNoRecordings();
     // Exact shifts for the rendered burst; estimates for the others, the last of which turns by 0.17 degrees.
     const std::pair<const char*, double> bursts[] = {
         {"rendered_pipes", 0.03}, {"mwir_embankment", 0.1}, {"mwir_fields", 0.1}, {"lwir_buildings", 0.2}};
     for (const auto& [name, tolerance] : bursts) {
-        std::ifstream table(std::string(folder) + "/bursts/" + name + "/shifts.csv");
+        std::ifstream table(test::recordingFolder(name) + "/shifts.csv");
         std::vector<Image> frames;
         std::vector<Point> truth;
         for (std::string line; std::getline(table, line);) {
             if (line.empty() || line[0] == '#' || line[0] == 'f') continue;
             const std::size_t last = line.rfind(','), secondLast = line.rfind(',', last - 1);
             truth.emplace_back(std::stof(line.substr(secondLast + 1)), std::stof(line.substr(last + 1)));
-            cv::Mat_<float> frame;
-            cv::imread(
-                cv::format("%s/bursts/%s/frame_%03d.tif", folder, name, static_cast<int>(frames.size())),
-                cv::IMREAD_UNCHANGED)
-                .convertTo(frame, CV_32F);
-            frames.push_back(frame);
+            frames.push_back(test::recordedFrame(name, static_cast<int>(frames.size())));
         }
         ASSERT_FALSE(frames.empty()) << name;
         const Registered run(frames, static_cast<int>(frames.size()), 0);

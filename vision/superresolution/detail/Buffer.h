@@ -7,17 +7,15 @@
 #include <new>
 #include <type_traits>
 
-namespace oravo::vision::detail {
+#include "vision/superresolution/detail/ZeroedMemory.h"
 
-/// Memory of zeros on a boundary of 64 bytes, freed with the last copy of the pointer. Throws std::bad_alloc, or
-/// oravo::Exception when all Buffers of the process would exceed what the machine has for it.
-std::shared_ptr<void> zeroedMemory(std::size_t bytes);
+namespace oravo::vision::detail {
 
 /// A fixed-size array of plain values, zero at birth, aligned for vector loads, shared by its copies.
 ///
 /// Copying a Buffer copies the handle: both refer to the same memory, which is freed with the last of them.
-/// So a class that holds Buffers may be copied member by member and needs no destructor. Memory comes zeroed
-/// from calloc, which leaves large pages untouched until they are used.
+/// So a class that holds Buffers may be copied member by member and needs no destructor. Throws what zeroedMemory
+/// throws.
 template <class T>
 class Buffer {
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
@@ -35,7 +33,8 @@ class Buffer {
   private:
     static std::shared_ptr<T> allocate(std::size_t size) {
         if (size > std::numeric_limits<std::size_t>::max() / sizeof(T)) throw std::bad_alloc();
-        return std::static_pointer_cast<T>(zeroedMemory(size * sizeof(T)));
+        const std::shared_ptr<void> memory = zeroedMemory(size * sizeof(T));
+        return std::shared_ptr<T>(memory, static_cast<T*>(memory.get()));
     }
 
     std::size_t size_ = 0;

@@ -36,10 +36,12 @@ class FlowRefinement {
         const cv::Point_<float> refined = refineShift(reference, frame, shift);
         const Overlap valid(size_, roundToWhole(refined.x), roundToWhole(refined.y));
         for (int y = valid.y; y < valid.y + valid.height; ++y) {
-            const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(y) * size_.width;
-            for (int x = valid.x; x < valid.x + valid.width; ++x) {
-                if (regError > smoothedError_[static_cast<std::size_t>(row + x)]) mask[row + x] = Mask(1);
-            }
+            const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(y) * size_.width + valid.x;
+            const float* __restrict error = smoothedError_.data() + first;
+            Mask* __restrict row = mask + first;
+            const float threshold = regError;
+            // Written without a branch, for vectors: what is not valid keeps its value.
+            for (int i = 0; i < valid.width; ++i) row[i] = threshold > error[i] ? Mask(1) : row[i];
         }
         return refined;
     }

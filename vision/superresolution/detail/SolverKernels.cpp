@@ -9,8 +9,6 @@
 namespace oravo::vision::detail {
 namespace {
 
-constexpr std::ptrdiff_t kCacheLine = 16;  // floats
-
 // One row of a split image: its two halves.
 struct ConstRow {
     const float* even;
@@ -59,8 +57,9 @@ float* newMaskedRow(const SweepPlan& plan, const SweepFrame& frame, int r) {
 }
 
 /// Two rows of the image enter the correlations of a frame: their horizontal taps at every second column, and from
-/// these the vertical taps of the three sample rows that they reach. Of r, the first of these, only the sum is
-/// missing that these rows bring; it is completed, masked, and returned. Rows of r < 0 lie above the samples.
+/// these the vertical taps of the three sample rows that they reach. Of r, the first of the three, all else is summed:
+/// it is completed and masked, and its share in extended rows 2 r and 2 r + 1 is taken together with that of the two
+/// sample rows above. Rows of r < 0 lie above the samples and have nothing to complete.
 template <bool kComplete>
 void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, ConstRow b, int r) {
     const float h0 = frame.horizontal[0], h1 = frame.horizontal[1], h2 = frame.horizontal[2],
@@ -221,17 +220,16 @@ void freezeRow(const SplitLayout& layout, const float* x, const LinkParameters& 
     sw.even[0] = 0.0f;
 }
 
-/// Row y of L v at columns begin .. end - 1 of either half, from the links of rows y and y - 1. The diagonal is the
-/// negated sum of all links of a pixel.
-void stencilStretch(const SplitLayout& layout, const SplitLinks& links, const float* v, int y, Row out,
-                    std::ptrdiff_t begin, std::ptrdiff_t end) {
+/// Row y of L v, from the links of rows y and y - 1. The diagonal is the negated sum of all links of a pixel.
+void stencilRow(const SplitLayout& layout, const SplitLinks& links, const float* v, int y, Row out) {
     const ConstRow above = rowOf(layout, v, y - 1);
     const ConstRow here = rowOf(layout, v, y);
     const ConstRow below = rowOf(layout, v, y + 1);
     const auto [e, s, se, sw] = linkRow(layout, links, y);
     const LinkRow n = linkRow(layout, links, y - 1);
+    const std::ptrdiff_t count = wholeBlocks(layout.half);
 #pragma GCC ivdep
-    for (std::ptrdiff_t i = wholeBlocks(begin); i < wholeBlocks(end); ++i) {
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
         const float west = e.odd[i - 1];
         const float between = e.even[i];
         const float east = e.odd[i];
@@ -255,27 +253,6 @@ void stencilStretch(const SplitLayout& layout, const SplitLinks& links, const fl
                           oddNorthEast * above.even[i + 1];
         out.even[i] = even;
         out.odd[i] = odd;
-    }
-}
-
-/// Row y of L v. Its links are half of all memory that a sweep reads, in eight streams that end with the row, too short for
-/// the hardware to foresee: while a row is computed, the next one is asked for.
-void stencilRow(const SplitLayout& layout, const SplitLinks& links, const float* v, int y, Row out) {
-    constexpr std::ptrdiff_t kStretch = 4 * SplitLayout::kBlock;
-    const float* nextLinks = links.memory + 4 * layout.stride * (y + 2);
-    const float* nextInput = v + layout.stride * (y + 6);
-    const float* nextOutput = out.even + layout.stride;
-    for (std::ptrdiff_t begin = 0; begin < layout.half; begin += kStretch) {
-        const std::ptrdiff_t end = begin + kStretch < layout.half ? begin + kStretch : layout.half;
-        for (std::ptrdiff_t i = begin; i < end; i += kCacheLine) {
-            for (int stream = 0; stream < 8; ++stream)
-                __builtin_prefetch(nextLinks + layout.half * stream + i);
-            __builtin_prefetch(nextInput + i);
-            __builtin_prefetch(nextInput + layout.half + i);
-            __builtin_prefetch(nextOutput + i, 1);
-            __builtin_prefetch(nextOutput + layout.half + i, 1);
-        }
-        stencilStretch(layout, links, v, y, out, begin, end);
     }
 }
 

@@ -3,12 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <limits>
-#include <opencv2/imgcodecs.hpp>
 #include <regex>
 
+#include "tests/RecordedBursts.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
@@ -386,16 +385,9 @@ TEST(SuperResolution, QualityMapAndPlainMeanServeDerivedClasses) {
 }
 
 TEST(SuperResolution, ShiftsOfRecordedBurstsAgreeWithTheFloatPipeline) {
-    const char* folder = std::getenv("ORAVO_TEST_DATA");
-    if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
+    if (!whyNoRecordings().empty()) GTEST_SKIP() << whyNoRecordings();
     for (const char* name : {"rendered_pipes", "mwir_embankment", "mwir_fields", "lwir_buildings"}) {
-        std::vector<Image> frames(5);
-        for (int i = 0; i < 5; ++i) {
-            const cv::Mat frame =
-                cv::imread(cv::format("%s/bursts/%s/frame_%03d.tif", folder, name, i), cv::IMREAD_UNCHANGED);
-            ASSERT_FALSE(frame.empty()) << name;
-            frame.convertTo(frames[static_cast<std::size_t>(i)], CV_32F);
-        }
+        const std::vector<Image> frames = recordedWindow(name);
         SuperResolution reference(frames[0].cols, frames[0].rows, 5, 2.0f);
         vision::SrFloat<vision::SrFloatRegistration1> floating(frames[0].cols, frames[0].rows, 5, 2.0f);
         reference.setDataIsNUC(true);

@@ -1,14 +1,12 @@
-#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/MemoryBudget.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <limits>
-#include <new>
 #include <string>
 
 #include "support/CodeLocation.h"
@@ -16,10 +14,6 @@
 namespace oravo::vision::detail {
 namespace {
 
-// Systems promise more memory than they have and end the process that takes them at their word, long after its
-// set-up has succeeded. So what Buffers are promised is counted, and set-up fails while it can still be told.
-
-constexpr std::size_t kAlignment = 64;
 constexpr std::size_t kLarge = std::size_t{16} << 20;  // below, looking costs more than it is worth
 constexpr std::uint64_t kUnlimited = std::numeric_limits<std::uint64_t>::max();
 
@@ -48,36 +42,21 @@ std::uint64_t limitOfControlGroup() {
     return kUnlimited;
 }
 
-/// Counts an allocation to come. Throws, and counts nothing, when it is a large one and all Buffers together would
-/// then exceed three quarters of what is within reach; the last quarter is for what OpenCV allocates beside.
-void promise(std::size_t bytes) {
+}  // namespace
+
+void promiseMemory(std::size_t bytes) {
     const std::uint64_t before = promised.fetch_add(bytes);
     if (bytes < kLarge) return;
     const std::uint64_t budget = std::min(withinReach(), limitOfControlGroup()) / 4 * 3;
     if (before <= budget && bytes <= budget - before) return;
-    promised -= bytes;
+    giveBackMemory(bytes);
     raise("Not enough memory for " + std::to_string(bytes) + " bytes beside " + std::to_string(before) +
               " in use, " + std::to_string(budget) + " are within reach.",
-          {"vision/superresolution/detail/Buffer", __LINE__, "oravo::vision::detail::zeroedMemory"});
+          {"vision/superresolution/detail/MemoryBudget", __LINE__, "oravo::vision::detail::promiseMemory"});
 }
 
-}  // namespace
-
-std::shared_ptr<void> zeroedMemory(std::size_t bytes) {
-    const std::size_t total = bytes + kAlignment;
-    if (total < bytes) throw std::bad_alloc();
-    promise(total);
-    void* memory = std::calloc(total, 1);
-    if (memory == nullptr) {
-        promised -= total;
-        throw std::bad_alloc();
-    }
-    const auto address = reinterpret_cast<std::uintptr_t>(memory);
-    void* aligned = static_cast<char*>(memory) + (kAlignment - address % kAlignment) % kAlignment;
-    return std::shared_ptr<void>(aligned, [memory, total](void*) {
-        std::free(memory);
-        promised -= total;
-    });
+void giveBackMemory(std::size_t bytes) noexcept {
+    promised -= bytes;
 }
 
 }  // namespace oravo::vision::detail

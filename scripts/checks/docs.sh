@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# the reference of the public headers builds without a warning (in out/docs/html), and every link leads somewhere
+#
+#   scripts/checks/docs.sh
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+source "$root/scripts/lib.sh"
+need_packages doxygen python3
+
+cd "$root"
+rm -rf out/docs
+mkdir -p out
+doxygen docs/Doxyfile
+# One page for each public class stands for a reference that is really there.
+for class in SrFloat SrFloatMinimization BadPixel SuperResolution; do
+    [ -e "out/docs/html/classoravo_1_1vision_1_1$class.html" ] || { echo "no page for $class"; exit 1; }
+done
+echo "== $(find out/docs/html -name '*.html' | wc -l) pages in out/docs/html, without a warning"
+git ls-files -z --cached --others --exclude-standard '*.md' | xargs -0 python3 scripts/checks/links.py

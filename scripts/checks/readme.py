@@ -1,0 +1,71 @@
+"""The two halves of scripts/checks/readme.sh.
+
+    readme.py prepare README STEPS    writes the README's files, and its commands as one script
+    readme.py raw                     writes the recording that one of the commands reads (called by that script)
+    readme.py verify README LOG       holds what the commands made and printed against each other and the README
+"""
+
+import re
+import sys
+from pathlib import Path
+
+import numpy as np
+from PIL import Image
+
+
+def blocks(text):
+    """Language, file name or "", and contents of each fenced block."""
+    return re.findall(r"^```(\w*) ?(\S*)\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
+
+
+def raw():
+    """What the README says lies in raw/: 16-bit frames, here of the burst that it simulates, with a dead pixel."""
+    Path("raw").mkdir(exist_ok=True)
+    for source in sorted(Path("burst").glob("frame_*.tif")):
+        counts = np.rint((np.array(Image.open(source)) + 273.15) * 100).astype(np.uint16)
+        counts[40, 60] = 0
+        Image.fromarray(counts).save(Path("raw") / f"{source.stem}.png")
+
+
+def prepare(readme, steps):
+    commands = []
+    for language, name, contents in blocks(readme.read_text()):
+        if name:
+            Path(name).write_text(contents)
+        elif language == "sh":
+            if "raw/" in contents:
+                commands.append(f'/usr/bin/python3 "{Path(__file__).resolve()}" raw\n')
+            commands.append("set -x\n" + contents + "{ set +x; } 2>/dev/null\n")
+        elif language:
+            raise SystemExit(f"a {language} block without a file name would not be tried")
+    steps.write_text("".join(commands))
+
+
+def verify(readme, log):
+    enlarged = np.array(Image.open("enlarged.tif"))
+    made = {"from_python.tif": np.array(Image.open("from_python.tif")),
+            "from_cpp.tif": np.array(Image.open("from_cpp.tif")),
+            "from_c.raw": np.fromfile("from_c.raw", np.float32).reshape(240, 320)}
+    for name, image in made.items():
+        if not np.array_equal(image, enlarged):
+            raise SystemExit(f"{name} differs from enlarged.tif by up to {np.abs(image - enlarged).max()}")
+    celsius = np.array(Image.open("celsius.tif"))
+    if celsius.shape != enlarged.shape or np.abs(celsius - enlarged)[8:-8, 8:-8].mean() > 0.1:
+        raise SystemExit("celsius.tif, from rounded counts with one defect, is not near enlarged.tif")
+    for made_there in ("comparison.png", "bad.csv", "bad.png", "images", "repaired"):
+        if not Path(made_there).exists():
+            raise SystemExit(f"{made_there} was not made")
+
+    measured = re.findall(r"^(result|bicubic)\s+PSNR\s+(\S+) dB\s+RMSE\s+(\S+)\s+SSIM\s+(\S+)", log.read_text(), re.M)
+    rows = re.findall(r"^\| .* \| (\S+) dB \| (\S+) K \| (\S+) \|$", readme.read_text(), re.M)
+    results = [figures for row, *figures in measured if row == "result"]
+    bicubic = next(figures for row, *figures in measured if row == "bicubic")
+    for said, found in zip(rows, [*results, bicubic], strict=True):
+        for one, other in zip(said, found):
+            if abs(float(one) - float(other)) > 0.0006:
+                raise SystemExit(f"README.md says {said}, its commands measured {found}")
+    print(f"README.md: the image is the same in {len(made) + 1} ways, and {len(rows)} rows of figures hold")
+
+
+if __name__ == "__main__":
+    {"prepare": prepare, "raw": raw, "verify": verify}[sys.argv[1]](*map(Path, sys.argv[2:]))

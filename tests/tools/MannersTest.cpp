@@ -1,0 +1,100 @@
+#include "tests/tools/Program.h"
+#include "tools/ImageWriter.h"
+#include "tools/Messages.h"
+#include "tools/Progress.h"
+#include "tools/ShiftTable.h"
+
+namespace oravo::tools {
+namespace {
+
+bool says(const std::string& text, const std::string& what) {
+    return text.find(what) != std::string::npos;
+}
+
+TEST(Messages, NumbersAndTimesAreShort) {
+    EXPECT_EQ(ranges({}), "");
+    EXPECT_EQ(ranges({4}), "4");
+    EXPECT_EQ(ranges({0, 1, 2, 5, 7, 8}), "0 to 2, 5, 7 to 8");
+    EXPECT_EQ(roughTime(0.0), "1 s");
+    EXPECT_EQ(roughTime(59.0), "59 s");
+    EXPECT_EQ(roughTime(60.0), "1 min");
+    EXPECT_EQ(roughTime(7500.0), "2 h 5 min");
+}
+
+TEST_F(Program, SendsTheImageToStandardOutputOnlyWhenAsked) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    const Outcome file = run("enhance b -o o.tif");
+    EXPECT_EQ(file.out, "");
+    const Outcome piped = run("enhance b -o -");
+    EXPECT_EQ(piped.code, 0) << piped.err;
+    EXPECT_TRUE(says(piped.err, "standard output: 1 image of 128 x 96 pixels")) << piped.err;
+    EXPECT_EQ(piped.out, text(path("o.tif")));
+    EXPECT_EQ(entries(), 2u);
+    EXPECT_EQ(run("enhance b -o - --timing").code, 1);
+    EXPECT_EQ(run("enhance b -o - >/dev/full").code, 3);
+}
+
+/// On a terminal, and only there, warnings are coloured and long work shows how far it has come.
+TEST_F(Program, ColoursAreForTerminalsThatWantThem) {
+    ASSERT_EQ(run("simulate -o b --noise 3 --width 64 --height 48").code, 0);
+    const std::string inTerminal = std::string("'") + ORAVO_SUPERRES + " enhance b -o o.tif' typescript";
+    const auto typescript = [&](const std::string& environment) {
+        run("--version; env " + environment + " script -qec " + inTerminal);
+        return text(path("typescript"));
+    };
+    const std::string coloured = "\033[33mwarning: \033[0mnoise is ";
+    EXPECT_TRUE(says(typescript("TERM=xterm NO_COLOR="), coloured));
+    for (const char* environment : {"TERM=xterm NO_COLOR=1", "TERM=dumb"}) {
+        EXPECT_TRUE(says(typescript(environment), "oravo-superres: warning: noise is ")) << environment;
+    }
+    EXPECT_FALSE(says(run("enhance b -o o.tif").err, "\033"));
+}
+
+TEST_F(Program, BatchGivesEveryRecordingItsImage) {
+    for (const char* seed : {"1", "2", "3"}) {
+        ASSERT_EQ(run(std::string("simulate --width 64 --height 48 -o rec") + seed + " --seed " + seed).code,
+                  0);
+        ASSERT_EQ(run(std::string("enhance rec") + seed + " -o alone" + seed + ".tif").code, 0);
+    }
+    std::filesystem::create_directory(path("empty"));
+    const Outcome all = run("enhance rec1 ./rec2/ rec3 -o out/ --jobs 2");
+    EXPECT_EQ(all.code, 0) << all.err;
+    EXPECT_TRUE(says(all.err, "\nrec2: out/rec2.tif: 1 image of") || all.err.rfind("rec2: ", 0) == 0)
+        << all.err;
+    for (const char* n : {"1", "2", "3"}) {
+        EXPECT_EQ(text(path(std::string("out/rec") + n + ".tif")),
+                  text(path(std::string("alone") + n + ".tif")));
+    }
+    const Outcome some = run("enhance rec1 empty rec3 -o other/ --jobs 4");
+    EXPECT_EQ(some.code, 2) << some.err;
+    EXPECT_TRUE(says(some.err, "empty: oravo-superres: empty: folder holds no")) << some.err;
+    EXPECT_TRUE(says(some.err, "oravo-superres: 1 of 3 recordings failed\n")) << some.err;
+    EXPECT_TRUE(std::filesystem::exists(path("other/rec3.tif")));
+    EXPECT_FALSE(std::filesystem::exists(path("other/empty.tif")));
+    const struct {
+        const char* arguments;
+        int code;
+    } kRefused[] = {{"enhance rec1 rec2/../rec1 -o new/ --jobs 2", 1},
+                    {"enhance rec1 -o new.tif --jobs 2", 3},
+                    {"enhance rec1 -o new/ --jobs 2 --shifts s.csv", 1},
+                    {"enhance rec1 -o new/ --jobs 0", 1},
+                    {"enhance empty -o new/ --jobs 1", 2}};
+    for (const auto& c : kRefused) {
+        EXPECT_EQ(run(c.arguments).code, c.code) << c.arguments;
+        EXPECT_FALSE(std::filesystem::exists(path("new"))) << c.arguments;
+    }
+}
+
+TEST_F(Program, ReplacesOnlyTablesOfItsOwn) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    const std::string truth = text(path("b/shifts.csv"));
+    const Outcome refused = run("enhance b -o o.tif --shifts b/shifts.csv");
+    EXPECT_EQ(refused.code, 3);
+    EXPECT_TRUE(says(refused.err, "b/shifts.csv: exists, and holds no estimated shifts"));
+    EXPECT_EQ(text(path("b/shifts.csv")), truth);
+    EXPECT_EQ(run("enhance b -o o.tif --shifts s.csv").code, 0);
+    EXPECT_EQ(run("enhance b -o o.tif --shifts s.csv").code, 0);
+}
+
+}  // namespace
+}  // namespace oravo::tools

@@ -1,0 +1,128 @@
+#include <cmath>
+#include <limits>
+#include <opencv2/imgproc.hpp>
+
+#include "tests/tools/Scratch.h"
+#include "tools/Agreement.h"
+#include "tools/BurstSimulator.h"
+#include "tools/ColourScale.h"
+#include "tools/Preview.h"
+#include "tools/ResultFiles.h"
+#include "tools/Ticks.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace oravo::tools {
+namespace {
+
+/// Multiples of 1, 2 or 5 times a power of ten, evenly spaced, in the range, enough of them, told apart by text.
+TEST(Ticks, AreRoundOnEveryScale) {
+    for (const double span : {1e-5, 0.013, 0.7, 1.0, 9.99, 34.0, 77.7, 5274.0, 65535.0}) {
+        for (const double lowest : {-273.15, -0.4 * span, 0.0, 21.37}) {
+            for (const int most : {3, 6, 12}) {
+                const Ticks ticks(lowest, lowest + span, most);
+                const std::vector<double>& v = ticks.values;
+                ASSERT_LE(v.size(), static_cast<std::size_t>(most));
+                if (span < 2e-6 * std::abs(lowest)) continue;  // within a digit or two of a float
+                ASSERT_GE(v.size(), most > 3 ? 2u : 1u) << lowest << ' ' << span;
+                for (std::size_t i = 0; i < v.size(); ++i) {
+                    EXPECT_GE(v[i], lowest - 1e-9 * span);
+                    EXPECT_LE(v[i], lowest + span + 1e-9 * span);
+                    EXPECT_NEAR(std::stod(ticks.text(v[i])), v[i], 1e-9 * std::max(1.0, std::abs(v[i])));
+                    if (i == 0) continue;
+                    const double step = v[i] - v[i - 1];
+                    const double leading = step / std::pow(10.0, std::floor(std::log10(step) + 1e-6));
+                    const double nearest = leading < 1.5 ? 1.0 : leading < 3.5 ? 2.0 : 5.0;
+                    EXPECT_NEAR(leading, nearest, 1e-6) << lowest << ' ' << span;
+                }
+            }
+        }
+    }
+    EXPECT_EQ(Ticks(-1.0, 1.0, 5).text(-0.01), "0.0");
+    EXPECT_EQ(Ticks(20.0, 20.0, 5).text(20.0), "20.00");
+    EXPECT_EQ(Ticks(0.0, std::numeric_limits<double>::infinity(), 5).values.size(), 1u);
+}
+
+TEST(ColourScale, OrdersValuesByBrightnessAndShowsWhatHasNone) {
+    for (const char* name : {"iron", "grey", "grey-inverted", "inferno"}) {
+        cv::Mat_<cv::Vec3b> colours = paletteNamed(name);
+        cv::Mat_<uchar> brightness;
+        cv::cvtColor(colours, brightness, cv::COLOR_BGR2GRAY);
+        if (brightness(0) > brightness(255)) cv::flip(brightness, brightness, 0);
+        for (int i = 1; i < 256; ++i) EXPECT_GE(brightness(i), brightness(i - 1)) << name << i;
+    }
+    cv::Mat_<float> image = (cv::Mat_<float>(1, 5) << 10, 20, 30, 0, 0);
+    image(3) = std::numeric_limits<float>::quiet_NaN();
+    image(4) = pixelOf(vision::CODE_BAD_PIXEL);
+    const ColourScale all = ColourScale::of(image, paletteNamed("grey"));
+    EXPECT_EQ(all.lowest, 10.0);
+    EXPECT_EQ(all.highest, 30.0);
+    EXPECT_FALSE(all.clipsBelow || all.clipsAbove);
+    const cv::Mat_<cv::Vec3b> view = all.colours(image);
+    EXPECT_EQ(view(0), cv::Vec3b(0, 0, 0));
+    EXPECT_EQ(view(2), cv::Vec3b(255, 255, 255));
+    EXPECT_EQ(view(3), view(4));
+    EXPECT_NE(view(3)[0], view(3)[2]);  // no grey among greys
+    const ColourScale part = ColourScale::within(12.0, 40.0, image, paletteNamed("grey"));
+    EXPECT_TRUE(part.clipsBelow);
+    EXPECT_FALSE(part.clipsAbove);
+    EXPECT_EQ(ColourScale::of(cv::Mat_<float>(2, 2, image(3)), paletteNamed("iron")).highest, 1.0);
+}
+
+TEST(Preview, FindsSpotsAndDrawsAnySize) {
+    cv::Mat_<float> image(30, 40, 20.0f);
+    image(3, 5) = 31.25f;
+    image(29, 39) = -4.0f;
+    image(1, 1) = pixelOf(vision::CODE_OVER_RANGE);
+    const std::optional<Spots> spots = Spots::of(image);
+    ASSERT_TRUE(spots.has_value());
+    EXPECT_EQ(spots->hottest.at, cv::Point(5, 3));
+    EXPECT_EQ(spots->coldest.at, cv::Point(39, 29));
+    const ColourScale scale = ColourScale::of(image, paletteNamed("iron"));
+    EXPECT_EQ(valueText(spots->hottest.value, scale, "K"), "31.2 K");
+    EXPECT_FALSE(Spots::of(cv::Mat_<float>(2, 2, std::nanf(""))).has_value());
+    for (const cv::Size size : {cv::Size(1, 1), cv::Size(3, 900), cv::Size(2000, 2), cv::Size(320, 240)}) {
+        const cv::Mat_<float> other(size, 7.0f);
+        const cv::Mat picture =
+            Preview{ColourScale::of(other, paletteNamed("iron")), "\u00b0C", "caption", true}.draw(other);
+        EXPECT_GE(picture.cols, size.width);
+        EXPECT_GE(drawCoverage(cv::Mat_<uchar>(size, uchar{3}), 5).rows, size.height);
+    }
+    EXPECT_EQ(parseRange("-5:1e2"), std::pair(-5.0, 100.0));
+    for (const char* wrong : {"", "5", "5:5", "6:5", "1:x", "nan:1", "0:inf", "1:2:3"}) {
+        EXPECT_NE(complaint([&] { parseRange(wrong); }, ExitCode::kUsage), "") << wrong;
+    }
+}
+
+/// Frames of a known scene with known noise, and the scene itself as the image: the map must tell the noise.
+TEST(Agreement, NoiseMapTellsTheNoiseOfTheFrames) {
+    SimulationParameters p;
+    p.shifts = {{0.3f, -1.4f}, {0.0f, 0.0f}, {-0.5f, 0.25f}, {2.2f, 0.5f}, {-0.4f, -0.3f}};
+    for (const double noise : {0.05, 1.0}) {
+        p.noise = noise;
+        Burst burst = simulateBurst(p);
+        Window window{burst.frames, p.shifts, {}};
+        for (std::size_t k = 0; k < 5; ++k) window.masks.emplace_back(p.frameSize, uchar{1});
+        // A frame that differs, and one without a value, which must not count.
+        window.frames[2](cv::Rect(20, 20, 8, 8)) += 50.0f;
+        window.masks[2](cv::Rect(0, 0, 60, 60)) = uchar{0};
+        window.frames[4](80, 90) = pixelOf(vision::CODE_BAD_PIXEL);
+        const cv::Mat_<float> map = noiseOf(window, burst.truth, p.psfSigma);
+        ASSERT_EQ(map.size(), burst.truth.size());
+        const cv::Mat_<float> inner = map(cv::Rect(20, 20, 280, 200));
+        EXPECT_NEAR(cv::mean(inner)[0], noise, 0.03 * noise);
+        double lowest = 0.0;
+        double highest = 0.0;
+        cv::minMaxLoc(inner, &lowest, &highest);
+        // 25 pixels of at least 3 degrees of freedom each: the deviation's own is 1 / sqrt(150) of it, or less.
+        EXPECT_GT(lowest, (1.0 - 5.5 / std::sqrt(150.0)) * noise);
+        EXPECT_LT(highest, (1.0 + 5.5 / std::sqrt(150.0)) * noise);
+        EXPECT_EQ(coverageOf(window.masks)(119, 119), 4);
+        EXPECT_EQ(coverageOf(window.masks)(120, 120), 5);
+        EXPECT_DOUBLE_EQ(validShare(window.masks[2]), 1.0 - 3600.0 / 19200.0);
+        for (cv::Mat_<uchar>& mask : window.masks) mask(cv::Rect(100, 0, 20, 20)) = uchar{0};
+        EXPECT_TRUE(std::isnan(noiseOf(window, burst.truth, p.psfSigma)(20, 220)));
+    }
+}
+
+}  // namespace
+}  // namespace oravo::tools

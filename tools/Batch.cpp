@@ -1,0 +1,132 @@
+#include "tools/Batch.h"
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <opencv2/core.hpp>
+
+#include "tools/EnlargedSink.h"
+#include "tools/ImageWriter.h"
+#include "tools/Messages.h"
+#include "tools/Outcome.h"
+#include "tools/Progress.h"
+
+namespace oravo::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Job {
+    std::string name;
+    EnhanceCommand command;
+};
+
+/// The last part of a path, without slashes behind it and without its extension.
+std::string nameOf(const std::string& input) {
+    std::error_code ignored;
+    const fs::path path = fs::path(input).lexically_normal();
+    const fs::path last = path.has_filename() ? path.filename() : path.parent_path().filename();
+    return (fs::is_directory(input, ignored) ? last : last.stem()).string();
+}
+
+std::vector<Job> jobsOf(const EnhanceCommand& command) {
+    const ResultOptions& r = command.results;
+    if (!command.shiftsFile.empty() || !r.preview.empty() || !r.coverage.empty() || !r.noiseMap.empty()) {
+        throw UserError(ExitCode::kUsage, "--jobs: only -o names something for every recording");
+    }
+    if (!namesFolder(command.output)) {
+        throw outputError(command.output + ": --jobs writes to a folder, existing or ending in /");
+    }
+    std::map<std::string, std::string> inputs;
+    std::vector<Job> jobs;
+    for (const std::string& input : command.inputs) {
+        Job job{nameOf(input), command};
+        const auto [first, isNew] = inputs.emplace(job.name, input);
+        if (!isNew) {
+            throw UserError(ExitCode::kUsage,
+                            first->second + " and " + input + " would both become " + job.name + ".tif");
+        }
+        job.command.inputs = {input};
+        job.command.output = (fs::path(command.output) / (job.name + ".tif")).string();
+        jobs.push_back(std::move(job));
+    }
+    return jobs;
+}
+
+/// The process of one recording. It ends with its parent, by the signal on which it tidies up.
+[[noreturn]] void work(const Job& job, pid_t parent, int threads) {
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (::getppid() != parent) ::_exit(static_cast<int>(ExitCode::kInternal));
+    setMessagePrefix(job.name + ": ");
+    cv::setNumThreads(threads);
+    const ExitCode code = outcomeOf([&] { enhance(job.command); });
+    std::cout.flush();
+    ::_exit(static_cast<int>(code));
+}
+
+class Processes {
+  public:
+    void start(const Job& job, int threads) {
+        const pid_t parent = ::getpid();
+        const pid_t child = ::fork();
+        if (child < 0) {
+            throw UserError(ExitCode::kInternal, std::string("no new process: ") + std::strerror(errno));
+        }
+        if (child == 0) work(job, parent, threads);
+        names_[child] = job.name;
+    }
+
+    std::size_t running() const { return names_.size(); }
+
+    /// Waits for one of them to end and returns its exit code.
+    ExitCode next() {
+        int status = 0;
+        pid_t child = 0;
+        do {
+            child = ::waitpid(-1, &status, 0);
+        } while (child < 0 && errno == EINTR);
+        const std::string name = names_[child];
+        names_.erase(child);
+        if (WIFEXITED(status)) return static_cast<ExitCode>(WEXITSTATUS(status));
+        complain(name + ": " + ::strsignal(WTERMSIG(status)));
+        return ExitCode::kInternal;
+    }
+
+  private:
+    std::map<pid_t, std::string> names_;
+};
+
+}  // namespace
+
+void enhanceBatch(const EnhanceCommand& command) {
+    const std::vector<Job> jobs = jobsOf(command);
+    const TargetFolder target(command.output);
+    const auto atOnce = static_cast<std::size_t>(command.jobs);
+    const int threads = std::max(1, cv::getNumberOfCPUs() / command.jobs);
+    Processes processes;
+    Progress progress("recording", jobs.size());
+    std::size_t started = 0, failed = 0;
+    ExitCode worst = ExitCode::kSuccess;
+    while (started < jobs.size() || processes.running() > 0) {
+        if (started < jobs.size() && processes.running() < atOnce) {
+            processes.start(jobs[started++], threads);
+            continue;
+        }
+        const ExitCode code = processes.next();
+        worst = std::max(worst, code);
+        failed += code == ExitCode::kSuccess ? 0 : 1;
+        progress.done(started - processes.running());
+    }
+    if (failed > 0) throw UserError(worst, format("%zu of %zu recordings failed", failed, jobs.size()));
+    note(format("%s: %zu recordings", command.output.c_str(), jobs.size()));
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,70 @@
+#include "tools/EnlargedSink.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tools/Commands.h"
+#include "tools/FileNames.h"
+#include "tools/Messages.h"
+#include "tools/UserError.h"
+
+namespace oravo::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+void refuseStandardOutput(const EnhanceCommand& command) {
+    if (command.parameters.timing) {
+        throw UserError(ExitCode::kUsage, "-o -: --timing prints to standard output as well");
+    }
+    if (::isatty(STDOUT_FILENO) == 1) {
+        throw outputError("-o -: standard output is a terminal; send it to a file or a program");
+    }
+}
+
+}  // namespace
+
+bool namesFolder(const std::string& output) {
+    std::error_code ignored;
+    return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
+}
+
+EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes)
+    : output_(command.output) {
+    const bool folder = namesFolder(output_);
+    if (folder && !command.every) throw outputError(output_ + ": a folder takes the images of --every");
+    if (folder) {
+        for (const std::string& input : command.inputs) {
+            if (isSameFile(input, output_)) throw outputError(output_ + ": is a folder of input frames");
+        }
+        targetFolder_ = std::make_unique<TargetFolder>(output_);
+        return;
+    }
+    if (output_ == kStandardOutput) {
+        refuseStandardOutput(command);
+    } else {
+        checkTarget(output_, {".tif", ".tiff"});
+        if (reader.readsFrom(output_)) throw outputError(output_ + ": is one of the inputs");
+    }
+    pages_ = std::make_unique<TiffPages>(output_, imageBytes * (command.every ? reader.count() : 1));
+}
+
+void EnlargedSink::add(const cv::Mat& image, std::size_t frame) {
+    if (pages_) {
+        pages_->add(image);
+    } else {
+        writeImage((fs::path(output_) / format("frame_%06zu.tif", frame)).string(), image);
+    }
+    ++count_;
+}
+
+void EnlargedSink::finish() {
+    if (pages_) pages_->finish();
+}
+
+std::string EnlargedSink::name() const {
+    return output_ == kStandardOutput ? "standard output" : output_;
+}
+
+}  // namespace oravo::tools

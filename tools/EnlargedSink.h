@@ -1,0 +1,42 @@
+#ifndef ORAVO_TOOLS_ENLARGEDSINK_H
+#define ORAVO_TOOLS_ENLARGEDSINK_H
+
+#include <cstdint>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <string>
+
+#include "tools/FrameReader.h"
+#include "tools/ImageWriter.h"
+
+namespace oravo::tools {
+
+struct EnhanceCommand;
+
+/// Whether an output is meant as a folder: by its slash at the end, or since it is one.
+bool namesFolder(const std::string& output);
+
+/// Where enlarged images go: one TIFF file with a page for each, standard output likewise, or numbered files in
+/// a folder.
+class EnlargedSink {
+  public:
+    /// Refuses outputs that cannot be, or would spoil the input, before the work.
+    EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes);
+
+    void add(const cv::Mat& image, std::size_t frame);
+    void finish();
+
+    std::size_t count() const { return count_; }
+    /// For messages.
+    std::string name() const;
+
+  private:
+    std::string output_;
+    std::unique_ptr<TargetFolder> targetFolder_;  // one of the two
+    std::unique_ptr<TiffPages> pages_;
+    std::size_t count_ = 0;
+};
+
+}  // namespace oravo::tools
+
+#endif

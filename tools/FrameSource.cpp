@@ -1,0 +1,82 @@
+#include "tools/FrameSource.h"
+
+#include <algorithm>
+#include <initializer_list>
+
+#include "tools/CodecImage.h"
+#include "tools/CsvMatrix.h"
+#include "tools/FileNames.h"
+#include "tools/NpyFile.h"
+#include "tools/PgmFile.h"
+#include "tools/TiffFile.h"
+#include "tools/UserError.h"
+
+namespace oravo::tools {
+namespace {
+
+class TiffSource final : public FrameSource {
+  public:
+    explicit TiffSource(const std::string& path) : file_(path) {}
+    std::size_t count() const override { return file_.pages(); }
+    const char* unit() const override { return "page"; }
+    cv::Mat read(std::size_t index) override { return file_.read(index); }
+
+  private:
+    TiffReader file_;
+};
+
+class UncompressedSource final : public FrameSource {
+  public:
+    UncompressedSource(const std::string& path, const FrameLayout& layout) : file_(path, layout) {}
+    std::size_t count() const override { return file_.count(); }
+    const char* unit() const override { return "frame"; }
+    cv::Mat read(std::size_t index) override { return file_.read(index); }
+
+  private:
+    FrameFile file_;
+};
+
+class SingleImage final : public FrameSource {
+  public:
+    using Reader = cv::Mat (*)(const std::string& path);
+    SingleImage(const std::string& path, Reader reader) : path_(path), reader_(reader) {}
+    std::size_t count() const override { return 1; }
+    const char* unit() const override { return "image"; }
+    cv::Mat read(std::size_t) override { return reader_(path_); }
+
+  private:
+    std::string path_;
+    Reader reader_;
+};
+
+bool endsIn(const std::string& name, std::initializer_list<const char*> extensions) {
+    const std::string extension = lowerExtension(name);
+    return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
+}
+
+}  // namespace
+
+std::unique_ptr<FrameSource> openFrames(const std::string& path, const std::optional<RawFormat>& raw) {
+    if (raw) return std::make_unique<UncompressedSource>(path, rawLayout(*raw, sizeOfFile(path), path));
+    if (isTiff(path)) return std::make_unique<TiffSource>(path);
+    const std::string start = startOfFile(path, 8);
+    if (isNpy(start)) return std::make_unique<UncompressedSource>(path, npyLayout(path));
+    if (isPgm(start)) return std::make_unique<SingleImage>(path, readPgm);
+    if (isRawName(path))
+        throw inputError(path + ": has no header that is known; --raw tells the format of a dump");
+    return std::make_unique<SingleImage>(path, isMatrixName(path) ? readCsv : readByCodec);
+}
+
+bool isImageName(const std::string& name) {
+    return endsIn(name, {".tif", ".tiff", ".png", ".pgm", ".npy"});
+}
+
+bool isMatrixName(const std::string& name) {
+    return endsIn(name, {".csv", ".tsv", ".asc", ".txt"});
+}
+
+bool isRawName(const std::string& name) {
+    return endsIn(name, {".raw", ".bin", ".dat"});
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,20 @@
+#include "tools/Outcome.h"
+
+#include "tools/Messages.h"
+
+namespace oravo::tools {
+
+ExitCode outcomeOf(const std::function<void()>& action) {
+    try {
+        action();
+        return ExitCode::kSuccess;
+    } catch (const UserError& e) {
+        complain(e.what());
+        return e.code();
+    } catch (...) {
+        complain("internal failure: " + currentExceptionText());
+        return ExitCode::kInternal;
+    }
+}
+
+}  // namespace oravo::tools

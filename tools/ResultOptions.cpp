@@ -1,0 +1,36 @@
+#include "tools/ResultOptions.h"
+
+#include "tools/Validators.h"
+
+namespace oravo::tools {
+
+void addResultOptions(CLI::App* command, ResultOptions& options) {
+    command
+        ->add_option("--preview", options.preview,
+                     "FILE.png: a picture of the (last) image in colours, with a scale of values in the unit "
+                     "of --encoding or --unit, and with its hottest and coldest pixel marked")
+        ->check(notEmpty());
+    command->add_option("--palette", options.palette, "Colours of pictures and reports, lowest value first")
+        ->check(CLI::IsMember(paletteNames()))
+        ->capture_default_str();
+    command->add_option_function<std::string>(
+        "--range", [&options](const std::string& text) { options.range = parseRange(text); },
+        "LOW:HIGH: the values that the colours span (default: from the lowest to the highest of the image). "
+        "Fixed ranges make pictures comparable");
+    command
+        ->add_option(
+            "--coverage", options.coverage,
+            "How many of the five frames vouch for each pixel of the (last) image: FILE.tif for 8-bit "
+            "numbers, FILE.png for a picture")
+        ->check(notEmpty());
+    command
+        ->add_option(
+            "--noise-map", options.noiseMap,
+            "The noise of the frames at each pixel of the (last) image, a standard deviation in the "
+            "image's unit: how the frames scatter around what the image says they should show, within "
+            "5 x 5 of their pixels. It is larger where something moved or the image is not sharp "
+            "enough to explain an edge. FILE.tif for numbers, FILE.png for a picture")
+        ->check(notEmpty());
+}
+
+}  // namespace oravo::tools
