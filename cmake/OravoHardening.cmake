@@ -2,7 +2,6 @@
 
 set(ORAVO_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them: address,undefined for example")
 option(ORAVO_FUZZ_ENGINE "Build for libFuzzer, which comes with clang" OFF)
-option(ORAVO_CHECKED "Build with the assertions of the standard library" OFF)
 
 # Stack protection and fortified C functions cost at function boundaries and calls only, so the loops of the kernels
 # stay as they are.
@@ -13,19 +12,14 @@ function(oravo_harden target)
                                              -fno-omit-frame-pointer -g1
                                              $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(${target} PRIVATE -fsanitize=${ORAVO_SANITIZE})
+    target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
   else()
     target_compile_options(${target} PRIVATE -fstack-protector-strong -fstack-clash-protection
                                              $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=3>)
-    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
-      target_compile_options(${target} PRIVATE -fcf-protection)
-    endif()
     # All symbols are bound at load and their tables read-only from then on; code is never writable, nor the stack code.
     target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack,-z,text)
   endif()
   if(ORAVO_FUZZ_ENGINE)
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
-  endif()
-  if(ORAVO_CHECKED OR ORAVO_SANITIZE)
-    target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
   endif()
 endfunction()

@@ -2,6 +2,7 @@
 /// UserError. What was understood is written in a form that reads back the same.
 
 #include <cmath>
+#include <numeric>
 
 #include "fuzz/MemoryFile.h"
 #include "tools/DefectList.h"
@@ -14,7 +15,9 @@ namespace {
 void shifts(const std::string& textOrFile) {
     const std::vector<cv::Point2f> understood = tools::parseShifts(textOrFile);
     require(!understood.empty(), "a table without shifts is refused");
-    const std::string table = tools::shiftTable(understood, 0, "remark");
+    std::vector<std::size_t> frames(understood.size());
+    std::iota(frames.begin(), frames.end(), 0);
+    const std::string table = tools::shiftTable(understood, frames, "remark");
     const std::vector<cv::Point2f> again = tools::parseShifts(MemoryFile(table.data(), table.size()).path());
     require(again.size() == understood.size(), "as many shifts are read back");
     for (std::size_t i = 0; i < again.size(); ++i) {

@@ -53,6 +53,7 @@ struct EvaluateCommand {
     std::string reference;
     std::string picture;
     int crop = 3;
+    bool regions = false;
 };
 void evaluate(const EvaluateCommand& command);
 
