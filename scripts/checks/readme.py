@@ -63,6 +63,12 @@ def verify(readme, log):
         for one, other in zip(said, found):
             if abs(float(one) - float(other)) > 0.0006:
                 raise SystemExit(f"README.md says {said}, its commands measured {found}")
+
+    figures = set(re.findall(r"\b\d\d\.\d\b", Path("docs/gallery.md").read_text()))
+    for page in (Path("docs/parameters.md"), Path("docs/limits.md")):
+        for figure in re.findall(r"\b\d\d\.\d\b", page.read_text()):
+            if figure not in figures:
+                raise SystemExit(f"{page} says {figure}, which docs/gallery.md does not know")
     print(f"README.md: the image is the same in {len(made) + 1} ways, and {len(rows)} rows of figures hold")
 
 
