@@ -136,6 +136,22 @@ TEST_F(Program, WindowsDoNotReachAcrossAJump) {
                      ": 4 images of 320 x 240 pixels, none for frames 8 to 11"));
 }
 
+TEST_F(Program, DriftBeyondMeasureStillGivesAnImage) {
+    ASSERT_EQ(run("simulate -o b --width 96 --height 72").code, 0);
+    for (int i = 0; i < 5; ++i) {
+        const std::string name = "b/frame_00" + std::to_string(i) + ".tif";
+        cv::Mat_<float> lifted;
+        cv::add(image(name), 0.5 * i, lifted);
+        writeImage(path(name), lifted);
+    }
+    const Outcome outcome = run("enhance b -o o.tif");
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, "no five frames in a row belong together; the last five are taken"))
+        << outcome.err;
+    EXPECT_EQ(run("enhance b -o new/ --every").code, 4);
+    EXPECT_EQ(run("enhance b -o new/ --every --no-guard").code, 0);
+}
+
 TEST_F(Program, FramesThatDoNotFitAreLeftOut) {
     ASSERT_EQ(run("simulate -o b --frames 7 --width 96 --height 72 --max-shift 0.9").code, 0);
     const cv::Mat_<float> original = image("b/frame_004.tif");
