@@ -45,7 +45,13 @@ bool FrameWindow::belongs(const RecordedFrame& frame, const cv::Mat_<float>& sou
         ++restarts_;
         warn(Guard{"jump", frame.number, what, "a new window begins (shutter calibration?)"});
         if (frames_.size() >= kFull) earlier_ = frames_;
+        if (interrupted_.empty() || frames_.size() >= kFull) interrupted_ = std::move(frames_);
         frames_.clear();
+    }
+    if (finding.verdict == StreamGuard::Verdict::resume) {
+        warn(Guard{"jump", frame.number, what, "the frames in between are left out"});
+        frames_ = std::move(interrupted_);
+        interrupted_.clear();
     }
     return true;
 }

@@ -42,7 +42,9 @@ class FrameWindow {
     StreamGuard guard_;
     std::deque<RecordedFrame> frames_;   // that belong together, oldest first
     std::deque<RecordedFrame> earlier_;  // the latest before them that were enough for an image
-    std::deque<RecordedFrame> recent_;   // the last five taken in, whether or not they belong together
+    std::deque<RecordedFrame>
+        interrupted_;  // those before the latest jump, or the first of several in short order
+    std::deque<RecordedFrame> recent_;  // the last five taken in, whether or not they belong together
     std::size_t count_ = 0;
     std::size_t repeated_ = 0;
     std::size_t restarts_ = 0;
