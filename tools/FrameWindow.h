@@ -42,7 +42,6 @@ class FrameWindow {
     std::size_t count_ = 0;
     std::size_t repeated_ = 0;
     std::size_t restarts_ = 0;
-    SayOnce sayOnce_;
 };
 
 }  // namespace oravo::tools

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "tools/Guard.h"
 #include "tools/Messages.h"
 #include "tools/UserError.h"
 
@@ -34,7 +35,7 @@ ValueReader::Frame ValueReader::read(std::size_t index) {
     const double outside = range_.shareOutside(frame.values);
     if (outside > 0.5) {
         if (outside == 1.0 && index == 0) throw inputError(implausible(outside, name));
-        if (!told_) warn(implausible(outside, name));
+        if (!told_) warn(Guard{"plausible range", index, implausible(outside, name), ""});
         told_ = true;
         frame.plausible = false;
     }

@@ -21,6 +21,8 @@ class VectorPipeline final : public Pipeline {
         pipeline_.getCompleteShifts(shifts);
         return shifts;
     }
+    /// This pipeline hands out no more than the first quarter of its masks.
+    std::vector<cv::Mat_<uchar>> masks() const override { return {}; }
 
   private:
     vision::SrFloatNeon<vision::SrFloatNeonRegistration> pipeline_;

@@ -56,8 +56,8 @@ std::size_t placeOfReference(const WindowRunner::Frames& window, const RecordedF
 
 }  // namespace
 
-void SayOnce::operator()(const std::string& topic, const std::string& text) {
-    if (said_.insert(topic).second) warn(text);
+void SayOnce::operator()(const Guard& guard) {
+    if (said_.emplace(guard.name, guard.frame).second) warn(guard);
 }
 
 WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every)
@@ -72,10 +72,11 @@ std::optional<Enlarged> WindowRunner::run(Frames pool, Refusal& refusal) {
     }
     std::optional<Enlarged> result = runGuarded(std::move(pool), refusal);
     if (result && samePhase(result->shifts)) {
-        sayOnce_(
-            "phase",
-            "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
-            "image is hardly better than its bicubic enlargement, if at all");
+        sayOnce_({"phase",
+                  {},
+                  "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
+                  "image is hardly better than its bicubic enlargement, if at all",
+                  ""});
     }
     return result;
 }
@@ -106,7 +107,7 @@ std::optional<Enlarged> WindowRunner::runGuarded(Frames pool, Refusal& refusal) 
         if (first == std::nullopt) refusal = why;
         const std::vector<Suspect> suspects = suspectsIn(window, place, result);
         if (suspects.empty()) {
-            if (!leftOut.empty()) warn(leftOut.substr(2) + "; left out");
+            if (!leftOut.empty()) warn(Guard{"alignment", {}, leftOut.substr(2), "left out"});
             return result;
         }
         if (!first) first = result;
@@ -120,7 +121,8 @@ std::optional<Enlarged> WindowRunner::runGuarded(Frames pool, Refusal& refusal) 
             pool.erase(std::find(pool.begin(), pool.end(), suspect.frame));
         }
     }
-    if (first && !leftOut.empty()) warn(leftOut.substr(2) + "; no window without such frames was found");
+    if (first && !leftOut.empty())
+        warn(Guard{"alignment", {}, leftOut.substr(2), "no window without such frames was found"});
     if (!first && refusal.reason.empty()) refusal.reason = "too few usable frames";
     return first;
 }
@@ -184,8 +186,7 @@ void WindowRunner::takeIn(const RecordedFrame& frame) {
     if (intake.refused) unusable_.insert(frame.number);
     if (intake.told.empty() || frame.quiet) return;
     const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.told;
-    sayOnce_(std::to_string(frame.number),
-             what + (intake.refused && parameters_.guarded ? "; left out" : ""));
+    sayOnce_({"defects", frame.number, what, intake.refused && parameters_.guarded ? "left out" : ""});
 }
 
 float WindowRunner::weightFor(const Frames& window) {
@@ -200,16 +201,20 @@ float WindowRunner::weightFor(const Frames& window) {
     const float advised = weightForNoise(share, given);
     if (!parameters_.chooseWeight) {
         if (kMuchTooLargeWeight * advised < given) {
-            sayOnce_("noise",
-                     format("noise is %.0f %% of the contrast; a TV weight near %.0f would smooth it",
-                            100.0 * share, static_cast<double>(advised)));
+            sayOnce_({"noise",
+                      {},
+                      format("noise is %.0f %% of the contrast; a TV weight near %.0f would smooth it",
+                             100.0 * share, static_cast<double>(advised)),
+                      ""});
         }
         return given;
     }
     if (advised < given) {
-        sayOnce_("noise",
-                 format("noise is %.0f %% of the contrast: TV weight %.0f in place of %g (--tv-weight)",
-                        100.0 * share, static_cast<double>(advised), static_cast<double>(given)));
+        sayOnce_({"noise",
+                  {},
+                  format("noise is %.0f %% of the contrast", 100.0 * share),
+                  format("TV weight %.0f in place of %g (--tv-weight)", static_cast<double>(advised),
+                         static_cast<double>(given))});
     }
     const float now = enhancer_.parameters().tvWeight;
     return now < kSameWeight * advised && advised < kSameWeight * now ? now : advised;

@@ -160,7 +160,7 @@ TEST_F(Program, NoisyFramesAreSmoothedSoThatTheImageIsBetterThanBicubic) {
             return compareWithTruth(result, truth, 3).rmse;
         };
         const Outcome outcome = run("enhance b -o o.tif");
-        EXPECT_TRUE(says(outcome.err, "% of the contrast: TV weight ")) << outcome.err;
+        EXPECT_TRUE(says(outcome.err, "% of the contrast; TV weight ")) << outcome.err;
         EXPECT_LT(rmse(image("o.tif")), 0.75 * rmse(bicubic(image("b/frame_001.tif"), truth.size())))
             << noise;
     }
