@@ -19,7 +19,7 @@ bool isPicture(const std::string& path) {
 }  // namespace
 
 std::pair<double, double> parseRange(const std::string& text) {
-    static const std::regex pattern("([-+0-9.eE]+):([-+0-9.eE]+)");
+    static const std::regex pattern("([-+0-9.eE]{1,40}):([-+0-9.eE]{1,40})");
     std::smatch parts;
     if (std::regex_match(text, parts, pattern)) {
         char* lowEnd = nullptr;
