@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib.sh
 
-need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev
+need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev
 
 echo "== building into build-demo/"
 cmake -S . -B build-demo -G Ninja -DCMAKE_BUILD_TYPE=Release \

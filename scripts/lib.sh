@@ -1,8 +1,8 @@
 # Shared by the scripts beside it: source it, do not run it.
 
 # What building and testing everything takes.
-test_packages="build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev libgtest-dev libbenchmark-dev
-    pkg-config python3-numpy python3-pytest"
+test_packages="build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev libgtest-dev
+    libbenchmark-dev pkg-config python3-numpy python3-pytest"
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

@@ -39,7 +39,8 @@ std::string nameOf(const std::string& input) {
 
 std::vector<Job> jobsOf(const EnhanceCommand& command) {
     const ResultOptions& r = command.results;
-    if (!command.shiftsFile.empty() || !r.preview.empty() || !r.coverage.empty() || !r.noiseMap.empty()) {
+    if (!command.shiftsFile.empty() || !r.preview.empty() || !r.coverage.empty() || !r.noiseMap.empty() ||
+        !r.reports.empty()) {
         throw UserError(ExitCode::kUsage, "--jobs: only -o names something for every recording");
     }
     if (!namesFolder(command.output)) {

@@ -2,18 +2,30 @@
 #define ORAVO_TOOLS_COMMANDS_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tools/ColourScale.h"
 #include "tools/Decode.h"
 #include "tools/Enhancer.h"
 #include "tools/FrameReader.h"
-#include "tools/ResultFiles.h"
 
 namespace oravo::tools {
 
 // What the program does, command by command. Each throws UserError; results go to files and, for figures, to
 // standard output, everything else to standard error.
+
+/// What is written beside the (last) enlarged image; empty names are not.
+struct ResultOptions {
+    std::string preview;               ///< FILE.png
+    std::string coverage;              ///< FILE.tif for numbers, FILE.png for a picture
+    std::string noiseMap;              ///< likewise
+    std::vector<std::string> reports;  ///< FILE.json or FILE.html
+    std::string palette = kDefaultPalette;
+    std::optional<std::pair<double, double>> range;  ///< of the palette; none: that of the image
+};
 
 struct EnhanceCommand {
     std::vector<std::string> inputs;
@@ -53,6 +65,7 @@ struct EvaluateCommand {
     std::string reference;
     std::string picture;
     int crop = 3;
+    bool regions = false;
 };
 void evaluate(const EvaluateCommand& command);
 

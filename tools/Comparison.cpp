@@ -21,9 +21,24 @@ const Lettering kTitle{0.62, kInk, false};
 const Lettering kText{0.45, kInk, false};
 const cv::Scalar kFrame(255, 255, 255);
 
-/// The place of the given size with the most structure: the largest sum of gradients, each taken as its root
-/// so that one hot edge does not outweigh many fine ones.
+/// The scene as shown above: whole factors keep the pixels visible, large images are reduced.
+cv::Mat overview(const cv::Mat& colours, cv::Size size) {
+    cv::Mat view;
+    cv::resize(colours, view, size, 0.0, 0.0, size.width < colours.cols ? cv::INTER_AREA : cv::INTER_NEAREST);
+    return view;
+}
+
+cv::Size overviewSize(cv::Size image) {
+    if (image.width > 3 * kPanelWidth / 2) {
+        return {kPanelWidth, std::max(1, kPanelWidth * image.height / image.width)};
+    }
+    return image * std::max(1, (kPanelWidth + image.width / 2) / image.width);
+}
+
+}  // namespace
+
 cv::Rect richestPlace(const cv::Mat_<float>& image, cv::Size size) {
+    // The largest sum of gradients, each taken as its root so that one hot edge does not outweigh many fine ones.
     const cv::Mat_<float> sound = repaired(image);
     cv::Mat_<float> dx;
     cv::Mat_<float> dy;
@@ -47,22 +62,6 @@ cv::Rect richestPlace(const cv::Mat_<float>& image, cv::Size size) {
     }
     return best;
 }
-
-/// The scene as shown above: whole factors keep the pixels visible, large images are reduced.
-cv::Mat overview(const cv::Mat& colours, cv::Size size) {
-    cv::Mat view;
-    cv::resize(colours, view, size, 0.0, 0.0, size.width < colours.cols ? cv::INTER_AREA : cv::INTER_NEAREST);
-    return view;
-}
-
-cv::Size overviewSize(cv::Size image) {
-    if (image.width > 3 * kPanelWidth / 2) {
-        return {kPanelWidth, std::max(1, kPanelWidth * image.height / image.width)};
-    }
-    return image * std::max(1, (kPanelWidth + image.width / 2) / image.width);
-}
-
-}  // namespace
 
 cv::Mat drawComparison(const std::vector<Panel>& panels) {
     const cv::Mat_<float>& truth = panels.back().image;

@@ -9,6 +9,7 @@
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
 #include "tools/Progress.h"
+#include "tools/ResultFiles.h"
 #include "tools/ShiftTable.h"
 #include "tools/UserError.h"
 #include "tools/ValueReader.h"
@@ -48,7 +49,9 @@ EnhanceParameters withCamera(const EnhanceCommand& command) {
 
 void summarise(const Enlarged& enlarged) {
     const std::size_t newest = enlarged.frames.back();
-    if (!enlarged.warning.empty()) warn(format("frame %zu: %s", newest, enlarged.warning.c_str()));
+    if (!enlarged.warning.empty()) {
+        warn(Guard{"result", newest, format("frame %zu: %s", newest, enlarged.warning.c_str()), ""});
+    }
     std::string line = format("frames %s: ", ranges(enlarged.frames).c_str());
     if (enlarged.warning.empty()) line += format("gain %.2f, ", static_cast<double>(enlarged.gain));
     line += "shifts";
@@ -62,13 +65,12 @@ void summarise(const Enlarged& enlarged) {
 class Enhancement {
   public:
     Enhancement(const EnhanceCommand& command, FrameReader& reader, const EnhanceParameters& parameters,
-                cv::Size size)
+                cv::Size size, ResultFiles& results)
         : command_(command),
           reader_(reader),
-          psfSigma_(parameters.psfSigma),
           window_(size, parameters, command.every),
           values_(reader, command, size),
-          results_(command.results, reader),
+          results_(results),
           enlargedSize_(size * Enhancer::kFactor),
           sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
 
@@ -81,7 +83,7 @@ class Enhancement {
         }
         sink_.finish();
         if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
-        results_.write(unitOf(command_), psfSigma_);
+        results_.write();
         note(format("%s: %zu image%s of %d x %d pixels", sink_.name().c_str(), sink_.count(),
                     sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height) +
              (without_.empty() ? "" : ", none for frames " + ranges(without_)) + window_.skipped());
@@ -95,11 +97,6 @@ class Enhancement {
             if (command_.every && i + 1 >= kWindow) enlargeEach(i, taken);
             progress.done(i + 1);
         }
-    }
-
-    static std::string unitOf(const EnhanceCommand& command) {
-        const bool counts = command.decode.unit.empty() && command.parameters.rawCounts;
-        return counts ? "counts" : command.decode.unit;
     }
 
     bool takeIn(std::size_t index) {
@@ -145,10 +142,9 @@ class Enhancement {
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
-    float psfSigma_;
     FrameWindow window_;
     ValueReader values_;
-    ResultFiles results_;
+    ResultFiles& results_;
     cv::Size enlargedSize_;
     EnlargedSink sink_;
     std::string shifts_;                // the table of the latest image
@@ -168,9 +164,10 @@ void enhance(const EnhanceCommand& command) {
         refuseInput(reader, command.shiftsFile);
         refuseForeignTable(command.shiftsFile);
     }
+    ResultFiles results(command, reader);
     const EnhanceParameters parameters = withCamera(command);
     const cv::Size size = reader.read(0).size();
-    Enhancement enhancement(command, reader, parameters, size);
+    Enhancement enhancement(command, reader, parameters, size, results);
     note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
     enhancement.run();
 }

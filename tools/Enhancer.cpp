@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/StopWatch.h"
 #include "tools/Messages.h"
 #include "tools/StandardOutputGuard.h"
 #include "tools/UserError.h"
@@ -87,7 +88,10 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     Enlarged result;
     try {
         const StandardOutputGuard guard(!parameters_.timing);
+        StopWatch watch;
         result.gain = pipeline_->computeSR(result.image);
+        result.seconds = watch.stop();
+        result.stages = stageTimes(guard.text());
     } catch (...) {
         const std::string text = currentExceptionText();
         refusal.reason = text;
@@ -107,6 +111,7 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     const std::size_t index = static_cast<std::size_t>(parameters_.referenceIndex.value());
     result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)];
     result.masks = pipeline_->masks();
+    result.parameters = parameters_;
     if (result.gain == kTooLargeMotion) {
         result.warning =
             displacement(displacedFrom(size_.height / 10)) + ", more than a tenth of the frame height";

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tools/Pipelines.h"
+#include "tools/StageTimes.h"
 
 namespace oravo::tools {
 
@@ -27,8 +28,10 @@ struct Enlarged {
     std::vector<std::size_t> frames;      ///< their numbers in the recording
     std::size_t reference = 0;            ///< number of the frame whose grid the image lies on
     std::vector<cv::Mat_<float>> inputs;  ///< the frames as they were given
-    std::vector<cv::Mat_<uchar>>
-        masks;  ///< 1 where a frame agrees with the reference, on the reference's grid
+    std::vector<cv::Mat_<uchar>> masks;   ///< on the reference's grid: 1 where a frame agrees with it
+    EnhanceParameters parameters;         ///< that it was computed with
+    std::vector<StageTime> stages;        ///< what took how long
+    double seconds = 0.0;                 ///< that all of it took
 };
 
 /// Why a window of frames gave no image, in words for its user.

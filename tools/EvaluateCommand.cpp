@@ -25,6 +25,11 @@ void print(const char* name, const Quality& q) {
     }
 }
 
+void printRegions(const RegionErrors& e) {
+    std::cout << format("%-8s  RMSE of flat places %.4f, hot ones %.4f, cold ones %.4f\n", "", e.flat, e.hot,
+                        e.cold);
+}
+
 std::string caption(const Quality& q) {
     return format("%.2f dB, RMSE %.3g, SSIM %.3f", q.psnr, q.rmse, q.ssim);
 }
@@ -48,12 +53,14 @@ void evaluate(const EvaluateCommand& command) {
     const cv::Mat_<float> truth = readFloat(command.truth);
     const Quality ours = compareWithTruth(result, truth, command.crop);
     print("result", ours);
+    if (command.regions) printRegions(regionErrors(result, truth, command.crop));
     std::vector<Panel> panels{{result, "super-resolution", caption(ours)}, {truth, "truth", ""}};
     if (!command.reference.empty()) {
         const cv::Mat_<float> frame = readFloat(command.reference);
         const cv::Mat_<float> enlarged = bicubic(repaired(frame), truth.size());
         const Quality plain = compareWithTruth(enlarged, truth, command.crop);
         print("bicubic", plain);
+        if (command.regions) printRegions(regionErrors(enlarged, truth, command.crop));
         panels.insert(panels.begin(), {{nearest(frame, truth.size()), "reference frame",
                                         format("%d x %d pixels", frame.cols, frame.rows)},
                                        {enlarged, "bicubic", caption(plain)}});

@@ -30,7 +30,8 @@ class FrameWindow {
     std::string skipped() const;
 
   private:
-    bool belongs(const RecordedFrame& frame);
+    /// @param sound  the frame without status codes
+    bool belongs(const RecordedFrame& frame, const cv::Mat_<float>& sound);
 
     bool guarded_;
     bool every_;
@@ -41,7 +42,6 @@ class FrameWindow {
     std::size_t count_ = 0;
     std::size_t repeated_ = 0;
     std::size_t restarts_ = 0;
-    SayOnce sayOnce_;
 };
 
 }  // namespace oravo::tools

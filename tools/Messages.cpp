@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/Exception.h"
+#include "tools/Guard.h"
 
 namespace oravo::tools {
 namespace {
@@ -67,7 +68,13 @@ void note(const std::string& line) {
 }
 
 void warn(const std::string& line) {
-    put("oravo-superres: " + coloured("warning: ", kYellow) + line);
+    warn(Guard{"warning", std::nullopt, line, ""});
+}
+
+void warn(const Guard& guard) {
+    const std::string action = guard.action.empty() ? "" : "; " + guard.action;
+    put("oravo-superres: " + coloured("warning: ", kYellow) + guard.text + action);
+    GuardLog::note(guard);
 }
 
 void complain(const std::string& line) {

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "tools/Decode.h"
 #include "tools/Messages.h"
@@ -42,6 +43,25 @@ double meanSsim(const Image& a, const Image& b, const cv::Mat_<uchar>& mask, dou
         }
     }
     return sum / cv::countNonZero(mask);
+}
+
+double rmsWithin(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, const cv::Mat& region) {
+    const int count = cv::countNonZero(region);
+    return cv::norm(image, truth, cv::NORM_L2, region) / std::sqrt(static_cast<double>(count));
+}
+
+/// The value below which this share of the pixels lies.
+double quantile(const cv::Mat_<float>& image, const cv::Mat_<uchar>& mask, double share) {
+    std::vector<float> values;
+    for (int y = 0; y < image.rows; ++y) {
+        for (int x = 0; x < image.cols; ++x) {
+            if (mask(y, x) != 0) values.push_back(image(y, x));
+        }
+    }
+    const auto place =
+        values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), place, values.end());
+    return static_cast<double>(*place);
 }
 
 }  // namespace
@@ -85,6 +105,28 @@ Quality compareWithTruth(const cv::Mat_<float>& image, const cv::Mat_<float>& tr
                                        : 20.0 * std::log10((highest - lowest) / quality.rmse);
     quality.ssim = meanSsim(a, b, mask, highest - lowest);
     return quality;
+}
+
+RegionErrors regionErrors(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, int crop) {
+    constexpr double kFlat = 0.02;
+    constexpr double kExtreme = 0.01;
+    const cv::Rect inner(crop, crop, image.cols - 2 * crop, image.rows - 2 * crop);
+    const cv::Mat_<float> ours = repaired(image)(inner);
+    const cv::Mat_<float> sharp = repaired(truth)(inner);
+    cv::Mat_<uchar> mask;
+    cv::bitwise_and(valueMask(image(inner)), valueMask(truth(inner)), mask);
+    double lowest = 0.0, highest = 0.0;
+    cv::minMaxLoc(sharp, &lowest, &highest, nullptr, nullptr, mask);
+    const cv::Mat window = cv::Mat::ones(9, 9, CV_8U);
+    cv::Mat_<float> top, bottom;
+    cv::dilate(sharp, top, window);
+    cv::erode(sharp, bottom, window);
+    const auto within = [&](const cv::Mat& region) { return rmsWithin(ours, sharp, region & mask); };
+    RegionErrors errors;
+    errors.flat = within((top - bottom) < kFlat * (highest - lowest));
+    errors.hot = within(sharp >= quantile(sharp, mask, 1.0 - kExtreme));
+    errors.cold = within(sharp <= quantile(sharp, mask, kExtreme));
+    return errors;
 }
 
 cv::Mat_<float> repaired(const cv::Mat_<float>& frame) {

@@ -22,6 +22,17 @@ struct Quality {
 /// Throws UserError when sizes differ or nothing is left to compare.
 Quality compareWithTruth(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, int crop);
 
+/// Root mean square errors in places that people look at, in the images' unit; not a number where there is no such
+/// place.
+struct RegionErrors {
+    double flat = 0.0;  ///< where the truth changes by less than 2 % of its range within 9 x 9 pixels
+    double hot = 0.0;   ///< its hottest 1 % of pixels
+    double cold = 0.0;  ///< its coldest 1 %
+};
+
+/// The images have to be such that compareWithTruth() takes them.
+RegionErrors regionErrors(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, int crop);
+
 /// 1 where the pixel holds a value.
 cv::Mat_<uchar> valueMask(const cv::Mat_<float>& image);
 

@@ -1,19 +1,50 @@
 #include "tools/ResultFiles.h"
 
+#include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <regex>
+#include <set>
 
 #include "tools/Agreement.h"
 #include "tools/FileNames.h"
 #include "tools/ImageWriter.h"
+#include "tools/Messages.h"
 #include "tools/Preview.h"
+#include "tools/ReportFacts.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
 namespace {
 
+constexpr double kLeastShare = 0.5;  // of valid pixels, below which the library warns
+
+namespace fs = std::filesystem;
+
+/// One name for one file, there or not.
+fs::path settled(const std::string& path) {
+    std::error_code failed;
+    const fs::path one = fs::weakly_canonical(path, failed);
+    return failed ? fs::path(path) : one;
+}
+
 bool isPicture(const std::string& path) {
     return lowerExtension(path) == ".png";
+}
+
+void writeCoverage(const std::string& path, const cv::Mat_<uchar>& coverage, std::size_t frames) {
+    writeImage(path, isPicture(path) ? drawCoverage(coverage, static_cast<int>(frames)) : cv::Mat(coverage));
+}
+
+void writeNoiseMap(const std::string& path, const cv::Mat_<float>& noise, const std::string& unit) {
+    if (!isPicture(path)) {
+        writeImage(path, noise);
+        return;
+    }
+    constexpr double kClipped = 1.0;  // percent: a few edges would hide the rest
+    const ColourScale scale = ColourScale::of(noise, paletteNamed("inferno"), kClipped);
+    const Preview preview{scale, unit, "Noise of the frames at each pixel (standard deviation)", false};
+    writeImage(path, preview.draw(noise));
 }
 
 }  // namespace
@@ -34,19 +65,25 @@ std::pair<double, double> parseRange(const std::string& text) {
     throw UserError(ExitCode::kUsage, "--range " + text + ": is not LOW:HIGH, such as -5:40");
 }
 
-ResultFiles::ResultFiles(const ResultOptions& options, const FrameReader& reader) : options_(options) {
+ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reader)
+    : command_(command), options_(command.results), reader_(reader), unit_(unitOf(command)) {
+    std::set<fs::path> taken{settled(command.output), settled(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
-        if (path.empty()) return;
+        if (!wants(path)) return;
         checkTarget(path, extensions);
+        if (!taken.insert(settled(path)).second) throw outputError(path + ": is named for two outputs");
         if (reader.readsFrom(path)) throw outputError(path + ": is one of the inputs");
     };
     check(options_.preview, {".png"});
     check(options_.coverage, {".tif", ".tiff", ".png"});
     check(options_.noiseMap, {".tif", ".tiff", ".png"});
+    for (const std::string& path : options_.reports) check(path, {".json", ".html", ".htm"});
 }
 
 void ResultFiles::take(const Enlarged& enlarged) {
     last_ = enlarged;
+    images_.push_back(
+        {enlarged.frames.back(), static_cast<double>(enlarged.gain), enlarged.warning, enlarged.seconds});
 }
 
 ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
@@ -55,34 +92,59 @@ ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
     return ColourScale::within(options_.range->first, options_.range->second, image, palette);
 }
 
-void ResultFiles::write(const std::string& unit, float psfSigma) const {
-    if (!options_.preview.empty()) writePreview(unit);
-    if (!options_.coverage.empty()) writeCoverage();
-    if (!options_.noiseMap.empty()) writeNoiseMap(unit, psfSigma);
-}
-
-void ResultFiles::writePreview(const std::string& unit) const {
-    writeImage(options_.preview, Preview{scaleOf(last_.image), unit, "", true}.draw(last_.image));
-}
-
-void ResultFiles::writeCoverage() const {
-    const cv::Mat_<uchar> coverage = coverageOf(last_.masks);
-    const bool picture = isPicture(options_.coverage);
-    writeImage(options_.coverage,
-               picture ? drawCoverage(coverage, static_cast<int>(last_.masks.size())) : cv::Mat(coverage));
-}
-
-void ResultFiles::writeNoiseMap(const std::string& unit, float psfSigma) const {
-    const cv::Mat_<float> noise = noiseOf({last_.inputs, last_.shifts, last_.masks}, last_.image, psfSigma);
-    if (!isPicture(options_.noiseMap)) {
-        writeImage(options_.noiseMap, noise);
-        return;
+void ResultFiles::write() const {
+    if (wants(options_.preview)) {
+        writeImage(options_.preview, Preview{scaleOf(last_.image), unit_, "", true}.draw(last_.image));
     }
-    const double kClipped = 1.0;  // percent: a few edges would hide the rest
-    const ColourScale scale = ColourScale::of(noise, paletteNamed("inferno"), kClipped);
-    writeImage(
-        options_.noiseMap,
-        Preview{scale, unit, "Noise of the frames at each pixel (standard deviation)", false}.draw(noise));
+    if (wants(options_.coverage))
+        writeCoverage(options_.coverage, coverageOf(last_.masks), last_.masks.size());
+    if (!wants(options_.noiseMap) && options_.reports.empty()) return;
+
+    const cv::Mat_<float> noise =
+        noiseOf({last_.inputs, last_.shifts, last_.masks}, last_.image, last_.parameters.psfSigma);
+    if (wants(options_.noiseMap)) writeNoiseMap(options_.noiseMap, noise, unit_);
+    if (options_.reports.empty()) return;
+    const Report all = report(noise);
+    for (const std::string& path : options_.reports) {
+        writeText(path, lowerExtension(path) == ".json" ? jsonReport(all) : htmlReport(all));
+    }
+}
+
+std::vector<ReportedFrame> ResultFiles::frames() const {
+    std::vector<ReportedFrame> all;
+    for (std::size_t i = 0; i < last_.frames.size(); ++i) {
+        ReportedFrame frame{last_.frames[i], reader_.name(last_.frames[i]), last_.shifts[i],
+                            validShare(last_.masks[i]), "used"};
+        if (frame.number == last_.reference) {
+            frame.status = kReference;
+        } else if (frame.validShare <= kLeastShare) {
+            frame.status = "used, though half of its pixels or more disagree";
+        }
+        all.push_back(frame);
+    }
+    return all;
+}
+
+Report ResultFiles::report(const cv::Mat_<float>& noise) const {
+    const auto place = std::find(last_.frames.begin(), last_.frames.end(), last_.reference);
+    Report r;
+    r.reference = last_.inputs.at(static_cast<std::size_t>(place - last_.frames.begin()));
+    r.versions = versionFacts();
+    r.input = inputFacts(command_, reader_, r.reference.size());
+    r.parameters = parameterFacts(command_, last_.parameters);
+    r.created = timeNow();
+    r.output = command_.output;
+    r.unit = unit_;
+    r.images = images_;
+    r.frames = frames();
+    r.image = last_.image;
+    r.coverage = coverageOf(last_.masks);
+    r.noise = noise;
+    r.scale = scaleOf(last_.image);
+    r.guards = log_.guards();
+    r.stages = last_.stages;
+    r.seconds = StopWatch(watch_).stop();
+    return r;
 }
 
 }  // namespace oravo::tools

@@ -1,5 +1,6 @@
 #include "tools/ResultOptions.h"
 
+#include "tools/ResultFiles.h"
 #include "tools/Validators.h"
 
 namespace oravo::tools {
@@ -30,6 +31,15 @@ void addResultOptions(CLI::App* command, ResultOptions& options) {
             "image's unit: how the frames scatter around what the image says they should show, within "
             "5 x 5 of their pixels. It is larger where something moved or the image is not sharp "
             "enough to explain an edge. FILE.tif for numbers, FILE.png for a picture")
+        ->check(notEmpty());
+    command
+        ->add_option(
+            "--report", options.reports,
+            "FILE.html: a page about the (last) image for people, with pictures before and after, the "
+            "frames' sub-pixel positions, coverage, noise and all parameters, or FILE.json: its figures "
+            "for programs. May be given twice")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
         ->check(notEmpty());
 }
 

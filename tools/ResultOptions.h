@@ -3,11 +3,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/ResultFiles.h"
+#include "tools/Commands.h"
 
 namespace oravo::tools {
 
-/// Adds --preview, --palette, --range, --coverage and --noise-map.
+/// Adds --preview, --palette, --range, --coverage, --noise-map and --report.
 void addResultOptions(CLI::App* command, ResultOptions& options);
 
 }  // namespace oravo::tools

@@ -2,28 +2,31 @@
 #define ORAVO_TOOLS_STANDARDOUTPUTGUARD_H
 
 #include <iostream>
-#include <streambuf>
+#include <sstream>
+#include <string>
 
 namespace oravo::tools {
 
-/// Keeps what is printed to std::cout away from standard output for as long as it lives: the library reports
-/// the timing of every run there.
+/// Collects what is printed to std::cout for as long as it lives: the library reports the timing of every run
+/// there.
 class StandardOutputGuard {
   public:
-    explicit StandardOutputGuard(bool active) : before_(active ? std::cout.rdbuf(&discard_) : nullptr) {}
+    /// @param discards  keeps what was printed from standard output; else it goes there in the end
+    explicit StandardOutputGuard(bool discards)
+        : discards_(discards), before_(std::cout.rdbuf(collected_.rdbuf())) {}
     StandardOutputGuard(const StandardOutputGuard&) = delete;
     StandardOutputGuard& operator=(const StandardOutputGuard&) = delete;
     ~StandardOutputGuard() {
-        if (before_ != nullptr) std::cout.rdbuf(before_);
+        std::cout.rdbuf(before_);
+        if (!discards_) std::cout << collected_.str() << std::flush;
     }
 
-  private:
-    struct Discard : std::streambuf {
-        int_type overflow(int_type c) override { return traits_type::not_eof(c); }
-        std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
-    };
+    /// What was printed so far.
+    std::string text() const { return collected_.str(); }
 
-    Discard discard_;
+  private:
+    bool discards_;
+    std::ostringstream collected_;
     std::streambuf* before_;
 };
 

@@ -31,7 +31,7 @@ std::size_t oddOneOut(const WindowRunner::Frames& window) {
     for (std::size_t i = 0; i < window.size(); ++i) {
         std::vector<double> misfits;
         for (const RecordedFrame* other : window) {
-            if (other != window[i]) misfits.push_back(misfit(other->sound, window[i]->sound, {}));
+            if (other != window[i]) misfits.push_back(misfit(other->detail, window[i]->detail, {}));
         }
         const double typical = medianOf(misfits);
         if (typical > largest) {
@@ -56,8 +56,8 @@ std::size_t placeOfReference(const WindowRunner::Frames& window, const RecordedF
 
 }  // namespace
 
-void SayOnce::operator()(const std::string& topic, const std::string& text) {
-    if (said_.insert(topic).second) warn(text);
+void SayOnce::operator()(const Guard& guard) {
+    if (said_.emplace(guard.name, guard.frame).second) warn(guard);
 }
 
 WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every)
@@ -72,7 +72,11 @@ std::optional<Enlarged> WindowRunner::run(Frames pool, Refusal& refusal) {
     }
     std::optional<Enlarged> result = runGuarded(std::move(pool), refusal);
     if (result && samePhase(result->shifts)) {
-        sayOnce_("phase", "the frames lie whole pixels apart (a tripod?); there is little to gain");
+        sayOnce_({"phase",
+                  {},
+                  "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
+                  "image is hardly better than its bicubic enlargement, if at all",
+                  ""});
     }
     return result;
 }
@@ -103,7 +107,7 @@ std::optional<Enlarged> WindowRunner::runGuarded(Frames pool, Refusal& refusal) 
         if (first == std::nullopt) refusal = why;
         const std::vector<Suspect> suspects = suspectsIn(window, place, result);
         if (suspects.empty()) {
-            if (!leftOut.empty()) warn(leftOut.substr(2) + "; left out");
+            if (!leftOut.empty()) warn(Guard{"alignment", {}, leftOut.substr(2), "left out"});
             return result;
         }
         if (!first) first = result;
@@ -117,7 +121,8 @@ std::optional<Enlarged> WindowRunner::runGuarded(Frames pool, Refusal& refusal) 
             pool.erase(std::find(pool.begin(), pool.end(), suspect.frame));
         }
     }
-    if (first && !leftOut.empty()) warn(leftOut.substr(2) + "; no window without such frames was found");
+    if (first && !leftOut.empty())
+        warn(Guard{"alignment", {}, leftOut.substr(2), "no window without such frames was found"});
     if (!first && refusal.reason.empty()) refusal.reason = "too few usable frames";
     return first;
 }
@@ -152,7 +157,7 @@ std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const Recor
     if (share <= kMaskShare) {
         return format("agrees with the reference frame in only %.0f %% of its pixels", 100.0 * share);
     }
-    const double apart = misfit(reference.sound, frame.sound, d);
+    const double apart = misfit(reference.detail, frame.detail, d);
     if (apart <= kMisfit) return {};
     return format("does not fit the reference frame where it was found (misfit %.0f %%)", 100.0 * apart);
 }
@@ -181,8 +186,7 @@ void WindowRunner::takeIn(const RecordedFrame& frame) {
     if (intake.refused) unusable_.insert(frame.number);
     if (intake.told.empty() || frame.quiet) return;
     const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.told;
-    sayOnce_(std::to_string(frame.number),
-             what + (intake.refused && parameters_.guarded ? "; left out" : ""));
+    sayOnce_({"defects", frame.number, what, intake.refused && parameters_.guarded ? "left out" : ""});
 }
 
 float WindowRunner::weightFor(const Frames& window) {
@@ -190,23 +194,27 @@ float WindowRunner::weightFor(const Frames& window) {
     if (!parameters_.guarded) return given;
     std::vector<double> shares;
     for (const RecordedFrame* frame : window) {
-        const double contrast = contrastOf(frame->sound);
-        shares.push_back(contrast > 0.0 ? noiseOf(frame->sound) / contrast : 0.0);
+        const double contrast = frame->detail.contrast;
+        shares.push_back(contrast > 0.0 ? frame->detail.noise / contrast : 0.0);
     }
     const double share = medianOf(shares);
     const float advised = weightForNoise(share, given);
     if (!parameters_.chooseWeight) {
         if (kMuchTooLargeWeight * advised < given) {
-            sayOnce_("noise",
-                     format("noise is %.0f %% of the contrast; a TV weight near %.0f would smooth it",
-                            100.0 * share, static_cast<double>(advised)));
+            sayOnce_({"noise",
+                      {},
+                      format("noise is %.0f %% of the contrast; a TV weight near %.0f would smooth it",
+                             100.0 * share, static_cast<double>(advised)),
+                      ""});
         }
         return given;
     }
     if (advised < given) {
-        sayOnce_("noise",
-                 format("noise is %.0f %% of the contrast: TV weight %.0f in place of %g (--tv-weight)",
-                        100.0 * share, static_cast<double>(advised), static_cast<double>(given)));
+        sayOnce_({"noise",
+                  {},
+                  format("noise is %.0f %% of the contrast", 100.0 * share),
+                  format("TV weight %.0f in place of %g (--tv-weight)", static_cast<double>(advised),
+                         static_cast<double>(given))});
     }
     const float now = enhancer_.parameters().tvWeight;
     return now < kSameWeight * advised && advised < kSameWeight * now ? now : advised;

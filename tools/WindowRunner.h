@@ -4,9 +4,12 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/Enhancer.h"
+#include "tools/FrameMeasures.h"
+#include "tools/Guard.h"
 
 namespace oravo::tools {
 
@@ -14,17 +17,17 @@ struct RecordedFrame {
     std::size_t number;
     std::string name;        ///< of its file
     cv::Mat_<float> values;  ///< as read
-    cv::Mat_<float> sound;   ///< without status codes; empty where nothing is guarded
+    FrameDetail detail;      ///< empty where nothing is guarded
     bool quiet;              ///< why it cannot be used has been said
 };
 
-/// Each thing is said once, as a warning.
+/// Each guard warns once, of each frame that it is about.
 class SayOnce {
   public:
-    void operator()(const std::string& topic, const std::string& text);
+    void operator()(const Guard& guard);
 
   private:
-    std::set<std::string> said_;
+    std::set<std::pair<std::string, std::optional<std::size_t>>> said_;
 };
 
 /// Enlarges windows of frames. When guarded, it looks at what came of a window, leaves frames out that spoil

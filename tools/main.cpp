@@ -173,6 +173,8 @@ void addEvaluate(CLI::App& app, EvaluateCommand& c) {
     sub->add_option("--crop", c.crop, "Pixels left out along the border")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
+    sub->add_flag("--regions", c.regions,
+                  "The RMSE of flat places and of the hottest and coldest 1 % as well");
     sub->add_option("--picture", c.picture,
                     "FILE.png for a picture of all of them on one colour scale, with a magnified detail")
         ->check(notEmpty());

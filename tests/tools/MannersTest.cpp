@@ -1,3 +1,5 @@
+#include <regex>
+
 #include "tests/tools/Program.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
@@ -83,6 +85,35 @@ TEST_F(Program, BatchGivesEveryRecordingItsImage) {
         EXPECT_EQ(run(c.arguments).code, c.code) << c.arguments;
         EXPECT_FALSE(std::filesystem::exists(path("new"))) << c.arguments;
     }
+}
+
+TEST_F(Program, ManualAndCompletionKnowEveryOption) {
+    const std::string manual = text(std::string(ORAVO_SOURCE) + "/docs/man/oravo-superres.1");
+    ASSERT_NE(manual, "");
+    std::string all;
+    for (const char* command :
+         {"enhance", "simulate", "evaluate", "defects detect", "defects repair", "defects merge"}) {
+        const std::string help = run(std::string(command) + " --help").out;
+        const std::regex option("\\n +(?:-[a-z],)?--([a-z-]+)");
+        for (std::sregex_iterator i(help.begin(), help.end(), option), end; i != end; ++i) {
+            EXPECT_TRUE(says(manual, "Fl -" + i->str(1))) << command << ' ' << i->str(1);
+            all += i->str(1) + '\n';
+        }
+    }
+    ASSERT_TRUE(says(all, "tv-weight"));
+    const auto completed = [&](const std::string& words) {
+        std::ofstream(path("try.bash"))
+            << "source " ORAVO_SOURCE "/tools/completion/oravo-superres.bash\nset -- " + words +
+                   "\nCOMP_WORDS=(x \"$@\") COMP_CWORD=$#\n_oravo_superres " ORAVO_SUPERRES
+                   " \"${COMP_WORDS[$#]}\" \"${COMP_WORDS[$#-1]}\"\necho ${COMPREPLY[*]}\n";
+        run("--version; bash try.bash >completed");
+        return text(path("completed"));
+    };
+    EXPECT_EQ(completed("''"), "enhance simulate evaluate defects\n");
+    EXPECT_EQ(completed("enhance b --every --tv"), "--tv-weight\n");
+    EXPECT_EQ(completed("enhance b --registration ''"), "corners phase\n");
+    EXPECT_EQ(completed("defects ''"), "detect repair merge\n");
+    EXPECT_EQ(completed("defects detect x --ma"), "--marked --max-count\n");
 }
 
 TEST_F(Program, ReplacesOnlyTablesOfItsOwn) {

@@ -63,6 +63,25 @@ SimulationParameters quiet(std::vector<cv::Point2f> shifts) {
 }
 
 /// frame(p + d) = reference(p) for whole shifts, exactly and in this direction.
+TEST(Metrics, RegionsHaveTheirOwnErrors) {
+    cv::Mat_<float> truth(60, 80, 10.0f);
+    truth(cv::Rect(40, 0, 40, 60)) = 30.0f;
+    truth(cv::Rect(10, 10, 7, 7)) = 90.0f;
+    truth(cv::Rect(60, 30, 7, 7)) = -10.0f;
+    cv::Mat_<float> image = truth.clone();
+    image(cv::Rect(20, 20, 12, 12)) = 12.0f;  // flat
+    image(cv::Rect(10, 10, 7, 7)) = 87.0f;
+    image(cv::Rect(60, 30, 7, 7)) = -9.0f;
+    image(0, 40) = 500.0f;  // at the edge, and cropped
+    image(2, 40) = 500.0f;  // at the edge
+    const RegionErrors errors = regionErrors(image, truth, 1);
+    EXPECT_NEAR(errors.hot, 3.0, 1e-6);
+    EXPECT_NEAR(errors.cold, 1.0, 1e-6);
+    EXPECT_GT(errors.flat, 0.3);
+    EXPECT_LT(errors.flat, 2.0);
+    EXPECT_EQ(regionErrors(truth, truth, 1).flat, 0.0);
+}
+
 TEST(BurstSimulator, WholeShiftsMoveTheFrame) {
     const Burst burst = simulateBurst(quiet({{0.0f, 0.0f}, {3.0f, -2.0f}}));
     for (int r = 2; r < 36; ++r) {

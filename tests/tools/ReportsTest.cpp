@@ -1,0 +1,137 @@
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include "tests/tools/Program.h"
+#include "tools/Guard.h"
+#include "tools/HtmlText.h"
+#include "tools/Messages.h"
+#include "tools/Preview.h"
+#include "tools/Report.h"
+#include "tools/ShiftTable.h"
+#include "tools/StageTimes.h"
+
+namespace oravo::tools {
+namespace {
+
+using Json = nlohmann::json;
+
+TEST(Report, PhasesAreWhereFramesSampleTheReference) {
+    EXPECT_EQ(phaseOf({0.25f, -1.75f}), cv::Point2d(0.75, 0.75));
+    EXPECT_EQ(phaseOf({-3.0f, 1e-30f}), cv::Point2d(0.0, 0.0));
+    std::vector<ReportedFrame> frames;
+    const cv::Point2f shifts[] = {{0.0f, 0.0f}, {0.2f, -0.2f}, {-0.5f, 3.0f}, {0.6f, 1.4f}, {-7.1f, 0.3f}};
+    const int reached[] = {1, 1, 2, 3, 4};
+    for (int i = 0; i < 5; ++i) {
+        frames.push_back({0, "", shifts[i], 1.0, ""});
+        EXPECT_EQ(phasesReached(frames), reached[i]) << i;
+    }
+    EXPECT_EQ(medianOf(cv::Mat_<float>((cv::Mat_<float>(1, 4) << 9, std::nanf(""), 1, 2))), 2.0);
+    EXPECT_TRUE(std::isnan(medianOf(cv::Mat_<float>(2, 2, std::nanf("")))));
+    const std::vector<StageTime> stages =
+        stageTimes("+++ SrFloat +++\n registration:   0.5[ms]\n a+b:  12[ms]\n++\n");
+    ASSERT_EQ(stages.size(), 2u);
+    EXPECT_EQ(stages[1].name, "a+b");
+    EXPECT_EQ(stages[1].milliseconds, 12.0);
+}
+
+TEST(HtmlText, HoldsNoMarkupAndNoBrokenCharacters) {
+    EXPECT_EQ(htmlText("<b> & \"'\u00b0\xff\xc3(\x1b"),
+              "&lt;b&gt; &amp; &quot;&#39;\u00b0?"
+              "?(?");
+    for (int width = 1; width < 5; ++width) {  // all lengths of the last group of bytes
+        cv::Mat_<cv::Vec3b> picture(2, width);
+        cv::randu(picture, 0, 256);
+        const std::string address = pngAddress(picture);
+        const std::string start = "data:image/png;base64,";
+        ASSERT_EQ(address.compare(0, start.size(), start), 0);
+        std::vector<uchar> bytes;
+        std::uint32_t group = 0;
+        int bits = 0;
+        for (const char c : address.substr(start.size())) {
+            if (c == '=') break;
+            const std::string digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+            group = group << 6 | static_cast<std::uint32_t>(digits.find(c));
+            bits += 6;
+            if (bits < 8) continue;
+            bits -= 8;
+            bytes.push_back(static_cast<uchar>(group >> bits & 255u));
+        }
+        EXPECT_EQ((address.size() - start.size()) % 4, 0u);
+        EXPECT_EQ(cv::norm(cv::imdecode(bytes, cv::IMREAD_COLOR), picture, cv::NORM_INF), 0.0);
+    }
+}
+
+TEST(GuardLog, KeepsWarningsWhileItLives) {
+    testing::internal::CaptureStderr();
+    {
+        const GuardLog log;
+        warn("plain");
+        warn(Guard{"jump", 7, "frame 7 is odd", "left out"});
+        note("no warning");
+        ASSERT_EQ(log.guards().size(), 2u);
+        EXPECT_EQ(log.guards()[0].text, "plain");
+        EXPECT_EQ(log.guards()[1].frame, std::optional<std::size_t>(7));
+    }
+    warn("nobody listens");
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("frame 7 is odd; left out\n"), std::string::npos);
+}
+
+/// The figures of a report are those of the files that the same run wrote.
+TEST_F(Program, ReportsWhatItDid) {
+    ASSERT_EQ(run("simulate -o b --frames 7 --width 64 --height 48 --reference 3 --noise 0.2 "
+                  "--shifts '0,0;0.4,0.2;-0.6,0.5;0,0;0.5,0;9.6,0.1;0.1,-0.5'")
+                  .code,
+              0);
+    const Outcome outcome =
+        run("enhance b -o '<o>.tif' --shifts s.csv --coverage c.tif --noise-map n.tif "
+            "--report r.json --report r.html --encoding kelvin --offset 0 2>&1");
+    EXPECT_EQ(outcome.code, 1);  // an encoding is no part of another decode
+    const Outcome done =
+        run("enhance b -o '<o>.tif' --shifts s.csv --coverage c.tif --noise-map n.tif "
+            "--preview p.png --report r.json --report r.html --unit '\u00b0C' --tv-weight 77.7");
+    ASSERT_EQ(done.code, 0) << done.err;
+    const Json report = Json::parse(text(path("r.json")));
+    const Json& last = report["image"];
+    const std::vector<cv::Point2f> shifts = parseShifts(path("s.csv"));
+    ASSERT_EQ(last["frames"].size(), shifts.size());
+    double shares = 0.0;
+    for (std::size_t i = 0; i < shifts.size(); ++i) {
+        const Json& frame = last["frames"][i];
+        EXPECT_NEAR(frame["shift"][0].get<double>(), static_cast<double>(shifts[i].x), 1e-6);
+        EXPECT_NEAR(frame["shift"][1].get<double>(), static_cast<double>(shifts[i].y), 1e-6);
+        EXPECT_EQ(frame["status"] == "reference", shifts[i] == cv::Point2f()) << i;
+        shares += frame["valid_share"].get<double>();
+    }
+    const std::optional<Spots> spots = Spots::of(image("<o>.tif"));
+    EXPECT_EQ(last["spots"]["hottest"]["x"], spots->hottest.at.x);
+    EXPECT_FLOAT_EQ(last["spots"]["coldest"]["value"].get<float>(), spots->coldest.value);
+    const cv::Mat coverage = readSingleImage(path("c.tif"));
+    EXPECT_EQ(coverage.size(), cv::Size(128, 96));
+    EXPECT_NEAR(cv::mean(coverage)[0], shares, 1e-9);
+    for (std::size_t count = 0; count <= shifts.size(); ++count) {
+        const double share = cv::countNonZero(coverage == static_cast<int>(count)) / (128.0 * 96.0);
+        EXPECT_NEAR(last["coverage_shares"][count].get<double>(), share, 1e-12);
+    }
+    EXPECT_NEAR(last["noise_median"].get<double>(), 0.2, 0.1);
+    EXPECT_FLOAT_EQ(last["noise_median"].get<float>(), static_cast<float>(medianOf(image("n.tif"))));
+    EXPECT_EQ(last["unit"], "\u00b0C");
+    EXPECT_EQ(report["parameters"]["tv-weight"], 77.7);
+    EXPECT_EQ(report["input"]["frames"], 7);
+    EXPECT_GT(report["timings"]["stages_ms"]["minimization"].get<double>(), 0.0);
+    ASSERT_EQ(report["guards"].size(), 1u) << report["guards"];  // the frame that moved too far
+    EXPECT_NE(done.err.find(report["guards"][0]["text"].get<std::string>()), std::string::npos);
+    EXPECT_EQ(report["guards"][0]["action"], "left out");
+
+    const std::string page = text(path("r.html"));
+    EXPECT_NE(page.find("&lt;o&gt;.tif"), std::string::npos);
+    EXPECT_EQ(page.find("<o>"), std::string::npos);
+    EXPECT_EQ(page.find("http"), std::string::npos);  // needs nothing beside itself
+    EXPECT_NE(page.find("moved by (9.6"), std::string::npos);
+    EXPECT_EQ(run("enhance b -o o.tif --report o.tif").code, 3);
+    EXPECT_EQ(run("enhance b -o o.tif --report r.html --report ./r.html").code, 3);
+    EXPECT_EQ(run("enhance b -o o.tif --preview ./b/../p.png --coverage p.png").code, 3);
+}
+
+}  // namespace
+}  // namespace oravo::tools

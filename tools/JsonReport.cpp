@@ -1,0 +1,122 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+
+#include "tools/Preview.h"
+#include "tools/Report.h"
+
+namespace oravo::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json number(double value) {
+    constexpr double kWhole = 1e15;  // beyond, whole numbers and others look the same
+    if (!std::isfinite(value)) return nullptr;
+    if (std::abs(value) < kWhole && value == std::floor(value)) return static_cast<std::int64_t>(value);
+    return value;
+}
+
+Json textOrNull(const std::string& text) {
+    return text.empty() ? Json(nullptr) : Json(text);
+}
+
+Json object(const std::vector<Fact>& facts) {
+    Json result = Json::object();
+    for (const Fact& fact : facts) {
+        std::visit([&](const auto& value) { result[fact.name] = value; }, fact.value);
+        const double* real = std::get_if<double>(&fact.value);
+        if (real != nullptr) result[fact.name] = number(*real);
+    }
+    return result;
+}
+
+Json spot(const Spots::Spot& where) {
+    return {{"x", where.at.x}, {"y", where.at.y}, {"value", number(static_cast<double>(where.value))}};
+}
+
+Json spots(const cv::Mat_<float>& image) {
+    const std::optional<Spots> found = Spots::of(image);
+    if (!found) return nullptr;
+    return {{"hottest", spot(found->hottest)}, {"coldest", spot(found->coldest)}};
+}
+
+Json frame(const ReportedFrame& f) {
+    const cv::Point2d phase = phaseOf(f.shift);
+    return {{"number", f.number},
+            {"name", f.name},
+            {"shift", {number(static_cast<double>(f.shift.x)), number(static_cast<double>(f.shift.y))}},
+            {"phase", {number(phase.x), number(phase.y)}},
+            {"valid_share", number(f.validShare)},
+            {"status", f.status}};
+}
+
+/// The share of pixels that so many frames vouch for, by that number.
+Json coverage(const Report& report) {
+    Json shares = Json::array();
+    for (std::size_t count = 0; count <= report.frames.size(); ++count) {
+        const int pixels = cv::countNonZero(report.coverage == static_cast<int>(count));
+        shares.push_back(pixels / std::max(1.0, static_cast<double>(report.coverage.total())));
+    }
+    return shares;
+}
+
+Json lastImage(const Report& report) {
+    Json frames = Json::array();
+    for (const ReportedFrame& f : report.frames) frames.push_back(frame(f));
+    const ReportedImage& last = report.images.back();
+    return {{"file", report.output},
+            {"width", report.image.cols},
+            {"height", report.image.rows},
+            {"unit", textOrNull(report.unit)},
+            {"newest_frame", last.newest},
+            {"gain", last.warning.empty() ? number(last.gain) : Json(nullptr)},
+            {"warning", textOrNull(last.warning)},
+            {"phases_reached", phasesReached(report.frames)},
+            {"frames", frames},
+            {"coverage_shares", coverage(report)},
+            {"noise_median", number(medianOf(report.noise))},
+            {"spots", spots(report.image)}};
+}
+
+Json images(const std::vector<ReportedImage>& all) {
+    Json result = Json::array();
+    for (const ReportedImage& image : all) {
+        result.push_back({{"newest_frame", image.newest},
+                          {"gain", image.warning.empty() ? number(image.gain) : Json(nullptr)},
+                          {"warning", textOrNull(image.warning)},
+                          {"seconds", number(image.seconds)}});
+    }
+    return result;
+}
+
+Json guards(const std::vector<Guard>& all) {
+    Json result = Json::array();
+    for (const Guard& guard : all) {
+        result.push_back({{"name", guard.name},
+                          {"frame", guard.frame ? Json(*guard.frame) : Json(nullptr)},
+                          {"text", guard.text},
+                          {"action", textOrNull(guard.action)}});
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string jsonReport(const Report& report) {
+    Json stages = Json::object();
+    for (const StageTime& stage : report.stages) stages[stage.name] = number(stage.milliseconds);
+    const Json all{{"versions", object(report.versions)},
+                   {"created", report.created},
+                   {"input", object(report.input)},
+                   {"parameters", object(report.parameters)},
+                   {"image", lastImage(report)},
+                   {"images", images(report.images)},
+                   {"guards", guards(report.guards)},
+                   {"timings", {{"stages_ms", stages}, {"total_seconds", number(report.seconds)}}}};
+    // File names may be anything; what is no UTF-8 in them is replaced.
+    return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace oravo::tools
