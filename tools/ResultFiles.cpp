@@ -50,7 +50,7 @@ void writeNoiseMap(const std::string& path, const cv::Mat_<float>& noise, const 
 }  // namespace
 
 std::pair<double, double> parseRange(const std::string& text) {
-    static const std::regex pattern("([-+0-9.eE]+):([-+0-9.eE]+)");
+    static const std::regex pattern("([-+0-9.eE]{1,40}):([-+0-9.eE]{1,40})");
     std::smatch parts;
     if (std::regex_match(text, parts, pattern)) {
         char* lowEnd = nullptr;
