@@ -19,9 +19,10 @@ namespace {
 
 using namespace oravo::tools;
 
+constexpr double kWhite = 255.0;
 constexpr int kRadius = 2;  // frames on each side of the middle one
 
-/// The optical flow within wants intensities from 0 to 1.
+/// The method takes and gives pictures of 8 bits.
 class Frames final : public cv::superres::FrameSource {
   public:
     Frames(FrameReader* reader, double lowest, double highest)
@@ -29,8 +30,8 @@ class Frames final : public cv::superres::FrameSource {
 
     void nextFrame(cv::OutputArray frame) override {
         if (next_ == reader_->count()) return frame.release();
-        const double scale = 1.0 / (highest_ - lowest_);
-        reader_->read(next_++).convertTo(frame, CV_32F, scale, -lowest_ * scale);
+        const double scale = kWhite / (highest_ - lowest_);
+        reader_->read(next_++).convertTo(frame, CV_8U, scale, -lowest_ * scale);
     }
     void reset() override { next_ = 0; }
 
@@ -51,7 +52,7 @@ cv::Mat enlarged(FrameReader& reader) {
     cv::Mat result;
     for (int i = 0; i <= kRadius; ++i) method->nextFrame(result);
     cv::Mat values;
-    result.convertTo(values, CV_32F, highest - lowest, lowest);
+    result.convertTo(values, CV_32F, (highest - lowest) / kWhite, lowest);
     const int border = (2 * reader.read(0).rows - values.rows) / 2;
     cv::Mat whole;
     cv::copyMakeBorder(values, whole, border, border, border, border, cv::BORDER_CONSTANT,

@@ -6,24 +6,26 @@ include(CMakePackageConfigHelpers)
 set(ORAVO_PYTHON_INSTALL_DIR "lib/python3/dist-packages" CACHE STRING
     "Where the Python package goes, below the prefix; the default is Debian's place")
 
-# The public surface, which is every header outside detail/, and the internal headers that it includes.
-file(GLOB class_headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}"
+# The public surface, which is every header outside detail/, and then those internal headers that it includes.
+file(GLOB headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}"
      vision/superresolution/*.h vision/superresolution/reference/*.h)
-set(public_headers
-  capi/SuperResolution.h
-  support/Exception.h
-  support/Export.h
-  support/ImageIO.h
-  support/StopWatch.h
-  support/neon.h
-  ${class_headers})
-set(included_headers
-  support/CodeLocation.h
-  vision/superresolution/detail/Body.h
-  vision/superresolution/detail/Buffer.h
-  vision/superresolution/detail/SparseOperators.h)
+list(APPEND headers capi/SuperResolution.h support/Exception.h support/Export.h support/ImageIO.h support/StopWatch.h
+     support/neon.h)
+set(unread ${headers})
+while(unread)
+  list(POP_FRONT unread header)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${header}")
+  file(STRINGS "${PROJECT_SOURCE_DIR}/${header}" includes REGEX "^#include \"")
+  list(TRANSFORM includes REPLACE "^#include \"(.*)\".*" "\\1")
+  foreach(include IN LISTS includes)
+    if(NOT include IN_LIST headers)
+      list(APPEND headers ${include})
+      list(APPEND unread ${include})
+    endif()
+  endforeach()
+endwhile()
 
-foreach(header IN LISTS public_headers included_headers)
+foreach(header IN LISTS headers)
   cmake_path(GET header PARENT_PATH folder)
   install(FILES "${PROJECT_SOURCE_DIR}/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/oravo/${folder}"
           COMPONENT development)

@@ -2,6 +2,7 @@
 
 #include "fuzz/MemoryFile.h"
 #include "tools/FrameReader.h"
+#include "tools/TiffFile.h"
 #include "tools/UserError.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

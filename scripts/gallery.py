@@ -145,6 +145,16 @@ def with_intruder(gallery, burst):
     return folder
 
 
+def drifting(gallery, burst, step):
+    """The burst with so many degrees more from each frame to the next."""
+    folder = gallery.scratch / f"drifting{step}"
+    folder.mkdir()
+    for i in range(5):
+        write_frame(folder / f"frame_{i:03}.tif", read(burst / f"frame_{i:03}.tif") + np.float32(step * (i - 1)))
+    (folder / "truth.tif").write_bytes((burst / "truth.tif").read_bytes())
+    return folder
+
+
 def rotated(gallery, degrees):
     """A burst whose frames turn by so much from one to the next, beside their displacements."""
     fine = gallery.scratch / "fine"
@@ -197,6 +207,9 @@ def main(program, docs):
                       "knows displacements only.",
                       [(f"{degrees}", *reversed(gallery.enhance(rotated(gallery, degrees))[:2]))
                        for degrees in (0, 0.25, 1, 3)])
+        gallery.page += ["## Drift", "", "The first burst, with so many degrees more from each frame to the next.", ""]
+        gallery.page += gallery.table([(f"{step} K", gallery.enhance(drifting(gallery, plain, step))[1])
+                                       for step in (0, 0.05, 0.2, 0.5, 1, 2)])
         defective = gallery.burst("defective", defects=300)
         repaired, figure, _ = gallery.enhance(defective)
         frame = read(defective / "frame_001.tif").repeat(2, 0).repeat(2, 1)

@@ -6,8 +6,9 @@
 #
 # Every burst has five frames of 160 x 120 pixels. What is compared: each pipeline of this library as the program runs
 # it (guarded, every parameter left alone), bicubic enlargement of the reference frame, and the total-variation method
-# of OpenCV's module superres where that is installed (PEER=no leaves it out; it takes ten seconds a burst). Three
-# pixels along the border are left out. Each method gets the burst with its own reference frame on the truth's grid.
+# of OpenCV's module superres where that is installed, on some of the bursts, since it takes ten seconds
+# for each (PEER=no leaves it out). Three pixels along the border are left out. Each method gets the burst with its own
+# reference frame on the truth's grid.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${1:-$root/build-demo}
@@ -22,11 +23,13 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 worse=0
+unsaid=0
 settings=0
 
 # The four figures of the line that begins with $1, and of the one behind it: PSNR, SSIM, RMSE, flat, hot, cold.
 figures() {
-    awk -v name="$1" '$1 == name { psnr = $3; rmse = $6; ssim = $8; getline
+    awk -v name="$1" '$1 == name { psnr = $3; rmse = $6; ssim = $8
+        do getline; while (!/flat/)
         gsub(",", ""); printf "%s | %s | %s | %s | %s | %s", psnr, ssim, rmse, $5, $8, $11 }'
 }
 
@@ -62,9 +65,12 @@ measure() {
         ours=$(awk '$1 == "result" { print $6 }' <<<"$result")
         bicubic=$(awk '$1 == "bicubic" { print $6 }' <<<"$result")
         settings=$((settings + 1))
-        if awk "BEGIN { exit !($ours > $bicubic) }"; then worse=$((worse + 1)); fi
+        if awk "BEGIN { exit !($ours > $bicubic) }"; then
+            worse=$((worse + 1))
+            if ! grep -q 'hardly better than its bicubic' "$work/said"; then unsaid=$((unsaid + 1)); fi
+        fi
     done
-    if [ -x "$peer" ]; then
+    if [ -x "$peer" ] && [[ "$2 $noise $blur" =~ ^random\ (0.05|0.5|1.5)\ 0.683$ ]]; then
         burst 2 0.25
         "$peer" "$work/out.tif" "$work"/burst/frame_*.tif
         row "OpenCV superres" "$(compare 2 | figures result)"
@@ -101,4 +107,5 @@ if [ -n "${ORAVO_TEST_DATA:-}" ]; then
     done
 fi
 echo
-echo "Worse than bicubic in $worse of $settings results."
+echo "Worse than bicubic: $worse of $settings results, $unsaid of them without a warning."
+[ "$unsaid" -eq 0 ]

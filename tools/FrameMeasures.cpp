@@ -30,7 +30,6 @@ cv::Mat_<T> transposed(const cv::Mat_<T>& image) {
     return result;
 }
 
-/// What misfit() compares: aliasing and noise smoothed away, level and slow drift taken off.
 cv::Mat_<float> middleBand(const cv::Mat_<float>& frame) {
     const cv::Mat_<float> binomial = (cv::Mat_<float>(1, 3) << 0.25f, 0.5f, 0.25f);
     cv::Mat_<float> smooth, level;
@@ -108,7 +107,7 @@ double levelStep(const cv::Mat_<float>& before, const cv::Mat_<float>& after, do
     cv::createHanningWindow(window, before.size(), CV_32F);
     // The correlation applies its window in place where no padding is needed.
     const cv::Point2d moved = cv::phaseCorrelate(before.clone(), after.clone(), window);
-    if (misfit(before, after, cv::Point2f(moved)) > kMisfit) return 0.0;
+    if (misfit(FrameDetail(before), FrameDetail(after), cv::Point2f(moved)) > kMisfit) return 0.0;
     const cv::Rect whole({}, before.size());
     const cv::Point shift(cvRound(moved.x), cvRound(moved.y));
     const cv::Rect there = whole & (whole + shift);
@@ -139,19 +138,23 @@ bool hasDoubledPixels(const cv::Mat_<float>& frame) {
     return doubled(pairDifferences(frame)) && doubled(pairDifferences(transposed(frame)));
 }
 
-double misfit(const cv::Mat_<float>& reference, const cv::Mat_<float>& frame, cv::Point2f shift) {
+FrameDetail::FrameDetail(const cv::Mat_<float>& frame)
+    : band(middleBand(frame)), noise(noiseOf(frame)), contrast(contrastOf(frame)) {
+}
+
+double misfit(const FrameDetail& reference, const FrameDetail& frame, cv::Point2f shift) {
     const cv::Matx23f toFrame(1.0f, 0.0f, shift.x, 0.0f, 1.0f, shift.y);
     cv::Mat_<float> moved;
-    cv::warpAffine(middleBand(frame), moved, toFrame, frame.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
-    const cv::Rect inside =
-        cv::Rect({}, frame.size()) &
-        cv::Rect(cv::Point(static_cast<int>(std::ceil(-shift.x)), static_cast<int>(std::ceil(-shift.y))),
-                 frame.size() - cv::Size(1, 1));
+    const cv::Size size = frame.band.size();
+    cv::warpAffine(frame.band, moved, toFrame, size, cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
+    const cv::Rect inside = cv::Rect({}, size) & cv::Rect(cv::Point(static_cast<int>(std::ceil(-shift.x)),
+                                                                    static_cast<int>(std::ceil(-shift.y))),
+                                                          size - cv::Size(1, 1));
     if (inside.area() == 0) return 1.0;
     const cv::Mat_<float> there = moved(inside);
-    const cv::Mat_<float> here = middleBand(reference)(inside);
+    const cv::Mat_<float> here = reference.band(inside);
     const cv::Mat_<float> apart = difference(there, here);
-    const double noise = kSmoothedNoise * (std::pow(noiseOf(reference), 2) + std::pow(noiseOf(frame), 2));
+    const double noise = kSmoothedNoise * (std::pow(reference.noise, 2) + std::pow(frame.noise, 2));
     const double detail = meanProduct(here, here) + meanProduct(there, there) - noise;
     if (detail <= noise) return 0.0;
     return (meanProduct(apart, apart) - noise) / detail;

@@ -30,12 +30,23 @@ double fineDetail(const cv::Mat_<float>& frame);
 /// Whether pixels come in equal blocks of 2 x 2.
 bool hasDoubledPixels(const cv::Mat_<float>& frame);
 
+/// What misfit() compares, to be computed once for each frame.
+struct FrameDetail {
+    cv::Mat_<float>
+        band;  ///< the frame without level and slow drift, and without aliasing and most of the noise
+    double noise = 0.0;  ///< noiseOf() the frame
+    double contrast = 0.0;
+
+    explicit FrameDetail(const cv::Mat_<float>& frame);
+    FrameDetail() = default;
+};
+
 /// How far a frame disagrees with its reference once it is moved back by its shift: the share of the two
 /// frames' detail that their difference holds, noise deducted. About 0 where they agree, 1 where they have
 /// nothing in common; 0 also where they show no detail beyond their noise. Shifts right to a fraction of
 /// a pixel: below 0.04; wrong by two pixels: above 0.2.
 constexpr double kMisfit = 0.15;
-double misfit(const cv::Mat_<float>& reference, const cv::Mat_<float>& frame, cv::Point2f shift);
+double misfit(const FrameDetail& reference, const FrameDetail& frame, cv::Point2f shift);
 
 }  // namespace oravo::tools
 

@@ -18,20 +18,21 @@ FrameWindow::FrameWindow(cv::Size frameSize, const EnhanceParameters& parameters
 bool FrameWindow::add(const cv::Mat_<float>& values, const std::string& name, bool quiet) {
     RecordedFrame frame{count_++, name, values, {}, quiet};
     if (guarded_) {
-        frame.sound = repaired(values);
-        if (!belongs(frame)) return false;
+        const cv::Mat_<float> sound = repaired(values);
+        if (!belongs(frame, sound)) return false;
+        frame.detail = FrameDetail(sound);
     }
     frames_.push_back(std::move(frame));
     if (frames_.size() > kFull + (guarded_ ? kSpare : 0)) frames_.pop_front();
     return true;
 }
 
-bool FrameWindow::belongs(const RecordedFrame& frame) {
+bool FrameWindow::belongs(const RecordedFrame& frame, const cv::Mat_<float>& sound) {
     if (frame.number == 0) {
-        const std::string reason = enlargedBefore(frame.sound);
+        const std::string reason = enlargedBefore(sound);
         if (!reason.empty()) warn(Guard{"enlarged before", {}, "the frames " + reason, ""});
     }
-    const StreamGuard::Finding finding = guard_.look(frame.sound);
+    const StreamGuard::Finding finding = guard_.look(sound);
     const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + finding.reason;
     if (finding.verdict == StreamGuard::Verdict::repeated) {
         ++repeated_;

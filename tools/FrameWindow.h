@@ -30,7 +30,8 @@ class FrameWindow {
     std::string skipped() const;
 
   private:
-    bool belongs(const RecordedFrame& frame);
+    /// @param sound  the frame without status codes
+    bool belongs(const RecordedFrame& frame, const cv::Mat_<float>& sound);
 
     bool guarded_;
     bool every_;

@@ -7,7 +7,8 @@ void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
     command
         .add_option_function<std::string>(
             "--pipeline", [&p](const std::string& name) { p.kind = *pipelineNamed(name); },
-            "How images are computed: float, or reference (the pipeline of raw 16-bit counts: phase "
+            "How images are computed: float; or vector (the same on 4-lane vector operations, but defective "
+            "pixels are not repaired); or reference (the pipeline of raw 16-bit counts: phase "
             "correlation, for even widths; the image lies on the newest frame; sums in single precision)")
         ->check(CLI::IsMember(pipelineNames()))
         ->default_str("float");
@@ -24,8 +25,9 @@ void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
                 p.registration = name == "phase" ? Registration::phase : Registration::corners;
             },
             "How frames are aligned: tracked corners, or phase correlation (for even widths; needs fine "
-            "texture where frames moved by more than a pixel) (default: corners; of the reference pipeline "
-            "always phase)")
+            "texture where frames moved by more than a pixel) (default: corners; of the vector pipeline "
+            "always "
+            "corners, of the reference pipeline always phase)")
         ->check(CLI::IsMember({"corners", "phase"}));
 }
 

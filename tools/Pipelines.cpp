@@ -5,6 +5,7 @@
 
 #include "tools/ReferencePipeline.h"
 #include "tools/UserError.h"
+#include "tools/VectorPipeline.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
@@ -57,6 +58,7 @@ struct Offer {
 
 constexpr Offer kOffers[] = {
     {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true, 3, true, true, true},
+    {PipelineKind::vector, "vector", makeVectorPipeline, Registration::corners, false, 3, true, false, false},
     {PipelineKind::reference, "reference", makeReferencePipeline, Registration::phase, false, 0, false, true,
      true},
 };

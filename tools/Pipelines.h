@@ -58,7 +58,7 @@ class Pipeline {
     virtual float computeSR(cv::Mat_<float>& out) = 0;
     virtual std::vector<cv::Point2f> completeShifts() const = 0;
     /// Of the last run, oldest first: 1 where a frame agrees with the reference; empty where masks are not told.
-    virtual std::vector<cv::Mat_<uchar>> masks() const = 0;
+    virtual std::vector<cv::Mat_<uchar>> masks() const { return {}; }
 };
 
 /// Throws what the library throws for parameters that it refuses. The parameters have to be settled.

@@ -1,17 +1,29 @@
 #include "tools/ValueReader.h"
 
+#include <limits>
+
 #include "tools/Guard.h"
 #include "tools/Messages.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
+namespace {
+
+/// What the pipeline does not take for a defect. The vector pipeline takes everything as it is.
+PlausibleRange plausibleFor(const PipelineParameters& parameters) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    if (parameters.kind == PipelineKind::vector) return {-kInfinity, kInfinity};
+    return PlausibleRange::of(parameters.rawCounts);
+}
+
+}  // namespace
 
 ValueReader::ValueReader(FrameReader& reader, const EnhanceCommand& command, cv::Size frameSize)
     : reader_(reader),
       decode_(command.decode),
       rawCounts_(command.parameters.rawCounts),
       wantsSignedCounts_(rawCounts_ && command.parameters.kind == PipelineKind::reference),
-      range_(PlausibleRange::of(rawCounts_)) {
+      range_(plausibleFor(command.parameters)) {
     if (!command.calibration.empty()) calibration_.emplace(command.calibration, decode_, frameSize);
 }
 

@@ -31,7 +31,7 @@ std::size_t oddOneOut(const WindowRunner::Frames& window) {
     for (std::size_t i = 0; i < window.size(); ++i) {
         std::vector<double> misfits;
         for (const RecordedFrame* other : window) {
-            if (other != window[i]) misfits.push_back(misfit(other->sound, window[i]->sound, {}));
+            if (other != window[i]) misfits.push_back(misfit(other->detail, window[i]->detail, {}));
         }
         const double typical = medianOf(misfits);
         if (typical > largest) {
@@ -72,7 +72,11 @@ std::optional<Enlarged> WindowRunner::run(Frames pool, Refusal& refusal) {
     }
     std::optional<Enlarged> result = runGuarded(std::move(pool), refusal);
     if (result && samePhase(result->shifts)) {
-        sayOnce_({"phase", {}, "the frames lie whole pixels apart (a tripod?); there is little to gain", ""});
+        sayOnce_({"phase",
+                  {},
+                  "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
+                  "image is hardly better than its bicubic enlargement, if at all",
+                  ""});
     }
     return result;
 }
@@ -153,7 +157,7 @@ std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const Recor
     if (share <= kMaskShare) {
         return format("agrees with the reference frame in only %.0f %% of its pixels", 100.0 * share);
     }
-    const double apart = misfit(reference.sound, frame.sound, d);
+    const double apart = misfit(reference.detail, frame.detail, d);
     if (apart <= kMisfit) return {};
     return format("does not fit the reference frame where it was found (misfit %.0f %%)", 100.0 * apart);
 }
@@ -190,8 +194,8 @@ float WindowRunner::weightFor(const Frames& window) {
     if (!parameters_.guarded) return given;
     std::vector<double> shares;
     for (const RecordedFrame* frame : window) {
-        const double contrast = contrastOf(frame->sound);
-        shares.push_back(contrast > 0.0 ? noiseOf(frame->sound) / contrast : 0.0);
+        const double contrast = frame->detail.contrast;
+        shares.push_back(contrast > 0.0 ? frame->detail.noise / contrast : 0.0);
     }
     const double share = medianOf(shares);
     const float advised = weightForNoise(share, given);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/Enhancer.h"
+#include "tools/FrameMeasures.h"
 #include "tools/Guard.h"
 
 namespace oravo::tools {
@@ -16,7 +17,7 @@ struct RecordedFrame {
     std::size_t number;
     std::string name;        ///< of its file
     cv::Mat_<float> values;  ///< as read
-    cv::Mat_<float> sound;   ///< without status codes; empty where nothing is guarded
+    FrameDetail detail;      ///< empty where nothing is guarded
     bool quiet;              ///< why it cannot be used has been said
 };
 

@@ -17,7 +17,7 @@ need_packages lintian
 
 echo "== lintian"
 # The packages are not on their way into Debian: no bug report waits for them.
-lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
+lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
 
 if [ "$(id -u)" -ne 0 ]; then
     echo "== not root: the packages were not installed"

@@ -2,7 +2,8 @@
 # what README.md says works as it stands, and its figures hold
 #
 # Its sh blocks run in their order in one shell, and blocks that name a file are written under that name, in a copy of
-# the tree and an empty home. The resulting images have to be the same in all languages.
+# the tree and an empty home. The resulting images have to be the same in all languages. The gallery's figures, and those
+# that other pages take from it, are measured anew.
 #
 #   scripts/checks/readme.sh
 set -euo pipefail
@@ -21,3 +22,6 @@ export HOME=$scratch/home PATH=/usr/bin:$PATH CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE
 echo "== running README.md"
 bash -euo pipefail "$scratch/steps.sh" >"$scratch/log" 2>&1 || { tail -n 30 "$scratch/log"; exit 1; }
 /usr/bin/python3 "$root/scripts/checks/readme.py" verify README.md "$scratch/log"
+echo "== measuring the gallery"
+/usr/bin/python3 "$root/scripts/gallery.py" "$HOME/oravo/bin/oravo-superres" "$scratch/docs"
+diff "$scratch/docs/gallery.md" docs/gallery.md

@@ -36,13 +36,14 @@ TEST(FrameMeasures, MisfitTellsRightShiftsFromWrongOnes) {
     for (const double noise : {0.0, 0.5, 2.0}) {
         for (const cv::Point2f shift : {cv::Point2f(0.5f, -0.5f), {3.3f, 1.7f}, {-6.0f, 10.4f}}) {
             const Burst burst = burstOf({{0, 0}, shift}, noise);
-            const auto found = [&](cv::Point2f d) { return misfit(burst.frames[0], burst.frames[1], d); };
+            const FrameDetail reference(burst.frames[0]), frame(burst.frames[1]);
+            const auto found = [&](cv::Point2f d) { return misfit(reference, frame, d); };
             EXPECT_LT(found(shift), 0.04) << noise << shift;
             EXPECT_GT(found(shift + cv::Point2f(2, 1)), 0.2) << noise << shift;
             EXPECT_GT(found(shift - cv::Point2f(9, 0)), 0.5) << noise << shift;
         }
     }
-    const cv::Mat_<float> flat(20, 30, 4.0f);
+    const FrameDetail flat(cv::Mat_<float>(20, 30, 4.0f));
     EXPECT_EQ(misfit(flat, flat, {1, 1}), 0.0);
     EXPECT_EQ(misfit(flat, flat, {40, 0}), 1.0);  // no overlap
 }
