@@ -67,12 +67,6 @@ std::pair<double, double> parseRange(const std::string& text) {
 
 ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reader)
     : command_(command), options_(command.results), reader_(reader), unit_(unitOf(command)) {
-    const bool needsMasks = wants(options_.coverage) || wants(options_.noiseMap) || !options_.reports.empty();
-    if (needsMasks && command.parameters.kind == PipelineKind::vector) {
-        throw UserError(ExitCode::kUsage,
-                        "--coverage, --noise-map, --report: the vector pipeline does not tell "
-                        "which pixels it used");
-    }
     std::set<fs::path> taken{settled(command.output), settled(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
         if (!wants(path)) return;
