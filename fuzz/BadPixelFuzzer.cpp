@@ -65,21 +65,25 @@ void search(Input& in, const cv::Mat_<short>& image) {
     require(sameList(list, twinList), "the search lists what the plain one does");
 }
 
+/// A search radius, of any size where the search stays short: it ends at the farthest corner.
+unsigned anyRadius(Input& in, const List& list, cv::Size size) {
+    constexpr int kShort = 100;
+    const bool near = std::all_of(list.begin(), list.end(), [](ushort v) { return v < kShort; });
+    const bool any = near && std::max(size.width, size.height) < kShort && in.between(0, 3) == 0;
+    return any ? in.take<unsigned>() : static_cast<unsigned>(in.between(0, 12));
+}
+
 void replace(Input& in, cv::Size size) {
     const List added = anyList(in, size);
     List list = anyList(in, size);
     List twin = list.clone();
+    const bool inside = liesInside(list, size) && liesInside(added, size) && !size.empty();
     const int n = in.between(0, 12);
-    const bool inside = liesInside(list, size) && liesInside(added, size);
-    BadPixel::appendBadPixel(added, list, size,
-                             in.between(0, 15) == 0 ? in.take<unsigned>() : static_cast<unsigned>(n));
-    list = twin.clone();
-    if (BadPixel::appendBadPixel(added, list, size, static_cast<unsigned>(n)) && inside && !size.empty()) {
+    if (BadPixel::appendBadPixel(added, list, size, static_cast<unsigned>(n)) && inside) {
         plain::append(added, twin, size, n);
         require(sameList(list, twin), "appending chooses what the plain loops do");
     }
-    BadPixel::calculateReplacePixels(list, size,
-                                     in.between(0, 3) == 0 ? in.take<unsigned>() : static_cast<unsigned>(n));
+    BadPixel::calculateReplacePixels(list, size, anyRadius(in, list, size));
     const auto row = static_cast<ushort>(in.between(0, 15));
     BadPixel::calculateSingleReplacePixel(list, row, size, in.between(-3, 9));
     BadPixel::calculateSingleReplacePixelSimpleNhood(list, row, size);

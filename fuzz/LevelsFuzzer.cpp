@@ -23,8 +23,8 @@ bool same(double a, double b) {
 }
 
 void engines(Input& in) {
-    const FrameSize low{in.between(1, 40), in.between(1, 12)};
-    Problem problem(low, in.between(1, 7), in.take<std::uint16_t>());
+    const FrameSize low{in.between(1, 36), in.between(1, 6)};
+    Problem problem(low, in.between(1, 5), in.take<std::uint16_t>());
     for (int i = in.between(0, 20); i > 0; --i) {
         auto& samples = problem.samples[in.take<std::uint8_t>() % problem.samples.size()];
         samples[in.take<std::uint16_t>() % samples.size()] = in.take<float>();

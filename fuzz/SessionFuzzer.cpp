@@ -13,7 +13,7 @@
 namespace oravo::fuzz {
 namespace {
 
-constexpr int kMostPixels = 40 * 40;  // of a frame that is fed; sessions are opened for any size
+constexpr int kMostPixels = 28 * 28;  // of a frame that is fed; sessions are opened for any size
 
 using Sessions = std::map<int, cv::Size>;
 
@@ -45,8 +45,8 @@ std::unique_ptr<float[]> anyFrame(Input& in, cv::Size size) {
 
 void open(Input& in, Sessions& sessions) {
     const bool small = in.between(0, 3) != 0;
-    const int width = small ? in.between(0, 40) : in.take<std::int32_t>();
-    const int height = small ? in.between(0, 40) : in.take<std::int32_t>();
+    const int width = small ? in.between(0, 28) : in.take<std::int32_t>();
+    const int height = small ? in.between(0, 28) : in.take<std::int32_t>();
     if (sessions.size() >= 4) return;
     try {
         const int handle = SuperResolution_init(width, height);
@@ -135,7 +135,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::cout.setstate(std::ios::failbit);  // no timing reports
     Input in(data, size);
     Sessions sessions;
-    for (int steps = 0; steps < 40 && !in.empty(); ++steps) {
+    for (int steps = 0; steps < 25 && !in.empty(); ++steps) {
         switch (in.between(0, 9)) {
             case 0:
                 open(in, sessions);

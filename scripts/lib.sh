@@ -16,7 +16,7 @@ as_root() {
 need_packages() {
     local missing=() package
     for package in "$@"; do
-        if ! dpkg -s "$package" 2>/dev/null | grep -q '^Status: install ok installed'; then
+        if [[ $(dpkg-query -W -f '${Status}' "$package" 2>/dev/null) != *"install ok installed"* ]]; then
             missing+=("$package")
         fi
     done

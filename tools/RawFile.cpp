@@ -15,7 +15,8 @@ UserError misunderstood(const std::string& text, const std::string& what) {
 }  // namespace
 
 RawFormat parseRawFormat(const std::string& text) {
-    static const std::regex pattern("([0-9]{1,10})x([0-9]{1,10}):([a-z0-9]+)(?:@([0-9]{1,18}))?");
+    // All counts are bounded: the matcher's recursion is as deep as the text it takes is long.
+    static const std::regex pattern("([0-9]{1,10})x([0-9]{1,10}):([a-z0-9]{1,20})(?:@([0-9]{1,18}))?");
     std::smatch parts;
     if (!std::regex_match(text, parts, pattern)) {
         throw misunderstood(text, "is not WxH:TYPE or WxH:TYPE@BYTES, such as 640x512:u16le");

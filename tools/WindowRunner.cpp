@@ -72,11 +72,12 @@ std::optional<Enlarged> WindowRunner::run(Frames pool, Refusal& refusal) {
     }
     std::optional<Enlarged> result = runGuarded(std::move(pool), refusal);
     if (result && samePhase(result->shifts)) {
-        sayOnce_({"phase",
-                  {},
-                  "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
-                  "image is hardly better than its bicubic enlargement, if at all",
-                  ""});
+        sayOnce_(
+            {"phase",
+             {},
+             "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
+             "image is hardly better than its bicubic enlargement, if at all",
+             ""});
     }
     return result;
 }

@@ -222,6 +222,9 @@ std::vector<BadFrame> badFrames() {
         {"over range", coded(vision::CODE_OVER_RANGE), {-3, -4}},
         {"bad", coded(vision::CODE_BAD_PIXEL), {-999}},
         {"elsewhere", Scene(99, kHeight, kWidth).frame(kHeight, kWidth), {0, -3, -999}},
+        {"moved beyond the limits",
+         Scene(7, kHeight, kWidth).frame(kHeight, kWidth, {9.0f, -9.0f}),
+         {0, -3, -999}},
         {"upside down", linear(Scene(7, kHeight, kWidth).frame(kHeight, kWidth), -1.0, 40.0), {0, -3, -999}}};
 }
 
@@ -232,7 +235,7 @@ TEST_F(Endurance, GoodFramesGiveGoodImagesWhateverCameBefore) {
         const int session = SuperResolution_init(kWidth, kHeight);
         for (int i = 0; i < 7; ++i) feed(session, frame(i));
         long settled = 0;
-        for (int round = 0; round < 8; ++round) {
+        for (int round = 0; round < 20; ++round) {
             const int status = feed(session, bad.image);
             ASSERT_NE(std::count(bad.statuses.begin(), bad.statuses.end(), status), 0) << status;
             for (int i = 0; i < 6; ++i) {

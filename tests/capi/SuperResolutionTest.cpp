@@ -86,7 +86,8 @@ TEST(CInterface, RefusesHandlesThatNameNoSession) {
 }
 
 TEST(CInterface, InitReportsSizesThatCannotBe) {
-    for (const auto& [width, height] : {std::pair(-1, 8), {8, -1}, {INT_MAX, INT_MAX}, {60000, 30000}}) {
+    for (const auto& [width, height] :
+         {std::pair(-1, 8), {8, -1}, {INT_MAX, INT_MAX}, {60000, 30000}, {16777217, 1}, {0, 67108869}}) {
         EXPECT_EQ(SuperResolution_init(width, height), -1) << width << " x " << height;
         EXPECT_NE(message().find(std::to_string(width) + " x " + std::to_string(height)), std::string::npos);
     }

@@ -85,6 +85,7 @@ TEST_F(Readers, RawFilesHoldWholeFrames) {
                               "65536x65536:u8", "5x2:u8@", "9999999999x9999999999:u8", "5x2:u16le "}) {
         EXPECT_NE(complaint([&] { parseRawFormat(wrong); }, ExitCode::kUsage), "") << wrong;
     }
+    EXPECT_NE(complaint([&] { parseRawFormat("5x2:u8" + std::string(1 << 20, '8')); }, ExitCode::kUsage), "");
 }
 
 TEST_F(Readers, NumpyArraysOfEveryVersionAndArrangement) {

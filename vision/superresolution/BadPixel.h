@@ -133,7 +133,8 @@ class ORAVO_EXPORT BadPixel {
     /// one row nearer than the offset, so that the pixel directly below has distance 0. Equal keys are in the
     /// order of r, then c, then sign (positive first). Maps 1, 2 and 3 are map 0 turned by 90, 180 and 270
     /// degrees: (-dy, dx), (-dx, -dy), (dy, -dx).
-    /// @param n  any value; the maps are empty for n <= 0. Each holds about 1.57 n^2 entries of some 50 bytes
+    /// @param n  any value; the maps are empty for n <= 0. Each holds about 1.57 n^2 entries of some 50 bytes;
+    ///           a query beyond the machine's memory is refused by an oravo::Exception
     static ReplacementQuery computeReplacePixelQuery(int n);
 
     /// Chooses replacement pixels for every row of a list, by the search below with

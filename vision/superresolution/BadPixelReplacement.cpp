@@ -7,6 +7,7 @@
 
 #include "vision/superresolution/BadPixel.h"
 #include "vision/superresolution/detail/BadPixelList.h"
+#include "vision/superresolution/detail/MemoryBudget.h"
 
 namespace oravo::vision {
 namespace {
@@ -119,6 +120,13 @@ bool chooseReplacements(unsigned short* row, const cv::Size_<int>& imageSize,
 }  // namespace detail
 
 BadPixel::ReplacementQuery BadPixel::computeReplacePixelQuery(int n) {
+    // Refused before the machine is full: half a disc of offsets in each of four maps.
+    constexpr double kEntryBytes = 64.0;
+    const double entries = 4.0 * 1.58 * std::max(n, 0) * std::max(n, 0);
+    const auto bytes = static_cast<std::size_t>(std::min(kEntryBytes * entries, 1e18));
+    detail::promiseMemory(bytes);
+    detail::giveBackMemory(bytes);
+
     ReplacementQuery query(kDirections);
     for (const auto& [distance, offset] : halfDiscBelow(n)) {
         const int x = offset.x;

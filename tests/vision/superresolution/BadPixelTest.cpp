@@ -174,6 +174,11 @@ TEST(BadPixelReplacement, QueryEqualsTheDefiningLoops) {
     EXPECT_EQ(query[0], expected);
 }
 
+TEST(BadPixelReplacement, QueryBeyondTheMachineIsRefused) {
+    EXPECT_THROW(BadPixel::computeReplacePixelQuery(90000), Exception);  // would take 3 TB
+    EXPECT_THROW(BadPixel::computeReplacePixelQuery(2147483647), Exception);
+}
+
 TEST(BadPixelReplacement, EqualsThePassesOverTheDirections) {
     cv::RNG rng(5);
     int failures = 0;

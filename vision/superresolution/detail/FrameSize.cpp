@@ -34,7 +34,10 @@ FrameSize enlarged(FrameSize size, float factor, const CodeLocation& where) {
     const float width = static_cast<float>(size.width) * factor;
     const float height = static_cast<float>(size.height) * factor;
     constexpr float kMost = static_cast<float>(std::numeric_limits<int>::max());
-    if (width >= kMost || height >= kMost || width * height >= kMost) {
+    // Single precision rounds sides above 2^24, and might then promise more columns than there are.
+    const auto rounded = [](int side) { return static_cast<double>(static_cast<float>(side)) != side; };
+    if (width >= kMost || height >= kMost || width * height >= kMost || rounded(size.width) ||
+        rounded(size.height)) {
         raise("Image size " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                   " is too large for super-resolution factor " + std::to_string(factor) + ".",
               where);

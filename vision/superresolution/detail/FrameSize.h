@@ -24,7 +24,8 @@ FrameSize checkedSize(long long width, long long height, const CodeLocation& whe
 /// The factor itself, or an Exception that names it when it is not a number from 1 to 32768.
 float checkedFactor(float factor, const CodeLocation& where);
 
-/// The size enlarged by a factor: each side computed in single precision and truncated.
+/// The size enlarged by a factor: each side computed in single precision and truncated. An Exception that names
+/// both when the result's count overflows, or a side is no number of single precision.
 FrameSize enlarged(FrameSize size, float factor, const CodeLocation& where);
 
 }  // namespace oravo::vision::detail
