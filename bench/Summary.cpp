@@ -6,7 +6,7 @@
 namespace oravo::bench {
 namespace {
 
-/// A line of the table. A figure that has not been measured is a dash.
+/// A line of the table.
 void line(std::ostream& out, const std::string& work, double measured, const char* unit,
           const std::string& beside, double ratio, const char* goal) {
     char text[200];

@@ -3,6 +3,16 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
+# oravo_compress(FILE RESULT): the same file under the build folder as .gz, without name and time in it.
+function(oravo_compress file result)
+  cmake_path(ABSOLUTE_PATH file)
+  cmake_path(GET file FILENAME name)
+  set(compressed "${CMAKE_CURRENT_BINARY_DIR}/${name}.gz")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+  execute_process(COMMAND gzip -9nc "${file}" OUTPUT_FILE "${compressed}" COMMAND_ERROR_IS_FATAL ANY)
+  set(${result} "${compressed}" PARENT_SCOPE)
+endfunction()
+
 set(ORAVO_PYTHON_INSTALL_DIR "lib/python3/dist-packages" CACHE STRING
     "Where the Python package goes, below the prefix; the default is Debian's place")
 
@@ -57,16 +67,11 @@ if(TARGET oravo-superres)
   # Finds the library of its own prefix; system packages go without (CMAKE_SKIP_INSTALL_RPATH).
   set_target_properties(oravo-superres PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   install(TARGETS oravo-superres RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
-endif()
-if(EXISTS "${PROJECT_SOURCE_DIR}/docs/man/oravo-superres.1")
-  install(FILES docs/man/oravo-superres.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
-endif()
-if(EXISTS "${PROJECT_SOURCE_DIR}/tools/completion/oravo-superres.bash")
+  oravo_compress(docs/man/oravo-superres.1 manual)
+  install(FILES "${manual}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
   install(FILES tools/completion/oravo-superres.bash RENAME oravo-superres
           DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT program)
 endif()
 
-if(EXISTS "${PROJECT_SOURCE_DIR}/python/oravo_superres")
-  install(DIRECTORY python/oravo_superres DESTINATION "${ORAVO_PYTHON_INSTALL_DIR}" COMPONENT python
-          FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
-endif()
+install(DIRECTORY python/oravo_superres DESTINATION "${ORAVO_PYTHON_INSTALL_DIR}" COMPONENT python
+        FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)

@@ -58,9 +58,6 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${runtime} (>= ${PROJECT_VERSION}), pyt
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
     "${PROJECT_SOURCE_DIR}/cmake/debian/postinst" "${PROJECT_SOURCE_DIR}/cmake/debian/prerm")
 
-find_program(gzip gzip NO_CACHE)
-if(gzip)
-  configure_file(cmake/debian/changelog.in changelog.Debian @ONLY)
-  execute_process(COMMAND "${gzip}" -9nkf changelog.Debian WORKING_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}")
-endif()
+configure_file(cmake/debian/changelog.in changelog.Debian @ONLY)
+oravo_compress("${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian" changelog)
 include(CPack)

@@ -67,7 +67,8 @@ double validShare(const cv::Mat_<uchar>& mask) {
 }
 
 cv::Mat_<float> noiseOf(const Window& window, const cv::Mat_<float>& image, float psfSigma) {
-    const cv::Size size = window.masks.front().size();
+    const cv::Size size = window.frames.front().size();
+    const cv::Mat_<uchar> everywhere(size, uchar{1});
     SensorModel model(size, psfSigma);
     cv::Mat_<float> seen;
     cv::copyMakeBorder(repaired(image), seen, SensorModel::kBefore, SensorModel::kBehind,
@@ -76,7 +77,8 @@ cv::Mat_<float> noiseOf(const Window& window, const cv::Mat_<float>& image, floa
     for (std::size_t k = 0; k < window.frames.size(); ++k) {
         const cv::Point whole = SensorModel::wholePixels(window.shifts[k]);
         const cv::Mat_<float> expected = model.frame(seen, window.shifts[k] - cv::Point2f(whole));
-        addFrame(window.frames[k], whole, window.masks[k], expected, residuals);
+        addFrame(window.frames[k], whole, window.masks.empty() ? everywhere : window.masks[k], expected,
+                 residuals);
     }
     cv::Mat_<double> scatter(size, 0.0);
     cv::Mat_<double> freedom(size, 0.0);

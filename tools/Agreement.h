@@ -10,7 +10,8 @@ namespace oravo::tools {
 struct Window {
     std::vector<cv::Mat_<float>> frames;
     std::vector<cv::Point2f> shifts;     ///< frame(p + d) = reference(p)
-    std::vector<cv::Mat_<uchar>> masks;  ///< on the reference frame's grid: 1 where a frame agrees with it
+    std::vector<cv::Mat_<uchar>> masks;  ///< on the reference frame's grid: 1 where a frame agrees with it;
+                                         ///< none where that is not told, and all pixels count
 };
 
 /// How many frames vouch for each pixel of the enlarged image: the sum of the masks, of twice their size.

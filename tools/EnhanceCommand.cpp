@@ -79,7 +79,9 @@ class Enhancement {
         if (!command_.every) enlargeLast();
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
-                            command_.every ? "no frame could be enlarged; nothing was written" : refusal_);
+                            command_.every
+                                ? "no frame could be enlarged; nothing was written" + window_.skipped()
+                                : refusal_);
         }
         sink_.finish();
         if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
@@ -116,8 +118,8 @@ class Enhancement {
 
     void enlargeLast() {
         if (!window_.ready()) {
-            refusal_ = format("no enlarged image: fewer than %zu frames in a row belong together%s", kWindow,
-                              window_.skipped().c_str());
+            refusal_ = format("no enlarged image: fewer than %zu frames are left%s (--no-guard keeps all)",
+                              kWindow, window_.skipped().c_str());
             return;
         }
         enlarge(reader_.count() - 1);

@@ -22,6 +22,8 @@ bool FrameWindow::add(const cv::Mat_<float>& values, const std::string& name, bo
         if (!belongs(frame, sound)) return false;
         frame.detail = FrameDetail(sound);
     }
+    recent_.push_back(frame);
+    if (recent_.size() > kFull) recent_.pop_front();
     frames_.push_back(std::move(frame));
     if (frames_.size() > kFull + (guarded_ ? kSpare : 0)) frames_.pop_front();
     return true;
@@ -43,18 +45,32 @@ bool FrameWindow::belongs(const RecordedFrame& frame, const cv::Mat_<float>& sou
         ++restarts_;
         warn(Guard{"jump", frame.number, what, "a new window begins (shutter calibration?)"});
         if (frames_.size() >= kFull) earlier_ = frames_;
+        if (interrupted_.empty() || frames_.size() >= kFull) interrupted_ = std::move(frames_);
         frames_.clear();
+    }
+    if (finding.verdict == StreamGuard::Verdict::resume) {
+        warn(Guard{"jump", frame.number, what, "the frames in between are left out"});
+        frames_ = std::move(interrupted_);
+        interrupted_.clear();
     }
     return true;
 }
 
 bool FrameWindow::ready() const {
-    return frames_.size() >= kFull || (!every_ && earlier_.size() >= kFull);
+    return (every_ ? frames_ : recent_).size() >= kFull;
+}
+
+const std::deque<RecordedFrame>& FrameWindow::latest() const {
+    if (frames_.size() >= kFull) return frames_;
+    if (earlier_.size() >= kFull) return earlier_;
+    warn(
+        Guard{"jump", {}, "no five frames in a row belong together", "the last five are taken all the same"});
+    return recent_;
 }
 
 std::optional<Enlarged> FrameWindow::run(Refusal& refusal) {
     WindowRunner::Frames pool;
-    for (const RecordedFrame& frame : frames_.size() >= kFull ? frames_ : earlier_) pool.push_back(&frame);
+    for (const RecordedFrame& frame : latest()) pool.push_back(&frame);
     return runner_.run(std::move(pool), refusal);
 }
 

@@ -23,7 +23,8 @@ class FrameWindow {
     /// Whether there are frames enough for an image.
     bool ready() const;
 
-    /// Enlarges the newest frames that belong together.
+    /// Enlarges the newest frames that belong together. Without five such frames, one image for the recording is made
+    /// of its last five.
     std::optional<Enlarged> run(Refusal& refusal);
 
     /// What was skipped, in words that follow the summary of a recording; empty where nothing was.
@@ -33,12 +34,17 @@ class FrameWindow {
     /// @param sound  the frame without status codes
     bool belongs(const RecordedFrame& frame, const cv::Mat_<float>& sound);
 
+    const std::deque<RecordedFrame>& latest() const;
+
     bool guarded_;
     bool every_;
     WindowRunner runner_;
     StreamGuard guard_;
     std::deque<RecordedFrame> frames_;   // that belong together, oldest first
     std::deque<RecordedFrame> earlier_;  // the latest before them that were enough for an image
+    std::deque<RecordedFrame>
+        interrupted_;  // those before the latest jump, or the first of several in short order
+    std::deque<RecordedFrame> recent_;  // the last five taken in, whether or not they belong together
     std::size_t count_ = 0;
     std::size_t repeated_ = 0;
     std::size_t restarts_ = 0;

@@ -55,6 +55,7 @@ td.n, th.n { text-align:right; } td.name { white-space:nowrap; } td.wide { overf
 
 std::string percent(double share) {
     // All but a few must not look like all.
+    if (std::isnan(share)) return "not told";
     const double value = 100.0 * share;
     return value > 99.95 && value < 100.0 ? ">99.9 %" : format("%.1f %%", value);
 }
@@ -217,6 +218,7 @@ std::string phases(const Report& r) {
 }
 
 std::string coverageFigure(const Report& r) {
+    if (r.coverage.empty()) return "";
     const int frames = static_cast<int>(r.frames.size());
     std::string legend;
     for (int count = frames; count >= 0; --count) {
@@ -252,8 +254,8 @@ std::string frameTable(const Report& r) {
         "x<th "
         "class=n>Shift y<th>Valid pixels<th>Status</tr>\n";
     for (const ReportedFrame& f : r.frames) {
-        const std::string meter =
-            format("<span class=meter><i style=\"width:%.1f%%\"></i></span>", 100.0 * f.validShare);
+        const double filled = std::isnan(f.validShare) ? 0.0 : 100.0 * f.validShare;
+        const std::string meter = format("<span class=meter><i style=\"width:%.1f%%\"></i></span>", filled);
         text += "<tr>" + cell(std::to_string(f.number), "n") + cell(htmlText(f.name), "wide") +
                 cell(format("%.3f", static_cast<double>(f.shift.x)), "n") +
                 cell(format("%.3f", static_cast<double>(f.shift.y)), "n") +
@@ -317,7 +319,9 @@ std::vector<Fact> timings(const Report& r) {
 std::string tiles(const Report& r) {
     const ReportedImage& last = r.images.back();
     double least = 1.0;
-    for (const ReportedFrame& frame : r.frames) least = std::min(least, frame.validShare);
+    for (const ReportedFrame& frame : r.frames) {
+        if (!(frame.validShare >= least)) least = frame.validShare;
+    }
     std::string text = "<div class=tiles>\n" +
                        tile(last.warning.empty() ? format("%.2f", last.gain) : "&ndash;",
                             "estimated gain of resolution (2 at most)") +

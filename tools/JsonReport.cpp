@@ -54,6 +54,7 @@ Json frame(const ReportedFrame& f) {
 
 /// The share of pixels that so many frames vouch for, by that number.
 Json coverage(const Report& report) {
+    if (report.coverage.empty()) return nullptr;
     Json shares = Json::array();
     for (std::size_t count = 0; count <= report.frames.size(); ++count) {
         const int pixels = cv::countNonZero(report.coverage == static_cast<int>(count));

@@ -112,9 +112,10 @@ Lettering fitted(const std::string& text, Lettering lettering, int room) {
 }  // namespace
 
 std::optional<Spots> Spots::of(const cv::Mat_<float>& image) {
+    const int border = std::min(image.rows, image.cols) < 32 ? 0 : 2;
     std::optional<Spots> spots;
-    for (int y = 0; y < image.rows; ++y) {
-        for (int x = 0; x < image.cols; ++x) {
+    for (int y = border; y < image.rows - border; ++y) {
+        for (int x = border; x < image.cols - border; ++x) {
             const float value = image(y, x);
             if (!isValue(value)) continue;
             const Spot here{{x, y}, value};

@@ -10,7 +10,8 @@
 
 namespace oravo::tools {
 
-/// The hottest and the coldest pixel; the first in row order where several are.
+/// The hottest and the coldest pixel; the first in row order where several are. The outermost two pixels of all but
+/// tiny images are left out: fewer samples vouch for them, and their values overshoot.
 struct Spots {
     struct Spot {
         cv::Point at;

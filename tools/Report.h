@@ -28,7 +28,7 @@ struct ReportedFrame {
     std::size_t number = 0;
     std::string name;
     cv::Point2f shift;        ///< frame(p + d) = reference(p)
-    double validShare = 0.0;  ///< of its pixels that agree with the reference
+    double validShare = 0.0;  ///< of its pixels that agree with the reference; NaN where that is not told
     std::string status;       ///< kReference, "used", or what is to be said about it
 };
 
@@ -53,7 +53,7 @@ struct Report {
     std::vector<ReportedFrame> frames;  ///< its window, oldest first
     cv::Mat_<float> image;
     cv::Mat_<float> reference;  ///< the frame that it lies on
-    cv::Mat_<uchar> coverage;   ///< frames per pixel of the image
+    cv::Mat_<uchar> coverage;   ///< frames per pixel of the image; empty where that is not told
     cv::Mat_<float> noise;      ///< of the frames per pixel of the image
     ColourScale scale;          ///< of image and reference in pictures
 

@@ -67,6 +67,12 @@ std::pair<double, double> parseRange(const std::string& text) {
 
 ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reader)
     : command_(command), options_(command.results), reader_(reader), unit_(unitOf(command)) {
+    const bool needsMasks = wants(options_.coverage) || wants(options_.noiseMap) || !options_.reports.empty();
+    if (needsMasks && command.parameters.kind == PipelineKind::vector) {
+        throw UserError(ExitCode::kUsage,
+                        "--coverage, --noise-map, --report: the vector pipeline does not tell "
+                        "which pixels it used");
+    }
     std::set<fs::path> taken{settled(command.output), settled(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
         if (!wants(path)) return;
@@ -74,6 +80,10 @@ ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reade
         if (!taken.insert(settled(path)).second) throw outputError(path + ": is named for two outputs");
         if (reader.readsFrom(path)) throw outputError(path + ": is one of the inputs");
     };
+    if (wants(options_.coverage) && command.parameters.kind == PipelineKind::vector) {
+        throw UserError(ExitCode::kUsage,
+                        "--coverage: the vector pipeline does not tell which pixels of a frame agree");
+    }
     check(options_.preview, {".png"});
     check(options_.coverage, {".tif", ".tiff", ".png"});
     check(options_.noiseMap, {".tif", ".tiff", ".png"});
@@ -114,7 +124,7 @@ std::vector<ReportedFrame> ResultFiles::frames() const {
     std::vector<ReportedFrame> all;
     for (std::size_t i = 0; i < last_.frames.size(); ++i) {
         ReportedFrame frame{last_.frames[i], reader_.name(last_.frames[i]), last_.shifts[i],
-                            validShare(last_.masks[i]), "used"};
+                            last_.masks.empty() ? std::nan("") : validShare(last_.masks[i]), "used"};
         if (frame.number == last_.reference) {
             frame.status = kReference;
         } else if (frame.validShare <= kLeastShare) {
@@ -138,7 +148,7 @@ Report ResultFiles::report(const cv::Mat_<float>& noise) const {
     r.images = images_;
     r.frames = frames();
     r.image = last_.image;
-    r.coverage = coverageOf(last_.masks);
+    if (!last_.masks.empty()) r.coverage = coverageOf(last_.masks);
     r.noise = noise;
     r.scale = scaleOf(last_.image);
     r.guards = log_.guards();

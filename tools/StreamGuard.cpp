@@ -26,21 +26,34 @@ constexpr double kNoisy = 0.11;
 }  // namespace
 
 StreamGuard::Finding StreamGuard::look(const cv::Mat_<float>& frame) {
-    const double contrast = contrastOf(frame);
-    Finding finding;
-    if (!last_.empty() && sameValues(frame, last_)) return {Verdict::repeated, "repeats the frame before it"};
-    if (!last_.empty()) {
-        const double larger = std::max(contrast, contrast_);
-        const double step = levelStep(last_, frame, 0.5 * kLevelJump * larger);
-        if (larger > kContrastJump * std::min(contrast, contrast_)) {
-            finding = {Verdict::restart, format("has a contrast of %.3g after %.3g", contrast, contrast_)};
-        } else if (std::abs(step) > kLevelJump * larger) {
-            finding = {Verdict::restart, format("lies %+.3g above the frame before it", step)};
-        }
+    const Seen seen{frame.clone(), contrastOf(frame)};
+    if (!last_.frame.empty() && sameValues(frame, last_.frame)) {
+        return {Verdict::repeated, "repeats the frame before it"};
     }
-    last_ = frame.clone();
-    contrast_ = contrast;
-    return finding;
+    const std::string jump = jumpBetween(last_, seen);
+    if (jump.empty()) {
+        last_ = seen;
+        ++sinceRestart_;
+        return {};
+    }
+    const bool shortly = sinceRestart_ < kInterruption && !interrupted_.frame.empty();
+    const bool back = shortly && jumpBetween(interrupted_, seen).empty();
+    if (!shortly) interrupted_ = last_;
+    if (back) interrupted_ = {};
+    last_ = seen;
+    sinceRestart_ = 1;
+    return {back ? Verdict::resume : Verdict::restart, back ? "is like those before the jump" : jump};
+}
+
+/// What sets a frame apart from the one before it; empty where nothing does.
+std::string StreamGuard::jumpBetween(const Seen& before, const Seen& after) {
+    if (before.frame.empty()) return {};
+    const double larger = std::max(before.contrast, after.contrast);
+    if (larger > kContrastJump * std::min(before.contrast, after.contrast)) {
+        return format("has a contrast of %.3g after %.3g", after.contrast, before.contrast);
+    }
+    const double step = levelStep(before.frame, after.frame, 0.5 * kLevelJump * larger);
+    return std::abs(step) > kLevelJump * larger ? format("lies %+.3g above the frame before it", step) : "";
 }
 
 std::string enlargedBefore(const cv::Mat_<float>& frame) {

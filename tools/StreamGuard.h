@@ -10,10 +10,14 @@ namespace oravo::tools {
 /// frames that are sent twice, and shutter calibrations, after which level or contrast jump.
 class StreamGuard {
   public:
+    /// A window's worth of frames: fewer than these between two jumps are an interruption.
+    static constexpr int kInterruption = 5;
+
     enum class Verdict {
         use,
         repeated,  ///< the values of the frame before it: nothing new
-        restart    ///< does not belong together with the frames before it
+        restart,   ///< does not belong together with the frames before it
+        resume  ///< belongs together with those before the latest restart; what came since interrupted them
     };
     struct Finding {
         Verdict verdict = Verdict::use;
@@ -24,8 +28,17 @@ class StreamGuard {
     Finding look(const cv::Mat_<float>& frame);
 
   private:
-    cv::Mat_<float> last_;
-    double contrast_ = 0.0;  // of last_
+    struct Seen {
+        cv::Mat_<float> frame;
+        double contrast = 0.0;
+    };
+    static std::string jumpBetween(const Seen& before, const Seen& after);
+
+    Seen last_;
+    // The last frame before the latest restart, or before the first of several in short order; empty when frames have
+    // resumed.
+    Seen interrupted_;
+    int sinceRestart_ = 0;
 };
 
 /// Why enlarging such a frame brings little, in words that follow "the frames "; empty where nothing speaks

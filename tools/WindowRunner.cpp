@@ -15,6 +15,9 @@ constexpr std::size_t kFewest = 3;  // frames that an image is made of where no 
 constexpr int kAttempts = 4;        // windows tried for one image
 constexpr double kMaskShare = 0.5;  // the library's own limit
 
+constexpr double kMuchNoisier = 4.0;  // than the reference, and
+constexpr double kMostlyNoise = 0.2;  // of the contrast
+
 constexpr float kSameWeight = 1.25f;         // factor within which a new weight is not worth a new pipeline
 constexpr float kMuchTooLargeWeight = 3.0f;  // factor beyond which a weight of the user's is remarked on
 
@@ -72,11 +75,12 @@ std::optional<Enlarged> WindowRunner::run(Frames pool, Refusal& refusal) {
     }
     std::optional<Enlarged> result = runGuarded(std::move(pool), refusal);
     if (result && samePhase(result->shifts)) {
-        sayOnce_({"phase",
-                  {},
-                  "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
-                  "image is hardly better than its bicubic enlargement, if at all",
-                  ""});
+        sayOnce_(
+            {"phase",
+             {},
+             "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
+             "image is hardly better than its bicubic enlargement, if at all",
+             ""});
     }
     return result;
 }
@@ -156,6 +160,10 @@ std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const Recor
     const double share = position < enlarged.masks.size() ? cv::mean(enlarged.masks[position])[0] : 1.0;
     if (share <= kMaskShare) {
         return format("agrees with the reference frame in only %.0f %% of its pixels", 100.0 * share);
+    }
+    if (frame.detail.noise >
+        std::max(kMuchNoisier * reference.detail.noise, kMostlyNoise * frame.detail.contrast)) {
+        return "is mostly noise, far more than the reference frame";
     }
     const double apart = misfit(reference.detail, frame.detail, d);
     if (apart <= kMisfit) return {};

@@ -69,7 +69,16 @@ TEST(StreamGuard, TellsJumpsAndRepetitionsFromMotion) {
     cv::Mat_<float> faint;
     cv::multiply(burst.frames[1], 0.3, faint);
     EXPECT_EQ(shutter.look(faint).verdict, Verdict::restart);
-    EXPECT_EQ(shutter.look(burst.frames[2]).verdict, Verdict::restart);
+    EXPECT_EQ(shutter.look(burst.frames[2]).verdict, Verdict::resume);
+    EXPECT_EQ(shutter.look(faint).verdict, Verdict::restart);
+    cv::Mat_<float> lifted;
+    cv::add(burst.frames[0], contrast, lifted);
+    EXPECT_EQ(shutter.look(lifted).verdict, Verdict::restart);  // neither like these nor like those
+    for (int i = 1; i < StreamGuard::kInterruption; ++i) {
+        cv::add(burst.frames[i % 2 == 0 ? 0 : 1], contrast, lifted);
+        EXPECT_EQ(shutter.look(lifted).verdict, Verdict::use);
+    }
+    EXPECT_EQ(shutter.look(burst.frames[0]).verdict, Verdict::restart);  // those are too long ago
 }
 
 TEST(StreamGuard, KnowsEnlargedFrames) {
@@ -134,6 +143,42 @@ TEST_F(Program, WindowsDoNotReachAcrossAJump) {
     EXPECT_TRUE(says(text(path("s.csv")), "reference is frame 4\nframe,dx,dy\n3,"));
     EXPECT_TRUE(says(run("enhance b -o o.tif --every").err,
                      ": 4 images of 320 x 240 pixels, none for frames 8 to 11"));
+}
+
+TEST_F(Program, DriftBeyondMeasureStillGivesAnImage) {
+    ASSERT_EQ(run("simulate -o b --width 96 --height 72").code, 0);
+    for (int i = 0; i < 5; ++i) {
+        const std::string name = "b/frame_00" + std::to_string(i) + ".tif";
+        cv::Mat_<float> lifted;
+        cv::add(image(name), 0.5 * i, lifted);
+        writeImage(path(name), lifted);
+    }
+    const Outcome outcome = run("enhance b -o o.tif");
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, "no five frames in a row belong together; the last five are taken"))
+        << outcome.err;
+    EXPECT_EQ(run("enhance b -o new/ --every").code, 4);
+    EXPECT_EQ(run("enhance b -o new/ --every --no-guard").code, 0);
+}
+
+TEST_F(Program, LeavesOutFramesThatInterruptARecording) {
+    ASSERT_EQ(run("simulate -o b --frames 8 --width 96 --height 72").code, 0);
+    std::string others;
+    for (int i = 0; i < 8; ++i) {
+        const std::string name = "b/frame_00" + std::to_string(i) + ".tif";
+        cv::Mat_<float> static_(72, 96);
+        cv::theRNG().fill(static_, cv::RNG::NORMAL, 20.0, i == 4 ? 0.05 : 7.0);
+        if (i == 4 || i == 6) {
+            writeImage(path(name), static_);  // a closed shutter; a disturbed transmission
+        } else {
+            others += " " + name;
+        }
+    }
+    ASSERT_EQ(run("enhance" + others + " -o expected.tif").code, 0);
+    const Outcome outcome = run("enhance b -o o.tif");
+    EXPECT_TRUE(says(outcome.err, "frame 5 (b/frame_005.tif) is like those before the jump")) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, "left out\nframes 1 to 3, 5, 7: gain 1.9")) << outcome.err;
+    EXPECT_EQ(cv::norm(image("o.tif"), image("expected.tif")), 0.0);
 }
 
 TEST_F(Program, FramesThatDoNotFitAreLeftOut) {

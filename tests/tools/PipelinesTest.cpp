@@ -37,7 +37,8 @@ TEST_F(Program, VectorPipelineComputesTheSameButRepairsNothing) {
     const Outcome counts = run("enhance raw -o w.tif --scale 500 --pipeline vector");
     EXPECT_EQ(counts.code, 0);
     EXPECT_EQ(counts.err.find("plausible"), std::string::npos) << counts.err;
-    for (const char* option : {"--registration phase", "--nuc", "--timing"}) {
+    for (const char* option :
+         {"--registration phase", "--nuc", "--timing", "--coverage c.png", "--report r.json"}) {
         const Outcome refused = run(std::string("enhance b -o r.tif --pipeline vector ") + option);
         EXPECT_EQ(refused.code, 1) << option;
         EXPECT_NE(refused.err.find(": the vector pipeline "), std::string::npos) << refused.err;

@@ -128,6 +128,12 @@ TEST_F(Program, ReportsWhatItDid) {
     EXPECT_EQ(page.find("<o>"), std::string::npos);
     EXPECT_EQ(page.find("http"), std::string::npos);  // needs nothing beside itself
     EXPECT_NE(page.find("moved by (9.6"), std::string::npos);
+    // A pipeline that does not hand out its masks.
+    ASSERT_EQ(run("enhance b -o v.tif --pipeline vector --report v.json --report v.html").code, 0);
+    const Json untold = Json::parse(text(path("v.json")))["image"];
+    EXPECT_TRUE(untold["coverage_shares"].is_null() && untold["frames"][0]["valid_share"].is_null());
+    EXPECT_TRUE(untold["noise_median"].is_number());
+    EXPECT_EQ(run("enhance b -o v.tif --pipeline vector --coverage v.png").code, 1);
     EXPECT_EQ(run("enhance b -o o.tif --report o.tif").code, 3);
     EXPECT_EQ(run("enhance b -o o.tif --report r.html --report ./r.html").code, 3);
     EXPECT_EQ(run("enhance b -o o.tif --preview ./b/../p.png --coverage p.png").code, 3);
