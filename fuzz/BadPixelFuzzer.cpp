@@ -13,7 +13,7 @@ using vision::BadPixel;
 using List = cv::Mat_<ushort>;
 
 bool sameList(const List& a, const List& b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
+    return a.rows == b.rows && std::equal(a.begin(), a.end(), b.begin());
 }
 
 /// An image of exactly its size in memory, now and then a region of a larger one.
