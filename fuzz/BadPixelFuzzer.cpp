@@ -13,7 +13,7 @@ using vision::BadPixel;
 using List = cv::Mat_<ushort>;
 
 bool sameList(const List& a, const List& b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
+    return a.rows == b.rows && std::equal(a.begin(), a.end(), b.begin());
 }
 
 /// An image of exactly its size in memory, now and then a region of a larger one.
@@ -28,10 +28,9 @@ cv::Mat_<short> anyImage(Input& in) {
 /// Rows around an image of this size, most of them inside.
 List anyList(Input& in, cv::Size size) {
     List list(in.between(0, 12), 10);
+    const int most = std::clamp(std::max(size.width, size.height), 0, 65534) + 1;
     for (ushort& value : list) {
-        value = in.between(0, 15) == 0
-                    ? in.take<ushort>()
-                    : static_cast<ushort>(in.between(0, std::max(size.width, size.height) + 1));
+        value = in.between(0, 15) == 0 ? in.take<ushort>() : static_cast<ushort>(in.between(0, most));
     }
     return list;
 }
@@ -68,7 +67,8 @@ void search(Input& in, const cv::Mat_<short>& image) {
 /// A search radius, of any size where the search stays short: it ends at the farthest corner.
 unsigned anyRadius(Input& in, const List& list, cv::Size size) {
     constexpr int kShort = 100;
-    const bool near = std::all_of(list.begin(), list.end(), [](ushort v) { return v < kShort; });
+    const bool near =
+        list.empty() || std::all_of(list.begin(), list.end(), [](ushort v) { return v < kShort; });
     const bool any = near && std::max(size.width, size.height) < kShort && in.between(0, 3) == 0;
     return any ? in.take<unsigned>() : static_cast<unsigned>(in.between(0, 12));
 }
