@@ -105,7 +105,8 @@ TEST_F(TiffFile, OtherKindsOfPixelsAreRefused) {
         {"half.tif", ": unsupported pixel type (float of 16 bits)"},
         {"rgb.tif", ": has 3 channels; frames have one"}};
     for (const auto& [name, fault] : kCases) {
-        EXPECT_EQ(complaint([&] { TiffReader reader(path(name)); }, ExitCode::kInput), path(name) + fault);
+        const std::string file = path(name);
+        EXPECT_EQ(complaint([&] { TiffReader reader(file); }, ExitCode::kInput), file + fault);
     }
 }
 

@@ -151,7 +151,7 @@ void DSP_Convolution<T>::fillBordered(const T* lowRes, const char* mask) {
     for (int y = 0; y < grid_.lowHeight; ++y) {
         T* target = bordered_.data() + (y + kBorder) * stride + kBorder;
         for (int x = 0; x < grid_.lowWidth; ++x) {
-            const T weight = static_cast<signed char>(*mask++);
+            const auto weight = static_cast<T>(static_cast<int>(static_cast<signed char>(*mask++)));
             target[x] = wrapped<T>(product(*lowRes++, weight));
         }
     }

@@ -43,7 +43,7 @@ class ORAVO_EXPORT DSP_Convolution {
     /// and sample are summed and divided by 2^15, rounding down:
     ///   short   the sum wraps to 16 bits before, which leaves 0 or -1
     ///   int     the sum wraps to 32 bits before; the quotient saturates to [-32768, 32767]
-    /// While no sum wraps, the result P and the exact convolution R (also clamped, for int) keep to
+    /// While no sum, product or coefficient wraps, the result P and the exact convolution R (also clamped, for int) keep to
     ///   -1 - s <= P - R <= s,  s = (sum of |sample| under the nine coefficients) / 2^15
     /// since a coefficient is off by less than one unit, and the quotient by less than one. Rows and columns
     /// that no sample reaches are 0.

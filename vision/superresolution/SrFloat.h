@@ -51,10 +51,12 @@ class ORAVO_EXPORT SrFloat {
     ///         registration failed; -6 when a frame moved by more than a tenth of the frame height in x or y;
     ///         else -3 when at least half of a frame's pixels are unusable. The image is delivered with -6
     ///         and -3 as well.
-    /// Throws oravo::Exception when no frame was added, a frame moved by half the frame height or more, or
-    /// the window was emptied and not filled again.
+    /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more.
+    /// Between clearFrames and the window's next fill, frames are registered by what was prepared before, and
+    /// results mean nothing.
     float computeSR(float* out);
-    /// @param out  (re)created as outputHeight x outputWidth
+    /// @param out  (re)created as outputHeight x outputWidth; where it has that size it must be continuous, which
+    ///             is not checked
     float computeSR(cv::Mat_<float>& out);
 
     /// Empties the window. Buffers, shifts, masks, prepared frames and the history of defects keep their

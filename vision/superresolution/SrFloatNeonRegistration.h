@@ -52,7 +52,8 @@ class ORAVO_EXPORT SrFloatNeonRegistration {
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        float** masks, float** shiftedFrames);
 
-    /// Copies the whole shifts of the last run, one per frame; empty before the first.
+    /// Copies the whole shifts of the last run, one per frame; empty before the first. Behind those of a run
+    /// of fewer frames than an earlier one stand that one's.
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
     // Parameters; none of the setters validates its argument.

@@ -1,5 +1,6 @@
 #include "vision/superresolution/SrFloatRegistration1.h"
 
+#include <algorithm>
 #include <complex>
 
 #include "vision/superresolution/detail/Buffer.h"
@@ -22,6 +23,7 @@ using Spectrum = detail::Buffer<std::complex<float>>;
 
 std::vector<Spectrum> makeSpectra(int count, std::size_t size) {
     std::vector<Spectrum> spectra;
+    spectra.reserve(static_cast<std::size_t>(std::max(count, 0)));
     for (int i = 0; i < count; ++i) spectra.emplace_back(size);
     return spectra;
 }

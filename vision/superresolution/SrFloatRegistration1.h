@@ -49,7 +49,8 @@ class ORAVO_EXPORT SrFloatRegistration1 {
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        char** masks, float** shiftedFrames);
 
-    /// Copies the whole shifts of the last run, one per frame; empty before the first.
+    /// Copies the whole shifts of the last run, one per frame; empty before the first. Behind those of a run
+    /// of fewer frames than an earlier one stand that one's.
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
     /// Radius of the Gaussian blur, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).

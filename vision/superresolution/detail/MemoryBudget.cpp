@@ -45,9 +45,11 @@ std::uint64_t limitOfControlGroup() {
 }  // namespace
 
 void promiseMemory(std::size_t bytes) {
+    // Looking may fail for lack of memory too, so nothing is counted before.
+    const bool looks = bytes >= kLarge;
+    const std::uint64_t budget = looks ? std::min(withinReach(), limitOfControlGroup()) / 4 * 3 : kUnlimited;
     const std::uint64_t before = promised.fetch_add(bytes);
-    if (bytes < kLarge) return;
-    const std::uint64_t budget = std::min(withinReach(), limitOfControlGroup()) / 4 * 3;
+    if (!looks) return;
     if (before <= budget && bytes <= budget - before) return;
     giveBackMemory(bytes);
     raise("Not enough memory for " + std::to_string(bytes) + " bytes beside " + std::to_string(before) +

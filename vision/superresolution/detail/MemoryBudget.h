@@ -10,7 +10,7 @@ namespace oravo::vision::detail {
 
 /// Counts an allocation to come. Throws oravo::Exception, and counts nothing, when it is a large one and all Buffers
 /// together would then exceed three quarters of what this process holds and could still get: of the machine's
-/// available memory, or its control group's limit. The last quarter is for what OpenCV allocates beside.
+/// available memory, or the limit of a container's control group. The last quarter is for what OpenCV allocates beside.
 void promiseMemory(std::size_t bytes);
 
 /// Takes back what was counted.

@@ -60,6 +60,11 @@ SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const C
     grid.kernelWidth = kw;
     grid.kernelHeight = kh;
     grid.columnStep = static_cast<int>(factor);
+    // Single precision rounds large sizes, perhaps to more samples than the image has room for.
+    const long long step = grid.columnStep;
+    if (step * grid.lowWidth > W || step * grid.lowHeight > H) {
+        raise("Invalid image size " + std::to_string(W) + " x " + std::to_string(H) + " specified.", where);
+    }
     return grid;
 }
 

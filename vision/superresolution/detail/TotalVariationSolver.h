@@ -31,9 +31,7 @@ namespace oravo::vision::detail {
 ///   Convolution  the operator pair H, H^T M
 ///   Sums         precision of sums: Scalar, sum, dot, squaredDeviations
 ///   kFirstPixel  TotalVariation::FirstPixel
-///   makeEngine   the engine for (low, maxFrames, factor) where the family has a faster one than DenseEngine,
-///   else
-///                null
+///   makeEngine   the engine for (low, maxFrames, factor), null where DenseEngine is to serve
 ///   kMinimize    qualified name of minimize, for error locations
 template <class Family>
 class TotalVariationSolver {
@@ -59,10 +57,10 @@ class TotalVariationSolver {
           maxFrames_(std::max(maxFrames, 0)),
           basePsf_(psfSize(1)),
           horizontalPsfs_(psfSize(maxFrames_)),
-          verticalPsfs_(psfSize(maxFrames_)),
-          engine_(Family::makeEngine(low_, maxFrames_, factor)) {
+          verticalPsfs_(psfSize(maxFrames_)) {
         const FrameSize extended =
             checkedSize(high_.width + psfLength_ - 1LL, high_.height + psfLength_ - 1LL, where);
+        engine_ = Family::makeEngine(low_, maxFrames_, factor);
         if (engine_ == nullptr) {
             engine_ =
                 std::make_shared<DenseEngine<Family>>(low_, high_, psfLength_, factor, extended, maxFrames_);
@@ -187,7 +185,7 @@ class TotalVariationSolver {
     FrameSize high_;
     int psfLength_;
     int maxFrames_;
-    Buffer<float> basePsf_;
+    std::vector<float> basePsf_;  // a parameter, so copies have their own
     Buffer<float> horizontalPsfs_;
     Buffer<float> verticalPsfs_;
     std::shared_ptr<SolverEngine<Mask, Scalar>> engine_;

@@ -45,6 +45,7 @@ std::vector<Slot> makeSlots(int count, detail::FrameSize size) {
     const std::size_t bins =
         static_cast<std::size_t>(size.width / 2 + 1) * static_cast<std::size_t>(size.height);
     std::vector<Slot> slots;
+    slots.reserve(static_cast<std::size_t>(std::max(count, 0)));
     for (int i = 0; i < count; ++i) {
         slots.push_back({detail::Buffer<float>(size.elements()), detail::Buffer<Bin>(bins)});
     }
