@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and prints what they measure, ending with a table of ratios. Takes about four minutes; leave
+# Builds the benchmarks and prints what they measure, ending with a table of ratios. Takes about six minutes; leave
 # the machine alone meanwhile.
 #
 #   scripts/bench.sh [--benchmark_filter=REGEX ...]
