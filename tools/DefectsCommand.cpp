@@ -7,6 +7,7 @@
 
 #include "tools/DefectList.h"
 #include "tools/DefectSearch.h"
+#include "tools/FileNames.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
@@ -118,10 +119,7 @@ bool namesFolder(const std::string& output) {
 /// Frames are read as others are written: a folder of both could lose some unread.
 void refuseFolderOfInputs(const RepairDefectsCommand& command) {
     for (const std::string& input : command.frames) {
-        std::error_code ignored;
-        const fs::path path = fs::absolute(input);
-        if (fs::equivalent(fs::is_directory(path, ignored) ? path : path.parent_path(), command.output,
-                           ignored)) {
+        if (isFolderOf(input, command.output)) {
             throw outputError(command.output + ": is the folder of the frames to repair; name another");
         }
     }
@@ -154,6 +152,9 @@ void detectDefects(const DetectDefectsCommand& command) {
     checkTarget(command.output, {".csv"});
     if (!command.marked.empty()) checkTarget(command.marked, {".png"});
     FrameReader reader(command.frames, command.reading);
+    for (const std::string& target : {command.output, command.marked}) {
+        if (reader.readsFrom(target)) throw outputError(target + ": is one of the inputs");
+    }
     const DefectThresholds thresholds = thresholdsFor(reader, command);
     note(
         format("out of range: counts up to %d and from %d (--low, --high)", thresholds.low, thresholds.high));

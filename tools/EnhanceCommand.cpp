@@ -21,10 +21,6 @@ constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
 
 constexpr char kTableTitle[] = "estimated shifts";
 
-void refuseInput(const FrameReader& reader, const std::string& target) {
-    if (reader.readsFrom(target)) throw outputError(target + ": is one of the inputs");
-}
-
 /// Only a table that this program estimated is replaced: shifts.csv beside a burst may hold the truth.
 void refuseForeignTable(const std::string& target) {
     std::ifstream file(target);
@@ -163,7 +159,9 @@ void enhance(const EnhanceCommand& command) {
     }
     if (!command.shiftsFile.empty()) {
         checkTarget(command.shiftsFile, {".csv", ".txt"});
-        refuseInput(reader, command.shiftsFile);
+        if (isInput(command, reader, command.shiftsFile)) {
+            throw outputError(command.shiftsFile + ": is one of the inputs");
+        }
         refuseForeignTable(command.shiftsFile);
     }
     ResultFiles results(command, reader);

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "tools/Commands.h"
@@ -30,13 +31,18 @@ bool namesFolder(const std::string& output) {
     return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
 }
 
+bool isInput(const EnhanceCommand& command, const FrameReader& reader, const std::string& path) {
+    const auto is = [&](const std::string& text) { return isSameFile(text, path); };
+    return reader.readsFrom(path) || std::any_of(command.calibration.begin(), command.calibration.end(), is);
+}
+
 EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes)
     : output_(command.output) {
     const bool folder = namesFolder(output_);
     if (folder && !command.every) throw outputError(output_ + ": a folder takes the images of --every");
     if (folder) {
         for (const std::string& input : command.inputs) {
-            if (isSameFile(input, output_)) throw outputError(output_ + ": is a folder of input frames");
+            if (isFolderOf(input, output_)) throw outputError(output_ + ": is a folder of input frames");
         }
         targetFolder_ = std::make_unique<TargetFolder>(output_);
         return;
@@ -45,7 +51,7 @@ EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& rea
         refuseStandardOutput(command);
     } else {
         checkTarget(output_, {".tif", ".tiff"});
-        if (reader.readsFrom(output_)) throw outputError(output_ + ": is one of the inputs");
+        if (isInput(command, reader, output_)) throw outputError(output_ + ": is one of the inputs");
     }
     pages_ = std::make_unique<TiffPages>(output_, imageBytes * (command.every ? reader.count() : 1));
 }

@@ -16,6 +16,9 @@ struct EnhanceCommand;
 /// Whether an output is meant as a folder: by its slash at the end, or since it is one.
 bool namesFolder(const std::string& output);
 
+/// Whether a file holds frames, or an image of the calibration.
+bool isInput(const EnhanceCommand& command, const FrameReader& reader, const std::string& path);
+
 /// Where enlarged images go: one TIFF file with a page for each, standard output likewise, or numbered files in
 /// a folder.
 class EnlargedSink {

@@ -34,6 +34,13 @@ std::string lowerExtension(const std::string& path) {
     return extension;
 }
 
+bool isFolderOf(const std::string& fileOrFolder, const std::string& folder) {
+    std::error_code ignored;
+    const std::filesystem::path path = std::filesystem::absolute(fileOrFolder, ignored);
+    return isSameFile((std::filesystem::is_directory(path, ignored) ? path : path.parent_path()).string(),
+                      folder);
+}
+
 bool isSameFile(const std::string& a, const std::string& b) {
     std::error_code missing;
     return std::filesystem::equivalent(a, b, missing);

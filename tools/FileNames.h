@@ -11,6 +11,9 @@ std::string lowerExtension(const std::string& path);
 /// The order people expect of numbered names: runs of digits compare as numbers, so frame_9 < frame_10.
 bool naturallyLess(const std::string& a, const std::string& b);
 
+/// Whether a folder is the one named, or the one that a file lies in.
+bool isFolderOf(const std::string& fileOrFolder, const std::string& folder);
+
 /// Whether both names lead to one existing file or folder.
 bool isSameFile(const std::string& a, const std::string& b);
 

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "tools/Agreement.h"
+#include "tools/EnlargedSink.h"
 #include "tools/FileNames.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
@@ -24,7 +25,8 @@ namespace fs = std::filesystem;
 /// One name for one file, there or not.
 fs::path settled(const std::string& path) {
     std::error_code failed;
-    const fs::path one = fs::weakly_canonical(path, failed);
+    const fs::path whole = fs::absolute(path, failed);  // a missing file keeps its name as it is written
+    const fs::path one = failed ? whole : fs::weakly_canonical(whole, failed);
     return failed ? fs::path(path) : one;
 }
 
@@ -72,7 +74,7 @@ ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reade
         if (!wants(path)) return;
         checkTarget(path, extensions);
         if (!taken.insert(settled(path)).second) throw outputError(path + ": is named for two outputs");
-        if (reader.readsFrom(path)) throw outputError(path + ": is one of the inputs");
+        if (isInput(command, reader, path)) throw outputError(path + ": is one of the inputs");
     };
     if (wants(options_.coverage) && command.parameters.kind == PipelineKind::vector) {
         throw UserError(ExitCode::kUsage,

@@ -36,6 +36,25 @@ TEST_F(Program, SendsTheImageToStandardOutputOnlyWhenAsked) {
     EXPECT_EQ(run("enhance b -o - >/dev/full").code, 3);
 }
 
+TEST_F(Program, SpoilsNoInputAndNoOtherOutput) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48 --frames 6").code, 0);
+    const std::string first = text(path("b/frame_000.tif"));
+    const char* const commands[][2] = {
+        {"enhance b/*.tif --every -o b/", "b/: is a folder of input frames"},
+        {"enhance b -o q.tif --coverage ./q.tif", "./q.tif: is named for two outputs"},
+        {"enhance b -o cold.tif --calibration cold.tif 1 warm.tif 2", "cold.tif: is one of the inputs"},
+        {"defects detect m.png -o m.csv --marked m.png", "m.png: is one of the inputs"}};
+    writeImage(path("m.png"), cv::Mat(8, 8, CV_16U, cv::Scalar(1000)));
+    writeImage(path("cold.tif"), cv::Mat(48, 64, CV_16U, cv::Scalar(1000)));
+    writeImage(path("warm.tif"), cv::Mat(48, 64, CV_16U, cv::Scalar(2000)));
+    for (const auto& [command, fault] : commands) {
+        const Outcome outcome = run(command);
+        EXPECT_EQ(outcome.code, 3) << command;
+        EXPECT_TRUE(says(outcome.err, fault)) << command << ": " << outcome.err;
+    }
+    EXPECT_EQ(text(path("b/frame_000.tif")), first);
+}
+
 /// On a terminal, and only there, warnings are coloured and long work shows how far it has come.
 TEST_F(Program, ColoursAreForTerminalsThatWantThem) {
     ASSERT_EQ(run("simulate -o b --noise 3 --width 64 --height 48").code, 0);
