@@ -84,8 +84,8 @@ void writeMarked(const std::string& path, const cv::Mat& frame, const DefectList
     cv::Mat_<cv::Vec3b> picture;
     cv::resize(greyPicture(frame, list.mask()), picture, {}, zoom, zoom, cv::INTER_NEAREST);
     if (list.rows.rows > 0) {
-        const int middle = zoom / 2;
         cv::Mat centres;
+        const int middle = zoom / 2;
         list.rows.convertTo(centres, CV_16U, zoom, middle);
         vision::BadPixel::drawBadPixels(centres, picture, cv::Scalar(0, 0, 255), static_cast<unsigned>(zoom),
                                         false);
