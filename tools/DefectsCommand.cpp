@@ -23,7 +23,7 @@ constexpr char kNothingHealthy[] =
     "lists every pixel, and no healthy one is left to replace them (are --low and --high right?)";
 
 cv::Mat readCounts(FrameReader& reader, std::size_t index) {
-    const cv::Mat frame = reader.read(index);
+    cv::Mat frame = reader.read(index);
     if (frame.depth() != CV_16U && frame.depth() != CV_16S) {
         throw inputError(reader.name(index) +
                          ": holds no counts of 16 bits; bad pixels are sought in raw frames");
@@ -88,7 +88,8 @@ void writeMarked(const std::string& path, const cv::Mat& frame, const DefectList
     cv::resize(greyPicture(frame, list.mask()), picture, {}, zoom, zoom, cv::INTER_NEAREST);
     if (list.rows.rows > 0) {
         cv::Mat centres;
-        list.rows.convertTo(centres, CV_16U, zoom, zoom / 2);
+        const int middle = zoom / 2;
+        list.rows.convertTo(centres, CV_16U, zoom, middle);
         vision::BadPixel::drawBadPixels(centres, picture, cv::Scalar(0, 0, 255), static_cast<unsigned>(zoom),
                                         false);
     }

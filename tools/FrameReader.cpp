@@ -134,8 +134,10 @@ void refuseFolderOfFrames(const std::string& folder) {
          entry.increment(missing)) {
         const std::string name = entry->path().filename().string();
         if (!isFrameName(name) || !isImageName(name)) continue;
-        throw outputError(folder + ": already holds " + name +
-                          "; frames of two runs would mix there. Name another folder, or empty this one");
+        throw outputError(
+            format("%s: already holds %s; frames of two runs would mix there. Name another folder, or "
+                   "empty this one",
+                   folder.c_str(), name.c_str()));
     }
 }
 
