@@ -25,6 +25,7 @@ class ReferencePipeline final : public Pipeline {
         std::vector<PointF> found;
         pipeline_.getCompleteShifts(found);
         std::vector<cv::Point2f> shifts;
+        shifts.reserve(found.size());
         for (const PointF& d : found) shifts.emplace_back(d.x, d.y);
         return shifts;
     }

@@ -157,8 +157,9 @@ cv::Mat_<float> renderScene(cv::Size picture, int margin) {
         for (int c = 0; c < image.cols; ++c) {
             double sum = 0.0;
             for (int k = 0; k < kSamples * kSamples; ++k) {
+                const int row = k / kSamples;
                 const double x = c - margin + (k % kSamples + 0.5) / kSamples;
-                const double y = r - margin + (k / kSamples + 0.5) / kSamples;
+                const double y = r - margin + (row + 0.5) / kSamples;
                 sum += scene.at(x, y);
             }
             image(r, c) = static_cast<float>(sum / (kSamples * kSamples));

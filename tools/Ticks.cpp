@@ -29,7 +29,7 @@ Ticks::Ticks(double lowest, double highest, int most) {
         if (last - first + 1.0 > most) continue;
         const int shift = factor >= 100.0 ? 2 : factor >= 10.0 ? 1 : 0;
         decimals = std::clamp(-(exponent + shift), 0, kMostDecimals);
-        for (double i = first; i <= last; i += 1.0) values.push_back(i * step);
+        for (int i = 0; i <= last - first; ++i) values.push_back((first + i) * step);
         break;
     }
     if (values.empty()) values = {0.5 * (lowest + highest)};

@@ -150,7 +150,8 @@ std::vector<WindowRunner::Suspect> WindowRunner::suspectsIn(const Frames& window
 std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
                                          const Enlarged& enlarged, std::size_t position, bool newest) const {
     const cv::Point2f d = enlarged.shifts[position];
-    const float tenth = static_cast<float>(size_.height / 10);
+    const int wholeRows = size_.height / 10;
+    const auto tenth = static_cast<float>(wholeRows);
     // Where the camera pans, the newest frame is always the farthest; its image comes with the warning.
     const bool mayBeFar = every_ && newest;
     if (!mayBeFar && (std::abs(d.x) > tenth || std::abs(d.y) > tenth)) {

@@ -215,9 +215,8 @@ int finish(ExitCode code) {
     return static_cast<int>(ExitCode::kOutput);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+/// Does what the command line says.
+void obey(int argc, char** argv) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     removePendingFileOnSignals();
     CLI::App app(
@@ -234,16 +233,20 @@ int main(int argc, char** argv) {
     addEvaluate(app, evaluateCommand);
     DefectsCommand defectsCommand;
     addDefects(app, defectsCommand, kExitCodes);
-    const ExitCode code = outcomeOf([&] {
-        try {
-            refuseUnknownCommand(app, argc, argv);
-            app.parse(argc, argv);
-        } catch (const CLI::ParseError& e) {
-            if (e.get_exit_code() != 0) {
-                throw UserError(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
-            }
-            app.exit(e);  // --help, --version
+    try {
+        refuseUnknownCommand(app, argc, argv);
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        if (e.get_exit_code() != 0) {
+            throw UserError(ExitCode::kUsage, std::string(e.what()) + " (see --help)");
         }
-    });
+        app.exit(e);  // --help, --version
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const ExitCode code = outcomeOf([&] { obey(argc, argv); });
     return code == ExitCode::kSuccess ? finish(code) : static_cast<int>(code);
 }

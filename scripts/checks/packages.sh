@@ -4,13 +4,13 @@
 #
 #   scripts/checks/packages.sh
 #
-# The clean root needs the rights of root; ORAVO_CLEAN_ROOT may name one to copy instead of making it. Without either,
-# lintian's part is all.
+# The clean root needs the rights of root, without which lintian's part is all. It comes from the mirror that this
+# machine's apt takes Debian 12 from, or from ORAVO_DEBIAN_MIRROR; ORAVO_CLEAN_ROOT may name one to copy instead.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 source "$root/scripts/lib.sh"
 packages=$root/out/packages
-mirror=${ORAVO_DEBIAN_MIRROR:-http://deb.debian.org/debian}
+release=bookworm
 
 need_packages lintian
 "$root/scripts/package.sh" "$packages"
@@ -33,12 +33,22 @@ finish() {
 }
 trap finish EXIT
 
+machines_mirror() {
+    local mirrors
+    mirrors=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $release" | grep -E '^https?:') ||
+        mirrors=http://deb.debian.org/debian
+    echo "${mirrors%%$'\n'*}"
+}
+
 if [ -n "${ORAVO_CLEAN_ROOT:-}" ]; then
     echo "== copying $ORAVO_CLEAN_ROOT"
     cp -a --one-file-system "$ORAVO_CLEAN_ROOT/." "$clean"
 else
-    echo "== making a clean root"
-    debootstrap --variant=minbase bookworm "$clean" "$mirror" >"$packages/debootstrap.log" ||
+    mirror=${ORAVO_DEBIAN_MIRROR:-$(machines_mirror)}
+    echo "== making a clean root from $mirror"
+    # What apt inside it takes to go on from there.
+    certificates=$([[ $mirror != https:* ]] || echo --include=ca-certificates)
+    debootstrap --variant=minbase $certificates "$release" "$clean" "$mirror" >"$packages/debootstrap.log" 2>&1 ||
         { tail "$packages/debootstrap.log"; exit 1; }
 fi
 rm -f "$packages/debootstrap.log"
@@ -47,9 +57,9 @@ cp /etc/resolv.conf "$clean/etc/resolv.conf"
 cp -r "$root/tests/packaging" "$clean/hosts"
 cp -r "$packages" "$clean/packages"
 
-inside() { # COMMAND...: in the clean root, with nothing of this environment
+inside() { # COMMAND...: in the clean root, with nothing of this environment but its way out
     chroot "$clean" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-        DEBIAN_FRONTEND=noninteractive "$@"
+        DEBIAN_FRONTEND=noninteractive ${http_proxy:+http_proxy="$http_proxy"} "$@"
 }
 apt_inside() {
     inside apt-get -y -qq --no-install-recommends "$@" >"$clean/apt.log" 2>&1 ||

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <numeric>
 
 namespace oravo::plain {
 namespace {
@@ -24,9 +25,9 @@ bool visit(const cv::Mat_<short>& image, const Match& matches, cv::Mat_<ushort>&
 }
 
 long long binSum(const cv::Mat_<int>& histogram, int first, int last) {
-    long long sum = 0;
-    for (int b = std::max(first, 0); b <= std::min(last, histogram.cols - 1); ++b) sum += histogram(0, b);
-    return sum;
+    const int* bins = histogram.ptr<int>(0);
+    const int end = std::min(last, histogram.cols - 1) + 1;
+    return std::accumulate(bins + std::max(first, 0), bins + end, 0LL);
 }
 
 bool uses(const cv::Mat_<ushort>& list, int row, int x, int y) {
@@ -57,10 +58,11 @@ bool neighbourSearch(const cv::Mat_<short>& image, cv::Mat_<int>& histogram, cv:
         first = last = 0;
     }
     for (int b = 0; b < n && success; ++b) {
+        if (histogram(0, b) <= 0) continue;
         const long long left = b == 0 ? 0 : binSum(histogram, b - span, b);
         const long long centre = binSum(histogram, b - span / 2, b + span / 2);
         const long long right = binSum(histogram, b, b + span);
-        if (histogram(0, b) <= 0 || left >= maxCount || centre >= maxCount || right >= maxCount) continue;
+        if (left >= maxCount || centre >= maxCount || right >= maxCount) continue;
         success = visit(
             image, [&](int v) { return v == lo + b; }, list, cap, count);
     }

@@ -44,6 +44,15 @@ struct SrFloat<Registration>::State {
     SuperResolutionBadPixelHandling badPixelHandling;
     detail::SlidingWindow<detail::Buffer<float>> frames;
     detail::ReconstructionRun<cv::Point_<float>, char> run;
+
+    template <class Deliver>
+    float reconstruct(Deliver deliver) {
+        const int maxCoverage = detail::sharedMaxCoverage<SrFloat>(factor);
+        run.frames.clear();
+        for (int i = 0; i < frames.count(); ++i) run.frames.push_back(frames[i].data());
+        return run({"SrFloat", referenceIndex, maxCoverage}, registration, minimization, &badPixelHandling,
+                   deliver);
+    }
 };
 
 template <class Registration>
@@ -72,19 +81,14 @@ int SrFloat<Registration>::loadFrame(const float* image) {
 
 template <class Registration>
 float SrFloat<Registration>::computeSR(float* out) {
-    State& s = *state_;
-    const int maxCoverage = detail::sharedMaxCoverage<SrFloat>(s.factor);
-
-    s.run.frames.clear();
-    for (int i = 0; i < s.frames.count(); ++i) s.run.frames.push_back(s.frames[i].data());
-    return s.run({"SrFloat", s.referenceIndex, maxCoverage}, s.registration, s.minimization,
-                 &s.badPixelHandling, [&] { saveFrame(out); });
+    return state_->reconstruct([&] { saveFrame(out); });
 }
 
 template <class Registration>
 float SrFloat<Registration>::computeSR(cv::Mat_<float>& out) {
-    out.create(state_->output.height, state_->output.width);
-    return computeSR(out.template ptr<float>());
+    State& s = *state_;
+    out.create(s.output.height, s.output.width);
+    return s.reconstruct([&] { s.run.copyImage(out); });
 }
 
 template <class Registration>

@@ -47,16 +47,19 @@ class ORAVO_EXPORT SrFloat {
     /// Registers the window, reconstructs the enlarged image and repairs it, and prints a report of six lines
     /// to standard output. May be repeated.
     /// @param out  receives the enlarged image; left alone when the registration fails
-    /// @return on success an estimate of the resolution gain, at most 2 with factor 2; -998 when the
+    /// @return on success an estimate of the resolution gain, 1 + the mean over all pixels of (c - 1) / 4, where
+    ///         c counts the frames that are usable there, up to a cap: at most 2 for five frames. -998 when the
     ///         registration failed; -6 when a frame moved by more than a tenth of the frame height in x or y;
-    ///         else -3 when at least half of a frame's pixels are unusable. The image is delivered with -6
-    ///         and -3 as well.
+    ///         else -3 when at least half of a frame's pixels are unusable. The image is delivered with -6 and
+    ///         -3 as well.
+    ///         The cap is trunc(srFactor^2 + 1), 5 for factor 2, of the first pipeline with this Registration to
+    ///         run in the process, then that of all, so that their gains are on one scale.
     /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more.
     /// Between clearFrames and the window's next fill, frames are registered by what was prepared before, and
     /// results mean nothing.
     float computeSR(float* out);
-    /// @param out  (re)created as outputHeight x outputWidth; where it has that size it must be continuous, which
-    ///             is not checked
+    /// @param out  (re)created as outputHeight x outputWidth; where it has that size it may be a region of a larger
+    ///             matrix
     float computeSR(cv::Mat_<float>& out);
 
     /// Empties the window. Buffers, shifts, masks, prepared frames and the history of defects keep their
@@ -109,8 +112,8 @@ class ORAVO_EXPORT SrFloat {
     /// reference(p).
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
-    /// Copies the masks of the last run, one inputHeight x inputWidth matrix per slot: 1 where the moved
-    /// frame agrees with the reference, else 0.
+    /// Copies the masks of the last run into new matrices, one of inputHeight x inputWidth per slot: 1 where the
+    /// moved frame agrees with the reference, else 0.
     void getMasks(std::vector<cv::Mat_<unsigned char>>& masks) const;
 
   protected:

@@ -43,9 +43,10 @@ class ORAVO_EXPORT SrFloatMinimization {
     SrFloatMinimization(int lw, int lh, int maxFrames, float f);
 
     /// Reconstructs the enlarged image.
-    /// @param nFrames   number of frames, at most maxFrames
-    /// @param refIndex  index in frames (not checked) of the one whose mean and standard deviation set the
-    ///                  intensity scale; when it is constant, the result is not finite
+    /// @param nFrames   number of frames, at most maxFrames; with none the result is not a number
+    /// @param refIndex  index in frames (not checked, and read with 0 frames as well) of the one whose mean and
+    ///                  standard deviation set the intensity scale; when it is constant, the result is not
+    ///                  finite
     /// @param frames    nFrames images, already moved onto the reference grid by whole pixels. CHANGED: every
     ///                  frame comes back normalised, (v - mean) / deviation.
     /// @param shifts    remaining displacement of each frame in low-resolution pixels, within half a pixel:

@@ -40,6 +40,15 @@ struct SrFloatNeon<Registration>::State {
     SrFloatNeonMinimization minimization;
     detail::SlidingWindow<detail::Buffer<float>> frames;
     detail::ReconstructionRun<cv::Point_<float>, float> run;
+
+    template <class Deliver>
+    float reconstruct(Deliver deliver) {
+        const int maxCoverage = detail::sharedMaxCoverage<SrFloatNeon>(factor);
+        run.frames.clear();
+        for (int i = 0; i < frames.count(); ++i) run.frames.push_back(frames[i].data());
+        return run({/*title=*/nullptr, referenceIndex, maxCoverage}, registration, minimization,
+                   /*badPixelHandling=*/nullptr, deliver);
+    }
 };
 
 template <class Registration>
@@ -68,19 +77,14 @@ int SrFloatNeon<Registration>::loadFrame(const float* image) {
 
 template <class Registration>
 float SrFloatNeon<Registration>::computeSR(float* out) {
-    State& s = *state_;
-    const int maxCoverage = detail::sharedMaxCoverage<SrFloatNeon>(s.factor);
-
-    s.run.frames.clear();
-    for (int i = 0; i < s.frames.count(); ++i) s.run.frames.push_back(s.frames[i].data());
-    return s.run({/*title=*/nullptr, s.referenceIndex, maxCoverage}, s.registration, s.minimization,
-                 /*badPixelHandling=*/nullptr, [&] { saveFrame(out); });
+    return state_->reconstruct([&] { saveFrame(out); });
 }
 
 template <class Registration>
 float SrFloatNeon<Registration>::computeSR(cv::Mat_<float>& out) {
-    out.create(state_->output.height, state_->output.width);
-    return computeSR(out.template ptr<float>());
+    State& s = *state_;
+    out.create(s.output.height, s.output.width);
+    return s.reconstruct([&] { s.run.copyImage(out); });
 }
 
 template <class Registration>
@@ -172,12 +176,7 @@ void SrFloatNeon<Registration>::getCompleteShifts(std::vector<cv::Point_<float>>
 /// One byte per pixel, as if masks were bytes: hosts have come to read no more than that.
 template <class Registration>
 void SrFloatNeon<Registration>::getMasks(std::vector<cv::Mat_<float>>& masks) const {
-    const State& s = *state_;
-    masks.resize(static_cast<std::size_t>(s.frames.capacity()));
-    for (std::size_t i = 0; i < masks.size(); ++i) {
-        masks[i] = cv::Mat_<float>(s.input.height, s.input.width, 0.0f);
-        std::copy_n(reinterpret_cast<const uchar*>(s.run.masks.data()[i]), s.input.elements(), masks[i].data);
-    }
+    state_->run.copyMasks(masks);
 }
 
 template <class Registration>

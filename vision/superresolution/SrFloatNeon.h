@@ -19,7 +19,7 @@ class SrFloatNeonRegistration;
 ///   - frames are taken as they are: nothing is repaired on intake, nothing refilled in the enlarged image,
 ///     so that status codes and NaN flow into registration and reconstruction
 ///   - a run prints nothing
-///   - the coverage that counts in the resolution gain is settled by the first run of this class
+///   - the cap of the coverage that counts in the resolution gain is settled by the first run of this class
 template <class Registration>
 class ORAVO_EXPORT SrFloatNeon {
   public:
@@ -37,17 +37,14 @@ class ORAVO_EXPORT SrFloatNeon {
     int addFrame(const cv::Mat_<float>& image);
 
     /// Registers the window and reconstructs the enlarged image. May be repeated.
-    /// @param out  receives the enlarged image; left alone when the registration fails
-    /// @return on success an estimate of the resolution gain, at most 2 with factor 2; -998 when the
-    ///         registration failed; -6 when a frame moved by more than a tenth of the frame height in x or y;
-    ///         else -3 when at least half of a frame's pixels are unusable. The image is delivered with -6
-    ///         and -3 as well.
+    /// @param out  receives the enlarged image; left alone when the registration fails (-998)
+    /// @return the gain or status of SrFloat::computeSR, the cap of the gain being this class's own
     /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more.
     /// Between clearFrames and the window's next fill, frames are registered by what was prepared before, and
     /// results mean nothing.
     float computeSR(float* out);
-    /// @param out  (re)created as outputHeight x outputWidth; where it has that size it must be continuous, which
-    ///             is not checked
+    /// @param out  (re)created as outputHeight x outputWidth; where it has that size it may be a region of a larger
+    ///             matrix
     float computeSR(cv::Mat_<float>& out);
 
     /// Empties the window. Buffers, shifts, masks and prepared frames keep their contents, so the window has
@@ -79,8 +76,8 @@ class ORAVO_EXPORT SrFloatNeon {
     /// reference(p).
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
-    /// Copies the beginning of the masks of the last run, one inputHeight x inputWidth matrix per slot: as
-    /// many bytes as a mask has pixels, which is its first quarter. The rest is 0.
+    /// Copies the beginning of the masks of the last run into new matrices, one of inputHeight x inputWidth per
+    /// slot: as many bytes as a mask has pixels, which is its first quarter. The rest is 0.
     void getMasks(std::vector<cv::Mat_<float>>& masks) const;
 
   protected:

@@ -150,8 +150,14 @@ TEST(SrFloatMinimization, withoutAnyUsablePixelIsNotANumber) {
     const ModelBurst burst(12, 9);
     test::Masks masks(kFrames, 12 * 9, 0);
     SrFloatMinimization solver(12, 9, kFrames, 2.0f);
-    const Solution solution = solve(solver, burst.frames, 2.0f, masks);
+    Solution solution = solve(solver, burst.frames, 2.0f, masks);
     EXPECT_EQ(solution.steps, 8);
+    for (float value : solution.image) EXPECT_TRUE(std::isnan(value));
+    // Nor is it without any frame, though the reference is read for its scale.
+    solution.image = 0.0f;
+    std::vector<Image> frames = test::clones(burst.frames);
+    float* const out = solution.image.ptr<float>();
+    EXPECT_EQ(solver.minimize(0, 1, test::pointers(frames).data(), nullptr, nullptr, out), 8);
     for (float value : solution.image) EXPECT_TRUE(std::isnan(value));
 }
 

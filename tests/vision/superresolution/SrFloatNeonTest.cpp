@@ -188,10 +188,24 @@ std::vector<Image> window(cv::Size size, std::vector<Point> shifts) {
     return burst(Scene(3, size.height, size.width), size.height, size.width, shifts);
 }
 
+/// Runs anew into a region of a larger image.
+template <class Pipeline>
+void expectSameInRegion(PipelineRun<Pipeline>& run) {
+    const cv::Rect inside({2, 1}, run.image.size());
+    const Image expected(run.image.rows + 2, run.image.cols + 5, 7.0f);
+    run.image.copyTo(expected(inside));
+    const Image larger(expected.size(), 7.0f);
+    Image region = larger(inside);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(run.pipeline.computeSR(region), run.result);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(sameBits(larger, expected));
+}
+
 TEST(SrFloatNeon, givesWhatTheFloatPipelineGivesAndSaysNothing) {
     for (int width = 60; width <= 63; ++width) {
         const std::vector<Image> frames = window({width, 49}, kShifts);
-        const PipelineRun<FloatPipeline> a(frames);
+        PipelineRun<FloatPipeline> a(frames);
         PipelineRun<VectorPipeline> b(frames);
         EXPECT_EQ(a.shifts, b.shifts);
         EXPECT_EQ(a.result, b.result);
@@ -203,6 +217,8 @@ TEST(SrFloatNeon, givesWhatTheFloatPipelineGivesAndSaysNothing) {
         Image again;
         EXPECT_EQ(b.pipeline.computeSR(again), b.result);
         EXPECT_TRUE(sameBits(again, b.image));
+        expectSameInRegion(a);
+        expectSameInRegion(b);
     }
 }
 

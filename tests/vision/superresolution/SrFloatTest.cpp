@@ -189,6 +189,10 @@ TEST(SrFloat, FullCoverageGivesAGainOfTwo) {
     pipeline.getMasks(masks);
     ASSERT_EQ(masks.size(), 5U);
     for (const auto& mask : masks) EXPECT_EQ(cv::countNonZero(mask == 1), kWidth * kHeight);
+    std::vector<cv::Mat_<unsigned char>> before = masks;
+    before[0].setTo(5);
+    pipeline.getMasks(masks);
+    EXPECT_EQ(cv::countNonZero(before[0] == 5), kWidth * kHeight);  // what was handed out is left alone
 }
 
 TEST(SrFloat, GainFollowsFromTheMasks) {

@@ -100,12 +100,19 @@ class ReconstructionRun {
         return status != 0 ? static_cast<float>(status) : gain;
     }
 
-    /// Copies every mask of the window, also those of positions that no run has used yet.
-    void copyMasks(std::vector<cv::Mat_<unsigned char>>& copies) const {
+    /// Copies the enlarged image row by row, so that `copy` may be a region of a larger matrix.
+    void copyImage(cv::Mat_<float>& copy) const {
+        cv::Mat_<float>(output_.height, output_.width, image.data()).copyTo(copy);
+    }
+
+    /// Copies one byte per pixel of every mask of the window, also of positions that no run has used yet, into
+    /// new matrices; where their elements are larger than bytes, the rest is 0.
+    template <class Element>
+    void copyMasks(std::vector<cv::Mat_<Element>>& copies) const {
         copies.resize(shifts.size());
         for (std::size_t i = 0; i < copies.size(); ++i) {
-            copies[i].create(input_.height, input_.width);
-            std::copy_n(masks.data()[i], input_.pixelCount(), copies[i].template ptr<unsigned char>());
+            copies[i] = cv::Mat_<Element>(input_.height, input_.width, Element(0));
+            std::copy_n(reinterpret_cast<const uchar*>(masks.data()[i]), input_.elements(), copies[i].data);
         }
     }
 

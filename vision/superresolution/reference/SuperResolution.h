@@ -56,9 +56,12 @@ class ORAVO_EXPORT SuperResolution {
     /// @param out  receives the enlarged image. For T = short each value is truncated toward zero to a 32-bit
     ///             integer, of which the lowest 16 bits are stored; a value that no such integer holds, NaN
     ///             among them, is stored as 0.
-    /// @return an estimate of the enlargement achieved, up to 2; or -6 when a frame moved by more than a
+    /// @return an estimate of the enlargement achieved, 1 + the mean over all pixels of (c - 1) / 4, where c
+    ///         counts the frames that are usable there, up to a cap; or -6 when a frame moved by more than a
     ///         tenth of the frame height in x or y; or else -3 when at least half of a frame's pixels are
     ///         unusable. The image is delivered with -6 and -3 as well.
+    ///         The cap is trunc(F^2 + 1), 5 for F = 2, of the first pipeline to run with this T in the process,
+    ///         and then that of all.
     /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more;
     /// for T = float also when the window does not hold float frames only.
     template <class T>
@@ -92,7 +95,7 @@ class ORAVO_EXPORT SuperResolution {
     /// window has to be filled again before the next run.
     void clearFrames();
 
-    /// Copies the masks of the last run, N matrices of H x W: 1 where the moved frame agrees with the
+    /// Copies the masks of the last run into N new matrices of H x W: 1 where the moved frame agrees with the
     /// reference, else 0.
     void getMasks(std::vector<cv::Mat_<unsigned char>>& masks) const;
 

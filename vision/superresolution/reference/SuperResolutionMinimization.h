@@ -32,9 +32,9 @@ class ORAVO_EXPORT SuperResolutionMinimization {
     SuperResolutionMinimization(int lw, int lh, int maxFrames, float f);
 
     /// Reconstructs the enlarged image.
-    /// @param count   number of frames, at most maxFrames
-    /// @param ref     the frame whose mean and standard deviation set the intensity scale. A constant one
-    ///                divides by zero, and the result is not finite.
+    /// @param count   number of frames, at most maxFrames; with none the result is not a number
+    /// @param ref     index in frames (not checked, and read with 0 frames as well) of the one whose mean and
+    ///                standard deviation set the intensity scale; when it is constant, the result is not finite
     /// @param frames  count images, already moved onto the reference grid by whole pixels. CHANGED: every
     ///                frame comes back normalised, (v - mean) / deviation.
     /// @param shifts  remaining displacement of each frame in low-resolution pixels, within half a pixel:
