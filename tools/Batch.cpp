@@ -13,7 +13,7 @@
 #include <map>
 #include <opencv2/core.hpp>
 
-#include "tools/EnlargedSink.h"
+#include "tools/FileNames.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
 #include "tools/Outcome.h"

@@ -17,20 +17,35 @@ namespace {
 constexpr float kLowest = std::numeric_limits<short>::lowest();
 constexpr float kHighest = std::numeric_limits<short>::max();
 
-cv::Mat readSized(const std::string& path, cv::Size size) {
-    const cv::Mat image = readSingleImage(path);
-    if (image.size() == size) return image;
-    throw inputError(format("%s: is %d x %d pixels, but the frames are %d x %d", path.c_str(), image.cols,
-                            image.rows, size.width, size.height));
-}
+/// The images of a calibration, which lie on the same pixels as the frames.
+class CalibrationImages {
+  public:
+    CalibrationImages(const ReadOptions& reading, cv::Size storedSize)
+        : reading_(reading), size_(storedSize) {}
 
-cv::Mat_<float> temperatures(const std::string& numberOrFile, cv::Size size) {
-    char* end = nullptr;
-    const double number = std::strtod(numberOrFile.c_str(), &end);
-    if (numberOrFile.empty() || *end != '\0') return Decode{}(readSized(numberOrFile, size));
-    if (!std::isfinite(number)) throw inputError("temperature " + numberOrFile + " is not a finite number");
-    return cv::Mat_<float>(size, static_cast<float>(number));
-}
+    cv::Mat counts(const std::string& path) const { return read(path, reading_.raw); }
+
+    cv::Mat_<float> temperatures(const std::string& numberOrFile) const {
+        char* end = nullptr;
+        const double number = std::strtod(numberOrFile.c_str(), &end);
+        if (numberOrFile.empty() || *end != '\0') return Decode{}(read(numberOrFile, std::nullopt));
+        if (!std::isfinite(number)) {
+            throw inputError("temperature " + numberOrFile + " is not a finite number");
+        }
+        return {reading_.crop ? reading_.crop->size() : size_, static_cast<float>(number)};
+    }
+
+  private:
+    cv::Mat read(const std::string& path, const std::optional<RawFormat>& raw) const {
+        const cv::Mat image = readSingleImage(path, raw);
+        if (image.size() == size_) return cropped(image, reading_.crop, path);
+        throw inputError(format("%s: is %d x %d pixels, but the frames are %d x %d", path.c_str(), image.cols,
+                                image.rows, size_.width, size_.height));
+    }
+
+    const ReadOptions& reading_;
+    cv::Size size_;
+};
 
 }  // namespace
 
@@ -51,21 +66,30 @@ cv::Mat_<short> signedCounts(const cv::Mat_<float>& frame, const std::string& na
     return counts;
 }
 
-Calibration::Calibration(const std::vector<std::string>& points, const Decode& decode, cv::Size frameSize) {
+Calibration::Calibration(const std::vector<std::string>& points, const Decode& decode,
+                         const ReadOptions& reading, cv::Size storedSize) {
+    const CalibrationImages images(reading, storedSize);
     const auto counts = [&](const std::string& path) {
-        return signedCounts(decode(readSized(path, frameSize)), path);
+        return signedCounts(decode(images.counts(path), path), path);
     };
     const cv::Mat_<short> counts1 = counts(points.at(0));
-    const cv::Mat_<float> values1 = temperatures(points.at(1), frameSize);
+    const cv::Mat_<float> values1 = images.temperatures(points.at(1));
     const cv::Mat_<short> counts2 = counts(points.at(2));
-    const cv::Mat_<float> values2 = temperatures(points.at(3), frameSize);
+    const cv::Mat_<float> values2 = images.temperatures(points.at(3));
     lines_ = {counts1, values1, counts2, values2, {"tools/Calibration", __LINE__, "Calibration"}};
-    const int pixels = frameSize.area();
+    const auto pixels = static_cast<int>(counts1.total());
     const int same = cv::countNonZero(counts1 == counts2);
     if (2 * same > pixels) {
         throw inputError(
             format("%s and %s hold the same count in %d of %d pixels, which tells no temperature",
                    points[0].c_str(), points[2].c_str(), same, pixels));
+    }
+    const int level = cv::countNonZero(values1 == values2);
+    if (2 * level > pixels) {
+        throw inputError(
+            format("temperatures %s and %s are equal in %d of %d pixels, so that every count would mean the "
+                   "same there",
+                   points[1].c_str(), points[3].c_str(), level, pixels));
     }
     const auto hasNoLine = [](float gain, float offset) { return std::isnan(gain) || std::isnan(offset); };
     const int lost = std::inner_product(lines_.gain.begin(), lines_.gain.end(), lines_.offset.begin(), 0,

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/Decode.h"
+#include "tools/FrameReader.h"
 #include "vision/superresolution/detail/TwoPointCalibration.h"
 
 namespace oravo::tools {
@@ -20,10 +21,14 @@ class Calibration {
   public:
     /// @param points  file of counts, temperature, file of counts, temperature; a temperature is a number for
     ///                the whole frame or an image file
-    /// @param decode  of the files of counts
+    /// @param decode      of the files of counts
+    /// @param reading     of the frames: files of counts are raw dumps where frames are, and all images are cropped
+    ///                    as they are
+    /// @param storedSize  of the frames before the crop, and of all images
     /// Says on standard error how many pixels take their neighbours' line or have none. Throws UserError
-    /// where files cannot be used, or the counts do not tell the temperatures apart.
-    Calibration(const std::vector<std::string>& points, const Decode& decode, cv::Size frameSize);
+    /// where files cannot be used, or most pixels have equal counts or equal temperatures.
+    Calibration(const std::vector<std::string>& points, const Decode& decode, const ReadOptions& reading,
+                cv::Size storedSize);
 
     /// Status codes pass through. Pixels without a line become NaN, which the library repairs.
     cv::Mat_<float> operator()(const cv::Mat_<float>& counts, const std::string& name) const;

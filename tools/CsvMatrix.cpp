@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <set>
 #include <vector>
 
 #include "tools/FrameFile.h"
@@ -147,6 +148,38 @@ void checkRow(const Row& row, std::size_t columns, const std::string& name) {
     }
 }
 
+/// What the whole numbers in front of a decimal comma have in common, or the decimals behind it.
+struct Digits {
+    std::set<std::size_t> counts;
+    bool sign = false;
+    bool leadingZero = false;
+
+    /// False for a field that holds something else.
+    bool add(std::string_view field) {
+        const bool isSigned = !field.empty() && (field.front() == '-' || field.front() == '+');
+        if (isSigned) field.remove_prefix(1);
+        counts.insert(field.size());
+        sign |= isSigned;
+        leadingZero |= field.size() > 1 && field.front() == '0';
+        return !field.empty() && field.find_first_not_of("0123456789") == std::string_view::npos;
+    }
+};
+
+/// Whether the numbers that commas separate look like halves of numbers with a decimal comma.
+bool looksHalved(const std::vector<Row>& rows, const std::vector<std::string_view>& lines) {
+    Digits wholes, decimals;
+    for (const Row& row : rows) {
+        if (row.values.size() % 2 != 0) return false;
+        std::string_view rest = trimmed(lines[row.line - 1]);
+        for (std::size_t i = 0; i < row.values.size(); ++i) {
+            if (!(i % 2 == 0 ? wholes : decimals).add(nextField(rest, ','))) return false;
+        }
+    }
+    if (decimals.sign || decimals.counts.size() != 1) return false;
+    return wholes.sign || wholes.counts.count(*decimals.counts.begin()) == 0 ||
+           (decimals.leadingZero && !wholes.leadingZero);
+}
+
 /// The rows of the matrix out of all lines that hold something, and whether their first number is their label.
 std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const std::string& name) {
     std::size_t columns = 0;
@@ -194,6 +227,11 @@ cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
         if (holdsSomething(lines[i])) all.push_back(rowOf(lines[i], i + 1, separator));
     }
     const auto [rows, labelled] = matrixRows(std::move(all), name);
+    if (separator == ',' && looksHalved(rows, lines)) {
+        throw inputError(name +
+                         ": commas seem to separate numbers and to mark their decimals as well; "
+                         "separate numbers by semicolons or tabs, or write decimal points");
+    }
     const std::size_t skipped = labelled ? 1 : 0;
     const std::size_t columns = rows.front().values.size() - skipped;
     if (!isPossibleSize(columns, rows.size())) {

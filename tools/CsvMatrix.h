@@ -17,7 +17,10 @@ namespace oravo::tools {
 /// the columns does not count as one; where it has a corner before its numbers, the first column holds the
 /// numbers of the rows and is left out. "nan" (in any case) is a pixel without a value.
 ///
-/// Throws UserError that names the file, the line and the place in it.
+/// Throws UserError that names the file, the line and the place in it. It also refuses commas that both separate numbers
+/// and mark their decimals, 21,5,-22,5, rather than take this for four numbers. They are told by digits alone: as many in
+/// every second field, and there no sign, where the fields between have a sign, never so many digits, or no leading 0 as
+/// some decimals have. Where that does not tell, commas separate.
 cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name);
 
 cv::Mat readCsv(const std::string& path);

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "tools/Messages.h"
+#include "tools/UserError.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {
@@ -36,6 +38,22 @@ cv::Mat_<float> Decode::operator()(const cv::Mat& stored) const {
                        [](float before, float after) { return isStatusCode(before) ? before : after; });
     }
     return result;
+}
+
+cv::Mat_<float> Decode::operator()(const cv::Mat& stored, const std::string& name) const {
+    if (shiftRight == 0 || stored.depth() < CV_32F) return (*this)(stored);
+    cv::Mat_<double> numbers;
+    stored.convertTo(numbers, CV_64F);
+    for (int y = 0; y < numbers.rows; ++y) {
+        for (int x = 0; x < numbers.cols; ++x) {
+            const double v = numbers(y, x);
+            if (!isValue(static_cast<float>(v)) || v == std::floor(v)) continue;
+            throw inputError(
+                format("%s: %g at column %d, row %d is no whole number; --shift-right drops bits of counts",
+                       name.c_str(), v, x, y));
+        }
+    }
+    return (*this)(stored);
 }
 
 double PlausibleRange::shareOutside(const cv::Mat_<float>& frame) const {

@@ -23,6 +23,9 @@ struct Decode {
     /// One channel, any depth, to float. Status codes in float input pass through with every bit, and so does
     /// all float input when the decode is the identity.
     cv::Mat_<float> operator()(const cv::Mat& stored) const;
+    /// The same. Throws UserError that names the image, the pixel and the value where bits are to be shifted out of a
+    /// number with a fraction, which has none to spare.
+    cv::Mat_<float> operator()(const cv::Mat& stored, const std::string& name) const;
 };
 
 /// The values that the library takes for real: temperatures, or signed 16-bit counts.

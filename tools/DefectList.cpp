@@ -120,6 +120,10 @@ cv::Mat_<uchar> DefectList::mask() const {
     return listed;
 }
 
+bool DefectList::isComplete() const {
+    return cv::countNonZero(mask()) == frameSize.area();
+}
+
 int DefectList::withoutReplacement() const {
     int count = 0;
     for (int i = 0; i < rows.rows; ++i) {

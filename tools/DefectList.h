@@ -15,6 +15,8 @@ struct DefectList {
 
     /// 8-bit, frame-sized, 255 at the bad pixels.
     cv::Mat_<uchar> mask() const;
+    /// Whether it lists every pixel.
+    bool isComplete() const;
     /// Rows without replacement pixels: one of theirs lies outside the frame.
     int withoutReplacement() const;
 };

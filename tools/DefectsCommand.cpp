@@ -19,6 +19,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kNothingHealthy[] =
+    "lists every pixel, and no healthy one is left to replace them (are --low and --high right?)";
+
 cv::Mat readCounts(FrameReader& reader, std::size_t index) {
     cv::Mat frame = reader.read(index);
     if (frame.depth() != CV_16U && frame.depth() != CV_16S) {
@@ -97,7 +100,9 @@ void summarise(const std::string& path, const DefectList& list, const char* mend
     const double share = 100.0 * list.rows.rows / static_cast<double>(list.frameSize.area());
     note(format("%s: %d bad pixels of %d x %d (%.2f %%)", path.c_str(), list.rows.rows, list.frameSize.width,
                 list.frameSize.height, share));
-    if (const int stranded = list.withoutReplacement()) {
+    if (list.isComplete()) {
+        warn(path + ": " + kNothingHealthy);
+    } else if (const int stranded = list.withoutReplacement()) {
         warn(format("%s: %d bad pixels have no good pixel near enough to replace them; %s", path.c_str(),
                     stranded, mend));
     }
@@ -112,9 +117,8 @@ cv::Mat repairedCounts(const cv::Mat& frame, const cv::Mat_<ushort>& rows) {
     return counts.counts(frame.type());
 }
 
-bool namesFolder(const std::string& output) {
-    std::error_code ignored;
-    return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
+void refuseInput(const FrameReader& reader, const std::string& target) {
+    if (reader.readsFrom(target)) throw outputError(target + ": is one of the inputs");
 }
 
 /// Frames are read as others are written: a folder of both could lose some unread.
@@ -142,9 +146,9 @@ std::unique_ptr<TargetFolder> prepareTarget(const RepairDefectsCommand& command,
         throw outputError(
             format("%s: %zu frames go to a folder; let its name end in /", command.output.c_str(), frames));
     }
-    auto folder = std::make_unique<TargetFolder>(command.output);
     refuseFolderOfInputs(command);
-    return folder;
+    refuseFolderOfFrames(command.output);
+    return std::make_unique<TargetFolder>(command.output);
 }
 
 }  // namespace
@@ -153,9 +157,7 @@ void detectDefects(const DetectDefectsCommand& command) {
     checkTarget(command.output, {".csv"});
     if (!command.marked.empty()) checkTarget(command.marked, {".png"});
     FrameReader reader(command.frames, command.reading);
-    for (const std::string& target : {command.output, command.marked}) {
-        if (reader.readsFrom(target)) throw outputError(target + ": is one of the inputs");
-    }
+    for (const std::string& target : {command.output, command.marked}) refuseInput(reader, target);
     const DefectThresholds thresholds = thresholdsFor(reader, command);
     note(
         format("out of range: counts up to %d and from %d (--low, --high)", thresholds.low, thresholds.high));
@@ -178,6 +180,10 @@ void repairDefects(const RepairDefectsCommand& command) {
     FrameReader reader(command.frames, command.reading);
     const cv::Mat first = readCounts(reader, 0);
     requireFrameSize(list, command.list, first.size(), reader.name(0));
+    if (list.isComplete()) {
+        throw inputError(command.list + ": " + kNothingHealthy);
+    }
+    refuseInput(reader, command.output);
     const std::unique_ptr<TargetFolder> folder =
         prepareTarget(command, reader.count(), first.depth() == CV_16S);
     for (std::size_t i = 0; i < reader.count(); ++i) {
@@ -196,6 +202,9 @@ void mergeDefectLists(const MergeDefectsCommand& command) {
     const DefectList fresh = readDefectList(command.fresh);
     DefectList list = readDefectList(command.list);
     requireFrameSize(fresh, command.fresh, list.frameSize, command.list);
+    if (isSameFile(command.fresh, command.output) && !isSameFile(command.list, command.output)) {
+        throw outputError(command.output + ": is the list of new ones; only the running list is replaced");
+    }
     const int added = mergeDefects(fresh.rows, list, command.radius);
     note(format("%s: %d of %d bad pixels are new", command.fresh.c_str(), added, fresh.rows.rows));
     writeText(command.output, defectTable(list));

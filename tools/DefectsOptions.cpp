@@ -73,7 +73,7 @@ void addRepair(CLI::App* defects, RepairDefectsCommand& c, const std::string& fo
     addReadOptions(sub, c.reading);
     sub->add_option("-o,--output", c.output,
                     "For one frame OUT.tif or OUT.png (unsigned counts only), of the type of the input; for "
-                    "several a folder, which gets frame_000000.tif ... in the order given")
+                    "several a folder without frames, which gets frame_000000.tif ... in the order given")
         ->required();
     sub->footer(
         "A bad pixel becomes the mean of its four replacement pixels without the fraction (rounded "
@@ -87,7 +87,8 @@ void addMerge(CLI::App* defects, MergeDefectsCommand& c, const std::string& foot
     sub->add_option("NEW", c.fresh, "NEW.csv: the newly found ones; those already listed are left out")
         ->required();
     sub->add_option("LIST", c.list, "LIST.csv: the running list, for frames of the same size")->required();
-    sub->add_option("-o,--output", c.output, "LIST.csv for both; may be the running list itself")->required();
+    sub->add_option("-o,--output", c.output, "LIST.csv for both; may be the running list itself, but not NEW")
+        ->required();
     addRadius(sub, c.radius);
     sub->footer(footer);
     sub->callback([&c] { mergeDefectLists(c); });

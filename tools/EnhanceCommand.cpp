@@ -65,7 +65,7 @@ class Enhancement {
         : command_(command),
           reader_(reader),
           window_(size, parameters, command.every),
-          values_(reader, command, size),
+          values_(reader, command),
           results_(results),
           enlargedSize_(size * Enhancer::kFactor),
           sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}

@@ -30,6 +30,7 @@ EnhanceParameters settled(EnhanceParameters parameters) {
 }
 
 std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameters& parameters) {
+    requireUsableSize(size, parameters);
     try {
         return makePipeline(size, parameters);
     } catch (...) {

@@ -47,7 +47,7 @@ class Enhancer {
     static constexpr int kWindowSize = Pipeline::kWindowSize;
     static constexpr int kFactor = Pipeline::kFactor;
 
-    /// Throws UserError for parameters that the library refuses.
+    /// Throws UserError for frames of a size that cannot be aligned and for parameters that the library refuses.
     Enhancer(cv::Size frameSize, const EnhanceParameters& parameters);
 
     /// With the reference and the weight settled for good.

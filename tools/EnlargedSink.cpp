@@ -26,11 +26,6 @@ void refuseStandardOutput(const EnhanceCommand& command) {
 
 }  // namespace
 
-bool namesFolder(const std::string& output) {
-    std::error_code ignored;
-    return (!output.empty() && output.back() == '/') || fs::is_directory(output, ignored);
-}
-
 bool isInput(const EnhanceCommand& command, const FrameReader& reader, const std::string& path) {
     const auto is = [&](const std::string& text) { return isSameFile(text, path); };
     return reader.readsFrom(path) || std::any_of(command.calibration.begin(), command.calibration.end(), is);
@@ -44,6 +39,7 @@ EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& rea
         for (const std::string& input : command.inputs) {
             if (isFolderOf(input, output_)) throw outputError(output_ + ": is a folder of input frames");
         }
+        refuseFolderOfFrames(output_);
         targetFolder_ = std::make_unique<TargetFolder>(output_);
         return;
     }

@@ -13,9 +13,6 @@ namespace oravo::tools {
 
 struct EnhanceCommand;
 
-/// Whether an output is meant as a folder: by its slash at the end, or since it is one.
-bool namesFolder(const std::string& output);
-
 /// Whether a file holds frames, or an image of the calibration.
 bool isInput(const EnhanceCommand& command, const FrameReader& reader, const std::string& path);
 

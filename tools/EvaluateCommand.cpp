@@ -17,17 +17,18 @@ cv::Mat_<float> readFloat(const std::string& path) {
     return Decode{}(readSingleImage(path));
 }
 
-void print(const char* name, const Quality& q) {
-    std::cout << format("%-8s  PSNR %6.2f dB  RMSE %8.4f  SSIM %.4f\n", name, q.psnr, q.rmse, q.ssim);
+std::string figures(const char* name, const Quality& q) {
+    std::string lines = format("%-8s  PSNR %6.2f dB  RMSE %8.4f  SSIM %.4f\n", name, q.psnr, q.rmse, q.ssim);
     if (q.leftOut > 0) {
-        std::cout << format("%-8s  %lld of %lld pixels left out: no value\n", "", q.leftOut,
-                            q.leftOut + q.compared);
+        lines +=
+            format("%-8s  %lld of %lld pixels left out: no value\n", "", q.leftOut, q.leftOut + q.compared);
     }
+    return lines;
 }
 
-void printRegions(const RegionErrors& e) {
-    std::cout << format("%-8s  RMSE of flat places %.4f, hot ones %.4f, cold ones %.4f\n", "", e.flat, e.hot,
-                        e.cold);
+std::string figures(const RegionErrors& e) {
+    return format("%-8s  RMSE of flat places %.4f, hot ones %.4f, cold ones %.4f\n", "", e.flat, e.hot,
+                  e.cold);
 }
 
 std::string caption(const Quality& q) {
@@ -52,21 +53,22 @@ void evaluate(const EvaluateCommand& command) {
     const cv::Mat_<float> result = readFloat(command.result);
     const cv::Mat_<float> truth = readFloat(command.truth);
     const Quality ours = compareWithTruth(result, truth, command.crop);
-    print("result", ours);
-    if (command.regions) printRegions(regionErrors(result, truth, command.crop));
+    std::string lines = figures("result", ours);
+    if (command.regions) lines += figures(regionErrors(result, truth, command.crop));
     std::vector<Panel> panels{{result, "super-resolution", caption(ours)}, {truth, "truth", ""}};
     if (!command.reference.empty()) {
         const cv::Mat_<float> frame = readFloat(command.reference);
         const cv::Mat_<float> enlarged = bicubic(repaired(frame), truth.size());
         const Quality plain = compareWithTruth(enlarged, truth, command.crop);
-        print("bicubic", plain);
-        if (command.regions) printRegions(regionErrors(enlarged, truth, command.crop));
+        lines += figures("bicubic", plain);
+        if (command.regions) lines += figures(regionErrors(enlarged, truth, command.crop));
         panels.insert(panels.begin(), {{nearest(frame, truth.size()), "reference frame",
                                         format("%d x %d pixels", frame.cols, frame.rows)},
                                        {enlarged, "bicubic", caption(plain)}});
     }
     panels.back().caption = format("%d x %d pixels", truth.cols, truth.rows);
     if (!command.picture.empty()) writeImage(command.picture, drawComparison(panels));
+    std::cout << lines;  // only where all of it worked
 }
 
 }  // namespace oravo::tools

@@ -41,6 +41,11 @@ bool isFolderOf(const std::string& fileOrFolder, const std::string& folder) {
                       folder);
 }
 
+bool namesFolder(const std::string& output) {
+    std::error_code ignored;
+    return (!output.empty() && output.back() == '/') || std::filesystem::is_directory(output, ignored);
+}
+
 bool isSameFile(const std::string& a, const std::string& b) {
     std::error_code missing;
     return std::filesystem::equivalent(a, b, missing);

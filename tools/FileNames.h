@@ -14,6 +14,9 @@ bool naturallyLess(const std::string& a, const std::string& b);
 /// Whether a folder is the one named, or the one that a file lies in.
 bool isFolderOf(const std::string& fileOrFolder, const std::string& folder);
 
+/// Whether an output is meant as a folder: by its slash at the end, or since it is one.
+bool namesFolder(const std::string& output);
+
 /// Whether both names lead to one existing file or folder.
 bool isSameFile(const std::string& a, const std::string& b);
 

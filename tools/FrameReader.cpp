@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <regex>
 
@@ -16,6 +17,10 @@ namespace fs = std::filesystem;
 
 using NameTest = bool (*)(const std::string& name);
 
+bool isFrameName(const std::string& name) {
+    return name.rfind("frame", 0) == 0;
+}
+
 }  // namespace
 
 cv::Rect parseCrop(const std::string& text) {
@@ -28,6 +33,16 @@ cv::Rect parseCrop(const std::string& text) {
     const cv::Rect crop(number(3), number(4), number(1), number(2));
     if (crop.empty()) throw UserError(ExitCode::kUsage, "--crop " + text + ": leaves nothing");
     return crop;
+}
+
+cv::Mat cropped(const cv::Mat& image, const std::optional<cv::Rect>& part, const std::string& name) {
+    if (!part) return image;
+    const cv::Rect crop = *part;
+    if (crop.br().x > image.cols || crop.br().y > image.rows) {
+        throw inputError(format("%s: is %d x %d pixels; a crop of %dx%d+%d+%d reaches beyond", name.c_str(),
+                                image.cols, image.rows, crop.width, crop.height, crop.x, crop.y));
+    }
+    return image(crop).clone();
 }
 
 FrameReader::FrameReader(const std::vector<std::string>& inputs, const ReadOptions& options)
@@ -76,10 +91,8 @@ void FrameReader::addFolder(const std::string& path) {
             path + (options_.raw ? ": folder holds no raw files (.raw, .bin, .dat)"
                                  : ": folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)"));
     }
-    const auto isFrame = [](const std::string& name) { return name.rfind("frame", 0) == 0; };
-    if (std::any_of(names.begin(), names.end(), isFrame)) {
-        names.erase(std::remove_if(names.begin(), names.end(), [&](const auto& n) { return !isFrame(n); }),
-                    names.end());
+    if (std::any_of(names.begin(), names.end(), isFrameName)) {
+        names.erase(std::remove_if(names.begin(), names.end(), std::not_fn(isFrameName)), names.end());
     }
     std::sort(names.begin(), names.end(), naturallyLess);
     for (const std::string& name : names) addFile((fs::path(path) / name).string());
@@ -112,20 +125,26 @@ cv::Mat FrameReader::read(std::size_t index) {
         throw inputError(format("%s: is %d x %d pixels, but the frames before it are %d x %d",
                                 name(index).c_str(), image.cols, image.rows, size_.width, size_.height));
     }
-    if (!options_.crop) return image;
-    const cv::Rect crop = *options_.crop;
-    if (crop.br().x > image.cols || crop.br().y > image.rows) {
-        throw inputError(format("%s: is %d x %d pixels; a crop of %dx%d+%d+%d reaches beyond",
-                                name(index).c_str(), image.cols, image.rows, crop.width, crop.height, crop.x,
-                                crop.y));
-    }
-    return image(crop).clone();
+    return cropped(image, options_.crop, name(index));
 }
 
-cv::Mat readSingleImage(const std::string& path) {
+void refuseFolderOfFrames(const std::string& folder) {
+    std::error_code missing;
+    for (fs::directory_iterator entry(folder, missing), end; !missing && entry != end;
+         entry.increment(missing)) {
+        const std::string name = entry->path().filename().string();
+        if (!isFrameName(name) || !isImageName(name)) continue;
+        throw outputError(
+            format("%s: already holds %s; frames of two runs would mix there. Name another folder, or "
+                   "empty this one",
+                   folder.c_str(), name.c_str()));
+    }
+}
+
+cv::Mat readSingleImage(const std::string& path, const std::optional<RawFormat>& raw) {
     std::error_code ignored;
     if (fs::is_directory(path, ignored)) throw inputError(path + ": is a folder, not an image");
-    FrameReader reader({path});
+    FrameReader reader({path}, {raw, std::nullopt});
     if (reader.count() != 1) {
         throw inputError(format("%s: holds %zu frames; one image is wanted", path.c_str(), reader.count()));
     }

@@ -22,6 +22,9 @@ struct ReadOptions {
 /// the usage kind.
 cv::Rect parseCrop(const std::string& text);
 
+/// The part of an image. Throws UserError, naming the image, where the crop reaches beyond.
+cv::Mat cropped(const cv::Mat& image, const std::optional<cv::Rect>& crop, const std::string& name);
+
 /// A burst or recording as a sequence of single-channel frames of one size, out of files of one or more frames
 /// (see openFrames) and folders in the order given.
 ///
@@ -47,6 +50,9 @@ class FrameReader {
     /// Refuses other kinds, sizes that differ from the first frame read, and crops that reach beyond.
     cv::Mat read(std::size_t index);
 
+    /// The size of the first frame read, before the crop; empty where none was.
+    cv::Size storedSize() const { return size_; }
+
   private:
     struct Frame {
         std::string path;
@@ -67,8 +73,12 @@ class FrameReader {
     std::unique_ptr<FrameSource> open_;
 };
 
+/// Refuses a folder that holds images named "frame...": the frames of two runs would mix there, or those of the first
+/// be lost.
+void refuseFolderOfFrames(const std::string& folder);
+
 /// The only image of a file, under the same rules.
-cv::Mat readSingleImage(const std::string& path);
+cv::Mat readSingleImage(const std::string& path, const std::optional<RawFormat>& raw = std::nullopt);
 
 }  // namespace oravo::tools
 

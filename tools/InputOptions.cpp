@@ -50,7 +50,10 @@ void addDecodeOptions(CLI::App* command, Decode& decode) {
         ->check(finiteNumber())
         ->capture_default_str()
         ->excludes(encoding);
-    command->add_option("--shift-right", decode.shiftRight, "SHIFT, see --scale: low bits that hold no value")
+    command
+        ->add_option("--shift-right", decode.shiftRight,
+                     "SHIFT, see --scale: low bits of counts that hold no value; numbers with a "
+                     "fraction are refused")
         ->check(CLI::Range(0, 31))
         ->capture_default_str()
         ->excludes(encoding);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "tools/Messages.h"
 #include "tools/ReferencePipeline.h"
 #include "tools/UserError.h"
 #include "tools/VectorPipeline.h"
@@ -103,6 +104,24 @@ void settlePipeline(PipelineParameters& p) {
         throw unknownTo(offer, "--nuc", "takes values of any range as they are");
     }
     if (p.timing && !offer.printsReport) throw unknownTo(offer, "--timing", "prints no report");
+}
+
+void requireUsableSize(cv::Size size, const PipelineParameters& p) {
+    const bool phase = p.registration == Registration::phase;
+    // Corners lie off the border. Frames may move by less than half their height without its fraction, in one row by
+    // less than nothing.
+    const int least = phase ? 2 : 3;
+    if (size.width < least || size.height < least) {
+        throw inputError(
+            format("frames of %d x %d pixels are too small; aligning them by %s takes at least %d x %d",
+                   size.width, size.height, phase ? "phase correlation" : "corners", least, least));
+    }
+    if (phase && size.width % 2 != 0) {
+        throw UserError(ExitCode::kUsage,
+                        format("phase correlation takes even widths only, but the frames are %d x %d pixels; "
+                               "--crop %dx%d leaves a column out",
+                               size.width, size.height, size.width - 1, size.height));
+    }
 }
 
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters) {

@@ -18,20 +18,21 @@ namespace fs = std::filesystem;
 constexpr int kDefaultFrames = 5;
 constexpr int kDefaultReferenceIndex = 3;
 
+constexpr char kTruth[] = "truth.tif";
+constexpr char kShifts[] = "shifts.csv";
+
 std::string frameName(std::size_t index) {
     return format("frame_%03zu.tif", index);
 }
 
-/// A longer burst from before would be taken for the end of this one.
-void refuseLeftovers(const std::string& folder, std::size_t frames) {
-    std::error_code failed;
-    for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end;
-         entry.increment(failed)) {
-        const std::string name = entry->path().filename().string();
-        bool ours = false;
-        for (std::size_t i = 0; i < frames && !ours; ++i) ours = name == frameName(i);
-        if (name.rfind("frame", 0) == 0 && !ours) {
-            throw outputError(folder + ": already holds " + name + ", which is not part of this burst");
+/// Whatever is there already may be an input of this very run, or somebody's recording.
+void refuseToReplace(const fs::path& folder) {
+    refuseFolderOfFrames(folder.string());
+    for (const char* name : {kTruth, kShifts}) {
+        std::error_code ignored;
+        if (fs::exists(folder / name, ignored)) {
+            throw outputError((folder / name).string() +
+                              ": is there already; name another folder, or remove it");
         }
     }
 }
@@ -73,22 +74,22 @@ SimulationParameters parametersOf(const SimulateCommand& c) {
 
 void simulate(const SimulateCommand& command) {
     const SimulationParameters parameters = parametersOf(command);
-    const TargetFolder target(command.folder);
-    refuseLeftovers(command.folder, parameters.shifts.size());
-    const Burst burst = simulateBurst(parameters);
     const fs::path folder(command.folder);
+    refuseToReplace(folder);
+    const TargetFolder target(command.folder);
+    const Burst burst = simulateBurst(parameters);
     std::vector<std::size_t> numbers(burst.frames.size());
     std::iota(numbers.begin(), numbers.end(), std::size_t{0});
     for (std::size_t i = 0; i < burst.frames.size(); ++i) {
         writeImage((folder / frameName(i)).string(), burst.frames[i]);
     }
-    writeImage((folder / "truth.tif").string(), burst.truth);
+    writeImage((folder / kTruth).string(), burst.truth);
     writeText(
-        (folder / "shifts.csv").string(),
+        (folder / kShifts).string(),
         shiftTable(parameters.shifts, numbers,
                    "true shifts in frame pixels; frame(p + d) = reference(p); the truth has shift 0,0"));
-    note(format("%s: %zu frames of %d x %d pixels, truth.tif, shifts.csv", command.folder.c_str(),
-                burst.frames.size(), command.width, command.height));
+    note(format("%s: %zu frames of %d x %d pixels, %s, %s", command.folder.c_str(), burst.frames.size(),
+                command.width, command.height, kTruth, kShifts));
 }
 
 }  // namespace oravo::tools

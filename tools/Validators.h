@@ -2,7 +2,9 @@
 #define ORAVO_TOOLS_VALIDATORS_H
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <string>
 
@@ -11,24 +13,39 @@
 namespace oravo::tools {
 
 constexpr double kUnbounded = std::numeric_limits<double>::max();
+constexpr float kLargestFloat = std::numeric_limits<float>::max();
 
-/// A finite number within bounds; `above` leaves the lower bound itself out.
-inline CLI::Validator numberWithin(double lowest, double highest, bool above = false) {
+/// A finite number within bounds; `above` leaves the lower bound itself out. It is compared as the type that the option
+/// keeps, since rounding can take a number across a bound.
+template <class Number = double>
+CLI::Validator numberWithin(Number lowest, Number highest, bool above = false) {
     const auto check = [=](std::string& text) -> std::string {
-        double value = 0.0;
+        Number value = 0;
         const bool number = CLI::detail::lexical_cast(text, value) && std::isfinite(value);
         if (number && value <= highest && (above ? value > lowest : value >= lowest)) return {};
-        if (highest == kUnbounded && lowest == -kUnbounded) return text + " is not a finite number";
-        if (highest == kUnbounded) {
-            return text + format(" is not a number %s %g", above ? "above" : "from", lowest);
-        }
-        return text + format(" is not a number %s %g to %g", above ? "above" : "from", lowest, highest);
+        constexpr Number kLargest = std::numeric_limits<Number>::max();
+        if (highest == kLargest && lowest == -kLargest) return text + " is not a finite number";
+        return text + format(" is not a number %s %.9g to %.9g", above ? "above" : "from",
+                             static_cast<double>(lowest), static_cast<double>(highest));
     };
     return CLI::Validator(check, "");
 }
 
 inline CLI::Validator finiteNumber() {
     return numberWithin(-kUnbounded, kUnbounded);
+}
+
+/// A whole number of 64 bits without a sign. The parser alone would take others for the nearest such number.
+inline CLI::Validator wholeNumber() {
+    const auto check = [](std::string& text) {
+        std::uint64_t value = 0;
+        const char* end = text.data() + text.size();
+        const auto [rest, failed] = std::from_chars(text.data(), end, value);
+        if (failed == std::errc() && rest == end) return std::string();
+        return text + " is not a whole number from 0 to " +
+               std::to_string(std::numeric_limits<std::uint64_t>::max());
+    };
+    return CLI::Validator(check, "");
 }
 
 /// A text for a name that is there, be it only by mistake: "$UNSET" must not mean the default.

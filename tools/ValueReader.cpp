@@ -18,18 +18,20 @@ PlausibleRange plausibleFor(const PipelineParameters& parameters) {
 
 }  // namespace
 
-ValueReader::ValueReader(FrameReader& reader, const EnhanceCommand& command, cv::Size frameSize)
+ValueReader::ValueReader(FrameReader& reader, const EnhanceCommand& command)
     : reader_(reader),
       decode_(command.decode),
       rawCounts_(command.parameters.rawCounts),
       wantsSignedCounts_(rawCounts_ && command.parameters.kind == PipelineKind::reference),
       range_(plausibleFor(command.parameters)) {
-    if (!command.calibration.empty()) calibration_.emplace(command.calibration, decode_, frameSize);
+    if (!command.calibration.empty()) {
+        calibration_.emplace(command.calibration, decode_, command.reading, reader.storedSize());
+    }
 }
 
 ValueReader::Frame ValueReader::read(std::size_t index) {
     const std::string name = reader_.name(index);
-    Frame frame{decode_(reader_.read(index)), true};
+    Frame frame{decode_(reader_.read(index), name), true};
     if (calibration_) frame.values = (*calibration_)(frame.values, name);
     if (wantsSignedCounts_) signedCounts(frame.values, name);
     const double outside = range_.shareOutside(frame.values);

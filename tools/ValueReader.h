@@ -14,8 +14,9 @@ namespace oravo::tools {
 /// recording that begins with nothing else.
 class ValueReader {
   public:
-    /// Reads the frames of the calibration. The reader has to outlive this object.
-    ValueReader(FrameReader& reader, const EnhanceCommand& command, cv::Size frameSize);
+    /// Reads the frames of the calibration. The reader has read a frame, by which the size of all is known, and outlives
+    /// this object.
+    ValueReader(FrameReader& reader, const EnhanceCommand& command);
 
     struct Frame {
         cv::Mat_<float> values;

@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
 #include <iostream>
+#include <limits>
 #include <opencv2/core/utils/logger.hpp>
 
 #include "tools/Batch.h"
@@ -23,13 +25,15 @@ constexpr char kExitCodes[] =
     "Exit codes:\n"
     "  0  done\n"
     "  1  wrong command line\n"
-    "  2  input missing, unreadable, of mixed sizes, or too few frames\n"
+    "  2  input missing, unreadable, too small, of mixed sizes, or too few frames\n"
     "  3  output cannot be written; what was there before is untouched\n"
     "  4  no enlarged image could be reconstructed; nothing was written\n"
     "  5  internal failure\n"
     "With --jobs, the highest code of all recordings. What --every has no image for is told in the last "
     "line.\n"
     "Each file appears whole or not at all. Messages go to standard error.";
+
+constexpr float kLargestBlur = 1e3f;  // far beyond any camera; at 1e30 no weights are left
 
 void addEnhance(CLI::App& app, EnhanceCommand& c) {
     CLI::App* sub = app.add_subcommand("enhance", "Enlarge a burst or recording to twice its size");
@@ -38,14 +42,16 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
            "INPUT", c.inputs,
            "Frames in order: single-channel TIFF (multi-page too), PNG or PGM files of 8 or 16 bits or "
            "float, NumPy arrays (.npy: rows x columns or frames x rows x columns), matrices of numbers as "
-           "text (.csv, .tsv, .asc, .txt; with decimal commas and heading lines too), raw dumps (see --raw), "
+           "text (.csv, .tsv, .asc, .txt; with heading lines, and with decimal commas unless commas "
+           "separate the numbers), raw dumps (see --raw), "
            "or folders of them. A folder is read in natural order (frame_9 before frame_10); where some "
            "names begin with \"frame\", only these are read")
         ->required();
-    sub->add_option("-o,--output", c.output,
-                    "OUT.tif: 32-bit float, in the unit of the decoded input; - for standard output. With "
-                    "--every one page for each "
-                    "image, or a folder (existing, or ending in /) for files named after the newest frame")
+    sub->add_option(
+           "-o,--output", c.output,
+           "OUT.tif: 32-bit float, in the unit of the decoded input; - for standard output. With "
+           "--every one page for each image, or a folder (without frames, or a new name ending in /) for "
+           "files named after the newest frame")
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
@@ -61,34 +67,39 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
                         "view, such as \"107 FOV 20\"")
             ->check(notEmpty());
     sub->add_option("--psf-sigma", p.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
-        ->check(numberWithin(0.0, 1e3, true))
+        ->check(numberWithin(0.0f, kLargestBlur, true))
         ->capture_default_str()
         ->excludes(camera);
     CLI::Option* weight =
         sub->add_option(
                "--tv-weight", p.tvWeight,
                "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
-            ->check(numberWithin(1.0, 1e30))
+            ->check(numberWithin(1.0f, kLargestFloat))
             ->capture_default_str();
     sub->add_option("--iterations", p.iterations, "The most steps of the solver")
-        ->check(CLI::Range(1, 1000000))
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
         ->capture_default_str();
+    // The library compares in double precision, in which 1e-6 as a float lies below its bound of 1e-6.
+    const float leastResidue = std::nextafter(1e-6f, 1.0f);
     sub->add_option("--relative-residue", p.relativeResidue, "Relative residue at which the solver stops")
-        ->check(numberWithin(1e-6, 1e30))
+        ->check(numberWithin(leastResidue, kLargestFloat))
         ->capture_default_str();
     sub->add_option("--registration-error", p.registrationError,
                     "Largest disagreement with the reference at which a pixel is used")
-        ->check(numberWithin(0.0, 1.0, true))
+        ->check(numberWithin(0.0f, 1.0f, true))
         ->capture_default_str();
     addReadOptions(sub, c.reading);
     addDecodeOptions(sub, c.decode);
     CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
                                      "Values are raw counts: the plausible range is -32768 .. 32767 instead "
                                      "of -274 .. 5000. (The reference pipeline refuses others)");
-    sub->add_option("--calibration", c.calibration,
-                    "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
-                    "each pixel's line through two frames of counts turns into temperatures. A temperature "
-                    "is a number or an image of floats")
+    sub->add_option(
+           "--calibration", c.calibration,
+           "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
+           "each pixel's line through two frames of counts turns into temperatures. A temperature "
+           "is a number or an image of floats. The frames of counts are read as the input is (--raw, "
+           "--scale ...), and all images are cropped with it. A pixel whose two counts are equal takes "
+           "its neighbours' line; one without any counts as defective")
         ->expected(4)
         ->excludes(nuc);
     sub->add_option("--shifts", c.shiftsFile,
@@ -113,8 +124,10 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
 void addSimulate(CLI::App& app, SimulateCommand& c) {
     CLI::App* sub =
         app.add_subcommand("simulate", "Render a thermal scene and a burst of it with known truth");
-    sub->add_option("-o,--output", c.folder,
-                    "Folder for frame_000.tif ..., truth.tif (sharp, twice the size) and shifts.csv")
+    sub->add_option(
+           "-o,--output", c.folder,
+           "Folder for frame_000.tif ..., truth.tif (sharp, twice the size) and shifts.csv. One that holds "
+           "frames or these files is refused")
         ->check(notEmpty())
         ->required();
     sub->add_option("--width", c.width, "Width of a frame")
@@ -151,12 +164,13 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
         ->check(numberWithin(0.0, 1e6))
         ->capture_default_str();
     sub->add_option("--psf-sigma", c.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
-        ->check(numberWithin(0.0, 1e3, true))
+        ->check(numberWithin(0.0f, kLargestBlur, true))
         ->capture_default_str();
     sub->add_option("--defects", c.defects, "Isolated pixels that carry status codes instead of values")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
     sub->add_option("--seed", c.seed, "Seed of random displacements, noise and defects")
+        ->check(wholeNumber())
         ->capture_default_str();
     sub->footer(kExitCodes);
     sub->callback([&c] { simulate(c); });

@@ -170,6 +170,32 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
     }
 }
 
+TEST_F(Program, SaysWhichNumberOrSizeIsWrong) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    const struct {
+        const char* arguments;
+        int code;
+        const char* words;
+    } kCases[] = {{"enhance b --registration-error 1e-50", 1, "1e-50 is not a number above 0 to 1 "},
+                  {"enhance b --relative-residue 1e-6", 1, "1e-6 is not a number from 1.00000011e-06 "},
+                  {"enhance b --tv-weight 1e39", 1, "1e39 is not a number from 1 to 3.40282347e+38 "},
+                  {"enhance b --registration phase --crop 63x48", 1, "; --crop 62x48 leaves a column out"},
+                  {"enhance b --registration phase --crop 64x1", 2, "phase correlation takes at least 2 x 2"},
+                  {"enhance b --crop 2x48", 2,
+                   "2 x 48 pixels are too small; aligning them by corners takes at least 3 x 3"},
+                  {"enhance b --shift-right 2", 2, "is no whole number; --shift-right drops bits of counts"},
+                  {"simulate --seed -1", 1, "-1 is not a whole number from 0 to 18446744073709551615"},
+                  {"simulate --seed 18446744073709551616", 1, "is not a whole number"},
+                  {"evaluate b/truth.tif b/truth.tif --reference b #", 2, "b: is a folder, not an image"}};
+    for (const auto& c : kCases) {
+        const Outcome outcome = run(std::string(c.arguments) + " -o new.tif");
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.err;
+        EXPECT_NE(outcome.err.find(c.words), std::string::npos) << c.arguments << '\n' << outcome.err;
+        EXPECT_EQ(outcome.out, "") << c.arguments;
+    }
+    EXPECT_EQ(run("enhance b -o o.tif --relative-residue 1.00000011e-6 --tv-weight 0.99999999").code, 0);
+}
+
 /// Shifts against the second of five frames, the first and the last of which hardly move.
 std::string burstWithOneFarFrame(const std::string& third, const std::string& size) {
     return "simulate -o far --reference 1 --noise 0 --shifts '0.2,0.1;0,0;" + third + ";0.4,0.3;0.7,0.1' " +
@@ -183,6 +209,7 @@ TEST_F(Program, NamesTheFrameThatMovedTooFar) {
     EXPECT_NE(refused.err.find("no enlarged image: frame 2 moved by (11."), std::string::npos) << refused.err;
     EXPECT_NE(refused.err.find(" pixels, half the frame height or more\n"), std::string::npos) << refused.err;
     EXPECT_EQ(entries(), 1u);
+    std::filesystem::remove_all(path("far"));
     ASSERT_EQ(run(burstWithOneFarFrame("0.1,13", "--width 160 --height 120")).code, 0);
     const Outcome warned = run("enhance far -o o.tif --no-guard");
     EXPECT_EQ(warned.code, 0);

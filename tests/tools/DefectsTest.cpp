@@ -215,7 +215,9 @@ TEST_F(Defects, FailuresHaveTheirCodeAndSayWhatToChange) {
         }
     }
     ASSERT_EQ(run("detect small.png -o n.csv --low 9"), 0);  // all bad: nothing is left to replace them
-    EXPECT_TRUE(says("25 bad pixels have no good pixel near enough")) << text("err");
+    EXPECT_TRUE(says("warning: n.csv: lists every pixel, and no healthy one is left")) << text("err");
+    EXPECT_EQ(run("repair n.csv small.png -o n.tif"), 2);
+    EXPECT_TRUE(says("n.csv: lists every pixel, and no healthy one is left")) << text("err");
 }
 
 TEST_F(Defects, RecordedLatticeIsFoundAndRepaired) {

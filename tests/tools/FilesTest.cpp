@@ -121,6 +121,12 @@ TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
     const Decode leftAligned{0.5, 1.0, 2, ""};
     EXPECT_EQ(leftAligned(cv::Mat_<ushort>(1, 1, ushort{403}))(0, 0), 51.0f);
     EXPECT_EQ(leftAligned(cv::Mat_<short>(1, 1, short{-5}))(0, 0), 0.0f);
+    frame(0, 4) = pixelOf(vision::CODE_INVALID);
+    frame(0, 5) = 403.0f;
+    EXPECT_EQ(leftAligned(frame, "a.tif")(0, 5), 51.0f);
+    frame(0, 5) = 403.5f;
+    EXPECT_EQ(complaint([&] { leftAligned(frame, "a.tif"); }, ExitCode::kInput),
+              "a.tif: 403.5 at column 5, row 0 is no whole number; --shift-right drops bits of counts");
 }
 
 TEST_F(Files, ShiftsSurviveTheirTable) {

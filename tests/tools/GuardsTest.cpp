@@ -199,6 +199,7 @@ TEST_F(Program, FramesThatDoNotFitAreLeftOut) {
 
 TEST_F(Program, NoisyFramesAreSmoothedSoThatTheImageIsBetterThanBicubic) {
     for (const char* noise : {"1", "1.5", "3", "6"}) {
+        std::filesystem::remove_all(path("b"));
         ASSERT_EQ(run(std::string("simulate -o b --noise ") + noise).code, 0);
         const cv::Mat_<float> truth = image("b/truth.tif");
         const auto rmse = [&](const cv::Mat_<float>& result) {

@@ -43,10 +43,22 @@ TEST_F(Program, SpoilsNoInputAndNoOtherOutput) {
         {"enhance b/*.tif --every -o b/", "b/: is a folder of input frames"},
         {"enhance b -o q.tif --coverage ./q.tif", "./q.tif: is named for two outputs"},
         {"enhance b -o cold.tif --calibration cold.tif 1 warm.tif 2", "cold.tif: is one of the inputs"},
+        {"simulate -o b", "b: already holds frame_00"},
+        {"simulate -o lone --scene lone/truth.tif --width 8 --height 8", "lone/truth.tif: is there already"},
+        {"enhance b --every -o old", "old: already holds frame_9.png; frames of two runs would mix there"},
+        {"defects repair m.csv m.png m.png -o old/", "old/: already holds frame_9.png"},
+        {"defects repair m.csv m.png -o ./m.png", "./m.png: is one of the inputs"},
+        {"defects merge m.csv l.csv -o m.csv", "m.csv: is the list of new ones"},
         {"defects detect m.png -o m.csv --marked m.png", "m.png: is one of the inputs"}};
+    std::filesystem::create_directory(path("lone"));
+    std::filesystem::create_directory(path("old"));
+    std::filesystem::copy(path("b/truth.tif"), path("lone/truth.tif"));
+    writeImage(path("old/frame_9.png"), cv::Mat(8, 8, CV_16U, cv::Scalar(7)));
     writeImage(path("m.png"), cv::Mat(8, 8, CV_16U, cv::Scalar(1000)));
     writeImage(path("cold.tif"), cv::Mat(48, 64, CV_16U, cv::Scalar(1000)));
     writeImage(path("warm.tif"), cv::Mat(48, 64, CV_16U, cv::Scalar(2000)));
+    for (const char* list : {"m.csv", "l.csv"})
+        ASSERT_EQ(run(std::string("defects detect m.png -o ") + list).code, 0);
     for (const auto& [command, fault] : commands) {
         const Outcome outcome = run(command);
         EXPECT_EQ(outcome.code, 3) << command;

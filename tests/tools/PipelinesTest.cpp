@@ -1,4 +1,6 @@
 #include <cmath>
+#include <fstream>
+#include <opencv2/core.hpp>
 
 #include "tests/tools/Program.h"
 #include "tools/BurstSimulator.h"
@@ -112,6 +114,28 @@ TEST_F(Program, CalibrationTurnsCountsIntoTheTemperaturesOfTheReferencePipeline)
         compareWithTruth(image("o.tif"), image("b/truth.tif"), 3).rmse,
         0.8 * compareWithTruth(bicubic(image("b/frame_004.tif"), doubled), image("b/truth.tif"), 3).rmse);
 
+    // The same as dumps behind a row of telemetry, which a crop leaves out.
+    const auto framed = [](const cv::Mat& image) {
+        cv::Mat all;
+        cv::copyMakeBorder(image, all, 1, 0, 0, 0, cv::BORDER_CONSTANT, cv::Scalar(32767));
+        return all;
+    };
+    const auto dump = [&](const char* name, const cv::Mat& image) {
+        const cv::Mat all = framed(image);
+        std::ofstream(path(name), std::ios::app)
+            .write(all.ptr<char>(), static_cast<std::streamsize>(2 * all.total()));
+    };
+    dump("cold.raw", cold);
+    dump("warm.raw", warm);
+    for (int i = 0; i < 5; ++i)
+        dump("all.raw", readSingleImage(path("raw/frame_00" + std::to_string(i) + ".tif")));
+    writeImage(path("framed.tif"), framed(thirty));
+    const Outcome dumped =
+        run("enhance all.raw -o d.tif --raw 64x49:i16le --crop 64x48+0+1 --pipeline reference "
+            "--calibration cold.raw 10 warm.raw framed.tif");
+    ASSERT_EQ(dumped.code, 0) << dumped.err;
+    EXPECT_EQ(cv::norm(image("d.tif"), expected), 0.0);
+
     writeImage(path("small.tif"), cold(cv::Rect(0, 0, 9, 9)));
     cv::Mat_<ushort> beyond = countsAt(image("b/frame_002.tif"), CV_16U);
     beyond(7, 5) = 40000;
@@ -129,6 +153,10 @@ TEST_F(Program, CalibrationTurnsCountsIntoTheTemperaturesOfTheReferencePipeline)
         {"--calibration cold.tif 10 cold.tif 30", 2, "hold the same count in 3072 of 3072 pixels"},
         {"--calibration small.tif 10 cold.tif 30", 2,
          "small.tif: is 9 x 9 pixels, but the frames are 64 x 48"},
+        {"--calibration cold.tif 10 small.tif 30 --crop 9x9", 2,
+         "small.tif: is 9 x 9 pixels, but the frames are 64 x 48"},
+        {"--calibration cold.tif 20 warm.tif 20", 2,
+         "temperatures 20 and 20 are equal in 3072 of 3072 pixels"},
         {"--calibration cold.tif 10 warm.tif inf", 2, "temperature inf is not a finite number"},
         {"--calibration cold.tif 10 warm.tif 1e5", 2, "leaves the range of gains and offsets between"},
         {"--calibration cold.tif 10 warm.tif 30x", 2, "30x: no such file"},

@@ -166,6 +166,7 @@ TEST(CsvMatrix, UnderstandsWhatCameraSoftwareExports) {
     }
     EXPECT_TRUE(std::isnan(decodeCsv("1,NaN,3\n4,5,6", "a.csv")(0, 1)));
     EXPECT_EQ(decodeCsv("0,1,2\n1,2,3\n", "ramp.csv").rows, 2);  // a picture, not a heading
+    EXPECT_EQ(decodeCsv("21,50,22,7\n8,30,19,55\n", "counts.csv").cols, 4);
 }
 
 TEST(CsvMatrix, SaysWhereItIsWrong) {
@@ -181,6 +182,9 @@ TEST(CsvMatrix, SaysWhereItIsWrong) {
         {"1;2;3\n4;x\x1b[31m;6", "line 2 has \"x?[31m\" in column 2, where a number is wanted"},
         {"1;2;3\n4;;6", "line 2 has nothing in column 2"},
         {"1;2;3\n4;1.234,5;6", "line 2 has \"1.234,5\" in column 2, where a number is wanted"},
+        {"21,5,22,5\n21,4,20,7", "commas seem to separate numbers and to mark their decimals as well"},
+        {"21,5,22,5\n21,4,-2,7", "commas seem to separate numbers"},
+        {"21,05,22,50\n11,40,30,67", "commas seem to separate numbers"},
         {"1;2;3\n4;1e999;6", "line 2 has \"1e999\" in column 2, where a number is wanted"},
         {"1;2;3\n4;5;6\nend of file", "line 3 has \"end of file\" in column 1, where a number is wanted"}};
     for (const auto& c : kCases) {

@@ -8,6 +8,7 @@
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/detail/FrameMove.h"
+#include "vision/superresolution/detail/FreedMemory.h"
 
 namespace oravo::vision::detail {
 namespace {
@@ -27,6 +28,8 @@ constexpr double kMinEigenvalue = 0.0001;
 constexpr float kInlierDistance = 2.0f;  // from the median, on either axis
 constexpr int kNoCornerTracked = -9;
 
+constexpr std::size_t kTemporaryImages = 24;
+
 }  // namespace
 
 float registrationBlurSigma(int radius) {
@@ -41,6 +44,8 @@ CornerTracker::CornerTracker(FrameSize size, int slots)
         window_[i].pixels = Buffer<float>(size.elements());
         window_[i].blurred = cv::Mat_<float>(size.height, size.width, window_[i].pixels.data());
     }
+    // The search for corners works on some ten images of floats, and what lies between them leaves gaps.
+    keepFreedMemory(kTemporaryImages * size.elements() * sizeof(float));
     refCorners_.reserve(kMaxCorners);
     tracked_.reserve(kMaxCorners);
     status_.reserve(kMaxCorners);
