@@ -38,10 +38,4 @@ cv::Mat_<float> Decode::operator()(const cv::Mat& stored) const {
     return result;
 }
 
-double PlausibleRange::shareOutside(const cv::Mat_<float>& frame) const {
-    const auto outside = std::count_if(
-        frame.begin(), frame.end(), [&](float v) { return !std::isnan(v) && (v < lowest || v > highest); });
-    return static_cast<double>(outside) / static_cast<double>(frame.total());
-}
-
 }  // namespace oravo::tools

@@ -41,6 +41,14 @@ bool isFolderOf(const std::string& fileOrFolder, const std::string& folder) {
                       folder);
 }
 
+std::filesystem::path settledPath(const std::string& path) {
+    std::error_code failed;
+    const std::filesystem::path whole = std::filesystem::absolute(path, failed);
+    if (failed) return path;
+    const std::filesystem::path one = std::filesystem::weakly_canonical(whole, failed);
+    return failed ? std::filesystem::path(path) : one;
+}
+
 bool isSameFile(const std::string& a, const std::string& b) {
     std::error_code missing;
     return std::filesystem::equivalent(a, b, missing);

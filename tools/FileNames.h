@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_FILENAMES_H
 #define ORAVO_TOOLS_FILENAMES_H
 
+#include <filesystem>
 #include <string>
 
 namespace oravo::tools {
@@ -13,6 +14,9 @@ bool naturallyLess(const std::string& a, const std::string& b);
 
 /// Whether a folder is the one named, or the one that a file lies in.
 bool isFolderOf(const std::string& fileOrFolder, const std::string& folder);
+
+/// One name for one file, there or not.
+std::filesystem::path settledPath(const std::string& path);
 
 /// Whether both names lead to one existing file or folder.
 bool isSameFile(const std::string& a, const std::string& b);
