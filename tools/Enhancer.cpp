@@ -94,9 +94,7 @@ Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& f
         const std::string text = currentExceptionText();
         refused_.back() = true;
         if (!startsWith(text, kTooManyDefects)) return {text, true};
-        return {std::string("has more defective or implausible pixels than can be repaired") +
-                    (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --encoding)"),
-                true};
+        return {"has more defective pixels than can be repaired", true};
     }
 }
 

@@ -66,7 +66,8 @@ TEST_F(Program, SpoilsNoInputAndNoOtherOutput) {
 /// On a terminal, and only there, warnings are coloured and long work shows how far it has come.
 TEST_F(Program, ColoursAreForTerminalsThatWantThem) {
     ASSERT_EQ(run("simulate -o b --noise 3 --width 64 --height 48").code, 0);
-    const std::string inTerminal = std::string("'") + ORAVO_SUPERRES + " enhance b -o o.tif' typescript";
+    const std::string inTerminal =
+        std::string("'") + ORAVO_SUPERRES + " enhance b -o o.tif' typescript </dev/null";
     const auto typescript = [&](const std::string& environment) {
         run("--version; env " + environment + " script -qec " + inTerminal);
         return text(path("typescript"));
