@@ -80,7 +80,7 @@ class DenseEngine : public SolverEngine<typename Family::Mask, typename Family::
         for (std::ptrdiff_t i = 0; i < pixels_; ++i) direction[i] = beta * direction[i] + residual[i];
     }
 
-    void crop(int offset, int width, int height, float deviation, float mean, float* out) const override {
+    void crop(int offset, int width, int height, float deviation, float mean, float* out) override {
         for (int r = 0; r < height; ++r) {
             const float* source =
                 estimate_.data() + static_cast<std::ptrdiff_t>(r + offset) * extended_.width + offset;

@@ -56,12 +56,69 @@ float* newMaskedRow(const SweepPlan& plan, const SweepFrame& frame, int r) {
     return frame.masked + plan.layout.pitch * (r % kMaskedRows);
 }
 
+/// Memory that a sweep reaches some rows later, asked for a few cache lines at a time between blocks of arithmetic. A
+/// row's links are too many to arrive while they are used, and asked for at once they would fill the queue of lines
+/// under way and hold up everything behind it.
+template <int kLines>
+class Foresight {
+  public:
+    Foresight() = default;
+    /// Two rows from `row` on, as far as there are `rows`.
+    Foresight(const float* memory, std::ptrdiff_t stride, int row, int rows)
+        : next_(memory + stride * (row < rows ? row : rows)),
+          end_(memory + stride * (row + 2 < rows ? row + 2 : rows)) {}
+
+    void ask() {
+        if (end_ - next_ < kLines * kLine) return;
+#pragma GCC unroll 8
+        for (int i = 0; i < kLines; ++i) __builtin_prefetch(next_ + i * kLine, 0, kSecondLevelCache);
+        next_ += kLines * kLine;
+    }
+
+  private:
+    static constexpr std::ptrdiff_t kLine = 16;
+    static constexpr int kSecondLevelCache = 2;
+    const float* next_ = nullptr;
+    const float* end_ = nullptr;
+};
+
+/// What the correlations of a sweep ask for: they take most of its time and need no memory themselves.
+struct SweepForesight {
+    Foresight<4> links;
+    Foresight<1> images[3];
+
+    void ask() {
+        links.ask();
+        for (Foresight<1>& image : images) image.ask();
+    }
+};
+
+/// Images that a sweep reads row by row: what it enters, and up to two more; null for none.
+struct SweptImages {
+    const float* entered;
+    const float* others[2];
+
+    SweepForesight foresight(const SplitLayout& layout, const SplitLinks& links, int y) const {
+        const int rows = layout.rows();
+        SweepForesight ahead;
+        ahead.links = {links.memory, 4 * layout.stride, y + 1 + kRowsAhead, rows + 1};
+        ahead.images[0] = {entered, layout.stride, y + 6 + kRowsAhead, rows};
+        for (int i = 0; i < 2; ++i) {
+            if (others[i] != nullptr)
+                ahead.images[i + 1] = {others[i], layout.stride, y + 6 + kRowsAhead, rows};
+        }
+        return ahead;
+    }
+};
+
 /// Two rows of the image enter the correlations of a frame: their horizontal taps at every second column, and from
 /// these the vertical taps of the three sample rows that they reach. Of r, the first of the three, all else is summed:
 /// it is completed and masked, and its share in extended rows 2 r and 2 r + 1 is taken together with that of the two
-/// sample rows above. Rows of r < 0 lie above the samples and have nothing to complete.
+/// sample rows above. Rows of r < 0 lie above the samples and have nothing to complete. The image is split into blocks
+/// for the sake of `ahead`.
 template <bool kComplete>
-void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, ConstRow b, int r) {
+void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, ConstRow b, int r,
+                   SweepForesight& ahead) {
     const float h0 = frame.horizontal[0], h1 = frame.horizontal[1], h2 = frame.horizontal[2],
                 h3 = frame.horizontal[3], h4 = frame.horizontal[4], h5 = frame.horizontal[5];
     const float v0 = frame.vertical[0], v1 = frame.vertical[1], v2 = frame.vertical[2],
@@ -78,24 +135,29 @@ void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, C
         readMask(frame.mask + static_cast<std::ptrdiff_t>(r) * plan.layout.lowWidth, plan.layout.lowWidth,
                  plan.factors);
     }
+    SweepForesight asking = ahead;  // a copy stays in registers
     const std::ptrdiff_t n = wholeBlocks(plan.layout.pitch);
+    for (std::ptrdiff_t block = 0; block < n; block += SplitLayout::kBlock) {
+        asking.ask();
 #pragma GCC ivdep
-    for (std::ptrdiff_t c = 0; c < n; ++c) {
-        const float ga = h0 * a.even[c] + h1 * a.odd[c] + h2 * a.even[c + 1] + h3 * a.odd[c + 1] +
-                         h4 * a.even[c + 2] + h5 * a.odd[c + 2];
-        const float gb = h0 * b.even[c] + h1 * b.odd[c] + h2 * b.even[c + 1] + h3 * b.odd[c + 1] +
-                         h4 * b.even[c + 2] + h5 * b.odd[c + 2];
-        if (kComplete) {
-            const float m0 = factors[c] * (open[c] + v4 * ga + v5 * gb);
-            const float m1 = masked1[c];
-            const float m2 = masked2[c];
-            masked[c] = m0;
-            spread0[c] = m0 * v0 + m1 * v2 + m2 * v4;
-            spread1[c] = m0 * v1 + m1 * v3 + m2 * v5;
+        for (std::ptrdiff_t c = block; c < block + SplitLayout::kBlock; ++c) {
+            const float ga = h0 * a.even[c] + h1 * a.odd[c] + h2 * a.even[c + 1] + h3 * a.odd[c + 1] +
+                             h4 * a.even[c + 2] + h5 * a.odd[c + 2];
+            const float gb = h0 * b.even[c] + h1 * b.odd[c] + h2 * b.even[c + 1] + h3 * b.odd[c + 1] +
+                             h4 * b.even[c + 2] + h5 * b.odd[c + 2];
+            if (kComplete) {
+                const float m0 = factors[c] * (open[c] + v4 * ga + v5 * gb);
+                const float m1 = masked1[c];
+                const float m2 = masked2[c];
+                masked[c] = m0;
+                spread0[c] = m0 * v0 + m1 * v2 + m2 * v4;
+                spread1[c] = m0 * v1 + m1 * v3 + m2 * v5;
+            }
+            open[c] = nextOpen[c] + v2 * ga + v3 * gb;
+            nextOpen[c] = v0 * ga + v1 * gb;
         }
-        open[c] = nextOpen[c] + v2 * ga + v3 * gb;
-        nextOpen[c] = v0 * ga + v1 * gb;
     }
+    ahead = asking;
 }
 
 /// Zeros behind the samples of the spread rows, where whole blocks have left something.
@@ -300,9 +362,10 @@ double backProject(const SweepPlan& plan, float* out, float* copy) {
 /// Three calls let others work on rows while they are at hand: enter(y) before row y of v is read for the first time,
 /// link(y) before the links of row y are, leave(y) when row y of the result is complete.
 template <class Enter, class Link, class Leave>
-inline void sweep(const SweepPlan& plan, const SplitLinks& links, const float* v, float* out, Enter enter,
-                  Link link, Leave leave) {
+inline void sweep(const SweepPlan& plan, const SplitLinks& links, const SweptImages& in, float* out,
+                  Enter enter, Link link, Leave leave) {
     const SplitLayout& layout = plan.layout;
+    const float* v = in.entered;
     const auto complete = [&](int y) {
         const Row row = rowOf(layout, out, y);
         link(y);
@@ -312,15 +375,16 @@ inline void sweep(const SweepPlan& plan, const SplitLinks& links, const float* v
     };
     for (int r = -2; r < layout.lowHeight; ++r) {
         const int y = 2 * r;
+        SweepForesight ahead = in.foresight(layout, links, y);
         enter(y + 4);
         enter(y + 5);
         const ConstRow a = rowOf(layout, v, y + 4);
         const ConstRow b = rowOf(layout, v, y + 5);
         for (int k = 0; k < plan.frameCount; ++k) {
             if (r < 0) {
-                correlateRows<false>(plan, plan.frames[k], a, b, r);
+                correlateRows<false>(plan, plan.frames[k], a, b, r, ahead);
             } else {
-                correlateRows<true>(plan, plan.frames[k], a, b, r);
+                correlateRows<true>(plan, plan.frames[k], a, b, r, ahead);
                 clearSpreadPads(plan, plan.frames[k]);
             }
         }
@@ -335,13 +399,29 @@ inline void sweep(const SweepPlan& plan, const SplitLinks& links, const float* v
     }
 }
 
+void moveRow(const StepVectors& vectors, std::ptrdiff_t first, std::ptrdiff_t n, float alpha) {
+    float* __restrict x = vectors.estimate + first;
+    const float* __restrict d = vectors.direction + first;
+    for (std::ptrdiff_t i = 0; i < n; ++i) x[i] += alpha * d[i];
+}
+
+void turnRow(const StepVectors& vectors, std::ptrdiff_t first, std::ptrdiff_t n, float beta) {
+    float* __restrict d = vectors.direction + first;
+    const float* __restrict r = vectors.residual + first;
+    for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = beta * d[i] + r[i];
+}
+
 double startResidual(const SweepPlan& plan, const SplitLinks& links, const LinkParameters& parameters,
-                     const StepVectors& vectors, const float* rightSide) {
+                     const StepVectors& vectors, const float* rightSide, const float* alpha) {
     const SplitLayout& layout = plan.layout;
     const std::ptrdiff_t n = wholeBlocks(layout.stride);
     LaneSum sum;
     sweep(
-        plan, links, vectors.estimate, vectors.residual, [](int) {},
+        plan, links, {vectors.estimate, {rightSide, alpha == nullptr ? nullptr : vectors.direction}},
+        vectors.residual,
+        [&](int y) {
+            if (alpha != nullptr) moveRow(vectors, n * y, n, *alpha);
+        },
         [&](int y) { freezeRow(layout, vectors.estimate, parameters, links, y); },
         [&](int y) {
             const float* __restrict b = rightSide + n * y;
@@ -354,41 +434,43 @@ double startResidual(const SweepPlan& plan, const SplitLinks& links, const LinkP
 }
 
 double applyOperator(const SweepPlan& plan, const SplitLinks& links, const StepVectors& vectors,
-                     const float* beta) {
+                     Leftover leftover) {
     const std::ptrdiff_t n = wholeBlocks(plan.layout.stride);
+    const auto [alpha, beta] = leftover;
     LaneSum sum;
     sweep(
-        plan, links, vectors.direction, vectors.image,
-        [&](int y) {
-            if (beta == nullptr) return;
-            float* __restrict d = vectors.direction + n * y;
-            const float* __restrict r = vectors.residual + n * y;
-            for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = *beta * d[i] + r[i];
+        plan, links,
+        {vectors.direction,
+         {alpha == nullptr ? nullptr : vectors.estimate, beta == nullptr ? nullptr : vectors.residual}},
+        vectors.image,
+        [&, alpha = alpha, beta = beta](int y) {
+            if (alpha != nullptr) moveRow(vectors, n * y, n, *alpha);
+            if (beta != nullptr) turnRow(vectors, n * y, n, *beta);
         },
         [](int) {}, [&](int y) { addProducts(sum, vectors.direction + n * y, vectors.image + n * y, n); });
     return sum.total();
 }
 
-double step(const SplitLayout& layout, const StepVectors& vectors, float alpha) {
+double reduceResidual(const SplitLayout& layout, const StepVectors& vectors, float alpha) {
     const std::ptrdiff_t n = wholeBlocks(layout.stride);
-    float* __restrict x = vectors.estimate;
     float* __restrict r = vectors.residual;
-    const float* __restrict d = vectors.direction;
     const float* __restrict q = vectors.image;
     LaneSum sum;
-    for (int y = 0; y < layout.rows(); ++y, x += n, r += n, d += n, q += n) {
-        for (std::ptrdiff_t i = 0; i < n; ++i) {
-            x[i] += alpha * d[i];
-            r[i] -= alpha * q[i];
-        }
+    for (int y = 0; y < layout.rows(); ++y, r += n, q += n) {
+        for (std::ptrdiff_t i = 0; i < n; ++i) r[i] -= alpha * q[i];
         addProducts(sum, r, r, n);
     }
     return sum.total();
 }
 
+void moveEstimate(const SplitLayout& layout, const StepVectors& vectors, float alpha) {
+    const std::ptrdiff_t n = wholeBlocks(layout.stride);
+    for (int y = 0; y < layout.rows(); ++y) moveRow(vectors, n * y, n, alpha);
+}
+
 }  // namespace
 
 extern const SolverKernels ORAVO_KERNELS;
-const SolverKernels ORAVO_KERNELS = {backProject, startResidual, applyOperator, step};
+const SolverKernels ORAVO_KERNELS = {backProject, startResidual, applyOperator, reduceResidual, moveEstimate};
 
 }  // namespace oravo::vision::detail

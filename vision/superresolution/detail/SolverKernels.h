@@ -13,6 +13,7 @@ namespace oravo::vision::detail {
 constexpr int kSplitTaps = 6;   ///< taps of the point-spread function at factor 2
 constexpr int kMaskedRows = 3;  ///< low-resolution rows that one extended row needs
 constexpr int kFrameGroup = 3;  ///< frames for which a row is read and written once
+constexpr int kRowsAhead = 4;   ///< how long before their use rows are asked for
 
 /// One frame of a sweep.
 struct SweepFrame {
@@ -60,18 +61,25 @@ struct StepVectors {
     float* image = nullptr;  ///< of the direction under the operator
 };
 
+/// What a step has left to do on the direction's way through the next sweep; null where there is nothing.
+struct Leftover {
+    const float* alpha = nullptr;  ///< estimate += *alpha direction
+    const float* beta = nullptr;   ///< then direction = *beta direction + residual
+};
+
 struct SolverKernels {
     /// out = copy = sum_k H_k^T M_k samples_k; returns out . out
     double (*backProject)(const SweepPlan&, float* out, float* copy);
-    /// links from the differences of the estimate, then residual = direction = rightSide - A estimate; returns
-    /// residual . residual
+    /// estimate += *alpha direction unless alpha is null; links from the differences of the estimate, then residual =
+    /// direction = rightSide - A estimate; returns residual . residual
     double (*startResidual)(const SweepPlan&, const SplitLinks&, const LinkParameters&, const StepVectors&,
-                            const float* rightSide);
-    /// direction = *beta direction + residual unless beta is null, then image = A direction, with
-    /// A v = L v + sum_k H_k^T M_k H_k v; returns direction . image
-    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const StepVectors&, const float* beta);
-    /// estimate += alpha direction, residual -= alpha image; returns residual . residual
-    double (*step)(const SplitLayout&, const StepVectors&, float alpha);
+                            const float* rightSide, const float* alpha);
+    /// What is left over, then image = A direction, with A v = L v + sum_k H_k^T M_k H_k v; returns direction . image
+    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const StepVectors&, Leftover);
+    /// residual -= alpha image; returns residual . residual
+    double (*reduceResidual)(const SplitLayout&, const StepVectors&, float alpha);
+    /// estimate += alpha direction
+    void (*moveEstimate)(const SplitLayout&, const StepVectors&, float alpha);
 };
 
 /// The kernels for an instruction set that the machine has.

@@ -47,6 +47,7 @@ StepVectors SplitEngine::vectors() const {
 }
 
 double SplitEngine::backProject(const Frame* frames, int count) {
+    takeLeftover();
     plan_.frameCount = count;
     for (int k = 0; k < count; ++k) {
         SweepFrame& frame = frames_[static_cast<std::size_t>(k)];
@@ -62,19 +63,26 @@ void SplitEngine::freeze(float negativeInverseWeight, float epsilon, float inver
     linkParameters_ = {negativeInverseWeight, epsilon, inverseEpsilon};
 }
 
+Leftover SplitEngine::takeLeftover() {
+    const Leftover leftover{moves_ ? &alpha_ : nullptr, turns_ ? &beta_ : nullptr};
+    moves_ = turns_ = false;
+    return leftover;
+}
+
 double SplitEngine::startResidual() {
-    turns_ = false;
-    return kernels_.startResidual(plan_, links(), linkParameters_, vectors(), rightSide_.data());
+    return kernels_.startResidual(plan_, links(), linkParameters_, vectors(), rightSide_.data(),
+                                  takeLeftover().alpha);
 }
 
 double SplitEngine::applyToDirection() {
-    const double product = kernels_.applyOperator(plan_, links(), vectors(), turns_ ? &beta_ : nullptr);
-    turns_ = false;
-    return product;
+    return kernels_.applyOperator(plan_, links(), vectors(), takeLeftover());
 }
 
 double SplitEngine::step(float alpha) {
-    return kernels_.step(layout_, vectors(), alpha);
+    settleEstimate();
+    alpha_ = alpha;
+    moves_ = true;
+    return kernels_.reduceResidual(layout_, vectors(), alpha);
 }
 
 void SplitEngine::turn(float beta) {
@@ -82,7 +90,13 @@ void SplitEngine::turn(float beta) {
     turns_ = true;
 }
 
-void SplitEngine::crop(int offset, int width, int height, float deviation, float mean, float* out) const {
+void SplitEngine::settleEstimate() {
+    if (moves_) kernels_.moveEstimate(layout_, vectors(), alpha_);
+    moves_ = false;
+}
+
+void SplitEngine::crop(int offset, int width, int height, float deviation, float mean, float* out) {
+    settleEstimate();
     for (int r = 0; r < height; ++r) {
         const float* row = estimate_.data() + layout_.stride * (r + offset);
         float* target = out + static_cast<std::ptrdiff_t>(r) * width;

@@ -22,11 +22,14 @@ class SplitEngine final : public SolverEngine<char, double> {
     double applyToDirection() override;
     double step(float alpha) override;
     void turn(float beta) override;
-    void crop(int offset, int width, int height, float deviation, float mean, float* out) const override;
+    void crop(int offset, int width, int height, float deviation, float mean, float* out) override;
 
   private:
     SplitLinks links() const { return {links_.data()}; }
     StepVectors vectors() const;
+    Leftover takeLeftover();
+    /// Moves the estimate when no sweep is to follow.
+    void settleEstimate();
 
     const SolverKernels& kernels_;
     SplitLayout layout_;
@@ -40,9 +43,11 @@ class SplitEngine final : public SolverEngine<char, double> {
     std::vector<SweepFrame> frames_;
     SweepPlan plan_;
     // What can be done row by row in the next sweep waits for it: the freezing of links for startResidual, the turn
-    // of the direction for applyToDirection.
+    // of the direction for applyToDirection, the move of the estimate for either.
     LinkParameters linkParameters_;
+    float alpha_ = 0.0f;
     float beta_ = 0.0f;
+    bool moves_ = false;
     bool turns_ = false;
 };
 
