@@ -41,14 +41,6 @@ bool isFolderOf(const std::string& fileOrFolder, const std::string& folder) {
                       folder);
 }
 
-std::filesystem::path settledPath(const std::string& path) {
-    std::error_code failed;
-    const std::filesystem::path whole = std::filesystem::absolute(path, failed);
-    if (failed) return path;
-    const std::filesystem::path one = std::filesystem::weakly_canonical(whole, failed);
-    return failed ? std::filesystem::path(path) : one;
-}
-
 bool isSameFile(const std::string& a, const std::string& b) {
     std::error_code missing;
     return std::filesystem::equivalent(a, b, missing);
@@ -69,6 +61,14 @@ bool naturallyLess(const std::string& a, const std::string& b) {
     }
     if (a.size() - i != b.size() - j) return a.size() - i < b.size() - j;
     return a < b;  // equal but for leading zeros
+}
+
+std::filesystem::path settledPath(const std::string& path) {
+    std::error_code failed;
+    const std::filesystem::path whole = std::filesystem::absolute(path, failed);
+    if (failed) return path;
+    const std::filesystem::path one = std::filesystem::weakly_canonical(whole, failed);
+    return failed ? std::filesystem::path(path) : one;
 }
 
 }  // namespace oravo::tools

@@ -15,11 +15,11 @@ bool naturallyLess(const std::string& a, const std::string& b);
 /// Whether a folder is the one named, or the one that a file lies in.
 bool isFolderOf(const std::string& fileOrFolder, const std::string& folder);
 
-/// One name for one file, there or not.
-std::filesystem::path settledPath(const std::string& path);
-
 /// Whether both names lead to one existing file or folder.
 bool isSameFile(const std::string& a, const std::string& b);
+
+/// One name for one file, there or not.
+std::filesystem::path settledPath(const std::string& path);
 
 }  // namespace oravo::tools
 
