@@ -37,12 +37,58 @@ std::string nameOf(const std::string& input) {
     return (fs::is_directory(input, ignored) ? last : last.stem()).string();
 }
 
-std::vector<Job> jobsOf(const EnhanceCommand& command) {
-    const ResultOptions& r = command.results;
-    if (!command.shiftsFile.empty() || !r.preview.empty() || !r.coverage.empty() || !r.noiseMap.empty() ||
-        !r.reports.empty()) {
-        throw UserError(ExitCode::kUsage, "--jobs: only -o names something for every recording");
+/// The names of the files beside the image, and the options that give them.
+std::vector<std::pair<const char*, std::string*>> otherOutputs(EnhanceCommand& command) {
+    ResultOptions& r = command.results;
+    std::vector<std::pair<const char*, std::string*>> all{{"--shifts", &command.shiftsFile},
+                                                          {"--preview", &r.preview},
+                                                          {"--coverage", &r.coverage},
+                                                          {"--noise-map", &r.noiseMap}};
+    for (std::string& report : r.reports) all.emplace_back("--report", &report);
+    all.erase(std::remove_if(all.begin(), all.end(), [](const auto& o) { return o.second->empty(); }),
+              all.end());
+    return all;
+}
+
+/// The file of one recording.
+std::string filledIn(const char* option, std::string pattern, const std::string& recording) {
+    const std::string mark = "{}";
+    std::size_t at = pattern.find(mark);
+    if (at == std::string::npos) {
+        throw UserError(ExitCode::kUsage,
+                        std::string(option) + " " + pattern +
+                            ": with --jobs it has to hold {} for the name of the recording");
     }
+    for (; at != std::string::npos; at = pattern.find(mark, at + recording.size())) {
+        pattern.replace(at, mark.size(), recording);
+    }
+    return pattern;
+}
+
+/// Each job looks after its own files; this is about those of others.
+void refuseSharedFiles(std::vector<Job>& jobs, const std::vector<std::string>& inputs) {
+    std::map<fs::path, const Job*> writers;
+    for (Job& job : jobs) {
+        const auto check = [&](const std::string& file) {
+            const auto [first, isNew] = writers.emplace(settledPath(file), &job);
+            if (!isNew && first->second != &job) {
+                throw outputError(file + ": is named for two recordings, " + first->second->name + " and " +
+                                  job.name);
+            }
+        };
+        check(job.command.output);
+        for (const auto& [option, file] : otherOutputs(job.command)) {
+            check(*file);
+            for (const std::string& input : inputs) {
+                if (isSameFile(input, *file)) throw outputError(*file + ": is one of the inputs");
+                if (isFolderOf(*file, input))
+                    throw outputError(*file + ": lies among the frames of " + input);
+            }
+        }
+    }
+}
+
+std::vector<Job> jobsOf(const EnhanceCommand& command) {
     if (!namesFolder(command.output)) {
         throw outputError(command.output + ": --jobs writes to a folder, existing or ending in /");
     }
@@ -57,8 +103,11 @@ std::vector<Job> jobsOf(const EnhanceCommand& command) {
         }
         job.command.inputs = {input};
         job.command.output = (fs::path(command.output) / (job.name + ".tif")).string();
+        for (const auto& [option, file] : otherOutputs(job.command))
+            *file = filledIn(option, *file, job.name);
         jobs.push_back(std::move(job));
     }
+    refuseSharedFiles(jobs, command.inputs);
     return jobs;
 }
 

@@ -117,10 +117,14 @@ ColourScale ColourScale::within(double lowest, double highest, const cv::Mat_<fl
             beyond([=](float v) { return static_cast<double>(v) > highest; })};
 }
 
+cv::Vec3b ColourScale::noValue() const {
+    return isGrey(palette) ? cv::Vec3b(200, 120, 40) : cv::Vec3b(128, 128, 128);
+}
+
 cv::Mat_<cv::Vec3b> ColourScale::colours(const cv::Mat_<float>& image) const {
     const bool flat = !(highest > lowest);
     const double scale = flat ? 0.0 : (kColours - 1) / (highest - lowest);
-    const cv::Vec3b none = isGrey(palette) ? cv::Vec3b(200, 120, 40) : cv::Vec3b(128, 128, 128);
+    const cv::Vec3b none = noValue();
     cv::Mat_<cv::Vec3b> view(image.size());
     std::transform(image.begin(), image.end(), view.begin(), [&](float v) {
         if (!isValue(v)) return none;

@@ -31,8 +31,9 @@ struct ColourScale {
     static ColourScale within(double lowest, double highest, const cv::Mat_<float>& image,
                               const Palette& palette);
 
-    /// Pixels without a value are grey, or blue in a palette of greys.
     cv::Mat_<cv::Vec3b> colours(const cv::Mat_<float>& image) const;
+    /// Of pixels without a value: grey, or blue in a palette of greys.
+    cv::Vec3b noValue() const;
 };
 
 }  // namespace oravo::tools

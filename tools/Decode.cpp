@@ -56,10 +56,4 @@ cv::Mat_<float> Decode::operator()(const cv::Mat& stored, const std::string& nam
     return (*this)(stored);
 }
 
-double PlausibleRange::shareOutside(const cv::Mat_<float>& frame) const {
-    const auto outside = std::count_if(
-        frame.begin(), frame.end(), [&](float v) { return !std::isnan(v) && (v < lowest || v > highest); });
-    return static_cast<double>(outside) / static_cast<double>(frame.total());
-}
-
 }  // namespace oravo::tools

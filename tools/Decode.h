@@ -28,18 +28,6 @@ struct Decode {
     cv::Mat_<float> operator()(const cv::Mat& stored, const std::string& name) const;
 };
 
-/// The values that the library takes for real: temperatures, or signed 16-bit counts.
-struct PlausibleRange {
-    float lowest;
-    float highest;
-
-    static PlausibleRange of(bool rawCounts) {
-        return rawCounts ? PlausibleRange{-32768.0f, 32767.0f} : PlausibleRange{-274.0f, 5000.0f};
-    }
-    /// The share of pixels that hold a value outside, status codes not counted among them.
-    double shareOutside(const cv::Mat_<float>& frame) const;
-};
-
 }  // namespace oravo::tools
 
 #endif

@@ -68,10 +68,11 @@ class Enhancement {
           values_(reader, command),
           results_(results),
           enlargedSize_(size * Enhancer::kFactor),
-          sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area())) {}
+          sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area()), files_) {}
 
     void run() {
         takeAll();
+        values_.warnOfOutside();
         if (!command_.every) enlargeLast();
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
@@ -79,11 +80,17 @@ class Enhancement {
                                 ? "no frame could be enlarged; nothing was written" + window_.skipped()
                                 : refusal_);
         }
-        sink_.finish();
-        if (!command_.shiftsFile.empty()) writeText(command_.shiftsFile, shifts_);
-        results_.write();
+        // Nothing appears before everything is written.
+        sink_.close();
+        if (!command_.shiftsFile.empty()) writeText(files_, command_.shiftsFile, shifts_);
+        results_.write(files_, values_.outside());
+        sink_.send();
+        commit(files_);
         note(format("%s: %zu image%s of %d x %d pixels", sink_.name().c_str(), sink_.count(),
                     sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height) +
+             (withoutValue_ == 0 ? ""
+                                 : format(", %zu pixel%s without a value (NaN)", withoutValue_,
+                                          withoutValue_ == 1 ? "" : "s")) +
              (without_.empty() ? "" : ", none for frames " + ranges(without_)) + window_.skipped());
     }
 
@@ -99,8 +106,8 @@ class Enhancement {
 
     bool takeIn(std::size_t index) {
         const ValueReader::Frame frame = values_.read(index);
-        // Of an implausible frame the important thing has been said.
-        return window_.add(frame.values, reader_.name(index), !frame.plausible);
+        // Of implausible values the important thing is said once, of all of them.
+        return window_.add(frame.values, frame.plausible, reader_.name(index), frame.outside);
     }
 
     /// A frame that was skipped, or stands too near behind a jump, has no image, and that has been said.
@@ -132,6 +139,7 @@ class Enhancement {
         summarise(*enlarged);
         sink_.add(enlarged->image, newest);
         results_.take(*enlarged);
+        withoutValue_ += static_cast<std::size_t>(enlarged->withoutValue.total());
         shifts_ = shiftTable(enlarged->shifts, enlarged->frames,
                              format("%s in input pixels; frame(p + d) = reference(p); reference is frame %zu",
                                     kTableTitle, enlarged->reference));
@@ -144,7 +152,9 @@ class Enhancement {
     ValueReader values_;
     ResultFiles& results_;
     cv::Size enlargedSize_;
+    PendingFiles files_;
     EnlargedSink sink_;
+    std::size_t withoutValue_ = 0;      // pixels of all images
     std::string shifts_;                // the table of the latest image
     std::string refusal_;               // the latest
     std::vector<std::size_t> without_;  // frames without an image, of --every

@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
 
 #include "support/StopWatch.h"
+#include "tools/Decode.h"
 #include "tools/Messages.h"
 #include "tools/StandardOutputGuard.h"
 #include "tools/UserError.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {
 namespace {
@@ -29,11 +34,28 @@ EnhanceParameters settled(EnhanceParameters parameters) {
     return parameters;
 }
 
+/// Where the library leaves a status code, users of values expect what every reader of images knows as none: the
+/// code itself would pass for a number next to 0.
+WithoutValue markWithoutValue(cv::Mat_<float>& image) {
+    WithoutValue count;
+    for (float& pixel : image) {
+        if (isValue(pixel)) continue;
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &pixel, sizeof bits);
+        ++(bits == vision::CODE_OVER_RANGE    ? count.overRange
+           : bits == vision::CODE_UNDER_RANGE ? count.underRange
+                                              : count.bad);
+        pixel = std::numeric_limits<float>::quiet_NaN();
+    }
+    return count;
+}
+
 std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameters& parameters) {
     requireUsableSize(size, parameters);
     try {
         return makePipeline(size, parameters);
     } catch (...) {
+        if (currentExceptionIsLackOfMemory()) throw;
         throw UserError(ExitCode::kUsage, currentExceptionText());
     }
 }
@@ -73,9 +95,7 @@ Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& f
         const std::string text = currentExceptionText();
         refused_.back() = true;
         if (!startsWith(text, kTooManyDefects)) return {text, true};
-        return {std::string("has more defective or implausible pixels than can be repaired") +
-                    (parameters_.rawCounts ? "" : " (raw counts need --nuc, or --encoding)"),
-                true};
+        return {"has more defective pixels than can be repaired", true};
     }
 }
 
@@ -106,6 +126,7 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
         refusal.reason = "some frame shows no detail that could be followed into it (registration failed)";
         return std::nullopt;
     }
+    result.withoutValue = markWithoutValue(result.image);
     result.shifts = pipeline_->completeShifts();
     result.frames.assign(window_.begin(), window_.end());
     result.inputs.assign(inputs_.begin(), inputs_.end());

@@ -19,9 +19,19 @@ struct EnhanceParameters : PipelineParameters {
     bool chooseWeight = true;  ///< when guarded, the TV weight may be lowered for noisy frames
 };
 
+/// Pixels of an enlarged image that no frame had a value for.
+struct WithoutValue {
+    int overRange = 0;   ///< too hot for the camera, or for the plausible range
+    int underRange = 0;  ///< too cold
+    int bad = 0;         ///< defective, or no number
+
+    int total() const { return overRange + underRange + bad; }
+};
+
 /// An enlarged image and what the library told about it.
 struct Enlarged {
-    cv::Mat_<float> image;
+    cv::Mat_<float> image;                ///< NaN where there is no value
+    WithoutValue withoutValue;            ///< how often
     float gain = 0.0f;                    ///< estimated resolution gain; 0 where a warning took its place
     std::string warning;                  ///< empty where all went well
     std::vector<cv::Point2f> shifts;      ///< of the window's frames against the reference, oldest first

@@ -31,7 +31,8 @@ bool isInput(const EnhanceCommand& command, const FrameReader& reader, const std
     return reader.readsFrom(path) || std::any_of(command.calibration.begin(), command.calibration.end(), is);
 }
 
-EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes)
+EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes,
+                           PendingFiles& files)
     : output_(command.output) {
     const bool folder = namesFolder(output_);
     if (folder && !command.every) throw outputError(output_ + ": a folder takes the images of --every");
@@ -49,7 +50,7 @@ EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& rea
         checkTarget(output_, {".tif", ".tiff"});
         if (isInput(command, reader, output_)) throw outputError(output_ + ": is one of the inputs");
     }
-    pages_ = std::make_unique<TiffPages>(output_, imageBytes * (command.every ? reader.count() : 1));
+    pages_ = std::make_unique<TiffPages>(files, output_, imageBytes * (command.every ? reader.count() : 1));
 }
 
 void EnlargedSink::add(const cv::Mat& image, std::size_t frame) {
@@ -61,8 +62,12 @@ void EnlargedSink::add(const cv::Mat& image, std::size_t frame) {
     ++count_;
 }
 
-void EnlargedSink::finish() {
-    if (pages_) pages_->finish();
+void EnlargedSink::close() {
+    if (pages_) pages_->close();
+}
+
+void EnlargedSink::send() {
+    if (pages_) pages_->send();
 }
 
 std::string EnlargedSink::name() const {

@@ -21,10 +21,15 @@ bool isInput(const EnhanceCommand& command, const FrameReader& reader, const std
 class EnlargedSink {
   public:
     /// Refuses outputs that cannot be, or would spoil the input, before the work.
-    EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes);
+    /// @param files  gets the file of pages; images in a folder are committed one by one
+    EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes,
+                 PendingFiles& files);
 
     void add(const cv::Mat& image, std::size_t frame);
-    void finish();
+    /// Writes what is still held back.
+    void close();
+    /// Then puts out what is for standard output.
+    void send();
 
     std::size_t count() const { return count_; }
     /// For messages.

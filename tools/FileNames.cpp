@@ -68,4 +68,12 @@ bool naturallyLess(const std::string& a, const std::string& b) {
     return a < b;  // equal but for leading zeros
 }
 
+std::filesystem::path settledPath(const std::string& path) {
+    std::error_code failed;
+    const std::filesystem::path whole = std::filesystem::absolute(path, failed);
+    if (failed) return path;
+    const std::filesystem::path one = std::filesystem::weakly_canonical(whole, failed);
+    return failed ? std::filesystem::path(path) : one;
+}
+
 }  // namespace oravo::tools

@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_FILENAMES_H
 #define ORAVO_TOOLS_FILENAMES_H
 
+#include <filesystem>
 #include <string>
 
 namespace oravo::tools {
@@ -19,6 +20,9 @@ bool namesFolder(const std::string& output);
 
 /// Whether both names lead to one existing file or folder.
 bool isSameFile(const std::string& a, const std::string& b);
+
+/// One name for one file, there or not.
+std::filesystem::path settledPath(const std::string& path);
 
 }  // namespace oravo::tools
 

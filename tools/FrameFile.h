@@ -42,10 +42,12 @@ class FrameFile {
   public:
     FrameFile(const std::string& path, const FrameLayout& layout);
     std::size_t count() const { return static_cast<std::size_t>(layout_.frames); }
-    /// Throws UserError when the file has become shorter.
+    /// Throws UserError when the file has become shorter, or there is no memory for a frame.
     cv::Mat read(std::size_t index);
 
   private:
+    void checkMemory() const;
+
     std::string path_;
     FrameLayout layout_;
     std::ifstream file_;

@@ -62,6 +62,11 @@ std::unique_ptr<FrameSource> openFrames(const std::string& path, const std::opti
     const std::string start = startOfFile(path, 8);
     if (isNpy(start)) return std::make_unique<UncompressedSource>(path, npyLayout(path));
     if (isPgm(start)) return std::make_unique<SingleImage>(path, readPgm);
+    if (lowerExtension(path) == ".npz") {
+        throw inputError(path +
+                         ": is an archive of arrays (.npz); save the one that holds the frames with "
+                         "numpy.save, as .npy");
+    }
     if (isRawName(path))
         throw inputError(path + ": has no header that is known; --raw tells the format of a dump");
     return std::make_unique<SingleImage>(path, isMatrixName(path) ? readCsv : readByCodec);

@@ -15,10 +15,11 @@ FrameWindow::FrameWindow(cv::Size frameSize, const EnhanceParameters& parameters
     : guarded_(parameters.guarded), every_(every), runner_(frameSize, parameters, every) {
 }
 
-bool FrameWindow::add(const cv::Mat_<float>& values, const std::string& name, bool quiet) {
+bool FrameWindow::add(const cv::Mat_<float>& values, const cv::Mat_<float>& plausible,
+                      const std::string& name, bool quiet) {
     RecordedFrame frame{count_++, name, values, {}, quiet};
     if (guarded_) {
-        const cv::Mat_<float> sound = repaired(values);
+        const cv::Mat_<float> sound = repaired(plausible);
         if (!belongs(frame, sound)) return false;
         frame.detail = FrameDetail(sound);
     }

@@ -16,9 +16,11 @@ class FrameWindow {
     FrameWindow(cv::Size frameSize, const EnhanceParameters& parameters, bool every);
 
     /// Takes in the next frame. False where it was skipped.
+    /// @param plausible  its values without those that are defects to the library, for the guards to judge
     /// @param name   of its file, for messages
-    /// @param quiet  why it cannot be used has been said
-    bool add(const cv::Mat_<float>& values, const std::string& name, bool quiet);
+    /// @param quiet  that it has defects is said elsewhere
+    bool add(const cv::Mat_<float>& values, const cv::Mat_<float>& plausible, const std::string& name,
+             bool quiet);
 
     /// Whether there are frames enough for an image.
     bool ready() const;

@@ -126,13 +126,22 @@ std::string overlay(const char* kind, cv::Rect2d place, cv::Size image) {
     return text + "\"></i>";
 }
 
+/// What the colour of pixels without a value stands for, behind a caption; empty where there are none.
+std::string noValueText(const cv::Mat_<float>& image, const ColourScale& scale, const char* reason) {
+    const int pixels = withoutValue(image);
+    if (pixels == 0) return "";
+    return format("<br><i class=key style=\"background:%s\"></i>no value: %d pixel%s, ",
+                  rgb(scale.noValue()).c_str(), pixels, pixels == 1 ? "" : "s") +
+           reason;
+}
+
 std::string before(const Report& r, const cv::Rect& detail) {
     const cv::Rect2d low(detail.x / 2.0, detail.y / 2.0, detail.width / 2.0, detail.height / 2.0);
     return "<figure><div class=picture>" + imageTag(r.scale.colours(r.reference), "the reference frame") +
            overlay("place", low, r.reference.size()) +
-           format(
-               "</div><figcaption><b>Before</b>: the reference frame, %d x %d pixels</figcaption></figure>\n",
-               r.reference.cols, r.reference.rows);
+           format("</div><figcaption><b>Before</b>: the reference frame, %d x %d pixels", r.reference.cols,
+                  r.reference.rows) +
+           noValueText(r.reference, r.scale, "defective") + "</figcaption></figure>\n";
 }
 
 std::string spotText(const char* name, const Spots::Spot& spot, const Report& r) {
@@ -151,7 +160,9 @@ std::string after(const Report& r, const cv::Rect& detail) {
         caption += spotText("hottest", spots->hottest, r) + spotText("coldest", spots->coldest, r);
     }
     return "<figure><div class=picture>" + imageTag(r.scale.colours(r.image), "the enlarged image") + marks +
-           "</div><figcaption>" + caption + "</figcaption></figure>\n";
+           "</div><figcaption>" + caption +
+           noValueText(r.image, r.scale, "where all frames are defective (NaN in the file)") +
+           "</figcaption></figure>\n";
 }
 
 std::string pictures(const Report& r) {
@@ -241,7 +252,8 @@ std::string noiseFigure(const Report& r) {
            "deviation), " +
            significant(medianOf(r.noise), r.unit) +
            " in the median. Edges that the image cannot explain and things that moved stand "
-           "out.</figcaption></figure>\n";
+           "out." +
+           noValueText(r.noise, scale, "where no two frames vouch for one") + "</figcaption></figure>\n";
 }
 
 std::string cell(const std::string& text, const char* kind = "name") {

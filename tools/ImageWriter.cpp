@@ -22,14 +22,26 @@ fs::path folderOf(const fs::path& path) {
     return path.has_parent_path() ? path.parent_path() : fs::path(".");
 }
 
-void writeBytes(const std::string& target, const char* bytes, std::size_t count) {
-    PendingFile pending(target);
+void writeBytes(PendingFiles& files, const std::string& target, const char* bytes, std::size_t count) {
+    files.emplace_back(target);
     errno = 0;
-    std::ofstream file(pending.path(), std::ios::binary | std::ios::trunc);
+    std::ofstream file(files.back().path(), std::ios::binary | std::ios::trunc);
     file.write(bytes, static_cast<std::streamsize>(count));
     file.close();
     if (!file) throw outputError(target + ": cannot be written: " + std::strerror(errno));
-    pending.commit();
+}
+
+/// The file that the pages are written to.
+const std::string& openPages(PendingFiles& files, PendingFiles& temporary, const std::string& path) {
+    if (path != kStandardOutput) return files.emplace_back(path).path();
+    std::error_code failed;
+    const fs::path folder = fs::temp_directory_path(failed);
+    if (failed || ::access(folder.c_str(), W_OK | X_OK) != 0) {
+        throw outputError(
+            "standard output: TMPDIR names no folder to write to; the image is put together in one first");
+    }
+    constexpr mode_t kForNobodyElse = 0600;
+    return temporary.emplace_back((folder / "enlarged.tif").string(), kForNobodyElse).path();
 }
 
 }  // namespace
@@ -71,12 +83,12 @@ TargetFolder::~TargetFolder() {
     if (isNew_) fs::remove(path_, notEmpty);
 }
 
-void writeImage(const std::string& path, const cv::Mat& image) {
+void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image) {
     const std::string extension = lowerExtension(path);
     if (extension == ".tif" || extension == ".tiff") {
-        TiffPages pages(path, image.total() * image.elemSize());
+        TiffPages pages(files, path, image.total() * image.elemSize());
         pages.add(image);
-        pages.finish();
+        pages.close();
         return;
     }
     std::vector<uchar> bytes;
@@ -85,36 +97,45 @@ void writeImage(const std::string& path, const cv::Mat& image) {
     } catch (const cv::Exception& e) {
         throw outputError(path + ": cannot be encoded: " + e.err);
     }
-    writeBytes(path, reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    writeBytes(files, path, reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
 
-TiffPages::TiffPages(const std::string& path, std::uint64_t expectedBytes)
-    : toStandardOutput_(path == kStandardOutput),
-      pending_(toStandardOutput_ ? (fs::temp_directory_path() / "enlarged.tif").string() : path),
-      writer_(pending_.path(), toStandardOutput_ ? "standard output" : path, expectedBytes) {
+void writeText(PendingFiles& files, const std::string& path, const std::string& text) {
+    writeBytes(files, path, text.data(), text.size());
+}
+
+void writeImage(const std::string& path, const cv::Mat& image) {
+    PendingFiles files;
+    writeImage(files, path, image);
+    commit(files);
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    PendingFiles files;
+    writeText(files, path, text);
+    commit(files);
+}
+
+TiffPages::TiffPages(PendingFiles& files, const std::string& path, std::uint64_t expectedBytes)
+    : writer_(openPages(files, temporary_, path), path == kStandardOutput ? "standard output" : path,
+              expectedBytes) {
+    if (temporary_.empty()) return;
+    content_.open(temporary_.back().path(), std::ios::binary);
+    temporary_.clear();
 }
 
 void TiffPages::add(const cv::Mat& image) {
     writer_.add(image);
 }
 
-void TiffPages::finish() {
+void TiffPages::close() {
     writer_.close();
-    if (toStandardOutput_) {
-        sendToStandardOutput();
-    } else {
-        pending_.commit();
-    }
 }
 
-void TiffPages::sendToStandardOutput() const {
-    std::ifstream file(pending_.path(), std::ios::binary);
-    std::cout << file.rdbuf() << std::flush;
-    if (!file || !std::cout) throw outputError("standard output cannot be written");
-}
-
-void writeText(const std::string& path, const std::string& text) {
-    writeBytes(path, text.data(), text.size());
+void TiffPages::send() {
+    if (!content_.is_open()) return;
+    std::cout << content_.rdbuf() << std::flush;
+    if (!content_ || !std::cout) throw outputError("standard output cannot be written");
 }
 
 }  // namespace oravo::tools

@@ -2,6 +2,7 @@
 #define ORAVO_TOOLS_IMAGEWRITER_H
 
 #include <cstdint>
+#include <fstream>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -12,7 +13,8 @@
 namespace oravo::tools {
 
 // Files appear whole or not at all: each is written under a hidden name in its folder and then renamed to its
-// target, which it replaces. Failures are UserErrors of the output kind that name the target.
+// target, which it replaces. Given a collection of pending files, the functions here leave the renaming to its
+// commit(). Failures are UserErrors of the output kind that name the target.
 
 /// Refuses a target in a folder that is missing or not writable, one that is itself a folder, and one whose
 /// name does not end in one of the extensions (in lower case, with the dot). To be asked before the work.
@@ -35,28 +37,32 @@ class TargetFolder {
 /// One image in the format that the name's extension tells: TIFF with values as they are, 8-bit or 16-bit
 /// PNG.
 void writeImage(const std::string& path, const cv::Mat& image);
+void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image);
+
+void writeText(const std::string& path, const std::string& text);
+void writeText(PendingFiles& files, const std::string& path, const std::string& text);
 
 /// The name that stands for standard output.
 constexpr char kStandardOutput[] = "-";
 
-/// A TIFF file written page by page. Without finish() nothing of it stays. What is meant for standard output is
-/// written to a temporary file first, since the format cannot be written in one go.
+/// A TIFF file written page by page. What is meant for standard output is put together in a temporary file, since
+/// the format cannot be written in one go; that file has no name, so that no end of the process leaves it behind.
 class TiffPages {
   public:
+    /// @param files          gets the file, unless it is for standard output
     /// @param expectedBytes  of all pages together, at most
-    TiffPages(const std::string& path, std::uint64_t expectedBytes);
+    TiffPages(PendingFiles& files, const std::string& path, std::uint64_t expectedBytes);
     void add(const cv::Mat& image);
-    void finish();
+    /// Writes what is still held back.
+    void close();
+    /// Then puts out what is for standard output.
+    void send();
 
   private:
-    void sendToStandardOutput() const;
-
-    bool toStandardOutput_;
-    PendingFile pending_;
+    PendingFiles temporary_;
     TiffWriter writer_;
+    std::ifstream content_;  // of the temporary file
 };
-
-void writeText(const std::string& path, const std::string& text);
 
 }  // namespace oravo::tools
 

@@ -28,6 +28,8 @@ Json object(const std::vector<Fact>& facts) {
         std::visit([&](const auto& value) { result[fact.name] = value; }, fact.value);
         const double* real = std::get_if<double>(&fact.value);
         if (real != nullptr) result[fact.name] = number(*real);
+        const std::string* text = std::get_if<std::string>(&fact.value);
+        if (text != nullptr) result[fact.name] = textOrNull(*text);
     }
     return result;
 }
@@ -52,6 +54,28 @@ Json frame(const ReportedFrame& f) {
             {"status", f.status}};
 }
 
+/// Pixels that are NaN in the file.
+Json withoutValue(const WithoutValue& pixels) {
+    return {{"pixels", pixels.total()},
+            {"over_range", pixels.overRange},
+            {"under_range", pixels.underRange},
+            {"bad", pixels.bad}};
+}
+
+Json outOfRange(const std::optional<OutOfRange>& outside) {
+    if (!outside) return nullptr;
+    return {{"pixels", outside->pixels},
+            {"frames", outside->frames},
+            {"lowest_plausible", number(static_cast<double>(outside->range.lowest))},
+            {"highest_plausible", number(static_cast<double>(outside->range.highest))},
+            {"most_extreme",
+             {{"value", number(static_cast<double>(outside->extreme))},
+              {"x", outside->at.x},
+              {"y", outside->at.y},
+              {"frame", outside->frame},
+              {"name", outside->name}}}};
+}
+
 /// The share of pixels that so many frames vouch for, by that number.
 Json coverage(const Report& report) {
     if (report.coverage.empty()) return nullptr;
@@ -74,6 +98,7 @@ Json lastImage(const Report& report) {
             {"newest_frame", last.newest},
             {"gain", last.warning.empty() ? number(last.gain) : Json(nullptr)},
             {"warning", textOrNull(last.warning)},
+            {"without_value", withoutValue(last.withoutValue)},
             {"phases_reached", phasesReached(report.frames)},
             {"frames", frames},
             {"coverage_shares", coverage(report)},
@@ -87,6 +112,7 @@ Json images(const std::vector<ReportedImage>& all) {
         result.push_back({{"newest_frame", image.newest},
                           {"gain", image.warning.empty() ? number(image.gain) : Json(nullptr)},
                           {"warning", textOrNull(image.warning)},
+                          {"without_value", withoutValue(image.withoutValue)},
                           {"seconds", number(image.seconds)}});
     }
     return result;
@@ -114,6 +140,7 @@ std::string jsonReport(const Report& report) {
                    {"parameters", object(report.parameters)},
                    {"image", lastImage(report)},
                    {"images", images(report.images)},
+                   {"out_of_range", outOfRange(report.outside)},
                    {"guards", guards(report.guards)},
                    {"timings", {{"stages_ms", stages}, {"total_seconds", number(report.seconds)}}}};
     // File names may be anything; what is no UTF-8 in them is replaced.

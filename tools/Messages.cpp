@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <new>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -116,6 +117,20 @@ std::string currentExceptionText() {
         return text;
     } catch (...) {
         return "unknown failure";
+    }
+}
+
+bool currentExceptionIsLackOfMemory() {
+    try {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return true;
+    } catch (const cv::Exception& e) {
+        return e.code == cv::Error::StsNoMem;
+    } catch (const Exception& e) {
+        return e.message().rfind("Not enough memory", 0) == 0;
+    } catch (...) {
+        return false;
     }
 }
 

@@ -30,6 +30,9 @@ std::string ranges(const std::vector<std::size_t>& numbers);
 /// its own, C strings), by OpenCV or by the standard library.
 std::string currentExceptionText();
 
+/// Whether it tells that there is not enough memory.
+bool currentExceptionIsLackOfMemory();
+
 }  // namespace oravo::tools
 
 #endif

@@ -73,6 +73,10 @@ cv::Mat_<uchar> valueMask(const cv::Mat_<float>& image) {
     return mask;
 }
 
+int withoutValue(const cv::Mat_<float>& image) {
+    return static_cast<int>(image.total()) - cv::countNonZero(valueMask(image));
+}
+
 Quality compareWithTruth(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, int crop) {
     if (image.size() != truth.size()) {
         throw inputError(format("the image is %d x %d pixels, but the truth is %d x %d", image.cols,

@@ -12,6 +12,10 @@ ExitCode outcomeOf(const std::function<void()>& action) {
         complain(e.what());
         return e.code();
     } catch (...) {
+        if (currentExceptionIsLackOfMemory()) {
+            complain("frames of this size need more memory than there is");
+            return ExitCode::kInput;
+        }
         complain("internal failure: " + currentExceptionText());
         return ExitCode::kInternal;
     }

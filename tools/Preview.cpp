@@ -7,6 +7,7 @@
 #include "tools/Decode.h"
 #include "tools/Drawing.h"
 #include "tools/Messages.h"
+#include "tools/Metrics.h"
 #include "tools/Ticks.h"
 
 namespace oravo::tools {
@@ -109,6 +110,17 @@ Lettering fitted(const std::string& text, Lettering lettering, int room) {
     return lettering;
 }
 
+/// A box of a colour and what it stands for; the left end of the base line.
+void drawKey(cv::Mat& picture, cv::Point at, const cv::Vec3b& colour, const std::string& text,
+             const Layout& layout) {
+    const int side = textSize(text, layout.lettering).height;
+    const cv::Rect box(at.x, at.y - side, side, side);
+    cv::rectangle(picture, box, cv::Scalar(colour[0], colour[1], colour[2]), cv::FILLED);
+    cv::rectangle(picture, box, kInk, 1);
+    at.x += 2 * side;
+    drawText(picture, text, at, fitted(text, layout.lettering, picture.cols - at.x - layout.gap));
+}
+
 }  // namespace
 
 std::optional<Spots> Spots::of(const cv::Mat_<float>& image) {
@@ -148,11 +160,17 @@ cv::Mat Preview::draw(const cv::Mat_<float>& image) const {
                 placeText("coldest", spots->coldest, scale, unit);
     }
     const cv::Rect bar = layout.barPlace();
-    cv::Mat picture = layout.blank(colourBarTextWidth(scale, bar.height, unit, layout.lettering), 1);
+    const int none = withoutValue(image);
+    const int lines = none == 0 ? 1 : 2;
+    cv::Mat picture = layout.blank(colourBarTextWidth(scale, bar.height, unit, layout.lettering), lines);
     view.copyTo(picture(layout.viewPlace()));
     drawColourBar(picture, bar, scale, unit, layout.lettering);
     drawText(picture, line, layout.textLine(0),
              fitted(line, layout.lettering, picture.cols - 2 * layout.gap));
+    if (none > 0) {
+        const std::string text = format("no value: %d pixel%s", none, none == 1 ? "" : "s");
+        drawKey(picture, layout.textLine(1), scale.noValue(), text, layout);
+    }
     return picture;
 }
 

@@ -28,7 +28,8 @@ struct Spots {
 std::string valueText(float value, const ColourScale& scale, const std::string& unit);
 
 /// A picture of values (B, G, R) at a size fit to look at: the image, small ones enlarged by a whole factor,
-/// beside it a bar of its colours with round values and the unit, below it a line of text.
+/// beside it a bar of its colours with round values and the unit, below it a line of text and, where pixels hold no
+/// value, their colour and number.
 struct Preview {
     ColourScale scale;
     std::string unit;

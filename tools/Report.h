@@ -3,13 +3,15 @@
 
 #include <cstddef>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "tools/ColourScale.h"
+#include "tools/Enhancer.h"
 #include "tools/Guard.h"
-#include "tools/Pipelines.h"
+#include "tools/PlausibleRange.h"
 #include "tools/StageTimes.h"
 
 namespace oravo::tools {
@@ -37,6 +39,7 @@ struct ReportedImage {
     std::size_t newest = 0;  ///< frame
     double gain = 0.0;       ///< 0 where a warning took its place
     std::string warning;
+    WithoutValue withoutValue;
     double seconds = 0.0;  ///< that it took, its registration included
 };
 
@@ -57,9 +60,10 @@ struct Report {
     cv::Mat_<float> noise;      ///< of the frames per pixel of the image
     ColourScale scale;          ///< of image and reference in pictures
 
-    std::vector<Guard> guards;      ///< what was said along the way
-    std::vector<StageTime> stages;  ///< of the last image
-    double seconds = 0.0;           ///< of the whole run, until now
+    std::optional<OutOfRange> outside;  ///< of the recording's values, where there are such
+    std::vector<Guard> guards;          ///< what was said along the way
+    std::vector<StageTime> stages;      ///< of the last image
+    double seconds = 0.0;               ///< of the whole run, until now
 };
 
 /// Where a frame samples the scene within a pixel of the reference frame: what its shift leaves of whole
@@ -75,7 +79,7 @@ int phasesReached(const std::vector<ReportedFrame>& frames);
 /// The median of the values that are none of NaN; NaN where there are none.
 double medianOf(const cv::Mat_<float>& image);
 
-/// For programs: see the keys in JsonReport.cpp. Numbers that cannot be told are null.
+/// For programs: see the keys in JsonReport.cpp. What cannot be told is null, numbers and texts alike.
 std::string jsonReport(const Report& report);
 
 /// For people: one page that needs nothing beside itself.

@@ -11,6 +11,7 @@
 #include "tools/FileNames.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
+#include "tools/Metrics.h"
 #include "tools/Preview.h"
 #include "tools/ReportFacts.h"
 #include "tools/UserError.h"
@@ -20,33 +21,15 @@ namespace {
 
 constexpr double kLeastShare = 0.5;  // of valid pixels, below which the library warns
 
-namespace fs = std::filesystem;
-
-/// One name for one file, there or not.
-fs::path settled(const std::string& path) {
-    std::error_code failed;
-    const fs::path whole = fs::absolute(path, failed);  // a missing file keeps its name as it is written
-    const fs::path one = failed ? whole : fs::weakly_canonical(whole, failed);
-    return failed ? fs::path(path) : one;
-}
-
 bool isPicture(const std::string& path) {
     return lowerExtension(path) == ".png";
 }
 
-void writeCoverage(const std::string& path, const cv::Mat_<uchar>& coverage, std::size_t frames) {
-    writeImage(path, isPicture(path) ? drawCoverage(coverage, static_cast<int>(frames)) : cv::Mat(coverage));
-}
-
-void writeNoiseMap(const std::string& path, const cv::Mat_<float>& noise, const std::string& unit) {
-    if (!isPicture(path)) {
-        writeImage(path, noise);
-        return;
-    }
+cv::Mat pictureOf(const cv::Mat_<float>& noise, const std::string& unit) {
     constexpr double kClipped = 1.0;  // percent: a few edges would hide the rest
     const ColourScale scale = ColourScale::of(noise, paletteNamed("inferno"), kClipped);
     const Preview preview{scale, unit, "Noise of the frames at each pixel (standard deviation)", false};
-    writeImage(path, preview.draw(noise));
+    return preview.draw(noise);
 }
 
 }  // namespace
@@ -69,11 +52,11 @@ std::pair<double, double> parseRange(const std::string& text) {
 
 ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reader)
     : command_(command), options_(command.results), reader_(reader), unit_(unitOf(command)) {
-    std::set<fs::path> taken{settled(command.output), settled(command.shiftsFile)};
+    std::set<std::filesystem::path> taken{settledPath(command.output), settledPath(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
         if (!wants(path)) return;
         checkTarget(path, extensions);
-        if (!taken.insert(settled(path)).second) throw outputError(path + ": is named for two outputs");
+        if (!taken.insert(settledPath(path)).second) throw outputError(path + ": is named for two outputs");
         if (isInput(command, reader, path)) throw outputError(path + ": is one of the inputs");
     };
     if (wants(options_.coverage) && command.parameters.kind == PipelineKind::vector) {
@@ -88,8 +71,8 @@ ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reade
 
 void ResultFiles::take(const Enlarged& enlarged) {
     last_ = enlarged;
-    images_.push_back(
-        {enlarged.frames.back(), static_cast<double>(enlarged.gain), enlarged.warning, enlarged.seconds});
+    images_.push_back({enlarged.frames.back(), static_cast<double>(enlarged.gain), enlarged.warning,
+                       enlarged.withoutValue, enlarged.seconds});
 }
 
 ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
@@ -98,21 +81,27 @@ ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
     return ColourScale::within(options_.range->first, options_.range->second, image, palette);
 }
 
-void ResultFiles::write() const {
+void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
     if (wants(options_.preview)) {
-        writeImage(options_.preview, Preview{scaleOf(last_.image), unit_, "", true}.draw(last_.image));
+        writeImage(files, options_.preview, Preview{scaleOf(last_.image), unit_, "", true}.draw(last_.image));
     }
-    if (wants(options_.coverage))
-        writeCoverage(options_.coverage, coverageOf(last_.masks), last_.masks.size());
+    if (wants(options_.coverage)) {
+        const int frames = static_cast<int>(last_.masks.size());
+        writeImage(files, options_.coverage,
+                   isPicture(options_.coverage) ? drawCoverage(coverage(), frames) : cv::Mat(coverage()));
+    }
     if (!wants(options_.noiseMap) && options_.reports.empty()) return;
 
     const cv::Mat_<float> noise =
         noiseOf({last_.inputs, last_.shifts, last_.masks}, last_.image, last_.parameters.psfSigma);
-    if (wants(options_.noiseMap)) writeNoiseMap(options_.noiseMap, noise, unit_);
+    if (wants(options_.noiseMap)) {
+        writeImage(files, options_.noiseMap,
+                   isPicture(options_.noiseMap) ? pictureOf(noise, unit_) : cv::Mat(noise));
+    }
     if (options_.reports.empty()) return;
-    const Report all = report(noise);
+    const Report all = report(noise, outside);
     for (const std::string& path : options_.reports) {
-        writeText(path, lowerExtension(path) == ".json" ? jsonReport(all) : htmlReport(all));
+        writeText(files, path, lowerExtension(path) == ".json" ? jsonReport(all) : htmlReport(all));
     }
 }
 
@@ -131,7 +120,14 @@ std::vector<ReportedFrame> ResultFiles::frames() const {
     return all;
 }
 
-Report ResultFiles::report(const cv::Mat_<float>& noise) const {
+/// Where the image has no value, all frames are defective there, however well they agree around.
+cv::Mat_<uchar> ResultFiles::coverage() const {
+    cv::Mat_<uchar> frames = coverageOf(last_.masks);
+    frames.setTo(0, valueMask(last_.image) == 0);
+    return frames;
+}
+
+Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outside) const {
     const auto place = std::find(last_.frames.begin(), last_.frames.end(), last_.reference);
     Report r;
     r.reference = last_.inputs.at(static_cast<std::size_t>(place - last_.frames.begin()));
@@ -144,9 +140,10 @@ Report ResultFiles::report(const cv::Mat_<float>& noise) const {
     r.images = images_;
     r.frames = frames();
     r.image = last_.image;
-    if (!last_.masks.empty()) r.coverage = coverageOf(last_.masks);
+    if (!last_.masks.empty()) r.coverage = coverage();
     r.noise = noise;
     r.scale = scaleOf(last_.image);
+    if (outside.pixels > 0) r.outside = outside;
     r.guards = log_.guards();
     r.stages = last_.stages;
     r.seconds = StopWatch(watch_).stop();

@@ -9,6 +9,8 @@
 #include "support/StopWatch.h"
 #include "tools/Commands.h"
 #include "tools/Guard.h"
+#include "tools/PendingFile.h"
+#include "tools/PlausibleRange.h"
 #include "tools/Report.h"
 
 namespace oravo::tools {
@@ -26,13 +28,15 @@ class ResultFiles {
 
     /// Each enlarged image.
     void take(const Enlarged& enlarged);
-    void write() const;
+    /// @param outside  what of the recording lies outside the plausible range
+    void write(PendingFiles& files, const OutOfRange& outside) const;
 
   private:
     bool wants(const std::string& file) const { return !file.empty(); }
     ColourScale scaleOf(const cv::Mat_<float>& image) const;
     std::vector<ReportedFrame> frames() const;
-    Report report(const cv::Mat_<float>& noise) const;
+    cv::Mat_<uchar> coverage() const;
+    Report report(const cv::Mat_<float>& noise, const OutOfRange& outside) const;
 
     const EnhanceCommand& command_;
     const ResultOptions& options_;

@@ -23,7 +23,7 @@ ValueReader::ValueReader(FrameReader& reader, const EnhanceCommand& command)
       decode_(command.decode),
       rawCounts_(command.parameters.rawCounts),
       wantsSignedCounts_(rawCounts_ && command.parameters.kind == PipelineKind::reference),
-      range_(plausibleFor(command.parameters)) {
+      outside_(plausibleFor(command.parameters)) {
     if (!command.calibration.empty()) {
         calibration_.emplace(command.calibration, decode_, command.reading, reader.storedSize());
     }
@@ -31,30 +31,35 @@ ValueReader::ValueReader(FrameReader& reader, const EnhanceCommand& command)
 
 ValueReader::Frame ValueReader::read(std::size_t index) {
     const std::string name = reader_.name(index);
-    Frame frame{decode_(reader_.read(index), name), true};
+    Frame frame{decode_(reader_.read(index), name), {}, false};
     if (calibration_) frame.values = (*calibration_)(frame.values, name);
     if (wantsSignedCounts_) signedCounts(frame.values, name);
-    const double outside = range_.shareOutside(frame.values);
-    if (outside > 0.5) {
-        if (outside == 1.0 && index == 0) throw inputError(implausible(outside, name));
-        if (!told_) warn(Guard{"plausible range", index, implausible(outside, name), ""});
-        told_ = true;
-        frame.plausible = false;
+    const std::size_t outside = outside_.add(frame.values, index, name);
+    if (index == 0 && outside == frame.values.total()) {
+        throw inputError(name + ": all pixels lie outside " + outside_.rangeText() +
+                         ", the most extreme is " + outside_.extremeText() + "; " + remedy());
     }
+    frame.outside = outside > 0;
+    const bool some = frame.outside && outside < frame.values.total();
+    frame.plausible = some ? outside_.range.within(frame.values) : frame.values;
     return frame;
 }
 
-std::string ValueReader::implausible(double outside, const std::string& name) const {
-    const char* mend = "decode the counts with --encoding, or --scale and --offset";
-    if (calibration_) {
-        mend = "the calibration does not fit these counts";
-    } else if (!rawCounts_) {
-        mend =
-            "pass --nuc for raw counts, or decode them to degrees with --encoding, or --scale and --offset";
-    }
-    return format("%s: %.0f %% of the pixels lie outside the plausible range %g .. %g; %s", name.c_str(),
-                  100.0 * outside, static_cast<double>(range_.lowest), static_cast<double>(range_.highest),
-                  mend);
+void ValueReader::warnOfOutside() const {
+    const OutOfRange& o = outside_;
+    if (o.pixels == 0) return;
+    const std::string text =
+        format("%zu pixel%s in %zu of %zu frames lie%s outside ", o.pixels, o.pixels == 1 ? "" : "s",
+               o.frames, reader_.count(), o.pixels == 1 ? "s" : "") +
+        o.rangeText() + " and count as defects: what they show is lost; the most extreme is " +
+        o.extremeText() + format(" in frame %zu (%s)", o.frame, o.name.c_str());
+    warn(Guard{"plausible range", o.frame, text, remedy()});
+}
+
+const char* ValueReader::remedy() const {
+    if (calibration_) return "the calibration does not fit these counts";
+    if (rawCounts_) return "decode the counts with --encoding, or --scale and --offset";
+    return "pass --nuc for raw counts, or decode them to degrees with --encoding, or --scale and --offset";
 }
 
 }  // namespace oravo::tools

@@ -6,12 +6,12 @@
 #include "tools/Calibration.h"
 #include "tools/Commands.h"
 #include "tools/FrameReader.h"
+#include "tools/PlausibleRange.h"
 
 namespace oravo::tools {
 
-/// A recording's frames in the unit of the output: decoded, and calibrated where that was asked for. Says once
-/// per recording that values look like something else than the unit expected, and refuses a
-/// recording that begins with nothing else.
+/// A recording's frames in the unit of the output: decoded, and calibrated where that was asked for. Keeps count of
+/// values outside the plausible range, and refuses a recording that begins with nothing else.
 class ValueReader {
   public:
     /// Reads the frames of the calibration. The reader has read a frame, by which the size of all is known, and outlives
@@ -20,21 +20,27 @@ class ValueReader {
 
     struct Frame {
         cv::Mat_<float> values;
-        bool plausible;  ///< most of the values are
+        cv::Mat_<float>
+            plausible;  ///< the same where all of them are, or none; else NaN for those that are not
+        bool outside;   ///< there are some that are not
     };
     /// Throws UserError for what cannot be read, and for raw counts beyond 16 bits where these are wanted.
     Frame read(std::size_t index);
 
+    /// In the frames read.
+    const OutOfRange& outside() const { return outside_; }
+    /// Says how many values lie outside, how far, and what to do; nothing where none do.
+    void warnOfOutside() const;
+
   private:
-    std::string implausible(double outside, const std::string& name) const;
+    const char* remedy() const;
 
     FrameReader& reader_;
     Decode decode_;
     std::optional<Calibration> calibration_;
     bool rawCounts_;
     bool wantsSignedCounts_;
-    PlausibleRange range_;
-    bool told_ = false;
+    OutOfRange outside_;
 };
 
 }  // namespace oravo::tools

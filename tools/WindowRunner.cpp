@@ -193,9 +193,14 @@ void WindowRunner::load(const Frames& window, std::size_t reference) {
 void WindowRunner::takeIn(const RecordedFrame& frame) {
     const Enhancer::Intake intake = enhancer_.addFrame(frame.number, frame.values);
     if (intake.refused) unusable_.insert(frame.number);
-    if (intake.told.empty() || frame.quiet) return;
+    if (intake.told.empty() || (frame.quiet && !intake.refused)) return;
     const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.told;
-    sayOnce_({"defects", frame.number, what, intake.refused && parameters_.guarded ? "left out" : ""});
+    if (intake.refused) {
+        sayOnce_({"defects", frame.number, what, parameters_.guarded ? "left out" : ""});
+    } else {
+        // A cluster of defects is there in every frame of a camera.
+        sayOnce_({"stand-in", {}, what + " (told of the first such frame only)", ""});
+    }
 }
 
 float WindowRunner::weightFor(const Frames& window) {

@@ -18,7 +18,7 @@ struct RecordedFrame {
     std::string name;        ///< of its file
     cv::Mat_<float> values;  ///< as read
     FrameDetail detail;      ///< empty where nothing is guarded
-    bool quiet;              ///< why it cannot be used has been said
+    bool quiet;              ///< that it has defects is said elsewhere
 };
 
 /// Each guard warns once, of each frame that it is about.

@@ -26,7 +26,8 @@ constexpr char kExitCodes[] =
     "  0  done\n"
     "  1  wrong command line\n"
     "  2  input missing, unreadable, too small, of mixed sizes, or too few frames\n"
-    "  3  output cannot be written; what was there before is untouched\n"
+    "  3  output cannot be written; what was there before is untouched (but for images that --every had put\n"
+    "     into a folder until then)\n"
     "  4  no enlarged image could be reconstructed; nothing was written\n"
     "  5  internal failure\n"
     "With --jobs, the highest code of all recordings. What --every has no image for is told in the last "
@@ -49,16 +50,18 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         ->required();
     sub->add_option(
            "-o,--output", c.output,
-           "OUT.tif: 32-bit float, in the unit of the decoded input; - for standard output. With "
-           "--every one page for each image, or a folder (without frames, or a new name ending in /) for "
-           "files named after the newest frame")
+           "OUT.tif: 32-bit float, in the unit of the decoded input, NaN where no frame has a value; "
+           "- for standard output. With --every one page for each image, or a folder (without frames, or a "
+           "new "
+           "name ending in /) for files named after the newest frame")
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
     sub->add_option(
            "--jobs", c.jobs,
            "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each, "
-           "and so many of them are enhanced at a time")
+           "and so many of them are enhanced at a time. Names of other outputs hold {}, which NAME takes the "
+           "place of, such as --report out/{}.html")
         ->check(CLI::Range(1, 1024));
     addPipelineOptions(*sub, p);
     CLI::Option* camera =
@@ -218,7 +221,7 @@ int finish(ExitCode code) {
 /// Does what the command line says.
 void obey(int argc, char** argv) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    removePendingFileOnSignals();
+    endCleanlyOnSignals();
     CLI::App app(
         "Turns a burst of slightly displaced infrared frames into one image of twice the resolution.",
         "oravo-superres");

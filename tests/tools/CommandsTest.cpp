@@ -1,3 +1,6 @@
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <opencv2/imgcodecs.hpp>
@@ -95,7 +98,10 @@ TEST_F(Program, DecodesCountsAndSaysWhatMendsImplausibleOnes) {
     EXPECT_EQ(cv::norm(image("dumped.tif"), image("decoded.tif")), 0.0);
     const Outcome plain = run("enhance counts -o plain.tif");
     EXPECT_EQ(plain.code, 2);
-    EXPECT_NE(plain.err.find("outside the plausible range -274 .. 5000; pass --nuc"), std::string::npos);
+    EXPECT_NE(plain.err.find("all pixels lie outside the plausible range -274 .. 5000, the most "),
+              std::string::npos)
+        << plain.err;
+    EXPECT_NE(plain.err.find("; pass --nuc for raw counts, or "), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(path("plain.tif")));
     const Outcome nuc = run("enhance counts -o nuc.tif --nuc");
     EXPECT_EQ(nuc.code, 0) << nuc.err;
@@ -248,8 +254,7 @@ TEST_F(Program, SaysOnceWhatIsWrongWithUnitsAndCamera) {
     for (const char* all : {"--scale 100 --offset 27315", "--scale 1e300"}) {
         const Outcome outcome = run(std::string("enhance b -o none.tif ") + all);
         EXPECT_EQ(outcome.code, 2);
-        EXPECT_NE(outcome.err.find(": 100 % of the pixels lie outside the plausible range"),
-                  std::string::npos);
+        EXPECT_NE(outcome.err.find(": all pixels lie outside the plausible range"), std::string::npos);
         EXPECT_FALSE(std::filesystem::exists(path("none.tif")));
     }
     const Outcome kelvin = run("enhance b -o o.tif --no-guard --offset 4988");
@@ -291,13 +296,46 @@ TEST_F(Program, LeavesNothingBehindWhenItIsTerminated) {
     std::string inputs;
     for (int i = 0; i < 400; ++i) inputs += " b";
     // The shell waits for the hidden file to appear, ends the program and tells how it ended.
-    const std::string script = "cd " + folder_.string() + "; " + ORAVO_SUPERRES + " enhance" + inputs +
-                               " -o o.tif --every 2>/dev/null & p=$!; "
-                               "for i in $(seq 500); do ls -A | grep -q part$ && break; sleep 0.01; done; "
-                               "ls -A | grep -q part$ || exit 9; kill -TERM $p; wait $p";
-    const int status = std::system(("bash -c '" + script + "'").c_str());
-    EXPECT_EQ(WEXITSTATUS(status), 128 + SIGTERM);
-    EXPECT_EQ(entries(), 1u);
+    const std::string start = "cd " + folder_.string() + "; " + ORAVO_SUPERRES + " enhance" + inputs +
+                              " -o o.tif --every 2>/dev/null & p=$!; "
+                              "for i in $(seq 500); do ls -A | grep -q part$ && break; sleep 0.01; done; "
+                              "ls -A | grep -q part$ || exit 9; kill -";
+    for (const int signal : {SIGTERM, SIGPIPE, SIGXCPU}) {
+        const int status =
+            std::system(("bash -c '" + start + std::to_string(signal) + " $p; wait $p'").c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
+        EXPECT_EQ(entries(), 1u) << signal;
+    }
+}
+
+/// The last of a run's files is the one that there is no room for.
+TEST_F(Program, AFailedOutputLeavesAllOthersAsTheyWere) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    writeText(path("o.tif"), "before");
+    struct rlimit before {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const struct rlimit room { 60000, before.rlim_max };
+    ::setrlimit(RLIMIT_FSIZE, &room);
+    const Outcome outcome = run("enhance b -o o.tif --shifts s.csv --report r.html");
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(outcome.code, 3);
+    EXPECT_NE(outcome.err.find("r.html: cannot be written: File too large\n"), std::string::npos)
+        << outcome.err;
+    EXPECT_EQ(text(path("o.tif")), "before");
+    EXPECT_EQ(entries(), 2u);
+}
+
+TEST_F(Program, FramesBeyondTheMemoryAreRefused) {
+    constexpr std::uint64_t kSide = 32768;
+    if (20 * kSide * kSide < 4096ull * static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) / 4 * 3) {
+        GTEST_SKIP() << "so much memory that the frame may fit";
+    }
+    std::ofstream(path("large.raw"));
+    std::filesystem::resize_file(path("large.raw"), 5 * 8 * kSide * kSide);
+    const Outcome outcome = run("enhance large.raw --raw 32768x32768:f64le -o o.tif");
+    EXPECT_EQ(outcome.code, 2);
+    EXPECT_EQ(outcome.err,
+              "oravo-superres: large.raw: frames of 32768 x 32768 pixels need more memory than there is\n");
 }
 
 }  // namespace

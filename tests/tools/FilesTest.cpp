@@ -37,9 +37,11 @@ TEST_F(Files, PagesOfFloatTiffKeepEveryBitInAnyOrder) {
         page(4, 5) = std::numeric_limits<float>::quiet_NaN();
         pages.push_back(page);
     }
-    TiffPages file(path("many.tif"), 0);
+    PendingFiles files;
+    TiffPages file(files, path("many.tif"), 0);
     for (const cv::Mat& page : pages) file.add(page);
-    file.finish();
+    file.close();
+    commit(files);
     EXPECT_EQ(entries(), 1u);
     FrameReader reader({path("many.tif")});
     ASSERT_EQ(reader.count(), 37u);
@@ -64,6 +66,7 @@ TEST_F(Files, ComplaintsNameTheFile) {
     cv::imwrite(path("large.png"), cv::Mat_<uchar>(30, 4, uchar{7}));
     std::ofstream(path("text.png")) << "no image";
     std::ofstream(path("empty.tif"));
+    std::ofstream(path("frames.npz")) << "PK\x03\x04";
     std::filesystem::create_directory(path("hollow"));
     for (const char* name : {"cut.png", "cut.pgm"}) {
         cv::imwrite(path(name), cv::Mat_<uchar>(40, 40, uchar{7}));
@@ -72,14 +75,17 @@ TEST_F(Files, ComplaintsNameTheFile) {
     const struct {
         const char* file;
         const char* fault;
-    } kCases[] = {{"missing.tif", "no such file or folder"},
-                  {"colour.png", "has 3 channels; frames have one"},
-                  {"large.png", "is 4 x 30 pixels, but the frames before it are 4 x 3"},
-                  {"text.png", "cannot be read as an image"},
-                  {"empty.tif", "is empty"},
-                  {"hollow", "folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)"},
-                  {"cut.png", "truncated or damaged PNG file"},
-                  {"cut.pgm", "truncated PGM file: holds 1580 bytes of pixels, 1600 are needed at least"}};
+    } kCases[] = {
+        {"missing.tif", "no such file or folder"},
+        {"colour.png", "has 3 channels; frames have one"},
+        {"large.png", "is 4 x 30 pixels, but the frames before it are 4 x 3"},
+        {"text.png", "cannot be read as an image"},
+        {"empty.tif", "is empty"},
+        {"frames.npz",
+         "is an archive of arrays (.npz); save the one that holds the frames with numpy.save, as .npy"},
+        {"hollow", "folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)"},
+        {"cut.png", "truncated or damaged PNG file"},
+        {"cut.pgm", "truncated PGM file: holds 1580 bytes of pixels, 1600 are needed at least"}};
     testing::internal::CaptureStderr();
     for (const auto& c : kCases) {
         const auto read = [&] {
@@ -93,12 +99,24 @@ TEST_F(Files, ComplaintsNameTheFile) {
 
 TEST_F(Files, TargetsAppearWholeOrNotAtAll) {
     writeText(path("kept.tif"), "before");
-    TiffPages(path("kept.tif"), 0).add(cv::Mat_<float>(3, 3, 1.0f));  // never finished
+    {
+        PendingFiles forgotten;
+        TiffPages(forgotten, path("kept.tif"), 0).add(cv::Mat_<float>(3, 3, 1.0f));
+    }
     EXPECT_NE(complaint([&] { writeImage(path("kept.png"), cv::Mat()); }, ExitCode::kOutput), "");
     EXPECT_EQ(std::filesystem::file_size(path("kept.tif")), 6u);
     std::filesystem::create_directories(path("taken.txt/inside"));
     EXPECT_NE(complaint([&] { writeText(path("taken.txt"), "x"); }, ExitCode::kOutput), "");
     EXPECT_EQ(entries(), 2u);
+    for (const bool all : {false, true}) {
+        PendingFiles files;
+        for (const char* name : {"kept.tif", "new.txt"}) writeText(files, path(name), "after it");
+        if (!all) writeText(files, path("taken.txt"), "x");
+        EXPECT_EQ(complaint([&] { commit(files); }, ExitCode::kOutput).empty(), all);
+        files.clear();
+        EXPECT_EQ(std::filesystem::file_size(path("kept.tif")), all ? 8u : 6u);
+        EXPECT_EQ(entries(), all ? 3u : 2u);
+    }
     for (const char* target : {"nowhere/a.tif", "taken.txt", "a.jpg", "a"}) {
         const auto check = [&] { checkTarget(path(target), {".tif", ".txt"}); };
         EXPECT_EQ(complaint(check, ExitCode::kOutput).rfind(path(target) + ": ", 0), 0u) << target;

@@ -32,6 +32,14 @@ TEST_F(Program, SendsTheImageToStandardOutputOnlyWhenAsked) {
     EXPECT_TRUE(says(piped.err, "standard output: 1 image of 128 x 96 pixels")) << piped.err;
     EXPECT_EQ(piped.out, text(path("o.tif")));
     EXPECT_EQ(entries(), 2u);
+    ::setenv("TMPDIR", folder_.c_str(), 1);
+    run("enhance b -o - | true");  // whose reader is gone by then
+    EXPECT_EQ(entries(), 2u);
+    ::setenv("TMPDIR", "nowhere", 1);
+    const Outcome homeless = run("enhance b -o -");
+    ::unsetenv("TMPDIR");
+    EXPECT_EQ(homeless.code, 3);
+    EXPECT_TRUE(says(homeless.err, "superres: standard output: TMPDIR names no folder")) << homeless.err;
     EXPECT_EQ(run("enhance b -o - --timing").code, 1);
     EXPECT_EQ(run("enhance b -o - >/dev/full").code, 3);
 }
@@ -70,7 +78,8 @@ TEST_F(Program, SpoilsNoInputAndNoOtherOutput) {
 /// On a terminal, and only there, warnings are coloured and long work shows how far it has come.
 TEST_F(Program, ColoursAreForTerminalsThatWantThem) {
     ASSERT_EQ(run("simulate -o b --noise 3 --width 64 --height 48").code, 0);
-    const std::string inTerminal = std::string("'") + ORAVO_SUPERRES + " enhance b -o o.tif' typescript";
+    const std::string inTerminal =
+        std::string("'") + ORAVO_SUPERRES + " enhance b -o o.tif' typescript </dev/null";
     const auto typescript = [&](const std::string& environment) {
         run("--version; env " + environment + " script -qec " + inTerminal);
         return text(path("typescript"));
@@ -90,13 +99,17 @@ TEST_F(Program, BatchGivesEveryRecordingItsImage) {
         ASSERT_EQ(run(std::string("enhance rec") + seed + " -o alone" + seed + ".tif").code, 0);
     }
     std::filesystem::create_directory(path("empty"));
-    const Outcome all = run("enhance rec1 ./rec2/ rec3 -o out/ --jobs 2");
+    const Outcome all =
+        run("enhance rec1 ./rec2/ rec3 -o out/ --jobs 2 --shifts 'out/{}.csv' --report 'out/{}-{}.html'");
     EXPECT_EQ(all.code, 0) << all.err;
     EXPECT_TRUE(says(all.err, "\nrec2: out/rec2.tif: 1 image of") || all.err.rfind("rec2: ", 0) == 0)
         << all.err;
     for (const char* n : {"1", "2", "3"}) {
         EXPECT_EQ(text(path(std::string("out/rec") + n + ".tif")),
                   text(path(std::string("alone") + n + ".tif")));
+        EXPECT_TRUE(says(text(path(std::string("out/rec") + n + ".csv")), "reference is frame 1")) << n;
+        EXPECT_TRUE(says(text(path(std::string("out/rec") + n + "-rec" + n + ".html")),
+                         std::string("rec") + n + ".tif"));
     }
     const Outcome some = run("enhance rec1 empty rec3 -o other/ --jobs 4");
     EXPECT_EQ(some.code, 2) << some.err;
@@ -110,6 +123,9 @@ TEST_F(Program, BatchGivesEveryRecordingItsImage) {
     } kRefused[] = {{"enhance rec1 rec2/../rec1 -o new/ --jobs 2", 1},
                     {"enhance rec1 -o new.tif --jobs 2", 3},
                     {"enhance rec1 -o new/ --jobs 2 --shifts s.csv", 1},
+                    {"enhance rec1 rec12 -o new/ --jobs 2 --coverage 'new/{}2.tif'", 3},
+                    {"enhance rec1 alone1.tif -o new/ --jobs 2 --coverage 'alone1{}/../alone1.tif'", 3},
+                    {"enhance rec1 rec2 -o new/ --jobs 2 --preview 'rec2/{}.png'", 3},
                     {"enhance rec1 -o new/ --jobs 0", 1},
                     {"enhance empty -o new/ --jobs 1", 2}};
     for (const auto& c : kRefused) {

@@ -6,6 +6,7 @@
 #include "tools/Agreement.h"
 #include "tools/BurstSimulator.h"
 #include "tools/ColourScale.h"
+#include "tools/Metrics.h"
 #include "tools/Preview.h"
 #include "tools/ResultFiles.h"
 #include "tools/Ticks.h"
@@ -80,6 +81,13 @@ TEST(Preview, FindsSpotsAndDrawsAnySize) {
     const ColourScale scale = ColourScale::of(image, paletteNamed("iron"));
     EXPECT_EQ(valueText(spots->hottest.value, scale, "K"), "31.2 K");
     EXPECT_FALSE(Spots::of(cv::Mat_<float>(2, 2, std::nanf(""))).has_value());
+    // The colour of the pixel without a value is told below all that is there without one.
+    const Preview preview{scale, "", "", true};
+    const cv::Mat with = preview.draw(image), without = preview.draw(repaired(image));
+    ASSERT_GT(with.rows, without.rows);
+    cv::Mat told;
+    cv::inRange(with.rowRange(without.rows, with.rows), scale.noValue(), scale.noValue(), told);
+    EXPECT_GT(cv::countNonZero(told), 20);
     for (const cv::Size size : {cv::Size(1, 1), cv::Size(3, 900), cv::Size(2000, 2), cv::Size(320, 240)}) {
         const cv::Mat_<float> other(size, 7.0f);
         const cv::Mat picture =

@@ -5,11 +5,14 @@
 #include "tests/tools/Program.h"
 #include "tools/Guard.h"
 #include "tools/HtmlText.h"
+#include "tools/ImageWriter.h"
 #include "tools/Messages.h"
+#include "tools/Metrics.h"
 #include "tools/Preview.h"
 #include "tools/Report.h"
 #include "tools/ShiftTable.h"
 #include "tools/StageTimes.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {
 namespace {
@@ -137,6 +140,49 @@ TEST_F(Program, ReportsWhatItDid) {
     EXPECT_EQ(run("enhance b -o o.tif --report o.tif").code, 3);
     EXPECT_EQ(run("enhance b -o o.tif --report r.html --report ./r.html").code, 3);
     EXPECT_EQ(run("enhance b -o o.tif --preview ./b/../p.png --coverage p.png").code, 3);
+}
+
+/// What a camera cannot tell, and what the library takes for a defect, is no temperature in any output.
+TEST_F(Program, TellsWhatHasNoValueAndWhatIsImplausible) {
+    ASSERT_EQ(run("simulate -o b --width 96 --height 72").code, 0);
+    const cv::Rect hot(20, 40, 2, 3), dead(60, 12, 3, 3);
+    for (int i = 0; i < 5; ++i) {
+        const std::string name = path("b/frame_00" + std::to_string(i) + ".tif");
+        cv::Mat_<float> frame = readSingleImage(name);
+        frame(dead) = pixelOf(vision::CODE_BAD_PIXEL);
+        frame(hot) = i == 3 ? 20.0f : 5500.0f;
+        if (i == 2) frame(41, 21) = 6012.5f;
+        writeImage(name, frame);
+    }
+    const Outcome done =
+        run("enhance b -o o.tif --coverage c.tif --report r.json --report r.html --preview p.png");
+    ASSERT_EQ(done.code, 0) << done.err;
+    const std::string implausible =
+        "24 pixels in 4 of 5 frames lie outside the plausible range -274 .. 5000 and count as defects: what "
+        "they show is lost; the most extreme is 6012.5 at (21, 41) in frame 2 (b/frame_002.tif)";
+    EXPECT_NE(done.err.find("warning: " + implausible + "; pass --nuc"), std::string::npos) << done.err;
+    const cv::Mat_<float> enlarged = image("o.tif");
+    const cv::Mat missing = valueMask(enlarged) == 0;
+    const int count = cv::countNonZero(missing);
+    EXPECT_GT(count, 4);
+    EXPECT_LE(count, 36);
+    EXPECT_EQ(cv::countNonZero(missing(cv::Rect(110, 16, 30, 20))), count);  // about the dead pixels
+    EXPECT_TRUE(std::isnan(enlarged(26, 122)));
+    EXPECT_EQ(cv::countNonZero((readSingleImage(path("c.tif")) == 0) & missing), count);
+    const std::string told = ", " + std::to_string(count) + " pixels without a value (NaN)\n";
+    EXPECT_NE(done.err.find("1 image of 192 x 144 pixels" + told), std::string::npos) << done.err;
+
+    const Json report = Json::parse(text(path("r.json")));
+    const Json none{{"pixels", count}, {"over_range", 0}, {"under_range", 0}, {"bad", count}};
+    EXPECT_EQ(report["image"]["without_value"], none);
+    EXPECT_EQ(report["images"][0]["without_value"], none);
+    EXPECT_EQ(report["out_of_range"]["pixels"], 24);
+    EXPECT_EQ(report["out_of_range"]["most_extreme"],
+              (Json{{"value", 6012.5}, {"x", 21}, {"y", 41}, {"frame", 2}, {"name", "b/frame_002.tif"}}));
+    EXPECT_TRUE(report["input"]["unit"].is_null() && report["image"]["unit"].is_null());
+    const std::string page = text(path("r.html"));
+    EXPECT_NE(page.find(implausible), std::string::npos);
+    EXPECT_NE(page.find("no value: " + std::to_string(count) + " pixels"), std::string::npos);
 }
 
 }  // namespace
