@@ -1,58 +1,35 @@
 #include "vision/superresolution/SrFloat.h"
 
-#include <algorithm>
-
 #include "support/CodeLocation.h"
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/FrameSize.h"
-#include "vision/superresolution/detail/PipelineParameters.h"
-#include "vision/superresolution/detail/ReconstructionRun.h"
-#include "vision/superresolution/detail/SlidingWindow.h"
+#include "vision/superresolution/detail/FloatPipeline.h"
 
 namespace oravo::vision {
 namespace {
 
-CodeLocation constructorAt(int line) {
-    return {"vision/superresolution/SrFloat", line, "oravo::vision::SrFloat::SrFloat"};
-}
+constexpr CodeLocation kConstructor{"vision/superresolution/SrFloat", __LINE__,
+                                    "oravo::vision::SrFloat::SrFloat"};
+
+template <class Registration>
+using Pipeline = detail::FloatPipeline<Registration, SrFloatMinimization, char>;
 
 }  // namespace
 
 template <class Registration>
-struct SrFloat<Registration>::State {
+struct SrFloat<Registration>::State : Pipeline<Registration> {
     State(int inputWidth, int inputHeight, int windowSize, float srFactor)
-        : referenceIndex(detail::checkedReferenceIndex(0, windowSize)),
-          input(detail::checkedSize(inputWidth, inputHeight, constructorAt(__LINE__))),
-          factor(detail::checkedFactor(srFactor, constructorAt(__LINE__))),
-          output(detail::enlarged(input, factor, constructorAt(__LINE__))),
-          registration(inputWidth, inputHeight, windowSize),
-          minimization(inputWidth, inputHeight, windowSize, srFactor),
-          badPixelHandling(static_cast<unsigned int>(windowSize)),
-          frames(detail::makeImages<float>(windowSize, input)),
-          run(input, output, windowSize) {}
-
-    int referenceIndex;
-    detail::FrameSize input;
-    float factor;
-    detail::FrameSize output;
-    float minStructureThreshold = 2.0f;
-    Registration registration;
-    SrFloatMinimization minimization;
-    SuperResolutionBadPixelHandling badPixelHandling;
-    detail::SlidingWindow<detail::Buffer<float>> frames;
-    detail::ReconstructionRun<cv::Point_<float>, char> run;
+        : Pipeline<Registration>(inputWidth, inputHeight, windowSize, srFactor, kConstructor),
+          badPixelHandling(static_cast<unsigned int>(windowSize)) {}
 
     template <class Deliver>
-    float reconstruct(Deliver deliver) {
-        const int maxCoverage = detail::sharedMaxCoverage<SrFloat>(factor);
-        run.frames.clear();
-        for (int i = 0; i < frames.count(); ++i) run.frames.push_back(frames[i].data());
-        return run({"SrFloat", referenceIndex, maxCoverage}, registration, minimization, &badPixelHandling,
-                   deliver);
+    float computeSR(Deliver deliver) {
+        return this->template reconstruct<SrFloat>("SrFloat", &badPixelHandling, deliver);
     }
+
+    SuperResolutionBadPixelHandling badPixelHandling;
 };
 
 template <class Registration>
@@ -73,22 +50,21 @@ int SrFloat<Registration>::addFrame(const cv::Mat_<float>& image) {
 template <class Registration>
 int SrFloat<Registration>::loadFrame(const float* image) {
     State& s = *state_;
-    float* newest = s.frames.advance().data();
-    std::copy_n(image, s.input.pixelCount(), newest);
+    float* newest = s.takeIn(image);
     return detail::repairAndPrepare(s.badPixelHandling, s.input, newest,
                                     [&s](const float* frame) { s.registration.prepareFrame(frame); });
 }
 
 template <class Registration>
 float SrFloat<Registration>::computeSR(float* out) {
-    return state_->reconstruct([&] { saveFrame(out); });
+    return state_->computeSR([&] { saveFrame(out); });
 }
 
 template <class Registration>
 float SrFloat<Registration>::computeSR(cv::Mat_<float>& out) {
     State& s = *state_;
     out.create(s.output.height, s.output.width);
-    return s.reconstruct([&] { s.run.copyImage(out); });
+    return s.computeSR([&] { s.run.copyImage(out); });
 }
 
 template <class Registration>
@@ -189,7 +165,7 @@ void SrFloat<Registration>::getMasks(std::vector<cv::Mat_<unsigned char>>& masks
 
 template <class Registration>
 void SrFloat<Registration>::saveFrame(float* out) const {
-    std::copy_n(state_->run.image.data(), state_->output.pixelCount(), out);
+    state_->copyImage(out);
 }
 
 template class SrFloat<SrFloatRegistration1>;

@@ -1,53 +1,30 @@
 #include "vision/superresolution/SrFloatNeon.h"
 
-#include <algorithm>
-
 #include "support/CodeLocation.h"
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
-#include "vision/superresolution/detail/FrameSize.h"
-#include "vision/superresolution/detail/PipelineParameters.h"
-#include "vision/superresolution/detail/ReconstructionRun.h"
-#include "vision/superresolution/detail/SlidingWindow.h"
+#include "vision/superresolution/detail/FloatPipeline.h"
 
 namespace oravo::vision {
 namespace {
 
-CodeLocation constructorAt(int line) {
-    return {"vision/superresolution/SrFloatNeon", line, "oravo::vision::SrFloatNeon::SrFloatNeon"};
-}
+constexpr CodeLocation kConstructor{"vision/superresolution/SrFloatNeon", __LINE__,
+                                    "oravo::vision::SrFloatNeon::SrFloatNeon"};
+
+template <class Registration>
+using Pipeline = detail::FloatPipeline<Registration, SrFloatNeonMinimization, float>;
 
 }  // namespace
 
 template <class Registration>
-struct SrFloatNeon<Registration>::State {
+struct SrFloatNeon<Registration>::State : Pipeline<Registration> {
     State(int inputWidth, int inputHeight, int windowSize, float srFactor)
-        : referenceIndex(detail::checkedReferenceIndex(0, windowSize)),
-          input(detail::checkedSize(inputWidth, inputHeight, constructorAt(__LINE__))),
-          factor(detail::checkedFactor(srFactor, constructorAt(__LINE__))),
-          output(detail::enlarged(input, factor, constructorAt(__LINE__))),
-          registration(inputWidth, inputHeight, windowSize),
-          minimization(inputWidth, inputHeight, windowSize, srFactor),
-          frames(detail::makeImages<float>(windowSize, input)),
-          run(input, output, windowSize) {}
-
-    int referenceIndex;
-    detail::FrameSize input;
-    float factor;
-    detail::FrameSize output;
-    float minStructureThreshold = 2.0f;
-    Registration registration;
-    SrFloatNeonMinimization minimization;
-    detail::SlidingWindow<detail::Buffer<float>> frames;
-    detail::ReconstructionRun<cv::Point_<float>, float> run;
+        : Pipeline<Registration>(inputWidth, inputHeight, windowSize, srFactor, kConstructor) {}
 
     template <class Deliver>
-    float reconstruct(Deliver deliver) {
-        const int maxCoverage = detail::sharedMaxCoverage<SrFloatNeon>(factor);
-        run.frames.clear();
-        for (int i = 0; i < frames.count(); ++i) run.frames.push_back(frames[i].data());
-        return run({/*title=*/nullptr, referenceIndex, maxCoverage}, registration, minimization,
-                   /*badPixelHandling=*/nullptr, deliver);
+    float computeSR(Deliver deliver) {
+        return this->template reconstruct<SrFloatNeon>(/*title=*/nullptr, /*badPixelHandling=*/nullptr,
+                                                       deliver);
     }
 };
 
@@ -69,22 +46,21 @@ int SrFloatNeon<Registration>::addFrame(const cv::Mat_<float>& image) {
 template <class Registration>
 int SrFloatNeon<Registration>::loadFrame(const float* image) {
     State& s = *state_;
-    float* newest = s.frames.advance().data();
-    std::copy_n(image, s.input.pixelCount(), newest);
+    float* newest = s.takeIn(image);
     s.registration.prepareFrame(newest);
     return 0;
 }
 
 template <class Registration>
 float SrFloatNeon<Registration>::computeSR(float* out) {
-    return state_->reconstruct([&] { saveFrame(out); });
+    return state_->computeSR([&] { saveFrame(out); });
 }
 
 template <class Registration>
 float SrFloatNeon<Registration>::computeSR(cv::Mat_<float>& out) {
     State& s = *state_;
     out.create(s.output.height, s.output.width);
-    return s.reconstruct([&] { s.run.copyImage(out); });
+    return s.computeSR([&] { s.run.copyImage(out); });
 }
 
 template <class Registration>
@@ -181,7 +157,7 @@ void SrFloatNeon<Registration>::getMasks(std::vector<cv::Mat_<float>>& masks) co
 
 template <class Registration>
 void SrFloatNeon<Registration>::saveFrame(float* out) const {
-    std::copy_n(state_->run.image.data(), state_->output.pixelCount(), out);
+    state_->copyImage(out);
 }
 
 template class SrFloatNeon<SrFloatNeonRegistration>;
