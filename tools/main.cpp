@@ -155,7 +155,7 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
                     "the frames")
         ->check(notEmpty());
     sub->add_option("--scale", c.sceneDecode.scale, "Decode of that picture: value = SCALE * stored + OFFSET")
-        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->check(scaleFactor())
         ->capture_default_str();
     sub->add_option("--offset", c.sceneDecode.offset, "See --scale")
         ->check(numberWithin(-kUnbounded, kUnbounded))

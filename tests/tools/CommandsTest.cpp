@@ -131,6 +131,7 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --camera '101 FOV 3' --psf-sigma 1", 1},
                   {"enhance b -o o.tif --encoding furlongs", 1},
                   {"enhance b -o o.tif --encoding kelvin --scale 2", 1},
+                  {"enhance b -o o.tif --scale 0", 1},
                   {"enhance b -o o.tif --raw 64x48", 1},
                   {"enhance b/frame_000.tif -o o.tif --raw 64x48:u16le", 2},
                   {"enhance b -o o.tif --crop 65x48", 2},
