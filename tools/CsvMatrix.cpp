@@ -136,13 +136,14 @@ std::string shown(std::string text) {
     return text;
 }
 
+std::string faultIn(const Row& row) {
+    if (row.fault.empty()) return format("has nothing in column %zu", row.firstFault);
+    return format("has \"%s\" in column %zu, where a number is wanted", shown(row.fault).c_str(),
+                  row.firstFault);
+}
+
 void checkRow(const Row& row, std::size_t columns, const std::string& name) {
-    if (!row.isNumeric()) {
-        throw faultAt(name, row,
-                      row.fault.empty() ? format("has nothing in column %zu", row.firstFault)
-                                        : format("has \"%s\" in column %zu, where a number is wanted",
-                                                 shown(row.fault).c_str(), row.firstFault));
-    }
+    if (!row.isNumeric()) throw faultAt(name, row, faultIn(row));
     if (row.values.size() != columns) {
         throw faultAt(name, row, format("has %zu numbers, but others have %zu", row.values.size(), columns));
     }
@@ -180,30 +181,67 @@ bool looksHalved(const std::vector<Row>& rows, const std::vector<std::string_vie
            (decimals.leadingZero && !wholes.leadingZero);
 }
 
+/// Takes off what stands in front of the numbers of most lines, words or nothing.
+void takeOffWords(std::vector<Row>& rows) {
+    const auto isLabelled = [](const Row& row) {
+        return row.faults == 1 && row.firstFault == 1 && row.values.size() > 2;
+    };
+    const auto isNumeric = [](const Row& row) { return row.isNumeric(); };
+    if (std::count_if(rows.begin(), rows.end(), isLabelled) <=
+        std::count_if(rows.begin(), rows.end(), isNumeric))
+        return;
+    for (Row& row : rows) {
+        if (!isLabelled(row)) continue;
+        row.values.erase(row.values.begin());
+        row.faults = 0;
+    }
+}
+
+/// Whether the first numbers of the rows count them; in a ramp the second ones would count as well.
+bool areNumbered(std::vector<Row>::const_iterator first, std::vector<Row>::const_iterator last) {
+    constexpr std::ptrdiff_t kEnough = 8;  // rows; fewer pixels may well happen to count up
+    if (last - first < kEnough || first->values.size() < 2) return false;
+    const auto column = [&](std::size_t index) {
+        std::vector<double> values;
+        std::for_each(first, last, [&](const Row& row) { values.push_back(row.values[index]); });
+        return values;
+    };
+    return countsUp(column(0), 0) && !countsUp(column(1), 0);
+}
+
 /// The rows of the matrix out of all lines that hold something, and whether their first number is their label.
 std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const std::string& name) {
+    takeOffWords(rows);
     std::size_t columns = 0;
     for (const Row& row : rows) {
         if (row.isNumeric()) columns = std::max(columns, row.values.size());
     }
-    if (columns == 0) throw inputError(name + ": holds no matrix of numbers");
+    if (columns == 0) {
+        const Row& longest = *std::max_element(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+            return a.values.size() < b.values.size();
+        });
+        throw inputError(name + format(": holds no matrix of numbers; line %zu ", longest.line) +
+                         faultIn(longest));
+    }
     auto first = std::find_if(rows.begin(), rows.end(), [&](const Row& row) {
         return row.isNumeric() && row.values.size() == columns;
     });
-    for (auto row = rows.begin(); row != first; ++row) {
-        // A heading may hold a few numbers; half a row of them is a damaged row.
-        if (row->isNumeric() && row->values.size() > columns / 2 && columns > 4)
-            checkRow(*row, columns, name);
-    }
     const bool corner = first != rows.begin() && (first - 1)->values.size() == columns &&
                         (first - 1)->faults == 1 && (first - 1)->firstFault == 1 &&
                         countsUp((first - 1)->values, 1);
-    const bool numbered =
-        rows.end() - first > 1 && countsUp(first->values, 0) && !countsUp((first + 1)->values, 0);
-    if (numbered) ++first;
+    for (auto row = rows.begin(); row != first - (corner ? 1 : 0); ++row) {
+        // A heading may hold a few numbers; half a row of them is a damaged row.
+        if (row->values.size() - row->faults > columns / 2 && columns > 4) checkRow(*row, columns, name);
+    }
     std::for_each(first, rows.end(), [&](const Row& row) { checkRow(row, columns, name); });
+    const bool several = rows.end() - first > 1;
+    const bool heading = several && countsUp(first->values, 0) && !countsUp((first + 1)->values, 0);
+    const bool headingOfLabelled =
+        several && countsUp(first->values, 1) && areNumbered(first + 1, rows.end());
+    if (heading || headingOfLabelled) ++first;
+    const bool labelled = corner || areNumbered(first, rows.end());
     rows.erase(rows.begin(), first);
-    return {std::move(rows), corner};
+    return {std::move(rows), labelled};
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
+#include <algorithm>
+#include <cmath>
 #include <iostream>
 #include <opencv2/imgproc.hpp>
 
 #include "tools/Commands.h"
 #include "tools/Comparison.h"
 #include "tools/FileNames.h"
+#include "tools/FrameMeasures.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/Messages.h"
@@ -41,6 +44,26 @@ cv::Mat_<float> nearest(const cv::Mat_<float>& frame, cv::Size size) {
     return result;
 }
 
+/// The figures compare pixel by pixel: an image of another frame's grid would seem bad, whatever it shows.
+void warnIfDisplaced(const char* name, const cv::Mat_<float>& image, const cv::Mat_<float>& truth) {
+    constexpr int kSmallest = 32;    // pixels; below, too little to align
+    constexpr double kBeside = 0.5;  // pixels
+    if (std::min(truth.rows, truth.cols) < kSmallest) return;
+    cv::Mat_<float> window;
+    cv::createHanningWindow(window, truth.size(), CV_32F);
+    const cv::Mat_<float> sound = repaired(truth);
+    const cv::Mat_<float> soundImage = repaired(image);
+    // The correlation applies its window in place where no padding is needed.
+    const cv::Point2d moved = cv::phaseCorrelate(sound.clone(), soundImage.clone(), window);
+    if (std::hypot(moved.x, moved.y) < kBeside) return;
+    const FrameDetail here(sound), there(soundImage);
+    if (misfit(here, there, cv::Point2f(moved)) > 0.5 * misfit(here, there, {})) return;
+    warn(format(
+        "%s lies (%.1f, %.1f) pixels from the truth: they are not on one grid, and the figures mostly tell "
+        "of that",
+        name, moved.x, moved.y));
+}
+
 }  // namespace
 
 void evaluate(const EvaluateCommand& command) {
@@ -53,12 +76,14 @@ void evaluate(const EvaluateCommand& command) {
     const cv::Mat_<float> result = readFloat(command.result);
     const cv::Mat_<float> truth = readFloat(command.truth);
     const Quality ours = compareWithTruth(result, truth, command.crop);
+    warnIfDisplaced("the result", result, truth);
     std::string lines = figures("result", ours);
     if (command.regions) lines += figures(regionErrors(result, truth, command.crop));
     std::vector<Panel> panels{{result, "super-resolution", caption(ours)}, {truth, "truth", ""}};
     if (!command.reference.empty()) {
         const cv::Mat_<float> frame = readFloat(command.reference);
         const cv::Mat_<float> enlarged = bicubic(repaired(frame), truth.size());
+        warnIfDisplaced("the enlarged reference frame", enlarged, truth);
         const Quality plain = compareWithTruth(enlarged, truth, command.crop);
         lines += figures("bicubic", plain);
         if (command.regions) lines += figures(regionErrors(enlarged, truth, command.crop));

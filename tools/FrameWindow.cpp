@@ -77,8 +77,9 @@ std::optional<Enlarged> FrameWindow::run(Refusal& refusal) {
 
 std::string FrameWindow::skipped() const {
     std::string text;
-    if (repeated_ != 0) text += format(", %zu repeated frames skipped", repeated_);
-    if (restarts_ != 0) text += format(", %zu new windows begun", restarts_);
+    if (repeated_ != 0)
+        text += format(", %zu repeated frame%s skipped", repeated_, repeated_ == 1 ? "" : "s");
+    if (restarts_ != 0) text += format(", %zu new window%s begun", restarts_, restarts_ == 1 ? "" : "s");
     return text;
 }
 

@@ -144,9 +144,14 @@ std::string before(const Report& r, const cv::Rect& detail) {
            noValueText(r.reference, r.scale, "defective") + "</figcaption></figure>\n";
 }
 
+/// Beside what the frame shows there, since the image may overshoot it.
 std::string spotText(const char* name, const Spots::Spot& spot, const Report& r) {
-    return format("; %s %s at (%d, %d)", name, htmlText(valueText(spot.value, r.scale, r.unit)).c_str(),
-                  spot.at.x, spot.at.y);
+    const auto frameValue = static_cast<float>(referenceValueAt(r, spot.at));
+    return format("; %s %s at (%d, %d), ", name, htmlText(valueText(spot.value, r.scale, r.unit)).c_str(),
+                  spot.at.x, spot.at.y) +
+           (std::isnan(frameValue)
+                ? "where the reference frame is defective"
+                : "where the reference frame shows " + htmlText(valueText(frameValue, r.scale, r.unit)));
 }
 
 std::string after(const Report& r, const cv::Rect& detail) {
@@ -336,7 +341,7 @@ std::string tiles(const Report& r) {
     }
     std::string text = "<div class=tiles>\n" +
                        tile(last.warning.empty() ? format("%.2f", last.gain) : "&ndash;",
-                            "estimated gain of resolution (2 at most)") +
+                            "gain of resolution, as far as frames agree (2 at most)") +
                        tile(format("%d of 4", phasesReached(r.frames)), "sub-pixel quarters with a frame") +
                        tile(percent(least), "valid pixels of the worst frame") +
                        tile(significant(medianOf(r.noise), r.unit), "noise of the frames, median");

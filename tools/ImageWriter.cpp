@@ -51,6 +51,10 @@ void checkTarget(const std::string& path, const std::vector<std::string>& extens
     if (fs::is_directory(path, ignored) || !fs::path(path).has_filename()) {
         throw outputError(path + ": is a folder, where the name of a file is wanted");
     }
+    // Renaming would put a file in the place of a pipe or device.
+    if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored)) {
+        throw outputError(path + ": is no regular file, which alone can be replaced");
+    }
     if (std::find(extensions.begin(), extensions.end(), lowerExtension(path)) == extensions.end()) {
         std::string known;
         for (const std::string& e : extensions) known += (known.empty() ? "" : ", ") + e;

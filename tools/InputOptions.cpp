@@ -43,7 +43,7 @@ void addDecodeOptions(CLI::App* command, Decode& decode) {
     command
         ->add_option("--scale", decode.scale,
                      "Decode: value = SCALE * (stored >> SHIFT) + OFFSET, where no --encoding fits")
-        ->check(finiteNumber())
+        ->check(scaleFactor())
         ->capture_default_str()
         ->excludes(encoding);
     command->add_option("--offset", decode.offset, "See --scale")

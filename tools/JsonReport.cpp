@@ -34,14 +34,17 @@ Json object(const std::vector<Fact>& facts) {
     return result;
 }
 
-Json spot(const Spots::Spot& where) {
-    return {{"x", where.at.x}, {"y", where.at.y}, {"value", number(static_cast<double>(where.value))}};
+Json spot(const Spots::Spot& where, const Report& report) {
+    return {{"x", where.at.x},
+            {"y", where.at.y},
+            {"value", number(static_cast<double>(where.value))},
+            {"in_reference_frame", number(referenceValueAt(report, where.at))}};
 }
 
-Json spots(const cv::Mat_<float>& image) {
-    const std::optional<Spots> found = Spots::of(image);
+Json spots(const Report& report) {
+    const std::optional<Spots> found = Spots::of(report.image);
     if (!found) return nullptr;
-    return {{"hottest", spot(found->hottest)}, {"coldest", spot(found->coldest)}};
+    return {{"hottest", spot(found->hottest, report)}, {"coldest", spot(found->coldest, report)}};
 }
 
 Json frame(const ReportedFrame& f) {
@@ -103,7 +106,7 @@ Json lastImage(const Report& report) {
             {"frames", frames},
             {"coverage_shares", coverage(report)},
             {"noise_median", number(medianOf(report.noise))},
-            {"spots", spots(report.image)}};
+            {"spots", spots(report)}};
 }
 
 Json images(const std::vector<ReportedImage>& all) {

@@ -24,8 +24,8 @@ RawFormat parseRawFormat(const std::string& text) {
     const std::optional<PixelFormat> pixel = PixelFormat::named(parts[3]);
     if (!pixel) {
         throw misunderstood(text, parts[3].str() +
-                                      " is no type; u8, i8, u16, i16, u32, i32, f32 and f64 are, those of "
-                                      "more than one byte with le or be behind");
+                                      " is no type; u8 and i8 are, and u16, i16, u32, i32, f32 and f64 with "
+                                      "the order of their bytes, le or be, behind");
     }
     const std::uint64_t width = std::stoull(parts[1]);
     const std::uint64_t height = std::stoull(parts[2]);

@@ -6,6 +6,8 @@
 #include <limits>
 #include <set>
 
+#include "tools/Decode.h"
+
 namespace oravo::tools {
 
 cv::Point2d phaseOf(cv::Point2f shift) {
@@ -30,6 +32,11 @@ int phasesReached(const std::vector<ReportedFrame>& frames) {
         reached.emplace(half.x, half.y);
     }
     return static_cast<int>(reached.size());
+}
+
+double referenceValueAt(const Report& report, cv::Point pixel) {
+    const float value = report.reference(pixel.y / 2, pixel.x / 2);
+    return isValue(value) ? static_cast<double>(value) : std::numeric_limits<double>::quiet_NaN();
 }
 
 double medianOf(const cv::Mat_<float>& image) {

@@ -76,6 +76,10 @@ cv::Point halfPhaseOf(cv::Point2f shift);
 /// How many of the four phases the frames reach: an image of twice the size has detail to gain from four.
 int phasesReached(const std::vector<ReportedFrame>& frames);
 
+/// What the reference frame shows where the image has a pixel, which may overshoot it beside a sharp edge; NaN where
+/// that pixel of the frame is defective.
+double referenceValueAt(const Report& report, cv::Point pixel);
+
 /// The median of the values that are none of NaN; NaN where there are none.
 double medianOf(const cv::Mat_<float>& image);
 

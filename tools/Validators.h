@@ -35,6 +35,15 @@ inline CLI::Validator finiteNumber() {
     return numberWithin(-kUnbounded, kUnbounded);
 }
 
+/// A finite number by which values can be multiplied without losing them all.
+inline CLI::Validator scaleFactor() {
+    const auto check = [](std::string& text) {
+        double value = 0.0;
+        return CLI::detail::lexical_cast(text, value) && value == 0.0 ? "0 leaves nothing of the values" : "";
+    };
+    return finiteNumber() & CLI::Validator(check, "");
+}
+
 /// A whole number of 64 bits without a sign. The parser alone would take others for the nearest such number.
 inline CLI::Validator wholeNumber() {
     const auto check = [](std::string& text) {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kFull = static_cast<std::size_t>(Enhancer::kWindowSize);
 constexpr std::size_t kFewest = 3;  // frames that an image is made of where no older ones are left
-constexpr int kAttempts = 4;        // windows tried for one image
+constexpr int kAttempts = 5;        // windows tried for one image, the last without older frames
 constexpr double kMaskShare = 0.5;  // the library's own limit
 
 constexpr double kMuchNoisier = 4.0;  // than the reference, and
@@ -124,9 +124,18 @@ std::optional<Enlarged> WindowRunner::runGuarded(Frames pool, Refusal& refusal) 
             leftOut += "; " + what;
             pool.erase(std::find(pool.begin(), pool.end(), suspect.frame));
         }
+        if (attempt + 2 < kAttempts) continue;
+        // Behind a cut, older frames only bring in more of the scene before it.
+        pool.erase(std::remove_if(pool.begin(), pool.end(),
+                                  [&](const auto* frame) { return frame->number < window.front()->number; }),
+                   pool.end());
     }
     if (first && !leftOut.empty())
-        warn(Guard{"alignment", {}, leftOut.substr(2), "no window without such frames was found"});
+        warn(Guard{
+            "alignment",
+            {},
+            leftOut.substr(2),
+            "no window without such frames was found; the image may be worse than a bicubic enlargement"});
     if (!first && refusal.reason.empty()) refusal.reason = "too few usable frames";
     return first;
 }

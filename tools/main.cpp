@@ -26,8 +26,9 @@ constexpr char kExitCodes[] =
     "  0  done\n"
     "  1  wrong command line\n"
     "  2  input missing, unreadable, too small, of mixed sizes, or too few frames\n"
-    "  3  output cannot be written; what was there before is untouched (but for images that --every had put\n"
-    "     into a folder until then)\n"
+    "  3  output cannot be written; what was there before is untouched (but for images that --every, "
+    "simulate or\n"
+    "     defects repair had put into a folder until then)\n"
     "  4  no enlarged image could be reconstructed; nothing was written\n"
     "  5  internal failure\n"
     "With --jobs, the highest code of all recordings. What --every has no image for is told in the last "
@@ -155,7 +156,7 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
                     "the frames")
         ->check(notEmpty());
     sub->add_option("--scale", c.sceneDecode.scale, "Decode of that picture: value = SCALE * stored + OFFSET")
-        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->check(scaleFactor())
         ->capture_default_str();
     sub->add_option("--offset", c.sceneDecode.offset, "See --scale")
         ->check(numberWithin(-kUnbounded, kUnbounded))

@@ -37,6 +37,10 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     const Outcome evaluated = run("evaluate o.tif b/truth.tif --reference b/frame_001.tif --picture c.png");
     EXPECT_EQ(evaluated.code, 0) << evaluated.err;
     EXPECT_NE(evaluated.out.find("bicubic"), std::string::npos);
+    EXPECT_EQ(evaluated.err, "");
+    EXPECT_NE(
+        run("evaluate o.tif b/truth.tif --reference b/frame_000.tif").err.find("they are not on one grid"),
+        std::string::npos);
     EXPECT_TRUE(std::filesystem::exists(path("c.png")));
     EXPECT_NE(run("enhance b -o o.tif --timing").out.find("minimization"), std::string::npos);
 }
@@ -131,6 +135,7 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --camera '101 FOV 3' --psf-sigma 1", 1},
                   {"enhance b -o o.tif --encoding furlongs", 1},
                   {"enhance b -o o.tif --encoding kelvin --scale 2", 1},
+                  {"enhance b -o o.tif --scale 0", 1},
                   {"enhance b -o o.tif --raw 64x48", 1},
                   {"enhance b/frame_000.tif -o o.tif --raw 64x48:u16le", 2},
                   {"enhance b -o o.tif --crop 65x48", 2},

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <fstream>
 #include <limits>
 #include <opencv2/imgcodecs.hpp>
@@ -117,7 +119,8 @@ TEST_F(Files, TargetsAppearWholeOrNotAtAll) {
         EXPECT_EQ(std::filesystem::file_size(path("kept.tif")), all ? 8u : 6u);
         EXPECT_EQ(entries(), all ? 3u : 2u);
     }
-    for (const char* target : {"nowhere/a.tif", "taken.txt", "a.jpg", "a"}) {
+    ASSERT_EQ(::mkfifo(path("pipe.tif").c_str(), 0600), 0);
+    for (const char* target : {"nowhere/a.tif", "taken.txt", "a.jpg", "a", "pipe.tif"}) {
         const auto check = [&] { checkTarget(path(target), {".tif", ".txt"}); };
         EXPECT_EQ(complaint(check, ExitCode::kOutput).rfind(path(target) + ": ", 0), 0u) << target;
     }

@@ -195,6 +195,12 @@ TEST_F(Program, FramesThatDoNotFitAreLeftOut) {
     const cv::Mat_<float> plain = bicubic(image("b/frame_003.tif"), {192, 144});
     EXPECT_LT(compareWithTruth(image("o.tif"), image("b/truth.tif"), 3).rmse,
               0.8 * compareWithTruth(plain, image("b/truth.tif"), 3).rmse);
+    for (const char* later : {"b/frame_003.tif", "b/frame_005.tif", "b/frame_006.tif"}) {
+        cv::flip(image(later), turned, 1);
+        writeImage(path(later), turned);
+    }
+    const Outcome cut = run("enhance b -o o.tif");
+    EXPECT_TRUE(says(cut.err, "; left out\nframes 3 to 6: gain 1.7")) << cut.err;
 }
 
 TEST_F(Program, NoisyFramesAreSmoothedSoThatTheImageIsBetterThanBicubic) {

@@ -9,6 +9,7 @@
 #include "tools/Encoding.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
+#include "tools/Messages.h"
 #include "tools/NpyFile.h"
 #include "tools/PgmFile.h"
 #include "tools/RawFile.h"
@@ -156,6 +157,7 @@ TEST(CsvMatrix, UnderstandsWhatCameraSoftwareExports) {
                                   ",0,1,2\n0,21.5,-2.25,3\n1,1000,5,6\n",
                                   "Y/X\t1\t2\t3\n1\t21,5\t-2,25\t3\n2\t1000\t5\t6\n",
                                   "0,1,2\n21.5,-2.25,3\n1000,5,6\n",
+                                  "Image\n;0;1;2\nFrame 1;21,5;-2,25;3\n;1000;5;6\n",
                                   "320;240\n21,5;-2,25;3\n1000;5;6"};
     for (const std::string& text : kTexts) {
         std::string wide = "\xFF\xFE";
@@ -166,6 +168,15 @@ TEST(CsvMatrix, UnderstandsWhatCameraSoftwareExports) {
     }
     EXPECT_TRUE(std::isnan(decodeCsv("1,NaN,3\n4,5,6", "a.csv")(0, 1)));
     EXPECT_EQ(decodeCsv("0,1,2\n1,2,3\n", "ramp.csv").rows, 2);  // a picture, not a heading
+    std::string numbered, ramp;
+    for (int row = 0; row < 8; ++row) {
+        numbered += format("%d,21.5,%d,7\n", row, row);
+        ramp += format("%d,%d,%d\n", row, row + 1, row + 2);
+    }
+    for (const char* heading : {"", "0,1,2,3\n", "0,0,1,2\n", "time,12\n"}) {
+        EXPECT_EQ(decodeCsv(heading + numbered, "a.csv").size(), cv::Size(3, 8)) << heading;
+    }
+    EXPECT_EQ(decodeCsv(ramp, "ramp.csv").cols, 3);
     EXPECT_EQ(decodeCsv("21,50,22,7\n8,30,19,55\n", "counts.csv").cols, 4);
 }
 
@@ -176,7 +187,8 @@ TEST(CsvMatrix, SaysWhereItIsWrong) {
     } kCases[] = {
         {"", "is empty"},
         {" \n\t\n", "is empty"},
-        {"no numbers\nhere", "holds no matrix of numbers"},
+        {"no numbers\nhere", "holds no matrix of numbers; line 1 has \"no\" in column 1"},
+        {"1;2;--;4;5;6\n4;5;6;7;8;9", "line 1 has \"--\" in column 3, where a number is wanted"},
         {"1;2;3\n4;5\n7;8;9", "line 2 has 2 numbers, but others have 3"},
         {"1;2;3;4;5;6\n\n4;5;6;7;8;9;10\n7;8;9;10;11;12;13", "line 1 has 6 numbers, but others have 7"},
         {"1;2;3\n4;x\x1b[31m;6", "line 2 has \"x?[31m\" in column 2, where a number is wanted"},

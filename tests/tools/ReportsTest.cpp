@@ -99,16 +99,20 @@ TEST_F(Program, ReportsWhatItDid) {
     const std::vector<cv::Point2f> shifts = parseShifts(path("s.csv"));
     ASSERT_EQ(last["frames"].size(), shifts.size());
     double shares = 0.0;
+    cv::Mat_<float> reference;
     for (std::size_t i = 0; i < shifts.size(); ++i) {
         const Json& frame = last["frames"][i];
         EXPECT_NEAR(frame["shift"][0].get<double>(), static_cast<double>(shifts[i].x), 1e-6);
         EXPECT_NEAR(frame["shift"][1].get<double>(), static_cast<double>(shifts[i].y), 1e-6);
         EXPECT_EQ(frame["status"] == "reference", shifts[i] == cv::Point2f()) << i;
+        if (frame["status"] == "reference") reference = image(frame["name"]);
         shares += frame["valid_share"].get<double>();
     }
     const std::optional<Spots> spots = Spots::of(image("<o>.tif"));
     EXPECT_EQ(last["spots"]["hottest"]["x"], spots->hottest.at.x);
     EXPECT_FLOAT_EQ(last["spots"]["coldest"]["value"].get<float>(), spots->coldest.value);
+    EXPECT_FLOAT_EQ(last["spots"]["coldest"]["in_reference_frame"].get<float>(),
+                    reference(spots->coldest.at / 2));
     const cv::Mat coverage = readSingleImage(path("c.tif"));
     EXPECT_EQ(coverage.size(), cv::Size(128, 96));
     EXPECT_NEAR(cv::mean(coverage)[0], shares, 1e-9);

@@ -12,6 +12,10 @@ _oravo_superres() {
     done
     help=$("$program" "${command[@]}" --help 2>/dev/null) || return
     words=$(sed -nE "s/^ +(-[^ ]+,)?$previous [A-Z]+:\{([^}]*)\}.*/\2/p" <<<"$help" | tr , ' ')
+    if [ "$previous" = --encoding ]; then  # names followed by their meaning in brackets
+        words=$(grep -A1 -E '^ +--encoding ' <<<"$help" | grep -oE '[a-z][-.a-z0-9]* \(' | sort -u)
+        words=${words//(/}
+    fi
     if [ -n "$words" ]; then
         mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
     elif [[ $current == -* ]]; then
