@@ -31,10 +31,6 @@ bool FrameWindow::add(const cv::Mat_<float>& values, const cv::Mat_<float>& plau
 }
 
 bool FrameWindow::belongs(const RecordedFrame& frame, const cv::Mat_<float>& sound) {
-    if (frame.number == 0) {
-        const std::string reason = enlargedBefore(sound);
-        if (!reason.empty()) warn(Guard{"enlarged before", {}, "the frames " + reason, ""});
-    }
     const StreamGuard::Finding finding = guard_.look(sound);
     const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + finding.reason;
     if (finding.verdict == StreamGuard::Verdict::repeated) {
@@ -54,7 +50,16 @@ bool FrameWindow::belongs(const RecordedFrame& frame, const cv::Mat_<float>& sou
         frames_ = std::move(interrupted_);
         interrupted_.clear();
     }
+    // A recording may begin with a closed shutter, so the first frame of every window is asked.
+    if (frames_.empty() && !enlargedBefore_) warnWhenEnlargedBefore(sound);
     return true;
+}
+
+void FrameWindow::warnWhenEnlargedBefore(const cv::Mat_<float>& sound) {
+    const std::string reason = enlargedBefore(sound);
+    if (reason.empty()) return;
+    warn(Guard{"enlarged before", {}, "the frames " + reason, ""});
+    enlargedBefore_ = true;
 }
 
 bool FrameWindow::ready() const {

@@ -36,6 +36,8 @@ class FrameWindow {
     /// @param sound  the frame without status codes
     bool belongs(const RecordedFrame& frame, const cv::Mat_<float>& sound);
 
+    void warnWhenEnlargedBefore(const cv::Mat_<float>& sound);
+
     const std::deque<RecordedFrame>& latest() const;
 
     bool guarded_;
@@ -47,6 +49,7 @@ class FrameWindow {
     std::deque<RecordedFrame>
         interrupted_;  // those before the latest jump, or the first of several in short order
     std::deque<RecordedFrame> recent_;  // the last five taken in, whether or not they belong together
+    bool enlargedBefore_ = false;       // it was said
     std::size_t count_ = 0;
     std::size_t repeated_ = 0;
     std::size_t restarts_ = 0;

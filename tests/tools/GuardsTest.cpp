@@ -97,6 +97,20 @@ TEST(StreamGuard, KnowsEnlargedFrames) {
     EXPECT_EQ(enlargedBefore(cv::Mat_<float>(64, 64, 1.0f)), "");
 }
 
+TEST_F(Program, AClosedShutterDoesNotHideThatFramesWereEnlarged) {
+    ASSERT_EQ(run("simulate -o b --frames 6 --width 64 --height 48").code, 0);
+    for (int i = 0; i < 6; ++i) {
+        const std::string name = path("b/frame_00" + std::to_string(i) + ".tif");
+        cv::Mat_<float> frame(96, 128, 20.0f);
+        if (i > 0) cv::resize(image(name), frame, {}, 2.0, 2.0, cv::INTER_NEAREST);
+        writeImage(name, frame);
+    }
+    const std::string err = run("enhance b -o o.tif").err;
+    const std::size_t first = err.find("enlarged by repetition before?");
+    EXPECT_NE(first, std::string::npos) << err;
+    EXPECT_EQ(err.find("enlarged by repetition before?", first + 1), std::string::npos) << err;
+}
+
 TEST(StreamGuard, PhasesAreComparedModuloOnePixel) {
     EXPECT_TRUE(samePhase({{0, 0}, {1.05f, -2.02f}, {-0.96f, 0.04f}}));
     EXPECT_FALSE(samePhase({{0, 0}, {1.05f, -2.02f}, {0, 0.5f}}));
