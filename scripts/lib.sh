@@ -53,3 +53,9 @@ build_sanitized() {
     export ASAN_OPTIONS=allocator_may_return_null=1:detect_stack_use_after_return=1:strict_string_checks=1
     export UBSAN_OPTIONS=print_stacktrace=1
 }
+
+# The files of the project, built ones left out, each ended by a zero byte: tracked_files [PATTERN...]. Takes git.
+tracked_files() {
+    # The folder may belong to another user than the one who checks it.
+    git -c safe.directory="$PWD" ls-files -z --cached --others --exclude-standard "$@"
+}

@@ -5,7 +5,7 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 source "$root/scripts/lib.sh"
-need_packages doxygen python3
+need_packages doxygen python3 git
 
 cd "$root"
 rm -rf out/docs
@@ -16,4 +16,4 @@ for class in SrFloat SrFloatMinimization BadPixel SuperResolution; do
     [ -e "out/docs/html/classoravo_1_1vision_1_1$class.html" ] || { echo "no page for $class"; exit 1; }
 done
 echo "== $(find out/docs/html -name '*.html' | wc -l) pages in out/docs/html, without a warning"
-git ls-files -z --cached --others --exclude-standard '*.md' | xargs -0 python3 scripts/checks/links.py
+tracked_files '*.md' | xargs -0 python3 scripts/checks/links.py

@@ -9,12 +9,12 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 source "$root/scripts/lib.sh"
-need_packages build-essential cmake pkg-config libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev python3-numpy python3-pil
+need_packages build-essential cmake pkg-config libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev python3-numpy python3-pil git
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 mkdir "$scratch/tree" "$scratch/home"
-(cd "$root" && git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$scratch/tree")
+(cd "$root" && tracked_files | xargs -0 cp --parents -t "$scratch/tree")
 cd "$scratch/tree"
 
 /usr/bin/python3 "$root/scripts/checks/readme.py" prepare README.md "$scratch/steps.sh"
