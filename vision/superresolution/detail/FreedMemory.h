@@ -9,10 +9,10 @@ namespace oravo::vision::detail {
 /// ask for it again for every frame, page by page: temporary images of OpenCV are some megabytes each, and at 640 x 480
 /// a third of a registration's time went into their pages.
 ///
-/// It uses one block of half that size and frees it untouched, from which the GNU allocator learns (DYNAMIC THRESHOLDS in
-/// mallopt(3)) that such blocks come and go. A host that has set the thresholds by mallopt or by environment keeps its
-/// own; other allocators take no notice. Throws std::bad_alloc where even half of `bytes` is not to be had: the work that
-/// is to come would fail for it.
+/// It uses one block of half that size and frees it untouched, from which the GNU allocator learns (the dynamic
+/// threshold of M_MMAP_THRESHOLD in mallopt(3)) that such blocks come and go. A host that has set the thresholds
+/// by mallopt or by environment keeps its own; other allocators take no notice. Throws std::bad_alloc where even
+/// half of `bytes` is not to be had: the work that is to come would fail for it.
 void keepFreedMemory(std::size_t bytes);
 
 }  // namespace oravo::vision::detail
