@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "capi/CameraDescription.h"
@@ -25,14 +26,21 @@ constexpr int kNotEnoughStructure = -4;
 constexpr int kTooFewImages = -5;
 constexpr int kError = -999;
 
+/// An object made at the first call that is never destroyed. Hosts close sessions in destructors of their globals and in
+/// atexit handlers, which run after the destructors of whatever was made later than they were registered.
+template <class Object>
+Object& everlasting() {
+    alignas(Object) static unsigned char place[sizeof(Object)];
+    static Object* const object = new (place) Object();
+    return *object;
+}
+
 SessionTable& sessions() {
-    static SessionTable table;
-    return table;
+    return everlasting<SessionTable>();
 }
 
 std::string& errorMessage() {
-    static std::string message;
-    return message;
+    return everlasting<std::string>();
 }
 
 /// Sets the error message, which stays empty when there is no memory left for it.

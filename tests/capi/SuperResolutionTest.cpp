@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
@@ -210,6 +211,38 @@ TEST(CInterface, RegistrationFailuresAreNotReported) {
     EXPECT_EQ(session.add(frames[5]),
               -3);  // the reference is structured again, the flat frame agrees with nothing
     EXPECT_NE(session.report.find(" minimization:"), std::string::npos);
+}
+
+/// A host's global that closes its sessions when the process ends; made before the library's own objects.
+struct LateHost {
+    ~LateHost() { closeSessions(); }
+
+    static void closeSessions() {
+        for (const int handle : handles) {
+            if (SuperResolution_release(handle) != 0) std::_Exit(2);
+        }
+        handles.clear();
+        if (SuperResolution_release(0) != -999 || message() != "Context invalid.") std::_Exit(3);
+    }
+
+    static inline std::vector<int> handles;
+} lateHost;
+
+TEST(CInterface, SessionsCloseHoweverLateInTheProcess) {
+    const auto work = [] {
+        const std::vector<Image> frames = movingBurst(5);
+        for (int k = 0; k < 2; ++k) LateHost::handles.push_back(SuperResolution_init(kWidth, kHeight));
+        for (const Image& frame : frames) SuperResolution_addImage(LateHost::handles[0], frame.ptr<float>());
+        std::exit(0);
+    };
+    EXPECT_EXIT(work(), testing::ExitedWithCode(0), "") << "closed by a global object";
+    EXPECT_EXIT(
+        {
+            std::atexit(LateHost::closeSessions);
+            work();
+        },
+        testing::ExitedWithCode(0), "")
+        << "closed by a handler older than the first session";
 }
 
 TEST(CInterface, ReferenceFrameOutOfRangeLeavesAsAnException) {
