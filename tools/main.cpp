@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <iostream>
 #include <limits>
 #include <opencv2/core/utils/logger.hpp>
@@ -251,6 +252,7 @@ void obey(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    unsetenv("ORAVO_REPORT");  // the program collects the library's report, for --timing and --report
     const ExitCode code = outcomeOf([&] { obey(argc, argv); });
     return code == ExitCode::kSuccess ? finish(code) : static_cast<int>(code);
 }

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -132,6 +134,27 @@ TEST(CInterface, DeliversWhatThePipelineComputes) {
     Image enlarged(height, width);
     EXPECT_EQ(SuperResolution_getSuperresolutionImage(session.handle, enlarged.ptr<float>()), 0);
     EXPECT_TRUE(sameBits(enlarged, expected));
+}
+
+TEST(CInterface, TheEnvironmentSilencesTheReportOfSessionsOpenedSince) {
+    const std::vector<Image> frames = movingBurst(5);
+    const auto reportOf = [&](const Session& session) {
+        for (const Image& frame : frames) EXPECT_EQ(session.add(frame), 0);
+        return session.report;
+    };
+    const auto opened = [](const char* value) {
+        setenv("ORAVO_REPORT", value, 1);
+        return std::make_unique<Session>();
+    };
+    const auto silent = opened("off");
+    const std::unique_ptr<Session> reporting[] = {opened("on"), opened("")};
+    unsetenv("ORAVO_REPORT");
+    EXPECT_EQ(reportOf(*silent), "");
+    EXPECT_EQ(reportOf(*silent), "");
+    for (const auto& session : reporting) {
+        const std::string report = reportOf(*session);
+        EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 6) << report;
+    }
 }
 
 TEST(CInterface, QueryReconstructsFromFewerFrames) {

@@ -22,6 +22,9 @@ class SrFloatRegistration2;
 /// radiances in the host's unit; pixels may carry status codes (SuperResolutionBadPixelHandling.h). The
 /// enlarged image has trunc(inputHeight srFactor) rows and trunc(inputWidth srFactor) columns.
 ///
+/// A run prints a report of six lines to standard output unless the environment holds ORAVO_REPORT=off when the
+/// object is constructed.
+///
 /// Setters reject bad values by throwing a C string (const char*) and then change nothing; a NaN is not
 /// rejected. Everything is allocated at construction. An object is used by one thread at a time. Copies take
 /// over parameters and the order of the window and share every image, so that only one of them may go on
@@ -44,8 +47,8 @@ class ORAVO_EXPORT SrFloat {
     /// @param image  inputHeight x inputWidth and continuous; this is not checked
     int addFrame(const cv::Mat_<float>& image);
 
-    /// Registers the window, reconstructs the enlarged image and repairs it, and prints a report of six lines
-    /// to standard output. May be repeated.
+    /// Registers the window, reconstructs the enlarged image and repairs it, and reports the times of its stages
+    /// (above). May be repeated.
     /// @param out  receives the enlarged image; left alone when the registration fails
     /// @return on success an estimate of the resolution gain, 1 + the mean over all pixels of (c - 1) / 4, where
     ///         c counts the frames that are usable there, up to a cap: at most 2 for five frames. -998 when the

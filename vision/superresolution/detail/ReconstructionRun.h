@@ -69,7 +69,7 @@ class ReconstructionRun {
     template <class Registration, class Minimization, class Deliver>
     float operator()(const Settings& settings, Registration& registration, Minimization& minimization,
                      SuperResolutionBadPixelHandling* badPixelHandling, Deliver deliver) {
-        TimingReport report(settings.title);
+        TimingReport report(reports_ ? settings.title : nullptr);
         const int frameCount = static_cast<int>(frames.size());
         const int reference = referencePosition(frameCount, settings.referenceIndex);
 
@@ -135,6 +135,7 @@ class ReconstructionRun {
 
     FrameSize input_;
     FrameSize output_;
+    bool reports_ = reportWanted();
 
     // Filled anew by every run; kept so that a run allocates nothing.
     std::vector<Point> completeShifts_;

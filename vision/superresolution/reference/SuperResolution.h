@@ -52,7 +52,7 @@ class ORAVO_EXPORT SuperResolution {
     int addFrame(const T* frame);
 
     /// Registers the window, reconstructs the enlarged image, and prints a report of six lines to standard
-    /// output. May be repeated.
+    /// output, unless the environment held ORAVO_REPORT=off at construction. May be repeated.
     /// @param out  receives the enlarged image. For T = short each value is truncated toward zero to a 32-bit
     ///             integer, of which the lowest 16 bits are stored; a value that no such integer holds, NaN
     ///             among them, is stored as 0.
