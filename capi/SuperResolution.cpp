@@ -7,6 +7,7 @@
 
 #include "capi/CameraDescription.h"
 #include "capi/SessionTable.h"
+#include "capi/SessionValues.h"
 #include "support/Exception.h"
 
 namespace {
@@ -156,6 +157,13 @@ int SuperResolution_addImage(int handle, const float* image) {
         return fail(kError, "Size of expected Ir images unknown");
     if (image == nullptr) return fail(kError, "ir image data pointer is NULL");
     return guarded([&] { return addImage(*session, image); });
+}
+
+int oravo_setDataIsCounts(int handle, int counts) {
+    Session* session = checkedSession(handle);
+    if (session == nullptr) return kError;
+    session->pipeline->setDataIsNUC(counts != 0);
+    return 0;
 }
 
 int SuperResolution_queryOutputImageSize(int handle, int* width, int* height) {

@@ -19,8 +19,8 @@ set(ORAVO_PYTHON_INSTALL_DIR "lib/python3/dist-packages" CACHE STRING
 # The public surface, which is every header outside detail/, and then those internal headers that it includes.
 file(GLOB headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}"
      vision/superresolution/*.h vision/superresolution/reference/*.h)
-list(APPEND headers capi/SuperResolution.h support/Exception.h support/Export.h support/ImageIO.h support/StopWatch.h
-     support/neon.h)
+list(APPEND headers capi/SessionValues.h capi/SuperResolution.h support/Exception.h support/Export.h support/ImageIO.h
+     support/StopWatch.h support/neon.h)
 set(unread ${headers})
 while(unread)
   list(POP_FRONT unread header)
@@ -50,7 +50,6 @@ set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/OravoSuperResolution")
 install(EXPORT OravoSuperResolutionTargets NAMESPACE oravo:: DESTINATION "${package_folder}" COMPONENT development)
 configure_package_config_file(cmake/OravoSuperResolutionConfig.cmake.in OravoSuperResolutionConfig.cmake
                               INSTALL_DESTINATION "${package_folder}")
-# Before 1.0 a new minor version may change the interface.
 write_basic_package_version_file(OravoSuperResolutionConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/OravoSuperResolutionConfig.cmake"
               "${CMAKE_CURRENT_BINARY_DIR}/OravoSuperResolutionConfigVersion.cmake"

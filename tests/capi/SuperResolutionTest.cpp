@@ -8,10 +8,12 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>
 
 #include "capi/CameraDescription.h"
+#include "capi/SessionValues.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
@@ -207,6 +209,26 @@ TEST(CInterface, StatusesOfImages) {
                               "vision/superresolution/SuperResolutionBadPixelHandling: ",
                               0),
               0U);
+}
+
+TEST(CInterface, CountsHaveARangeOfTheirOwn) {
+    std::vector<Image> frames = movingBurst(5);
+    for (Image& frame : frames) frame = linear(frame, 100.0, 6000.0);  // beyond 5000
+    const auto enlargedWith = [&](int counts) {
+        const Session session;
+        EXPECT_EQ(oravo_setDataIsCounts(session.handle, counts), 0);
+        for (const Image& frame : frames) session.add(frame);
+        Image enlarged(2 * kHeight, 2 * kWidth);
+        EXPECT_EQ(SuperResolution_getSuperresolutionImage(session.handle, enlarged.ptr<float>()), 0);
+        return enlarged;
+    };
+    EXPECT_EQ(cv::countNonZero(enlargedWith(0)), 0);
+    const cv::Rect inner(8, 8, 2 * kWidth - 16, 2 * kHeight - 16);
+    Image expected;
+    cv::resize(frames[1], expected, {}, 2, 2, cv::INTER_CUBIC);
+    EXPECT_LT(cv::norm(enlargedWith(1)(inner), expected(inner), cv::NORM_L1) / inner.area(), 100.0);
+    EXPECT_EQ(oravo_setDataIsCounts(-1, 1), -999);
+    EXPECT_EQ(message(), "Context invalid.");
 }
 
 TEST(CInterface, TooFewValidPixelsOverrideOtherStatuses) {
