@@ -20,7 +20,7 @@ set(ORAVO_PYTHON_INSTALL_DIR "lib/python3/dist-packages" CACHE STRING
 file(GLOB headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}"
      vision/superresolution/*.h vision/superresolution/reference/*.h)
 list(APPEND headers capi/SessionValues.h capi/SuperResolution.h support/Exception.h support/Export.h support/ImageIO.h
-     support/StopWatch.h support/neon.h)
+     support/StopWatch.h support/Version.h support/neon.h)
 set(unread ${headers})
 while(unread)
   list(POP_FRONT unread header)

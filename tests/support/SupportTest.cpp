@@ -1,12 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <thread>
 
 #include "support/CodeLocation.h"
 #include "support/Exception.h"
 #include "support/ImageIO.h"
 #include "support/StopWatch.h"
+#include "support/Version.h"
 #include "tests/TestScenes.h"
 
 namespace oravo {
@@ -35,6 +37,13 @@ TEST(ImageIO, isClosedAndDeclinesEveryImage) {
     EXPECT_FALSE(log << cv::Mat::zeros(2, 2, CV_32F));
     log.close();
     EXPECT_FALSE(log.isOpen());
+}
+
+TEST(Version, ofLibraryAndHeadersAreOne) {
+    int major = -1, minor = -1, patch = -1;
+    EXPECT_EQ(std::sscanf(version(), "%d.%d.%d", &major, &minor, &patch), 3) << version();
+    EXPECT_EQ(ORAVO_VERSION_NUMBER, 10000 * major + 100 * minor + patch);
+    EXPECT_STREQ(version(), oravo_version());
 }
 
 }  // namespace oravo
