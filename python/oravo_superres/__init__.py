@@ -11,14 +11,14 @@ Five or more slightly displaced frames of one scene become one image of twice th
 A live camera keeps a :class:`Session` and adds its frames as they come.
 
 Arrays are indexed [row, column]. Values are temperatures or radiances in one unit of the caller's choice; what lies
-outside [-274, 5000], is not a number, or carries a :class:`PixelCode` counts as a defective pixel and is repaired.
+outside [-274, 5000], is not a number, is masked, or carries a :class:`PixelCode` counts as a defective pixel and is
+repaired. Raw counts have a range of their own: ``counts=True``.
 """
 
 from ._errors import Status, SuperResolutionError, SuperResolutionWarning
 from ._pixels import PixelCode, has_code
 from ._session import WINDOW_SIZE, Session, enhance, stream
-
-__version__ = "0.1.0"
+from ._version import __version__
 
 __all__ = [
     "WINDOW_SIZE",
@@ -27,6 +27,7 @@ __all__ = [
     "Status",
     "SuperResolutionError",
     "SuperResolutionWarning",
+    "__version__",
     "enhance",
     "has_code",
     "stream",

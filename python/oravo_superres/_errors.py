@@ -4,7 +4,8 @@ from enum import IntEnum
 
 
 class Status(IntEnum):
-    """The library's status codes. Those from -4 to 0 go with a frame that was taken in, the others with an error."""
+    """The library's status codes. Those from -4 to 0 go with a frame that was taken in, as does NO_NEW_IMAGE; the
+    others go with an error."""
 
     OK = 0
     INIT_FAILED = -1
@@ -17,6 +18,9 @@ class Status(IntEnum):
     """The frame's values span less than 2; it is used all the same."""
     TOO_FEW_IMAGES = -5
     """Fewer than five frames were added."""
+    NO_NEW_IMAGE = -998
+    """The registration found nothing to follow into some frame, and the image is still the one before (zeros when there
+    was none). The library's C interface does not report it: the package compares the images."""
     ERROR = -999
     """Invalid use, or an error inside the library."""
 
@@ -40,4 +44,4 @@ class SuperResolutionError(RuntimeError):
 
 
 class SuperResolutionWarning(UserWarning):
-    """An image was reconstructed, with a status other than OK."""
+    """An image has a status other than OK, or is still the one before."""

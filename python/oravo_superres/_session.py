@@ -5,13 +5,14 @@ import ctypes
 import operator
 import warnings
 from types import TracebackType
-from typing import Iterable, Iterator, Optional, Tuple, Type
+from typing import Iterable, Iterator, NoReturn, Optional, Tuple, Type
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _native
 from ._errors import Status, SuperResolutionError, SuperResolutionWarning
+from ._watch import ImageWatch, why_old
 
 WINDOW_SIZE = 5
 """Frames that one image is reconstructed from."""
@@ -38,12 +39,16 @@ def _checked_reference(index: int) -> int:
 
 def _as_frame(frame: npt.ArrayLike) -> npt.NDArray[np.float32]:
     """A 2-D frame as the library reads it; the same memory where that serves already."""
-    array = np.asarray(frame)
+    masked = isinstance(frame, np.ma.MaskedArray) or (
+        isinstance(frame, (list, tuple)) and any(isinstance(row, np.ma.MaskedArray) for row in frame))
+    array = np.ma.asarray(frame) if masked else np.asarray(frame)  # type: ignore[no-untyped-call]
     if array.dtype.kind not in "fiu":
         raise TypeError(f"a frame must hold real numbers; this one has type {array.dtype}")
     if array.ndim != 2:
         raise ValueError(f"a frame must have two dimensions (height, width); this one has shape {array.shape}")
     with np.errstate(over="ignore"):  # what float32 cannot hold becomes infinite, a defective pixel
+        if masked:
+            array = array.astype(np.float32).filled(np.nan)
         return np.require(array, np.float32, ["C", "A"])
 
 
@@ -63,6 +68,8 @@ class Session:
                     show(session.image())
 
     Calls of all sessions are serialised, since the library is one thread's at a time; other Python threads run on.
+    os.fork() waits for a call under way; the child has sessions of its own from then on, in the same state. A session
+    can be neither copied nor pickled.
 
     Args:
         width: columns of a frame.
@@ -70,8 +77,9 @@ class Session:
         camera: free text that selects the sensor's point-spread function: a model number from 101 to 108, and "FOV"
             followed by the field of view, a whole number. None, or a text without both, selects the default.
         reference: the frame on whose grid the image lies, counted back from the newest: 0 to 4.
-        timing_report: let the library print its six lines on standard output for each reconstruction. Otherwise the
-            process's standard output goes to the null device while a frame is added.
+        counts: the frames hold raw counts; values from -32768 to 32767 are plausible then, instead of -274 to 5000.
+        timing_report: let the library print its six lines on standard output for each reconstruction. The library reads
+            that from the environment's ORAVO_REPORT, which is set while the session opens, unless it fits already.
 
     Raises:
         ValueError: a size or a reference that cannot be.
@@ -82,19 +90,22 @@ class Session:
     _handle: Optional[int] = None
 
     def __init__(self, width: int, height: int, *, camera: Optional[str] = None,
-                 reference: int = _DEFAULT_REFERENCE, timing_report: bool = False) -> None:
+                 reference: int = _DEFAULT_REFERENCE, counts: bool = False, timing_report: bool = False) -> None:
         self._shape = (_positive(height, "height"), _positive(width, "width"))
         if self._shape[0] * self._shape[1] > _MOST_PIXELS:
             raise ValueError(f"{width} x {height} pixels are more than {_MOST_PIXELS}")
         reference = _checked_reference(reference)
-        self.timing_report = bool(timing_report)
+        self._counts = bool(counts)
+        self._timing_report = bool(timing_report)
         self._frames_added = 0
-        with _native.lock:
+        with _native.lock, _native.report_switched(self._timing_report):
             handle = _native.library().SuperResolution_init(self._shape[1], self._shape[0])
             if handle < 0:
                 raise SuperResolutionError(handle, _native.error_message())
         self._handle = handle
         try:
+            self._watch = ImageWatch(self.output_shape, WINDOW_SIZE)
+            self._call("oravo_setDataIsCounts", int(self._counts))
             self.reference = reference
             if camera is not None:
                 self.describe_camera(camera)
@@ -111,6 +122,16 @@ class Session:
     def output_shape(self) -> Tuple[int, int]:
         """Rows and columns of the image, twice those of a frame."""
         return (2 * self._shape[0], 2 * self._shape[1])
+
+    @property
+    def counts(self) -> bool:
+        """Whether the frames hold raw counts."""
+        return self._counts
+
+    @property
+    def timing_report(self) -> bool:
+        """Whether the library reports each reconstruction on standard output."""
+        return self._timing_report
 
     @property
     def frames_added(self) -> int:
@@ -154,26 +175,27 @@ class Session:
                 in row-major order.
 
         Returns:
-            OK, or FALLBACK_PIXEL, TOO_FEW_VALID_PIXELS or NOT_ENOUGH_STRUCTURE: the frame is used all the same.
+            OK, or FALLBACK_PIXEL, TOO_FEW_VALID_PIXELS or NOT_ENOUGH_STRUCTURE: the frame is used all the same; or
+            NO_NEW_IMAGE, whatever else there is to say: the image is still the one before.
+
+        Warns:
+            SuperResolutionWarning: the image is still the one before; with the likely cause and what to do.
 
         Raises:
             TypeError, ValueError: no frame of this session.
             SuperResolutionError: the library cannot use the frame, for example because it is displaced by half the
                 frame height or more, or because more than 10 of its pixels cannot be repaired.
         """
-        array = _as_frame(frame)
-        if array.shape != self._shape:
-            raise ValueError(f"the frame has shape {array.shape}, the session {self._shape}")
-        with _native.lock, _native.without_report(not self.timing_report):
-            status = Status(self._call("SuperResolution_addImage", _pointer(array)))
-        self._frames_added += 1
+        status = self._add(_as_frame(frame))
+        if status is Status.NO_NEW_IMAGE:
+            self._warn_of_old_image(stacklevel=2)
         return status
 
     def image(self, out: Optional[npt.NDArray[np.float32]] = None) -> npt.NDArray[np.float32]:
         """The latest image, (2 height, 2 width), float32, in the frames' unit.
 
         Pixel (2 r + 0.5, 2 c + 0.5) of it shows what pixel (r, c) of the reference frame shows. When a frame has
-        nothing that the registration can follow, the image stays the previous one (zeros at first).
+        nothing that the registration can follow, the image stays the one before (zeros at first): :meth:`add` says so.
 
         Args:
             out: an array to write into instead of a new one: float32, row-major, of that shape.
@@ -207,6 +229,28 @@ class Session:
     def __del__(self) -> None:
         self.close()
 
+    def __reduce_ex__(self, protocol: object) -> NoReturn:
+        raise TypeError("a Session cannot be copied or pickled: its frames are the library's, under one handle")
+
+    def _add(self, frame: npt.NDArray[np.float32]) -> Status:
+        if frame.shape != self._shape:
+            raise ValueError(f"the frame has shape {frame.shape}, the session {self._shape}")
+        with _native.lock:
+            status = Status(self._call("SuperResolution_addImage", _pointer(frame)))
+            self._frames_added += 1
+            self._watch.frame_added(frame)
+            if self.ready:
+                self.image(self._watch.next_image)
+                self._watch.image_follows()
+        return Status.NO_NEW_IMAGE if self._watch.is_old else status
+
+    def _why_old(self) -> str:
+        return why_old(self._watch.newest_frame, self._counts)
+
+    def _warn_of_old_image(self, stacklevel: int) -> None:
+        warnings.warn(f"the image is still the one before: {self._why_old()}", SuperResolutionWarning,
+                      stacklevel=stacklevel + 1)
+
     def _call(self, name: str, argument: object) -> int:
         """Calls a function on this session; what it reports as an error is raised."""
         if self._handle is None:
@@ -218,13 +262,32 @@ class Session:
         return status
 
 
+def _runs(frames: Iterable[npt.ArrayLike], camera: Optional[str], reference: int, counts: bool,
+          timing_report: bool) -> Iterator[Tuple[Session, Status]]:
+    """A session, opened for the first frame, after each frame from the fifth on."""
+    session: Optional[Session] = None
+    try:
+        for frame in frames:
+            array = _as_frame(frame)
+            if session is None:
+                height, width = array.shape
+                session = Session(width, height, camera=camera, reference=reference, counts=counts,
+                                  timing_report=timing_report)
+            status = session._add(array)
+            if session.ready:
+                yield session, status
+    finally:
+        if session is not None:
+            session.close()
+
+
 def enhance(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,
-            timing_report: bool = False) -> npt.NDArray[np.float32]:
+            counts: bool = False, timing_report: bool = False) -> npt.NDArray[np.float32]:
     """Reconstructs one image from the last five of some frames.
 
     Args:
         frames: an array (n, height, width) or n arrays (height, width), oldest first, n at least 5.
-        camera, reference, timing_report: as in :class:`Session`.
+        camera, reference, counts, timing_report: as in :class:`Session`.
 
     Returns:
         (2 height, 2 width), float32, in the frames' unit.
@@ -239,38 +302,29 @@ def enhance(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, re
     last = collections.deque((_as_frame(frame) for frame in frames), WINDOW_SIZE)
     if len(last) < WINDOW_SIZE:
         raise ValueError(f"{len(last)} frames; an image needs {WINDOW_SIZE}")
-    for image, status in stream(last, camera=camera, reference=reference, timing_report=timing_report):
-        if not image.any():
-            raise SuperResolutionError(Status.ERROR, "the registration found nothing in the frames to follow")
+    for session, status in _runs(last, camera, reference, counts, timing_report):
+        if status is Status.NO_NEW_IMAGE:
+            raise SuperResolutionError(status, session._why_old())
         if status is not Status.OK:
             warnings.warn(f"the image has status {status.name}", SuperResolutionWarning, stacklevel=2)
+        image = session.image()
     return image
 
 
 def stream(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,
-           timing_report: bool = False) -> Iterator[Tuple[npt.NDArray[np.float32], Status]]:
+           counts: bool = False, timing_report: bool = False) -> Iterator[Tuple[npt.NDArray[np.float32], Status]]:
     """Reconstructs an image for each frame from the fifth on.
 
     Args:
         frames: arrays (height, width), oldest first, taken one at a time; may be endless.
-        camera, reference, timing_report: as in :class:`Session`.
+        camera, reference, counts, timing_report: as in :class:`Session`.
 
     Yields:
         The image of the last five frames, (2 height, 2 width), float32, and the status of the newest.
 
-    Raises:
-        TypeError, ValueError, SuperResolutionError: as :meth:`Session.add`.
+    Warns, raises: as :meth:`Session.add`.
     """
-    session: Optional[Session] = None
-    try:
-        for frame in frames:
-            array = _as_frame(frame)
-            if session is None:
-                height, width = array.shape
-                session = Session(width, height, camera=camera, reference=reference, timing_report=timing_report)
-            status = session.add(array)
-            if session.ready:
-                yield session.image(), status
-    finally:
-        if session is not None:
-            session.close()
+    for session, status in _runs(frames, camera, reference, counts, timing_report):
+        if status is Status.NO_NEW_IMAGE:
+            session._warn_of_old_image(stacklevel=2)
+        yield session.image(), status

@@ -1,11 +1,13 @@
 """The NumPy package against the library that ORAVO_SUPERRESOLUTION_LIBRARY names."""
 
+import copy
 import os
-import re
+import pickle
 import subprocess
 import sys
+import textwrap
 import threading
-from pathlib import Path
+import warnings
 
 import numpy as np
 import pytest
@@ -108,6 +110,70 @@ def test_defective_pixels_are_repaired():
         sr.has_code(np.zeros(3))
 
 
+def test_masked_pixels_count_as_defective():
+    frames = burst(5)
+    frames[2, 30, 40] = 4000.0
+    holes = np.zeros(frames.shape, bool)
+    holes[2, 30, 40] = True
+    masked = np.ma.masked_array(frames, holes)
+    frames[2, 30, 40] = np.nan
+    expected = sr.enhance(frames)
+    np.testing.assert_array_equal(sr.enhance(masked), expected)
+    np.testing.assert_array_equal(sr.enhance([list(frame) for frame in masked]), expected)
+    counts = np.ma.masked_array(np.full(frames.shape, 7, np.int16), holes)
+    assert np.isnan(sr._session._as_frame(counts[2])[30, 40]) and sr._session._as_frame(counts[2])[0, 0] == 7
+
+
+def test_counts_have_a_range_of_their_own(session):
+    frames = 6000 + 100 * burst(5)
+    with pytest.raises(sr.SuperResolutionError, match=r"outside \[-274, 5000\].*counts=True") as caught:
+        sr.enhance(frames)
+    assert caught.value.status is sr.Status.NO_NEW_IMAGE
+    enlarged = sr.enhance(frames, counts=True)
+    coarse = enlarged.reshape(HEIGHT, 2, WIDTH, 2).mean(axis=(1, 3))
+    assert np.abs(coarse - frames[1])[8:-8, 8:-8].mean() < 50  # of a range of 2000
+    with pytest.raises(sr.SuperResolutionError, match=r"outside \[-32768, 32767\].*subtract 32768"):
+        sr.enhance(frames + 32768, counts=True)
+    with sr.Session(8, 8, counts=True) as counting:
+        assert counting.counts and not session.counts
+
+
+def test_an_image_that_stays_the_one_before_is_flagged(session):
+    frames = burst()
+    with warnings.catch_warnings():
+        warnings.simplefilter("error")
+        for frame in frames:
+            session.add(frame)
+    before = session.image()
+    hot = frames[0].copy()
+    hot[30:33, 40:43] = 4900  # leaves the registration hardly any grey levels
+    with warnings.catch_warnings(record=True):
+        warnings.simplefilter("always")
+        session.add(hot)
+        statuses = [session.add(frame) for frame in frames]
+    assert statuses[-1] is sr.Status.NO_NEW_IMAGE
+    stale = session.image()
+    with pytest.warns(sr.SuperResolutionWarning, match="still the one before.*open a new session") as caught:
+        assert session.add(frames[0]) is sr.Status.NO_NEW_IMAGE
+    assert caught[0].filename == __file__
+    np.testing.assert_array_equal(session.image(), stale)
+    with sr.Session(WIDTH, HEIGHT) as fresh:  # what the warning recommends helps
+        assert [fresh.add(frame) for frame in frames] == [sr.Status.OK] * 6
+        np.testing.assert_array_equal(fresh.image(), before)
+    with pytest.warns(sr.SuperResolutionWarning, match="still the one before") as caught:
+        streamed = [status for _, status in sr.stream([*frames, hot, *frames])]
+    assert streamed[0] is sr.Status.OK and streamed[-1] is sr.Status.NO_NEW_IMAGE
+    assert caught[0].filename == __file__
+
+
+def test_repeated_frames_that_give_the_same_image_are_no_failure(session):
+    frame = burst(1)[0]
+    assert [session.add(frame) for _ in range(9)] == [sr.Status.OK] * 9
+    with sr.Session(WIDTH, HEIGHT) as empty, pytest.warns(sr.SuperResolutionWarning):
+        flat = [empty.add(frame * 0) for _ in range(9)]
+    assert flat[4:] == [sr.Status.NO_NEW_IMAGE] * 5
+
+
 def test_statuses_are_returned_and_warned_about(session):
     frames = burst(5)
     flat = frames[0] * 0.01
@@ -153,6 +219,9 @@ def test_errors_carry_status_and_message(session):
     (lambda s: sr.Session(1 << 16, 1 << 16), ValueError, "more than"),
     (lambda s: sr.Session(8, 8, reference=-1), ValueError, "reference is -1"),
     (lambda s: sr.enhance(burst(4)), ValueError, "4 frames"),
+    (copy.copy, TypeError, "copied"),
+    (copy.deepcopy, TypeError, "copied"),
+    (pickle.dumps, TypeError, "pickled"),
 ])
 def test_bad_input_is_refused_by_name(session, call, error, text):
     with pytest.raises(error, match=text):
@@ -188,10 +257,73 @@ def test_threads_take_turns():
         np.testing.assert_array_equal(image, expected)
 
 
-def test_the_timing_report_appears_only_on_request(capfd):
-    for wanted, lines in ((False, 0), (True, 6)):
-        sr.enhance(burst(5), timing_report=wanted)
-        assert len(capfd.readouterr().out.splitlines()) == lines
+def run_python(code, **environment):
+    """What a process with the package prints; it starts with five frames named `frames`."""
+    head = f"""
+        import os, sys, threading
+        sys.path[:0] = {sys.path!r}
+        from {__name__} import sr, burst, WIDTH, HEIGHT
+        frames = burst(5)
+        """
+    run = subprocess.run([sys.executable, "-c", textwrap.dedent(head) + textwrap.dedent(code)], text=True, timeout=100,
+                         env={**os.environ, **environment}, capture_output=True, check=False)
+    assert run.returncode == 0, run.stderr
+    return run.stdout
+
+
+def test_the_timing_report_appears_only_on_request(capfd, monkeypatch):
+    for environment in (None, "off", "on"):
+        if environment is not None:
+            monkeypatch.setenv("ORAVO_REPORT", environment)
+        for wanted, lines in ((False, 0), (True, 6)):
+            sr.enhance(burst(5), timing_report=wanted)
+            assert len(capfd.readouterr().out.splitlines()) == lines
+            assert os.environ.get("ORAVO_REPORT") == environment
+
+
+def test_other_threads_keep_standard_output():
+    printed = run_python("""
+        def camera():
+            with sr.Session(WIDTH, HEIGHT) as session:
+                while not done.is_set():
+                    for frame in frames: session.add(frame)
+        done = threading.Event()
+        thread = threading.Thread(target=camera)
+        thread.start()
+        for i in range(2000):
+            os.write(1, b"%d\\n" % i)
+        done.set()
+        thread.join()
+        """)
+    assert printed.splitlines() == [str(i) for i in range(2000)]
+
+
+def test_a_fork_beside_a_running_session_leaves_the_child_a_library_that_works():
+    printed = run_python("""
+        expected = sr.enhance(frames)
+        def camera():
+            with sr.Session(WIDTH, HEIGHT) as session:
+                while not done.is_set():
+                    for frame in frames: session.add(frame)
+        done = threading.Event()
+        thread = threading.Thread(target=camera)
+        thread.start()
+        opened = sr.Session(WIDTH, HEIGHT)
+        for frame in frames[:4]: opened.add(frame)
+        for _ in range(10):
+            child = os.fork()
+            if child == 0:
+                opened.add(frames[4])
+                same = (opened.image() == expected).all() and (sr.enhance(frames) == expected).all()
+                os._exit(0 if same else 1)
+            assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
+        done.set()
+        thread.join()
+        opened.add(frames[4])
+        assert (opened.image() == expected).all()
+        print("done")
+        """)
+    assert printed == "done\n"
 
 
 def test_a_missing_library_is_named():
@@ -201,6 +333,12 @@ def test_a_missing_library_is_named():
     assert run.returncode == 1 and "OSError: /nowhere/library.so" in run.stderr
 
 
-def test_the_version_is_the_projects():
-    project = (Path(__file__).parents[2] / "CMakeLists.txt").read_text()
-    assert re.search(r"project\(OravoSuperResolution VERSION (\S+)", project).group(1) == sr.__version__
+def test_a_library_of_another_version_is_refused(tmp_path):
+    assert sr._native.library().oravo_version().decode() == sr.__version__
+    source = tmp_path / "library.c"
+    for body, version in (('const char* oravo_version(void) { return "7.1.0"; }', "7.1.0"), ("int other;", "unknown")):
+        source.write_text(body)
+        other = tmp_path / f"{version}.so"
+        subprocess.run(["cc", "-shared", "-fPIC", source, "-o", other], check=True)
+        with pytest.raises(OSError, match=f"{version}.so has version {version}; this package needs 0.1"):
+            sr._native._load(str(other))
