@@ -63,8 +63,6 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/oravo-superresolution.pc"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
 if(TARGET oravo-superres)
-  # Finds the library of its own prefix; system packages go without (CMAKE_SKIP_INSTALL_RPATH).
-  set_target_properties(oravo-superres PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   install(TARGETS oravo-superres RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
   oravo_compress(docs/man/oravo-superres.1 manual)
   install(FILES "${manual}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)

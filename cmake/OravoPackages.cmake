@@ -49,10 +49,7 @@ oravo_debian_package(python python3-oravo-superres python "NumPy package"
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/triggers")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} (= ${same_version}), libopencv-dev (>= 4.6)")
-# The search for dependencies does not know the library that is being packaged itself.
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_CURRENT_BINARY_DIR}")
-set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${runtime} (= ${same_version})")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${runtime} (>= ${PROJECT_VERSION}), python3 (>= 3.11), python3-numpy (>= 1:1.24)")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA

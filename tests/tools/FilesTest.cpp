@@ -4,19 +4,40 @@
 #include <limits>
 #include <opencv2/imgcodecs.hpp>
 
+#include "support/Exception.h"
 #include "tests/tools/Scratch.h"
 #include "tools/Decode.h"
 #include "tools/Encoding.h"
 #include "tools/FileNames.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
+#include "tools/Pipelines.h"
 #include "tools/ShiftTable.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/MemoryBudget.h"
 
 namespace oravo::tools {
 namespace {
 
 using Files = Scratch;
+
+/// What the library's buffers hold is counted where the program asks how much memory is left.
+TEST(Memory, OfLibraryAndProgramIsCountedTogether) {
+    const auto inUse = [] {
+        try {
+            vision::detail::promiseMemory(std::numeric_limits<std::size_t>::max() / 4);
+        } catch (const Exception& e) {
+            const std::string text = e.message();
+            return std::stoull(text.substr(text.find("beside ") + 7));
+        }
+        return 0ull;
+    };
+    const auto before = inUse();
+    PipelineParameters parameters;
+    settlePipeline(parameters);
+    const std::unique_ptr<Pipeline> pipeline = makePipeline({320, 240}, parameters);
+    EXPECT_GT(inUse(), before + 20u * 320 * 240 * sizeof(float));
+}
 
 TEST_F(Files, FolderComesInNaturalOrderAndFramesHideOtherImages) {
     for (const char* name : {"frame_10.png", "frame_9.PNG", "frame_002.png", "truth.png", ".frame_1.png"}) {
