@@ -42,7 +42,7 @@ void checkThresholds(const DefectThresholds& t, int offset) {
         ExitCode::kReconstruction,
         format("%s: more than %d pixels are out of range or isolated: lower --max-count %d or raise "
                "--span %d",
-               name.c_str(), capacity, t.maxCount, t.span));
+               name.c_str(), capacity - 1, t.maxCount, t.span));
 }
 
 }  // namespace

@@ -59,8 +59,10 @@ void addDetect(CLI::App* defects, DetectDefectsCommand& c, const std::string& fo
     addThresholds(sub, c);
     addRadius(sub, c.radius);
     sub->footer(
-        "An evenly lit scene without hot objects, such as a closed shutter, is best. A search that lists "
-        "more than 65534 pixels fails with 4 and says which option to change.\n\n" +
+        "An evenly lit scene without hot objects, such as a closed shutter, is best. A search that finds "
+        "more "
+        "than 65534 bad pixels, or more than 65535 when all are out of range, fails with 4 and says which "
+        "option to change.\n\n" +
         footer);
     sub->callback([&c] { detectDefects(c); });
 }

@@ -188,12 +188,4 @@ FrameLayout npyLayout(const std::string& path) {
     return npyLayout(startOfFile(path, kMostHeader), sizeOfFile(path), path);
 }
 
-cv::Mat readNpy(const std::string& path) {
-    FrameFile file(path, npyLayout(path));
-    if (file.count() != 1) {
-        throw inputError(format("%s: holds %zu frames; one image is wanted", path.c_str(), file.count()));
-    }
-    return file.read(0);
-}
-
 }  // namespace oravo::tools

@@ -22,9 +22,6 @@ bool isNpy(std::string_view start);
 FrameLayout npyLayout(std::string_view start, std::uint64_t fileSize, const std::string& name);
 FrameLayout npyLayout(const std::string& path);
 
-/// The only frame of a file.
-cv::Mat readNpy(const std::string& path);
-
 }  // namespace oravo::tools
 
 #endif

@@ -53,12 +53,4 @@ FrameLayout rawLayout(const RawFormat& raw, std::uint64_t fileSize, const std::s
     return layout;
 }
 
-cv::Mat readRaw(const std::string& path, const RawFormat& raw) {
-    FrameFile file(path, rawLayout(raw, sizeOfFile(path), path));
-    if (file.count() != 1) {
-        throw inputError(format("%s: holds %zu frames; one image is wanted", path.c_str(), file.count()));
-    }
-    return file.read(0);
-}
-
 }  // namespace oravo::tools

@@ -24,9 +24,6 @@ RawFormat parseRawFormat(const std::string& text);
 /// frames.
 FrameLayout rawLayout(const RawFormat& raw, std::uint64_t fileSize, const std::string& name);
 
-/// The only frame of a file.
-cv::Mat readRaw(const std::string& path, const RawFormat& raw);
-
 }  // namespace oravo::tools
 
 #endif

@@ -220,6 +220,30 @@ TEST_F(Defects, FailuresHaveTheirCodeAndSayWhatToChange) {
     EXPECT_TRUE(says("n.csv: lists every pixel, and no healthy one is left")) << text("err");
 }
 
+TEST_F(Defects, ASearchListsAsManyPixelsAsItsManualSays) {
+    run("detect --help");
+    EXPECT_TRUE(
+        text("out").find("more than 65534 bad pixels, or more than 65535 when all are out of range") !=
+        std::string::npos)
+        << text("out");
+    const struct {
+        int dead, odd, code;
+    } kCases[] = {{65535, 0, 0}, {65536, 0, 4}, {65524, 10, 0}, {65525, 10, 4}};
+    for (const auto& c : kCases) {
+        cv::Mat_<ushort> frame(257, 256, ushort{1000});
+        for (int i = 0; i < c.dead; ++i) frame(i / 256, i % 256) = 0;
+        for (int i = 0; i < c.odd; ++i) frame(256, i) = static_cast<ushort>(2000 + 300 * i);
+        writeImage(path("f.tif"), frame);
+        EXPECT_EQ(run("detect f.tif -o l.csv"), c.code) << c.dead << " + " << c.odd << text("err");
+        if (c.code == 0) {
+            EXPECT_EQ(readDefectList(path("l.csv")).rows.rows, c.dead + c.odd);
+            continue;
+        }
+        EXPECT_TRUE(says(c.odd == 0 ? "65536 pixels are out of range" : ": more than 65534 pixels are"))
+            << text("err");
+    }
+}
+
 TEST_F(Defects, RecordedLatticeIsFoundAndRepaired) {
     const char* data = std::getenv("ORAVO_TEST_DATA");
     if (data == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";

@@ -59,7 +59,8 @@ TEST_F(Readers, EveryTypeAndByteOrderKeepsItsValues) {
             const std::string one = bigEndian ? c.bytes : std::string(c.bytes.rbegin(), c.bytes.rend());
             const std::string zeros(one.size(), '\0');
             save(path("a.raw"), "head" + zeros + one + zeros + zeros + one + zeros);
-            const cv::Mat image = readRaw(path("a.raw"), parseRawFormat("2x3:" + (c.name + order) + "@4"));
+            const cv::Mat image =
+                readSingleImage(path("a.raw"), parseRawFormat("2x3:" + (c.name + order) + "@4"));
             ASSERT_EQ(image.type(), c.depth) << c.name;
             cv::Mat_<double> values;
             image.convertTo(values, CV_64F);
@@ -96,11 +97,11 @@ TEST_F(Readers, NumpyArraysOfEveryVersionAndArrangement) {
     for (const char version : {'\1', '\2', '\3'}) {
         for (const char* shape : {"(2, 3)", "(1,2,3)", "(2, 3, 1)"}) {
             save(path("a.npy"), npy(described("<u2", shape), six, version));
-            EXPECT_EQ(cv::norm(readNpy(path("a.npy")), rows, cv::NORM_INF), 0.0) << shape;
+            EXPECT_EQ(cv::norm(readSingleImage(path("a.npy")), rows, cv::NORM_INF), 0.0) << shape;
         }
     }
     save(path("a.npy"), npy(described("<u2", "(2, 3)", "True"), six));
-    EXPECT_EQ(cv::norm(readNpy(path("a.npy")), columns, cv::NORM_INF), 0.0);
+    EXPECT_EQ(cv::norm(readSingleImage(path("a.npy")), columns, cv::NORM_INF), 0.0);
     save(path("a.npy"),
          npy("{\"shape\":(3,1,2),\"descr\":\"|u1\",\"fortran_order\":False}", six.substr(0, 6)));
     FrameReader recording({path("a.npy")});
@@ -239,17 +240,18 @@ TEST_F(Readers, SurviveDamagedFiles) {
     cv::imencode(".png", image, png);
     writeImage(path("a.tif"), image);
     const std::string pixels(image.ptr<char>(), image.ptr<char>() + 2 * image.total());
+    const auto readAny = [](const std::string& p) { return readSingleImage(p); };
     const struct {
         std::string bytes;
         std::function<cv::Mat(const std::string&)> read;
     } kReaders[] = {
-        {npy(described("<u2", "(9, 11)"), pixels), readNpy},
+        {npy(described("<u2", "(9, 11)"), pixels), readAny},
         {"head;er\n1,5;2;3\n4;5;6\n\"7\";8;9\n", readCsv},
         {"P5 11 9 65535\n" + pixels, readPgm},
         {"P2 3 2 200\n1 2 3\n# x\n4 5 6\n", readPgm},
         {std::string(png.begin(), png.end()), readByCodec},
         {contentOfFile(path("a.tif")), [](const std::string& p) { return TiffReader(p).read(0); }},
-        {pixels, [](const std::string& p) { return readRaw(p, parseRawFormat("11x9:u16le")); }}};
+        {pixels, [](const std::string& p) { return readSingleImage(p, parseRawFormat("11x9:u16le")); }}};
     cv::RNG random(7);
     for (const auto& reader : kReaders) {
         int refused = 0;
