@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "tools/DefectList.h"
 #include "tools/DefectSearch.h"
@@ -22,14 +23,43 @@ namespace fs = std::filesystem;
 constexpr char kNothingHealthy[] =
     "lists every pixel, and no healthy one is left to replace them (are --low and --high right?)";
 
-cv::Mat readCounts(FrameReader& reader, std::size_t index) {
-    cv::Mat frame = reader.read(index);
+const cv::Mat& requireCounts(const cv::Mat& frame, const std::string& name) {
     if (frame.depth() != CV_16U && frame.depth() != CV_16S) {
-        throw inputError(reader.name(index) +
-                         ": holds no counts of 16 bits; bad pixels are sought in raw frames");
+        throw inputError(name + ": holds no counts of 16 bits; bad pixels are sought in raw frames");
     }
     return frame;
 }
+
+constexpr std::size_t kMostKept = std::size_t{256} << 20;  // bytes
+
+cv::Mat readCounts(FrameReader& reader, std::size_t index) {
+    return requireCounts(reader.read(index), reader.name(index));
+}
+
+/// Frames that are looked at twice. Those that there is room for are kept, so that they are decoded once.
+class KeptFrames {
+  public:
+    KeptFrames(FrameReader& reader, std::size_t room) : reader_(reader), room_(room) {}
+
+    std::size_t count() const { return reader_.count(); }
+    std::string name(std::size_t index) const { return reader_.name(index); }
+    cv::Mat read(std::size_t index) {
+        if (index < kept_.size()) return kept_[index];
+        cv::Mat frame = readCounts(reader_, index);
+        const std::size_t bytes = frame.total() * frame.elemSize();
+        // The first one in any case: it is marked in the end.
+        if (index == kept_.size() && (index == 0 || bytes <= room_)) {
+            room_ -= std::min(bytes, room_);
+            kept_.push_back(frame);
+        }
+        return frame;
+    }
+
+  private:
+    FrameReader& reader_;
+    std::vector<cv::Mat> kept_;
+    std::size_t room_;  // bytes
+};
 
 /// The largest count of the smallest usual converter that could have given this one.
 int fullScale(int count) {
@@ -39,12 +69,13 @@ int fullScale(int count) {
     return 65535;
 }
 
-DefectThresholds thresholdsFor(FrameReader& reader, const DetectDefectsCommand& command) {
+DefectThresholds thresholdsFor(KeptFrames& frames, const DetectDefectsCommand& command) {
+    if (command.low && command.high) return {*command.low, *command.high, command.maxCount, command.span};
     double least = 0.0;
     double most = 0.0;
     bool isSigned = false;
-    for (std::size_t i = 0; i < reader.count(); ++i) {
-        const cv::Mat frame = readCounts(reader, i);
+    for (std::size_t i = 0; i < frames.count(); ++i) {
+        const cv::Mat frame = frames.read(i);
         double frameLeast = 0.0;
         double frameMost = 0.0;
         cv::minMaxLoc(frame, &frameLeast, &frameMost);
@@ -158,27 +189,28 @@ void detectDefects(const DetectDefectsCommand& command) {
     if (!command.marked.empty()) checkTarget(command.marked, {".png"});
     FrameReader reader(command.frames, command.reading);
     for (const std::string& target : {command.output, command.marked}) refuseInput(reader, target);
-    const DefectThresholds thresholds = thresholdsFor(reader, command);
+    const bool once = command.low && command.high;
+    KeptFrames frames(reader, once ? 0 : kMostKept);
+    const DefectThresholds thresholds = thresholdsFor(frames, command);
     note(
         format("out of range: counts up to %d and from %d (--low, --high)", thresholds.low, thresholds.high));
-    const cv::Mat first = readCounts(reader, 0);
     DefectList list;
-    list.frameSize = first.size();
-    for (std::size_t i = 0; i < reader.count(); ++i) {
-        const FoundDefects found = findDefects(readCounts(reader, i), reader.name(i), thresholds);
+    list.frameSize = frames.read(0).size();
+    for (std::size_t i = 0; i < frames.count(); ++i) {
+        const FoundDefects found = findDefects(frames.read(i), frames.name(i), thresholds);
         const int added = mergeDefects(found.rows, list, command.radius);
-        note(format("%s: %d out of range, %d isolated, %d of them new", reader.name(i).c_str(),
+        note(format("%s: %d out of range, %d isolated, %d of them new", frames.name(i).c_str(),
                     found.outOfRange, found.isolated(), added));
     }
     writeText(command.output, defectTable(list));
-    if (!command.marked.empty()) writeMarked(command.marked, first, list);
+    if (!command.marked.empty()) writeMarked(command.marked, frames.read(0), list);
     summarise(command.output, list, "raise --radius, or look at --low and --high if sound pixels are listed");
 }
 
 void repairDefects(const RepairDefectsCommand& command) {
     const DefectList list = readDefectList(command.list);
     FrameReader reader(command.frames, command.reading);
-    const cv::Mat first = readCounts(reader, 0);
+    const cv::Mat first = requireCounts(reader.first(), reader.name(0));
     requireFrameSize(list, command.list, first.size(), reader.name(0));
     if (list.isComplete()) {
         throw inputError(command.list + ": " + kNothingHealthy);

@@ -176,7 +176,7 @@ void enhance(const EnhanceCommand& command) {
     }
     ResultFiles results(command, reader);
     const EnhanceParameters parameters = withCamera(command);
-    const cv::Size size = reader.read(0).size();
+    const cv::Size size = reader.first().size();
     Enhancement enhancement(command, reader, parameters, size, results);
     note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
     enhancement.run();

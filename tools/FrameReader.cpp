@@ -5,6 +5,8 @@
 #include <functional>
 #include <iterator>
 #include <regex>
+#include <stdexcept>
+#include <utility>
 
 #include "tools/FileNames.h"
 #include "tools/Messages.h"
@@ -62,7 +64,8 @@ FrameReader::FrameReader(const std::vector<std::string>& inputs, const ReadOptio
 
 void FrameReader::addFile(const std::string& path) {
     const std::unique_ptr<FrameSource> file = openFrames(path, options_.raw);
-    for (std::size_t i = 0; i < file->count(); ++i) frames_.push_back({path, i, file->count(), file->unit()});
+    files_.push_back({path, count_, file->count(), file->unit()});
+    count_ += file->count();
 }
 
 std::vector<std::string> FrameReader::frameNames(const std::string& folder) const {
@@ -98,34 +101,49 @@ void FrameReader::addFolder(const std::string& path) {
     for (const std::string& name : names) addFile((fs::path(path) / name).string());
 }
 
+const FrameReader::File& FrameReader::fileOf(std::size_t index) const {
+    if (index >= count_) throw std::out_of_range("FrameReader: no frame " + std::to_string(index));
+    const auto next = std::upper_bound(files_.begin(), files_.end(), index,
+                                       [](std::size_t i, const File& file) { return i < file.first; });
+    return *(next - 1);
+}
+
 std::string FrameReader::name(std::size_t index) const {
-    const Frame& frame = frames_.at(index);
-    return frame.count == 1 ? frame.path : frame.path + " " + frame.unit + " " + std::to_string(frame.index);
+    const File& file = fileOf(index);
+    if (file.count == 1) return file.path;
+    return file.path + " " + file.unit + " " + std::to_string(index - file.first);
 }
 
 bool FrameReader::readsFrom(const std::string& path) const {
-    return std::any_of(frames_.begin(), frames_.end(),
-                       [&](const Frame& frame) { return isSameFile(frame.path, path); });
+    return std::any_of(files_.begin(), files_.end(),
+                       [&](const File& file) { return isSameFile(file.path, path); });
 }
 
-FrameSource& FrameReader::sourceOf(const Frame& frame) {
-    if (!open_ || openPath_ != frame.path) {
-        open_ = openFrames(frame.path, options_.raw);
-        openPath_ = frame.path;
+cv::Mat FrameReader::decode(std::size_t index) {
+    const File& file = fileOf(index);
+    if (!open_ || openPath_ != file.path) {
+        open_ = openFrames(file.path, options_.raw);
+        openPath_ = file.path;
     }
-    if (frame.index >= open_->count()) throw inputError(frame.path + ": was shortened while it was read");
-    return *open_;
+    if (index - file.first >= open_->count())
+        throw inputError(file.path + ": was shortened while it was read");
+    return open_->read(index - file.first);
 }
 
 cv::Mat FrameReader::read(std::size_t index) {
-    const Frame& frame = frames_.at(index);
-    const cv::Mat image = sourceOf(frame).read(frame.index);
+    if (index == 0 && !first_.empty()) return std::exchange(first_, {});
+    const cv::Mat image = decode(index);
     if (size_.empty()) size_ = image.size();
     if (image.size() != size_) {
         throw inputError(format("%s: is %d x %d pixels, but the frames before it are %d x %d",
                                 name(index).c_str(), image.cols, image.rows, size_.width, size_.height));
     }
     return cropped(image, options_.crop, name(index));
+}
+
+const cv::Mat& FrameReader::first() {
+    if (first_.empty()) first_ = read(0);
+    return first_;
 }
 
 void refuseFolderOfFrames(const std::string& folder) {

@@ -39,7 +39,7 @@ class FrameReader {
     /// Lists the frames.
     explicit FrameReader(const std::vector<std::string>& inputs, const ReadOptions& options = {});
 
-    std::size_t count() const { return frames_.size(); }
+    std::size_t count() const { return count_; }
     /// File and, in a file of several frames, the page or frame (from 0).
     std::string name(std::size_t index) const;
 
@@ -50,25 +50,33 @@ class FrameReader {
     /// Refuses other kinds, sizes that differ from the first frame read, and crops that reach beyond.
     cv::Mat read(std::size_t index);
 
+    /// The first frame, for those who have to know what frames look like before they read them. The next read(0)
+    /// returns this image instead of decoding it again.
+    const cv::Mat& first();
+
     /// The size of the first frame read, before the crop; empty where none was.
     cv::Size storedSize() const { return size_; }
 
   private:
-    struct Frame {
+    // One record for each file: a small file may claim any number of frames.
+    struct File {
         std::string path;
-        std::size_t index;  ///< in its file
-        std::size_t count;  ///< of frames in its file
+        std::size_t first;  ///< the recording's number of its first frame
+        std::size_t count;  ///< of frames
         const char* unit;   ///< what these are called
     };
 
     void addFile(const std::string& path);
     void addFolder(const std::string& path);
     std::vector<std::string> frameNames(const std::string& folder) const;
-    FrameSource& sourceOf(const Frame& frame);
+    const File& fileOf(std::size_t index) const;
+    cv::Mat decode(std::size_t index);
 
     ReadOptions options_;
-    std::vector<Frame> frames_;
+    std::vector<File> files_;
+    std::size_t count_ = 0;
     cv::Size size_;
+    cv::Mat first_;
     std::string openPath_;  // the file of the latest frame, which the next one may share
     std::unique_ptr<FrameSource> open_;
 };

@@ -3,11 +3,15 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <functional>
 #include <opencv2/imgcodecs.hpp>
+#include <optional>
 
 #include "tests/tools/Program.h"
 #include "tools/Commands.h"
 #include "tools/Decode.h"
+#include "tools/DefectsCommand.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
 #include "tools/Metrics.h"
@@ -330,6 +334,50 @@ TEST_F(Program, AFailedOutputLeavesAllOthersAsTheyWere) {
         << outcome.err;
     EXPECT_EQ(text(path("o.tif")), "before");
     EXPECT_EQ(entries(), 2u);
+}
+
+/// What this process has read so far, in bytes; none where the system does not count.
+std::optional<double> bytesRead() {
+    std::ifstream counters("/proc/self/io");
+    std::string name;
+    double bytes = 0.0;
+    if (counters >> name >> bytes) return bytes;
+    return std::nullopt;
+}
+
+TEST_F(Program, EveryFrameIsDecodedOnce) {
+    if (!bytesRead()) GTEST_SKIP() << "the system does not count what is read";
+    cv::Mat_<ushort> frame(480, 640);
+    cv::randu(frame, 7000, 9000);
+    std::ofstream dump(path("f.raw"), std::ios::binary);
+    for (int i = 0; i < 5; ++i) dump.write(frame.ptr<char>(), 480 * 640 * 2);
+    dump.close();
+    EnhanceCommand enlarge;
+    enlarge.inputs = {path("f.raw")};
+    enlarge.reading.raw = parseRawFormat("640x480:u16le");
+    enlarge.output = path("o.tif");
+    enlarge.parameters.rawCounts = true;
+    enlarge.parameters.guarded = false;
+    DetectDefectsCommand detect;
+    detect.frames = enlarge.inputs;
+    detect.reading = enlarge.reading;
+    detect.output = path("l.csv");
+    RepairDefectsCommand repair;
+    repair.frames = enlarge.inputs;
+    repair.reading = enlarge.reading;
+    repair.list = detect.output;
+    repair.output = path("r/");
+    const std::pair<const char*, std::function<void()>> kCommands[] = {
+        {"enhance", [&] { enhance(enlarge); }},
+        {"detect", [&] { detectDefects(detect); }},
+        {"repair", [&] { repairDefects(repair); }}};
+    for (const auto& [name, command] : kCommands) {
+        const double before = bytesRead().value();
+        command();
+        const double frames = (bytesRead().value() - before) / (480 * 640 * 2);
+        EXPECT_GE(frames, 5.0) << name;
+        EXPECT_LT(frames, 5.5) << name;
+    }
 }
 
 TEST_F(Program, FramesBeyondTheMemoryAreRefused) {
