@@ -4,10 +4,8 @@
 #include <cstring>
 #include <filesystem>
 
-#include "support/Exception.h"
-#include "tools/Messages.h"
+#include "tools/MemoryCheck.h"
 #include "tools/UserError.h"
-#include "vision/superresolution/detail/MemoryBudget.h"
 
 namespace oravo::tools {
 namespace {
@@ -46,21 +44,8 @@ std::string startOfFile(const std::string& path, std::size_t most) {
 std::string contentOfFile(const std::string& path) {
     const std::uint64_t size = sizeOfFile(path);
     if (size > kMostInMemory) throw inputError(path + ": is larger than 1 GiB, too large for one image");
+    requireMemory(size, path + ": its bytes alone");
     return startOfFile(path, static_cast<std::size_t>(size));
-}
-
-void FrameFile::checkMemory() const {
-    constexpr std::size_t kBytesPerPixel =
-        20;  // as stored, or decoded in double and single precision, at most
-    const std::size_t bytes = kBytesPerPixel * static_cast<std::size_t>(layout_.size.width) *
-                              static_cast<std::size_t>(layout_.size.height);
-    try {
-        vision::detail::promiseMemory(bytes);
-    } catch (const Exception&) {
-        throw inputError(format("%s: frames of %d x %d pixels need more memory than there is", path_.c_str(),
-                                layout_.size.width, layout_.size.height));
-    }
-    vision::detail::giveBackMemory(bytes);
 }
 
 FrameFile::FrameFile(const std::string& path, const FrameLayout& layout)
@@ -68,7 +53,7 @@ FrameFile::FrameFile(const std::string& path, const FrameLayout& layout)
 }
 
 cv::Mat FrameFile::read(std::size_t index) {
-    checkMemory();
+    requireMemory(layout_.size, path_);
     std::string bytes(static_cast<std::size_t>(layout_.frameBytes()), '\0');
     file_.clear();
     file_.seekg(static_cast<std::streamoff>(layout_.offset + index * layout_.frameBytes()));

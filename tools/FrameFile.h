@@ -46,8 +46,6 @@ class FrameFile {
     cv::Mat read(std::size_t index);
 
   private:
-    void checkMemory() const;
-
     std::string path_;
     FrameLayout layout_;
     std::ifstream file_;

@@ -26,9 +26,9 @@ class FrameSource {
     virtual cv::Mat read(std::size_t index) = 0;
 };
 
-/// Opens a file by its first bytes: TIFF, NumPy arrays, PGM, else what the image codecs know; files whose
-/// names end in .csv, .tsv, .asc or .txt as matrices of numbers; with a raw format every file as that.
-/// TIFF, NumPy and raw files are checked as a whole, others when they are read.
+/// Opens a file by its first bytes: TIFF, NumPy arrays, PGM, PNG; of others those whose names end in .csv, .tsv, .asc
+/// or .txt as matrices of numbers; with a raw format every file as that. Refuses all others, naming the format where
+/// it is a common one. TIFF, NumPy and raw files are checked as a whole, others when they are read.
 std::unique_ptr<FrameSource> openFrames(const std::string& path, const std::optional<RawFormat>& raw);
 
 /// What a name says about a file of a folder: an image of numbers, a matrix as text, raw frames.

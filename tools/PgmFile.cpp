@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "tools/FrameFile.h"
+#include "tools/MemoryCheck.h"
 #include "tools/Messages.h"
 #include "tools/PixelFormat.h"
 #include "tools/UserError.h"
@@ -99,6 +100,7 @@ cv::Mat decodePgm(std::string_view bytes, const std::string& name) {
             "%s: truncated PGM file: holds %llu bytes of pixels, %llu are needed at least", name.c_str(),
             static_cast<unsigned long long>(held), static_cast<unsigned long long>(needed)));
     }
+    requireMemory(layout.size, name);
     if (!binary) return plainPixels(tokens, layout.size, header.most, name);
     if (held > needed) {
         throw inputError(format("%s: holds %llu bytes behind its image", name.c_str(),

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <memory>
 
+#include "tools/MemoryCheck.h"
 #include "tools/Messages.h"
 #include "tools/PixelFormat.h"
 #include "tools/UserError.h"
@@ -159,6 +160,7 @@ cv::Mat TiffReader::read(std::size_t index) {
     const Page& page = pages_.at(index);
     current_ = pages_.size() == 1 ? path_ : path_ + " page " + std::to_string(index);
     if (TIFFSetSubDirectory(file_, page.directory) == 0) fail(kDamaged);
+    requireMemory(page.size, current_);
     cv::Mat image(page.size, CV_MAKETYPE(page.depth, 1));
     if (TIFFIsTiled(file_) != 0) {
         readTiles(image);

@@ -95,14 +95,38 @@ TEST_F(Files, ComplaintsNameTheFile) {
         cv::imwrite(path(name), cv::Mat_<uchar>(40, 40, uchar{7}));
         std::filesystem::resize_file(path(name), std::filesystem::file_size(path(name)) - 20);
     }
+    for (const char* name : {"jpeg.png", "photo.jpg"}) {
+        cv::imwrite(path("whole.jpg"), cv::Mat_<uchar>(64, 64, uchar{7}));
+        std::filesystem::resize_file(path("whole.jpg"), std::filesystem::file_size(path("whole.jpg")) / 2);
+        std::filesystem::rename(path("whole.jpg"), path(name));
+    }
+    std::ofstream(path("slice.png")) << std::string(128, '\0') << "DICM";
+    std::ofstream(path("clip.mp4")) << std::string(4, '\0') << "ftypisom";
+    std::ofstream(path("clip.csq")) << "?!";
+    std::ifstream grey(path("small.png"), std::ios::binary);
+    std::string palette((std::istreambuf_iterator<char>(grey)), {});
+    palette[25] = 3;
+    std::ofstream(path("palette.png"), std::ios::binary) << palette;
+    const std::string kInstead =
+        ", a format that is not read; export the frames as TIFF, PNG, PGM, NumPy arrays or text";
+    const std::string kUnknown =
+        "is of no format that is read: TIFF, PNG, PGM, NumPy arrays, text named .csv, .tsv, .asc or .txt, or "
+        "a "
+        "raw dump (see --raw)";
     const struct {
         const char* file;
-        const char* fault;
+        std::string fault;
     } kCases[] = {
         {"missing.tif", "no such file or folder"},
         {"colour.png", "has 3 channels; frames have one"},
         {"large.png", "is 4 x 30 pixels, but the frames before it are 4 x 3"},
-        {"text.png", "cannot be read as an image"},
+        {"text.png", kUnknown},
+        {"clip.csq", kUnknown},
+        {"jpeg.png", "is a JPEG image" + kInstead},
+        {"photo.jpg", "is a JPEG image" + kInstead},
+        {"slice.png", "is a DICOM image" + kInstead},
+        {"clip.mp4", "is a video or image (MP4, QuickTime or HEIF)" + kInstead},
+        {"palette.png", "holds palette colours, not values"},
         {"empty.tif", "is empty"},
         {"frames.npz",
          "is an archive of arrays (.npz); save the one that holds the frames with numpy.save, as .npy"},

@@ -4,7 +4,6 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Scratch.h"
-#include "tools/CodecImage.h"
 #include "tools/CsvMatrix.h"
 #include "tools/Encoding.h"
 #include "tools/FrameReader.h"
@@ -12,6 +11,7 @@
 #include "tools/Messages.h"
 #include "tools/NpyFile.h"
 #include "tools/PgmFile.h"
+#include "tools/PngFile.h"
 #include "tools/RawFile.h"
 #include "tools/TiffFile.h"
 
@@ -249,7 +249,7 @@ TEST_F(Readers, SurviveDamagedFiles) {
         {"head;er\n1,5;2;3\n4;5;6\n\"7\";8;9\n", readCsv},
         {"P5 11 9 65535\n" + pixels, readPgm},
         {"P2 3 2 200\n1 2 3\n# x\n4 5 6\n", readPgm},
-        {std::string(png.begin(), png.end()), readByCodec},
+        {std::string(png.begin(), png.end()), readPng},
         {contentOfFile(path("a.tif")), [](const std::string& p) { return TiffReader(p).read(0); }},
         {pixels, [](const std::string& p) { return readSingleImage(p, parseRawFormat("11x9:u16le")); }}};
     cv::RNG random(7);
@@ -275,7 +275,7 @@ TEST_F(Readers, SurviveDamagedFiles) {
     png[16] = png[20] = 0x01;
     save(path("lying.png"), std::string(png.begin(), png.end()));
     EXPECT_NE(
-        complaint([&] { readByCodec(path("lying.png")); }, ExitCode::kInput).find("cannot hold 16777227 x"),
+        complaint([&] { readPng(path("lying.png")); }, ExitCode::kInput).find("cannot hold 16777227 x"),
         std::string::npos);
 }
 
