@@ -69,6 +69,23 @@ TEST(PhaseCorrelator, FramesWithoutPhaseStayWhereTheyAre) {
     EXPECT_EQ(wholeShift(bright, cyclicMove(bright, 2, 1)), cv::Point(2, 1));
 }
 
+TEST(PhaseCorrelator, ConstantFramesHaveNoShiftAtAnySize) {
+    // What single precision leaves beside the mean of a constant frame has phases, too.
+    for (const cv::Size size :
+         {cv::Size(160, 120), {320, 240}, {336, 252}, {640, 480}, {98, 120}, {26, 61}}) {
+        const Image scene = randomImage(size.height, size.width, 2, 10.0f, 30.0f);
+        for (const float value : randomVector(12, 7, -270.0f, 4900.0f)) {
+            const Image constant(size, value);
+            EXPECT_EQ(wholeShift(scene, constant), cv::Point(0, 0)) << value << " at " << size;
+            EXPECT_EQ(wholeShift(constant, scene), cv::Point(0, 0)) << value << " at " << size;
+        }
+        // The faintest structure that the frame can carry is followed: one pixel, a few steps of rounding high.
+        Image point(size, 20.0f);
+        point(9, 12) += 0.05f;
+        EXPECT_EQ(wholeShift(point, cyclicMove(point, 3, -2)), cv::Point(3, -2)) << size;
+    }
+}
+
 struct Registered {
     template <class Registration>
     Registered(Registration& registration, std::vector<Image> images, int refIndex)

@@ -37,8 +37,9 @@ class PhaseCorrelator {
     /// The whole-pixel shift d, frame(p + d) = reference(p) cyclically, at which the correlation of the
     /// phases is largest: in (-W/2, W/2] x (-H/2, H/2]. The first of equal peaks counts.
     ///
-    /// A bin without magnitude in either spectrum, or with one beyond single precision, has no phase to tell
-    /// and is left out. Without any phase the shift is (0, 0); so it is when a spectrum holds a NaN.
+    /// A bin without magnitude in either spectrum, or with one beyond single precision, has no phase and is left
+    /// out. Without any phase the shift is (0, 0); so it is when a spectrum holds a NaN, and when one of the two
+    /// frames is constant, whose bins beside the mean are rounding.
     cv::Point_<int> shift(const Bin* reference, const Bin* frame);
 
   private:
