@@ -33,7 +33,7 @@ std::vector<Spectrum> makeSpectra(int count, std::size_t size) {
 struct SrFloatRegistration1::State {
     State(int width, int height, int frameCount)
         : registration(detail::checkedTransformSize(width, height, {kSource, __LINE__, kConstructor}),
-                       kGaussRadius, {kSource, __LINE__, kConstructor}),
+                       kGaussRadius, detail::Unmoved::refusedAndLater, {kSource, __LINE__, kConstructor}),
           frameSpectra(makeSpectra(detail::checkedFrameCount(frameCount, {kSource, __LINE__, kConstructor}),
                                    registration.correlator.spectrumSize())),
           spectra(static_cast<std::size_t>(frameCount)) {

@@ -58,10 +58,11 @@ TEST(FrameMove, refusesHalfTheHeightOnEitherAxis) {
     const auto messageOf = [&](Point shift) {
         Point shifts[] = {{1.0f, 0.0f}, shift};
         std::vector<Point> complete;
-        const std::string message = test::thrownBy([&] {
-                                        moveToReferenceGrid(size, 2, test::pointers(frames).data(), shifts,
-                                                            test::pointers(moved).data(), complete, kHere);
-                                    }).message();
+        const std::string message =
+            test::thrownBy([&] {
+                moveToReferenceGrid(size, 2, test::pointers(frames).data(), shifts,
+                                    test::pointers(moved).data(), complete, Unmoved::refusedOnly, kHere);
+            }).message();
         EXPECT_EQ(complete[0], Point(1.0f, 0.0f));
         EXPECT_TRUE(complete[1] == shift || shift != shift);
         EXPECT_EQ(shifts[0], Point(0.0f, 0.0f));  // frames before the offending one have been moved

@@ -35,7 +35,8 @@ class CornerRegistration {
                       {"vision/superresolution/detail/CornerRegistration", __LINE__, tooLarge.function});
         const int code = registerFrames(numFrames, refIndex, shifts, masks);
         if (code != 0) return code;
-        moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts, tooLarge);
+        moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts,
+                            Unmoved::refusedAndLater, tooLarge);
         return 0;
     }
 

@@ -60,14 +60,18 @@ void shiftFrame(FrameSize size, const float* source, Point& shift, float* target
     shift.y -= static_cast<float>(iy);
 }
 
+/// Which frames a refusal hands on where they are: the float families copy all frames before they move any,
+/// the reference family takes one frame after the other, so that those after a refused one stay untouched.
+enum class Unmoved { refusedOnly, refusedAndLater };
+
 /// What every registration does with its estimates: notes the complete shifts, refuses a frame displaced by
 /// half the frame height or more on either axis (a NaN is refused too), and moves each frame onto the
 /// reference grid. Throws the "Too large displacement" of the registration at `where`; frames before the
-/// offending one have then been moved, the others copied, and completeShifts holds the values up to and
+/// offending one have then been moved, the `unmoved` ones copied, and completeShifts holds the values up to and
 /// including it.
 template <class Point>
 void moveToReferenceGrid(FrameSize size, int numFrames, const float* const* frames, Point* shifts,
-                         float* const* shiftedFrames, std::vector<Point>& completeShifts,
+                         float* const* shiftedFrames, std::vector<Point>& completeShifts, Unmoved unmoved,
                          const CodeLocation& where) {
     const auto n = static_cast<std::size_t>(numFrames);
     if (completeShifts.size() < n) completeShifts.resize(n);
@@ -77,8 +81,8 @@ void moveToReferenceGrid(FrameSize size, int numFrames, const float* const* fram
     for (std::size_t i = 0; i < n; ++i) {
         completeShifts[i] = shifts[i];
         if (!within(shifts[i].x) || !within(shifts[i].y)) {
-            // From the one that is refused on, frames are handed on as they are.
-            for (; i < n; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
+            const std::size_t end = unmoved == Unmoved::refusedOnly ? i + 1 : n;
+            for (; i < end; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
             raise("Too large displacement", where);
         }
         shiftFrame(size, frames[i], shifts[i], shiftedFrames[i]);

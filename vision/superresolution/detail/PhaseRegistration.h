@@ -17,10 +17,12 @@ class PhaseRegistration {
   public:
     using Bin = PhaseCorrelator::Bin;
 
-    PhaseRegistration(FrameSize size, int gaussRadius, const CodeLocation& where)
+    /// @param unmoved  the frames that are copied when one is refused
+    PhaseRegistration(FrameSize size, int gaussRadius, Unmoved unmoved, const CodeLocation& where)
         : correlator(size, gaussRadius, where),
           flow(size),
           size_(size),
+          unmoved_(unmoved),
           refImage_(size.elements()),
           curImage_(size.elements()) {}
 
@@ -29,7 +31,8 @@ class PhaseRegistration {
     void doRegistration(int numFrames, int refIndex, const float* const* frames, const Bin* const* spectra,
                         Point* shifts, char** masks, float** shiftedFrames, const CodeLocation& tooLarge) {
         registerFrames(numFrames, refIndex, frames, spectra, shifts, masks, tooLarge);
-        moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts, tooLarge);
+        moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts, unmoved_,
+                            tooLarge);
     }
 
     PhaseCorrelator correlator;
@@ -55,6 +58,7 @@ class PhaseRegistration {
     }
 
     FrameSize size_;
+    Unmoved unmoved_;
     Buffer<float> refImage_;
     Buffer<float> curImage_;
 };

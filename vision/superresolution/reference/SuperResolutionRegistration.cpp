@@ -17,7 +17,7 @@ constexpr CodeLocation kTooLargeDisplacement{kSource, 91, kDoRegistration};
 struct SuperResolutionRegistration::State {
     State(int width, int height, float factor, int gaussRadius)
         : registration(detail::checkedTransformSize(width, height, {kSource, __LINE__, kConstructor}),
-                       gaussRadius, {kSource, __LINE__, kConstructor}),
+                       gaussRadius, detail::Unmoved::refusedOnly, {kSource, __LINE__, kConstructor}),
           fft(width, height) {
         detail::checkedFactor(factor, {kSource, __LINE__, kConstructor});
     }

@@ -40,7 +40,9 @@ class ORAVO_EXPORT SuperResolutionRegistration {
     ///                       masks exclude them
     /// @return 0
     /// Throws oravo::Exception "Too large displacement" when a shift is not strictly within half the frame
-    /// height on both axes, and another one when ref is not one of the frames.
+    /// height on both axes, and another one when ref is not one of the frames. Frames are taken in order: those
+    /// before the one refused have then been moved, that one is copied, later ones and their shiftedFrames are
+    /// left alone.
     int doRegistration(int count, int ref, float* const* frames, const std::complex<float>* const* spectra,
                        PointF* shifts, char** masks, float** shiftedFrames);
 

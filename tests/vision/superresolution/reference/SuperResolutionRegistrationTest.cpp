@@ -108,6 +108,41 @@ TEST(SuperResolutionRegistration, RefusesWhatCannotBeRegistered) {
     EXPECT_EQ(registration.getRegError(), 0.0001f);
 }
 
+TEST(SuperResolutionRegistration, ARefusalLeavesLaterFramesAlone) {
+    // Frame 2 is refused. The float family has copied all frames by then, the reference none after that one.
+    const Image image = randomImage(40, 80, 5, 10.0f, 30.0f);
+    std::vector<Image> frames(5, image);
+    frames[2] = image.clone();
+    for (int x = 0; x < 80; ++x) image.col(x).copyTo(frames[2].col((x + 21) % 80));
+    const auto movedBy = [&](auto call) {
+        std::vector<Image> moved(5);
+        for (Image& target : moved) target = Image(40, 80, -1.0f);
+        Masks masks(5, 40 * 80);
+        EXPECT_EQ(thrownBy([&] { call(masks.pointers.data(), pointers(moved).data()); }).message(),
+                  "Too large displacement");
+        return moved;
+    };
+    SuperResolutionRegistration reference(80, 40, 2.0f, 5);
+    const std::vector<Spectrum> spectra = spectraOf(reference.getFft(), frames);
+    std::vector<const std::complex<float>*> spectrumPointers;
+    for (const Spectrum& spectrum : spectra) spectrumPointers.push_back(spectrum.data());
+    std::vector<PointF> shifts(5);
+    const std::vector<Image> own = movedBy([&](char** masks, float** moved) {
+        reference.doRegistration(5, 0, pointers(frames).data(), spectrumPointers.data(), shifts.data(), masks,
+                                 moved);
+    });
+    SrFloatRegistration1 floating(80, 40, 5);
+    for (const Image& frame : frames) floating.prepareFrame(frame.ptr<float>());
+    std::vector<Point> floatShifts(5);
+    const std::vector<Image> other = movedBy([&](char** masks, float** moved) {
+        floating.doRegistration(5, 0, pointers(frames).data(), floatShifts.data(), masks, moved);
+    });
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_TRUE(sameBits(other[i], frames[i])) << i;
+        EXPECT_TRUE(sameBits(own[i], i <= 2 ? frames[i] : Image(40, 80, -1.0f))) << i;
+    }
+}
+
 TEST(SuperResolutionFft2d, HasTheBitsOfTheFloatFamily) {
     const Image image = randomImage(9, 20, 3, -5.0f, 5.0f);
     SuperResolutionFft2d reference(20, 9);
