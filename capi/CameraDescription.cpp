@@ -1,5 +1,6 @@
 #include "capi/CameraDescription.h"
 
+#include <locale>
 #include <optional>
 #include <sstream>
 
@@ -28,7 +29,9 @@ std::optional<Camera> parse(const std::string& description) {
     // A stream stores 0 for what is no number and leaves the value alone when nothing follows, so -1 means
     // that there was nothing (or, as it happens, an explicit -1).
     int fieldOfView = -1;
-    std::istringstream(description.substr(fov + 3)) >> fieldOfView;
+    std::istringstream text(description.substr(fov + 3));
+    text.imbue(std::locale::classic());  // descriptions are the same in every country of the host
+    text >> fieldOfView;
     if (fieldOfView == -1) return std::nullopt;
     return Camera{*type, fieldOfView};
 }

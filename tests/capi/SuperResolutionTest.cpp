@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <opencv2/imgproc.hpp>
+#include <locale>
 #include <string>
 #include <vector>
 
@@ -314,6 +315,17 @@ TEST(CameraDescription, ChoosesThePointSpreadFunction) {
         {"108 FOV 5", 0.34f},      {"108 101 FOV 10", 0.81f}, {"c101 fov 42", 0.683f},
         {"FOV 20 type 107", 0.65f}};
     for (const auto& [text, sigma] : cases) EXPECT_EQ(capi::psfSigmaOf(text), sigma) << text;
+}
+
+TEST(CameraDescription, IsReadTheSameWhateverTheLocaleOfTheHost) {
+    struct Grouped : std::numpunct<char> {  // 22,5 is 225 to a locale that groups digits by commas
+        char do_thousands_sep() const override { return ','; }
+        std::string do_grouping() const override { return "\1"; }
+    };
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouped));
+    const float sigma = capi::psfSigmaOf("107 FOV 22,5");
+    std::locale::global(before);
+    EXPECT_EQ(sigma, 0.65f);
 }
 
 TEST(CameraDescription, ReachesTheReconstruction) {
