@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <string>
 
 #include "support/CodeLocation.h"
 
@@ -121,6 +122,15 @@ bool samplePosition(int enlargedPosition, float shift, int size, int& position) 
     return true;
 }
 
+std::string sizeText(const cv::Mat& image) {
+    return std::to_string(image.cols) + " x " + std::to_string(image.rows) + " pixels";
+}
+
+/// Whether another header refers to the same pixels, as after a copy of their owner.
+bool isShared(const cv::Mat& map) {
+    return map.u != nullptr && map.u->refcount > 1;
+}
+
 }  // namespace
 
 SuperResolutionBadPixelHandling::SuperResolutionBadPixelHandling(unsigned int maxDefectMaps)
@@ -203,7 +213,7 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
 }
 
 /// The newest defect map, for a frame of this size. A full history rolls: the oldest map gives up its memory
-/// to the newest.
+/// to the newest, unless a copy of this object still shows it.
 cv::Mat& SuperResolutionBadPixelHandling::openDefectMap(int rows, int cols) {
     if (defectMaps_.size() < std::max(maxDefectMaps_, 1U)) {
         defectMaps_.emplace_back();
@@ -212,7 +222,7 @@ cv::Mat& SuperResolutionBadPixelHandling::openDefectMap(int rows, int cols) {
     }
     // A map that finds no memory holds its place in the history all the same, as an empty one.
     cv::Mat& newest = defectMaps_.back();
-    if (newest.size() != cv::Size(cols, rows)) {
+    if (newest.size() != cv::Size(cols, rows) || isShared(newest)) {
         newest.release();
         newest = cv::Mat(rows, cols, CV_8U);
     }
@@ -326,6 +336,10 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
 }
 
 void SuperResolutionBadPixelHandling::colorBadPixel(const cv::Mat_<float>& image, cv::Mat_<cv::Vec3b>& view) {
+    if (view.rows < image.rows || view.cols < image.cols) {
+        raise("colorBadPixel(): view of " + sizeText(view) + " is smaller than image of " + sizeText(image),
+              {kSource, __LINE__, "oravo::vision::SuperResolutionBadPixelHandling::colorBadPixel"});
+    }
     for (int r = 0; r < image.rows; ++r) {
         const float* pixels = image.ptr<float>(r);
         cv::Vec3b* colours = view.ptr<cv::Vec3b>(r);

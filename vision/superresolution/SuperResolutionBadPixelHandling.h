@@ -30,8 +30,8 @@ constexpr std::uint32_t CODE_INVALID = 0x85;      ///< no valid value
 /// Classes of a defect map: 0 valid, 1 CODE_UNDER_RANGE, 2 CODE_OVER_RANGE, 3 CODE_BAD_PIXEL, CODE_INVALID or
 /// NaN, 4 below the range (-infinity too), 5 above it (+infinity too).
 ///
-/// Copies share the maps. Once the history is full, a new frame's map is written into the memory of the one
-/// that rolls out, so a copy that is still used should be made only when neither will take in more frames.
+/// Copies share the maps that they have in common, which none of them changes: a new frame's map is written into
+/// the memory of the one that rolls out of the history only when no copy holds that one.
 class ORAVO_EXPORT SuperResolutionBadPixelHandling {
   public:
     /// @param maxDefectMaps  length of the history: the number of frames that the owner keeps, at least 1
@@ -85,7 +85,8 @@ class ORAVO_EXPORT SuperResolutionBadPixelHandling {
                             const std::vector<cv::Mat_<float>>& frames);
 
     /// Paints the range codes of an image into a colour view (B, G, R) of at least its size: CODE_OVER_RANGE
-    /// red, CODE_UNDER_RANGE blue. Other pixels of the view stay as they are.
+    /// red, CODE_UNDER_RANGE blue. Other pixels of the view stay as they are. Throws oravo::Exception when the view
+    /// has fewer rows or columns.
     static void colorBadPixel(const cv::Mat_<float>& image, cv::Mat_<cv::Vec3b>& view);
 
   protected:

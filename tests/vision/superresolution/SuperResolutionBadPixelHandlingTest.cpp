@@ -219,6 +219,30 @@ TEST(SuperResolutionBadPixelHandling, historyRollsWithTheFrames) {
     EXPECT_EQ(bitsOf(image(0, 0)), CODE_BAD_PIXEL);
 }
 
+TEST(SuperResolutionBadPixelHandling, copiesKeepTheirMaps) {
+    const auto takeIn = [](SuperResolutionBadPixelHandling& handling, int row, float value) {
+        Image frame(8, 8, 1.0f);
+        frame(row, 4) = value;
+        handling.detectAndReplaceBadPixel(frame);
+    };
+    const auto marks = [](SuperResolutionBadPixelHandling& handling) {
+        Image image(16, 16, 1.0f);
+        handling.maskBadPixel(image, std::vector<Point>(2));
+        return image;
+    };
+    SuperResolutionBadPixelHandling original(2);
+    takeIn(original, 0, kUnder);
+    takeIn(original, 2, kUnder);
+    SuperResolutionBadPixelHandling copy = original;
+    const Image before = marks(copy);
+    for (int row : {4, 6, 7}) takeIn(original, row, kOver);
+    EXPECT_TRUE(test::sameBits(marks(copy), before));
+    const Image rolled = marks(original);
+    EXPECT_FALSE(test::sameBits(rolled, before));
+    for (int row : {1, 3, 5}) takeIn(copy, row, kBad);
+    EXPECT_TRUE(test::sameBits(marks(original), rolled));
+}
+
 TEST(SuperResolutionBadPixelHandling, namesWhatIsMissing) {
     SuperResolutionBadPixelHandling handling(2);
     Image image(16, 16, 1.0f), frame(8, 8, 1.0f);
@@ -246,6 +270,14 @@ TEST(SuperResolutionBadPixelHandling, coloursTheRangeCodes) {
     EXPECT_EQ(view(0, 0), cv::Vec3b(0, 0, 255));
     EXPECT_EQ(view(0, 1), cv::Vec3b(255, 0, 0));
     for (int c : {2, 3, 4}) EXPECT_EQ(view(0, c), cv::Vec3b(1, 2, 3));
+    for (cv::Mat_<cv::Vec3b> small : {cv::Mat_<cv::Vec3b>(1, 3), cv::Mat_<cv::Vec3b>()}) {
+        const oravo::Exception thrown =
+            test::thrownBy([&] { SuperResolutionBadPixelHandling::colorBadPixel(image, small); });
+        EXPECT_EQ(thrown.message(), "colorBadPixel(): view of " + std::to_string(small.cols) + " x " +
+                                        std::to_string(small.rows) +
+                                        " pixels is smaller than image of 4 x 1 pixels");
+        EXPECT_EQ(location("colorBadPixel", thrown), "right");
+    }
 }
 
 }  // namespace oravo::vision
