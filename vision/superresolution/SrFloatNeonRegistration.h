@@ -58,11 +58,13 @@ class ORAVO_EXPORT SrFloatNeonRegistration {
 
     // Parameters; none of the setters validates its argument.
 
-    /// Radius of the Gaussian blur, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).
+    /// Radius of the Gaussian blur of frames to come, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).
+    /// With one outside 0 to 32767 prepareFrame throws oravo::Exception, and the frame cannot be registered.
     void setBlurRadius(int radius);
     int getBlurRadius() const;
 
-    /// Radius of the mean filter over the squared residuals, 3 at first.
+    /// Radius of the mean filter over the squared residuals, 3 at first; with a negative one doRegistration
+    /// throws oravo::Exception.
     void setRegErrBlurRadius(int radius);
     int getRegErrBlurRadius() const;
 

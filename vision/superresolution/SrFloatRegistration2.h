@@ -61,7 +61,8 @@ class ORAVO_EXPORT SrFloatRegistration2 {
 
     // Parameters; none of the setters validates its argument.
 
-    /// Radius of the Gaussian blur, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).
+    /// Radius of the Gaussian blur of frames to come, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).
+    /// With one outside 0 to 32767 prepareFrame throws oravo::Exception, and the frame cannot be registered.
     void setBlurRadius(int radius);
     int getBlurRadius() const;
 

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 #include "tests/RecordedBursts.h"
@@ -123,6 +124,23 @@ TEST(SrFloatRegistration2, refusesFramesThatAreNotPrepared) {
     EXPECT_EQ(thrown.location().find("vision/superresolution/detail/CornerRegistration: "), 0U);
     EXPECT_EQ(test::thrownBy([] { SrFloatRegistration2(4, 4, 0); }).message(),
               "Invalid number of frames 0 specified.");
+}
+
+TEST(SrFloatRegistration2, oddRadiiAreRefusedWhenTheyAreUsed) {
+    const std::vector<Image> frames = test::burst(test::Scene(8, 30, 40), 30, 40, {{0, 0}, {1, 0}});
+    for (const int radius :
+         {-1, std::numeric_limits<int>::min(), 32768, 1 << 30, std::numeric_limits<int>::max()}) {
+        SrFloatRegistration2 registration(40, 30, 2);
+        registration.setBlurRadius(radius);
+        EXPECT_EQ(registration.getBlurRadius(), radius);
+        EXPECT_EQ(test::thrownBy([&] { registration.prepareFrame(frames[0].ptr<float>()); }).message(),
+                  "Invalid blur radius " + std::to_string(radius) + " specified, 0 to 32767 are possible.");
+    }
+    for (const int radius : {0, 3, 200}) {  // the kernel may be larger than the frame
+        SrFloatRegistration2 registration(40, 30, 2);
+        registration.setBlurRadius(radius);
+        EXPECT_NO_THROW(registration.prepareFrame(frames[0].ptr<float>()));
+    }
 }
 
 TEST(SrFloatRegistration2, intensityRangeLastsUntilAFrameLeavesIt) {

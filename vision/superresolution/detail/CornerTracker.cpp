@@ -30,6 +30,9 @@ constexpr int kNoCornerTracked = -9;
 
 constexpr std::size_t kTemporaryImages = 24;
 
+/// Far beyond any frame; sizes of OpenCV's tables for the kernel stay within an int.
+constexpr int kLargestBlurRadius = 32767;
+
 }  // namespace
 
 float registrationBlurSigma(int radius) {
@@ -66,6 +69,12 @@ void CornerTracker::prepareFrame(const float* frame) {
 }
 
 void CornerTracker::prepare(const float* frame, PreparedFrame& slot) {
+    if (blurRadius < 0 || blurRadius > kLargestBlurRadius) {
+        raise("Invalid blur radius " + std::to_string(blurRadius) + " specified, 0 to " +
+                  std::to_string(kLargestBlurRadius) + " are possible.",
+              {"vision/superresolution/detail/CornerTracker", __LINE__,
+               "oravo::vision::detail::CornerTracker::prepare"});
+    }
     const cv::Mat_<float> image(size_.height, size_.width, const_cast<float*>(frame));
     const int side = 2 * blurRadius + 1;
     cv::GaussianBlur(image, slot.blurred, cv::Size(side, side), registrationBlurSigma(blurRadius), 0.0,

@@ -60,7 +60,8 @@ class ORAVO_EXPORT SuperResolutionRegistration {
 
     // The setters below do not validate their argument.
 
-    /// Radius of the mean filter over the squared residuals, 3 at first.
+    /// Radius of the mean filter over the squared residuals, 3 at first; with a negative one doRegistration
+    /// throws oravo::Exception.
     void setRegErrBlurRadius(int radius);
     int getRegErrBlurRadius() const;
 
