@@ -44,7 +44,8 @@ int SrFloat<Registration>::addFrame(const float* image) {
 
 template <class Registration>
 int SrFloat<Registration>::addFrame(const cv::Mat_<float>& image) {
-    return loadFrame(image.template ptr<float>());
+    const CodeLocation here{"vision/superresolution/SrFloat", __LINE__, "oravo::vision::SrFloat::addFrame"};
+    return loadFrame(detail::denseFrame(image, state_->input, here).template ptr<float>());
 }
 
 template <class Registration>

@@ -33,7 +33,9 @@ template <class Registration>
 class ORAVO_EXPORT SrFloat {
   public:
     /// @param windowSize  frames kept, at least 1
-    /// @param srFactor    enlargement, at least 1; built for 2
+    /// @param srFactor    enlargement, at least 1; built for 2. Others compute, but rows are sampled at a step of 2
+    ///                    whatever the factor, and columns at a step of trunc(srFactor), so that the image is
+    ///                    stretched or sheared
     /// Throws the C string "Invalid reference index specified." for a windowSize below 1, and
     /// oravo::Exception for a size or factor that cannot be.
     SrFloat(int inputWidth, int inputHeight, int windowSize, float srFactor);
@@ -44,7 +46,8 @@ class ORAVO_EXPORT SrFloat {
     /// Throws oravo::Exception when more than 10 pixels could not be repaired (the frame is kept even then),
     /// and cv::Exception when frames have no pixels.
     int addFrame(const float* image);
-    /// @param image  inputHeight x inputWidth and continuous; this is not checked
+    /// @param image  inputHeight x inputWidth; may be a region of a larger matrix, which is copied first
+    /// Throws oravo::Exception, and takes in nothing, when it has another size, as an empty matrix has.
     int addFrame(const cv::Mat_<float>& image);
 
     /// Registers the window, reconstructs the enlarged image and repairs it, and reports the times of its stages
@@ -57,16 +60,18 @@ class ORAVO_EXPORT SrFloat {
     ///         -3 as well.
     ///         The cap is trunc(srFactor^2 + 1), 5 for factor 2, of the first pipeline with this Registration to
     ///         run in the process, then that of all, so that their gains are on one scale.
-    /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more.
-    /// Between clearFrames and the window's next fill, frames are registered by what was prepared before, and
-    /// results mean nothing.
+    /// Throws oravo::Exception when no frame was added, or a frame moved by half the frame height or more; and
+    /// between clearFrames and the window's next fill.
     float computeSR(float* out);
     /// @param out  (re)created as outputHeight x outputWidth; where it has that size it may be a region of a larger
     ///             matrix
     float computeSR(cv::Mat_<float>& out);
 
     /// Empties the window. Buffers, shifts, masks, prepared frames and the history of defects keep their
-    /// contents, so the window has to be filled again before the next run.
+    /// contents, so the window has to be filled again before the next run. Until then computeSR throws an
+    /// oravo::Exception about a number that does not fit: "Registration of 0 frames against frame 0 requested, but
+    /// ..." at first; then "maskBadPixel(): number of shifts ist not equal to number of defectMaps", or, when a full
+    /// window was run before, "replaceMaskedPixel(): number of shifts or frames is smaller than number of defectMaps".
     void clearFrames();
 
     int getInputSize() const;   ///< pixels of an input frame

@@ -40,7 +40,9 @@ int SrFloatNeon<Registration>::addFrame(const float* image) {
 
 template <class Registration>
 int SrFloatNeon<Registration>::addFrame(const cv::Mat_<float>& image) {
-    return loadFrame(image.template ptr<float>());
+    const CodeLocation here{"vision/superresolution/SrFloatNeon", __LINE__,
+                            "oravo::vision::SrFloatNeon::addFrame"};
+    return loadFrame(detail::denseFrame(image, state_->input, here).template ptr<float>());
 }
 
 template <class Registration>

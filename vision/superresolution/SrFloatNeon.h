@@ -17,14 +17,18 @@ class SrFloatNeonRegistration;
 /// Frames, window, enlarged image, parameters, statuses and copies are SrFloat's. What differs:
 ///   - masks are floats, 0 or 1
 ///   - frames are taken as they are: nothing is repaired on intake, nothing refilled in the enlarged image,
-///     so that status codes and NaN flow into registration and reconstruction
+///     so that status codes and NaN flow into registration and reconstruction. One pixel that is infinite, or as
+///     large as 1e30, spoils the intensity range of the registration's 8-bit images for good: from then on every
+///     run of the object returns -998, and only a new object helps
 ///   - a run prints nothing
 ///   - the cap of the coverage that counts in the resolution gain is settled by the first run of this class
 template <class Registration>
 class ORAVO_EXPORT SrFloatNeon {
   public:
     /// @param windowSize  frames kept, at least 1
-    /// @param srFactor    enlargement, at least 1; built for 2
+    /// @param srFactor    enlargement, at least 1; built for 2. Others compute, but rows are sampled at a step of 2
+    ///                    whatever the factor, and columns at a step of trunc(srFactor), so that the image is
+    ///                    stretched or sheared
     /// Throws the C string "Invalid reference index specified." for a windowSize below 1, and
     /// oravo::Exception for a size or factor that cannot be.
     SrFloatNeon(int inputWidth, int inputHeight, int windowSize, float srFactor);
@@ -33,7 +37,8 @@ class ORAVO_EXPORT SrFloatNeon {
     /// registration.
     /// @return 0
     int addFrame(const float* image);
-    /// @param image  inputHeight x inputWidth and continuous; this is not checked
+    /// @param image  inputHeight x inputWidth; may be a region of a larger matrix, which is copied first
+    /// Throws oravo::Exception, and takes in nothing, when it has another size, as an empty matrix has.
     int addFrame(const cv::Mat_<float>& image);
 
     /// Registers the window and reconstructs the enlarged image. May be repeated.

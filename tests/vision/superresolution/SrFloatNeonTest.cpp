@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -257,6 +258,20 @@ TEST(SrFloatNeon, repairsNothing) {
     EXPECT_LT(coded, 3.0);  // the code's bits are a number next to 0
     frames[2] = Image(50, 60, std::nanf(""));
     EXPECT_LT(PipelineRun<VectorPipeline>(frames).result, 1.8f);  // nothing to track, or nothing valid
+}
+
+TEST(SrFloatNeon, oneInfinitePixelSpoilsTheObject) {
+    // The range of the 8-bit images never shrinks to one that shows the scene again; a new object helps.
+    const std::vector<Image> frames = window({60, 50}, kShifts);
+    for (const float value : {1e30f, std::numeric_limits<float>::infinity()}) {
+        VectorPipeline pipeline(60, 50, 5, 2.0f);
+        Image spoilt = frames[0].clone(), out;
+        spoilt(20, 20) = value;
+        pipeline.addFrame(spoilt);
+        for (int i = 0; i < 20; ++i) pipeline.addFrame(frames[static_cast<std::size_t>(i) % frames.size()]);
+        EXPECT_EQ(pipeline.computeSR(out), -998.0f);
+    }
+    EXPECT_GT(PipelineRun<VectorPipeline>(frames).result, 1.5f);
 }
 
 TEST(SrFloatNeon, exportsTheFirstQuarterOfItsMasks) {

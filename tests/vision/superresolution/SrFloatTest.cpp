@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "tests/TestScenes.h"
+#include "vision/superresolution/SrFloatNeon.h"
+#include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
@@ -175,11 +177,62 @@ TEST(SrFloat, ClearedWindowIsFilledAnew) {
     const std::vector<Image> frames = burstAt(kShifts);
     Pipeline pipeline = filled(frames);
     const QuietRun first(pipeline);
-    pipeline.clearFrames();
-    for (const Image& frame : frames) pipeline.addFrame(frame.ptr<float>());
+    const auto refusal = [&](Pipeline& cleared) {
+        testing::internal::CaptureStdout();
+        Image out;
+        const std::string message = thrownBy([&] { cleared.computeSR(out); }).message();
+        testing::internal::GetCapturedStdout();
+        return message;
+    };
+    Pipeline other = filled(frames);  // not run before
+    for (Pipeline* cleared : {&pipeline, &other}) {
+        cleared->clearFrames();
+        EXPECT_EQ(refusal(*cleared),
+                  "Registration of 0 frames against frame 0 requested, but 5 frames are prepared.");
+    }
+    for (std::size_t i = 0; i < 4; ++i) {
+        pipeline.addFrame(frames[i]);
+        EXPECT_EQ(refusal(pipeline),
+                  "replaceMaskedPixel(): number of shifts or frames is smaller than number of defectMaps");
+        other.addFrame(frames[i]);
+        EXPECT_EQ(refusal(other), "maskBadPixel(): number of shifts ist not equal to number of defectMaps");
+    }
+    pipeline.addFrame(frames[4].ptr<float>());
     const QuietRun second(pipeline);
     EXPECT_TRUE(sameBits(first.image, second.image));
     EXPECT_TRUE(sameBits(first.image, QuietRun(pipeline).image));  // runs may be repeated
+}
+
+template <class AnyPipeline>
+void expectMatricesToBeRead(const std::string& name) {
+    AnyPipeline dense(kWidth, kHeight, 5, 2.0f), regions(kWidth, kHeight, 5, 2.0f);
+    for (const Image& frame : burstAt(kShifts)) {
+        Image large(kHeight + 5, kWidth + 7, -1.0f);
+        Image region = large(cv::Rect(4, 2, kWidth, kHeight));
+        frame.copyTo(region);
+        dense.addFrame(frame.ptr<float>());
+        EXPECT_EQ(regions.addFrame(region), 0);
+        EXPECT_TRUE(sameBits(region, frame));
+    }
+    for (const cv::Size size :
+         {cv::Size(0, 0), {kHeight, kWidth}, {kWidth * kHeight, 1}, {kWidth, kHeight + 1}}) {
+        const Exception refused = thrownBy([&] { regions.addFrame(Image(size, 1.0f)); });
+        EXPECT_EQ(refused.message(), "Invalid frame of " + std::to_string(size.width) + " x " +
+                                         std::to_string(size.height) +
+                                         " pixels given, the pipeline takes 60 x 50.");
+        EXPECT_EQ(refused.location().rfind("vision/superresolution/" + name + ": ", 0), 0U);
+    }
+    Image expected, image;  // what was refused has not entered the window
+    testing::internal::CaptureStdout();
+    dense.computeSR(expected);
+    regions.computeSR(image);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(sameBits(image, expected));
+}
+
+TEST(SrFloat, MatricesAreReadByTheirRowsOrRefused) {
+    expectMatricesToBeRead<Pipeline>("SrFloat");
+    expectMatricesToBeRead<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>("SrFloatNeon");
 }
 
 TEST(SrFloat, FullCoverageGivesAGainOfTwo) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <opencv2/core.hpp>
+#include <string>
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/detail/FrameSize.h"
@@ -15,6 +16,18 @@ namespace oravo::vision {
 class SuperResolutionBadPixelHandling;
 
 namespace detail {
+
+/// A frame whose rows follow each other: the image itself, or a copy where it is a region of a larger matrix. An
+/// Exception that names both sizes when the image is not of the size of the pipeline's frames.
+inline cv::Mat_<float> denseFrame(const cv::Mat_<float>& image, FrameSize size, const CodeLocation& where) {
+    if (image.cols != size.width || image.rows != size.height) {
+        raise("Invalid frame of " + std::to_string(image.cols) + " x " + std::to_string(image.rows) +
+                  " pixels given, the pipeline takes " + std::to_string(size.width) + " x " +
+                  std::to_string(size.height) + ".",
+              where);
+    }
+    return image.isContinuous() ? image : cv::Mat_<float>(image.clone());
+}
 
 /// What the pipelines on float frames consist of. Mask is the type of a mask's element.
 template <class Registration, class Minimization, class Mask>
