@@ -15,8 +15,8 @@ namespace oravo::vision {
 /// phase correlation with the reference (Kuglin and Hines, 1975), refines it by one global optical-flow step
 /// on Gaussian blurred frames (Lucas and Kanade, IJCAI 1981), whose residual also gives the validity mask,
 /// and moves the frames onto the reference grid by whole pixels. It needs no corners, and always finds some
-/// peak: a frame that shows something else comes back with a wrong shift and an empty mask rather than with
-/// an error.
+/// peak: a frame that shows something else comes back with a wrong shift, and a mask of the pixels that happen
+/// to agree, unless the shift is so large that the run is refused.
 ///
 /// Shifts are in low-resolution pixels, x to the right, y down: shift d means frame(p + d) = reference(p).
 /// Frames are dense, row-major, 32-bit float, height rows of width columns. Frame indices are slots, oldest
@@ -60,7 +60,8 @@ class ORAVO_EXPORT SrFloatRegistration1 {
 
     // The setters below do not validate their argument.
 
-    /// Radius of the mean filter over the squared residuals, 3 at first.
+    /// Radius of the mean filter over the squared residuals, 3 at first; with a negative one doRegistration
+    /// throws oravo::Exception.
     void setRegErrBlurRadius(int radius);
     int getRegErrBlurRadius() const;
 

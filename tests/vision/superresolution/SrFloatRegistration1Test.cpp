@@ -141,6 +141,23 @@ TEST(SrFloatRegistration1, ForeignFrameGetsAnEmptyMask) {
     EXPECT_EQ(std::count(run.masks.bytes[1].begin(), run.masks.bytes[1].end(), 7), 0);
 }
 
+TEST(SrFloatRegistration1, ForeignFramesOfTheSameContrastAreMaskedInPartOrRefused) {
+    // What happens to agree stays marked; a shift that is found too far away refuses the run.
+    const Image reference = Scene(1, 48, 64).frame(48, 64);
+    int refused = 0, marked = 0;
+    for (unsigned seed = 2; seed < 32; ++seed) {
+        SrFloatRegistration1 registration(64, 48, 2);
+        std::vector<char> mask;
+        const Exception thrown = thrownBy([&] {
+            mask = Registered(registration, {reference, Scene(seed, 48, 64).frame(48, 64)}, 0).masks.bytes[1];
+        });
+        refused += thrown.message() == "Too large displacement" ? 1 : 0;
+        marked += std::count(mask.begin(), mask.end(), 1) > 0 ? 1 : 0;
+    }
+    EXPECT_GT(marked, 10);
+    EXPECT_GT(refused, 0);
+}
+
 TEST(SrFloatRegistration1, RefusesWhatCannotBeRegistered) {
     EXPECT_NE(thrownBy([] { SrFloatRegistration1(7, 4, 2); }).message().find("7"), std::string::npos);
     EXPECT_NE(thrownBy([] { SrFloatRegistration1(8, 4, 0); }).message(), "(nothing thrown)");

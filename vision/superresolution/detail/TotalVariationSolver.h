@@ -21,7 +21,7 @@ namespace oravo::vision::detail {
 ///
 /// Frame k is modelled as y_k = H_k x, the extended high-resolution image x blurred by the frame's
 /// point-spread function and sampled, with a mask M_k of its usable pixels. The estimate minimises
-///   sum_k || M_k (H_k x - y_k) ||^2  +  TV(x) / weight,
+///   1/2 sum_k || M_k (H_k x - y_k) ||^2  +  TV(x) / weight,
 /// by solving (L + sum_k H_k^T M_k H_k) x = sum_k H_k^T M_k y_k with L the total-variation operator,
 /// linearised anew (lagged diffusivity) whenever conjugate gradients have converged for the last one.
 ///

@@ -34,7 +34,9 @@ class ORAVO_EXPORT SuperResolution {
   public:
     /// @param W,H  size of a frame; W even and at least 2, H at least 1
     /// @param N    frames kept, at least 1
-    /// @param F    enlargement, at least 1; built for 2
+    /// @param F    enlargement, at least 1; built for 2. Other integers give true images as well; with a fraction
+    ///             columns are sampled at a step of trunc(F) and rows drift sideways, so that the image is
+    ///             sheared
     /// Throws the C string "Invalid reference index specified." for an N below 1, and oravo::Exception for a
     /// size or factor that cannot be.
     SuperResolution(int W, int H, int N, float F);
