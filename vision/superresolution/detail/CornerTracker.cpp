@@ -8,7 +8,6 @@
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/detail/FrameMove.h"
-#include "vision/superresolution/detail/FreedMemory.h"
 
 namespace oravo::vision::detail {
 namespace {
@@ -42,13 +41,14 @@ float registrationBlurSigma(int radius) {
 }
 
 CornerTracker::CornerTracker(FrameSize size, int slots)
-    : size_(size), window_(std::vector<PreparedFrame>(static_cast<std::size_t>(slots))) {
+    // The search for corners works on some ten images of floats, and what lies between them leaves gaps.
+    : freedMemory_(kTemporaryImages * size.elements() * sizeof(float)),
+      size_(size),
+      window_(std::vector<PreparedFrame>(static_cast<std::size_t>(slots))) {
     for (int i = 0; i < slots; ++i) {
         window_[i].pixels = Buffer<float>(size.elements());
         window_[i].blurred = cv::Mat_<float>(size.height, size.width, window_[i].pixels.data());
     }
-    // The search for corners works on some ten images of floats, and what lies between them leaves gaps.
-    keepFreedMemory(kTemporaryImages * size.elements() * sizeof(float));
     refCorners_.reserve(kMaxCorners);
     tracked_.reserve(kMaxCorners);
     status_.reserve(kMaxCorners);

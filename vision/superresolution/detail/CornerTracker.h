@@ -7,6 +7,7 @@
 
 #include "vision/superresolution/detail/Buffer.h"
 #include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/FreedMemory.h"
 #include "vision/superresolution/detail/SlidingWindow.h"
 
 namespace oravo::vision::detail {
@@ -50,6 +51,7 @@ class CornerTracker {
     void updateRange(const cv::Mat_<float>& blurred);
     cv::Point_<int> robustMean();
 
+    FreedMemory freedMemory_;  // the first member, so that it is the last to go
     FrameSize size_;
     SlidingWindow<PreparedFrame> window_;
     std::vector<cv::Point_<float>> refCorners_;

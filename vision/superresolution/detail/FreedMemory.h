@@ -2,6 +2,7 @@
 #define ORAVO_VISION_DETAIL_FREEDMEMORY_H
 
 #include <cstddef>
+#include <memory>
 
 namespace oravo::vision::detail {
 
@@ -13,7 +14,17 @@ namespace oravo::vision::detail {
 /// threshold of M_MMAP_THRESHOLD in mallopt(3)) that such blocks come and go. A host that has set the thresholds
 /// by mallopt or by environment keeps its own; other allocators take no notice. Throws std::bad_alloc where even
 /// half of `bytes` is not to be had: the work that is to come would fail for it.
-void keepFreedMemory(std::size_t bytes);
+///
+/// What the heap keeps on this account goes back to the system with the last copy of the object, which its owner
+/// therefore has to hold longer than what lies on the heap: images that outlive a threshold would otherwise stay there
+/// as free memory for good.
+class FreedMemory {
+  public:
+    explicit FreedMemory(std::size_t bytes);
+
+  private:
+    std::shared_ptr<void> kept_;
+};
 
 }  // namespace oravo::vision::detail
 
