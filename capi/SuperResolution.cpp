@@ -1,5 +1,6 @@
 #include "capi/SuperResolution.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -101,9 +102,15 @@ int addImage(Session& session, const float* image) {
 }  // namespace
 
 int SuperResolution_init(int width, int height) {
-    // Read for hosts that set it; this version opens no log.
-    if (const char* logFile = std::getenv("OVLIB_LOG_FILE")) std::string discarded(logFile);
+    const auto outOfMemory = [=] {
+        char message[80];
+        std::snprintf(message, sizeof message, "Not enough memory for a session of %d x %d pixels.", width,
+                      height);
+        return fail(kInitFailed, message);
+    };
     try {
+        // Read for hosts that set it; this version opens no log.
+        if (const char* logFile = std::getenv("OVLIB_LOG_FILE")) std::string discarded(logFile);
         const int handle = sessions().findFree();
         auto pipeline = std::make_unique<Pipeline>(width, height, kWindowSize, kFactor);
         pipeline->setReferenceIndex(3);
@@ -122,6 +129,11 @@ int SuperResolution_init(int width, int height) {
         return handle;
     } catch (const oravo::Exception& e) {
         return fail(kInitFailed, e.what());
+    } catch (const std::bad_alloc&) {
+        return outOfMemory();
+    } catch (const cv::Exception& e) {
+        if (e.code == cv::Error::StsNoMem) return outOfMemory();
+        throw;
     }
 }
 

@@ -59,7 +59,7 @@ extern "C" {
 
 /**
  * Opens a session for frames of width columns and height rows. Returns its handle, or -1 when the library
- * refuses (the error message then says why). Running out of memory leaves as a C++ exception.
+ * refuses or the memory does not suffice (the error message then says why).
  */
 ORAVO_EXPORT int SuperResolution_init(int width, int height);
 

@@ -4,7 +4,6 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <new>
 #include <stdexcept>
 
 #include "capi/SuperResolution.h"
@@ -48,14 +47,9 @@ void open(Input& in, Sessions& sessions) {
     const int width = small ? in.between(0, 28) : in.take<std::int32_t>();
     const int height = small ? in.between(0, 28) : in.take<std::int32_t>();
     if (sessions.size() >= 4) return;
-    try {
-        const int handle = SuperResolution_init(width, height);
-        require(handle >= -1 && sessions.count(handle) == 0, "init returns a new handle or -1");
-        if (handle >= 0) sessions[handle] = {width, height};
-    } catch (const std::bad_alloc&) {
-    } catch (const cv::Exception& e) {
-        require(e.code == cv::Error::StsNoMem, "only running out of memory leaves init");
-    }
+    const int handle = SuperResolution_init(width, height);
+    require(handle >= -1 && sessions.count(handle) == 0, "init returns a new handle or -1");
+    if (handle >= 0) sessions[handle] = {width, height};
 }
 
 void addImage(Input& in, const Sessions& sessions) {

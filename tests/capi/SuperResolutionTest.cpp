@@ -7,9 +7,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <locale>
 #include <memory>
 #include <opencv2/imgproc.hpp>
-#include <locale>
 #include <string>
 #include <vector>
 
