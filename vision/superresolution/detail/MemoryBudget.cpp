@@ -34,20 +34,24 @@ std::uint64_t withinReach() {
     return kUnlimited;
 }
 
-std::uint64_t limitOfControlGroup() {
-    for (const char* file : {"/sys/fs/cgroup/memory.max", "/sys/fs/cgroup/memory/memory.limit_in_bytes"}) {
+std::uint64_t limitOfControlGroup(const std::string& root) {
+    for (const char* file : {"/memory.max", "/memory/memory.limit_in_bytes"}) {
         std::uint64_t bytes = 0;
-        if (std::ifstream(file) >> bytes) return bytes;  // "max" is no number
+        if (std::ifstream(root + file) >> bytes) return bytes;  // "max" is no number
     }
     return kUnlimited;
 }
 
 }  // namespace
 
+std::uint64_t memoryBudget(const std::string& controlGroups) {
+    return std::min(withinReach(), limitOfControlGroup(controlGroups)) / 4 * 3;
+}
+
 void promiseMemory(std::size_t bytes) {
     // Looking may fail for lack of memory too, so nothing is counted before.
     const bool looks = bytes >= kLarge;
-    const std::uint64_t budget = looks ? std::min(withinReach(), limitOfControlGroup()) / 4 * 3 : kUnlimited;
+    const std::uint64_t budget = looks ? memoryBudget() : kUnlimited;
     const std::uint64_t before = promised.fetch_add(bytes);
     if (!looks) return;
     if (before <= budget && bytes <= budget - before) return;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -11,10 +12,37 @@
 #include <sys/mman.h>
 #endif
 
+#if defined(__SANITIZE_ADDRESS__)
+#define ORAVO_EXACT_MEMORY
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORAVO_EXACT_MEMORY
+#endif
+#endif
+
 namespace oravo::vision::detail {
 namespace {
 
 constexpr std::size_t kAlignment = 64;
+
+#ifdef ORAVO_EXACT_MEMORY
+
+/// Memory that ends where it says, each block by itself: room for alignment would hide a step beyond the end, and memory
+/// that does not come from the allocator a leak.
+std::shared_ptr<void> fromAllocator(std::size_t bytes) {
+    void* memory = nullptr;
+    if (posix_memalign(&memory, kAlignment, bytes) != 0 || memory == nullptr) {
+        giveBackMemory(bytes);
+        throw std::bad_alloc();
+    }
+    std::memset(memory, 0, bytes);
+    return std::shared_ptr<void>(memory, [bytes](void* block) {
+        std::free(block);
+        giveBackMemory(bytes);
+    });
+}
+
+#else
 
 void* alignedUp(void* memory, std::size_t alignment) {
     const auto address = reinterpret_cast<std::uintptr_t>(memory);
@@ -53,15 +81,21 @@ std::shared_ptr<void> fromSystem(std::size_t bytes) {
 }
 #endif
 
+std::shared_ptr<void> fromAllocator(std::size_t bytes) {
+#ifdef __linux__
+    if (bytes >= 2 * kHugePage) return fromSystem(bytes);
+#endif
+    return fromHeap(bytes);
+}
+
+#endif
+
 }  // namespace
 
 std::shared_ptr<void> zeroedMemory(std::size_t bytes) {
     if (bytes > std::numeric_limits<std::size_t>::max() / 2) throw std::bad_alloc();
     promiseMemory(bytes);
-#ifdef __linux__
-    if (bytes >= 2 * kHugePage) return fromSystem(bytes);
-#endif
-    return fromHeap(bytes);
+    return fromAllocator(bytes);
 }
 
 }  // namespace oravo::vision::detail
