@@ -253,6 +253,29 @@ TEST(BadPixelReplacement, ChoosesKnownPixels) {
     EXPECT_TRUE(same(far, farther));
 }
 
+TEST(BadPixelReplacement, TheTableReachesTheSevenNearestPixelsOfEachSide) {
+    // Around the bad pixel B in the middle: a pixel alone among listed ones replaces B where this map has an X.
+    const std::vector<std::string> reach = {"...X...", "..XXX..", ".XXXXX.", "XXXBXXX",
+                                            ".XXXXX.", "..XXX..", "...X..."};
+    int reached = 0;
+    for (int y = 0; y < 7; ++y) {
+        for (int x = 0; x < 7; ++x) {
+            List list = listOf({{3, 3}});
+            for (int i = 0; i < 49; ++i) {
+                if (i != 7 * y + x && i != 7 * 3 + 3) list.push_back(listOf({{i % 7, i / 7}}));
+            }
+            const bool expected = reach[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] == 'X';
+            ASSERT_EQ(BadPixel::calculateSingleReplacePixelSimpleNhood(list, 0, {7, 7}), expected)
+                << x << ' ' << y;
+            for (int c = 2; c < 10 && expected; c += 2) {
+                EXPECT_EQ(cv::Point(list(0, c), list(0, c + 1)), cv::Point(x, y));
+            }
+            reached += expected ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(reached, 24);  // the diagonal neighbours and those beside the axes stand in the table twice
+}
+
 TEST(BadPixelReplacement, RefusesWhatIsNoListRowOrSize) {
     const auto query = BadPixel::computeReplacePixelQuery(1);
     struct Case {

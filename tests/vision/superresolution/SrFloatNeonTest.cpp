@@ -120,6 +120,34 @@ TEST(SrFloatNeonMinimization, agreesWithTheFloatSolver) {
               std::string::npos);
 }
 
+TEST(SrFloatNeonMinimization, keepsToItsIterations) {
+    const cv::Size size(24, 18);
+    const auto solved = [&](auto solver, auto& masks, int iterations) {
+        std::vector<Image> frames;
+        for (unsigned k = 0; k < 2; ++k) frames.push_back(randomImage(size.height, size.width, k, 10, 30));
+        const Point shifts[] = {{0, 0}, {0.4f, -0.2f}};
+        Image image(size * 2);
+        solver.setMaxIter(iterations);
+        solver.setRelRes(1e-9f);
+        EXPECT_EQ(
+            solver.minimize(2, 0, pointers(frames).data(), shifts, masks.pointers.data(), image.ptr<float>()),
+            iterations);
+        return image;
+    };
+    Masks bytes(2, size.area());
+    FloatMasks masks(2, size.area(), 1.0f);
+    std::vector<Image> images;
+    for (const int iterations : {0, 1, 3, 12}) {
+        images.push_back(
+            solved(vision::SrFloatNeonMinimization(size.width, size.height, 2, 2.0f), masks, iterations));
+        const Image twin =
+            solved(vision::SrFloatMinimization(size.width, size.height, 2, 2.0f), bytes, iterations);
+        EXPECT_LE(largestDifference(images.back(), twin), 97 * std::ldexp(50.0, -23)) << iterations;
+    }
+    for (std::size_t i = 1; i < images.size(); ++i)
+        EXPECT_GT(largestDifference(images[i], images[i - 1]), 0.01);
+}
+
 /// One registration of a burst with masks of either type.
 template <class Registration, class MaskStack>
 struct Registered {
