@@ -48,12 +48,12 @@ class ORAVO_EXPORT SrFloatFft2d {
     /// carries the 1 / (W H) that the transforms leave out: backward(forward(image) times it) is the circular
     /// blur of the image at unit gain, and its value at frequency 0 is 1 / (W H). A kernel longer than a side
     /// wraps onto itself.
-    /// @param r      radius, at least 0; 0 is a blur that changes nothing
+    /// @param r      radius, 0 to 2^24; 0 is a blur that changes nothing
     /// @param sigma  standard deviation in pixels, at least 0
     /// @param out    H x (W/2 + 1)
     /// @param taps   out: the r + 1 weights of the kernel from its centre outwards,
     ///               taps[0] + 2 (taps[1] + ... + taps[r]) = 1
-    /// Throws oravo::Exception, naming the value, when r is negative, or sigma is negative, not a number, or
+    /// Throws oravo::Exception, naming the value, when r is out of range, or sigma is negative, not a number, or
     /// so large that no weight is left.
     void gaussFft(int r, float sigma, std::complex<float>* out, float* taps);
 
@@ -64,7 +64,7 @@ class ORAVO_EXPORT SrFloatFft2d {
     /// @param src   the unblurred image, H x W
     /// @param dst   its circular blur, H x W, corrected in place
     /// @param taps  r + 1 weights, of gaussFft
-    /// Throws oravo::Exception when r is negative.
+    /// Throws oravo::Exception when r is out of range.
     void repairGaussBlur(const float* src, float* dst, int r, const float* taps);
 
   private:

@@ -54,7 +54,7 @@ class ORAVO_EXPORT SrFloatRegistration1 {
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
     /// Radius of the Gaussian blur, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).
-    /// Throws oravo::Exception when the radius is negative, and then keeps the old one.
+    /// Throws oravo::Exception when the radius is negative or above 2^24, and then keeps the old one.
     void setGaussRadius(int radius);
     int getGaussRadius() const;
 

@@ -9,8 +9,12 @@
 namespace oravo::vision::detail {
 namespace {
 
+/// Beyond it, single precision no longer tells one pixel's distance from the next one's.
+constexpr int kLargestRadius = 1 << 24;
+
 void checkRadius(int radius, const CodeLocation& where) {
-    if (radius < 0) raise("Invalid blur radius " + std::to_string(radius) + " specified.", where);
+    if (radius < 0 || radius > kLargestRadius)
+        raise("Invalid blur radius " + std::to_string(radius) + " specified.", where);
 }
 
 /// Calls add(position, value) for every tap of a kernel centred at position 0 of a circle.

@@ -37,12 +37,12 @@ class ORAVO_EXPORT SuperResolutionFft2d {
 
     /// The transfer function of a Gaussian blur truncated at r pixels, over width height: backward(forward(
     /// image) times it) is the circular blur of the image at unit gain.
-    /// @param r      radius, at least 0; 0 is a blur that changes nothing
+    /// @param r      radius, 0 to 2^24; 0 is a blur that changes nothing
     /// @param sigma  standard deviation in pixels, at least 0
     /// @param out    height x (width/2 + 1)
     /// @param taps   out: the r + 1 weights of the kernel from its centre outwards,
     ///               taps[0] + 2 (taps[1] + ... + taps[r]) = 1
-    /// Throws oravo::Exception, naming the value, when r is negative, or sigma is negative, not a number, or
+    /// Throws oravo::Exception, naming the value, when r is out of range, or sigma is negative, not a number, or
     /// so large that no weight is left.
     void gaussFft(int r, float sigma, std::complex<float>* out, float* taps);
 
