@@ -44,23 +44,11 @@ class Endurance : public testing::Test {
         cv::redirectError(nullptr);
     }
 
-    /// Frame i of an endless recording of one scene, within a pixel of each other. Every seventh has a hot and a cold
-    /// pixel: the range of the registration's 8-bit images outlives a window, and settles on this frame's whatever
-    /// came before.
+    /// Frame i of an endless recording of one calm scene, within a pixel of each other.
     static const Image& frame(int i) {
-        static const std::vector<Image> frames = [] {
-            std::vector<Image> images = burst(Scene(7, kHeight, kWidth), kHeight, kWidth,
-                                              {{0, 0},
-                                               {0.3f, -0.2f},
-                                               {0.6f, 0.5f},
-                                               {-0.3f, 0.2f},
-                                               {0.1f, 0.7f},
-                                               {-0.5f, -0.4f},
-                                               {0.8f, 0}});
-            images[0](9, 9) = 4000.0f;
-            images[0](20, 30) = -270.0f;
-            return images;
-        }();
+        static const std::vector<Image> frames = burst(
+            Scene(7, kHeight, kWidth), kHeight, kWidth,
+            {{0, 0}, {0.3f, -0.2f}, {0.6f, 0.5f}, {-0.3f, 0.2f}, {0.1f, 0.7f}, {-0.5f, -0.4f}, {0.8f, 0}});
         return frames[static_cast<std::size_t>(i) % frames.size()];
     }
 
@@ -228,16 +216,16 @@ std::vector<BadFrame> badFrames() {
     Image impulses = randomImage(kHeight, kWidth, 3, 10.0f, 30.0f);
     impulses(0, 0) = infinity;
     return {
-        {"constant", constant(20.0f), {-3, -4}},
-        {"saturated", constant(5000.0f), {-3, -4}},
-        {"beyond saturation", constant(1e30f), {-2, -3}},
+        {"constant", constant(20.0f), {-3, -4, -999}},
+        {"saturated", constant(5000.0f), {-3, -4, -999}},
+        {"beyond saturation", constant(1e30f), {-2, -3, -999}},
         {"noise", randomImage(kHeight, kWidth, 9, 10.0f, 30.0f), {0, -3, -999}},
         {"noise and infinity", impulses, {-2, -3, -999}},
         {"no numbers", constant(std::nanf("")), {-999}},
-        {"plus infinity", constant(infinity), {-2, -3}},
-        {"minus infinity", constant(-infinity), {-2, -3}},
-        {"denormals", coded(0x00000001), {-3, -4}},
-        {"over range", coded(vision::CODE_OVER_RANGE), {-3, -4}},
+        {"plus infinity", constant(infinity), {-2, -3, -999}},
+        {"minus infinity", constant(-infinity), {-2, -3, -999}},
+        {"denormals", coded(0x00000001), {-3, -4, -999}},
+        {"over range", coded(vision::CODE_OVER_RANGE), {-3, -4, -999}},
         {"bad", coded(vision::CODE_BAD_PIXEL), {-999}},
         {"elsewhere", Scene(99, kHeight, kWidth).frame(kHeight, kWidth), {0, -3, -999}},
         {"moved beyond the limits",
@@ -269,6 +257,31 @@ TEST_F(Endurance, GoodFramesGiveGoodImagesWhateverCameBefore) {
         EXPECT_LE(allocator::liveBytes(), settled);
         SuperResolution_release(session);
     }
+}
+
+/// A calm scene with a patch of 3 x 3 pixels as hot as an open flame.
+Image hotPatch() {
+    Image image = Scene(7, kHeight, kWidth).frame(kHeight, kWidth);
+    image(cv::Rect(12, 9, 3, 3)) = 1500.0f;
+    return image;
+}
+
+TEST_F(Endurance, AHotPatchEndsASessionUntilANewOneIsOpened) {
+    // The range of the registration's 8-bit images contains all calm frames from then on, and leaves them few grey
+    // levels: no corner is found, no status tells, and the image stays what it was.
+    const Image good = expected();
+    const int session = SuperResolution_init(kWidth, kHeight);
+    for (int i = 0; i < 5; ++i) ASSERT_EQ(feed(session, frame(i)), 0);
+    ASSERT_TRUE(sameBits(enlarged(session), good));
+    feed(session, hotPatch());
+    for (int i = 0; i < 4; ++i) feed(session, frame(i));
+    const Image last = enlarged(session);
+    for (int i = 0; i < 30; ++i) {
+        ASSERT_EQ(feed(session, frame(i)), 0);
+        ASSERT_TRUE(sameBits(enlarged(session), last)) << "an image that did not change is how hosts notice";
+    }
+    SuperResolution_release(session);
+    EXPECT_TRUE(sameBits(expected(), good));
 }
 
 // --- released sessions ---------------------------------------------------------------------------------------
