@@ -12,11 +12,6 @@ namespace {
 /// Beyond it, single precision no longer tells one pixel's distance from the next one's.
 constexpr int kLargestRadius = 1 << 24;
 
-void checkRadius(int radius, const CodeLocation& where) {
-    if (radius < 0 || radius > kLargestRadius)
-        raise("Invalid blur radius " + std::to_string(radius) + " specified.", where);
-}
-
 /// Calls add(position, value) for every tap of a kernel centred at position 0 of a circle.
 template <class Add>
 void layAround(int length, int radius, const float* taps, Add add) {
@@ -42,8 +37,13 @@ bool reachesBorder(int position, int length, int radius) {
 
 }  // namespace
 
+void checkBlurRadius(int radius, const CodeLocation& where) {
+    if (radius < 0 || radius > kLargestRadius)
+        raise("Invalid blur radius " + std::to_string(radius) + " specified.", where);
+}
+
 void gaussianTaps(int radius, float sigma, float* taps, const CodeLocation& where) {
-    checkRadius(radius, where);
+    checkBlurRadius(radius, where);
     const float scale = std::sqrt(2.0f) * sigma;
     float sum = 0.0f;
     for (int j = 0; j <= radius; ++j) {
@@ -100,7 +100,7 @@ void GaussianFilter::transferFunction(int radius, float sigma, std::complex<floa
 
 void GaussianFilter::repairBorder(const float* source, float* blurred, int radius, const float* taps,
                                   const CodeLocation& where) const {
-    checkRadius(radius, where);
+    checkBlurRadius(radius, where);
     const int width = size_.width;
     const int height = size_.height;
     // In images smaller than two radii the zones meet in the middle.

@@ -8,10 +8,13 @@
 
 namespace oravo::vision::detail {
 
+/// Throws Exception, naming the radius, unless it is within 0 to 2^24.
+void checkBlurRadius(int radius, const CodeLocation& where);
+
 /// Taps 0 .. radius of a symmetric kernel: the mass of a Gaussian over the pixels at these distances from its
 /// centre, (erf((j + 1/2) / s) - erf((j - 1/2) / s)) / 2 with s = sqrt(2) sigma, scaled to
 /// taps[0] + 2 (taps[1] + ... + taps[radius]) = 1.
-/// Throws Exception, naming the value, when the radius is negative, or sigma is negative, not a number, or so
+/// Throws Exception, naming the value, when the radius is out of range, or sigma is negative, not a number, or so
 /// large that a pixel's mass vanishes.
 void gaussianTaps(int radius, float sigma, float* taps, const CodeLocation& where);
 

@@ -51,7 +51,8 @@ std::size_t PhaseCorrelator::spectrumSize() const {
 }
 
 void PhaseCorrelator::setGaussRadius(int radius, const CodeLocation& where) {
-    const Buffer<float> coefficients(radius < 0 ? 0 : static_cast<std::size_t>(radius) + 1);
+    checkBlurRadius(radius, where);
+    const Buffer<float> coefficients(static_cast<std::size_t>(radius) + 1);
     const Buffer<Bin> spectrum(spectrumSize());
     filter_.transferFunction(radius, registrationBlurSigma(radius), spectrum.data(), coefficients.data(),
                              where);

@@ -26,7 +26,7 @@ class PhaseCorrelator {
     std::size_t spectrumSize() const;
 
     /// Sets the radius of the blur; its standard deviation is registrationBlurSigma(radius).
-    /// Throws oravo::Exception when the radius is negative.
+    /// Throws oravo::Exception when the radius is negative or above 2^24.
     void setGaussRadius(int radius, const CodeLocation& where);
     int gaussRadius() const { return gaussRadius_; }
 
