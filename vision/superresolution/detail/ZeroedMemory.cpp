@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <new>
 
@@ -23,19 +22,16 @@
 namespace oravo::vision::detail {
 namespace {
 
-constexpr std::size_t kAlignment = 64;
-
 #ifdef ORAVO_EXACT_MEMORY
 
 /// Memory that ends where it says, each block by itself: room for alignment would hide a step beyond the end, and memory
 /// that does not come from the allocator a leak.
 std::shared_ptr<void> fromAllocator(std::size_t bytes) {
-    void* memory = nullptr;
-    if (posix_memalign(&memory, kAlignment, bytes) != 0 || memory == nullptr) {
+    void* memory = std::calloc(bytes, 1);
+    if (memory == nullptr) {
         giveBackMemory(bytes);
         throw std::bad_alloc();
     }
-    std::memset(memory, 0, bytes);
     return std::shared_ptr<void>(memory, [bytes](void* block) {
         std::free(block);
         giveBackMemory(bytes);
@@ -43,6 +39,8 @@ std::shared_ptr<void> fromAllocator(std::size_t bytes) {
 }
 
 #else
+
+constexpr std::size_t kAlignment = 64;
 
 void* alignedUp(void* memory, std::size_t alignment) {
     const auto address = reinterpret_cast<std::uintptr_t>(memory);
