@@ -53,7 +53,8 @@ std::string StreamGuard::jumpBetween(const Seen& before, const Seen& after) {
         return format("has a contrast of %.3g after %.3g", after.contrast, before.contrast);
     }
     const double step = levelStep(before.frame, after.frame, 0.5 * kLevelJump * larger);
-    return std::abs(step) > kLevelJump * larger ? format("lies %+.3g above the frame before it", step) : "";
+    if (std::abs(step) <= kLevelJump * larger) return {};
+    return format("lies %.3g %s the frame before it", std::abs(step), step > 0.0 ? "above" : "below");
 }
 
 std::string enlargedBefore(const cv::Mat_<float>& frame) {

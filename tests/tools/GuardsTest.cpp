@@ -140,10 +140,10 @@ TEST_F(Program, SkipsRepeatedFrames) {
 
 TEST_F(Program, WindowsDoNotReachAcrossAJump) {
     ASSERT_EQ(run("simulate -o b --frames 12").code, 0);
-    std::string first;
+    std::string first, last;
     for (int i = 0; i < 12; ++i) {
         const std::string name = (i < 10 ? "b/frame_00" : "b/frame_0") + std::to_string(i) + ".tif";
-        if (i < 8) first += " " + name;
+        (i < 8 ? first : last) += " " + name;
         cv::Mat_<float> lifted;
         cv::add(image(name), i < 8 ? 0.0 : 2.0, lifted);
         writeImage(path(name), lifted);
@@ -151,7 +151,11 @@ TEST_F(Program, WindowsDoNotReachAcrossAJump) {
     ASSERT_EQ(run("enhance" + first + " -o expected.tif").code, 0);
     const Outcome outcome = run("enhance b -o o.tif --shifts s.csv");
     EXPECT_EQ(outcome.code, 0);
-    EXPECT_TRUE(says(outcome.err, "frame 8 (b/frame_008.tif) lies +1.9")) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, "frame 8 (b/frame_008.tif) lies 1.9")) << outcome.err;
+    EXPECT_TRUE(says(outcome.err, " above the frame before it")) << outcome.err;
+    const Outcome back = run("enhance" + last + first + " -o back.tif");
+    EXPECT_TRUE(says(back.err, "frame 4 (b/frame_000.tif) lies 1.9")) << back.err;
+    EXPECT_TRUE(says(back.err, " below the frame before it")) << back.err;
     EXPECT_TRUE(says(outcome.err, "\nframes 3 to 7: gain 1.9")) << outcome.err;
     EXPECT_EQ(cv::norm(image("o.tif"), image("expected.tif")), 0.0);
     EXPECT_TRUE(says(text(path("s.csv")), "reference is frame 4\nframe,dx,dy\n3,"));
