@@ -124,6 +124,9 @@ std::vector<Job> jobsOf(const EnhanceCommand& command) {
 
 class Processes {
   public:
+    /// Where the end of children is ignored, as this program may have inherited it, the system forgets them.
+    Processes() { ::signal(SIGCHLD, SIG_DFL); }
+
     void start(const Job& job, int threads) {
         const pid_t parent = ::getpid();
         const pid_t child = ::fork();
@@ -139,11 +142,10 @@ class Processes {
     /// Waits for one of them to end and returns its exit code.
     ExitCode next() {
         int status = 0;
-        pid_t child = 0;
-        do {
-            child = ::waitpid(-1, &status, 0);
-        } while (child < 0 && errno == EINTR);
-        const std::string name = names_[child];
+        // Whoever started this program may have left it children of their own.
+        auto child = names_.end();
+        while (child == names_.end()) child = names_.find(endedChild(status));
+        const std::string name = child->second;
         names_.erase(child);
         if (WIFEXITED(status)) return static_cast<ExitCode>(WEXITSTATUS(status));
         complain(name + ": " + ::strsignal(WTERMSIG(status)));
@@ -151,6 +153,16 @@ class Processes {
     }
 
   private:
+    static pid_t endedChild(int& status) {
+        pid_t child = 0;
+        do {
+            child = ::waitpid(-1, &status, 0);
+        } while (child < 0 && errno == EINTR);
+        if (child >= 0) return child;
+        throw UserError(ExitCode::kInternal,
+                        std::string("processes cannot be waited for: ") + std::strerror(errno));
+    }
+
     std::map<pid_t, std::string> names_;
 };
 

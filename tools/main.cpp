@@ -1,5 +1,9 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
@@ -220,6 +224,16 @@ int finish(ExitCode code) {
     return static_cast<int>(ExitCode::kOutput);
 }
 
+/// Opens the standard streams that whoever started the program has closed: the first files opened would take their
+/// numbers, and messages land in them. The wrong way round, so that what is printed there fails as before.
+void openClosedStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
 /// Does what the command line says.
 void obey(int argc, char** argv) {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
@@ -252,6 +266,7 @@ void obey(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    openClosedStreams();
     unsetenv("ORAVO_REPORT");  // the program collects the library's report, for --timing and --report
     const ExitCode code = outcomeOf([&] { obey(argc, argv); });
     return code == ExitCode::kSuccess ? finish(code) : static_cast<int>(code);
