@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "tools/MemoryCheck.h"
 #include "tools/Messages.h"
 #include "tools/Scene.h"
 #include "tools/SensorModel.h"
@@ -25,13 +26,30 @@ cv::RNG randomStream(std::uint64_t seed, std::uint64_t stream) {
     return cv::RNG(z ^ z >> 31);
 }
 
+/// How far the scene has to reach beyond what an unshifted frame shows, in its own pixels.
+int marginFor(const std::vector<cv::Point2f>& shifts) {
+    float largest = 0.0f;
+    for (const cv::Point2f& d : shifts) largest = std::max({largest, std::abs(d.x), std::abs(d.y)});
+    return kFactor * (static_cast<int>(std::ceil(largest)) + 1) + kTaps;
+}
+
+/// Throws UserError when there is no memory for all frames and for rendering the scene.
+void requireRoom(const SimulationParameters& p) {
+    constexpr std::uint64_t kBytesPerScenePixel = 16;  // measured: 15 with the frame that is being taken
+    const auto width = static_cast<std::uint64_t>(p.frameSize.width);
+    const auto height = static_cast<std::uint64_t>(p.frameSize.height);
+    const auto margins = 2 * static_cast<std::uint64_t>(marginFor(p.shifts));
+    const std::uint64_t scene = (kFactor * width + margins) * (kFactor * height + margins);
+    requireMemory(
+        kBytesPerScenePixel * scene + sizeof(float) * p.shifts.size() * width * height,
+        format("%zu frames of %d x %d pixels", p.shifts.size(), p.frameSize.width, p.frameSize.height));
+}
+
 /// The camera: takes frames of a scene that is rendered once, with room for every shift.
 class Camera {
   public:
-    Camera(const SimulationParameters& p) : high_(p.frameSize * kFactor), model_(p.frameSize, p.psfSigma) {
-        float largest = 0.0f;
-        for (const cv::Point2f& d : p.shifts) largest = std::max({largest, std::abs(d.x), std::abs(d.y)});
-        margin_ = kFactor * (static_cast<int>(std::ceil(largest)) + 1) + kTaps;
+    Camera(const SimulationParameters& p)
+        : high_(p.frameSize * kFactor), margin_(marginFor(p.shifts)), model_(p.frameSize, p.psfSigma) {
         scene_ = p.scene.empty() ? renderScene(high_, margin_) : middleOf(p.scene);
     }
 
@@ -58,7 +76,7 @@ class Camera {
     }
 
     cv::Size high_;
-    int margin_ = 0;
+    int margin_;
     cv::Mat_<float> scene_;
     SensorModel model_;
 };
@@ -123,6 +141,7 @@ Burst simulateBurst(const SimulationParameters& p) {
         throw UserError(ExitCode::kUsage, format("shift (%g, %g) is larger than the frame",
                                                  static_cast<double>(d.x), static_cast<double>(d.y)));
     }
+    requireRoom(p);
     Camera camera(p);
     Burst burst;
     burst.truth = camera.truth();

@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <set>
 #include <vector>
 
 #include "tools/FrameFile.h"
+#include "tools/MemoryCheck.h"
 #include "tools/Messages.h"
 #include "tools/PixelFormat.h"
+#include "tools/TextLines.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
@@ -17,21 +20,25 @@ namespace {
 
 constexpr char kBlanks[] = " \t\r";
 constexpr char kBlankSeparated = ' ';
-constexpr std::size_t kShownOfField = 24;
 
+/// A line of the text and its numbers, which lie elsewhere. Small: a line may be as short as one digit.
 struct Row {
-    std::size_t line = 0;
-    std::vector<double> values;  ///< NaN for a field that is no number
-    std::size_t faults = 0;      ///< fields that are no numbers
-    std::size_t firstFault = 0;  ///< the place of the first of them
-    std::string fault;           ///< and its text
+    const double* values = nullptr;  ///< NaN for a field that is no number
+    const char* text = nullptr;
+    std::uint32_t length = 0;  ///< of the text
+    std::uint32_t line = 0;    ///< its number, from 1
+    std::uint32_t fields = 0;
+    std::uint32_t faults = 0;      ///< fields that are no numbers
+    std::uint32_t firstFault = 0;  ///< the place of the first of them, from 1
 
     bool isNumeric() const { return faults == 0; }
+    std::string_view asText() const { return {text, length}; }
 };
 
 /// The ASCII characters of UTF-16 text behind its byte-order mark, '?' for all others.
 std::string fromUtf16(std::string_view bytes, bool bigEndian) {
     std::string text;
+    text.reserve(bytes.size() / 2);
     for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
         const char low = bytes[bigEndian ? i + 1 : i];
         const char high = bytes[bigEndian ? i : i + 1];
@@ -46,14 +53,15 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-std::vector<std::string_view> linesOf(std::string_view text) {
-    std::vector<std::string_view> lines;
-    while (!text.empty()) {
+/// Calls action(line, its number) for each line that holds something.
+template <class Action>
+void forEachLine(std::string_view text, Action action) {
+    for (std::uint32_t number = 1; !text.empty(); ++number) {
         const std::size_t end = text.find('\n');
-        lines.push_back(text.substr(0, end));
+        const std::string_view line = text.substr(0, end);
+        if (!trimmed(line).empty()) action(line, number);
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
-    return lines;
 }
 
 /// What separates the numbers of a line of the matrix.
@@ -95,57 +103,70 @@ bool parseNumber(std::string_view field, double& value) {
     return fault == std::errc() && end == text.data() + text.size() && field.size() == text.size();
 }
 
-Row rowOf(std::string_view line, std::size_t number, char separator) {
-    Row row;
-    row.line = number;
-    std::string_view rest = trimmed(line);
-    if (!rest.empty() && rest.back() == separator) rest.remove_suffix(1);
-    // A tab before the first number is an empty field, which trimming would have lost.
-    if (separator == '\t' && !line.empty() && line.front() == '\t')
-        rest = line.substr(0, line.find_last_not_of(kBlanks) + 1);
-    while (!rest.empty()) {
-        const std::string_view field = nextField(rest, separator);
+/// The fields of a line, one after the other.
+class Fields {
+  public:
+    Fields(std::string_view line, char separator) : rest_(trimmed(line)), separator_(separator) {
+        if (!rest_.empty() && rest_.back() == separator) rest_.remove_suffix(1);
+        // A tab before the first number is an empty field, which trimming would have lost.
+        if (separator == '\t' && !line.empty() && line.front() == '\t')
+            rest_ = line.substr(0, line.find_last_not_of(kBlanks) + 1);
+    }
+    bool more() const { return !rest_.empty(); }
+    std::string_view next() { return nextField(rest_, separator_); }
+
+  private:
+    std::string_view rest_;
+    char separator_;
+};
+
+/// Reads a line, whose numbers go to the end of those given.
+Row rowOf(std::string_view line, std::uint32_t number, char separator, std::vector<double>& numbers) {
+    Row row{numbers.data() + numbers.size(), line.data(), static_cast<std::uint32_t>(line.size()), number};
+    for (Fields fields(line, separator); fields.more();) {
         double value = 0.0;
-        if (!parseNumber(field, value)) {
+        ++row.fields;
+        if (!parseNumber(fields.next(), value)) {
             value = std::numeric_limits<double>::quiet_NaN();
-            if (row.faults++ == 0) {
-                row.firstFault = row.values.size() + 1;
-                row.fault = field.substr(0, kShownOfField);
-            }
+            if (row.faults++ == 0) row.firstFault = row.fields;
         }
-        row.values.push_back(value);
+        numbers.push_back(value);
     }
     return row;
 }
 
 /// Whether the values from the given one on are whole numbers one after the other, from 0 or 1.
-bool countsUp(const std::vector<double>& values, std::size_t from) {
-    if (values.size() < from + 3 || (values[from] != 0.0 && values[from] != 1.0)) return false;
-    return std::adjacent_find(values.begin() + static_cast<std::ptrdiff_t>(from), values.end(),
-                              [](double a, double b) { return b != a + 1.0; }) == values.end();
+bool countsUp(const double* first, const double* last) {
+    if (last - first < 3 || (*first != 0.0 && *first != 1.0)) return false;
+    return std::adjacent_find(first, last, [](double a, double b) { return b != a + 1.0; }) == last;
+}
+
+bool countsUp(const Row& row, std::uint32_t from) {
+    return from < row.fields && countsUp(row.values + from, row.values + row.fields);
 }
 
 UserError faultAt(const std::string& name, const Row& row, const std::string& fault) {
-    return inputError(format("%s: line %zu ", name.c_str(), row.line) + fault);
+    return inputError(format("%s: line %u ", name.c_str(), row.line) + fault);
 }
 
-/// Printable, since it goes to a terminal.
-std::string shown(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
-    return text;
+std::string faultIn(const Row& row, char separator) {
+    Fields fields(row.asText(), separator);
+    for (std::uint32_t i = 1; i < row.firstFault; ++i) fields.next();
+    const std::string_view fault = fields.next();
+    if (fault.empty()) return format("has nothing in column %u", row.firstFault);
+    return format("has %s in column %u, where a number is wanted", excerpt(fault).c_str(), row.firstFault);
 }
 
-std::string faultIn(const Row& row) {
-    if (row.fault.empty()) return format("has nothing in column %zu", row.firstFault);
-    return format("has \"%s\" in column %zu, where a number is wanted", shown(row.fault).c_str(),
-                  row.firstFault);
-}
+/// What stands around the numbers.
+struct Form {
+    std::string name;
+    char separator;
+};
 
-void checkRow(const Row& row, std::size_t columns, const std::string& name) {
-    if (!row.isNumeric()) throw faultAt(name, row, faultIn(row));
-    if (row.values.size() != columns) {
-        throw faultAt(name, row, format("has %zu numbers, but others have %zu", row.values.size(), columns));
+void checkRow(const Row& row, std::uint32_t columns, const Form& form) {
+    if (!row.isNumeric()) throw faultAt(form.name, row, faultIn(row, form.separator));
+    if (row.fields != columns) {
+        throw faultAt(form.name, row, format("has %u numbers, but others have %u", row.fields, columns));
     }
 }
 
@@ -167,12 +188,12 @@ struct Digits {
 };
 
 /// Whether the numbers that commas separate look like halves of numbers with a decimal comma.
-bool looksHalved(const std::vector<Row>& rows, const std::vector<std::string_view>& lines) {
+bool looksHalved(const std::vector<Row>& rows) {
     Digits wholes, decimals;
     for (const Row& row : rows) {
-        if (row.values.size() % 2 != 0) return false;
-        std::string_view rest = trimmed(lines[row.line - 1]);
-        for (std::size_t i = 0; i < row.values.size(); ++i) {
+        if (row.fields % 2 != 0) return false;
+        std::string_view rest = trimmed(row.asText());
+        for (std::uint32_t i = 0; i < row.fields; ++i) {
             if (!(i % 2 == 0 ? wholes : decimals).add(nextField(rest, ','))) return false;
         }
     }
@@ -184,7 +205,7 @@ bool looksHalved(const std::vector<Row>& rows, const std::vector<std::string_vie
 /// Takes off what stands in front of the numbers of most lines, words or nothing.
 void takeOffWords(std::vector<Row>& rows) {
     const auto isLabelled = [](const Row& row) {
-        return row.faults == 1 && row.firstFault == 1 && row.values.size() > 2;
+        return row.faults == 1 && row.firstFault == 1 && row.fields > 2;
     };
     const auto isNumeric = [](const Row& row) { return row.isNumeric(); };
     if (std::count_if(rows.begin(), rows.end(), isLabelled) <=
@@ -192,7 +213,8 @@ void takeOffWords(std::vector<Row>& rows) {
         return;
     for (Row& row : rows) {
         if (!isLabelled(row)) continue;
-        row.values.erase(row.values.begin());
+        ++row.values;
+        --row.fields;
         row.faults = 0;
     }
 }
@@ -200,48 +222,60 @@ void takeOffWords(std::vector<Row>& rows) {
 /// Whether the first numbers of the rows count them; in a ramp the second ones would count as well.
 bool areNumbered(std::vector<Row>::const_iterator first, std::vector<Row>::const_iterator last) {
     constexpr std::ptrdiff_t kEnough = 8;  // rows; fewer pixels may well happen to count up
-    if (last - first < kEnough || first->values.size() < 2) return false;
-    const auto column = [&](std::size_t index) {
-        std::vector<double> values;
-        std::for_each(first, last, [&](const Row& row) { values.push_back(row.values[index]); });
-        return values;
+    if (last - first < kEnough || first->fields < 2) return false;
+    const auto columnCountsUp = [&](std::size_t column) {
+        const double start = first->values[column];
+        double expected = start;
+        return (start == 0.0 || start == 1.0) &&
+               std::all_of(first, last, [&](const Row& row) { return row.values[column] == expected++; });
     };
-    return countsUp(column(0), 0) && !countsUp(column(1), 0);
+    return columnCountsUp(0) && !columnCountsUp(1);
 }
 
 /// The rows of the matrix out of all lines that hold something, and whether their first number is their label.
-std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const std::string& name) {
+std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const Form& form) {
     takeOffWords(rows);
-    std::size_t columns = 0;
+    std::uint32_t columns = 0;
     for (const Row& row : rows) {
-        if (row.isNumeric()) columns = std::max(columns, row.values.size());
+        if (row.isNumeric()) columns = std::max(columns, row.fields);
     }
     if (columns == 0) {
-        const Row& longest = *std::max_element(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
-            return a.values.size() < b.values.size();
-        });
-        throw inputError(name + format(": holds no matrix of numbers; line %zu ", longest.line) +
-                         faultIn(longest));
+        const Row& longest = *std::max_element(
+            rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.fields < b.fields; });
+        throw inputError(form.name + format(": holds no matrix of numbers; line %u ", longest.line) +
+                         faultIn(longest, form.separator));
     }
-    auto first = std::find_if(rows.begin(), rows.end(), [&](const Row& row) {
-        return row.isNumeric() && row.values.size() == columns;
-    });
-    const bool corner = first != rows.begin() && (first - 1)->values.size() == columns &&
-                        (first - 1)->faults == 1 && (first - 1)->firstFault == 1 &&
-                        countsUp((first - 1)->values, 1);
+    auto first = std::find_if(rows.begin(), rows.end(),
+                              [&](const Row& row) { return row.isNumeric() && row.fields == columns; });
+    const bool corner = first != rows.begin() && (first - 1)->fields == columns && (first - 1)->faults == 1 &&
+                        (first - 1)->firstFault == 1 && countsUp(*(first - 1), 1);
     for (auto row = rows.begin(); row != first - (corner ? 1 : 0); ++row) {
         // A heading may hold a few numbers; half a row of them is a damaged row.
-        if (row->values.size() - row->faults > columns / 2 && columns > 4) checkRow(*row, columns, name);
+        if (row->fields - row->faults > columns / 2 && columns > 4) checkRow(*row, columns, form);
     }
-    std::for_each(first, rows.end(), [&](const Row& row) { checkRow(row, columns, name); });
+    std::for_each(first, rows.end(), [&](const Row& row) { checkRow(row, columns, form); });
     const bool several = rows.end() - first > 1;
-    const bool heading = several && countsUp(first->values, 0) && !countsUp((first + 1)->values, 0);
-    const bool headingOfLabelled =
-        several && countsUp(first->values, 1) && areNumbered(first + 1, rows.end());
+    const bool heading = several && countsUp(*first, 0) && !countsUp(*(first + 1), 0);
+    const bool headingOfLabelled = several && countsUp(*first, 1) && areNumbered(first + 1, rows.end());
     if (heading || headingOfLabelled) ++first;
     const bool labelled = corner || areNumbered(first, rows.end());
     rows.erase(rows.begin(), first);
     return {std::move(rows), labelled};
+}
+
+/// What separates the numbers, told from the line with the most digits: rows of the matrix have far more of them than
+/// what stands around.
+char separatorOf(std::string_view text) {
+    std::string_view richest;
+    std::ptrdiff_t most = -1;
+    forEachLine(text, [&](std::string_view line, std::uint32_t) {
+        const auto digits =
+            std::count_if(line.begin(), line.end(), [](char c) { return c >= '0' && c <= '9'; });
+        if (digits <= most) return;
+        most = digits;
+        richest = line;
+    });
+    return separatorIn(richest);
 }
 
 }  // namespace
@@ -251,35 +285,36 @@ cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
     if (text.substr(0, 2) == "\xFF\xFE"sv) return decodeCsv(fromUtf16(text, false), name);
     if (text.substr(0, 2) == "\xFE\xFF"sv) return decodeCsv(fromUtf16(text, true), name);
     if (text.substr(0, 3) == "\xEF\xBB\xBF"sv) text.remove_prefix(3);
-    const std::vector<std::string_view> lines = linesOf(text);
-    const auto holdsSomething = [](std::string_view line) { return !trimmed(line).empty(); };
-    if (std::none_of(lines.begin(), lines.end(), holdsSomething)) throw inputError(name + ": is empty");
-    // Rows of the matrix have far more digits than what stands around them.
-    const auto digits = [](std::string_view line) {
-        return std::count_if(line.begin(), line.end(), [](char c) { return c >= '0' && c <= '9'; });
-    };
-    const char separator = separatorIn(
-        *std::max_element(lines.begin(), lines.end(), [&](auto a, auto b) { return digits(a) < digits(b); }));
+    std::size_t lines = 0;
+    forEachLine(text, [&](std::string_view, std::uint32_t) { ++lines; });
+    if (lines == 0) throw inputError(name + ": is empty");
+    const Form form{name, separatorOf(text)};
+    const std::size_t fields =
+        lines + static_cast<std::size_t>(std::count(text.begin(), text.end(), form.separator));
+    // Twice for the matrix in the end.
+    requireMemory(lines * sizeof(Row) + 2 * fields * sizeof(double), name + ": its numbers");
+    std::vector<double> numbers;
+    numbers.reserve(fields);  // rows point to them
     std::vector<Row> all;
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (holdsSomething(lines[i])) all.push_back(rowOf(lines[i], i + 1, separator));
-    }
-    const auto [rows, labelled] = matrixRows(std::move(all), name);
-    if (separator == ',' && looksHalved(rows, lines)) {
+    all.reserve(lines);
+    forEachLine(text, [&](std::string_view line, std::uint32_t number) {
+        all.push_back(rowOf(line, number, form.separator, numbers));
+    });
+    const auto [rows, labelled] = matrixRows(std::move(all), form);
+    if (form.separator == ',' && looksHalved(rows)) {
         throw inputError(name +
                          ": commas seem to separate numbers and to mark their decimals as well; "
                          "separate numbers by semicolons or tabs, or write decimal points");
     }
     const std::size_t skipped = labelled ? 1 : 0;
-    const std::size_t columns = rows.front().values.size() - skipped;
+    const std::size_t columns = rows.front().fields - skipped;
     if (!isPossibleSize(columns, rows.size())) {
         throw inputError(
             format("%s: a matrix of %zu x %zu cannot be an image", name.c_str(), rows.size(), columns));
     }
     cv::Mat_<double> matrix(static_cast<int>(rows.size()), static_cast<int>(columns));
     for (int r = 0; r < matrix.rows; ++r) {
-        const std::vector<double>& values = rows[static_cast<std::size_t>(r)].values;
-        std::copy(values.begin() + static_cast<std::ptrdiff_t>(skipped), values.end(), matrix[r]);
+        std::copy_n(rows[static_cast<std::size_t>(r)].values + skipped, columns, matrix[r]);
     }
     return matrix;
 }

@@ -2,9 +2,13 @@
 
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <fstream>
 
+#include "tools/MemoryCheck.h"
 #include "tools/Messages.h"
+#include "tools/PixelFormat.h"
+#include "tools/TextLines.h"
 #include "tools/UserError.h"
 #include "vision/superresolution/BadPixel.h"
 
@@ -14,6 +18,7 @@ namespace {
 constexpr char kFormat[] = "# oravo bad pixels, format 1, width ";
 constexpr char kHeight[] = ", height ";
 constexpr char kColumnLine[] = "x,y,x1,y1,x2,y2,x3,y3,x4,y4";
+constexpr std::size_t kLongestLine = 100;  // the format and two numbers, or ten numbers
 constexpr std::array<const char*, DefectList::kColumns> kNames = {"x",  "y",  "x1", "y1", "x2",
                                                                   "y2", "x3", "y3", "x4", "y4"};
 
@@ -35,10 +40,15 @@ class Parser {
         if (!nextLine())
             throw inputError(path_ + ": line 1: is missing; a list of bad pixels starts with one");
         list.frameSize = size();
+        const auto pixels = static_cast<std::size_t>(list.frameSize.area());
         const bool second = nextLine();
         number_ = 2;  // also when there is none
         if (!second || line_ != kColumnLine) fail(format("must name the columns: %s", kColumnLine));
-        while (nextLine()) list.rows.push_back(row(list.frameSize));
+        while (nextLine()) {
+            if (static_cast<std::size_t>(list.rows.rows) == pixels)
+                fail("is one more than the frame has pixels");
+            list.rows.push_back(row(list.frameSize));
+        }
         return list;
     }
 
@@ -48,8 +58,12 @@ class Parser {
     }
 
     bool nextLine() {
-        if (!std::getline(file_, line_)) return false;
+        if (!readLine(file_, '\n', kLongestLine, line_)) {
+            if (file_.bad()) throw inputError(path_ + ": cannot be read");
+            return false;
+        }
         ++number_;
+        if (line_.size() > kLongestLine) fail("is longer than any line of a list of bad pixels");
         // A last number that lost digits would still be one.
         if (file_.eof()) fail("ends without a line break; the file is cut off");
         if (!line_.empty() && line_.back() == '\r') line_.pop_back();
@@ -62,14 +76,21 @@ class Parser {
         if (line_.rfind(start, 0) != 0 || comma == std::string::npos) {
             fail(format("must read \"%sW%sH\"", kFormat, kHeight));
         }
-        const int width = extent("width", line_.substr(start.size(), comma - start.size()));
-        return {width, extent("height", line_.substr(comma + std::string(kHeight).size()))};
+        const cv::Size size(extent("width", line_.substr(start.size(), comma - start.size())),
+                            extent("height", line_.substr(comma + std::string(kHeight).size())));
+        if (!isPossibleSize(static_cast<std::uint64_t>(size.width),
+                            static_cast<std::uint64_t>(size.height))) {
+            fail(format("no frame has %d x %d pixels", size.width, size.height));
+        }
+        requireMemory(static_cast<std::uint64_t>(size.area()),
+                      format("%s: frames of %d x %d pixels", path_.c_str(), size.width, size.height));
+        return size;
     }
 
     int extent(const char* name, const std::string& text) const {
         ushort value = 0;
         if (!toCount(text, value) || value == 0) {
-            fail(format("%s \"%s\" is not a whole number from 1 to 65535", name, text.c_str()));
+            fail(format("%s %s is not a whole number from 1 to 65535", name, excerpt(text).c_str()));
         }
         return value;
     }
@@ -85,8 +106,8 @@ class Parser {
             start = comma + 1;
             if (count >= DefectList::kColumns) continue;
             if (!toCount(text, values(count))) {
-                fail(format("%s \"%s\" is not a whole number from 0 to 65535",
-                            kNames[static_cast<std::size_t>(count)], text.c_str()));
+                fail(format("%s %s is not a whole number from 0 to 65535",
+                            kNames[static_cast<std::size_t>(count)], excerpt(text).c_str()));
             }
         }
         if (count != DefectList::kColumns) fail(format("has %d values; a bad pixel has 10", count));

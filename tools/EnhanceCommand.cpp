@@ -1,4 +1,5 @@
 #include <fstream>
+#include <optional>
 
 #include "capi/CameraDescription.h"
 #include "tools/Commands.h"
@@ -11,6 +12,7 @@
 #include "tools/Progress.h"
 #include "tools/ResultFiles.h"
 #include "tools/ShiftTable.h"
+#include "tools/TextLines.h"
 #include "tools/UserError.h"
 #include "tools/ValueReader.h"
 
@@ -20,12 +22,13 @@ namespace {
 constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
 
 constexpr char kTableTitle[] = "estimated shifts";
+constexpr std::size_t kLongestTitle = 200;
 
 /// Only a table that this program estimated is replaced: shifts.csv beside a burst may hold the truth.
 void refuseForeignTable(const std::string& target) {
     std::ifstream file(target);
     std::string line;
-    if (file && std::getline(file, line) && line.find(kTableTitle) == std::string::npos) {
+    if (file && readLine(file, '\n', kLongestTitle, line) && line.find(kTableTitle) == std::string::npos) {
         throw outputError(target + ": exists, and holds no estimated shifts; it is left alone");
     }
 }
@@ -175,11 +178,20 @@ void enhance(const EnhanceCommand& command) {
         refuseForeignTable(command.shiftsFile);
     }
     ResultFiles results(command, reader);
-    const EnhanceParameters parameters = withCamera(command);
+    EnhanceParameters parameters = withCamera(command);
     const cv::Size size = reader.first().size();
-    Enhancement enhancement(command, reader, parameters, size, results);
+    settlePipeline(parameters);
+    requireUsableSize(size, parameters, reader.name(0));
+    std::optional<Enhancement> enhancement;
+    try {
+        enhancement.emplace(command, reader, parameters, size, results);
+    } catch (...) {
+        if (!currentExceptionIsLackOfMemory()) throw;
+        throw inputError(format("%s: frames of %d x %d pixels need more memory than there is",
+                                reader.name(0).c_str(), size.width, size.height));
+    }
     note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
-    enhancement.run();
+    enhancement->run();
 }
 
 }  // namespace oravo::tools

@@ -51,7 +51,6 @@ WithoutValue markWithoutValue(cv::Mat_<float>& image) {
 }
 
 std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameters& parameters) {
-    requireUsableSize(size, parameters);
     try {
         return makePipeline(size, parameters);
     } catch (...) {

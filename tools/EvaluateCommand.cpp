@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <iostream>
 #include <opencv2/imgproc.hpp>
 
@@ -9,6 +10,7 @@
 #include "tools/FrameMeasures.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
+#include "tools/MemoryCheck.h"
 #include "tools/Messages.h"
 #include "tools/Metrics.h"
 #include "tools/UserError.h"
@@ -75,6 +77,9 @@ void evaluate(const EvaluateCommand& command) {
     }
     const cv::Mat_<float> result = readFloat(command.result);
     const cv::Mat_<float> truth = readFloat(command.truth);
+    constexpr std::uint64_t kBytesPerPixel = 80;  // measured, with a reference frame and a picture
+    requireMemory(kBytesPerPixel * truth.total(),
+                  format("%s: images of %d x %d pixels", command.truth.c_str(), truth.cols, truth.rows));
     const Quality ours = compareWithTruth(result, truth, command.crop);
     warnIfDisplaced("the result", result, truth);
     std::string lines = figures("result", ours);

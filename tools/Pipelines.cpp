@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "support/Exception.h"
 #include "tools/Messages.h"
 #include "tools/ReferencePipeline.h"
 #include "tools/UserError.h"
@@ -10,6 +11,7 @@
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/detail/FrameSize.h"
 
 namespace oravo::tools {
 namespace {
@@ -106,21 +108,28 @@ void settlePipeline(PipelineParameters& p) {
     if (p.timing && !offer.printsReport) throw unknownTo(offer, "--timing", "prints no report");
 }
 
-void requireUsableSize(cv::Size size, const PipelineParameters& p) {
+void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::string& name) {
     const bool phase = p.registration == Registration::phase;
+    const std::string frames = format("%s: frames of %d x %d pixels ", name.c_str(), size.width, size.height);
     // Corners lie off the border. Frames may move by less than half their height without its fraction, in one row by
     // less than nothing.
     const int least = phase ? 2 : 3;
     if (size.width < least || size.height < least) {
-        throw inputError(
-            format("frames of %d x %d pixels are too small; aligning them by %s takes at least %d x %d",
-                   size.width, size.height, phase ? "phase correlation" : "corners", least, least));
+        throw inputError(frames + format("are too small; aligning them by %s takes at least %d x %d",
+                                         phase ? "phase correlation" : "corners", least, least));
+    }
+    try {
+        vision::detail::enlarged({size.width, size.height}, static_cast<float>(Pipeline::kFactor),
+                                 {"tools/Pipelines", __LINE__, "requireUsableSize"});
+    } catch (const Exception&) {
+        throw inputError(frames + format("are too large to be enlarged by %d", Pipeline::kFactor));
     }
     if (phase && size.width % 2 != 0) {
-        throw UserError(ExitCode::kUsage,
-                        format("phase correlation takes even widths only, but the frames are %d x %d pixels; "
-                               "--crop %dx%d leaves a column out",
-                               size.width, size.height, size.width - 1, size.height));
+        throw UserError(
+            ExitCode::kUsage,
+            frames + format("have an odd width, but phase correlation takes even ones only; --crop "
+                            "%dx%d leaves a column out",
+                            size.width - 1, size.height));
     }
 }
 

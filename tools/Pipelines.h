@@ -43,8 +43,9 @@ std::optional<PipelineKind> pipelineNamed(const std::string& name);
 /// does not have.
 void settlePipeline(PipelineParameters& parameters);
 
-/// Throws UserError for frames of a size that the pipeline, with its parameters settled, cannot align.
-void requireUsableSize(cv::Size size, const PipelineParameters& parameters);
+/// Throws UserError, naming the first frame, for frames of a size that the pipeline, with its parameters settled, cannot
+/// align or enlarge.
+void requireUsableSize(cv::Size size, const PipelineParameters& parameters, const std::string& name);
 
 /// What the program needs of the library's pipelines, whatever their class; see SrFloat.
 class Pipeline {

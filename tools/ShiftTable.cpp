@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "tools/Messages.h"
+#include "tools/TextLines.h"
 #include "tools/UserError.h"
 
 namespace oravo::tools {
@@ -37,17 +38,24 @@ std::optional<cv::Point2f> toShift(const std::string& line) {
 
 std::vector<cv::Point2f> parseLines(std::istream& lines, char separator, const std::string& where,
                                     bool headingAllowed) {
+    constexpr std::size_t kLongestLine = 1000;
     std::vector<cv::Point2f> shifts;
     std::string line;
-    while (std::getline(lines, line, separator)) {
+    while (readLine(lines, separator, kLongestLine, line)) {
+        if (line.size() > kLongestLine) {
+            throw inputError(where + ": " + excerpt(line) + " is longer than a line of shifts");
+        }
         if (line.find_first_not_of(" \t\r") == std::string::npos || line.front() == '#') continue;
         const std::optional<cv::Point2f> shift = toShift(line);
         if (shift) {
             shifts.push_back(*shift);
         } else if (!headingAllowed) {
-            throw inputError(where + ": \"" + line + "\" is not a shift dx,dy");
+            throw inputError(where + ": " + excerpt(line) + " is not a shift dx,dy");
         }
         headingAllowed = false;
+        if (shifts.size() > kMostShifts) {
+            throw inputError(format("%s: holds more than %zu shifts", where.c_str(), kMostShifts));
+        }
     }
     if (shifts.empty()) throw inputError(where + ": holds no shifts");
     return shifts;
@@ -73,7 +81,9 @@ std::vector<cv::Point2f> parseShifts(const std::string& textOrFile) {
         return parseLines(file, '\n', textOrFile, true);
     }
     if (textOrFile.find(',') == std::string::npos) {
-        throw inputError(textOrFile + ": neither a file nor shifts dx,dy;dx,dy;...");
+        const bool mayBeName = textOrFile.size() < 256;
+        throw inputError((mayBeName ? textOrFile : excerpt(textOrFile)) +
+                         ": neither a file nor shifts dx,dy;dx,dy;...");
     }
     std::istringstream text(textOrFile);
     return parseLines(text, ';', "shifts", false);

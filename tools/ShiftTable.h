@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_SHIFTTABLE_H
 #define ORAVO_TOOLS_SHIFTTABLE_H
 
+#include <cstddef>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -8,6 +9,8 @@
 namespace oravo::tools {
 
 // Shifts are in input pixels, x to the right, y down: frame(p + d) = reference(p).
+
+constexpr std::size_t kMostShifts = 100000;  ///< of one recording
 
 /// Comma-separated text: remarks behind '#', the heading frame,dx,dy, and a line for each frame, numbered
 /// with the given numbers.

@@ -1,6 +1,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -14,9 +15,12 @@
 #include "tools/DefectsCommand.h"
 #include "tools/FrameReader.h"
 #include "tools/ImageWriter.h"
+#include "tools/Messages.h"
 #include "tools/Metrics.h"
+#include "tools/Pipelines.h"
 #include "tools/ShiftTable.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/MemoryBudget.h"
 
 namespace oravo::tools {
 namespace {
@@ -378,6 +382,114 @@ TEST_F(Program, EveryFrameIsDecodedOnce) {
         EXPECT_GE(frames, 5.0) << name;
         EXPECT_LT(frames, 5.5) << name;
     }
+}
+
+TEST(Sizes, ThatCannotBeEnlargedAreNamedWithTheirFile) {
+    PipelineParameters parameters;
+    settlePipeline(parameters);
+    for (const cv::Size size : {cv::Size(40000, 20000), cv::Size(3, 16777217)}) {
+        EXPECT_EQ(complaint([&] { requireUsableSize(size, parameters, "a.raw"); }, ExitCode::kInput),
+                  format("a.raw: frames of %d x %d pixels are too large to be enlarged by 2", size.width,
+                         size.height));
+    }
+    requireUsableSize({20000, 20000}, parameters, "a.raw");
+}
+
+/// Files and devices that never end, or claim without end, are refused early and in few words.
+TEST_F(Program, ReadsNoMoreThanItNeeds) {
+    constexpr long kMost = 400 << 10;  // KiB; the program alone takes 60 MiB
+    const auto peak = [] {
+        struct rusage used {};
+        ::getrusage(RUSAGE_CHILDREN, &used);
+        return used.ru_maxrss;
+    };
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    const long before = std::max(peak(), kMost);
+    const std::uintmax_t kHuge = 3'000'000'000;
+    std::ofstream(path("x.csv"));
+    std::filesystem::resize_file(path("x.csv"), kHuge);
+    const std::string header = "{'descr': '|u1', 'fortran_order': False, 'shape': (1000000000, 1, 2), }";
+    std::ofstream(path("x.npy"), std::ios::binary)
+        << "\x93NUMPY\x01" << '\0' << static_cast<char>(header.size()) << '\0' << header;
+    std::filesystem::resize_file(path("x.npy"), 10 + header.size() + 2'000'000'000);
+    const struct {
+        const char* arguments;
+        const char* words;
+    } kCases[] = {
+        {"defects repair /dev/zero b -o n/", "/dev/zero: line 1: is longer than any line of a list"},
+        {"defects merge b x.csv -o n.csv", "b: cannot be read"},
+        {"simulate -o n --shifts x.csv", "x.csv: \"????????????????????????????????????????...\" is longer"},
+        {"evaluate x.csv b/truth.tif", "x.csv: is larger than 1 GiB, too large for one image"},
+        {"enhance x.npy -o n.tif", "x.npy frame 0: frames of 2 x 1 pixels are too small"},
+        {"simulate -o n --width 8192 --height 8192 --frames 100000",
+         "100000 frames of 8192 x 8192 pixels need more memory than there is"}};
+    for (const auto& c : kCases) {
+        const Outcome outcome = run(c.arguments);
+        EXPECT_EQ(outcome.code, 2) << c.arguments;
+        EXPECT_NE(outcome.err.find(c.words), std::string::npos) << c.arguments << '\n' << outcome.err;
+        EXPECT_LT(outcome.err.size(), 250u) << c.arguments;
+        EXPECT_LE(peak(), before) << c.arguments;
+    }
+}
+
+/// Where nothing is left, what takes much of it is refused before it begins, with the name of its input.
+TEST_F(Program, EveryCommandAsksForItsMemory) {
+    ASSERT_EQ(run("simulate -o b --width 320 --height 240").code, 0);
+    std::ofstream text(path("large.csv"));
+    for (int i = 0; i < 2000 * 1000; ++i) text << "7" << (i % 1000 == 999 ? '\n' : ';');
+    text.close();
+    std::ofstream(path("dark.raw"));
+    std::filesystem::resize_file(path("dark.raw"), 5 * 880 * 880);
+    EnhanceCommand enlarge;
+    enlarge.inputs = {path("dark.raw")};
+    enlarge.reading.raw = parseRawFormat("880x880:u8");
+    enlarge.output = path("o.tif");
+    SimulateCommand render;
+    render.folder = path("new");
+    render.width = 640;
+    render.height = 480;
+    EvaluateCommand compare;
+    compare.result = compare.truth = path("b/truth.tif");
+    struct Hoard {  // each piece too small to be asked about
+        const std::size_t kPiece = std::size_t{15} << 20, kPieces = 1 << 20;
+        Hoard() {
+            for (std::size_t i = 0; i < kPieces; ++i) vision::detail::promiseMemory(kPiece);
+        }
+        ~Hoard() { vision::detail::giveBackMemory(kPiece * kPieces); }
+    } hoard;
+    const std::pair<std::function<void()>, std::string> kCases[] = {
+        {[&] { enhance(enlarge); }, path("dark.raw") + " frame 0: frames of 880 x 880 pixels"},
+        {[&] { simulate(render); }, "5 frames of 640 x 480 pixels"},
+        {[&] { evaluate(compare); }, path("b/truth.tif") + ": images of 640 x 480 pixels"},
+        {[&] { readSingleImage(path("large.csv")); }, path("large.csv") + ": its numbers"}};
+    for (const auto& [command, what] : kCases) {
+        EXPECT_EQ(complaint(command, ExitCode::kInput), what + " need more memory than there is");
+    }
+    EXPECT_EQ(entries(), 3u);
+}
+
+/// What other programs leave behind: ignored signals, children, and closed streams, whose numbers new files would take.
+TEST_F(Program, MindsNothingThatItInherits) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    std::filesystem::copy(path("b"), path("c"));
+    for (const char* start : {"(exit 7) & exec ", "(exit 7) & exec env --ignore-signal=CHLD "}) {
+        const std::string batch = std::string(ORAVO_SUPERRES) + " enhance b c -o out/ --jobs 2 2>err";
+        EXPECT_EQ(
+            run("--version; cd " + folder_.string() + "; exec timeout 100 sh -c '" + start + batch + "'")
+                .code,
+            0)
+            << start << text(path("err"));
+        EXPECT_NE(text(path("err")).find("out/: 2 recordings\n"), std::string::npos) << text(path("err"));
+    }
+    ASSERT_EQ(run("enhance b -o o.tif").code, 0);
+    const std::pair<const char*, int> kClosed[] = {
+        {"2>&-", 0}, {"<&- 2>&-", 0}, {">&- 2>&-", 0}, {"--timing --every <&- >&-", 3}};
+    for (const auto& [closed, code] : kClosed) {
+        EXPECT_EQ(run(std::string("enhance b -o p.tif ") + closed).code, code) << closed;
+        EXPECT_EQ(text(path("p.tif")), text(path("o.tif"))) << closed;
+        std::filesystem::remove(path("p.tif"));
+    }
+    EXPECT_EQ(run("evaluate b/truth.tif b/truth.tif >&-").code, 3);
 }
 
 TEST_F(Program, FramesBeyondTheMemoryAreRefused) {

@@ -94,7 +94,13 @@ TEST_F(Defects, MalformedListIsRefusedWithLineAndValue) {
         {kHeader + row + row + "40,2,1,3,0,2,1,1,2,2\n", "line 5: x = 40 lies outside the frame of 40 x 30"},
         {kHeader + "40,30,1,3,0,2,1,1,2,2\n", "line 3: x = 40 lies outside"},
         {kHeader + "1,2,1,30,0,2,1,1,2,2\n", "line 3: y1 = 30 lies outside"},
-        {kHeader + row + "1,2,1,3,0,2,1,1,2,2", "line 4: ends without a line break"}};
+        {kHeader + row + "1,2,1,3,0,2,1,1,2,2", "line 4: ends without a line break"},
+        {kHeader + std::string(1000, '1') + "\n", "line 3: is longer than any line"},
+        {"# oravo bad pixels, format 1, width 65535, height 65535\n",
+         "line 1: no frame has 65535 x 65535 pixels"},
+        {"# oravo bad pixels, format 1, width 1, height 1\n" + kHeader.substr(kHeader.find("x,")) +
+             "0,0,1,1,1,1,1,1,1,1\n0,0,1,1,1,1,1,1,1,1\n",
+         "line 4: is one more than the frame has pixels"}};
     for (const auto& c : kCases) {
         write("l.csv", c.text);
         const std::string told = complaint([&] { readDefectList(path("l.csv")); }, ExitCode::kInput);

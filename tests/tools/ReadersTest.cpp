@@ -206,6 +206,30 @@ TEST(CsvMatrix, SaysWhereItIsWrong) {
     }
 }
 
+/// The most memory that this process has held, in bytes.
+std::size_t peakMemory() {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        std::size_t kibibytes = 0;
+        if (word == "VmHWM:" && status >> kibibytes) return 1024 * kibibytes;
+    }
+    return 0;
+}
+
+TEST(CsvMatrix, TakesMemoryInProportionToItsText) {
+    const struct {
+        const char* row;
+        std::size_t most;  ///< bytes for each of the text
+    } kCases[] = {{"1;2;3;4;5;6;7;8;9;1;2;3;4;5;6;7\n", 12}, {"0\n", 32}};
+    for (const auto& c : kCases) {
+        std::string text;
+        while (text.size() < (8u << 20)) text += c.row;
+        const std::size_t before = peakMemory();
+        EXPECT_GT(decodeCsv(text, "a.csv").rows, 1000);
+        EXPECT_LT(peakMemory() - before, c.most * text.size()) << c.row;
+    }
+}
+
 TEST(PgmFile, IsReadAsStoredOrRefused) {
     const cv::Mat small = decodePgm("P5 # remark\n2\t2\n255\n\1\2\3\4"s, "a.pgm");
     EXPECT_EQ(cv::norm(small, cv::Mat_<uchar>((cv::Mat_<uchar>(2, 2) << 1, 2, 3, 4)), cv::NORM_INF), 0.0);
@@ -274,9 +298,8 @@ TEST_F(Readers, SurviveDamagedFiles) {
     // A PNG that claims far more than its bytes can hold must not make room for that.
     png[16] = png[20] = 0x01;
     save(path("lying.png"), std::string(png.begin(), png.end()));
-    EXPECT_NE(
-        complaint([&] { readPng(path("lying.png")); }, ExitCode::kInput).find("cannot hold 16777227 x"),
-        std::string::npos);
+    EXPECT_NE(complaint([&] { readPng(path("lying.png")); }, ExitCode::kInput).find("cannot hold 16777227 x"),
+              std::string::npos);
 }
 
 TEST_F(Readers, FoldersPreferImagesAndCropsStayInside) {
