@@ -5,6 +5,7 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_CONTACT "oravo super-resolution <superresolution@oravo.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # or it would be the first line, the synopsis, of every package
 set(CPACK_COMPONENTS_ALL library development program python)
 set(CPACK_VERBATIM_VARIABLES ON)
 
@@ -15,8 +16,16 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
-set(runtime liboravo-superresolution${PROJECT_VERSION_MAJOR})
+set(runtime liboravo-superresolution${ORAVO_INTERFACE_VERSION})
 set(same_version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
+# The first version that may have another interface; the tilde sorts before it and what leads up to it.
+if(PROJECT_VERSION_MAJOR EQUAL 0)
+  math(EXPR next_minor "${PROJECT_VERSION_MINOR} + 1")
+  set(next_interface "0.${next_minor}~")
+else()
+  math(EXPR next_major "${PROJECT_VERSION_MAJOR} + 1")
+  set(next_interface "${next_major}~")
+endif()
 
 # What all packages have: name, description (one line, then some), copyright, changelog.
 function(oravo_debian_package component name section part contents)
@@ -48,10 +57,14 @@ oravo_debian_package(python python3-oravo-superres python "NumPy package"
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/triggers")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime} (= ${same_version}), libopencv-dev (>= 4.6)")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    "${runtime} (= ${same_version}), libopencv-dev (>= 4.6), libopencv-dev (<< 4.7~)")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
-set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${runtime} (>= ${PROJECT_VERSION}), python3 (>= 3.11), python3-numpy (>= 1:1.24)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "${runtime} (>= ${PROJECT_VERSION}), ${runtime} (<< ${next_interface})"
+    "python3 (>= 3.11), python3 (<< 4~), python3-numpy (>= 1:1.24), python3-numpy (<< 1:2~)")
+list(JOIN CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS ", " CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
     "${PROJECT_SOURCE_DIR}/cmake/debian/postinst" "${PROJECT_SOURCE_DIR}/cmake/debian/prerm")
 

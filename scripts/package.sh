@@ -2,9 +2,17 @@
 # Builds the Debian packages: the shared library, the development files, the program, and the NumPy package.
 #
 #   scripts/package.sh [FOLDER]     where they go; default: out/packages
+#   scripts/package.sh --date       prints the date of the files in them, in seconds, and makes none
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/scripts/lib.sh"
+# What a package holds depends neither on who builds it nor on when: files are dated by the changelog.
+changelog_date=$(sed -n 's/^ -- .*>  //p' "$root/cmake/debian/changelog.in")
+export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(date -d "$changelog_date" +%s)}
+if [ "${1:-}" = --date ]; then
+    echo "$SOURCE_DATE_EPOCH"
+    exit 0
+fi
 out=${1:-$root/out/packages}
 build=$root/build-package
 
@@ -22,7 +30,6 @@ build_in "$build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE
 echo "== Packages in $out"
 mkdir -p "$out"
 rm -f "$out"/*.deb
-# Permissions inside a package do not depend on who builds it.
 (umask 022 && cd "$build" && cpack -G DEB -B "$out" >cpack.log) || { cat "$build/cpack.log"; exit 1; }
 rm -rf "$out/_CPack_Packages"
 ls -1 "$out"
