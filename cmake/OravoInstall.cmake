@@ -13,8 +13,17 @@ function(oravo_compress file result)
   set(${result} "${compressed}" PARENT_SCOPE)
 endfunction()
 
-set(ORAVO_PYTHON_INSTALL_DIR "lib/python3/dist-packages" CACHE STRING
-    "Where the Python package goes, below the prefix; the default is Debian's place")
+# Debian's python3 looks for packages in /usr/lib/python3/dist-packages, and below other prefixes, /usr/local first, in a
+# folder of its own version.
+if(NOT DEFINED ORAVO_PYTHON_DIR)  # below the prefix
+  set(python_folder python3)
+  find_program(debian_python python3 PATHS /usr/bin NO_DEFAULT_PATH NO_CACHE)
+  if(debian_python AND NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    execute_process(COMMAND "${debian_python}" -c "import sys; print('python%d.%d' % sys.version_info[:2])"
+                    OUTPUT_VARIABLE python_folder OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+  set(ORAVO_PYTHON_DIR lib/${python_folder}/dist-packages)
+endif()
 
 # The public surface, which is every header outside detail/, and then those internal headers that it includes.
 file(GLOB headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}"
@@ -70,5 +79,10 @@ if(TARGET oravo-superres)
           DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT program)
 endif()
 
-install(DIRECTORY python/oravo_superres DESTINATION "${ORAVO_PYTHON_INSTALL_DIR}" COMPONENT python
+# What Python's own tools (importlib.metadata, pip list) read, as pip would write it.
+set(python_metadata "${CMAKE_CURRENT_BINARY_DIR}/oravo_superres-${PROJECT_VERSION}.dist-info")
+configure_file(cmake/python-metadata.in "${python_metadata}/METADATA" @ONLY)
+file(WRITE "${python_metadata}/INSTALLER" "cmake\n")
+install(DIRECTORY "${python_metadata}" DESTINATION "${ORAVO_PYTHON_DIR}" COMPONENT python)
+install(DIRECTORY python/oravo_superres DESTINATION "${ORAVO_PYTHON_DIR}" COMPONENT python
         FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)

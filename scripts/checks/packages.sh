@@ -19,6 +19,17 @@ echo "== lintian"
 # The packages are not on their way into Debian: no bug report waits for them.
 lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
 
+echo "== pip install ."
+need_packages python3-pip python3-setuptools python3-wheel python3-numpy git
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/tree"
+(cd "$root" && tracked_files | xargs -0 cp --parents -t "$work/tree")
+(cd "$work/tree" && /usr/bin/python3 -m pip install --no-index --no-deps --no-build-isolation --root-user-action=ignore \
+    --disable-pip-version-check --target "$work/pip" . >"$work/log" 2>&1) || { tail -n 30 "$work/log"; exit 1; }
+(cd "$work" && PYTHONPATH=$work/pip /usr/bin/python3 -c 'import oravo_superres as s
+with s.Session(16, 12): print(s.__version__, s._native.library()._name)')
+
 if [ "$(id -u)" -ne 0 ]; then
     echo "== not root: the packages were not installed"
     exit 0
@@ -29,7 +40,7 @@ chmod 755 "$clean"  # it is the root folder of users other than root, too
 mounted=0
 finish() {
     if [ "$mounted" -eq 1 ]; then umount "$clean/proc"; fi
-    rm -rf --one-file-system "$clean"
+    rm -rf --one-file-system "$clean" "$work"
 }
 trap finish EXIT
 
@@ -77,7 +88,7 @@ inside apt-get update -qq
 
 echo "== the program"
 # shellcheck disable=SC2046 # one word for each file
-apt_inside install $(built liboravo-superresolution0 oravo-superres)
+apt_inside install $(built liboravo-superresolution0.1 oravo-superres)
 inside sh -ec '
     oravo-superres simulate -o /burst --width 96 --height 80 --seed 3 >/dev/null
     oravo-superres enhance /burst -o /enlarged.tif >/dev/null
@@ -107,7 +118,7 @@ for host in /build/c_host /build/cpp_host /c_host; do
 done
 
 echo "== removal"
-apt_inside purge oravo-superres python3-oravo-superres liboravo-superresolution-dev liboravo-superresolution0
+apt_inside purge oravo-superres python3-oravo-superres liboravo-superresolution-dev liboravo-superresolution0.1
 left=$(traces)
 [ -z "$left" ] || { echo "left behind:"; echo "$left"; exit 1; }
 echo "nothing is left behind"
