@@ -14,12 +14,14 @@ namespace oravo {
 /// "source/path/without/extension: LINE: qualified::function(..)" and ends in a line end of its own.
 class ORAVO_EXPORT Exception : public std::exception {
   public:
+    /// @param message   what went wrong
+    /// @param location  where, as above
     Exception(const std::string& message, const std::string& location);
-    Exception(const Exception&) = default;
-    Exception& operator=(const Exception&) = default;
+    Exception(const Exception&) = default;             ///< copies the texts
+    Exception& operator=(const Exception&) = default;  ///< copies the texts
     ~Exception() override;
 
-    const char* what() const noexcept override;
+    const char* what() const noexcept override;  ///< message and location, see above
 
     /// What went wrong, without the location.
     const std::string& message() const noexcept { return message_; }

@@ -16,8 +16,8 @@ class ORAVO_EXPORT ImageIO {
     /// @param format  chooses among log back ends; without meaning while there is none.
     explicit ImageIO(int format);
 
-    bool isOpen() const;
-    void close();
+    bool isOpen() const;  ///< never, in this version
+    void close();         ///< closes the log; a closed one stays closed
 
     /// Writes one image; true when it was written. A closed log writes nothing and returns false.
     bool operator<<(const cv::Mat& image);

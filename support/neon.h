@@ -15,8 +15,9 @@
 
 typedef float float32x2_t __attribute__((vector_size(8)));
 typedef float float32x4_t __attribute__((vector_size(16)));
+/// Two vectors: what vld2q_f32 loads.
 struct float32x4x2_t {
-    float32x4_t val[2];
+    float32x4_t val[2];  ///< the even values, the odd values
 };
 
 ORAVO_NEON float32x4_t vld1q_f32(const float* p) {

@@ -42,8 +42,8 @@ class ORAVO_EXPORT BadPixel {
     /// Row first, column second. Both vectors are stored as they are, repeated reasons included.
     BadPixel(unsigned int y, unsigned int x, const std::vector<cv::Point_<unsigned int>>& replacementPixels,
              const std::vector<unsigned short>& defectReasons);
-    BadPixel(const BadPixel&) = default;
-    BadPixel& operator=(const BadPixel&) = default;
+    BadPixel(const BadPixel&) = default;             ///< copies every list
+    BadPixel& operator=(const BadPixel&) = default;  ///< copies every list
     virtual ~BadPixel();
 
     /// (column, row).
@@ -63,13 +63,14 @@ class ORAVO_EXPORT BadPixel {
     void addReplacementPixel(const cv::Point_<unsigned int>& p);
     /// Appends the point (x, y); row first.
     void addReplacementPixel(unsigned int y, unsigned int x);
+    /// (column, row) each, in the order of their adding.
     std::vector<cv::Point_<unsigned int>> getReplacementPixels() const;
-    unsigned int getNumberOfReplacementPixels() const;
-    void clearReplacements();
+    unsigned int getNumberOfReplacementPixels() const;  ///< as many as getReplacementPixels() has
+    void clearReplacements();                           ///< forgets the replacement pixels
 
     /// Appends every code that is not present yet, in the given order. The host chooses what codes mean.
     void addDefectReasons(const std::vector<unsigned short>& reasons);
-    std::vector<unsigned short> retrieveDefectReasons() const;
+    std::vector<unsigned short> retrieveDefectReasons() const;  ///< codes in the order of their adding
 
     /// Counts the values of an image. Bin b counts value lo + b; bin 0 also counts everything below lo, the
     /// last bin everything above hi.

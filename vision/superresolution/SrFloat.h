@@ -76,42 +76,42 @@ class ORAVO_EXPORT SrFloat {
 
     int getInputSize() const;   ///< pixels of an input frame
     int getOutputSize() const;  ///< pixels of the enlarged image
-    int getWindowSize() const;
+    int getWindowSize() const;  ///< frames kept
 
     /// Which frame of the window is the reference, counted back from the newest; 0 at first.
     /// Rejected outside [0, windowSize): "Invalid reference index specified."
     void setReferenceIndex(int index);
-    int getReferenceIndex() const;
+    int getReferenceIndex() const;  ///< counted back from the newest frame
 
     /// The most conjugate-gradient steps of a run; 8 at first.
     /// Rejected below 1: "Invalid maximum number of iterations specified."
     void setMaxCGIters(int iterations);
-    int getMaxCGIters() const;
+    int getMaxCGIters() const;  ///< the most steps of a run
 
     /// Standard deviation of the sensor's point-spread function in pixels of the enlarged image; 0.683 at
     /// first. Rejected when not positive: "Invalid standard deviation of the sensor psf specified."
     void setPsfSigma(float sigma);
-    float getPsfSigma() const;
+    float getPsfSigma() const;  ///< in pixels of the enlarged image
 
     /// Largest registration error at which a pixel is used; 0.0001 at first.
     /// Rejected outside (0, 1]: "Invalid maximum registration error specified."
     void setRegError(float error);
-    float getRegError() const;
+    float getRegError() const;  ///< the largest at which a pixel is used
 
     /// Relative residue at which the solver stops; 0.007 at first.
     /// Rejected below 1e-6: "Invalid total-variation term weight specified." (the text of the next setter)
     void setRelativeResidue(float residue);
-    float getRelativeResidue() const;
+    float getRelativeResidue() const;  ///< at which the solver stops
 
     /// Weight of the data against total variation; 400 at first.
     /// Rejected below 1: "Invalid total-variation term weight specified."
     void setWeightTV(float weight);
-    float getWeightTV() const;
+    float getWeightTV() const;  ///< of the data against total variation
 
     /// The range (maximum less minimum) that a frame must show to count as structured; 2 at first. The
     /// pipeline only keeps it for its host.
     void setMinStructureThreshold(float threshold);
-    float getMinStructureThreshold() const;
+    float getMinStructureThreshold() const;  ///< the least range of a structured frame
 
     /// Widens the plausible range of frames to come to signed 16-bit counts, or sets it back.
     void setDataIsNUC(bool isNUC);

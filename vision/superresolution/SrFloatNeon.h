@@ -58,24 +58,24 @@ class ORAVO_EXPORT SrFloatNeon {
 
     int getInputSize() const;   ///< pixels of an input frame
     int getOutputSize() const;  ///< pixels of the enlarged image
-    int getWindowSize() const;
+    int getWindowSize() const;  ///< frames kept
 
     // Parameters: meaning, first values, rejections and their texts are those of SrFloat.
 
-    void setReferenceIndex(int index);
-    int getReferenceIndex() const;
-    void setMaxCGIters(int iterations);
-    int getMaxCGIters() const;
-    void setPsfSigma(float sigma);
-    float getPsfSigma() const;
-    void setRegError(float error);
-    float getRegError() const;
-    void setRelativeResidue(float residue);
-    float getRelativeResidue() const;
-    void setWeightTV(float weight);
-    float getWeightTV() const;
-    void setMinStructureThreshold(float threshold);
-    float getMinStructureThreshold() const;
+    void setReferenceIndex(int index);               ///< counted back from the newest frame
+    int getReferenceIndex() const;                   ///< counted back from the newest frame
+    void setMaxCGIters(int iterations);              ///< the most steps of a run
+    int getMaxCGIters() const;                       ///< the most steps of a run
+    void setPsfSigma(float sigma);                   ///< in pixels of the enlarged image
+    float getPsfSigma() const;                       ///< in pixels of the enlarged image
+    void setRegError(float error);                   ///< the largest at which a pixel is used
+    float getRegError() const;                       ///< the largest at which a pixel is used
+    void setRelativeResidue(float residue);          ///< at which the solver stops
+    float getRelativeResidue() const;                ///< at which the solver stops
+    void setWeightTV(float weight);                  ///< of the data against total variation
+    float getWeightTV() const;                       ///< of the data against total variation
+    void setMinStructureThreshold(float threshold);  ///< the least range of a structured frame
+    float getMinStructureThreshold() const;          ///< the least range of a structured frame
 
     /// The whole shift of each frame in the last run, in input pixels, window order: frame(p + d) =
     /// reference(p).

@@ -49,25 +49,25 @@ class ORAVO_EXPORT SrFloatNeonMinimization {
 
     /// Standard deviation of the sensor's PSF in high-resolution pixels; 0.683 at first.
     void setPsfSigma(float sigma);
-    float getPsfSigma() const;
+    float getPsfSigma() const;  ///< in pixels of the enlarged image
 
     /// Weight of the data against total variation: the larger, the less smooth; 400 at first.
     void setWeightTV(float weight);
-    float getWeightTV() const;
+    float getWeightTV() const;  ///< of the data against total variation
 
     /// Differences below epsilon, in standard deviations of the reference frame, count as epsilon in the
     /// weights, those above 1 / epsilon as 1 / epsilon; 0.1 at first.
     void setEpsilon(float epsilon);
-    float getEpsilon() const;
+    float getEpsilon() const;  ///< in standard deviations of the reference frame
 
     /// The most conjugate-gradient steps of one reconstruction, over all passes; 8 at first. 0 gives the
     /// first estimate back.
     void setMaxIter(int maxIter);
-    int getMaxIter() const;
+    int getMaxIter() const;  ///< the most steps of one reconstruction
 
     /// Relative residue ||r|| / ||b|| at which the solver stops; 0.007 at first.
     void setRelRes(float relRes);
-    float getRelRes() const;
+    float getRelRes() const;  ///< at which the solver stops
 
   private:
     struct ORAVO_HIDDEN Family;

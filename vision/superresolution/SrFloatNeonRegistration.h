@@ -61,17 +61,17 @@ class ORAVO_EXPORT SrFloatNeonRegistration {
     /// Radius of the Gaussian blur of frames to come, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).
     /// With one outside 0 to 32767 prepareFrame throws oravo::Exception, and the frame cannot be registered.
     void setBlurRadius(int radius);
-    int getBlurRadius() const;
+    int getBlurRadius() const;  ///< of the Gaussian blur, in pixels
 
     /// Radius of the mean filter over the squared residuals, 3 at first; with a negative one doRegistration
     /// throws oravo::Exception.
     void setRegErrBlurRadius(int radius);
-    int getRegErrBlurRadius() const;
+    int getRegErrBlurRadius() const;  ///< of the mean filter, in pixels
 
     /// A pixel is valid where the filtered squared residual, in units of the reference's summed squared
     /// gradients, stays below this; 0.0001 at first.
     void setRegError(float error);
-    float getRegError() const;
+    float getRegError() const;  ///< the largest at which a pixel is used
 
   private:
     detail::Body<detail::CornerRegistration<float>> registration_;

@@ -56,19 +56,19 @@ class ORAVO_EXPORT SrFloatRegistration1 {
     /// Radius of the Gaussian blur, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).
     /// Throws oravo::Exception when the radius is negative or above 2^24, and then keeps the old one.
     void setGaussRadius(int radius);
-    int getGaussRadius() const;
+    int getGaussRadius() const;  ///< of the Gaussian blur, in pixels
 
     // The setters below do not validate their argument.
 
     /// Radius of the mean filter over the squared residuals, 3 at first; with a negative one doRegistration
     /// throws oravo::Exception.
     void setRegErrBlurRadius(int radius);
-    int getRegErrBlurRadius() const;
+    int getRegErrBlurRadius() const;  ///< of the mean filter, in pixels
 
     /// A pixel is valid where the filtered squared residual, in units of the reference's summed squared
     /// gradients, stays below this; 0.0001 at first.
     void setRegError(float error);
-    float getRegError() const;
+    float getRegError() const;  ///< the largest at which a pixel is used
 
   private:
     struct ORAVO_HIDDEN State;

@@ -37,8 +37,9 @@ class ORAVO_EXPORT SuperResolutionBadPixelHandling {
     /// @param maxDefectMaps  length of the history: the number of frames that the owner keeps, at least 1
     ///                       (0 counts as 1)
     explicit SuperResolutionBadPixelHandling(unsigned int maxDefectMaps);
-    SuperResolutionBadPixelHandling(const SuperResolutionBadPixelHandling&) = default;
-    SuperResolutionBadPixelHandling& operator=(const SuperResolutionBadPixelHandling&) = default;
+    SuperResolutionBadPixelHandling(const SuperResolutionBadPixelHandling&) = default;  ///< see above
+    SuperResolutionBadPixelHandling& operator=(const SuperResolutionBadPixelHandling&) =
+        default;  ///< see above
     virtual ~SuperResolutionBadPixelHandling();
 
     /// Sets the plausible range for frames to come: true for signed 16-bit counts, [-32768, 32767]; false for

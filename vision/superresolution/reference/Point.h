@@ -3,14 +3,14 @@
 
 /// A shift in low-resolution pixels: x to the right, y down.
 struct PointF {
-    float x;
-    float y;
+    float x;  ///< to the right
+    float y;  ///< down
 };
 
 /// A shift by whole pixels.
 struct PointI {
-    int x;
-    int y;
+    int x;  ///< to the right
+    int y;  ///< down
 };
 
 #endif

@@ -41,7 +41,7 @@ class ORAVO_EXPORT SuperResolution {
     /// size or factor that cannot be.
     SuperResolution(int W, int H, int N, float F);
     SuperResolution(const SuperResolution&) = delete;
-    SuperResolution& operator=(const SuperResolution&) = default;
+    SuperResolution& operator=(const SuperResolution&) = default;  ///< shares engines and images, see above
     ~SuperResolution() = default;
 
     /// Takes in the newest frame, evicting the oldest when the window is full.
@@ -111,27 +111,27 @@ class ORAVO_EXPORT SuperResolution {
     /// The most conjugate-gradient steps of a run; 8 at first.
     /// Rejected below 1: "Invalid maximum number of iterations specified."
     void setMaxCGIters(int iterations);
-    int getMaxCGIters() const;
+    int getMaxCGIters() const;  ///< the most steps of a run
 
     /// Standard deviation of the sensor's point-spread function in pixels of the enlarged image; 0.683 at
     /// first. Rejected when not positive: "Invalid standard deviation of the sensor psf specified."
     void setPsfSigma(float sigma);
-    float getPsfSigma() const;
+    float getPsfSigma() const;  ///< in pixels of the enlarged image
 
     /// Largest registration error at which a pixel is used; 0.0001 at first.
     /// Rejected outside (0, 1]: "Invalid maximum registration error specified."
     void setRegError(float error);
-    float getRegError() const;
+    float getRegError() const;  ///< the largest at which a pixel is used
 
     /// Relative residue at which the solver stops; 0.007 at first.
     /// Rejected below 1e-6: "Invalid total-variation term weight specified." (the text of the next setter)
     void setRelativeResidue(float residue);
-    float getRelativeResidue() const;
+    float getRelativeResidue() const;  ///< at which the solver stops
 
     /// Weight of the data against total variation; 400 at first.
     /// Rejected below 1: "Invalid total-variation term weight specified."
     void setWeightTV(float weight);
-    float getWeightTV() const;
+    float getWeightTV() const;  ///< of the data against total variation
 
   protected:
     /// Copies the latest enlarged image, converted as by computeSR.
