@@ -159,7 +159,8 @@ TEST_F(Program, ManualAndCompletionKnowEveryOption) {
     EXPECT_EQ(completed("''"), "enhance simulate evaluate defects\n");
     EXPECT_EQ(completed("enhance b --every --tv"), "--tv-weight\n");
     EXPECT_EQ(completed("enhance b --registration ''"), "corners phase\n");
-    EXPECT_EQ(completed("enhance b --encoding deci"), "decidegrees decidegrees-100 decikelvin decikelvin-4\n");
+    EXPECT_EQ(completed("enhance b --encoding deci"),
+              "decidegrees decidegrees-100 decikelvin decikelvin-4\n");
     EXPECT_EQ(completed("defects ''"), "detect repair merge\n");
     EXPECT_EQ(completed("defects detect x --ma"), "--marked --max-count\n");
 }
