@@ -1,16 +1,35 @@
 #!/usr/bin/env bash
-# clang-tidy over every source but tests and benchmarks, by the rules in .clang-tidy: check.sh tidy [FILE_PATTERN]
+# clang-tidy over sources, by the rules in .clang-tidy: all but tests and benchmarks, or those that a change touches
+#
+#   scripts/check.sh tidy                    all of capi, support, vision, tools and fuzz
+#   scripts/check.sh tidy FILE_PATTERN       those whose path has the pattern, a regular expression
+#   scripts/check.sh tidy --since COMMIT     those that differ from a commit, themselves or by a header of the same name
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
 
-need_packages $test_packages clang-14 clang-tidy-14 clang-tools-14
+need_packages $test_packages clang-14 clang-tidy-14 clang-tools-14 git
+folders='(capi|support|vision|tools|fuzz)'
+pattern=${1:-$PWD/$folders/.*[.]cpp}
+if [ "${1:-}" = --since ]; then
+    mapfile -t changed < <({ git -c safe.directory="$PWD" diff --name-only --diff-filter=d "$2" --
+        git -c safe.directory="$PWD" ls-files --others --exclude-standard; } |
+        grep -E "^$folders/.*[.](cpp|h)$" | sed 's/[.]h$/.cpp/' | sort -u)
+    names=()
+    for source in "${changed[@]}"; do
+        if [ -f "$source" ]; then names+=("${source//./[.]}"); fi
+    done
+    if [ "${#names[@]}" -eq 0 ]; then
+        echo "== no source differs from $2"
+        exit 0
+    fi
+    pattern="$PWD/($(IFS='|' && echo "${names[*]}"))\$"
+fi
 cmake -S . -B build-tidy -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER=clang-14 \
     -DCMAKE_CXX_COMPILER=clang++-14 >/dev/null
 log=build-tidy/tidy.log
 status=0
-run-clang-tidy-14 -p build-tidy -quiet -j "$(nproc)" \
-    "${1:-$PWD/(capi|support|vision|tools|fuzz)/.*[.]cpp}" >"$log" 2>&1 || status=$?
+run-clang-tidy-14 -p build-tidy -quiet -j "$(nproc)" "$pattern" >"$log" 2>&1 || status=$?
 sources=$(grep -c '^clang-tidy-14 ' "$log") || true
 if [ "$status" -ne 0 ] || [ "$sources" -eq 0 ]; then
     # In plain text, without the commands and the count of what system headers were forgiven.
