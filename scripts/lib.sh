@@ -25,7 +25,8 @@ need_packages() {
     fi
     echo "== installing ${missing[*]}"
     as_root apt-get update -qq
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+    # What the machine has stays: a package that cannot be installed beside it has to fail.
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}"
 }
 
 # Configures and builds the project with warnings as errors: build_in FOLDER [CMAKE_ARGUMENT...] [-- TARGET...]
