@@ -24,15 +24,14 @@ constexpr char kBlankSeparated = ' ';
 /// A line of the text and its numbers, which lie elsewhere. Small: a line may be as short as one digit.
 struct Row {
     const double* values = nullptr;  ///< NaN for a field that is no number
-    const char* text = nullptr;
-    std::uint32_t length = 0;  ///< of the text
-    std::uint32_t line = 0;    ///< its number, from 1
+    std::uint32_t start = 0;         ///< of the line, in a text of at most 1 GiB
+    std::uint32_t length = 0;
+    std::uint32_t line = 0;  ///< its number, from 1
     std::uint32_t fields = 0;
     std::uint32_t faults = 0;      ///< fields that are no numbers
     std::uint32_t firstFault = 0;  ///< the place of the first of them, from 1
 
     bool isNumeric() const { return faults == 0; }
-    std::string_view asText() const { return {text, length}; }
 };
 
 /// The ASCII characters of UTF-16 text behind its byte-order mark, '?' for all others.
@@ -120,10 +119,20 @@ class Fields {
     char separator_;
 };
 
+/// What stands around the numbers.
+struct Form {
+    std::string name;
+    std::string_view text;
+    char separator;
+
+    std::string_view line(const Row& row) const { return text.substr(row.start, row.length); }
+};
+
 /// Reads a line, whose numbers go to the end of those given.
-Row rowOf(std::string_view line, std::uint32_t number, char separator, std::vector<double>& numbers) {
-    Row row{numbers.data() + numbers.size(), line.data(), static_cast<std::uint32_t>(line.size()), number};
-    for (Fields fields(line, separator); fields.more();) {
+Row rowOf(std::string_view line, std::uint32_t number, const Form& form, std::vector<double>& numbers) {
+    Row row{numbers.data() + numbers.size(), static_cast<std::uint32_t>(line.data() - form.text.data()),
+            static_cast<std::uint32_t>(line.size()), number};
+    for (Fields fields(line, form.separator); fields.more();) {
         double value = 0.0;
         ++row.fields;
         if (!parseNumber(fields.next(), value)) {
@@ -149,22 +158,16 @@ UserError faultAt(const std::string& name, const Row& row, const std::string& fa
     return inputError(format("%s: line %u ", name.c_str(), row.line) + fault);
 }
 
-std::string faultIn(const Row& row, char separator) {
-    Fields fields(row.asText(), separator);
+std::string faultIn(const Row& row, const Form& form) {
+    Fields fields(form.line(row), form.separator);
     for (std::uint32_t i = 1; i < row.firstFault; ++i) fields.next();
     const std::string_view fault = fields.next();
     if (fault.empty()) return format("has nothing in column %u", row.firstFault);
     return format("has %s in column %u, where a number is wanted", excerpt(fault).c_str(), row.firstFault);
 }
 
-/// What stands around the numbers.
-struct Form {
-    std::string name;
-    char separator;
-};
-
 void checkRow(const Row& row, std::uint32_t columns, const Form& form) {
-    if (!row.isNumeric()) throw faultAt(form.name, row, faultIn(row, form.separator));
+    if (!row.isNumeric()) throw faultAt(form.name, row, faultIn(row, form));
     if (row.fields != columns) {
         throw faultAt(form.name, row, format("has %u numbers, but others have %u", row.fields, columns));
     }
@@ -188,11 +191,11 @@ struct Digits {
 };
 
 /// Whether the numbers that commas separate look like halves of numbers with a decimal comma.
-bool looksHalved(const std::vector<Row>& rows) {
+bool looksHalved(const std::vector<Row>& rows, const Form& form) {
     Digits wholes, decimals;
     for (const Row& row : rows) {
         if (row.fields % 2 != 0) return false;
-        std::string_view rest = trimmed(row.asText());
+        std::string_view rest = trimmed(form.line(row));
         for (std::uint32_t i = 0; i < row.fields; ++i) {
             if (!(i % 2 == 0 ? wholes : decimals).add(nextField(rest, ','))) return false;
         }
@@ -243,7 +246,7 @@ std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const Form& 
         const Row& longest = *std::max_element(
             rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.fields < b.fields; });
         throw inputError(form.name + format(": holds no matrix of numbers; line %u ", longest.line) +
-                         faultIn(longest, form.separator));
+                         faultIn(longest, form));
     }
     auto first = std::find_if(rows.begin(), rows.end(),
                               [&](const Row& row) { return row.isNumeric() && row.fields == columns; });
@@ -288,7 +291,7 @@ cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
     std::size_t lines = 0;
     forEachLine(text, [&](std::string_view, std::uint32_t) { ++lines; });
     if (lines == 0) throw inputError(name + ": is empty");
-    const Form form{name, separatorOf(text)};
+    const Form form{name, text, separatorOf(text)};
     const std::size_t fields =
         lines + static_cast<std::size_t>(std::count(text.begin(), text.end(), form.separator));
     // Twice for the matrix in the end.
@@ -298,10 +301,10 @@ cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
     std::vector<Row> all;
     all.reserve(lines);
     forEachLine(text, [&](std::string_view line, std::uint32_t number) {
-        all.push_back(rowOf(line, number, form.separator, numbers));
+        all.push_back(rowOf(line, number, form, numbers));
     });
     const auto [rows, labelled] = matrixRows(std::move(all), form);
-    if (form.separator == ',' && looksHalved(rows)) {
+    if (form.separator == ',' && looksHalved(rows, form)) {
         throw inputError(name +
                          ": commas seem to separate numbers and to mark their decimals as well; "
                          "separate numbers by semicolons or tabs, or write decimal points");
