@@ -22,24 +22,6 @@
 namespace oravo::vision::detail {
 namespace {
 
-#ifdef ORAVO_EXACT_MEMORY
-
-/// Memory that ends where it says, each block by itself: room for alignment would hide a step beyond the end, and memory
-/// that does not come from the allocator a leak.
-std::shared_ptr<void> fromAllocator(std::size_t bytes) {
-    void* memory = std::calloc(bytes, 1);
-    if (memory == nullptr) {
-        giveBackMemory(bytes);
-        throw std::bad_alloc();
-    }
-    return std::shared_ptr<void>(memory, [bytes](void* block) {
-        std::free(block);
-        giveBackMemory(bytes);
-    });
-}
-
-#else
-
 constexpr std::size_t kAlignment = 64;
 
 void* alignedUp(void* memory, std::size_t alignment) {
@@ -79,13 +61,22 @@ std::shared_ptr<void> fromSystem(std::size_t bytes) {
 }
 #endif
 
-std::shared_ptr<void> fromAllocator(std::size_t bytes) {
-#ifdef __linux__
-    if (bytes >= 2 * kHugePage) return fromSystem(bytes);
-#endif
-    return fromHeap(bytes);
-}
+#ifdef ORAVO_EXACT_MEMORY
+constexpr std::size_t kLargestExact = std::size_t{64} << 20;  // beyond, the sanitizer's own records take long
 
+/// Memory that ends where it says, each block by itself: room for alignment would hide a step beyond the end, and memory
+/// that does not come from the allocator a leak.
+std::shared_ptr<void> ofExactSize(std::size_t bytes) {
+    void* memory = std::calloc(bytes, 1);
+    if (memory == nullptr) {
+        giveBackMemory(bytes);
+        throw std::bad_alloc();
+    }
+    return std::shared_ptr<void>(memory, [bytes](void* block) {
+        std::free(block);
+        giveBackMemory(bytes);
+    });
+}
 #endif
 
 }  // namespace
@@ -93,7 +84,13 @@ std::shared_ptr<void> fromAllocator(std::size_t bytes) {
 std::shared_ptr<void> zeroedMemory(std::size_t bytes) {
     if (bytes > std::numeric_limits<std::size_t>::max() / 2) throw std::bad_alloc();
     promiseMemory(bytes);
-    return fromAllocator(bytes);
+#ifdef ORAVO_EXACT_MEMORY
+    if (bytes < kLargestExact) return ofExactSize(bytes);
+#endif
+#ifdef __linux__
+    if (bytes >= 2 * kHugePage) return fromSystem(bytes);
+#endif
+    return fromHeap(bytes);
 }
 
 }  // namespace oravo::vision::detail
