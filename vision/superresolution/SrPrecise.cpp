@@ -1,0 +1,209 @@
+#include "vision/superresolution/SrPrecise.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "support/CodeLocation.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/precise/Reconstruction.h"
+
+namespace oravo::vision {
+namespace {
+
+using detail::precise::FrameState;
+using detail::precise::Motion;
+using detail::precise::Reconstruction;
+using detail::precise::ReconstructionOptions;
+
+constexpr const char* kSource = "vision/superresolution/SrPrecise";
+constexpr int kMostFactor = 4;
+constexpr double kLeastSigma = 0.3, kMostSigma = 3.0;
+
+std::string number(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", value);
+    return text;
+}
+
+void check(bool holds, const std::string& message, int line, const char* function) {
+    if (!holds) raise(message, CodeLocation{kSource, line, function});
+}
+
+std::uint32_t patternOf(float value) {
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+float valueOf(std::uint32_t bits) {
+    float value = 0.0f;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+bool isCode(float value) {
+    const std::uint32_t bits = patternOf(value);
+    return bits == CODE_OVER_RANGE || bits == CODE_UNDER_RANGE || bits == CODE_BAD_PIXEL ||
+           bits == CODE_INVALID;
+}
+
+bool hasValue(float value, const SrPreciseOptions& options) {
+    return !isCode(value) && value >= options.lowest && value <= options.highest;
+}
+
+/// What stands for a pixel that no frame has a value for.
+std::uint32_t codeFor(float value, const SrPreciseOptions& options) {
+    if (isCode(value)) return patternOf(value);
+    if (value > options.highest) return CODE_OVER_RANGE;
+    if (value < options.lowest) return CODE_UNDER_RANGE;
+    return CODE_INVALID;
+}
+
+SrPreciseFrame describe(const FrameState& state, double contrast) {
+    SrPreciseFrame frame;
+    frame.used = state.used;
+    if (!state.used) return frame;
+    // p = q + t + A q, so q = (I + A)^-1 (p - t).
+    const Motion& m = state.motion;
+    const double determinant = (1.0 + m.axx) * (1.0 + m.ayy) - m.axy * m.ayx;
+    const double inverse[2][2] = {{(1.0 + m.ayy) / determinant, -m.axy / determinant},
+                                  {-m.ayx / determinant, (1.0 + m.axx) / determinant}};
+    frame.dx = -(inverse[0][0] * m.tx + inverse[0][1] * m.ty);
+    frame.dy = -(inverse[1][0] * m.tx + inverse[1][1] * m.ty);
+    for (int i = 0; i < 2; ++i) {
+        for (int j = 0; j < 2; ++j) frame.linear[i][j] = inverse[i][j] - (i == j ? 1.0 : 0.0);
+    }
+    frame.dxError = state.errors.x;
+    frame.dyError = state.errors.y;
+    frame.gain = state.gain;
+    // Normalised values are (value - mean) / contrast on both sides.
+    frame.offset = contrast * state.offset;
+    frame.misfit = contrast * state.scale;
+    double sum = 0.0;
+    for (const float weight : state.weight) sum += weight;
+    frame.weight = sum / static_cast<double>(state.weight.size());
+    return frame;
+}
+
+}  // namespace
+
+SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
+    : width_(width), height_(height), options_(options) {
+    constexpr const char* kWhere = "oravo::vision::SrPrecise::SrPrecise";
+    check(width >= kMinSide && height >= kMinSide,
+          "Frames of " + std::to_string(width) + " x " + std::to_string(height) +
+              " pixels: each side has to be at least " + std::to_string(kMinSide) + ".",
+          __LINE__, kWhere);
+    check(
+        options.factor >= 1 && options.factor <= kMostFactor,
+        "Factor " + std::to_string(options.factor) + " is not from 1 to " + std::to_string(kMostFactor) + ".",
+        __LINE__, kWhere);
+    const double columns = static_cast<double>(options.factor) * width,
+                 rows = static_cast<double>(options.factor) * height;
+    check(columns * rows < 0.5 * std::numeric_limits<int>::max(),
+          "An image of " + number(columns) + " x " + number(rows) + " pixels is too large.", __LINE__,
+          kWhere);
+    check(options.psfSigma >= kLeastSigma && options.psfSigma <= kMostSigma,
+          "Blur of " + number(options.psfSigma) + " pixels is not from " + number(kLeastSigma) + " to " +
+              number(kMostSigma) + ".",
+          __LINE__, kWhere);
+    check(options.lowest < options.highest,
+          "Lowest value " + number(options.lowest) + " is not below the highest, " + number(options.highest) +
+              ".",
+          __LINE__, kWhere);
+    check(options.smoothness >= 0.0 && std::isfinite(options.smoothness),
+          "Smoothness " + number(options.smoothness) + " is not a number from 0 on.", __LINE__, kWhere);
+}
+
+SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, int reference) const {
+    constexpr const char* kWhere = "oravo::vision::SrPrecise::compute";
+    const int count = static_cast<int>(frames.size());
+    check(count >= 1 && frames.size() <= kMaxFrames,
+          std::to_string(frames.size()) + " frames: 1 to " + std::to_string(kMaxFrames) + " make an image.",
+          __LINE__, kWhere);
+    check(reference >= 0 && reference < count,
+          "Reference frame " + std::to_string(reference) + " is not one of " + std::to_string(count) +
+              " frames.",
+          __LINE__, kWhere);
+    ReconstructionOptions options;
+    options.factor = options_.factor;
+    options.sigma = 0.5 * options_.factor * static_cast<double>(options_.psfSigma);
+    options.strength = options_.smoothness;
+    options.findDeadPixels = options_.findDeadPixels;
+    options.findPattern = options_.findPattern;
+    options.deviation = options_.deviation;
+    options.progress = options_.progress;
+    Reconstruction run(width_, height_, options);
+    const std::size_t area = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
+    std::vector<float> values(area), present(area);
+    for (int k = 0; k < count; ++k) {
+        const cv::Mat_<float>& frame = frames[static_cast<std::size_t>(k)];
+        check(frame.rows == height_ && frame.cols == width_,
+              "Frame " + std::to_string(k) + " is " + std::to_string(frame.cols) + " x " +
+                  std::to_string(frame.rows) + " pixels, not " + std::to_string(width_) + " x " +
+                  std::to_string(height_) + ".",
+              __LINE__, kWhere);
+        std::size_t known = 0;
+        for (int y = 0; y < height_; ++y) {
+            for (int x = 0; x < width_; ++x) {
+                const std::size_t q = static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
+                                      static_cast<std::size_t>(x);
+                const bool valid = hasValue(frame(y, x), options_);
+                values[q] = valid ? frame(y, x) : 0.0f;
+                present[q] = valid ? 1.0f : 0.0f;
+                known += valid ? 1 : 0;
+            }
+        }
+        check(known > 0 || k != reference,
+              "The reference frame has no value in [" + number(options_.lowest) + ", " +
+                  number(options_.highest) + "].",
+              __LINE__, kWhere);
+        run.addFrame(values.data(), present.data());
+    }
+    try {
+        run.run(reference);
+    } catch (const detail::precise::Cancelled&) {
+        check(false, "Cancelled", __LINE__, kWhere);
+    }
+
+    SrPreciseResult result;
+    const int columns = options_.factor * width_, rows = options_.factor * height_;
+    result.image.create(rows, columns);
+    result.weight.create(rows, columns);
+    run.copyImage(result.image[0]);
+    run.copyWeight(result.weight[0]);
+    if (options_.deviation) {
+        result.deviation.create(rows, columns);
+        run.copyDeviation(result.deviation[0]);
+    }
+    const cv::Mat_<float>& base = frames[static_cast<std::size_t>(reference)];
+    for (int y = 0; y < rows; ++y) {
+        for (int x = 0; x < columns; ++x) {
+            float& value = result.image(y, x);
+            if (std::isnan(value))
+                value = valueOf(codeFor(base(y / options_.factor, x / options_.factor), options_));
+        }
+    }
+    for (const FrameState& state : run.frames()) result.frames.push_back(describe(state, run.contrast()));
+    for (const std::size_t q : run.deadPixels()) {
+        result.deadPixels.emplace_back(static_cast<int>(q % static_cast<std::size_t>(width_)),
+                                       static_cast<int>(q / static_cast<std::size_t>(width_)));
+    }
+    if (run.pattern().size() != 0) {
+        result.pattern.create(height_, width_);
+        for (std::size_t q = 0; q < area; ++q) {
+            result.pattern.ptr<float>(0)[q] = static_cast<float>(run.contrast() * run.pattern()[q]);
+        }
+    }
+    result.contrast = run.contrast();
+    result.noise = run.noise();
+    result.smoothness = run.withheld().strength;
+    result.withheldError = run.contrast() * run.withheld().error;
+    result.bicubicError = run.contrast() * run.withheld().bicubicError;
+    result.withheldPixels = run.withheld().pixels;
+    return result;
+}
+
+}  // namespace oravo::vision

@@ -1,0 +1,114 @@
+#ifndef ORAVO_VISION_SRPRECISE_H
+#define ORAVO_VISION_SRPRECISE_H
+
+#include <functional>
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "support/Export.h"
+
+namespace oravo::vision {
+
+/// What SrPrecise may be told. The defaults suit every burst; nothing has to be tuned.
+struct SrPreciseOptions {
+    /// Enlargement, 1 to 4.
+    int factor = 2;
+    /// Total blur of the camera, optics and pixel, as the standard deviation of a Gaussian in pixels of the image at
+    /// factor 2 (half a pixel of the frames), from 0.3 to 3. At other factors it is scaled with the image.
+    float psfSigma = 0.683f;
+    /// Values outside [lowest, highest] count as defects, as do NaN, infinities and the status codes of pixels.
+    float lowest = -274.0f;
+    float highest = 5000.0f;
+    /// Weight of the smoothness prior, in units of the scene's contrast; 0 chooses it by predicting withheld pixels.
+    double smoothness = 0.0;
+    /// Find sensor pixels that do not follow the scene, and leave them out.
+    bool findDeadPixels = true;
+    /// Estimate the sensor's fixed pattern (columns, rows, pixels) and subtract it where there is one.
+    bool findPattern = true;
+    /// Estimate standard deviations, which costs about a tenth of the time.
+    bool deviation = true;
+    /// Called now and then with the share of the work that is done, 0 to 1, on the calling thread; returning false ends
+    /// the run with an oravo::Exception "Cancelled". May be empty.
+    std::function<bool(double)> progress;
+};
+
+/// What was found out about one frame.
+struct SrPreciseFrame {
+    /// Whether the frame takes part. One that shows nothing the reference shows does not.
+    bool used = false;
+    /// Displacement of the frame's centre in pixels of the frames: frame(p + d) = reference(p), x right, y down.
+    double dx = 0.0, dy = 0.0;
+    /// Standard errors of dx and dy from the misfit, by least squares.
+    double dxError = 0.0, dyError = 0.0;
+    /// Linear part of the motion about the centre: reference pixel p lies at p + d + linear p of the frame. Row by row; all
+    /// zero when a translation explains the frame.
+    double linear[2][2] = {};
+    /// value = gain reference + offset, with offset in the frames' unit at the reference's mean value.
+    double gain = 1.0, offset = 0.0;
+    /// Standard deviation of what the image leaves unexplained of the frame, in the frames' unit, by its median.
+    double misfit = 0.0;
+    /// Mean weight of the frame's pixels, from 0 to 1.
+    double weight = 0.0;
+};
+
+/// An enlarged image and what is known about it. Images are rows x columns, factor times those of the frames; frame pixel i
+/// of the reference lies at factor i + (factor - 1) / 2.
+struct SrPreciseResult {
+    /// In the frames' unit. A pixel that no frame has a value for carries a status code: the one of the reference frame's
+    /// pixel, CODE_OVER_RANGE or CODE_UNDER_RANGE for values beyond the limits, CODE_INVALID for all else.
+    cv::Mat_<float> image;
+    /// Standard deviation of the image's noise, in the frames' unit; NaN where the image has no value. Empty unless asked
+    /// for. What the camera blurs away and the prior guesses is not part of it.
+    cv::Mat_<float> deviation;
+    /// How many frames' worth of trusted values lie on each pixel.
+    cv::Mat_<float> weight;
+    std::vector<SrPreciseFrame> frames;  ///< in the order of the frames
+    std::vector<cv::Point> deadPixels;   ///< of the frames, row by row
+    cv::Mat_<float> pattern;  ///< of the sensor, rows x columns of the frames; empty when none was found
+    double contrast = 0.0;    ///< standard deviation of the reference frame
+    double noise = 0.0;       ///< median over the frames of their misfit
+    double smoothness = 0.0;  ///< weight of the prior that was used
+    /// Root mean square error of predicting pixels of frames other than the reference that were withheld, by the image and
+    /// by bicubic interpolation of the reference, in the frames' unit; 0 when there was nothing to predict.
+    double withheldError = 0.0, bicubicError = 0.0;
+    std::size_t withheldPixels = 0;
+};
+
+/// The best image that a burst can yield: all frames are explained at once by one image, seen through the camera's blur
+/// from where each frame really was.
+///
+///     y_k(q) = g_k (B x)(W_k(q)) + o_k + p(q) + noise
+///
+/// W_k is a translation, similarity or affine map, the simplest that explains the frame, refined against the image; g_k
+/// and o_k its gain and offset; B a Gaussian blur that is exact for every displacement; p the sensor's pattern. Values
+/// weigh as much as they agree with the image (Cauchy's weight, scale by the median misfit). The prior is first plus
+/// second order total variation, its weight the one that best predicts pixels which were withheld.
+///
+/// One object serves any number of runs; different objects may work on different threads at once. Results have the same
+/// bits on every machine. Throws oravo::Exception with a message that names value and bound.
+class ORAVO_EXPORT SrPrecise {
+  public:
+    static constexpr int kMinSide = 8;  ///< of frames, pixels
+    static constexpr int kMaxFrames = 64;
+
+    /// @param width, height  of the frames, at least kMinSide each
+    SrPrecise(int width, int height, const SrPreciseOptions& options = SrPreciseOptions());
+
+    /// Reconstructs one image.
+    /// @param frames     1 to kMaxFrames matrices of height x width; rows may be padded; not changed
+    /// @param reference  index of the frame on whose grid and at whose gain and offset the image lies
+    /// Throws when a size, the number of frames or the index is wrong, or when the reference frame has no value at all.
+    SrPreciseResult compute(const std::vector<cv::Mat_<float>>& frames, int reference) const;
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+    const SrPreciseOptions& options() const { return options_; }
+
+  private:
+    int width_, height_;
+    SrPreciseOptions options_;
+};
+
+}  // namespace oravo::vision
+
+#endif

@@ -1,0 +1,95 @@
+#include "vision/superresolution/detail/precise/BicubicReference.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr double kA = -0.75;
+
+struct Taps {
+    int first;
+    double weight[4];
+};
+
+Taps tapsAt(double place) {
+    const double cell = std::floor(place);
+    Taps taps{static_cast<int>(cell) - 1, {}};
+    const double t = place - cell;
+    const double inner[2] = {t, 1.0 - t}, outer[2] = {t + 1.0, 2.0 - t};
+    for (int i = 0; i < 2; ++i) {
+        const double s = inner[i], far = outer[i];
+        taps.weight[i == 0 ? 1 : 2] = ((kA + 2.0) * s - (kA + 3.0)) * s * s + 1.0;
+        taps.weight[i == 0 ? 0 : 3] = ((kA * far - 5.0 * kA) * far + 8.0 * kA) * far - 4.0 * kA;
+    }
+    return taps;
+}
+
+/// Gives pixels without a value the mean of their neighbours' values, from the rim of a hole inwards.
+void fillHoles(std::vector<float>& values, std::vector<char>& known, int width, int height) {
+    for (bool missing = true, any = true; missing && any;) {
+        missing = any = false;
+        const std::vector<char> before = known;
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                const std::size_t q = static_cast<std::size_t>(y * width + x);
+                if (before[q]) continue;
+                double sum = 0.0;
+                int count = 0;
+                for (int j = std::max(0, y - 1); j <= std::min(height - 1, y + 1); ++j) {
+                    for (int i = std::max(0, x - 1); i <= std::min(width - 1, x + 1); ++i) {
+                        const std::size_t beside = static_cast<std::size_t>(j * width + i);
+                        if (!before[beside]) continue;
+                        sum += values[beside];
+                        ++count;
+                    }
+                }
+                missing = true;
+                if (count == 0) continue;
+                values[q] = static_cast<float>(sum / count);
+                known[q] = 1;
+                any = true;
+            }
+        }
+    }
+}
+
+}  // namespace
+
+BicubicReference::BicubicReference(const FrameState& frame, int width, int height,
+                                   const Buffer<float>& pattern)
+    : width_(width), height_(height), values_(frame.values.begin(), frame.values.end()) {
+    std::vector<char> known(values_.size());
+    for (std::size_t q = 0; q < values_.size(); ++q) {
+        known[q] = frame.present[q] > 0.0f;
+        if (pattern.size() != 0) values_[q] -= pattern[q];
+    }
+    fillHoles(values_, known, width, height);
+}
+
+double BicubicReference::at(double x, double y) const {
+    const Taps across = tapsAt(x), down = tapsAt(y);
+    double sum = 0.0;
+    for (int j = 0; j < 4; ++j) {
+        const int row = std::clamp(down.first + j, 0, height_ - 1);
+        double line = 0.0;
+        for (int i = 0; i < 4; ++i) {
+            const int column = std::clamp(across.first + i, 0, width_ - 1);
+            line += across.weight[i] * values_[static_cast<std::size_t>(row * width_ + column)];
+        }
+        sum += down.weight[j] * line;
+    }
+    return sum;
+}
+
+void BicubicReference::enlarge(const Grid& grid, const PaddedImage& image) const {
+    const double offset = 0.5 * (grid.factor - 1) + grid.margin;
+    for (int y = 0; y < grid.rows(); ++y) {
+        for (int x = 0; x < grid.columns(); ++x) {
+            image.row(y)[x] = static_cast<float>(at((x - offset) / grid.factor, (y - offset) / grid.factor));
+        }
+    }
+}
+
+}  // namespace oravo::vision::detail::precise

@@ -1,0 +1,70 @@
+#include "vision/superresolution/detail/precise/CameraBlur.h"
+
+#include <cmath>
+
+#include "vision/superresolution/detail/precise/SeparableFilter.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+BlurTaps designTaps(double sigma) {
+    constexpr int kSteps = 4096;
+    double exact[kBlurRadius + 1] = {};
+    for (int i = 0; i < kSteps; ++i) {
+        const double w = kPi * (i + 0.5) / kSteps;
+        const double sinc = std::sin(0.5 * w) / (0.5 * w);
+        const double response = std::exp(-0.5 * sigma * sigma * w * w) / (sinc * sinc * sinc * sinc);
+        for (int n = 0; n <= kBlurRadius; ++n) exact[n] += response * std::cos(n * w) / kSteps;
+    }
+    double sum = exact[0];
+    for (int n = 1; n <= kBlurRadius; ++n) sum += 2.0 * exact[n];
+    BlurTaps taps;
+    for (int n = 0; n <= kBlurRadius; ++n) taps.taps[n] = static_cast<float>(exact[n] / sum);
+    return taps;
+}
+
+}  // namespace
+
+CameraBlur::CameraBlur(const Grid& grid, double sigma)
+    : grid_(grid), taps_(designTaps(sigma)), joined_(grid.columns(), grid.rows()), line_(grid.columns(), 1) {
+}
+
+void CameraBlur::toCoefficients(const PaddedImage& image, const SplineImage& coefficients) const {
+    image.mirrorPads();
+    for (int y = 0; y < image.rows(); ++y) {
+        filterRow(taps_, image, y, line_, joined_.row(0));
+        splitRow(joined_.row(0), coefficients, y);
+    }
+}
+
+void CameraBlur::unsorted(const SplineImage& coefficients, const PaddedImage& image) const {
+    for (int y = 0; y < image.rows(); ++y) joinRow(coefficients, y, image.row(y));
+}
+
+void CameraBlur::fromCoefficients(const SplineImage& coefficients, const PaddedImage& image) const {
+    unsorted(coefficients, joined_);
+    joined_.mirrorPads();
+    for (int y = 0; y < image.rows(); ++y) filterRow(taps_, joined_, y, line_, image.row(y));
+}
+
+void CameraBlur::splitRow(const float* row, const SplineImage& coefficients, int y) const {
+    const int n = grid_.columns();
+    if (grid_.factor == 2) {
+        preciseKernels().split(row, n, coefficients.row(y, 0), coefficients.row(y, 1));
+        return;
+    }
+    for (int i = 0; i < n; ++i) coefficients.row(y, i % grid_.factor)[i / grid_.factor] = row[i];
+}
+
+void CameraBlur::joinRow(const SplineImage& coefficients, int y, float* row) const {
+    const int n = grid_.columns();
+    if (grid_.factor == 2) {
+        preciseKernels().join(coefficients.row(y, 0), coefficients.row(y, 1), n, row);
+        return;
+    }
+    for (int i = 0; i < n; ++i) row[i] = coefficients.row(y, i % grid_.factor)[i / grid_.factor];
+}
+
+}  // namespace oravo::vision::detail::precise

@@ -1,0 +1,41 @@
+#ifndef ORAVO_VISION_DETAIL_PRECISE_CAMERABLUR_H
+#define ORAVO_VISION_DETAIL_PRECISE_CAMERABLUR_H
+
+#include "vision/superresolution/detail/precise/PaddedImage.h"
+#include "vision/superresolution/detail/precise/SplineGrid.h"
+
+namespace oravo::vision::detail::precise {
+
+/// The part of the camera's blur that all frames share: between the image and the coefficients of cubic B-splines that
+/// frames sample. A spline blurs by itself, with the transfer function sinc^4 (M. Unser, "Splines: a perfect fit for
+/// signal and image processing", IEEE Signal Processing Magazine 16(6), 1999); this filter supplies the rest, so that
+/// both together are a Gaussian of standard deviation sigma, in pixels of the image, wherever between the pixels of the
+/// image a sample lies. Its taps are the Fourier coefficients of exp(-sigma^2 w^2 / 2) / sinc^4(w / 2) on [-pi, pi],
+/// scaled to the sum 1. At its border the image is mirrored, which keeps the filter its own adjoint.
+class CameraBlur {
+  public:
+    CameraBlur(const Grid& grid, double sigma);
+
+    /// coefficients = filtered image; fills the image's pads.
+    void toCoefficients(const PaddedImage& image, const SplineImage& coefficients) const;
+    /// The adjoint.
+    void fromCoefficients(const SplineImage& coefficients, const PaddedImage& image) const;
+
+    /// The coefficients themselves, in the order of an image's pixels.
+    void unsorted(const SplineImage& coefficients, const PaddedImage& image) const;
+
+    const BlurTaps& taps() const { return taps_; }
+
+  private:
+    void splitRow(const float* row, const SplineImage& coefficients, int y) const;
+    void joinRow(const SplineImage& coefficients, int y, float* row) const;
+
+    Grid grid_;
+    BlurTaps taps_;
+    PaddedImage joined_;
+    PaddedImage line_;
+};
+
+}  // namespace oravo::vision::detail::precise
+
+#endif

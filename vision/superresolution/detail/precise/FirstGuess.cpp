@@ -1,0 +1,312 @@
+#include "vision/superresolution/detail/precise/FirstGuess.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "vision/superresolution/detail/precise/SeparableFilter.h"
+#include "vision/superresolution/detail/precise/Statistics.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr double kBlur = 1.5;          ///< of the frames, pixels
+constexpr double kLevelBlur = 1.2;     ///< before every second pixel is taken
+constexpr int kCoarsest = 48;          ///< frames whose shorter side is longer are halved
+constexpr int kFarthest = 40;          ///< longest shift that is searched, in pixels of the coarsest level
+constexpr int kPeaks = 3;              ///< of the correlation
+constexpr std::size_t kFinalists = 2;  ///< candidates that finer levels go on with
+constexpr double kLeastOverlap = 0.3;  ///< of the frame; candidates of less lose against others
+
+// A motion model beyond a translation has to be seen: blurred noise is correlated, so the errors of least squares are
+// several times too small.
+constexpr double kSignificance = 20.0;
+constexpr double kVisibleTurn = 0.01;  ///< pixels at the frame's end
+constexpr double kVisibleShear = 0.05;
+
+// Agreement of blurred frames: misfits beyond kTolerance standard deviations, of noise and of so many pixels of
+// displacement.
+constexpr double kDisplacement = 0.03;
+constexpr double kTolerance = 2.0;
+constexpr double kMostMisfit = 20.0;     ///< standard deviations that one pixel may add to its neighbourhood
+constexpr double kLeastExplained = 0.5;  ///< share of the variance, below which a frame shows something else
+
+std::size_t areaOf(int width, int height) {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+}
+
+/// A frame blurred over its defects.
+PaddedImage blurredFrame(const FrameState& frame, int width, int height) {
+    const PaddedImage values(width, height), present(width, height);
+    for (int y = 0; y < height; ++y) {
+        const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(y) * width;
+        std::copy_n(frame.values.data() + start, width, values.row(y));
+        std::copy_n(frame.present.data() + start, width, present.row(y));
+    }
+    const BlurTaps taps = gaussianTaps(kBlur);
+    const PaddedImage sum = filtered(taps, values);
+    const PaddedImage weight = filtered(taps, present);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) sum.row(y)[x] /= std::max(weight.row(y)[x], 0.05f);
+    }
+    return sum;
+}
+
+PaddedImage halved(const PaddedImage& image) {
+    const PaddedImage blurred = filtered(gaussianTaps(kLevelBlur), image);
+    const PaddedImage half(image.columns() / 2, image.rows() / 2);
+    for (int y = 0; y < half.rows(); ++y) {
+        const float* upper = blurred.row(2 * y);
+        const float* lower = blurred.row(2 * y + 1);
+        for (int x = 0; x < half.columns(); ++x) {
+            half.row(y)[x] = 0.25f * ((upper[2 * x] + upper[2 * x + 1]) + (lower[2 * x] + lower[2 * x + 1]));
+        }
+    }
+    return half;
+}
+
+Buffer<float> denseCopy(const PaddedImage& image) {
+    const Buffer<float> dense(areaOf(image.columns(), image.rows()));
+    for (int y = 0; y < image.rows(); ++y) {
+        std::copy_n(image.row(y), image.columns(),
+                    dense.data() + static_cast<std::ptrdiff_t>(y) * image.columns());
+    }
+    return dense;
+}
+
+/// Lower is better; what hardly overlaps is no match however well it fits.
+double costOf(const FitOutcome& outcome) {
+    if (!outcome.valid) return 1e30;
+    return outcome.covered < kLeastOverlap ? 10.0 * outcome.misfit : outcome.misfit;
+}
+
+}  // namespace
+
+void boxMean(const Buffer<float>& values, const Buffer<float>& weight, int width, int height, int radius,
+             Buffer<float>& out) {
+    const std::size_t area = areaOf(width, height);
+    std::vector<double> sums(area), counts(area);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const int last = std::min(width - 1, x + radius);
+            double sum = 0.0, count = 0.0;
+            for (int i = std::max(0, x - radius); i <= last; ++i) {
+                const std::size_t at = areaOf(y, width) + static_cast<std::size_t>(i);
+                sum += static_cast<double>(weight[at]) * values[at];
+                count += weight[at];
+            }
+            sums[areaOf(y, width) + static_cast<std::size_t>(x)] = sum;
+            counts[areaOf(y, width) + static_cast<std::size_t>(x)] = count;
+        }
+    }
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const int last = std::min(height - 1, y + radius);
+            double sum = 0.0, count = 0.0;
+            for (int i = std::max(0, y - radius); i <= last; ++i) {
+                sum += sums[areaOf(i, width) + static_cast<std::size_t>(x)];
+                count += counts[areaOf(i, width) + static_cast<std::size_t>(x)];
+            }
+            out[areaOf(y, width) + static_cast<std::size_t>(x)] =
+                count > 0.0 ? static_cast<float>(sum / count) : 0.0f;
+        }
+    }
+}
+
+FirstGuess::FirstGuess(int width, int height) : width_(width), height_(height) {
+}
+
+std::vector<FirstGuess::Level> FirstGuess::pyramid(const FrameState& frame) const {
+    std::vector<Level> levels;
+    PaddedImage image = blurredFrame(frame, width_, height_);
+    for (;;) {
+        levels.push_back({Grid{image.columns(), image.rows(), 1, 0}, image, filtered(splineTaps(), image)});
+        if (std::min(image.columns(), image.rows()) < kCoarsest) return levels;
+        image = halved(image);
+    }
+}
+
+void FirstGuess::setReference(const FrameState& reference) {
+    reference_ = pyramid(reference);
+    splines_.clear();
+    fits_.clear();
+    everywhere_.clear();
+    for (const Level& level : reference_) {
+        const SplineImage spline(level.grid);
+        for (int y = 0; y < level.grid.height; ++y)
+            std::copy_n(level.image.row(y), level.grid.width, spline.row(y, 0));
+        splines_.push_back(spline);
+        fits_.emplace_back(level.grid);
+        const Buffer<float> ones(areaOf(level.grid.width, level.grid.height));
+        std::fill(ones.begin(), ones.end(), 1.0f);
+        everywhere_.push_back(ones);
+    }
+}
+
+double FirstGuess::correlation(const Level& level, int dx, int dy) const {
+    const PaddedImage& reference = reference_.back().image;
+    const int width = level.grid.width, height = level.grid.height;
+    double n = 0.0, a = 0.0, b = 0.0, aa = 0.0, bb = 0.0, ab = 0.0;
+    for (int y = std::max(0, -dy); y < std::min(height, height - dy); ++y) {
+        const float* moved = reference.row(y + dy) + dx;
+        const float* here = level.image.row(y);
+        for (int x = std::max(0, -dx); x < std::min(width, width - dx); ++x) {
+            const double u = here[x], v = moved[x];
+            n += 1.0;
+            a += u;
+            b += v;
+            aa += u * u;
+            bb += v * v;
+            ab += u * v;
+        }
+    }
+    const double variances = (aa - a * a / n) * (bb - b * b / n);
+    return variances > 0.0 ? (ab - a * b / n) / std::sqrt(variances) : -1.0;
+}
+
+std::vector<Motion> FirstGuess::correlationPeaks(const Level& level) const {
+    struct Shift {
+        double correlation;
+        int dx, dy;
+    };
+    std::vector<Shift> shifts;
+    const int mostX = std::min(level.grid.width / 3, kFarthest);
+    const int mostY = std::min(level.grid.height / 3, kFarthest);
+    for (int dy = -mostY; dy <= mostY; ++dy) {
+        for (int dx = -mostX; dx <= mostX; ++dx) shifts.push_back({correlation(level, dx, dy), dx, dy});
+    }
+    std::stable_sort(shifts.begin(), shifts.end(),
+                     [](const Shift& p, const Shift& q) { return p.correlation > q.correlation; });
+    std::vector<Motion> peaks;
+    for (const Shift& shift : shifts) {
+        bool apart = true;
+        for (const Motion& peak : peaks) {
+            apart = apart && std::max(std::abs(peak.tx - shift.dx), std::abs(peak.ty - shift.dy)) >= 3.0;
+        }
+        if (!apart) continue;
+        Motion motion;
+        motion.tx = shift.dx;
+        motion.ty = shift.dy;
+        peaks.push_back(motion);
+        if (peaks.size() == kPeaks) break;
+    }
+    return peaks;
+}
+
+void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Level>& levels) {
+    const std::size_t top = levels.size() - 1;
+    for (std::size_t level = top + 1; level-- > 0;) {
+        const Buffer<float> shown = denseCopy(levels[level].shown);
+        const MotionModel model = level == top ? MotionModel::translation : MotionModel::similarity;
+        FitLimits limits;
+        limits.steps = level == top ? 8 : 5;
+        for (Candidate& candidate : candidates) {
+            if (level != top) {
+                candidate.pose.motion.tx *= 2.0;
+                candidate.pose.motion.ty *= 2.0;
+            }
+            const FramePose before = candidate.pose;
+            candidate.outcome = fits_[level].fit(splines_[level], shown.data(), everywhere_[level].data(),
+                                                 model, limits, candidate.pose);
+            if (!candidate.outcome.valid) candidate.pose = before;
+        }
+        std::stable_sort(candidates.begin(), candidates.end(), [](const Candidate& p, const Candidate& q) {
+            return costOf(p.outcome) < costOf(q.outcome);
+        });
+        if (candidates.size() > kFinalists) candidates.resize(kFinalists);
+    }
+}
+
+void FirstGuess::chooseModel(const Level& finest, FrameState& frame, Candidate& best) {
+    const Buffer<float> shown = denseCopy(finest.shown);
+    const double unit = 0.5 * std::max(width_, height_);
+    const auto fit = [&](MotionModel model, FramePose pose) {
+        Candidate candidate{pose, {}};
+        candidate.outcome = fits_[0].fit(splines_[0], shown.data(), everywhere_[0].data(), model, FitLimits(),
+                                         candidate.pose);
+        return candidate;
+    };
+    const auto seen = [&](double share, const Candidate& candidate, double least) {
+        return share * unit > std::max(least, kSignificance * candidate.outcome.errors.corner);
+    };
+    frame.model = MotionModel::similarity;
+    const Candidate affine = fit(MotionModel::affine, best.pose);
+    const Motion& a = affine.pose.motion;
+    if (affine.outcome.valid && seen(0.5 * lengthOf(a.axx - a.ayy, a.axy + a.ayx), affine, kVisibleShear)) {
+        frame.model = MotionModel::affine;
+        best = affine;
+        return;
+    }
+    if (seen(lengthOf(best.pose.motion.axx, best.pose.motion.axy), best, kVisibleTurn)) return;
+    FramePose still = best.pose;
+    still.motion.axx = still.motion.axy = still.motion.ayx = still.motion.ayy = 0.0;
+    const Candidate translation = fit(MotionModel::translation, still);
+    if (!translation.outcome.valid) return;
+    frame.model = MotionModel::translation;
+    best = translation;
+}
+
+void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& frame) {
+    const std::size_t area = areaOf(width_, height_);
+    Buffer<float> misfit(area), slope(area), inside(area);
+    std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), magnitudes;
+    double residual = 0.0, sum = 0.0, squares = 0.0, count = 0.0;
+    for (const SampleRun& run : sampleRuns(finest.grid, best.pose.motion)) {
+        preciseKernels().sampleGradient(splines_[0].view(), run, value.data(), dx.data(), dy.data());
+        for (int i = run.first; i < run.first + run.count; ++i) {
+            const std::size_t at = areaOf(run.y, width_) + static_cast<std::size_t>(i);
+            const std::size_t x = static_cast<std::size_t>(i);
+            const double seen = (finest.shown.row(run.y)[i] - best.pose.offset) / best.pose.gain;
+            misfit[at] = static_cast<float>(seen - value[x]);
+            slope[at] = std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
+            inside[at] = 1.0f;
+            magnitudes.push_back(std::abs(misfit[at]));
+            residual += static_cast<double>(misfit[at]) * misfit[at];
+            sum += seen;
+            squares += seen * seen;
+            count += 1.0;
+        }
+    }
+    const double variance = count > 0.0 ? squares / count - sum * sum / (count * count) : 0.0;
+    frame.used = count > 0.0 && residual / count < (1.0 - kLeastExplained) * variance;
+    const double scale = kSigmaPerQuartile * quantileOf(magnitudes, 0.25) + 1e-6;
+    Buffer<float> squared(area), mean(area);
+    for (std::size_t i = 0; i < area; ++i) {
+        const double u = misfit[i] / lengthOf(scale, kDisplacement * slope[i]);
+        squared[i] = static_cast<float>(std::min(u * u, kMostMisfit * kMostMisfit));
+    }
+    boxMean(squared, inside, width_, height_, 1, mean);
+    for (std::size_t i = 0; i < area; ++i) {
+        const double excess = mean[i] / (kTolerance * kTolerance);
+        frame.agreement[i] = excess <= 1.0 ? 1.0f : static_cast<float>(1.0 / (excess * excess));
+    }
+}
+
+void FirstGuess::place(const std::vector<Motion>& hints, FrameState& frame) {
+    const std::vector<Level> levels = pyramid(frame);
+    const double toTop = std::ldexp(1.0, 1 - static_cast<int>(levels.size()));
+    std::vector<Candidate> candidates(1);
+    for (const Motion& peak : correlationPeaks(levels.back())) {
+        candidates.emplace_back();
+        candidates.back().pose.motion = peak;
+    }
+    for (const Motion& hint : hints) {
+        candidates.emplace_back();
+        candidates.back().pose.motion = hint;
+        candidates.back().pose.motion.tx *= toTop;
+        candidates.back().pose.motion.ty *= toTop;
+    }
+    refine(candidates, levels);
+    Candidate best = candidates.front();
+    if (!best.outcome.valid) {
+        frame.used = false;
+        return;
+    }
+    chooseModel(levels.front(), frame, best);
+    frame.motion = best.pose.motion;
+    frame.gain = best.pose.gain;
+    frame.offset = best.pose.offset;
+    frame.errors = best.outcome.errors;
+    judge(levels.front(), best, frame);
+}
+
+}  // namespace oravo::vision::detail::precise

@@ -1,0 +1,70 @@
+#ifndef ORAVO_VISION_DETAIL_PRECISE_IMAGESOLVER_H
+#define ORAVO_VISION_DETAIL_PRECISE_IMAGESOLVER_H
+
+#include <vector>
+
+#include "vision/superresolution/detail/precise/CameraBlur.h"
+#include "vision/superresolution/detail/precise/FrameState.h"
+#include "vision/superresolution/detail/precise/SmoothnessPrior.h"
+
+namespace oravo::vision::detail::precise {
+
+/// When a solver stops.
+struct SolverLimits {
+    int freezes = 8;          ///< how often the prior is linearised, at most
+    int steps = 8;            ///< of conjugate gradients after each
+    double tolerance = 1e-3;  ///< root mean square change of the image from one linearisation to the next
+};
+
+/// Finds the image x that minimises
+///
+///     (1/2) sum_k sum_q w_k(q) (y_k(q) - (S_k B x)(q))^2  +  P(x)
+///
+/// with B the camera's blur, S_k the sampling of a spline image where frame k's pixels lie, y_k its values less offset
+/// and pattern over its gain, and P the prior; by lagged diffusivity and conjugate gradients (M. R. Hestenes,
+/// E. Stiefel, J. Research NBS 49, 1952) with a diagonal preconditioner.
+class ImageSolver {
+  public:
+    ImageSolver(const Grid& grid, double sigma);
+
+    /// Moves the image to the minimum for weights and motions as they stand.
+    /// @param pattern   subtracted from what each frame's pixels say; empty for none
+    void solve(const std::vector<FrameState>& frames, const Buffer<float>& pattern, double strength,
+               const SolverLimits& limits, const PaddedImage& image);
+
+    /// out = A^-1 sum_k B^T S_k^T w_k values_k for the operator A of the last linearisation, by `steps` steps.
+    void propagate(const std::vector<FrameState>& frames, const std::vector<Buffer<float>>& values, int steps,
+                   const PaddedImage& out);
+
+    /// Coefficients of an image, to be sampled.
+    const SplineImage& coefficients(const PaddedImage& image);
+    /// out = sum_k S_k^T w_k: how much of the frames' weight lies on each pixel.
+    void sensitivity(const std::vector<FrameState>& frames, const PaddedImage& out);
+    /// The same for weights of 1 wherever a frame has a value.
+    void presence(const std::vector<FrameState>& frames, const PaddedImage& out);
+
+    const Grid& grid() const { return grid_; }
+    long steps() const { return steps_; }
+
+  private:
+    /// gathered_ = sum_k S_k^T w_k values, valueAt(k, q) being that of pixel q of frame k.
+    template <class ValueAt>
+    void gather(const std::vector<FrameState>& frames, ValueAt valueAt);
+    void apply(const std::vector<FrameState>& frames, const PaddedImage& v, const PaddedImage& out);
+    void prepareInverse();
+    void conjugateGradients(const std::vector<FrameState>& frames, const PaddedImage& estimate, int steps);
+    double dot(const PaddedImage& a, const PaddedImage& b) const;
+
+    Grid grid_;
+    CameraBlur blur_;
+    SmoothnessPrior prior_;
+    float sampleEnergy_;
+    SplineImage coefficients_, gathered_;
+    PaddedImage sensitivity_, rightSide_, residual_, direction_, product_, inverse_, before_;
+    Buffer<float> row_;
+    long steps_ = 0;
+};
+
+}  // namespace oravo::vision::detail::precise
+
+#endif

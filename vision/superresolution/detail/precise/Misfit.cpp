@@ -1,0 +1,185 @@
+#include "vision/superresolution/detail/precise/Misfit.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "vision/superresolution/detail/precise/FirstGuess.h"
+#include "vision/superresolution/detail/precise/Statistics.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr std::size_t kFewest = 16;    ///< values that a scale takes
+constexpr double kUnknownScale = 1e3;  ///< of frames with fewer
+constexpr double kLeastScale = 1e-6;
+constexpr double kCauchy = 4.0;          ///< misfit, in standard deviations, at which a value counts half
+constexpr double kDisplacement = 0.05;   ///< of an edge that is not held against a value, in pixels
+constexpr double kMostMisfit = 5.0;      ///< standard deviations that one value adds to its neighbourhood
+constexpr double kLocalTolerance = 2.0;  ///< mean squared misfit of a neighbourhood that still fits
+constexpr int kLocalRadius = 3;
+constexpr double kDeadDisplacement = 0.1;
+constexpr double kDeadRange = 0.15;  ///< of the values around a pixel: structure that an image may miss
+constexpr double kDeadUnexplained =
+    0.3;  ///< share of a pixel's difference from its neighbours that the image misses
+constexpr double kDeadMost = 10.0;  ///< standard deviations that one frame adds to the mean
+constexpr double kStuckRange =
+    5.0;  ///< standard deviations that values of a stuck pixel differ from frame to frame
+constexpr double kStuckShare = 0.05;  ///< of how much its neighbours differ
+constexpr float kDeadMisfit = 3.0f;   ///< mean misfit over the frames from which a pixel is dead
+constexpr int kDeadFrames = 3;
+
+void measure(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern, FrameState& frame) {
+    std::vector<float> value(static_cast<std::size_t>(grid.width)), dx(value), dy(value), magnitudes;
+    std::fill(frame.inside.begin(), frame.inside.end(), 0.0f);
+    const float inverseGain = static_cast<float>(1.0 / frame.gain);
+    const float offset = static_cast<float>(frame.offset);
+    for (const SampleRun& run : frame.runs) {
+        preciseKernels().sampleGradient(image.view(), run, value.data(), dx.data(), dy.data());
+        for (int i = run.first; i < run.first + run.count; ++i) {
+            const std::size_t x = static_cast<std::size_t>(i);
+            const std::size_t q = static_cast<std::size_t>(run.y) * static_cast<std::size_t>(grid.width) + x;
+            frame.inside[q] = frame.present[q];
+            const float own = pattern.size() != 0 ? pattern[q] : 0.0f;
+            frame.misfit[q] = (frame.values[q] - offset) * inverseGain - own - value[x];
+            frame.slope[q] = static_cast<float>(grid.factor) * std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
+            if (frame.inside[q] > 0.0f) magnitudes.push_back(std::abs(frame.misfit[q]));
+        }
+    }
+    frame.scale =
+        magnitudes.size() < kFewest ? kUnknownScale : kSigmaPerMedian * medianOf(magnitudes) + kLeastScale;
+}
+
+/// The up to eight neighbours of a pixel.
+struct Ring {
+    double mean = 0.0, range = 0.0;
+};
+
+Ring ringAround(const Grid& grid, const FrameState& frame, std::size_t q) {
+    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
+    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
+    double sum = 0.0, lowest = 1e30, highest = -1e30;
+    int count = 0;
+    for (int j = std::max(0, y - 1); j <= std::min(grid.height - 1, y + 1); ++j) {
+        for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
+            const std::size_t beside = static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
+                                       static_cast<std::size_t>(i);
+            if (beside == q || !(frame.present[beside] > 0.0f)) continue;
+            const double value = frame.values[beside];
+            sum += value;
+            lowest = std::min(lowest, value);
+            highest = std::max(highest, value);
+            ++count;
+        }
+    }
+    return count == 0 ? Ring() : Ring{sum / count, highest - lowest};
+}
+
+/// How far a pixel is from following the scene, in standard deviations on average over the frames; 0 where it may be
+/// the image that is wrong, or fewer than `enough` frames show it.
+double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std::size_t q, int enough) {
+    double moving = 0.0, stuck = 0.0, unexplained = 0.0, peculiar = 0.0, noise = 0.0;
+    double lowest = 1e30, highest = -1e30, lowestAround = 1e30, highestAround = -1e30;
+    int count = 0;
+    for (const FrameState& frame : frames) {
+        if (!frame.used || !(frame.inside[q] > 0.0f)) continue;
+        const Ring ring = ringAround(grid, frame, q);
+        const double misfit = std::abs(frame.misfit[q]);
+        const double edge = kDeadDisplacement * frame.slope[q];
+        stuck += std::min(misfit / lengthOf(frame.scale, edge), kDeadMost);
+        moving +=
+            std::min(misfit / lengthOf(lengthOf(frame.scale, edge), kDeadRange * ring.range), kDeadMost);
+        unexplained += misfit;
+        peculiar += std::abs(frame.values[q] - ring.mean) / frame.gain;
+        noise = std::max(noise, frame.scale);
+        lowest = std::min(lowest, static_cast<double>(frame.values[q]));
+        highest = std::max(highest, static_cast<double>(frame.values[q]));
+        lowestAround = std::min(lowestAround, ring.mean);
+        highestAround = std::max(highestAround, ring.mean);
+        ++count;
+    }
+    if (count < enough) return 0.0;
+    const double range = highest - lowest;
+    if (range < kStuckRange * noise && range < kStuckShare * (highestAround - lowestAround)) return kDeadMost;
+    // What stays the same while the image says that it should not is stuck, however much the scene varies around it.
+    if (range < kStuckRange * noise) return stuck / count;
+    return unexplained > kDeadUnexplained * peculiar ? moving / count : 0.0;
+}
+
+double medianScale(const std::vector<FrameState>& frames) {
+    std::vector<float> scales;
+    for (const FrameState& frame : frames) {
+        if (frame.used) scales.push_back(static_cast<float>(frame.scale));
+    }
+    return medianOf(scales);
+}
+
+}  // namespace
+
+void measureMisfit(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern,
+                   std::vector<FrameState>& frames) {
+    for (FrameState& frame : frames) {
+        if (frame.used) measure(grid, image, pattern, frame);
+    }
+}
+
+void weighByAgreement(std::vector<FrameState>& frames) {
+    for (FrameState& frame : frames) {
+        for (std::size_t q = 0; q < frame.weight.size(); ++q)
+            frame.weight[q] = frame.present[q] * frame.agreement[q];
+    }
+}
+
+void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames) {
+    const double usual = medianScale(frames);
+    const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
+    Buffer<float> squared(area), local(area);
+    for (FrameState& frame : frames) {
+        if (!frame.used) continue;
+        const auto relative = [&frame](std::size_t q) {
+            return frame.misfit[q] / lengthOf(frame.scale, kDisplacement * frame.slope[q]);
+        };
+        for (std::size_t q = 0; q < area; ++q) {
+            const double u = relative(q);
+            squared[q] = frame.inside[q] > 0.0f
+                             ? static_cast<float>(std::min(u * u, kMostMisfit * kMostMisfit))
+                             : 0.0f;
+        }
+        boxMean(squared, frame.inside, grid.width, grid.height, kLocalRadius, local);
+        const double share = usual / frame.scale;
+        const double frameWeight = std::min(1.0, share * share);
+        for (std::size_t q = 0; q < area; ++q) {
+            const double u = relative(q) / kCauchy;
+            const double localWeight = local[q] > kLocalTolerance ? kLocalTolerance / local[q] : 1.0;
+            const double weight = frameWeight * localWeight * frame.agreement[q] / (1.0 + u * u);
+            frame.weight[q] = frame.inside[q] > 0.0f ? static_cast<float>(weight) : 0.0f;
+        }
+    }
+}
+
+std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& frames) {
+    const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
+    std::vector<float> score(area);
+    const int enough = std::max(kDeadFrames, static_cast<int>(frames.size()) / 2);
+    for (std::size_t q = 0; q < area; ++q)
+        score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
+    std::vector<std::size_t> dead;
+    for (int y = 0; y < grid.height; ++y) {
+        for (int x = 0; x < grid.width; ++x) {
+            const std::size_t q = static_cast<std::size_t>(y) * static_cast<std::size_t>(grid.width) +
+                                  static_cast<std::size_t>(x);
+            bool highest = score[q] >= kDeadMisfit;
+            for (int j = std::max(0, y - 1); highest && j <= std::min(grid.height - 1, y + 1); ++j) {
+                for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
+                    const std::size_t beside =
+                        static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
+                        static_cast<std::size_t>(i);
+                    highest = highest && score[beside] <= score[q];
+                }
+            }
+            if (highest) dead.push_back(q);
+        }
+    }
+    return dead;
+}
+
+}  // namespace oravo::vision::detail::precise

@@ -1,0 +1,27 @@
+#ifndef ORAVO_VISION_DETAIL_PRECISE_MOTION_H
+#define ORAVO_VISION_DETAIL_PRECISE_MOTION_H
+
+namespace oravo::vision::detail::precise {
+
+/// Which smooth motions a fit may choose from.
+enum class MotionModel { translation, similarity, affine };
+
+/// Where the pixels of a frame lie in the reference frame: with q and p measured in pixels from the centre of the
+/// frames, p = q + t + A q.
+struct Motion {
+    double tx = 0.0, ty = 0.0;
+    double axx = 0.0, axy = 0.0, ayx = 0.0, ayy = 0.0;
+
+    double x(double qx, double qy) const { return qx + tx + axx * qx + axy * qy; }
+    double y(double qx, double qy) const { return qy + ty + ayx * qx + ayy * qy; }
+};
+
+/// Standard errors of a fitted motion: of its translation in pixels, and of where it puts the frame's corners.
+struct MotionErrors {
+    double x = 0.0, y = 0.0;
+    double corner = 0.0;
+};
+
+}  // namespace oravo::vision::detail::precise
+
+#endif

@@ -1,0 +1,315 @@
+#include "vision/superresolution/detail/precise/Reconstruction.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "vision/superresolution/detail/precise/BicubicReference.h"
+#include "vision/superresolution/detail/precise/FirstGuess.h"
+#include "vision/superresolution/detail/precise/Misfit.h"
+#include "vision/superresolution/detail/precise/SeparableFilter.h"
+#include "vision/superresolution/detail/precise/Statistics.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr int kMargin = 4;  ///< of the grid: what frames see beyond the reference's border
+constexpr double kFirstStrength = 0.003;
+constexpr SolverLimits kDraft{3, 8, 1e-3};
+constexpr SolverLimits kPatternDraft{1, 10, 1e-3};
+constexpr int kPatternRounds = 6;
+constexpr double kPatternSmoothness = 8.0;
+constexpr int kFinalFreezes = 8;
+constexpr int kFinalSteps = 8;
+constexpr double kStillChange = 0.05;  ///< of the noise: the final image has converged when it moves less
+constexpr double kLeastChange = 1e-4;
+constexpr int kRefinements = 3;      ///< Gauss-Newton steps against an image
+constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have, over that before
+constexpr int kProbeSteps = 16;
+constexpr double kProbeBlur = 1.6;  ///< of squared responses, pixels of the image
+constexpr double kLeastMovement =
+    0.25;  ///< of the scene over the sensor, in pixels, that tells the two apart
+constexpr double kLeastPresence = 1e-3;  ///< frames' worth of values below which a pixel is unknown
+// The best strength of rendered bursts follows the noise: strength = kStrength noise^kStrengthPower, both in contrasts.
+constexpr double kStrength = 0.13;
+constexpr double kStrengthPower = 1.5;
+
+}  // namespace
+
+Reconstruction::Reconstruction(int width, int height, ReconstructionOptions options)
+    : options_(std::move(options)),
+      grid_{width, height, options_.factor, kMargin},
+      solver_(grid_, options_.sigma),
+      fit_(grid_),
+      pattern_(width, height),
+      image_(grid_.columns(), grid_.rows()),
+      deviation_(grid_.columns(), grid_.rows()),
+      sensitivity_(grid_.columns(), grid_.rows()),
+      presence_(grid_.columns(), grid_.rows()) {
+}
+
+void Reconstruction::addFrame(const float* values, const float* present) {
+    const std::size_t area = static_cast<std::size_t>(grid_.width) * static_cast<std::size_t>(grid_.height);
+    FrameState frame;
+    for (Buffer<float>* buffer : {&frame.values, &frame.present, &frame.agreement, &frame.weight,
+                                  &frame.misfit, &frame.slope, &frame.inside}) {
+        *buffer = Buffer<float>(area);
+    }
+    std::copy_n(values, area, frame.values.data());
+    std::copy_n(present, area, frame.present.data());
+    std::fill(frame.agreement.begin(), frame.agreement.end(), 1.0f);
+    frames_.push_back(frame);
+}
+
+void Reconstruction::report(double share) const {
+    if (options_.progress && !options_.progress(share)) throw Cancelled();
+}
+
+void Reconstruction::normalise() {
+    const FrameState& reference = frames_[static_cast<std::size_t>(reference_)];
+    double sum = 0.0, count = 0.0;
+    for (std::size_t q = 0; q < reference.values.size(); ++q) {
+        if (!(reference.present[q] > 0.0f)) continue;
+        sum += reference.values[q];
+        count += 1.0;
+    }
+    mean_ = count > 0.0 ? sum / count : 0.0;
+    double squares = 0.0;
+    for (std::size_t q = 0; q < reference.values.size(); ++q) {
+        const double difference = reference.values[q] - mean_;
+        if (reference.present[q] > 0.0f) squares += difference * difference;
+    }
+    contrast_ = count > 0.0 ? std::sqrt(squares / count) : 0.0;
+    if (!(contrast_ > 0.0)) contrast_ = 1.0;  // a constant frame
+    for (FrameState& frame : frames_) {
+        for (std::size_t q = 0; q < frame.values.size(); ++q) {
+            frame.values[q] =
+                frame.present[q] > 0.0f ? static_cast<float>((frame.values[q] - mean_) / contrast_) : 0.0f;
+        }
+    }
+}
+
+void Reconstruction::placeFrame(FirstGuess& guess, int k, int towardsReference) {
+    FrameState& frame = frames_[static_cast<std::size_t>(k)];
+    std::vector<Motion> hints;
+    // The frame before it in time lies near, and going on as before is likely.
+    const int near = k + towardsReference, far = near + towardsReference;
+    if (near != reference_) {
+        const FrameState& last = frames_[static_cast<std::size_t>(near)];
+        if (last.used) {
+            hints.push_back(last.motion);
+            const FrameState& older = frames_[static_cast<std::size_t>(far)];
+            Motion onward = last.motion;
+            onward.tx += last.motion.tx - older.motion.tx;
+            onward.ty += last.motion.ty - older.motion.ty;
+            if (older.used) hints.push_back(onward);
+        }
+    }
+    guess.place(hints, frame);
+    if (frame.used) frame.runs = sampleRuns(grid_, frame.motion);
+}
+
+void Reconstruction::placeFrames() {
+    FrameState& reference = frames_[static_cast<std::size_t>(reference_)];
+    reference.runs = sampleRuns(grid_, reference.motion);
+    const int count = static_cast<int>(frames_.size());
+    if (count == 1) return;
+    FirstGuess guess(grid_.width, grid_.height);
+    guess.setReference(reference);
+    for (int k = reference_ - 1; k >= 0; --k) placeFrame(guess, k, 1);
+    for (int k = reference_ + 1; k < count; ++k) placeFrame(guess, k, -1);
+}
+
+void Reconstruction::solve(double strength, const SolverLimits& limits) {
+    solver_.solve(frames_, pattern_.values(), strength, limits, image_);
+}
+
+void Reconstruction::refineMotions() {
+    const SplineImage& coefficients = solver_.coefficients(image_);
+    FitLimits limits;
+    limits.steps = kRefinements;
+    Buffer<float> trust(static_cast<std::size_t>(grid_.width) * static_cast<std::size_t>(grid_.height));
+    Buffer<float> values(trust.size());
+    for (std::size_t k = 0; k < frames_.size(); ++k) {
+        FrameState& frame = frames_[k];
+        if (!frame.used || static_cast<int>(k) == reference_) continue;
+        for (std::size_t q = 0; q < trust.size(); ++q) {
+            trust[q] = frame.present[q] * frame.agreement[q];
+            const float own = pattern_.values().size() != 0 ? pattern_.values()[q] : 0.0f;
+            values[q] = frame.values[q] - static_cast<float>(frame.gain) * own;
+        }
+        FramePose pose{frame.motion, frame.gain, frame.offset};
+        const FitOutcome outcome =
+            fit_.fit(coefficients, values.data(), trust.data(), frame.model, limits, pose);
+        if (!outcome.valid || (frame.scale > 0.0 && outcome.misfit > kMostWorse * frame.scale)) continue;
+        frame.motion = pose.motion;
+        frame.gain = pose.gain;
+        frame.offset = pose.offset;
+        frame.errors = outcome.errors;
+        frame.runs = sampleRuns(grid_, frame.motion);
+    }
+}
+
+void Reconstruction::measure() {
+    measureMisfit(grid_, solver_.coefficients(image_), pattern_.values(), frames_);
+}
+
+bool Reconstruction::updatePattern() {
+    if (!options_.findPattern || !sceneMoves()) return false;
+    const bool found = pattern_.update(frames_);
+    if (found) measure();
+    return found;
+}
+
+void Reconstruction::dropDeadPixels() {
+    if (!options_.findDeadPixels || !sceneMoves()) return;
+    const std::vector<std::size_t> found = findDeadPixels(grid_, frames_);
+    deadPixels_.insert(deadPixels_.end(), found.begin(), found.end());
+    std::sort(deadPixels_.begin(), deadPixels_.end());
+    for (FrameState& frame : frames_) {
+        for (const std::size_t q : found) {
+            frame.present[q] = 0.0f;
+            frame.inside[q] = 0.0f;
+        }
+    }
+}
+
+bool Reconstruction::sceneMoves() const {
+    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
+    for (const FrameState& frame : frames_) {
+        if (!frame.used) continue;
+        n += 1.0;
+        x += frame.motion.tx;
+        y += frame.motion.ty;
+        squares += frame.motion.tx * frame.motion.tx + frame.motion.ty * frame.motion.ty;
+    }
+    return n > 1.0 && squares / n - (x * x + y * y) / (n * n) > kLeastMovement * kLeastMovement;
+}
+
+double Reconstruction::guessStrength() const {
+    std::vector<float> scales;
+    for (const FrameState& frame : frames_) {
+        if (frame.used) scales.push_back(static_cast<float>(frame.scale));
+    }
+    return kStrength * std::pow(medianOf(scales), kStrengthPower);
+}
+
+void Reconstruction::chooseStrength() {
+    WithheldPixels withheld(grid_, options_.sigma, frames_, reference_, pattern_.values(), image_);
+    withheld_ = withheld.choose(options_.strength > 0.0 ? options_.strength : guessStrength());
+    if (options_.strength > 0.0) withheld_.strength = options_.strength;
+    withheldSteps_ = withheld.steps();
+}
+
+void Reconstruction::run(int reference) {
+    reference_ = reference;
+    normalise();
+    placeFrames();
+    report(0.1);
+    BicubicReference(frames_[static_cast<std::size_t>(reference)], grid_.width, grid_.height, {})
+        .enlarge(grid_, image_);
+    weighByAgreement(frames_);
+    solve(options_.strength > 0.0 ? options_.strength : kFirstStrength, kDraft);
+    refineMotions();
+    measure();
+    report(0.25);
+    dropDeadPixels();
+    updatePattern();
+    weighByMisfit(grid_, frames_);
+    const auto strength = [this] { return options_.strength > 0.0 ? options_.strength : guessStrength(); };
+    solve(strength(), kDraft);
+    refineMotions();
+    measure();
+    dropDeadPixels();  // those beside others, too
+    for (int round = 0; round < kPatternRounds && updatePattern(); ++round) {
+        // A smooth image leaves the pattern to the pattern.
+        solve(kPatternSmoothness * strength(), kPatternDraft);
+        measure();
+    }
+    dropDeadPixels();
+    weighByMisfit(grid_, frames_);
+    report(0.5);
+    chooseStrength();
+    report(0.75);
+    double change = kLeastChange;
+    for (const FrameState& frame : frames_)
+        change = std::max(change, frame.used ? kStillChange * frame.scale : 0.0);
+    solve(withheld_.strength, {kFinalFreezes, kFinalSteps, std::min(change, 1e-3)});
+    measure();
+    solver_.sensitivity(frames_, sensitivity_);
+    solver_.presence(frames_, presence_);
+    report(0.95);
+    if (options_.deviation) estimateDeviation();
+    report(1.0);
+}
+
+void Reconstruction::estimateDeviation() {
+    // Noise of each frame's own strength, with signs from a hash, through the linearised estimator: what it does to a
+    // pixel, squared and averaged over a neighbourhood, is the pixel's variance (M. F. Hutchinson, Commun. Statist.
+    // Simul. 19, 1990).
+    std::vector<Buffer<float>> noise;
+    for (std::size_t k = 0; k < frames_.size(); ++k) {
+        const FrameState& frame = frames_[k];
+        Buffer<float> signs(frame.values.size());
+        for (std::size_t q = 0; q < signs.size(); ++q) {
+            std::uint64_t hash = (q + 1) * 0x9E3779B97F4A7C15ull + k * 0xD1B54A32D192ED03ull;
+            hash ^= hash >> 31;
+            hash *= 0x94D049BB133111EBull;
+            hash ^= hash >> 30;
+            signs[q] = static_cast<float>((hash & 1) != 0 ? frame.scale : -frame.scale);
+        }
+        noise.push_back(signs);
+    }
+    const PaddedImage response(grid_.columns(), grid_.rows());
+    solver_.propagate(frames_, noise, kProbeSteps, response);
+    for (int y = 0; y < response.rows(); ++y) {
+        for (int x = 0; x < response.columns(); ++x) response.row(y)[x] *= response.row(y)[x];
+    }
+    const PaddedImage variance = filtered(gaussianTaps(kProbeBlur), response);
+    for (int y = 0; y < variance.rows(); ++y) {
+        for (int x = 0; x < variance.columns(); ++x) deviation_.row(y)[x] = std::sqrt(variance.row(y)[x]);
+    }
+}
+
+double Reconstruction::noise() const {
+    std::vector<float> scales;
+    for (const FrameState& frame : frames_) {
+        if (frame.used) scales.push_back(static_cast<float>(frame.scale));
+    }
+    return contrast_ * medianOf(scales);
+}
+
+void Reconstruction::copyScaled(const PaddedImage& image, double scale, double offset, float* out) const {
+    const double perFrame = static_cast<double>(grid_.factor) * grid_.factor;
+    const int width = grid_.factor * grid_.width;
+    for (int y = 0; y < grid_.factor * grid_.height; ++y) {
+        const float* from = image.row(y + kMargin) + kMargin;
+        const float* seen = presence_.row(y + kMargin) + kMargin;
+        float* to = out + static_cast<std::ptrdiff_t>(y) * width;
+        for (int x = 0; x < width; ++x) {
+            to[x] = perFrame * seen[x] < kLeastPresence ? std::nanf("")
+                                                        : static_cast<float>(from[x] * scale + offset);
+        }
+    }
+}
+
+void Reconstruction::copyImage(float* out) const {
+    copyScaled(image_, contrast_, mean_, out);
+}
+
+void Reconstruction::copyDeviation(float* out) const {
+    copyScaled(deviation_, contrast_, 0.0, out);
+}
+
+void Reconstruction::copyWeight(float* out) const {
+    const float perFrame = static_cast<float>(grid_.factor * grid_.factor);
+    const int width = grid_.factor * grid_.width;
+    for (int y = 0; y < grid_.factor * grid_.height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            out[static_cast<std::ptrdiff_t>(y) * width + x] =
+                std::max(0.0f, perFrame * sensitivity_.row(y + kMargin)[x + kMargin]);
+        }
+    }
+}
+
+}  // namespace oravo::vision::detail::precise

@@ -1,0 +1,84 @@
+#ifndef ORAVO_VISION_DETAIL_PRECISE_RECONSTRUCTION_H
+#define ORAVO_VISION_DETAIL_PRECISE_RECONSTRUCTION_H
+
+#include <functional>
+#include <vector>
+
+#include "vision/superresolution/detail/precise/FrameState.h"
+#include "vision/superresolution/detail/precise/ImageSolver.h"
+#include "vision/superresolution/detail/precise/MotionFit.h"
+#include "vision/superresolution/detail/precise/SensorPattern.h"
+#include "vision/superresolution/detail/precise/WithheldPixels.h"
+
+namespace oravo::vision::detail::precise {
+
+struct ReconstructionOptions {
+    int factor = 2;
+    double sigma = 0.683;   ///< of the camera's blur, in pixels of the image
+    double strength = 0.0;  ///< of the prior; 0 chooses it by withheld pixels
+    bool findDeadPixels = true;
+    bool findPattern = true;
+    bool deviation = true;                 ///< compute standard deviations
+    std::function<bool(double)> progress;  ///< told the share that is done; false ends the run
+};
+
+class FirstGuess;
+
+/// Thrown when progress() returns false.
+struct Cancelled {};
+
+/// From frames to an image: motion, image, motion against the image, weights, image. See the steps of run().
+class Reconstruction {
+  public:
+    Reconstruction(int width, int height, ReconstructionOptions options);
+
+    /// Takes the next frame: dense values, and 1 where there is one.
+    void addFrame(const float* values, const float* present);
+    void run(int reference);
+
+    // Results, in the frames' unit. Images are rows x columns of the frame times the factor.
+    void copyImage(float* out) const;
+    void copyDeviation(float* out) const;
+    /// How many frames' worth of weight lies on each pixel of the image.
+    void copyWeight(float* out) const;
+    const std::vector<FrameState>& frames() const { return frames_; }
+    const std::vector<std::size_t>& deadPixels() const { return deadPixels_; }
+    const Buffer<float>& pattern() const { return pattern_.values(); }
+    const WithheldChoice& withheld() const { return withheld_; }
+    double contrast() const { return contrast_; }  ///< the unit of all normalised values
+    double noise() const;  ///< standard deviation of the frames' misfit, in the frames' unit
+    long solverSteps() const { return solver_.steps() + withheldSteps_; }
+
+  private:
+    void normalise();
+    void placeFrames();
+    void placeFrame(FirstGuess& guess, int k, int towardsReference);
+    void solve(double strength, const SolverLimits& limits);
+    void refineMotions();
+    void measure();
+    bool updatePattern();
+    void dropDeadPixels();
+    bool sceneMoves() const;
+    double guessStrength() const;
+    void chooseStrength();
+    void estimateDeviation();
+    void copyScaled(const PaddedImage& image, double scale, double offset, float* out) const;
+    void report(double share) const;
+
+    ReconstructionOptions options_;
+    Grid grid_;
+    int reference_ = 0;
+    std::vector<FrameState> frames_;
+    double mean_ = 0.0, contrast_ = 1.0;
+    ImageSolver solver_;
+    MotionFit fit_;
+    SensorPattern pattern_;
+    PaddedImage image_, deviation_, sensitivity_, presence_;
+    std::vector<std::size_t> deadPixels_;
+    WithheldChoice withheld_;
+    long withheldSteps_ = 0;
+};
+
+}  // namespace oravo::vision::detail::precise
+
+#endif

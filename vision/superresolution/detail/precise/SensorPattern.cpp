@@ -1,0 +1,152 @@
+#include "vision/superresolution/detail/precise/SensorPattern.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "vision/superresolution/detail/precise/FirstGuess.h"
+#include "vision/superresolution/detail/precise/Statistics.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr float kTrusted = 0.3f;      ///< weight from which a value counts as noise around the scene
+constexpr double kMedianLoss = 1.57;  ///< variance of a median over that of a mean
+constexpr int kLineRadius = 8;        ///< lines over which the scene may change
+constexpr int kPixelRadius = 3;
+// A pattern is believed from so many times the variance that noise explains; without one the ratio is 0.5 to 2.7 for
+// lines and 0.8 to 1.2 for pixels, with one of 3 % of the contrast above 5.
+constexpr double kLineEvidence = 4.0;
+constexpr double kPixelEvidence = 2.0;
+constexpr double kLineNoise = 2.0;  ///< of the explained variance that is taken off
+constexpr double kPixelNoise = 1.2;
+
+double varianceByMedian(const std::vector<float>& values) {
+    std::vector<float> magnitudes;
+    magnitudes.reserve(values.size());
+    for (const float value : values) magnitudes.push_back(std::abs(value));
+    const double sigma = kSigmaPerMedian * medianOf(magnitudes);
+    return sigma * sigma;
+}
+
+}  // namespace
+
+void SensorPattern::averageMisfit(const std::vector<FrameState>& frames) {
+    const std::size_t area = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
+    common_.assign(area, 0.0f);
+    weight_.assign(area, 0.0f);
+    for (const FrameState& frame : frames) {
+        if (!frame.used) continue;
+        for (std::size_t q = 0; q < area; ++q) {
+            if (!(frame.inside[q] > 0.0f)) continue;
+            common_[q] += frame.weight[q] * frame.misfit[q];
+            weight_[q] += frame.weight[q];
+        }
+    }
+    for (std::size_t q = 0; q < area; ++q) {
+        if (weight_[q] > 0.0f) common_[q] /= weight_[q];
+    }
+}
+
+double SensorPattern::noiseVariance(const std::vector<FrameState>& frames) const {
+    std::vector<float> scatter;
+    double used = 0.0;
+    for (const FrameState& frame : frames) {
+        if (!frame.used) continue;
+        used += 1.0;
+        for (std::size_t q = 0; q < common_.size(); ++q) {
+            if (frame.inside[q] > 0.0f && frame.weight[q] > kTrusted)
+                scatter.push_back(frame.misfit[q] - common_[q]);
+        }
+    }
+    return used < 2.0 ? 0.0 : varianceByMedian(scatter) * used / (used - 1.0);
+}
+
+bool SensorPattern::addLines(bool columns, double noise) {
+    const int lines = columns ? width_ : height_;
+    const int length = columns ? height_ : width_;
+    const auto pixel = [&](int line, int at) {
+        const int x = columns ? line : at;
+        const int y = columns ? at : line;
+        return static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(x);
+    };
+    std::vector<double> level(static_cast<std::size_t>(lines));
+    double explained = 0.0;
+    std::vector<float> values;
+    for (int line = 0; line < lines; ++line) {
+        double weight = 0.0;
+        values.clear();
+        for (int at = 0; at < length; ++at) {
+            const std::size_t q = pixel(line, at);
+            if (!(weight_[q] > 0.0f)) continue;
+            values.push_back(common_[q] - pattern_[q]);
+            weight += weight_[q];
+        }
+        level[static_cast<std::size_t>(line)] = medianOf(values);
+        if (weight > 0.0) explained += kMedianLoss * noise / weight;
+    }
+    std::vector<double> deviation(level);
+    double seen = 0.0;
+    for (int line = 0; line < lines; ++line) {
+        const int first = std::max(0, line - kLineRadius), last = std::min(lines - 1, line + kLineRadius);
+        double mean = 0.0;
+        for (int i = first; i <= last; ++i) mean += level[static_cast<std::size_t>(i)] / (last - first + 1);
+        deviation[static_cast<std::size_t>(line)] -= mean;
+        seen += deviation[static_cast<std::size_t>(line)] * deviation[static_cast<std::size_t>(line)];
+    }
+    if (!(seen > kLineEvidence * explained)) return false;
+    const double own = seen - kLineNoise * explained;
+    const double share = own / (own + explained);
+    for (int line = 0; line < lines; ++line) {
+        const float amount = static_cast<float>(share * deviation[static_cast<std::size_t>(line)]);
+        for (int at = 0; at < length; ++at) pattern_[pixel(line, at)] += amount;
+    }
+    return true;
+}
+
+bool SensorPattern::addPixels(double noise, double frames) {
+    const std::size_t area = common_.size();
+    Buffer<float> rest(area), known(area), smooth(area);
+    for (std::size_t q = 0; q < area; ++q) {
+        known[q] = weight_[q] > 0.0f ? 1.0f : 0.0f;
+        rest[q] = known[q] * (common_[q] - pattern_[q]);
+    }
+    boxMean(rest, known, width_, height_, kPixelRadius, smooth);
+    std::vector<float> values;
+    for (std::size_t q = 0; q < area; ++q) {
+        rest[q] -= smooth[q];
+        if (known[q] > 0.0f) values.push_back(rest[q]);
+    }
+    const double seen = varianceByMedian(values);
+    const double explained = noise / frames;
+    if (!(seen > kPixelEvidence * explained)) return false;
+    const double own = seen - kPixelNoise * explained;
+    for (std::size_t q = 0; q < area; ++q) {
+        const double share = own / (own + noise / std::max(weight_[q], 0.5f));
+        pattern_[q] += static_cast<float>(known[q] * share * rest[q]);
+    }
+    return true;
+}
+
+bool SensorPattern::update(const std::vector<FrameState>& frames) {
+    averageMisfit(frames);
+    const double noise = noiseVariance(frames);
+    double used = 0.0;
+    for (const FrameState& frame : frames) used += frame.used ? 1.0 : 0.0;
+    if (used < 2.0 || !(noise > 0.0)) return false;
+    if (values_.size() != 0) {
+        for (std::size_t q = 0; q < common_.size(); ++q) common_[q] += values_[q];
+    }
+    pattern_.assign(common_.size(), 0.0f);
+    const bool columns = addLines(true, noise);
+    const bool rows = addLines(false, noise);
+    const bool pixels = addPixels(noise, used);
+    if (!columns && !rows && !pixels) {
+        values_ = Buffer<float>();
+        return false;
+    }
+    values_ = Buffer<float>(common_.size());
+    std::copy(pattern_.begin(), pattern_.end(), values_.begin());
+    return true;
+}
+
+}  // namespace oravo::vision::detail::precise

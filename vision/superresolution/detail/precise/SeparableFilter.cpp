@@ -1,0 +1,44 @@
+#include "vision/superresolution/detail/precise/SeparableFilter.h"
+
+#include <cmath>
+
+namespace oravo::vision::detail::precise {
+
+BlurTaps gaussianTaps(double sigma) {
+    double exact[kBlurRadius + 1];
+    double sum = 0.0;
+    for (int i = 0; i <= kBlurRadius; ++i) {
+        exact[i] = std::exp(-0.5 * i * i / (sigma * sigma));
+        sum += i == 0 ? exact[i] : 2.0 * exact[i];
+    }
+    BlurTaps taps;
+    for (int i = 0; i <= kBlurRadius; ++i) taps.taps[i] = static_cast<float>(exact[i] / sum);
+    return taps;
+}
+
+BlurTaps splineTaps() {
+    BlurTaps taps;
+    taps.taps[0] = 4.0f / 6.0f;
+    taps.taps[1] = 1.0f / 6.0f;
+    return taps;
+}
+
+void filterRow(const BlurTaps& taps, const PaddedImage& image, int y, const PaddedImage& line, float* out) {
+    static_assert(PaddedImage::kPad >= kBlurRadius, "rows are read beyond their ends");
+    const float* rows[2 * kBlurRadius + 1];
+    for (int k = -kBlurRadius; k <= kBlurRadius; ++k) {
+        rows[k + kBlurRadius] = image.row(mirrored(y + k, image.rows())) - kBlurRadius;
+    }
+    preciseKernels().blurDown(taps, rows, image.columns() + 2 * kBlurRadius, line.row(0) - kBlurRadius);
+    preciseKernels().blurAlong(taps, line.row(0), image.columns(), out);
+}
+
+PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image) {
+    image.mirrorPads();
+    const PaddedImage line(image.columns(), 1);
+    const PaddedImage out(image.columns(), image.rows());
+    for (int y = 0; y < image.rows(); ++y) filterRow(taps, image, y, line, out.row(y));
+    return out;
+}
+
+}  // namespace oravo::vision::detail::precise

@@ -1,0 +1,24 @@
+#ifndef ORAVO_VISION_DETAIL_PRECISE_SEPARABLEFILTER_H
+#define ORAVO_VISION_DETAIL_PRECISE_SEPARABLEFILTER_H
+
+#include "vision/superresolution/detail/precise/PaddedImage.h"
+#include "vision/superresolution/detail/precise/PreciseKernels.h"
+
+namespace oravo::vision::detail::precise {
+
+/// Taps of a sampled Gaussian, of sum 1; sigma up to kBlurRadius / 3.
+BlurTaps gaussianTaps(double sigma);
+
+/// Taps (1, 4, 1) / 6: what a cubic B-spline image shows where its coefficients lie.
+BlurTaps splineTaps();
+
+/// out = row y of the image, filtered down and along. The image's pads are filled.
+/// @param line  a row as long as the image's, for work
+void filterRow(const BlurTaps& taps, const PaddedImage& image, int y, const PaddedImage& line, float* out);
+
+/// The whole image, mirrored at its border; fills its pads.
+PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image);
+
+}  // namespace oravo::vision::detail::precise
+
+#endif

@@ -1,0 +1,63 @@
+#include "vision/superresolution/detail/precise/SmoothnessPrior.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr int kKinds = 5;  ///< of differences
+constexpr int kSlots = 3;  ///< rows kept at a time
+
+RowTriple around(const PaddedImage& image, int y) {
+    return {image.row(mirrored(y - 1, image.rows())), image.row(y), image.row(mirrored(y + 1, image.rows()))};
+}
+
+}  // namespace
+
+SmoothnessPrior::SmoothnessPrior(int columns, int rows)
+    : first_(columns, rows), second_(columns, rows), scratch_(columns, kKinds * kSlots + 1) {
+}
+
+void SmoothnessPrior::freeze(const PaddedImage& estimate, double strength) {
+    estimate.mirrorPads();
+    const PriorParameters parameters{static_cast<float>(strength), static_cast<float>(strength),
+                                     kFloor * kFloor};
+    for (int y = 0; y < estimate.rows(); ++y) {
+        preciseKernels().priorWeights(around(estimate, y), parameters, estimate.columns(), first_.row(y),
+                                      second_.row(y));
+    }
+}
+
+DifferenceRow SmoothnessPrior::differenceRow(int slot) const {
+    const int base = kKinds * slot;
+    return {scratch_.row(base), scratch_.row(base + 1), scratch_.row(base + 2), scratch_.row(base + 3),
+            scratch_.row(base + 4)};
+}
+
+void SmoothnessPrior::addProduct(const PaddedImage& v, const PaddedImage& out) const {
+    const int n = v.columns();
+    const int rows = v.rows();
+    const PreciseKernels& kernels = preciseKernels();
+    float* zeros = scratch_.row(kKinds * kSlots);
+    v.mirrorPads();
+    const auto difference = [&](int y) {
+        kernels.differences(around(v, y), first_.row(y), second_.row(y), n, differenceRow(y % kSlots));
+    };
+    difference(0);
+    for (int y = 0; y < rows; ++y) {
+        if (y + 1 < rows) difference(y + 1);
+        const DifferenceRow here = differenceRow(y % kSlots);
+        // Beyond the first and last row first and mixed differences vanish, second ones are mirrored.
+        DifferenceRow above{zeros, zeros, zeros, here.yy, zeros};
+        if (y > 0) above = differenceRow((y - 1) % kSlots);
+        const DifferenceRow below = y + 1 < rows ? differenceRow((y + 1) % kSlots) : here;
+        kernels.gatherDifferences(above, here, below, n, out.row(y));
+    }
+}
+
+void SmoothnessPrior::addDiagonal(int y, float* out) const {
+    const float* first = first_.row(y);
+    const float* second = second_.row(y);
+    // Squares of the differences' coefficients: 2 + 2 of first ones; 6 + 6 of second and 2 * 4 of mixed ones.
+    for (int i = 0; i < first_.columns(); ++i) out[i] += 4.0f * first[i] + 20.0f * second[i];
+}
+
+}  // namespace oravo::vision::detail::precise

@@ -1,0 +1,56 @@
+#ifndef ORAVO_VISION_DETAIL_PRECISE_SPLINEGRID_H
+#define ORAVO_VISION_DETAIL_PRECISE_SPLINEGRID_H
+
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/precise/Motion.h"
+#include "vision/superresolution/detail/precise/PreciseKernels.h"
+
+namespace oravo::vision::detail::precise {
+
+/// The image's grid: `factor` times as fine as that of frames of width x height pixels, continued by `margin` pixels
+/// on each side. Pixel (column, row) of the grid lies at (column - margin, row - margin) of the image, pixel i of the
+/// reference frame at factor i + (factor - 1) / 2 of it.
+struct Grid {
+    int width = 0, height = 0;  ///< of a frame
+    int factor = 2;
+    int margin = 0;
+
+    int columns() const { return factor * width + 2 * margin; }
+    int rows() const { return factor * height + 2 * margin; }
+};
+
+/// An image as coefficients of cubic B-splines, the columns of each row sorted by their remainder modulo the factor,
+/// so that what consecutive pixels of a frame read lies side by side. Copies share memory.
+class SplineImage {
+  public:
+    SplineImage() = default;
+    explicit SplineImage(const Grid& grid)
+        : factor_(grid.factor),
+          pitch_((grid.columns() / grid.factor + 16) / 16 * 16),
+          data_(static_cast<std::size_t>(pitch_) * static_cast<std::size_t>(grid.factor) *
+                static_cast<std::size_t>(grid.rows())) {}
+
+    /// Element i is column factor * i + phase.
+    float* row(int row, int phase) const {
+        return data_.data() + (static_cast<std::ptrdiff_t>(row) * factor_ + phase) * pitch_;
+    }
+    SplineView view() const { return {data_.data(), pitch_, factor_}; }
+    int factor() const { return factor_; }
+    void clear() const { std::memset(data_.data(), 0, data_.size() * sizeof(float)); }
+
+  private:
+    int factor_ = 1;
+    std::ptrdiff_t pitch_ = 0;
+    Buffer<float> data_;
+};
+
+/// Where the pixels of a frame lie on the grid; those whose coefficients are not all there are in no run. Rows in order.
+std::vector<SampleRun> sampleRuns(const Grid& grid, const Motion& motion);
+
+}  // namespace oravo::vision::detail::precise
+
+#endif
