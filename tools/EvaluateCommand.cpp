@@ -51,13 +51,10 @@ void warnIfDisplaced(const char* name, const cv::Mat_<float>& image, const cv::M
     constexpr int kSmallest = 32;    // pixels; below, too little to align
     constexpr double kBeside = 0.5;  // pixels
     if (std::min(truth.rows, truth.cols) < kSmallest) return;
-    cv::Mat_<float> window;
-    cv::createHanningWindow(window, truth.size(), CV_32F);
     const cv::Mat_<float> sound = repaired(truth);
     const cv::Mat_<float> soundImage = repaired(image);
-    // The correlation applies its window in place where no padding is needed.
-    const cv::Point2d moved = cv::phaseCorrelate(sound.clone(), soundImage.clone(), window);
-    if (std::hypot(moved.x, moved.y) < kBeside) return;
+    const cv::Point2d moved = displacementBetween(sound, soundImage);
+    if (!(std::hypot(moved.x, moved.y) >= kBeside)) return;  // nor where it is no number
     const FrameDetail here(sound), there(soundImage);
     if (misfit(here, there, cv::Point2f(moved)) > 0.5 * misfit(here, there, {})) return;
     warn(format(

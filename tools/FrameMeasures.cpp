@@ -11,7 +11,11 @@ namespace {
 
 constexpr double kMedianToDeviation = 1.0 / 0.6745;  // of a normal distribution's magnitudes
 
+/// Of the numbers: where values near the largest float overflow, some are none. 0 where there are no others.
 double median(std::vector<float> values) {
+    values.erase(std::remove_if(values.begin(), values.end(), [](float v) { return std::isnan(v); }),
+                 values.end());
+    if (values.empty()) return 0.0;
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return static_cast<double>(*middle);
@@ -41,8 +45,16 @@ cv::Mat_<float> middleBand(const cv::Mat_<float>& frame) {
 /// The share of the variance of independent noise that the smoothing lets through.
 constexpr double kSmoothedNoise = 0.375 * 0.375;
 
-double meanProduct(const cv::Mat_<float>& a, const cv::Mat_<float>& b) {
-    return a.dot(b) / static_cast<double>(a.total());
+/// Summed in double precision, so that no value is too large to be squared.
+double meanSquare(const cv::Mat_<float>& image) {
+    return cv::norm(image, cv::NORM_L2SQR) / static_cast<double>(image.total());
+}
+
+/// What to multiply a frame by before its spectrum is squared in single precision, where values from 1e9 on overflow;
+/// 1 for all usual ones.
+double spectralScale(const cv::Mat_<float>& frame) {
+    constexpr double kHarmless = 65536.0;
+    return kHarmless / std::max(kHarmless, cv::norm(frame, cv::NORM_INF));
 }
 
 /// Mean power between two frequencies along the columns' axis, in cycles per pixel, at low ones along the
@@ -101,12 +113,19 @@ double noiseOf(const cv::Mat_<float>& frame) {
     return median(magnitudes) * kMedianToDeviation;
 }
 
+cv::Point2d displacementBetween(const cv::Mat_<float>& before, const cv::Mat_<float>& after) {
+    const double scale = std::min(spectralScale(before), spectralScale(after));
+    cv::Mat_<float> window, a, b;
+    cv::createHanningWindow(window, before.size(), CV_32F);
+    // Copies, since the correlation applies its window in place where no padding is needed.
+    before.convertTo(a, CV_32F, scale);
+    after.convertTo(b, CV_32F, scale);
+    return cv::phaseCorrelate(a, b, window);
+}
+
 double levelStep(const cv::Mat_<float>& before, const cv::Mat_<float>& after, double negligible) {
     if (std::abs(cv::mean(after)[0] - cv::mean(before)[0]) < negligible) return 0.0;
-    cv::Mat_<float> window;
-    cv::createHanningWindow(window, before.size(), CV_32F);
-    // The correlation applies its window in place where no padding is needed.
-    const cv::Point2d moved = cv::phaseCorrelate(before.clone(), after.clone(), window);
+    const cv::Point2d moved = displacementBetween(before, after);
     if (misfit(FrameDetail(before), FrameDetail(after), cv::Point2f(moved)) > kMisfit) return 0.0;
     const cv::Rect whole({}, before.size());
     const cv::Point shift(cvRound(moved.x), cvRound(moved.y));
@@ -125,7 +144,7 @@ double fineDetail(const cv::Mat_<float>& frame) {
     cv::Mat_<cv::Vec2f> spectrum;
     cv::Mat_<float> levelled;
     cv::subtract(frame, cv::mean(frame), levelled);
-    cv::multiply(levelled, window, levelled);
+    cv::multiply(levelled, window, levelled, spectralScale(frame));
     cv::dft(levelled, spectrum, cv::DFT_COMPLEX_OUTPUT);
     return std::max(fineDetailAlong(spectrum), fineDetailAlong(transposed(spectrum)));
 }
@@ -143,9 +162,13 @@ FrameDetail::FrameDetail(const cv::Mat_<float>& frame)
 }
 
 double misfit(const FrameDetail& reference, const FrameDetail& frame, cv::Point2f shift) {
+    const cv::Size size = frame.band.size();
+    // A shift that is no number, as where nothing could be aligned, fails this comparison, too.
+    const bool overlap = std::abs(shift.x) < static_cast<float>(size.width) &&
+                         std::abs(shift.y) < static_cast<float>(size.height);
+    if (!overlap) return 1.0;
     const cv::Matx23f toFrame(1.0f, 0.0f, shift.x, 0.0f, 1.0f, shift.y);
     cv::Mat_<float> moved;
-    const cv::Size size = frame.band.size();
     cv::warpAffine(frame.band, moved, toFrame, size, cv::INTER_LINEAR | cv::WARP_INVERSE_MAP);
     const cv::Rect inside = cv::Rect({}, size) & cv::Rect(cv::Point(static_cast<int>(std::ceil(-shift.x)),
                                                                     static_cast<int>(std::ceil(-shift.y))),
@@ -155,9 +178,8 @@ double misfit(const FrameDetail& reference, const FrameDetail& frame, cv::Point2
     const cv::Mat_<float> here = reference.band(inside);
     const cv::Mat_<float> apart = difference(there, here);
     const double noise = kSmoothedNoise * (std::pow(reference.noise, 2) + std::pow(frame.noise, 2));
-    const double detail = meanProduct(here, here) + meanProduct(there, there) - noise;
-    if (detail <= noise) return 0.0;
-    return (meanProduct(apart, apart) - noise) / detail;
+    const double detail = meanSquare(here) + meanSquare(there) - noise;
+    return detail > noise ? (meanSquare(apart) - noise) / detail : 0.0;
 }
 
 }  // namespace oravo::tools

@@ -6,7 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 seconds=${1:-60}
 fuzzers=("${@:2}")
 if [ "${#fuzzers[@]}" -eq 0 ]; then
-    fuzzers=(session frames table levels badpixel classes)
+    fuzzers=(session frames guards table levels badpixel classes)
 fi
 
 build_sanitized "${fuzzers[@]/#/oravo_fuzz_}"

@@ -45,7 +45,10 @@ TEST(FrameMeasures, MisfitTellsRightShiftsFromWrongOnes) {
     }
     const FrameDetail flat(cv::Mat_<float>(20, 30, 4.0f));
     EXPECT_EQ(misfit(flat, flat, {1, 1}), 0.0);
-    EXPECT_EQ(misfit(flat, flat, {40, 0}), 1.0);  // no overlap
+    for (const float nowhere : {40.0f, -30.0f, 1e30f, std::nanf(""), -INFINITY}) {  // no overlap
+        EXPECT_EQ(misfit(flat, flat, {nowhere, 0}), 1.0) << nowhere;
+        EXPECT_EQ(misfit(flat, flat, {0, nowhere}), 1.0) << nowhere;
+    }
 }
 
 TEST(StreamGuard, TellsJumpsAndRepetitionsFromMotion) {
@@ -79,6 +82,31 @@ TEST(StreamGuard, TellsJumpsAndRepetitionsFromMotion) {
         EXPECT_EQ(shutter.look(lifted).verdict, Verdict::use);
     }
     EXPECT_EQ(shutter.look(burst.frames[0]).verdict, Verdict::restart);  // those are too long ago
+}
+
+/// A frame is judged by its contrast, whatever its unit; in single precision squares of large values end at 1e38.
+TEST(StreamGuard, JudgesValuesOfAnySize) {
+    const Burst burst = burstOf({{0, 0}, {4.6f, -3.1f}}, 0.2);
+    const double contrast = contrastOf(burst.frames[0]);
+    for (const double scale : {1e-3, 1.0, 1e8, 1e10, 1e20, 1e30, 1e35}) {
+        const auto scaled = [&](double step) {
+            cv::Mat_<float> frame;
+            burst.frames[1].convertTo(frame, CV_32F, scale, step * contrast * scale);
+            return frame;
+        };
+        cv::Mat_<float> first;
+        burst.frames[0].convertTo(first, CV_32F, scale);
+        for (const auto& [step, expected] :
+             {std::pair(0.0, Verdict::use), {0.03, Verdict::use}, {0.06, Verdict::restart}}) {
+            StreamGuard guard;
+            guard.look(first);
+            EXPECT_EQ(guard.look(scaled(step)).verdict, expected) << scale << ' ' << step;
+        }
+        EXPECT_LT(misfit(FrameDetail(first), FrameDetail(scaled(0.0)), {4.6f, -3.1f}), 0.04) << scale;
+        EXPECT_LT(cv::norm(displacementBetween(first, scaled(0.0)) - cv::Point2d(4.6, -3.1)), 0.3) << scale;
+        EXPECT_EQ(enlargedBefore(first), "") << scale;
+    }
+    EXPECT_NEAR(levelStep(cv::Mat_<float>(3, 4, 1e10f), cv::Mat_<float>(3, 4, 3e10f), 0.0), 2e10, 1e4);
 }
 
 TEST(StreamGuard, KnowsEnlargedFrames) {
