@@ -42,11 +42,11 @@ std::string coloured(const std::string& text, const char* colour) {
     return coloursWanted() ? colour + text + kPlain : text;
 }
 
-/// In one piece, so that lines of several processes do not mix.
-void put(const std::string& line) {
+/// What precedes the line's own text may hold colours. In one piece, so that lines of several processes do not mix.
+void put(const std::string& start, const std::string& line) {
     const std::string clear = status.empty() ? "" : kClearLine;
     status.clear();
-    std::cerr << clear + messagePrefix + line + '\n';
+    std::cerr << clear + messagePrefix + start + printable(line) + '\n';
 }
 
 }  // namespace
@@ -64,8 +64,19 @@ std::string format(const char* pattern, ...) {
     return text.data();
 }
 
+std::string printable(std::string text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto code = static_cast<unsigned char>(text[i]);
+        // In UTF-8 the upper control characters, with which some terminals begin commands, have two bytes.
+        const bool upper = code >= 0x80 && code < 0xa0 && i > 0 && text[i - 1] == '\xc2';
+        if (upper) text[i - 1] = '?';
+        if (upper || code < 0x20 || code == 0x7f) text[i] = '?';
+    }
+    return text;
+}
+
 void note(const std::string& line) {
-    put(line);
+    put("", line);
 }
 
 void warn(const std::string& line) {
@@ -74,16 +85,16 @@ void warn(const std::string& line) {
 
 void warn(const Guard& guard) {
     const std::string action = guard.action.empty() ? "" : "; " + guard.action;
-    put("oravo-superres: " + coloured("warning: ", kYellow) + guard.text + action);
+    put("oravo-superres: " + coloured("warning: ", kYellow), guard.text + action);
     GuardLog::note(guard);
 }
 
 void complain(const std::string& line) {
-    put(coloured("oravo-superres: ", kRed) + line);
+    put(coloured("oravo-superres: ", kRed), line);
 }
 
 void setMessagePrefix(const std::string& prefix) {
-    messagePrefix = prefix;
+    messagePrefix = printable(prefix);
 }
 
 void showStatus(const std::string& line) {

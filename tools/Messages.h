@@ -10,8 +10,11 @@ namespace oravo::tools {
 /// printf into a string.
 std::string format(const char* pattern, ...) __attribute__((format(printf, 1, 2)));
 
-/// One line on standard error: plain news; a warning or a failure behind the program's name, coloured on a terminal
-/// unless NO_COLOR is set.
+/// The text with '?' in place of control characters: names and files may hold line ends and commands to a terminal.
+std::string printable(std::string text);
+
+/// One line on standard error, printable: plain news; a warning or a failure after the program's name, coloured on a
+/// terminal unless NO_COLOR is set.
 void note(const std::string& line);
 void warn(const std::string& line);
 void complain(const std::string& line);

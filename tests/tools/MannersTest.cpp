@@ -23,6 +23,24 @@ TEST(Messages, NumbersAndTimesAreShort) {
     EXPECT_EQ(roughTime(7500.0), "2 h 5 min");
 }
 
+/// Names of files go to terminals, where control characters are commands.
+TEST_F(Program, NoMessageCarriesControlCharacters) {
+    EXPECT_EQ(printable("a\x1b[31m\n\t\x7f"), "a?[31m???");
+    EXPECT_EQ(printable("\u009b31m\u00e9\u0416"), "??31m\u00e9\u0416");
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    std::filesystem::rename(path("b/frame_000.tif"), path("b/\x1b[31m\n.tif"));
+    const Outcome warned = run("enhance b/*31m* b/*31m* b/frame* -o o.tif");
+    EXPECT_EQ(warned.code, 0) << warned.err;
+    EXPECT_TRUE(says(warned.err, "warning: frame 1 (b/?[31m?.tif) repeats the frame before it"))
+        << warned.err;
+    const Outcome noted = run("enhance b/*31m* b/frame* -o $(printf 'x\\033y.tif')");
+    EXPECT_TRUE(says(noted.err, "\nx?y.tif: 1 image of")) << noted.err;
+    std::filesystem::create_directory(path("r\033"));
+    const Outcome batch = run("enhance r* -o out/ --jobs 1");
+    EXPECT_TRUE(says(batch.err, "r?: oravo-superres: r?: folder holds no")) << batch.err;
+    for (const Outcome& outcome : {warned, noted, batch}) EXPECT_FALSE(says(outcome.err, "\033"));
+}
+
 TEST_F(Program, SendsTheImageToStandardOutputOnlyWhenAsked) {
     ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
     const Outcome file = run("enhance b -o o.tif");
