@@ -51,18 +51,17 @@ FrameReader::FrameReader(const std::vector<std::string>& inputs, const ReadOptio
     : options_(options) {
     for (const std::string& input : inputs) {
         std::error_code failed;
-        if (!fs::exists(input, failed)) throw inputError(input + ": no such file or folder");
-        if (fs::is_directory(input, failed)) {
-            addFolder(input);
-        } else if (fs::is_regular_file(input, failed)) {
-            addFile(input);
-        } else {
-            throw inputError(input + ": is neither a file nor a folder");
-        }
+        fs::is_directory(input, failed) ? addFolder(input) : addFile(input);
     }
 }
 
 void FrameReader::addFile(const std::string& path) {
+    std::error_code failed;
+    if (!fs::exists(path, failed)) {
+        throw inputError(path + (fs::is_symlink(path, failed) ? ": is a link to a file that is not there"
+                                                              : ": no such file or folder"));
+    }
+    if (!fs::is_regular_file(path, failed)) throw inputError(path + ": is neither a file nor a folder");
     const std::unique_ptr<FrameSource> file = openFrames(path, options_.raw);
     files_.push_back({path, count_, file->count(), file->unit()});
     count_ += file->count();
@@ -75,7 +74,8 @@ std::vector<std::string> FrameReader::frameNames(const std::string& folder) cons
          entry.increment(failed)) {
         std::error_code ignored;
         const std::string name = entry->path().filename().string();
-        if (entry->is_regular_file(ignored) && name.front() != '.') all.push_back(name);
+        // A link to nothing, or a pipe, stands for a frame that the recording would lack.
+        if (!entry->is_directory(ignored) && name.front() != '.') all.push_back(name);
     }
     if (failed) throw inputError(folder + ": folder cannot be read: " + failed.message());
     std::vector<std::string> names;

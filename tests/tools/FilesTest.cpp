@@ -52,6 +52,25 @@ TEST_F(Files, FolderComesInNaturalOrderAndFramesHideOtherImages) {
     EXPECT_FALSE(naturallyLess("a1", "a1"));
 }
 
+/// What would be a frame is read or refused; what hides or has another name is neither.
+TEST_F(Files, NoFrameOfAFolderIsLeftOutInSilence) {
+    for (const char* name : {"a.png", ".b.png", "c.png"})
+        cv::imwrite(path(name), cv::Mat_<uchar>(3, 4, uchar{7}));
+    std::filesystem::create_directory(path("d.png"));
+    for (const char* name : {".e.png", "notes.md"}) std::filesystem::create_symlink("nowhere", path(name));
+    std::filesystem::create_symlink(path("a.png"), path("f.png"));
+    const FrameReader reader({folder_.string()});
+    ASSERT_EQ(reader.count(), 3u);
+    EXPECT_EQ(reader.name(1), path("c.png"));
+    EXPECT_EQ(reader.name(2), path("f.png"));
+    const auto list = [&] { FrameReader({folder_.string()}); };
+    std::filesystem::create_symlink("nowhere", path("b.png"));
+    EXPECT_EQ(complaint(list, ExitCode::kInput), path("b.png: is a link to a file that is not there"));
+    std::filesystem::remove(path("b.png"));
+    ASSERT_EQ(::mkfifo(path("b.png").c_str(), 0600), 0);
+    EXPECT_EQ(complaint(list, ExitCode::kInput), path("b.png: is neither a file nor a folder"));
+}
+
 TEST_F(Files, PagesOfFloatTiffKeepEveryBitInAnyOrder) {
     std::vector<cv::Mat> pages;
     for (std::uint32_t i = 0; i < 37; ++i) {
@@ -200,6 +219,16 @@ TEST_F(Files, ShiftsSurviveTheirTable) {
     writeText(path("s.csv"), shiftTable(shifts, {3, 4}, "a remark, with commas"));
     EXPECT_EQ(parseShifts(path("s.csv")), shifts);
     EXPECT_EQ(parseShifts("0,0;-1.25, 0.5"), shifts);
+    writeText(path("headed.csv"), "# one\n# two\nframe,dx,dy\n0,0,0\n# three\n1,-1.25,0.5\n");
+    EXPECT_EQ(parseShifts(path("headed.csv")), shifts);
+    const std::pair<const char*, const char*> kFaults[] = {{"frame,dx,dy\nagain\n0,0,0\n", "again"},
+                                                           {"frame,dx,dy\n0,0,0\n1,x,0.5\n", "1,x,0.5"},
+                                                           {"0,0,0\nframe,dx,dy\n", "frame,dx,dy"}};
+    for (const auto& [table, line] : kFaults) {
+        writeText(path("wrong.csv"), table);
+        EXPECT_EQ(complaint([&] { parseShifts(path("wrong.csv")); }, ExitCode::kInput),
+                  path("wrong.csv: \"") + line + "\" is not a shift dx,dy");
+    }
     for (const char* text : {"0,0;x,1", "0;1", "nan,0", ","}) {
         EXPECT_NE(complaint([&] { parseShifts(text); }, ExitCode::kInput), "") << text;
     }
