@@ -40,8 +40,9 @@ EnlargedSink::EnlargedSink(const EnhanceCommand& command, const FrameReader& rea
         for (const std::string& input : command.inputs) {
             if (isFolderOf(input, output_)) throw outputError(output_ + ": is a folder of input frames");
         }
-        refuseFolderOfFrames(output_);
         targetFolder_ = std::make_unique<TargetFolder>(output_);
+        targetFolder_->reserve();
+        refuseFolderOfFrames(output_);
         return;
     }
     if (output_ == kStandardOutput) {

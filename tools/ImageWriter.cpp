@@ -1,5 +1,7 @@
 #include "tools/ImageWriter.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -69,22 +71,40 @@ void checkTarget(const std::string& path, const std::vector<std::string>& extens
 
 TargetFolder::TargetFolder(const std::string& path) : path_(path) {
     std::error_code failed;
-    const bool existed = fs::exists(path, failed);
-    fs::create_directories(path, failed);
-    std::error_code ignored;
-    if (!fs::is_directory(path, ignored)) {
-        throw outputError(path +
-                          ": folder cannot be made: " + (failed ? failed.message() : "a file is there"));
+    try {
+        fs::path folder;
+        for (const fs::path& part : fs::path(path)) {
+            folder /= part;
+            if (fs::create_directory(folder, failed)) made_.emplace_back(folder.string());
+            if (failed && failed != std::errc::file_exists) break;
+        }
+        std::error_code ignored;
+        if (!fs::is_directory(path, ignored)) {
+            throw outputError(path +
+                              ": folder cannot be made: " + (failed ? failed.message() : "a file is there"));
+        }
+        if (::access(path.c_str(), W_OK | X_OK) != 0) {
+            throw outputError(path + ": folder cannot be written: " + std::strerror(errno));
+        }
+    } catch (...) {
+        removeEmpty();
+        throw;
     }
-    if (::access(path.c_str(), W_OK | X_OK) != 0) {
-        throw outputError(path + ": folder cannot be written: " + std::strerror(errno));
-    }
-    isNew_ = !existed;
 }
 
 TargetFolder::~TargetFolder() {
-    std::error_code notEmpty;
-    if (isNew_) fs::remove(path_, notEmpty);
+    removeEmpty();
+    if (lock_ >= 0) ::close(lock_);
+}
+
+void TargetFolder::removeEmpty() {
+    for (; !made_.empty(); made_.pop_back()) ::rmdir(made_.back().path().c_str());
+}
+
+void TargetFolder::reserve() {
+    lock_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (lock_ < 0 || ::flock(lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+    throw outputError(path_ + ": another run is writing there; frames of two runs would mix");
 }
 
 void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image) {

@@ -2,6 +2,7 @@
 #define ORAVO_TOOLS_IMAGEWRITER_H
 
 #include <cstdint>
+#include <deque>
 #include <fstream>
 #include <opencv2/core.hpp>
 #include <string>
@@ -20,8 +21,8 @@ namespace oravo::tools {
 /// name does not end in one of the extensions (in lower case, with the dot). To be asked before the work.
 void checkTarget(const std::string& path, const std::vector<std::string>& extensions);
 
-/// A folder to write to: created, with those above it, where it is missing, and removed again where nothing
-/// came of that.
+/// A folder to write to: created, with those above it, where it is missing. Those that are empty in the end are removed
+/// again, by endCleanlyOnSignals() too.
 class TargetFolder {
   public:
     explicit TargetFolder(const std::string& path);
@@ -29,9 +30,16 @@ class TargetFolder {
     TargetFolder(const TargetFolder&) = delete;
     TargetFolder& operator=(const TargetFolder&) = delete;
 
+    /// Keeps other runs that reserve the folder out of it for as long as this object lives, as far as the file system
+    /// has locks. To be asked before what is in the folder. Throws UserError where another run holds it.
+    void reserve();
+
   private:
+    void removeEmpty();
+
     std::string path_;
-    bool isNew_ = false;
+    std::deque<Leftover> made_;  // from the highest on
+    int lock_ = -1;
 };
 
 /// One image in the format that the name's extension tells: TIFF with values as they are, 8-bit or 16-bit

@@ -75,8 +75,9 @@ SimulationParameters parametersOf(const SimulateCommand& c) {
 void simulate(const SimulateCommand& command) {
     const SimulationParameters parameters = parametersOf(command);
     const fs::path folder(command.folder);
+    TargetFolder target(command.folder);
+    target.reserve();
     refuseToReplace(folder);
-    const TargetFolder target(command.folder);
     const Burst burst = simulateBurst(parameters);
     std::vector<std::size_t> numbers(burst.frames.size());
     std::iota(numbers.begin(), numbers.end(), std::size_t{0});

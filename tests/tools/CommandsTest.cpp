@@ -306,23 +306,6 @@ TEST_F(Program, FilesMayHaveAnyNameAndPngAndPgmFramesDoAsWell) {
     }
 }
 
-TEST_F(Program, LeavesNothingBehindWhenItIsTerminated) {
-    ASSERT_EQ(run("simulate -o b --frames 5 --width 64 --height 48").code, 0);
-    std::string inputs;
-    for (int i = 0; i < 400; ++i) inputs += " b";
-    // The shell waits for the hidden file to appear, ends the program and tells how it ended.
-    const std::string start = "cd " + folder_.string() + "; " + ORAVO_SUPERRES + " enhance" + inputs +
-                              " -o o.tif --every 2>/dev/null & p=$!; "
-                              "for i in $(seq 500); do ls -A | grep -q part$ && break; sleep 0.01; done; "
-                              "ls -A | grep -q part$ || exit 9; kill -";
-    for (const int signal : {SIGTERM, SIGPIPE, SIGXCPU}) {
-        const int status =
-            std::system(("bash -c '" + start + std::to_string(signal) + " $p; wait $p'").c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 128 + signal);
-        EXPECT_EQ(entries(), 1u) << signal;
-    }
-}
-
 /// The last of a run's files is the one that there is no room for.
 TEST_F(Program, AFailedOutputLeavesAllOthersAsTheyWere) {
     ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
