@@ -21,6 +21,8 @@ Image localMean(const cv::Mat& image) {
     return result;
 }
 
+constexpr double kRounding = 1e-12;  // of squares, in local means of them
+
 double meanSsim(const Image& a, const Image& b, const cv::Mat_<uchar>& mask, double range) {
     const double c1 = std::pow(0.01 * range, 2);
     const double c2 = std::pow(0.03 * range, 2);
@@ -37,9 +39,12 @@ double meanSsim(const Image& a, const Image& b, const cv::Mat_<uchar>& mask, dou
             const double mb = meanB(r, c);
             const double covariance = product(r, c) - ma * mb;
             const double variances = squareA(r, c) - ma * ma + squareB(r, c) - mb * mb;
-            const double denominator = (ma * ma + mb * mb + c1) * (variances + c2);
-            // A constant truth has no range and no constants; equal flat windows are then 0 / 0.
-            sum += denominator == 0.0 ? 1.0 : (2.0 * ma * mb + c1) * (2.0 * covariance + c2) / denominator;
+            const double squares = ma * ma + mb * mb;
+            // A constant truth has no range, and so no constants: flat windows would be 0 / 0, up to rounding.
+            const bool flat = range == 0.0 && variances <= kRounding * squares;
+            const double structure = flat ? 1.0 : (2.0 * covariance + c2) / (variances + c2);
+            const double level = squares + c1 == 0.0 ? 1.0 : (2.0 * ma * mb + c1) / (squares + c1);
+            sum += level * structure;
         }
     }
     return sum / cv::countNonZero(mask);

@@ -44,6 +44,45 @@ TEST(Metrics, FiguresOfAKnownOffsetAndWhatIsLeftOut) {
     EXPECT_LT(compareWithTruth(turned, bars, kCrop).ssim, -0.9);
 }
 
+/// Wang, Bovik, Sheikh and Simoncelli 2004, formula (13), written out pixel by pixel.
+double plainSsim(const cv::Mat_<float>& x, const cv::Mat_<float>& y) {
+    double lowest = 0.0, highest = 0.0;
+    cv::minMaxLoc(y, &lowest, &highest);
+    const double c1 = std::pow(0.01 * (highest - lowest), 2), c2 = std::pow(0.03 * (highest - lowest), 2);
+    double total = 0.0;
+    for (int r = 0; r < x.rows; ++r) {
+        for (int c = 0; c < x.cols; ++c) {
+            double n = 0, mx = 0, my = 0, xx = 0, yy = 0, xy = 0;
+            for (int i = -5; i <= 5; ++i) {
+                for (int j = -5; j <= 5; ++j) {
+                    const cv::Point at(cv::borderInterpolate(c + j, x.cols, cv::BORDER_REFLECT_101),
+                                       cv::borderInterpolate(r + i, x.rows, cv::BORDER_REFLECT_101));
+                    const double w = std::exp(-(i * i + j * j) / (2 * 1.5 * 1.5));
+                    const auto a = static_cast<double>(x(at)), b = static_cast<double>(y(at));
+                    n += w, mx += w * a, my += w * b, xx += w * a * a, yy += w * b * b, xy += w * a * b;
+                }
+            }
+            mx /= n, my /= n;
+            total += (2 * mx * my + c1) * (2 * (xy / n - mx * my) + c2) /
+                     ((mx * mx + my * my + c1) * (xx / n - mx * mx + yy / n - my * my + c2));
+        }
+    }
+    return total / static_cast<double>(x.total());
+}
+
+TEST(Metrics, SimilarityIsThatOfItsFormula) {
+    for (const double noise : {0.1, 1.0, 8.0}) {
+        const cv::Mat_<float> truth = renderScene({32, 26}, 3);
+        cv::Mat_<float> image(truth.size());
+        cv::theRNG().fill(image, cv::RNG::NORMAL, 0.0, noise);
+        image += truth;
+        EXPECT_NEAR(compareWithTruth(image, truth, 0).ssim, plainSsim(image, truth), 1e-9) << noise;
+    }
+    // Without any range only the means differ: 2 a b / (a^2 + b^2).
+    const cv::Mat_<float> two(20, 20, 2.0f), three(20, 20, 3.0f);
+    EXPECT_NEAR(compareWithTruth(three, two, 0).ssim, 12.0 / 13.0, 1e-9);
+}
+
 TEST(Metrics, RefusesWhatCannotBeCompared) {
     const cv::Mat_<float> image(20, 20, 1.0f);
     const cv::Mat_<float> hollow(20, 20, std::numeric_limits<float>::quiet_NaN());
