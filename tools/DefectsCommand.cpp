@@ -178,8 +178,10 @@ std::unique_ptr<TargetFolder> prepareTarget(const RepairDefectsCommand& command,
             format("%s: %zu frames go to a folder; let its name end in /", command.output.c_str(), frames));
     }
     refuseFolderOfInputs(command);
+    auto folder = std::make_unique<TargetFolder>(command.output);
+    folder->reserve();
     refuseFolderOfFrames(command.output);
-    return std::make_unique<TargetFolder>(command.output);
+    return folder;
 }
 
 }  // namespace
@@ -216,6 +218,8 @@ void repairDefects(const RepairDefectsCommand& command) {
         throw inputError(command.list + ": " + kNothingHealthy);
     }
     refuseInput(reader, command.output);
+    if (isSameFile(command.list, command.output))
+        throw outputError(command.output + ": is the list of bad pixels");
     const std::unique_ptr<TargetFolder> folder =
         prepareTarget(command, reader.count(), first.depth() == CV_16S);
     for (std::size_t i = 0; i < reader.count(); ++i) {

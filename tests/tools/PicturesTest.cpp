@@ -6,6 +6,7 @@
 #include "tools/Agreement.h"
 #include "tools/BurstSimulator.h"
 #include "tools/ColourScale.h"
+#include "tools/Drawing.h"
 #include "tools/Metrics.h"
 #include "tools/Preview.h"
 #include "tools/ResultFiles.h"
@@ -98,6 +99,49 @@ TEST(Preview, FindsSpotsAndDrawsAnySize) {
     EXPECT_EQ(parseRange("-5:1e2"), std::pair(-5.0, 100.0));
     for (const char* wrong : {"", "5", "5:5", "6:5", "1:x", "nan:1", "0:inf", "1:2:3"}) {
         EXPECT_NE(complaint([&] { parseRange(wrong); }, ExitCode::kUsage), "") << wrong;
+    }
+}
+
+/// Where the text stands in a picture of one colour, to the pixel; (-1, -1) where it does not.
+cv::Point placeOf(const std::string& text, const cv::Mat& picture, const Lettering& lettering,
+                  const cv::Scalar& ground) {
+    const cv::Size size = textSize(text, lettering);
+    cv::Mat canvas(size.height + 60, size.width + 60, CV_8UC3, ground);
+    drawText(canvas, text, {30, 30 + size.height}, lettering);
+    cv::Mat distances;
+    cv::matchTemplate(picture, canvas(cv::Rect(cv::Point(30, 30), size)), distances, cv::TM_SQDIFF_NORMED);
+    double least = 1.0;
+    cv::Point place;
+    cv::minMaxLoc(distances, &least, nullptr, &place);
+    return least < 1e-4 ? place : cv::Point(-1, -1);
+}
+
+TEST(Preview, NamesTheHottestAndTheColdestWhereTheyAre) {
+    constexpr float kAround = 20.0f;
+    for (const bool swapped : {false, true}) {
+        cv::Mat_<float> image(240, 320, kAround);
+        const cv::Point hot = swapped ? cv::Point(250, 60) : cv::Point(70, 180);
+        const cv::Point cold = swapped ? cv::Point(70, 180) : cv::Point(250, 60);
+        image(hot) = 87.5f;
+        image(cold) = -31.5f;
+        const ColourScale scale = ColourScale::of(image, paletteNamed("iron"));
+        const cv::Mat picture = Preview{scale, "", "", true}.draw(image);
+        const cv::Vec3b around = scale.colours(cv::Mat_<float>(1, 1, kAround))(0);
+        const Lettering mark{0.5, {255, 255, 255}, true}, line{0.5, kInk, false};
+        for (const auto& [text, spot] : {std::pair("87.5", hot), {"-31.5", cold}}) {
+            const cv::Point found = placeOf(text, picture, mark, cv::Scalar(around[0], around[1], around[2]));
+            ASSERT_GE(found.x, 0) << text;
+            EXPECT_LT(cv::norm(found - 2 * spot), 80) << text << found;
+        }
+        const auto said = [](const char* name, const char* value, cv::Point at) {
+            return std::string(name) + " " + value + " at (" + std::to_string(at.x) + ", " +
+                   std::to_string(at.y) + ")";
+        };
+        const cv::Point hottest = placeOf(said("hottest", "87.5", hot), picture, line, kPaper);
+        const cv::Point coldest = placeOf(said("coldest", "-31.5", cold), picture, line, kPaper);
+        EXPECT_GT(hottest.y, 480);
+        EXPECT_EQ(coldest.y, hottest.y);
+        EXPECT_GT(coldest.x, hottest.x);
     }
 }
 

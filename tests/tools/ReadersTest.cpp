@@ -178,6 +178,16 @@ TEST(CsvMatrix, UnderstandsWhatCameraSoftwareExports) {
         EXPECT_EQ(decodeCsv(heading + numbered, "a.csv").size(), cv::Size(3, 8)) << heading;
     }
     EXPECT_EQ(decodeCsv(ramp, "ramp.csv").cols, 3);
+    for (const int first : {0, 1, 2}) {  // rows count from 0 or 1
+        for (const int rows : {7, 8, 9}) {
+            std::string text;
+            for (int i = 0; i < rows; ++i) text += format("%d;%d;9\n", first + i, 50 - i);
+            const cv::Mat_<double> matrix = decodeCsv(text, "a.csv");
+            const bool counted = first < 2 && rows > 7;
+            EXPECT_EQ(matrix.size(), cv::Size(counted ? 2 : 3, rows)) << first;
+            EXPECT_EQ(matrix(rows - 1, counted ? 0 : 1), 51 - rows);
+        }
+    }
     EXPECT_EQ(decodeCsv("21,50,22,7\n8,30,19,55\n", "counts.csv").cols, 4);
 }
 

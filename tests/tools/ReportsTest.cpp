@@ -189,5 +189,42 @@ TEST_F(Program, TellsWhatHasNoValueAndWhatIsImplausible) {
     EXPECT_NE(page.find("no value: " + std::to_string(count) + " pixels"), std::string::npos);
 }
 
+/// Clusters too large to be refilled, one, two and three of them.
+TEST_F(Program, TooHotTooColdAndDefectiveAreCountedApart) {
+    ASSERT_EQ(run("simulate -o b --width 96 --height 72 --max-shift 0.9").code, 0);
+    const struct {
+        const char* key;
+        std::uint32_t code;
+        std::vector<cv::Point> places;
+    } kClusters[] = {{"over_range", vision::CODE_OVER_RANGE, {{20, 12}, {50, 12}, {80, 12}}},
+                     {"under_range", vision::CODE_UNDER_RANGE, {{20, 36}, {60, 36}}},
+                     {"bad", vision::CODE_BAD_PIXEL, {{20, 58}}}};
+    const cv::Size cluster(3, 3);
+    for (int i = 0; i < 5; ++i) {
+        const std::string name = "b/frame_00" + std::to_string(i) + ".tif";
+        cv::Mat_<float> frame = image(name);
+        for (const auto& c : kClusters) {
+            for (const cv::Point place : c.places) frame(cv::Rect(place, cluster)) = pixelOf(c.code);
+        }
+        writeImage(path(name), frame);
+    }
+    const Outcome done = run("enhance b -o o.tif --report r.json");
+    ASSERT_EQ(done.code, 0) << done.err;
+    const Json report = Json::parse(text(path("r.json")));
+    const cv::Mat missing = valueMask(image("o.tif")) == 0;
+    int all = 0;
+    for (const auto& c : kClusters) {
+        int here = 0;
+        for (const cv::Point place : c.places) {
+            here += cv::countNonZero(missing(cv::Rect(2 * place.x - 6, 2 * place.y - 6, 18, 18)));
+        }
+        EXPECT_GE(here, static_cast<int>(c.places.size())) << c.key;
+        EXPECT_EQ(report["image"]["without_value"][c.key], here) << c.key;
+        EXPECT_EQ(report["images"][0]["without_value"][c.key], here) << c.key;
+        all += here;
+    }
+    EXPECT_EQ(report["image"]["without_value"]["pixels"], all);
+}
+
 }  // namespace
 }  // namespace oravo::tools

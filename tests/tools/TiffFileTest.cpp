@@ -14,6 +14,8 @@ struct Storage {
     int compression = COMPRESSION_NONE;
     int predictor = PREDICTOR_NONE;
     bool tiled = false;
+    int photometric = PHOTOMETRIC_MINISBLACK;
+    int bits = 0;  ///< of a pixel, where they are not those of the image
 };
 
 /// Writes with the TIFF library itself what other programs may hand in.
@@ -23,15 +25,21 @@ class TiffFile : public Scratch {
                int channels = 1) const {
         TIFF* file = TIFFOpen(path(name).c_str(), how.mode);
         ASSERT_NE(file, nullptr);
-        TIFFSetField(file, TIFFTAG_IMAGEWIDTH, image.cols / channels);
+        const int stored = 8 * static_cast<int>(image.elemSize1());
+        const int bits = how.bits != 0 ? how.bits : stored;
+        TIFFSetField(file, TIFFTAG_IMAGEWIDTH, image.cols * stored / bits / channels);
         TIFFSetField(file, TIFFTAG_IMAGELENGTH, image.rows);
-        TIFFSetField(file, TIFFTAG_BITSPERSAMPLE, 8 * static_cast<int>(image.elemSize1()));
+        TIFFSetField(file, TIFFTAG_BITSPERSAMPLE, bits);
         TIFFSetField(file, TIFFTAG_SAMPLESPERPIXEL, channels);
         TIFFSetField(file, TIFFTAG_SAMPLEFORMAT, sampleFormat);
-        TIFFSetField(file, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(file, TIFFTAG_PHOTOMETRIC, how.photometric);
+        std::vector<std::uint16_t> colours(256, 7);
+        if (how.photometric == PHOTOMETRIC_PALETTE) {
+            TIFFSetField(file, TIFFTAG_COLORMAP, colours.data(), colours.data(), colours.data());
+        }
         TIFFSetField(file, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
         TIFFSetField(file, TIFFTAG_COMPRESSION, how.compression);
-        if (how.compression != COMPRESSION_NONE) TIFFSetField(file, TIFFTAG_PREDICTOR, how.predictor);
+        if (how.predictor != PREDICTOR_NONE) TIFFSetField(file, TIFFTAG_PREDICTOR, how.predictor);
         how.tiled ? writeTiles(file, image) : writeRows(file, image);
         TIFFClose(file);
     }
@@ -100,13 +108,53 @@ TEST_F(TiffFile, OtherKindsOfPixelsAreRefused) {
     store("int.tif", cv::Mat(9, 9, CV_32S, cv::Scalar(3)), SAMPLEFORMAT_INT);
     store("half.tif", cv::Mat(9, 9, CV_16U, cv::Scalar(3)), SAMPLEFORMAT_IEEEFP);
     store("rgb.tif", cv::Mat(9, 27, CV_8U, cv::Scalar(3)), SAMPLEFORMAT_UINT, {}, 3);
+    const cv::Mat bytes(9, 24, CV_8U, cv::Scalar(0x12));
+    store("palette.tif", bytes, SAMPLEFORMAT_UINT, {"w", COMPRESSION_NONE, 0, false, PHOTOMETRIC_PALETTE});
+    for (const int bits : {1, 4, 12}) {
+        store(std::to_string(bits) + "bits.tif", bytes, SAMPLEFORMAT_UINT,
+              {"w", COMPRESSION_NONE, 0, false, PHOTOMETRIC_MINISBLACK, bits});
+    }
     const std::pair<const char*, const char*> kCases[] = {
+        {"palette.tif", ": holds palette colours, not values"},
+        {"1bits.tif", ": unsupported pixel type (whole numbers of 1 bits)"},
+        {"4bits.tif", ": unsupported pixel type (whole numbers of 4 bits)"},
+        {"12bits.tif", ": unsupported pixel type (whole numbers of 12 bits)"},
         {"int.tif", ": unsupported pixel type (whole numbers of 32 bits)"},
         {"half.tif", ": unsupported pixel type (float of 16 bits)"},
         {"rgb.tif", ": has 3 channels; frames have one"}};
     for (const auto& [name, fault] : kCases) {
         const std::string file = path(name);
         EXPECT_EQ(complaint([&] { TiffReader reader(file); }, ExitCode::kInput), file + fault);
+    }
+}
+
+/// A flat image packs into next to nothing and is read all the same; a claim that the bytes cannot hold is refused.
+TEST_F(TiffFile, PackedPixelsMayBeManyButNotAnyNumber) {
+    const cv::Mat flat(8200, 8200, CV_8U, cv::Scalar(3));
+    for (const int compression : {COMPRESSION_ADOBE_DEFLATE, COMPRESSION_LZW, COMPRESSION_PACKBITS}) {
+        store("flat.tif", flat, SAMPLEFORMAT_UINT, {"w", compression});
+        EXPECT_LT(std::filesystem::file_size(path("flat.tif")), flat.total() / 20);
+        EXPECT_EQ(cv::norm(TiffReader(path("flat.tif")).read(0), flat, cv::NORM_INF), 0.0) << compression;
+    }
+    for (const int compression : {COMPRESSION_NONE, COMPRESSION_ADOBE_DEFLATE}) {
+        TIFF* file = TIFFOpen(path("claim.tif").c_str(), "w");
+        for (const auto& [tag, value] : {std::pair(TIFFTAG_IMAGEWIDTH, 30000),
+                                         {TIFFTAG_IMAGELENGTH, 30000},
+                                         {TIFFTAG_ROWSPERSTRIP, 30000},
+                                         {TIFFTAG_BITSPERSAMPLE, 8},
+                                         {TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK},
+                                         {TIFFTAG_COMPRESSION, compression}}) {
+            TIFFSetField(file, static_cast<std::uint32_t>(tag), value);
+        }
+        char few[] = "few bytes";
+        TIFFWriteRawStrip(file, 0, few, sizeof few);
+        TIFFClose(file);
+        const std::string told = complaint([&] { TiffReader reader(path("claim.tif")); }, ExitCode::kInput);
+        const std::string damaged = path("claim.tif") + ": truncated or damaged TIFF file";
+        const std::string size = std::to_string(std::filesystem::file_size(path("claim.tif")));
+        EXPECT_EQ(told, compression == COMPRESSION_NONE
+                            ? damaged
+                            : damaged + ": its " + size + " bytes cannot hold 900000000 pixels");
     }
 }
 

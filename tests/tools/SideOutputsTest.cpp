@@ -1,0 +1,101 @@
+#include "tests/tools/Program.h"
+#include "tools/ImageWriter.h"
+
+namespace oravo::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// An output by its option; what stands before it, and its extension.
+struct Output {
+    const char* command;
+    const char* extension;
+};
+
+class SideOutputs : public Program {
+  protected:
+    /// Each output under another name of each input is refused, and the input stays.
+    void expectRefused(const std::vector<Output>& outputs, const std::vector<std::string>& inputs,
+                       const std::string& reason) const {
+        for (const std::string& input : inputs) {
+            const std::string before = text(path(input));
+            ASSERT_NE(before, "") << input;
+            for (const Output& output : outputs) {
+                SCOPED_TRACE(std::string(output.command) + input);
+                const std::string alias = std::string("alias") + output.extension;
+                fs::create_symlink(path(input), path(alias));
+                const Outcome outcome = run(std::string(output.command) + alias);
+                EXPECT_EQ(outcome.code, 3);
+                EXPECT_NE(outcome.err.find("oravo-superres: " + alias + reason + "\n"), std::string::npos)
+                    << outcome.err;
+                EXPECT_EQ(text(path(input)), before);
+                EXPECT_TRUE(fs::is_symlink(path(alias)));
+                fs::remove(path(alias));
+            }
+        }
+    }
+};
+
+TEST_F(SideOutputs, OfEnhanceNeverReplaceAnInput) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    writeImage(path("cold.tif"), cv::Mat(48, 64, CV_16S, cv::Scalar(1000)));
+    writeImage(path("warm.tif"), cv::Mat(48, 64, CV_16S, cv::Scalar(2000)));
+    writeImage(path("ten.tif"), cv::Mat_<float>(48, 64, 10.0f));
+    writeImage(path("thirty.tif"), cv::Mat_<float>(48, 64, 30.0f));
+    expectRefused(
+        {{"enhance b --calibration cold.tif ten.tif warm.tif thirty.tif -o ", ".tif"},
+         {"enhance b --calibration cold.tif ten.tif warm.tif thirty.tif -o o.tif --shifts ", ".csv"},
+         {"enhance b --calibration cold.tif ten.tif warm.tif thirty.tif -o o.tif --preview ", ".png"},
+         {"enhance b --calibration cold.tif ten.tif warm.tif thirty.tif -o o.tif --coverage ", ".png"},
+         {"enhance b --calibration cold.tif ten.tif warm.tif thirty.tif -o o.tif --noise-map ", ".tif"},
+         {"enhance b --calibration cold.tif ten.tif warm.tif thirty.tif -o o.tif --report ", ".json"},
+         {"enhance b --calibration cold.tif ten.tif warm.tif thirty.tif -o o.tif --report r.html --report ",
+          ".html"}},
+        {"b/frame_000.tif", "b/frame_004.tif", "cold.tif", "ten.tif", "warm.tif", "thirty.tif"},
+        ": is one of the inputs");
+    EXPECT_FALSE(fs::exists(path("o.tif")));
+}
+
+TEST_F(SideOutputs, OfOtherCommandsNeverReplaceAnInput) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    expectRefused({{"evaluate b/truth.tif b/truth.tif --reference b/frame_001.tif --picture ", ".png"}},
+                  {"b/truth.tif", "b/frame_001.tif"}, ": is an input");
+    expectRefused({{"evaluate b/frame_002.tif b/frame_003.tif --picture ", ".png"}},
+                  {"b/frame_002.tif", "b/frame_003.tif"}, ": is an input");
+    for (const char* name : {"m.png", "n.png"}) {
+        writeImage(path(name), cv::Mat(8, 8, CV_16U, cv::Scalar(1000)));
+    }
+    ASSERT_EQ(run("defects detect m.png n.png -o list.csv").code, 0);
+    expectRefused({{"defects detect m.png n.png -o ", ".csv"},
+                   {"defects detect m.png n.png -o new.csv --marked ", ".png"}},
+                  {"m.png", "n.png"}, ": is one of the inputs");
+    expectRefused({{"defects repair list.csv m.png -o ", ".tif"}}, {"m.png"}, ": is one of the inputs");
+    expectRefused({{"defects repair list.csv m.png -o ", ".tif"}}, {"list.csv"},
+                  ": is the list of bad pixels");
+    EXPECT_FALSE(fs::exists(path("new.csv")));
+}
+
+/// Each pair of outputs may be mistaken for each other by another way of writing the same name.
+TEST_F(SideOutputs, AreFilesOfTheirOwn) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    const std::vector<Output> pictures{
+        {"--preview", ".png"}, {"--coverage", ".png"}, {"--noise-map", ".png"}};
+    for (const Output& a : pictures) {
+        for (const Output& b : pictures) {
+            if (a.command == b.command) continue;
+            const Outcome outcome =
+                run(std::string("enhance b -o o.tif ") + a.command + " x.png " + b.command + " b/../x.png");
+            EXPECT_EQ(outcome.code, 3);
+            EXPECT_NE(outcome.err.find("x.png: is named for two outputs\n"), std::string::npos)
+                << outcome.err;
+        }
+    }
+    for (const char* option : {"--coverage", "--noise-map"}) {
+        EXPECT_EQ(run(std::string("enhance b -o o.tif ") + option + " ./o.tif").code, 3) << option;
+    }
+    EXPECT_EQ(run("enhance b -o o.tif --report x.json --report ./x.json").code, 3);
+    EXPECT_EQ(entries(), 1u);
+}
+
+}  // namespace
+}  // namespace oravo::tools
