@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -110,6 +111,22 @@ TEST_F(Outputs, ReplacementsKeepPermissionsAndOwner) {
     writeText(path("new.txt"), "new");
     EXPECT_EQ(modeOf("new.txt"), 0640u);
     ::umask(mask);
+}
+
+TEST_F(Outputs, AGroupThatCannotBeKeptIsNotReplacedByAnother) {
+    if (::geteuid() != 0) GTEST_SKIP() << "takes a file of another user's group";
+    writeText(path("a.txt"), "before");
+    ASSERT_EQ(::chown(path("a.txt").c_str(), 1, 2), 0);
+    fs::permissions(path("a.txt"), static_cast<fs::perms>(0664));
+    fs::permissions(folder_, fs::perms::all);
+    const int status = inProcess([&] {
+        constexpr uid_t kNobody = 65534;
+        if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) ::_exit(9);
+        writeText(path("a.txt"), "after");
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(text(path("a.txt")), "after");
+    EXPECT_EQ(modeOf("a.txt"), 0604u);
 }
 
 /// Hidden names are predictable: another user may have laid a link there.
