@@ -55,11 +55,8 @@ void ImageSolver::apply(const std::vector<FrameState>& frames, const PaddedImage
     for (const FrameState& frame : frames) {
         if (!frame.used) continue;
         for (const SampleRun& run : frame.runs) {
-            kernels.sample(from, run, row_.data());
             const float* weight = frame.weight.data() + static_cast<std::ptrdiff_t>(run.y) * grid_.width;
-            for (int i = run.first; i < run.first + run.count; ++i)
-                row_[static_cast<std::size_t>(i)] *= weight[i];
-            kernels.spread(to, run, row_.data());
+            kernels.sampleAndSpread(from, run, weight, to);
         }
     }
     blur_.fromCoefficients(gathered_, out);

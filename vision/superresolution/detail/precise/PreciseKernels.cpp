@@ -136,6 +136,75 @@ void spread(const SplineView& image, const SampleRun& run, const float* values) 
     }
 }
 
+/// At factor 2 taps 0 and 2 read the same phase of a row, one element apart, and so do taps 1 and 3.
+inline void spreadPhase(float* target, float near, float far, const float* __restrict part, int n) {
+    // part[-1] and part[n] are zero.
+    for (int i = 0; i <= n; ++i) target[i] = (target[i] + near * part[i]) + far * part[i - 1];
+}
+
+/// A run of a translated frame at factor 2: all its pixels have the same eight weights.
+void translatedSampleAndSpread(const SplineView& from, const SampleRun& run, const float* weights,
+                               const SplineView& to) {
+    constexpr int kLong = 256;
+    BlockWeights x, y;
+    fillWeights(run.fractionX, 0.0f, 1, x);
+    fillWeights(run.fractionY, 0.0f, 1, y);
+    const float x0 = x[0][0], x1 = x[1][0], x2 = x[2][0], x3 = x[3][0];
+    float product[kLong];
+    float padded[kLong + 2];
+    float* part = padded + 1;
+    for (int offset = 0; offset < run.count; offset += kLong) {
+        const int n = run.count - offset < kLong ? run.count - offset : kLong;
+        const TapRows taps = tapRows(from, run, offset);
+        const float* weight = weights + run.first + offset;
+        for (int i = 0; i < n; ++i) {
+            const auto row = [&](int r) {
+                const float* const* tap = taps.at[r];
+                return x0 * tap[0][i] + x1 * tap[1][i] + x2 * tap[2][i] + x3 * tap[3][i];
+            };
+            product[i] =
+                weight[i] * (y[0][0] * row(0) + y[1][0] * row(1) + y[2][0] * row(2) + y[3][0] * row(3));
+        }
+        for (int r = 0; r < kTaps; ++r) {
+            part[-1] = 0.0f;
+            for (int i = 0; i < n; ++i) part[i] = y[r][0] * product[i];
+            part[n] = 0.0f;
+            spreadPhase(tapOf(to, run, offset, r, 0), x0, x2, part, n);
+            spreadPhase(tapOf(to, run, offset, r, 1), x1, x3, part, n);
+        }
+    }
+}
+
+void sampleAndSpread(const SplineView& from, const SampleRun& run, const float* weights,
+                     const SplineView& to) {
+    if (from.factor == 2 && run.slopeX == 0.0f && run.slopeY == 0.0f) {
+        translatedSampleAndSpread(from, run, weights, to);
+        return;
+    }
+    BlockWeights x, y, part;
+    float product[kBlock];
+    for (int offset = 0; offset < run.count; offset += kBlock) {
+        const int n = blockAt(run, offset);
+        fillWeights(slopeAt(run.fractionX, run.slopeX, offset), run.slopeX, n, x);
+        fillWeights(slopeAt(run.fractionY, run.slopeY, offset), run.slopeY, n, y);
+        const TapRows taps = tapRows(from, run, offset);
+        const float* weight = weights + run.first + offset;
+        for (int i = 0; i < n; ++i) {
+            product[i] = weight[i] * (y[0][i] * along(x, taps.at[0], i) + y[1][i] * along(x, taps.at[1], i) +
+                                      y[2][i] * along(x, taps.at[2], i) + y[3][i] * along(x, taps.at[3], i));
+        }
+        for (int r = 0; r < kTaps; ++r) {
+            for (int i = 0; i < n; ++i) part[r][i] = y[r][i] * product[i];
+        }
+        for (int r = 0; r < kTaps; ++r) {
+            for (int c = 0; c < kTaps; ++c) {
+                float* target = tapOf(to, run, offset, r, c);
+                for (int i = 0; i < n; ++i) target[i] += x[c][i] * part[r][i];
+            }
+        }
+    }
+}
+
 // ---- the blur between image and coefficients ----
 
 void blurDown(const BlurTaps& blur, const float* const* rows, int n, float* __restrict out) {
@@ -252,8 +321,8 @@ void turn(float beta, const float* inverse, const float* residual, int n, float*
 }  // namespace
 
 extern const PreciseKernels ORAVO_KERNELS;
-const PreciseKernels ORAVO_KERNELS = {sample, sampleGradient, spread,       blurDown,    blurAlong,
-                                      split,  join,           priorWeights, differences, gatherDifferences,
-                                      dot,    step,           turn};
+const PreciseKernels ORAVO_KERNELS = {
+    sample, sampleGradient, spread,      sampleAndSpread,   blurDown, blurAlong, split,
+    join,   priorWeights,   differences, gatherDifferences, dot,      step,      turn};
 
 }  // namespace oravo::vision::detail::precise

@@ -67,6 +67,9 @@ struct PreciseKernels {
     void (*sampleGradient)(const SplineView&, const SampleRun&, float* out, float* dx, float* dy);
     /// The adjoint: adds values[run.first + i] to the coefficients, spread by the same weights.
     void (*spread)(const SplineView&, const SampleRun&, const float* values);
+    /// Samples a run, multiplies by weights[run.first + i], and adds the products to another image: what a solver does most.
+    void (*sampleAndSpread)(const SplineView& from, const SampleRun&, const float* weights,
+                            const SplineView& to);
     /// out = taps over 2 kBlurRadius + 1 rows, the middle one rows[kBlurRadius].
     void (*blurDown)(const BlurTaps&, const float* const* rows, int n, float* out);
     /// out = taps along a row that is valid kBlurRadius values beyond both ends.

@@ -15,11 +15,11 @@ namespace {
 
 constexpr int kMargin = 4;  ///< of the grid: what frames see beyond the reference's border
 constexpr double kFirstStrength = 0.003;
-constexpr SolverLimits kDraft{3, 8, 1e-3};
+constexpr SolverLimits kDraft{2, 7, 1e-3};
 constexpr SolverLimits kPatternDraft{1, 10, 1e-3};
 constexpr int kPatternRounds = 6;
 constexpr double kPatternSmoothness = 8.0;
-constexpr int kFinalFreezes = 8;
+constexpr int kFinalFreezes = 5;
 constexpr int kFinalSteps = 8;
 constexpr double kStillChange = 0.05;  ///< of the noise: the final image has converged when it moves less
 constexpr double kLeastChange = 1e-4;

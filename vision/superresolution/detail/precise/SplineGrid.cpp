@@ -1,5 +1,6 @@
 #include "vision/superresolution/detail/precise/SplineGrid.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace oravo::vision::detail::precise {
@@ -46,14 +47,14 @@ std::vector<SampleRun> sampleRuns(const Grid& grid, const Motion& motion) {
     const int rows = grid.rows();
     for (int y = 0; y < grid.height; ++y) {
         const RowPlaces places(grid, motion, y);
+        const bool level = places.slopeX() == 0.0 && places.slopeY() == 0.0;
         bool open = false;
         for (int i = 0; i < grid.width; ++i) {
             const Place place = places.at(i);
             const int left = place.cellX - 1;
             const int top = place.cellY - 1;
-            const bool inside = left + grid.factor * i >= 0 && left + grid.factor * i + 3 < columns &&
-                                top >= 0 && top + 3 < rows;
-            if (!inside) {
+            const int column = left + grid.factor * i;
+            if (column < 0 || column + 3 >= columns || top < 0 || top + 3 >= rows) {
                 open = false;
                 continue;
             }
@@ -67,13 +68,18 @@ std::vector<SampleRun> sampleRuns(const Grid& grid, const Motion& motion) {
             run.first = i;
             run.count = 1;
             run.row = top;
-            run.column = left + grid.factor * i;
+            run.column = column;
             run.fractionX = static_cast<float>(place.x - place.cellX);
             run.fractionY = static_cast<float>(place.y - place.cellY);
             run.slopeX = static_cast<float>(places.slopeX());
             run.slopeY = static_cast<float>(places.slopeY());
-            runs.push_back(run);
             open = true;
+            if (level) {
+                // All pixels from here on have the same fractions, as far as the grid reaches.
+                run.count = std::min(grid.width - i, (columns - 4 - column) / grid.factor + 1);
+                i += run.count - 1;
+            }
+            runs.push_back(run);
         }
     }
     return runs;
