@@ -9,8 +9,8 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/SrFloatNeonConvolution.h"
 #include "vision/superresolution/SrFloatNeonMinimization.h"
-#include "vision/superresolution/detail/GaussianPsf.h"
-#include "vision/superresolution/detail/SplitEngine.h"
+#include "vision/superresolution/detail/numerics/GaussianPsf.h"
+#include "vision/superresolution/detail/solver/SplitEngine.h"
 
 namespace oravo::bench {
 namespace {

@@ -8,7 +8,7 @@
 #include "support/ImageIO.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
-#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
 
 namespace oravo::capi {
 

@@ -5,9 +5,9 @@
 
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloatConvolution.h"
-#include "vision/superresolution/detail/DenseEngine.h"
-#include "vision/superresolution/detail/Reductions.h"
-#include "vision/superresolution/detail/SplitEngine.h"
+#include "vision/superresolution/detail/numerics/Reductions.h"
+#include "vision/superresolution/detail/solver/DenseEngine.h"
+#include "vision/superresolution/detail/solver/SplitEngine.h"
 
 /// The solver's engines side by side: a problem for them, and everything they can be seen to do with it.
 namespace oravo::test {

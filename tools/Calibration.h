@@ -7,7 +7,7 @@
 
 #include "tools/Decode.h"
 #include "tools/FrameReader.h"
-#include "vision/superresolution/detail/TwoPointCalibration.h"
+#include "vision/superresolution/detail/calibration/TwoPointCalibration.h"
 
 namespace oravo::tools {
 

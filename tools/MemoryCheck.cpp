@@ -3,7 +3,7 @@
 #include "support/Exception.h"
 #include "tools/Messages.h"
 #include "tools/UserError.h"
-#include "vision/superresolution/detail/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/MemoryBudget.h"
 
 namespace oravo::tools {
 

@@ -11,7 +11,7 @@
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
-#include "vision/superresolution/detail/FrameSize.h"
+#include "vision/superresolution/detail/memory/FrameSize.h"
 
 namespace oravo::tools {
 namespace {

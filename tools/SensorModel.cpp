@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "vision/superresolution/detail/GaussianPsf.h"
+#include "vision/superresolution/detail/numerics/GaussianPsf.h"
 
 namespace oravo::tools {
 

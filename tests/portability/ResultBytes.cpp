@@ -25,7 +25,7 @@
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/GaussianPsf.h"
+#include "vision/superresolution/detail/numerics/GaussianPsf.h"
 #include "vision/superresolution/reference/SuperResolution.h"
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
 #include "vision/superresolution/reference/SuperResolutionMinimization.h"

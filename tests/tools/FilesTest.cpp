@@ -14,7 +14,7 @@
 #include "tools/Pipelines.h"
 #include "tools/ShiftTable.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/MemoryBudget.h"
 
 namespace oravo::tools {
 namespace {

@@ -6,7 +6,7 @@
 #include <unordered_set>
 
 #include "support/CodeLocation.h"
-#include "vision/superresolution/detail/BadPixelList.h"
+#include "vision/superresolution/detail/defects/BadPixelList.h"
 
 namespace oravo::vision {
 namespace {

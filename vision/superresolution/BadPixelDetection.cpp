@@ -4,7 +4,7 @@
 #include <numeric>
 
 #include "vision/superresolution/BadPixel.h"
-#include "vision/superresolution/detail/BadPixelList.h"
+#include "vision/superresolution/detail/defects/BadPixelList.h"
 
 namespace oravo::vision {
 namespace {

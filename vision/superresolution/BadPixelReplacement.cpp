@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "vision/superresolution/BadPixel.h"
-#include "vision/superresolution/detail/BadPixelList.h"
-#include "vision/superresolution/detail/MemoryBudget.h"
+#include "vision/superresolution/detail/defects/BadPixelList.h"
+#include "vision/superresolution/detail/memory/MemoryBudget.h"
 
 namespace oravo::vision {
 namespace {

@@ -9,8 +9,8 @@
 #include <type_traits>
 
 #include "support/CodeLocation.h"
-#include "vision/superresolution/detail/FrameSize.h"
-#include "vision/superresolution/detail/SparseSampling.h"
+#include "vision/superresolution/detail/memory/FrameSize.h"
+#include "vision/superresolution/detail/solver/SparseSampling.h"
 
 namespace oravo::vision {
 namespace {

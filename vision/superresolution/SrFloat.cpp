@@ -5,7 +5,7 @@
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/FloatPipeline.h"
+#include "vision/superresolution/detail/pipeline/FloatPipeline.h"
 
 namespace oravo::vision {
 namespace {

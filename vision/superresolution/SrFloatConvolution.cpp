@@ -1,6 +1,6 @@
 #include "vision/superresolution/SrFloatConvolution.h"
 
-#include "vision/superresolution/detail/MeanFilter.h"
+#include "vision/superresolution/detail/numerics/MeanFilter.h"
 
 namespace oravo::vision {
 namespace {

@@ -4,8 +4,8 @@
 #include <opencv2/core.hpp>
 
 #include "support/Export.h"
-#include "vision/superresolution/detail/Buffer.h"
-#include "vision/superresolution/detail/SparseOperators.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/solver/SparseOperators.h"
 
 namespace oravo::vision {
 

@@ -1,9 +1,9 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 
 #include "vision/superresolution/SrFloatConvolution.h"
-#include "vision/superresolution/detail/Reductions.h"
-#include "vision/superresolution/detail/SplitEngine.h"
-#include "vision/superresolution/detail/TotalVariationSolver.h"
+#include "vision/superresolution/detail/numerics/Reductions.h"
+#include "vision/superresolution/detail/solver/SplitEngine.h"
+#include "vision/superresolution/detail/solver/TotalVariationSolver.h"
 
 namespace oravo::vision {
 

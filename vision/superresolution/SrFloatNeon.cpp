@@ -3,7 +3,7 @@
 #include "support/CodeLocation.h"
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
-#include "vision/superresolution/detail/FloatPipeline.h"
+#include "vision/superresolution/detail/pipeline/FloatPipeline.h"
 
 namespace oravo::vision {
 namespace {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "support/Export.h"
-#include "vision/superresolution/detail/Body.h"
+#include "vision/superresolution/detail/memory/Body.h"
 
 namespace oravo::vision {
 

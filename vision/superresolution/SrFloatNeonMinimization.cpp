@@ -1,8 +1,8 @@
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 
 #include "vision/superresolution/SrFloatNeonConvolution.h"
-#include "vision/superresolution/detail/Reductions.h"
-#include "vision/superresolution/detail/TotalVariationSolver.h"
+#include "vision/superresolution/detail/numerics/Reductions.h"
+#include "vision/superresolution/detail/solver/TotalVariationSolver.h"
 
 namespace oravo::vision {
 

@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 
 #include "support/Export.h"
-#include "vision/superresolution/detail/Body.h"
+#include "vision/superresolution/detail/memory/Body.h"
 
 namespace oravo::vision {
 

@@ -1,6 +1,6 @@
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 
-#include "vision/superresolution/detail/CornerRegistration.h"
+#include "vision/superresolution/detail/registration/CornerRegistration.h"
 
 namespace oravo::vision {
 namespace {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <complex>
 
-#include "vision/superresolution/detail/Buffer.h"
-#include "vision/superresolution/detail/PhaseRegistration.h"
-#include "vision/superresolution/detail/RegistrationChecks.h"
-#include "vision/superresolution/detail/SlidingWindow.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/memory/SlidingWindow.h"
+#include "vision/superresolution/detail/registration/PhaseRegistration.h"
+#include "vision/superresolution/detail/registration/RegistrationChecks.h"
 
 namespace oravo::vision {
 namespace {

@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/FlowRefinement.h"
+#include "vision/superresolution/detail/registration/FlowRefinement.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/FrameMove.h"
+#include "vision/superresolution/detail/registration/FrameMove.h"
 
 #include <gtest/gtest.h>
 

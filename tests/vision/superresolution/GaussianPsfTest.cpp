@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/GaussianPsf.h"
+#include "vision/superresolution/detail/numerics/GaussianPsf.h"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "vision/superresolution/detail/Buffer.h"
-#include "vision/superresolution/detail/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/memory/MemoryBudget.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define ORAVO_ADDRESS_SANITIZER

@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/RunAssessment.h"
+#include "vision/superresolution/detail/pipeline/RunAssessment.h"
 
 #include <gtest/gtest.h>
 

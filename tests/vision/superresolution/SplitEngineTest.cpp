@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/SplitEngine.h"
+#include "vision/superresolution/detail/solver/SplitEngine.h"
 
 #include <gtest/gtest.h>
 

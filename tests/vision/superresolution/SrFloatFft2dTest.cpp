@@ -11,7 +11,7 @@
 
 #include "support/Exception.h"
 #include "tests/plain/PlainDft.h"
-#include "vision/superresolution/detail/MixedRadixFft.h"
+#include "vision/superresolution/detail/transform/MixedRadixFft.h"
 
 namespace {
 

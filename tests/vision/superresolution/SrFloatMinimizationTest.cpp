@@ -174,7 +174,7 @@ TEST(SrFloatMinimization, keepsParametersAndRefusesTooManyFrames) {
     EXPECT_NE(thrown.location().find("oravo::vision::SrFloatMinimization::minimize(..)\n"),
               std::string::npos);
     // The line is one of the file that is named.
-    EXPECT_EQ(thrown.location().find("vision/superresolution/detail/TotalVariationSolver: "), 0U);
+    EXPECT_EQ(thrown.location().find("vision/superresolution/detail/solver/TotalVariationSolver: "), 0U);
 }
 
 }  // namespace oravo::vision

@@ -17,7 +17,7 @@
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/RunAssessment.h"
+#include "vision/superresolution/detail/pipeline/RunAssessment.h"
 
 namespace oravo::test {
 namespace {

@@ -9,7 +9,7 @@
 #include "tests/RecordedBursts.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
-#include "vision/superresolution/detail/PhaseCorrelator.h"
+#include "vision/superresolution/detail/registration/PhaseCorrelator.h"
 
 namespace oravo::test {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "tests/RecordedBursts.h"
 #include "tests/TestScenes.h"
-#include "vision/superresolution/detail/CornerTracker.h"
+#include "vision/superresolution/detail/registration/CornerTracker.h"
 
 namespace oravo::vision {
 namespace {
@@ -121,7 +121,7 @@ TEST(SrFloatRegistration2, refusesFramesThatAreNotPrepared) {
     EXPECT_EQ(messageOf(3, 3), begin + "3 requested, but 3 frames are prepared.");
     EXPECT_EQ(messageOf(-1, 3), begin + "-1 requested, but 3 frames are prepared.");
     const oravo::Exception thrown = test::thrownBy([&] { Registered(frames, 3, 0, 2); });
-    EXPECT_EQ(thrown.location().find("vision/superresolution/detail/CornerRegistration: "), 0U);
+    EXPECT_EQ(thrown.location().find("vision/superresolution/detail/registration/CornerRegistration: "), 0U);
     EXPECT_EQ(test::thrownBy([] { SrFloatRegistration2(4, 4, 0); }).message(),
               "Invalid number of frames 0 specified.");
 }

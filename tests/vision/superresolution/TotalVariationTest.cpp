@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/TotalVariation.h"
+#include "vision/superresolution/detail/solver/TotalVariation.h"
 
 #include <gtest/gtest.h>
 

@@ -10,12 +10,12 @@
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/Buffer.h"
-#include "vision/superresolution/detail/FrameSize.h"
-#include "vision/superresolution/detail/PipelineParameters.h"
-#include "vision/superresolution/detail/ReconstructionRun.h"
-#include "vision/superresolution/detail/SlidingWindow.h"
-#include "vision/superresolution/detail/TwoPointCalibration.h"
+#include "vision/superresolution/detail/calibration/TwoPointCalibration.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/memory/FrameSize.h"
+#include "vision/superresolution/detail/memory/SlidingWindow.h"
+#include "vision/superresolution/detail/pipeline/PipelineParameters.h"
+#include "vision/superresolution/detail/pipeline/ReconstructionRun.h"
 #include "vision/superresolution/reference/SuperResolutionMinimization.h"
 #include "vision/superresolution/reference/SuperResolutionRegistration.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "vision/superresolution/detail/MeanFilter.h"
+#include "vision/superresolution/detail/numerics/MeanFilter.h"
 
 namespace oravo::vision {
 namespace {

@@ -2,8 +2,8 @@
 #define ORAVO_VISION_REFERENCE_SUPERRESOLUTIONCONVOLUTION_H
 
 #include "support/Export.h"
-#include "vision/superresolution/detail/Buffer.h"
-#include "vision/superresolution/detail/SparseOperators.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/solver/SparseOperators.h"
 
 namespace oravo::vision {
 

@@ -1,7 +1,7 @@
 #include "vision/superresolution/reference/SuperResolutionMinimization.h"
 
-#include "vision/superresolution/detail/Reductions.h"
-#include "vision/superresolution/detail/TotalVariationSolver.h"
+#include "vision/superresolution/detail/numerics/Reductions.h"
+#include "vision/superresolution/detail/solver/TotalVariationSolver.h"
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
 namespace oravo::vision {

@@ -2,7 +2,7 @@
 #define ORAVO_VISION_REFERENCE_SUPERRESOLUTIONMINIMIZATION_H
 
 #include "support/Export.h"
-#include "vision/superresolution/detail/Body.h"
+#include "vision/superresolution/detail/memory/Body.h"
 #include "vision/superresolution/reference/Point.h"
 
 namespace oravo::vision {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "support/Export.h"
-#include "vision/superresolution/detail/Body.h"
+#include "vision/superresolution/detail/memory/Body.h"
 #include "vision/superresolution/reference/Point.h"
 #include "vision/superresolution/reference/SuperResolutionFft2d.h"
 

@@ -7,7 +7,7 @@
 #include "tests/TestScenes.h"
 #include "tests/plain/PlainMinimization.h"
 #include "vision/superresolution/SrFloatMinimization.h"
-#include "vision/superresolution/detail/TotalVariation.h"
+#include "vision/superresolution/detail/solver/TotalVariation.h"
 
 namespace oravo::test {
 namespace {

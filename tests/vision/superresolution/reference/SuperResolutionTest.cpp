@@ -12,7 +12,7 @@
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/TwoPointCalibration.h"
+#include "vision/superresolution/detail/calibration/TwoPointCalibration.h"
 
 namespace oravo::test {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/precise/Motion.h"
 #include "vision/superresolution/detail/precise/PreciseKernels.h"
 #include "vision/superresolution/detail/precise/SplineGrid.h"

@@ -1,7 +1,7 @@
 #ifndef ORAVO_VISION_DETAIL_PRECISE_MOTIONFIT_H
 #define ORAVO_VISION_DETAIL_PRECISE_MOTIONFIT_H
 
-#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/precise/Motion.h"
 #include "vision/superresolution/detail/precise/SplineGrid.h"
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
 
 namespace oravo::vision::detail::precise {
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "vision/superresolution/detail/LaneSum.h"
+#include "vision/superresolution/detail/numerics/LaneSum.h"
 
 namespace oravo::vision::detail::precise {
 namespace {

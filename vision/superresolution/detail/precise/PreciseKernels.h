@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "vision/superresolution/detail/InstructionSet.h"
+#include "vision/superresolution/detail/numerics/InstructionSet.h"
 
 namespace oravo::vision::detail::precise {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "vision/superresolution/detail/Buffer.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/precise/Motion.h"
 #include "vision/superresolution/detail/precise/PreciseKernels.h"
 

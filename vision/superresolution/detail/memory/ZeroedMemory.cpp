@@ -1,0 +1,96 @@
+#include "vision/superresolution/detail/memory/ZeroedMemory.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+#include "vision/superresolution/detail/memory/MemoryBudget.h"
+
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
+
+#if defined(__SANITIZE_ADDRESS__)
+#define ORAVO_EXACT_MEMORY
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORAVO_EXACT_MEMORY
+#endif
+#endif
+
+namespace oravo::vision::detail {
+namespace {
+
+constexpr std::size_t kAlignment = 64;
+
+void* alignedUp(void* memory, std::size_t alignment) {
+    const auto address = reinterpret_cast<std::uintptr_t>(memory);
+    return static_cast<char*>(memory) + (alignment - address % alignment) % alignment;
+}
+
+// A handle's own allocation may fail too; it then gives back the memory like any last handle.
+std::shared_ptr<void> fromHeap(std::size_t bytes) {
+    void* memory = std::calloc(bytes + kAlignment, 1);
+    if (memory == nullptr) {
+        giveBackMemory(bytes);
+        throw std::bad_alloc();
+    }
+    return std::shared_ptr<void>(alignedUp(memory, kAlignment), [memory, bytes](void*) {
+        std::free(memory);
+        giveBackMemory(bytes);
+    });
+}
+
+#ifdef __linux__
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+std::shared_ptr<void> fromSystem(std::size_t bytes) {
+    const std::size_t mapped = bytes + kHugePage;
+    void* memory = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) {
+        giveBackMemory(bytes);
+        throw std::bad_alloc();
+    }
+    void* aligned = alignedUp(memory, kHugePage);
+    madvise(aligned, bytes, MADV_HUGEPAGE);  // a wish; without it pages are small
+    return std::shared_ptr<void>(aligned, [memory, mapped, bytes](void*) {
+        munmap(memory, mapped);
+        giveBackMemory(bytes);
+    });
+}
+#endif
+
+#ifdef ORAVO_EXACT_MEMORY
+constexpr std::size_t kLargestExact = std::size_t{64} << 20;  // beyond, the sanitizer's own records take long
+
+/// Memory that ends where it says, each block by itself: room for alignment would hide a step beyond the end, and memory
+/// that does not come from the allocator a leak.
+std::shared_ptr<void> ofExactSize(std::size_t bytes) {
+    void* memory = std::calloc(bytes, 1);
+    if (memory == nullptr) {
+        giveBackMemory(bytes);
+        throw std::bad_alloc();
+    }
+    return std::shared_ptr<void>(memory, [bytes](void* block) {
+        std::free(block);
+        giveBackMemory(bytes);
+    });
+}
+#endif
+
+}  // namespace
+
+std::shared_ptr<void> zeroedMemory(std::size_t bytes) {
+    if (bytes > std::numeric_limits<std::size_t>::max() / 2) throw std::bad_alloc();
+    promiseMemory(bytes);
+#ifdef ORAVO_EXACT_MEMORY
+    if (bytes < kLargestExact) return ofExactSize(bytes);
+#endif
+#ifdef __linux__
+    if (bytes >= 2 * kHugePage) return fromSystem(bytes);
+#endif
+    return fromHeap(bytes);
+}
+
+}  // namespace oravo::vision::detail

@@ -1,0 +1,78 @@
+#ifndef ORAVO_VISION_DETAIL_PIPELINE_FLOATPIPELINE_H
+#define ORAVO_VISION_DETAIL_PIPELINE_FLOATPIPELINE_H
+
+#include <algorithm>
+#include <opencv2/core.hpp>
+#include <string>
+
+#include "support/CodeLocation.h"
+#include "vision/superresolution/detail/memory/FrameSize.h"
+#include "vision/superresolution/detail/memory/SlidingWindow.h"
+#include "vision/superresolution/detail/pipeline/PipelineParameters.h"
+#include "vision/superresolution/detail/pipeline/ReconstructionRun.h"
+
+namespace oravo::vision {
+
+class SuperResolutionBadPixelHandling;
+
+namespace detail {
+
+/// A frame whose rows follow each other: the image itself, or a copy where it is a region of a larger matrix. An
+/// Exception that names both sizes when the image is not of the size of the pipeline's frames.
+inline cv::Mat_<float> denseFrame(const cv::Mat_<float>& image, FrameSize size, const CodeLocation& where) {
+    if (image.cols != size.width || image.rows != size.height) {
+        raise("Invalid frame of " + std::to_string(image.cols) + " x " + std::to_string(image.rows) +
+                  " pixels given, the pipeline takes " + std::to_string(size.width) + " x " +
+                  std::to_string(size.height) + ".",
+              where);
+    }
+    return image.isContinuous() ? image : cv::Mat_<float>(image.clone());
+}
+
+/// What the pipelines on float frames consist of. Mask is the type of a mask's element.
+template <class Registration, class Minimization, class Mask>
+struct FloatPipeline {
+    FloatPipeline(int inputWidth, int inputHeight, int windowSize, float srFactor, const CodeLocation& where)
+        : referenceIndex(checkedReferenceIndex(0, windowSize)),
+          input(checkedSize(inputWidth, inputHeight, where)),
+          factor(checkedFactor(srFactor, where)),
+          output(enlarged(input, factor, where)),
+          registration(inputWidth, inputHeight, windowSize),
+          minimization(inputWidth, inputHeight, windowSize, srFactor),
+          frames(makeImages<float>(windowSize, input)),
+          run(input, output, windowSize) {}
+
+    /// A copy of the frame, as the newest of the window.
+    float* takeIn(const float* image) {
+        float* newest = frames.advance().data();
+        std::copy_n(image, input.pixelCount(), newest);
+        return newest;
+    }
+
+    /// A run over the window; see ReconstructionRun. Pipeline is the public class, whose runs share a cap of coverage.
+    template <class Pipeline, class Deliver>
+    float reconstruct(const char* title, SuperResolutionBadPixelHandling* badPixelHandling, Deliver deliver) {
+        const int maxCoverage = sharedMaxCoverage<Pipeline>(factor);
+        run.frames.clear();
+        for (int i = 0; i < frames.count(); ++i) run.frames.push_back(frames[i].data());
+        return run({title, referenceIndex, maxCoverage}, registration, minimization, badPixelHandling,
+                   deliver);
+    }
+
+    void copyImage(float* out) const { std::copy_n(run.image.data(), output.pixelCount(), out); }
+
+    int referenceIndex;
+    FrameSize input;
+    float factor;
+    FrameSize output;
+    float minStructureThreshold = 2.0f;
+    Registration registration;
+    Minimization minimization;
+    SlidingWindow<Buffer<float>> frames;
+    ReconstructionRun<cv::Point_<float>, Mask> run;
+};
+
+}  // namespace detail
+}  // namespace oravo::vision
+
+#endif

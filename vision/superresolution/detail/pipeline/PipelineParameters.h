@@ -1,0 +1,42 @@
+#ifndef ORAVO_VISION_DETAIL_PIPELINE_PIPELINEPARAMETERS_H
+#define ORAVO_VISION_DETAIL_PIPELINE_PIPELINEPARAMETERS_H
+
+namespace oravo::vision::detail {
+
+// The checks that all pipelines make before they store a parameter. Each throws a C string and otherwise
+// hands the value back. They reject only when their comparison holds, so a NaN passes.
+
+inline int checkedReferenceIndex(int index, int windowSize) {
+    if (index < 0 || index >= windowSize) throw "Invalid reference index specified.";
+    return index;
+}
+
+inline int checkedMaxCGIters(int iterations) {
+    if (iterations < 1) throw "Invalid maximum number of iterations specified.";
+    return iterations;
+}
+
+inline float checkedPsfSigma(float sigma) {
+    if (sigma <= 0.0f) throw "Invalid standard deviation of the sensor psf specified.";
+    return sigma;
+}
+
+inline float checkedRegError(float error) {
+    if (error <= 0.0f || error > 1.0f) throw "Invalid maximum registration error specified.";
+    return error;
+}
+
+/// Shares the text of the total-variation weight: hosts know the two by one message.
+inline float checkedRelativeResidue(float residue) {
+    if (static_cast<double>(residue) < 1e-6) throw "Invalid total-variation term weight specified.";
+    return residue;
+}
+
+inline float checkedWeightTV(float weight) {
+    if (weight < 1.0f) throw "Invalid total-variation term weight specified.";
+    return weight;
+}
+
+}  // namespace oravo::vision::detail
+
+#endif

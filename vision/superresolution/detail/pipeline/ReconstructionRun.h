@@ -1,0 +1,148 @@
+#ifndef ORAVO_VISION_DETAIL_PIPELINE_RECONSTRUCTIONRUN_H
+#define ORAVO_VISION_DETAIL_PIPELINE_RECONSTRUCTIONRUN_H
+
+#include <algorithm>
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/memory/FrameSize.h"
+#include "vision/superresolution/detail/memory/ImageStack.h"
+#include "vision/superresolution/detail/pipeline/RunAssessment.h"
+#include "vision/superresolution/detail/pipeline/TimingReport.h"
+
+namespace oravo::vision::detail {
+
+/// Repairs the newest frame of a window, then has it prepared for registration. When the repair throws, the
+/// frame holds its place in the window all the same, so what is prepared of it must hold its own: it is
+/// prepared before the exception goes on.
+/// @return 0, or the repair's negative result
+template <class Prepare>
+int repairAndPrepare(SuperResolutionBadPixelHandling& badPixelHandling, FrameSize size, float* newest,
+                     Prepare prepare) {
+    cv::Mat_<float> frame(size.height, size.width, newest);
+    int result = 0;
+    try {
+        result = badPixelHandling.detectAndReplaceBadPixel(frame);
+    } catch (...) {
+        prepare(newest);
+        throw;
+    }
+    prepare(newest);
+    return std::min(result, 0);
+}
+
+/// The run that every pipeline makes over its window: register, assess, reconstruct, refill defects, report;
+/// and the images that it writes. They belong to window positions and are written anew by every run.
+///
+/// Point is the type of a shift, a pair of floats x, y; Mask the type of a mask's element.
+template <class Point, class Mask>
+class ReconstructionRun {
+  public:
+    struct Settings {
+        const char* title;   ///< of the report; null for none
+        int referenceIndex;  ///< counted back from the newest frame
+        int maxCoverage;     ///< the most frames that count for one pixel in the resolution gain
+    };
+
+    ReconstructionRun(FrameSize inputSize, FrameSize outputSize, int windowSize)
+        : shifts(static_cast<std::size_t>(windowSize)),
+          masks(windowSize, inputSize),
+          shiftedFrames(windowSize, inputSize),
+          image(outputSize.elements()),
+          input_(inputSize),
+          output_(outputSize) {
+        const auto n = static_cast<std::size_t>(windowSize);
+        frames.reserve(n);
+        completeShifts_.reserve(n);
+        refillShifts_.reserve(n);
+        frameImages_.reserve(n);
+    }
+
+    /// @param frames            of the window, set beforehand, oldest first
+    /// @param registration      its doRegistration takes (count, reference, frames, shifts, masks,
+    ///                          shiftedFrames)
+    /// @param badPixelHandling  refills the defects it knows of; null leaves the image as reconstructed
+    /// @param deliver           called with the finished image in place
+    /// @return the resolution gain, or the negative status of the pipelines' computeSR
+    template <class Registration, class Minimization, class Deliver>
+    float operator()(const Settings& settings, Registration& registration, Minimization& minimization,
+                     SuperResolutionBadPixelHandling* badPixelHandling, Deliver deliver) {
+        TimingReport report(reports_ ? settings.title : nullptr);
+        const int frameCount = static_cast<int>(frames.size());
+        const int reference = referencePosition(frameCount, settings.referenceIndex);
+
+        report.start();
+        const int registered = registration.doRegistration(frameCount, reference, frames.data(),
+                                                           shifts.data(), masks.data(), shiftedFrames.data());
+        if (registered < 0) return kRegistrationFailed;
+        report.line(" registration:         ");
+
+        registration.getCompleteShifts(completeShifts_);
+        report.start();
+        const int status = motionAndCoverageStatus(input_, frameCount, completeShifts_.data(), masks.data());
+        report.line(" large_displacement:   ");
+
+        report.start();
+        const int iterations = minimization.minimize(frameCount, reference, shiftedFrames.data(),
+                                                     shifts.data(), masks.data(), image.data());
+        report.line(" minimization:         ");
+        if (iterations < 0) return static_cast<float>(iterations);
+
+        if (badPixelHandling != nullptr) refill(*badPixelHandling);
+
+        report.start();
+        deliver();
+        const float gain = resolutionGain(input_, frameCount, masks.data(), settings.maxCoverage);
+        report.line(" save+srfactor calc:   ");
+        report.close();
+        return status != 0 ? static_cast<float>(status) : gain;
+    }
+
+    /// Copies the enlarged image row by row, so that `copy` may be a region of a larger matrix.
+    void copyImage(cv::Mat_<float>& copy) const {
+        cv::Mat_<float>(output_.height, output_.width, image.data()).copyTo(copy);
+    }
+
+    /// Copies one byte per pixel of every mask of the window, also of positions that no run has used yet, into
+    /// new matrices; where their elements are larger than bytes, the rest is 0.
+    template <class Element>
+    void copyMasks(std::vector<cv::Mat_<Element>>& copies) const {
+        copies.resize(shifts.size());
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            copies[i] = cv::Mat_<Element>(input_.height, input_.width, Element(0));
+            std::copy_n(reinterpret_cast<const uchar*>(masks.data()[i]), input_.elements(), copies[i].data);
+        }
+    }
+
+    std::vector<float*> frames;
+    std::vector<Point> shifts;  ///< what is left of them after the move by whole pixels
+    ImageStack<Mask> masks;
+    ImageStack<float> shiftedFrames;
+    Buffer<float> image;
+
+  private:
+    void refill(SuperResolutionBadPixelHandling& badPixelHandling) {
+        cv::Mat_<float> enlarged(output_.height, output_.width, image.data());
+        refillShifts_.clear();
+        for (const Point& shift : completeShifts_) refillShifts_.emplace_back(shift.x, shift.y);
+        badPixelHandling.maskBadPixel(enlarged, refillShifts_);
+        frameImages_.clear();
+        for (float* frame : frames) frameImages_.emplace_back(input_.height, input_.width, frame);
+        badPixelHandling.replaceMaskedPixel(enlarged, refillShifts_, frameImages_);
+    }
+
+    FrameSize input_;
+    FrameSize output_;
+    bool reports_ = reportWanted();
+
+    // Filled anew by every run; kept so that a run allocates nothing.
+    std::vector<Point> completeShifts_;
+    std::vector<cv::Point_<float>> refillShifts_;
+    std::vector<cv::Mat_<float>> frameImages_;
+};
+
+}  // namespace oravo::vision::detail
+
+#endif

@@ -1,0 +1,78 @@
+#ifndef ORAVO_VISION_DETAIL_REGISTRATION_CORNERTRACKER_H
+#define ORAVO_VISION_DETAIL_REGISTRATION_CORNERTRACKER_H
+
+#include <cfloat>
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/memory/FrameSize.h"
+#include "vision/superresolution/detail/memory/FreedMemory.h"
+#include "vision/superresolution/detail/memory/SlidingWindow.h"
+
+namespace oravo::vision::detail {
+
+/// Standard deviation of the Gaussian that registrations blur frames with, for a kernel of (2 radius + 1)
+/// taps.
+float registrationBlurSigma(int radius);
+
+/// Whole-pixel shifts from tracked corners: frames are blurred and turned into 8-bit pyramids as they arrive;
+/// corners of the blurred reference (J. Shi, C. Tomasi, "Good features to track", CVPR 1994) are then
+/// followed into the other frames by the pyramidal Lucas-Kanade tracker, and their displacements averaged
+/// around the median.
+class CornerTracker {
+  public:
+    CornerTracker(FrameSize size, int slots);
+
+    int blurRadius = 5;
+
+    /// Prepares a frame (dense, not kept) and gives it the newest slot. When that throws, the frame keeps the
+    /// slot, and cannot be registered.
+    void prepareFrame(const float* frame);
+    int preparedCount() const { return window_.count(); }
+    const cv::Mat_<float>& blurred(int slot) const { return window_[slot].blurred; }
+
+    /// Finds the corners to track; called once per run.
+    void extractCornersRefImage(int refIndex);
+
+    /// Estimates the whole-pixel shift of a frame against the reference.
+    /// @return 0, or -9 when no corner could be tracked (shift is then (0, 0))
+    /// Throws oravo::Exception when one of the two frames could not be prepared.
+    int registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift);
+
+  private:
+    struct PreparedFrame {
+        Buffer<float> pixels;  ///< of blurred
+        cv::Mat_<float> blurred;
+        std::vector<cv::Mat> pyramid;
+    };
+
+    void prepare(const float* frame, PreparedFrame& slot);
+    void updateRange(const cv::Mat_<float>& blurred);
+    cv::Point_<int> robustMean();
+
+    FreedMemory freedMemory_;  // the first member, so that it is the last to go
+    FrameSize size_;
+    SlidingWindow<PreparedFrame> window_;
+    std::vector<cv::Point_<float>> refCorners_;
+
+    // Intensity range of the 8-bit conversion. It lasts until a frame leaves it, and then follows that frame
+    // alone; pyramids built before keep the range of their time.
+    float rangeMin_ = FLT_MAX;
+    float rangeMax_ = -FLT_MAX;
+    float rangeScale_ = 0.0f;
+    float rangeOffset_ = 0.0f;
+    cv::Mat_<float> ranged_;
+    cv::Mat eightBit_;
+
+    std::vector<cv::Point_<float>> tracked_;
+    std::vector<unsigned char> status_;
+    std::vector<float> errors_;
+    std::vector<cv::Point_<float>> displacements_;
+    std::vector<float> sortedX_;
+    std::vector<float> sortedY_;
+};
+
+}  // namespace oravo::vision::detail
+
+#endif

@@ -1,0 +1,90 @@
+#ifndef ORAVO_VISION_DETAIL_SOLVER_SOLVERKERNELS_H
+#define ORAVO_VISION_DETAIL_SOLVER_SOLVERKERNELS_H
+
+#include "vision/superresolution/detail/numerics/InstructionSet.h"
+#include "vision/superresolution/detail/solver/SplitImage.h"
+
+namespace oravo::vision::detail {
+
+/// The hot loops of the solver at factor 2, over split images. This header and SolverKernels.cpp hold plain
+/// data and plain loops only: the source is compiled once per instruction set, and nothing in it may be
+/// shared between those copies by the linker.
+
+constexpr int kSplitTaps = 6;   ///< taps of the point-spread function at factor 2
+constexpr int kMaskedRows = 3;  ///< low-resolution rows that one extended row needs
+constexpr int kFrameGroup = 3;  ///< frames for which a row is read and written once
+constexpr int kRowsAhead = 4;   ///< how long before their use rows are asked for
+
+/// One frame of a sweep.
+struct SweepFrame {
+    const float* horizontal = nullptr;  ///< taps
+    const float* vertical = nullptr;    ///< taps
+    const char* mask = nullptr;         ///< lowHeight x lowWidth
+    const float* samples = nullptr;     ///< lowHeight x lowWidth, read by back-projection only
+    float* open = nullptr;              ///< two rows of `pitch`: the sums of the next two low-resolution rows
+    float* masked = nullptr;            ///< ring of kMaskedRows rows of `pitch`
+    float* spread[2] = {};              ///< rows of lowWidth values, two zeros before and three behind each
+};
+
+/// What all sweeps of a solver work on.
+struct SweepPlan {
+    SplitLayout layout;
+    int frameCount = 0;
+    const SweepFrame* frames = nullptr;
+    const float* zeroRow = nullptr;  ///< a low-resolution row
+    float* factors = nullptr;        ///< a low-resolution row, for one row of a mask
+};
+
+/// The frozen total-variation weights; see TotalVariation. The four links of a row lie beside each other,
+/// which makes one stream of memory of them; the diagonal is summed anew where it is needed, which is cheaper
+/// than its memory.
+struct SplitLinks {
+    float* memory =
+        nullptr;  ///< rows -1 .. rows() - 1, each of 4 `stride`: east, south, south-east, south-west
+
+    static std::size_t elements(const SplitLayout& layout) {
+        return 4 * static_cast<std::size_t>(layout.stride) * (static_cast<std::size_t>(layout.rows()) + 1);
+    }
+};
+
+struct LinkParameters {
+    float negativeInverseWeight = 0.0f;
+    float epsilon = 0.0f;
+    float inverseEpsilon = 0.0f;
+};
+
+/// Vectors of a conjugate-gradient step, all split images.
+struct StepVectors {
+    float* estimate = nullptr;
+    float* direction = nullptr;
+    float* residual = nullptr;
+    float* image = nullptr;  ///< of the direction under the operator
+};
+
+/// What a step has left to do on the direction's way through the next sweep; null where there is nothing.
+struct Leftover {
+    const float* alpha = nullptr;  ///< estimate += *alpha direction
+    const float* beta = nullptr;   ///< then direction = *beta direction + residual
+};
+
+struct SolverKernels {
+    /// out = copy = sum_k H_k^T M_k samples_k; returns out . out
+    double (*backProject)(const SweepPlan&, float* out, float* copy);
+    /// estimate += *alpha direction unless alpha is null; links from the differences of the estimate, then residual =
+    /// direction = rightSide - A estimate; returns residual . residual
+    double (*startResidual)(const SweepPlan&, const SplitLinks&, const LinkParameters&, const StepVectors&,
+                            const float* rightSide, const float* alpha);
+    /// What is left over, then image = A direction, with A v = L v + sum_k H_k^T M_k H_k v; returns direction . image
+    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const StepVectors&, Leftover);
+    /// residual -= alpha image; returns residual . residual
+    double (*reduceResidual)(const SplitLayout&, const StepVectors&, float alpha);
+    /// estimate += alpha direction
+    void (*moveEstimate)(const SplitLayout&, const StepVectors&, float alpha);
+};
+
+/// The kernels for an instruction set that the machine has.
+const SolverKernels& solverKernels(InstructionSet set);
+
+}  // namespace oravo::vision::detail
+
+#endif
