@@ -11,9 +11,9 @@
 #include <limits>
 #include <opencv2/superres.hpp>
 
-#include "tools/Decode.h"
-#include "tools/FrameReader.h"
-#include "tools/ImageWriter.h"
+#include "tools/input/FrameReader.h"
+#include "tools/output/ImageWriter.h"
+#include "tools/values/Decode.h"
 
 namespace {
 

@@ -2,13 +2,13 @@
 /// "!WxH:TYPE" tells, everything else as a matrix in text. Read frame by frame, or refused by a UserError of one line.
 
 #include "fuzz/MemoryFile.h"
-#include "tools/CsvMatrix.h"
-#include "tools/FrameReader.h"
-#include "tools/NpyFile.h"
-#include "tools/PgmFile.h"
-#include "tools/PngFile.h"
-#include "tools/TiffFile.h"
-#include "tools/UserError.h"
+#include "tools/base/UserError.h"
+#include "tools/formats/CsvMatrix.h"
+#include "tools/formats/NpyFile.h"
+#include "tools/formats/PgmFile.h"
+#include "tools/formats/PngFile.h"
+#include "tools/formats/TiffFile.h"
+#include "tools/input/FrameReader.h"
 
 namespace oravo::fuzz {
 namespace {

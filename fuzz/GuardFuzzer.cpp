@@ -6,12 +6,12 @@
 #include <numeric>
 
 #include "fuzz/Input.h"
-#include "tools/FrameMeasures.h"
-#include "tools/FrameWindow.h"
-#include "tools/Metrics.h"
-#include "tools/PlausibleRange.h"
-#include "tools/StreamGuard.h"
-#include "tools/UserError.h"
+#include "tools/base/UserError.h"
+#include "tools/enhance/FrameWindow.h"
+#include "tools/enhance/StreamGuard.h"
+#include "tools/measure/FrameMeasures.h"
+#include "tools/measure/Metrics.h"
+#include "tools/values/PlausibleRange.h"
 
 namespace oravo::fuzz {
 namespace {

@@ -5,9 +5,9 @@
 #include <numeric>
 
 #include "fuzz/MemoryFile.h"
-#include "tools/DefectList.h"
-#include "tools/ShiftTable.h"
-#include "tools/UserError.h"
+#include "tools/base/UserError.h"
+#include "tools/defects/DefectList.h"
+#include "tools/formats/ShiftTable.h"
 
 namespace oravo::fuzz {
 namespace {

@@ -6,10 +6,10 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Scratch.h"
-#include "tools/DefectList.h"
-#include "tools/DefectsCommand.h"
-#include "tools/FrameReader.h"
-#include "tools/ImageWriter.h"
+#include "tools/commands/DefectsCommand.h"
+#include "tools/defects/DefectList.h"
+#include "tools/input/FrameReader.h"
+#include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
 namespace {

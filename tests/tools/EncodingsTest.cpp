@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tools/Encoding.h"
+#include "tools/values/Encoding.h"
 
 namespace oravo::tools {
 namespace {

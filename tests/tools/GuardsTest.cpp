@@ -2,11 +2,11 @@
 #include <opencv2/imgproc.hpp>
 
 #include "tests/tools/Program.h"
-#include "tools/BurstSimulator.h"
-#include "tools/FrameMeasures.h"
-#include "tools/ImageWriter.h"
-#include "tools/Metrics.h"
-#include "tools/StreamGuard.h"
+#include "tools/enhance/StreamGuard.h"
+#include "tools/measure/FrameMeasures.h"
+#include "tools/measure/Metrics.h"
+#include "tools/output/ImageWriter.h"
+#include "tools/simulate/BurstSimulator.h"
 
 namespace oravo::tools {
 namespace {

@@ -1,10 +1,10 @@
 #include <regex>
 
 #include "tests/tools/Program.h"
-#include "tools/ImageWriter.h"
-#include "tools/Messages.h"
-#include "tools/Progress.h"
-#include "tools/ShiftTable.h"
+#include "tools/base/Messages.h"
+#include "tools/base/Progress.h"
+#include "tools/formats/ShiftTable.h"
+#include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
 namespace {

@@ -3,11 +3,11 @@
 #include <opencv2/imgproc.hpp>
 
 #include "tests/tools/Scratch.h"
-#include "tools/BurstSimulator.h"
-#include "tools/Comparison.h"
-#include "tools/Decode.h"
-#include "tools/Metrics.h"
-#include "tools/Scene.h"
+#include "tools/measure/Metrics.h"
+#include "tools/pictures/Comparison.h"
+#include "tools/simulate/BurstSimulator.h"
+#include "tools/simulate/Scene.h"
+#include "tools/values/Decode.h"
 
 namespace oravo::tools {
 namespace {

@@ -10,7 +10,7 @@
 #include <functional>
 
 #include "tests/tools/Program.h"
-#include "tools/ImageWriter.h"
+#include "tools/output/ImageWriter.h"
 
 namespace {
 

@@ -3,14 +3,14 @@
 #include <opencv2/imgproc.hpp>
 
 #include "tests/tools/Scratch.h"
-#include "tools/Agreement.h"
-#include "tools/BurstSimulator.h"
-#include "tools/ColourScale.h"
-#include "tools/Drawing.h"
-#include "tools/Metrics.h"
-#include "tools/Preview.h"
-#include "tools/ResultFiles.h"
-#include "tools/Ticks.h"
+#include "tools/commands/ResultFiles.h"
+#include "tools/measure/Agreement.h"
+#include "tools/measure/Metrics.h"
+#include "tools/pictures/ColourScale.h"
+#include "tools/pictures/Drawing.h"
+#include "tools/pictures/Preview.h"
+#include "tools/pictures/Ticks.h"
+#include "tools/simulate/BurstSimulator.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {

@@ -3,10 +3,10 @@
 #include <opencv2/core.hpp>
 
 #include "tests/tools/Program.h"
-#include "tools/BurstSimulator.h"
-#include "tools/ImageWriter.h"
-#include "tools/Metrics.h"
-#include "tools/ShiftTable.h"
+#include "tools/formats/ShiftTable.h"
+#include "tools/measure/Metrics.h"
+#include "tools/output/ImageWriter.h"
+#include "tools/simulate/BurstSimulator.h"
 #include "vision/superresolution/reference/SuperResolution.h"
 
 namespace oravo::tools {

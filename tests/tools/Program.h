@@ -10,7 +10,7 @@
 #include <string>
 
 #include "tests/tools/Scratch.h"
-#include "tools/FrameReader.h"
+#include "tools/input/FrameReader.h"
 
 namespace oravo::tools {
 

@@ -4,16 +4,16 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Scratch.h"
-#include "tools/CsvMatrix.h"
-#include "tools/Encoding.h"
-#include "tools/FrameReader.h"
-#include "tools/ImageWriter.h"
-#include "tools/Messages.h"
-#include "tools/NpyFile.h"
-#include "tools/PgmFile.h"
-#include "tools/PngFile.h"
-#include "tools/RawFile.h"
-#include "tools/TiffFile.h"
+#include "tools/base/Messages.h"
+#include "tools/formats/CsvMatrix.h"
+#include "tools/formats/NpyFile.h"
+#include "tools/formats/PgmFile.h"
+#include "tools/formats/PngFile.h"
+#include "tools/formats/RawFile.h"
+#include "tools/formats/TiffFile.h"
+#include "tools/input/FrameReader.h"
+#include "tools/output/ImageWriter.h"
+#include "tools/values/Encoding.h"
 
 namespace oravo::tools {
 namespace {

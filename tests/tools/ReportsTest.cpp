@@ -3,15 +3,15 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Program.h"
-#include "tools/Guard.h"
-#include "tools/HtmlText.h"
-#include "tools/ImageWriter.h"
-#include "tools/Messages.h"
-#include "tools/Metrics.h"
-#include "tools/Preview.h"
-#include "tools/Report.h"
-#include "tools/ShiftTable.h"
-#include "tools/StageTimes.h"
+#include "tools/base/Guard.h"
+#include "tools/base/Messages.h"
+#include "tools/enhance/StageTimes.h"
+#include "tools/formats/ShiftTable.h"
+#include "tools/measure/Metrics.h"
+#include "tools/output/ImageWriter.h"
+#include "tools/pictures/Preview.h"
+#include "tools/report/HtmlText.h"
+#include "tools/report/Report.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {

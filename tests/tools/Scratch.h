@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tools/UserError.h"
+#include "tools/base/UserError.h"
 
 namespace oravo::tools {
 

@@ -1,5 +1,5 @@
 #include "tests/tools/Program.h"
-#include "tools/ImageWriter.h"
+#include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
 namespace {

@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "tests/tools/Program.h"
-#include "tools/ImageWriter.h"
+#include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
 namespace {

@@ -4,7 +4,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Scratch.h"
-#include "tools/TiffFile.h"
+#include "tools/formats/TiffFile.h"
 
 namespace oravo::tools {
 namespace {

@@ -1,0 +1,34 @@
+#ifndef ORAVO_TOOLS_BASE_PROGRESS_H
+#define ORAVO_TOOLS_BASE_PROGRESS_H
+
+#include <cstddef>
+#include <string>
+
+#include "support/StopWatch.h"
+
+namespace oravo::tools {
+
+/// How far long work has come and how long it will take, shown on a terminal after the first two seconds.
+class Progress {
+  public:
+    /// @param what  is counted, such as "frame"
+    Progress(const std::string& what, std::size_t total) : what_(what), total_(total) {}
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void done(std::size_t count);
+
+  private:
+    std::string what_;
+    std::size_t total_;
+    StopWatch watch_;
+    double shown_ = 0.0;  // seconds after the start
+};
+
+/// "45 s", "3 min", "2 h 5 min".
+std::string roughTime(double seconds);
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,48 @@
+#include "tools/cli/ResultOptions.h"
+
+#include "tools/cli/Validators.h"
+#include "tools/commands/ResultFiles.h"
+
+namespace oravo::tools {
+
+void addResultOptions(CLI::App* command, ResultOptions& options) {
+    command
+        ->add_option(
+            "--preview", options.preview,
+            "FILE.png: a picture of the (last) image in colours, with a scale of values in the unit "
+            "of --encoding or --unit, and with its hottest and coldest pixel marked. Pixels without a "
+            "value have a colour of their own, told below it")
+        ->check(notEmpty());
+    command->add_option("--palette", options.palette, "Colours of pictures and reports, lowest value first")
+        ->check(CLI::IsMember(paletteNames()))
+        ->capture_default_str();
+    command->add_option_function<std::string>(
+        "--range", [&options](const std::string& text) { options.range = parseRange(text); },
+        "LOW:HIGH: the values that the colours span (default: from the lowest to the highest of the image). "
+        "Fixed ranges make pictures comparable");
+    command
+        ->add_option(
+            "--coverage", options.coverage,
+            "How many of the five frames vouch for each pixel of the (last) image: FILE.tif for 8-bit "
+            "numbers, FILE.png for a picture")
+        ->check(notEmpty());
+    command
+        ->add_option(
+            "--noise-map", options.noiseMap,
+            "The noise of the frames at each pixel of the (last) image, a standard deviation in the "
+            "image's unit: how the frames scatter around what the image says they should show, within "
+            "5 x 5 of their pixels. It is larger where something moved or the image is not sharp "
+            "enough to explain an edge. FILE.tif for numbers, FILE.png for a picture")
+        ->check(notEmpty());
+    command
+        ->add_option(
+            "--report", options.reports,
+            "FILE.html: a page about the (last) image for people, with pictures before and after, the "
+            "frames' sub-pixel positions, coverage, noise and all parameters, or FILE.json: its figures "
+            "for programs. May be given twice")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->check(notEmpty());
+}
+
+}  // namespace oravo::tools

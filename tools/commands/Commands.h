@@ -1,0 +1,74 @@
+#ifndef ORAVO_TOOLS_COMMANDS_COMMANDS_H
+#define ORAVO_TOOLS_COMMANDS_COMMANDS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/enhance/Enhancer.h"
+#include "tools/input/FrameReader.h"
+#include "tools/pictures/ColourScale.h"
+#include "tools/values/Decode.h"
+
+namespace oravo::tools {
+
+// What the program does, command by command. Each throws UserError; results go to files and, for figures, to
+// standard output, everything else to standard error.
+
+/// What is written beside the (last) enlarged image; empty names are not.
+struct ResultOptions {
+    std::string preview;               ///< FILE.png
+    std::string coverage;              ///< FILE.tif for numbers, FILE.png for a picture
+    std::string noiseMap;              ///< likewise
+    std::vector<std::string> reports;  ///< FILE.json or FILE.html
+    std::string palette = kDefaultPalette;
+    std::optional<std::pair<double, double>> range;  ///< of the palette; none: that of the image
+};
+
+struct EnhanceCommand {
+    std::vector<std::string> inputs;
+    std::string output;
+    std::string shiftsFile;
+    std::string camera;
+    bool every = false;
+    int jobs = 0;  ///< 0: the inputs are one recording; else each is one, for so many processes
+    ReadOptions reading;
+    Decode decode;
+    std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
+    ResultOptions results;
+    EnhanceParameters parameters;
+};
+void enhance(const EnhanceCommand& command);
+
+struct SimulateCommand {
+    std::string folder;
+    int width = 160;
+    int height = 120;
+    int frames = 0;      ///< 0: as many as there are shifts, or 5
+    int reference = -1;  ///< -1: the frame that enhance refers to by default
+    std::uint64_t seed = 1;
+    double noise = 0.05;
+    float psfSigma = 0.683f;
+    double maxShift = 1.0;
+    std::string shifts;
+    std::string scene;
+    Decode sceneDecode;
+    int defects = 0;
+};
+void simulate(const SimulateCommand& command);
+
+struct EvaluateCommand {
+    std::string result;
+    std::string truth;
+    std::string reference;
+    std::string picture;
+    int crop = 3;
+    bool regions = false;
+};
+void evaluate(const EvaluateCommand& command);
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,197 @@
+#include <fstream>
+#include <optional>
+
+#include "capi/CameraDescription.h"
+#include "tools/base/FileNames.h"
+#include "tools/base/Messages.h"
+#include "tools/base/Progress.h"
+#include "tools/base/TextLines.h"
+#include "tools/base/UserError.h"
+#include "tools/commands/Commands.h"
+#include "tools/commands/ResultFiles.h"
+#include "tools/enhance/FrameWindow.h"
+#include "tools/formats/ShiftTable.h"
+#include "tools/input/FrameReader.h"
+#include "tools/input/ValueReader.h"
+#include "tools/output/EnlargedSink.h"
+#include "tools/output/ImageWriter.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
+
+constexpr char kTableTitle[] = "estimated shifts";
+constexpr std::size_t kLongestTitle = 200;
+
+/// Only a table that this program estimated is replaced: shifts.csv beside a burst may hold the truth.
+void refuseForeignTable(const std::string& target) {
+    std::ifstream file(target);
+    std::string line;
+    if (file && readLine(file, '\n', kLongestTitle, line) && line.find(kTableTitle) == std::string::npos) {
+        throw outputError(target + ": exists, and holds no estimated shifts; it is left alone");
+    }
+}
+
+EnhanceParameters withCamera(const EnhanceCommand& command) {
+    EnhanceParameters parameters = command.parameters;
+    if (command.camera.empty()) return parameters;
+    parameters.psfSigma = capi::psfSigmaOf(command.camera);
+    if (parameters.psfSigma == capi::psfSigmaOf("")) {
+        warn(format("camera \"%s\": no known model number with a field of view; the default blur is taken",
+                    command.camera.c_str()));
+    }
+    note(format("camera \"%s\": point-spread sigma %g", command.camera.c_str(),
+                static_cast<double>(parameters.psfSigma)));
+    return parameters;
+}
+
+void summarise(const Enlarged& enlarged) {
+    const std::size_t newest = enlarged.frames.back();
+    if (!enlarged.warning.empty()) {
+        warn(Guard{"result", newest, format("frame %zu: %s", newest, enlarged.warning.c_str()), ""});
+    }
+    std::string line = format("frames %s: ", ranges(enlarged.frames).c_str());
+    if (enlarged.warning.empty()) line += format("gain %.2f, ", static_cast<double>(enlarged.gain));
+    line += "shifts";
+    for (const cv::Point2f& d : enlarged.shifts) {
+        line += format(" (%.2f, %.2f)", static_cast<double>(d.x), static_cast<double>(d.y));
+    }
+    note(line);
+}
+
+/// The way of a recording through the enhancer.
+class Enhancement {
+  public:
+    Enhancement(const EnhanceCommand& command, FrameReader& reader, const EnhanceParameters& parameters,
+                cv::Size size, ResultFiles& results)
+        : command_(command),
+          reader_(reader),
+          window_(size, parameters, command.every),
+          values_(reader, command),
+          results_(results),
+          enlargedSize_(size * Enhancer::kFactor),
+          sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area()), files_) {}
+
+    void run() {
+        takeAll();
+        values_.warnOfOutside();
+        if (!command_.every) enlargeLast();
+        if (sink_.count() == 0) {
+            throw UserError(ExitCode::kReconstruction,
+                            command_.every
+                                ? "no frame could be enlarged; nothing was written" + window_.skipped()
+                                : refusal_);
+        }
+        // Nothing appears before everything is written.
+        sink_.close();
+        if (!command_.shiftsFile.empty()) writeText(files_, command_.shiftsFile, shifts_);
+        results_.write(files_, values_.outside());
+        sink_.send();
+        commit(files_);
+        note(format("%s: %zu image%s of %d x %d pixels", sink_.name().c_str(), sink_.count(),
+                    sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height) +
+             (withoutValue_ == 0 ? ""
+                                 : format(", %zu pixel%s without a value (NaN)", withoutValue_,
+                                          withoutValue_ == 1 ? "" : "s")) +
+             (without_.empty() ? "" : ", none for frames " + ranges(without_)) + window_.skipped());
+    }
+
+  private:
+    void takeAll() {
+        Progress progress("frame", reader_.count());
+        for (std::size_t i = 0; i < reader_.count(); ++i) {
+            const bool taken = takeIn(i);
+            if (command_.every && i + 1 >= kWindow) enlargeEach(i, taken);
+            progress.done(i + 1);
+        }
+    }
+
+    bool takeIn(std::size_t index) {
+        const ValueReader::Frame frame = values_.read(index);
+        // Of implausible values the important thing is said once, of all of them.
+        return window_.add(frame.values, frame.plausible, reader_.name(index), frame.outside);
+    }
+
+    /// A frame that was skipped, or stands too near behind a jump, has no image, and that has been said.
+    void enlargeEach(std::size_t newest, bool taken) {
+        if (taken && window_.ready()) {
+            if (enlarge(newest)) return;
+            warn(refusal_);
+        }
+        without_.push_back(newest);
+    }
+
+    void enlargeLast() {
+        if (!window_.ready()) {
+            refusal_ = format("no enlarged image: fewer than %zu frames are left%s (--no-guard keeps all)",
+                              kWindow, window_.skipped().c_str());
+            return;
+        }
+        enlarge(reader_.count() - 1);
+    }
+
+    bool enlarge(std::size_t newest) {
+        Refusal refusal;
+        const std::optional<Enlarged> enlarged = window_.run(refusal);
+        if (!enlarged) {
+            refusal_ = format("frame %zu (%s): no enlarged image: %s", newest, reader_.name(newest).c_str(),
+                              refusal.reason.c_str());
+            return false;
+        }
+        summarise(*enlarged);
+        sink_.add(enlarged->image, newest);
+        results_.take(*enlarged);
+        withoutValue_ += static_cast<std::size_t>(enlarged->withoutValue.total());
+        shifts_ = shiftTable(enlarged->shifts, enlarged->frames,
+                             format("%s in input pixels; frame(p + d) = reference(p); reference is frame %zu",
+                                    kTableTitle, enlarged->reference));
+        return true;
+    }
+
+    const EnhanceCommand& command_;
+    FrameReader& reader_;
+    FrameWindow window_;
+    ValueReader values_;
+    ResultFiles& results_;
+    cv::Size enlargedSize_;
+    PendingFiles files_;
+    EnlargedSink sink_;
+    std::size_t withoutValue_ = 0;      // pixels of all images
+    std::string shifts_;                // the table of the latest image
+    std::string refusal_;               // the latest
+    std::vector<std::size_t> without_;  // frames without an image, of --every
+};
+
+}  // namespace
+
+void enhance(const EnhanceCommand& command) {
+    FrameReader reader(command.inputs, command.reading);
+    if (reader.count() < kWindow) {
+        throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
+    }
+    if (!command.shiftsFile.empty()) {
+        checkTarget(command.shiftsFile, {".csv", ".txt"});
+        if (isInput(command, reader, command.shiftsFile)) {
+            throw outputError(command.shiftsFile + ": is one of the inputs");
+        }
+        refuseForeignTable(command.shiftsFile);
+    }
+    ResultFiles results(command, reader);
+    EnhanceParameters parameters = withCamera(command);
+    const cv::Size size = reader.first().size();
+    settlePipeline(parameters);
+    requireUsableSize(size, parameters, reader.name(0));
+    std::optional<Enhancement> enhancement;
+    try {
+        enhancement.emplace(command, reader, parameters, size, results);
+    } catch (...) {
+        if (!currentExceptionIsLackOfMemory()) throw;
+        throw inputError(format("%s: frames of %d x %d pixels need more memory than there is",
+                                reader.name(0).c_str(), size.width, size.height));
+    }
+    note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
+    enhancement->run();
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,153 @@
+#include "tools/commands/ResultFiles.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <regex>
+#include <set>
+
+#include "tools/base/FileNames.h"
+#include "tools/base/Messages.h"
+#include "tools/base/UserError.h"
+#include "tools/commands/ReportFacts.h"
+#include "tools/measure/Agreement.h"
+#include "tools/measure/Metrics.h"
+#include "tools/output/EnlargedSink.h"
+#include "tools/output/ImageWriter.h"
+#include "tools/pictures/Preview.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr double kLeastShare = 0.5;  // of valid pixels, below which the library warns
+
+bool isPicture(const std::string& path) {
+    return lowerExtension(path) == ".png";
+}
+
+cv::Mat pictureOf(const cv::Mat_<float>& noise, const std::string& unit) {
+    constexpr double kClipped = 1.0;  // percent: a few edges would hide the rest
+    const ColourScale scale = ColourScale::of(noise, paletteNamed("inferno"), kClipped);
+    const Preview preview{scale, unit, "Noise of the frames at each pixel (standard deviation)", false};
+    return preview.draw(noise);
+}
+
+}  // namespace
+
+std::pair<double, double> parseRange(const std::string& text) {
+    static const std::regex pattern("([-+0-9.eE]{1,40}):([-+0-9.eE]{1,40})");
+    std::smatch parts;
+    if (std::regex_match(text, parts, pattern)) {
+        char* lowEnd = nullptr;
+        char* highEnd = nullptr;
+        const std::string lowText = parts[1];
+        const std::string highText = parts[2];
+        const double low = std::strtod(lowText.c_str(), &lowEnd);
+        const double high = std::strtod(highText.c_str(), &highEnd);
+        const bool read = *lowEnd == '\0' && *highEnd == '\0';
+        if (read && std::isfinite(low) && std::isfinite(high) && low < high) return {low, high};
+    }
+    throw UserError(ExitCode::kUsage, "--range " + text + ": is not LOW:HIGH, such as -5:40");
+}
+
+ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reader)
+    : command_(command), options_(command.results), reader_(reader), unit_(unitOf(command)) {
+    std::set<std::filesystem::path> taken{settledPath(command.output), settledPath(command.shiftsFile)};
+    const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
+        if (!wants(path)) return;
+        checkTarget(path, extensions);
+        if (!taken.insert(settledPath(path)).second) throw outputError(path + ": is named for two outputs");
+        if (isInput(command, reader, path)) throw outputError(path + ": is one of the inputs");
+    };
+    if (wants(options_.coverage) && command.parameters.kind == PipelineKind::vector) {
+        throw UserError(ExitCode::kUsage,
+                        "--coverage: the vector pipeline does not tell which pixels of a frame agree");
+    }
+    check(options_.preview, {".png"});
+    check(options_.coverage, {".tif", ".tiff", ".png"});
+    check(options_.noiseMap, {".tif", ".tiff", ".png"});
+    for (const std::string& path : options_.reports) check(path, {".json", ".html", ".htm"});
+}
+
+void ResultFiles::take(const Enlarged& enlarged) {
+    last_ = enlarged;
+    images_.push_back({enlarged.frames.back(), static_cast<double>(enlarged.gain), enlarged.warning,
+                       enlarged.withoutValue, enlarged.seconds});
+}
+
+ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
+    const Palette palette = paletteNamed(options_.palette);
+    if (!options_.range) return ColourScale::of(image, palette);
+    return ColourScale::within(options_.range->first, options_.range->second, image, palette);
+}
+
+void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
+    if (wants(options_.preview)) {
+        writeImage(files, options_.preview, Preview{scaleOf(last_.image), unit_, "", true}.draw(last_.image));
+    }
+    if (wants(options_.coverage)) {
+        const int frames = static_cast<int>(last_.masks.size());
+        writeImage(files, options_.coverage,
+                   isPicture(options_.coverage) ? drawCoverage(coverage(), frames) : cv::Mat(coverage()));
+    }
+    if (!wants(options_.noiseMap) && options_.reports.empty()) return;
+
+    const cv::Mat_<float> noise =
+        noiseOf({last_.inputs, last_.shifts, last_.masks}, last_.image, last_.parameters.psfSigma);
+    if (wants(options_.noiseMap)) {
+        writeImage(files, options_.noiseMap,
+                   isPicture(options_.noiseMap) ? pictureOf(noise, unit_) : cv::Mat(noise));
+    }
+    if (options_.reports.empty()) return;
+    const Report all = report(noise, outside);
+    for (const std::string& path : options_.reports) {
+        writeText(files, path, lowerExtension(path) == ".json" ? jsonReport(all) : htmlReport(all));
+    }
+}
+
+std::vector<ReportedFrame> ResultFiles::frames() const {
+    std::vector<ReportedFrame> all;
+    for (std::size_t i = 0; i < last_.frames.size(); ++i) {
+        ReportedFrame frame{last_.frames[i], reader_.name(last_.frames[i]), last_.shifts[i],
+                            last_.masks.empty() ? std::nan("") : validShare(last_.masks[i]), "used"};
+        if (frame.number == last_.reference) {
+            frame.status = kReference;
+        } else if (frame.validShare <= kLeastShare) {
+            frame.status = "used, though half of its pixels or more disagree";
+        }
+        all.push_back(frame);
+    }
+    return all;
+}
+
+/// Where the image has no value, all frames are defective there, however well they agree around.
+cv::Mat_<uchar> ResultFiles::coverage() const {
+    cv::Mat_<uchar> frames = coverageOf(last_.masks);
+    frames.setTo(0, valueMask(last_.image) == 0);
+    return frames;
+}
+
+Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outside) const {
+    const auto place = std::find(last_.frames.begin(), last_.frames.end(), last_.reference);
+    Report r;
+    r.reference = last_.inputs.at(static_cast<std::size_t>(place - last_.frames.begin()));
+    r.versions = versionFacts();
+    r.input = inputFacts(command_, reader_, r.reference.size());
+    r.parameters = parameterFacts(command_, last_.parameters);
+    r.created = timeNow();
+    r.output = command_.output;
+    r.unit = unit_;
+    r.images = images_;
+    r.frames = frames();
+    r.image = last_.image;
+    if (!last_.masks.empty()) r.coverage = coverage();
+    r.noise = noise;
+    r.scale = scaleOf(last_.image);
+    if (outside.pixels > 0) r.outside = outside;
+    r.guards = log_.guards();
+    r.stages = last_.stages;
+    r.seconds = StopWatch(watch_).stop();
+    return r;
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,53 @@
+#ifndef ORAVO_TOOLS_COMMANDS_RESULTFILES_H
+#define ORAVO_TOOLS_COMMANDS_RESULTFILES_H
+
+#include <opencv2/core.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/StopWatch.h"
+#include "tools/base/Guard.h"
+#include "tools/commands/Commands.h"
+#include "tools/output/PendingFile.h"
+#include "tools/report/Report.h"
+#include "tools/values/PlausibleRange.h"
+
+namespace oravo::tools {
+
+/// The lowest and highest value out of "LOW:HIGH". Throws UserError of the usage kind.
+std::pair<double, double> parseRange(const std::string& text);
+
+/// The files beside the last enlarged image of a recording: what lets people see it and judge it. Keeps the
+/// warnings that are said meanwhile, for its reports.
+class ResultFiles {
+  public:
+    /// Refuses targets that cannot be written, before the work.
+    /// @param command  has to outlive this object, and so has the reader
+    ResultFiles(const EnhanceCommand& command, const FrameReader& reader);
+
+    /// Each enlarged image.
+    void take(const Enlarged& enlarged);
+    /// @param outside  what of the recording lies outside the plausible range
+    void write(PendingFiles& files, const OutOfRange& outside) const;
+
+  private:
+    bool wants(const std::string& file) const { return !file.empty(); }
+    ColourScale scaleOf(const cv::Mat_<float>& image) const;
+    std::vector<ReportedFrame> frames() const;
+    cv::Mat_<uchar> coverage() const;
+    Report report(const cv::Mat_<float>& noise, const OutOfRange& outside) const;
+
+    const EnhanceCommand& command_;
+    const ResultOptions& options_;
+    const FrameReader& reader_;
+    std::string unit_;
+    Enlarged last_;
+    std::vector<ReportedImage> images_;
+    GuardLog log_;
+    StopWatch watch_;
+};
+
+}  // namespace oravo::tools
+
+#endif

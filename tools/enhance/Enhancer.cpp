@@ -1,0 +1,163 @@
+#include "tools/enhance/Enhancer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "support/StopWatch.h"
+#include "tools/base/Messages.h"
+#include "tools/base/StandardOutputGuard.h"
+#include "tools/base/UserError.h"
+#include "tools/values/Decode.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace oravo::tools {
+namespace {
+
+// What the library returns in place of a gain.
+constexpr float kRegistrationFailed = -998.0f;
+constexpr float kTooLargeMotion = -6.0f;
+constexpr float kTooFewValidPixels = -3.0f;
+constexpr int kFallbackValue = -2;
+
+constexpr char kTooManyDefects[] = "Too many defect pixels";
+constexpr char kTooLargeDisplacement[] = "Too large displacement";
+
+bool startsWith(const std::string& text, const char* beginning) {
+    return text.rfind(beginning, 0) == 0;
+}
+
+EnhanceParameters settled(EnhanceParameters parameters) {
+    settlePipeline(parameters);
+    return parameters;
+}
+
+/// Where the library leaves a status code, users of values expect what every reader of images knows as none: the
+/// code itself would pass for a number next to 0.
+WithoutValue markWithoutValue(cv::Mat_<float>& image) {
+    WithoutValue count;
+    for (float& pixel : image) {
+        if (isValue(pixel)) continue;
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &pixel, sizeof bits);
+        ++(bits == vision::CODE_OVER_RANGE    ? count.overRange
+           : bits == vision::CODE_UNDER_RANGE ? count.underRange
+                                              : count.bad);
+        pixel = std::numeric_limits<float>::quiet_NaN();
+    }
+    return count;
+}
+
+std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameters& parameters) {
+    try {
+        return makePipeline(size, parameters);
+    } catch (...) {
+        if (currentExceptionIsLackOfMemory()) throw;
+        throw UserError(ExitCode::kUsage, currentExceptionText());
+    }
+}
+
+}  // namespace
+
+Enhancer::Enhancer(cv::Size frameSize, const EnhanceParameters& parameters)
+    : size_(frameSize),
+      parameters_(settled(parameters)),
+      pipeline_(acceptedPipeline(frameSize, parameters_)) {
+}
+
+void Enhancer::restart(int referenceIndex, float tvWeight) {
+    parameters_.referenceIndex = referenceIndex;
+    parameters_.tvWeight = tvWeight;
+    pipeline_ = acceptedPipeline(size_, parameters_);
+    window_.clear();
+    inputs_.clear();
+    refused_.clear();
+}
+
+Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& frame) {
+    const StandardOutputGuard guard(!parameters_.timing);
+    const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
+    if (window_.size() == static_cast<std::size_t>(kWindowSize)) {
+        window_.pop_front();
+        inputs_.pop_front();
+        refused_.pop_front();
+    }
+    window_.push_back(number);
+    inputs_.push_back(dense);
+    refused_.push_back(false);
+    try {
+        if (pipeline_->addFrame(dense) != kFallbackValue) return {};
+        return {"has a defective pixel without enough sound neighbours; a stand-in value was used", false};
+    } catch (...) {
+        const std::string text = currentExceptionText();
+        refused_.back() = true;
+        if (!startsWith(text, kTooManyDefects)) return {text, true};
+        return {"has more defective pixels than can be repaired", true};
+    }
+}
+
+std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
+    const auto refused = std::find(refused_.begin(), refused_.end(), true);
+    if (refused != refused_.end()) {
+        refusal.position = static_cast<std::size_t>(refused - refused_.begin());
+        refusal.reason = format("frame %zu has too many defective pixels", window_[*refusal.position]);
+        return std::nullopt;
+    }
+    Enlarged result;
+    try {
+        const StandardOutputGuard guard(!parameters_.timing);
+        StopWatch watch;
+        result.gain = pipeline_->computeSR(result.image);
+        result.seconds = watch.stop();
+        result.stages = stageTimes(guard.text());
+    } catch (...) {
+        const std::string text = currentExceptionText();
+        refusal.reason = text;
+        if (startsWith(text, kTooLargeDisplacement)) {
+            refusal.position = displacedFrom(size_.height / 2);
+            refusal.reason = displacement(refusal.position) + ", half the frame height or more";
+        }
+        return std::nullopt;
+    }
+    if (result.gain == kRegistrationFailed) {
+        refusal.reason = "some frame shows no detail that could be followed into it (registration failed)";
+        return std::nullopt;
+    }
+    result.withoutValue = markWithoutValue(result.image);
+    result.shifts = pipeline_->completeShifts();
+    result.frames.assign(window_.begin(), window_.end());
+    result.inputs.assign(inputs_.begin(), inputs_.end());
+    const std::size_t index = static_cast<std::size_t>(parameters_.referenceIndex.value());
+    result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)];
+    result.masks = pipeline_->masks();
+    result.parameters = parameters_;
+    if (result.gain == kTooLargeMotion) {
+        result.warning =
+            displacement(displacedFrom(size_.height / 10)) + ", more than a tenth of the frame height";
+    } else if (result.gain == kTooFewValidPixels) {
+        result.warning = "at least half of a frame's pixels do not agree with the reference frame";
+    }
+    result.gain = std::max(result.gain, 0.0f);
+    return result;
+}
+
+std::optional<std::size_t> Enhancer::displacedFrom(int pixels) const {
+    const std::vector<cv::Point2f> shifts = pipeline_->completeShifts();
+    const float limit = static_cast<float>(pixels);
+    const auto displaced = std::find_if(shifts.begin(), shifts.end(), [limit](cv::Point2f d) {
+        return std::abs(d.x) >= limit || std::abs(d.y) >= limit;
+    });
+    if (displaced == shifts.end()) return std::nullopt;
+    return static_cast<std::size_t>(displaced - shifts.begin());
+}
+
+std::string Enhancer::displacement(std::optional<std::size_t> position) const {
+    if (!position) return "a frame moved";
+    const cv::Point2f d = pipeline_->completeShifts()[*position];
+    return format("frame %zu moved by (%.1f, %.1f) pixels", window_[*position], static_cast<double>(d.x),
+                  static_cast<double>(d.y));
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,91 @@
+#ifndef ORAVO_TOOLS_ENHANCE_PIPELINES_H
+#define ORAVO_TOOLS_ENHANCE_PIPELINES_H
+
+#include <memory>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace oravo::tools {
+
+/// The library's ways from frames to an image.
+enum class PipelineKind {
+    floatingPoint,  ///< SrFloat
+    vector,         ///< SrFloatNeon
+    reference       ///< SuperResolution
+};
+
+/// How the frames of a burst are aligned.
+enum class Registration {
+    corners,  ///< tracked corners
+    phase     ///< phase correlation; even widths only
+};
+
+struct PipelineParameters {
+    PipelineKind kind = PipelineKind::floatingPoint;
+    std::optional<Registration> registration;  ///< none: the pipeline's own; settlePipeline() fills it in
+    std::optional<int> referenceIndex;         ///< counted back from the window's newest frame; likewise
+    float psfSigma = 0.683f;
+    float tvWeight = 400.0f;
+    int iterations = 8;
+    float relativeResidue = 0.007f;
+    float registrationError = 0.0001f;
+    bool rawCounts = false;
+    bool timing = false;  ///< lets the library's timing report through to standard output
+};
+
+/// The names of the pipelines on offer, and the pipeline of a name.
+std::vector<std::string> pipelineNames();
+std::optional<PipelineKind> pipelineNamed(const std::string& name);
+
+/// Fills in what was left to the pipeline. Throws UserError, naming the option, for a choice that the pipeline
+/// does not have.
+void settlePipeline(PipelineParameters& parameters);
+
+/// Throws UserError, naming the first frame, for frames of a size that the pipeline, with its parameters settled, cannot
+/// align or enlarge.
+void requireUsableSize(cv::Size size, const PipelineParameters& parameters, const std::string& name);
+
+/// What the program needs of the library's pipelines, whatever their class; see SrFloat.
+class Pipeline {
+  public:
+    static constexpr int kWindowSize = 5;
+    static constexpr int kFactor = 2;
+
+    Pipeline() = default;
+    Pipeline(const Pipeline&) = delete;
+    Pipeline& operator=(const Pipeline&) = delete;
+    virtual ~Pipeline() = default;
+
+    virtual int addFrame(const cv::Mat_<float>& frame) = 0;
+    virtual float computeSR(cv::Mat_<float>& out) = 0;
+    virtual std::vector<cv::Point2f> completeShifts() const = 0;
+    /// Of the last run, oldest first: 1 where a frame agrees with the reference; empty where masks are not told.
+    virtual std::vector<cv::Mat_<uchar>> masks() const { return {}; }
+};
+
+/// Throws what the library throws for parameters that it refuses. The parameters have to be settled.
+std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters);
+
+/// The masks of a pipeline's last run.
+template <class Library>
+std::vector<cv::Mat_<uchar>> masksOf(const Library& pipeline) {
+    std::vector<cv::Mat_<uchar>> masks;
+    pipeline.getMasks(masks);
+    return masks;
+}
+
+/// The parameters that all pipelines share.
+template <class Library>
+void applySolverParameters(Library& pipeline, const PipelineParameters& p) {
+    pipeline.setPsfSigma(p.psfSigma);
+    pipeline.setWeightTV(p.tvWeight);
+    pipeline.setMaxCGIters(p.iterations);
+    pipeline.setRelativeResidue(p.relativeResidue);
+    pipeline.setRegError(p.registrationError);
+}
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,246 @@
+#include "tools/enhance/WindowRunner.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "tools/base/Messages.h"
+#include "tools/enhance/StreamGuard.h"
+#include "tools/measure/FrameMeasures.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr std::size_t kFull = static_cast<std::size_t>(Enhancer::kWindowSize);
+constexpr std::size_t kFewest = 3;  // frames that an image is made of where no older ones are left
+constexpr int kAttempts = 5;        // windows tried for one image, the last without older frames
+constexpr double kMaskShare = 0.5;  // the library's own limit
+
+constexpr double kMuchNoisier = 4.0;  // than the reference, and
+constexpr double kMostlyNoise = 0.2;  // of the contrast
+
+constexpr float kSameWeight = 1.25f;         // factor within which a new weight is not worth a new pipeline
+constexpr float kMuchTooLargeWeight = 3.0f;  // factor beyond which a weight of the user's is remarked on
+
+double medianOf(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// The frame that is least like the others where it stands.
+std::size_t oddOneOut(const WindowRunner::Frames& window) {
+    std::size_t odd = 0;
+    double largest = -1.0;
+    for (std::size_t i = 0; i < window.size(); ++i) {
+        std::vector<double> misfits;
+        for (const RecordedFrame* other : window) {
+            if (other != window[i]) misfits.push_back(misfit(other->detail, window[i]->detail, {}));
+        }
+        const double typical = medianOf(misfits);
+        if (typical > largest) {
+            largest = typical;
+            odd = i;
+        }
+    }
+    return odd;
+}
+
+WindowRunner::Frames newestOf(const WindowRunner::Frames& pool) {
+    return {pool.end() - static_cast<std::ptrdiff_t>(std::min(pool.size(), kFull)), pool.end()};
+}
+
+/// Where the reference stands in the window; the frame counted back from the newest if it is not there.
+std::size_t placeOfReference(const WindowRunner::Frames& window, const RecordedFrame* reference,
+                             int countedBack) {
+    const auto place = std::find(window.begin(), window.end(), reference);
+    if (place != window.end()) return static_cast<std::size_t>(place - window.begin());
+    return window.size() - 1 - std::min(static_cast<std::size_t>(countedBack), window.size() - 1);
+}
+
+}  // namespace
+
+void SayOnce::operator()(const Guard& guard) {
+    if (said_.emplace(guard.name, guard.frame).second) warn(guard);
+}
+
+WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every)
+    : size_(frameSize), every_(every), enhancer_(frameSize, parameters), parameters_(enhancer_.parameters()) {
+}
+
+std::optional<Enlarged> WindowRunner::run(Frames pool, Refusal& refusal) {
+    if (!parameters_.guarded) {
+        const Frames window = newestOf(pool);
+        load(window, placeOfReference(window, nullptr, *parameters_.referenceIndex));
+        return enhancer_.run(refusal);
+    }
+    std::optional<Enlarged> result = runGuarded(std::move(pool), refusal);
+    if (result && samePhase(result->shifts)) {
+        sayOnce_(
+            {"phase",
+             {},
+             "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
+             "image is hardly better than its bicubic enlargement, if at all",
+             ""});
+    }
+    return result;
+}
+
+/// Tries windows until one is free of suspects. Where none is, the first image stands.
+std::optional<Enlarged> WindowRunner::runGuarded(Frames pool, Refusal& refusal) {
+    std::optional<Enlarged> first;
+    std::string leftOut;
+    const RecordedFrame* newest = pool.back();
+    const RecordedFrame* reference = nullptr;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        pool.erase(std::remove_if(pool.begin(), pool.end(),
+                                  [&](const auto* frame) { return unusable_.count(frame->number) != 0; }),
+                   pool.end());
+        if (pool.size() < kFewest) break;
+        const Frames window = newestOf(pool);
+        const std::size_t place = placeOfReference(window, reference, *parameters_.referenceIndex);
+        reference = window[place];
+        const std::size_t unusable = unusable_.size();
+        load(window, place);
+        if (every_ && unusable_.count(newest->number) != 0) {
+            refusal.reason = format("frame %zu has too many defective pixels", newest->number);
+            return std::nullopt;
+        }
+        if (unusable_.size() != unusable) continue;
+        Refusal why;
+        std::optional<Enlarged> result = enhancer_.run(why);
+        if (first == std::nullopt) refusal = why;
+        const std::vector<Suspect> suspects = suspectsIn(window, place, result);
+        if (suspects.empty()) {
+            if (!leftOut.empty()) warn(Guard{"alignment", {}, leftOut.substr(2), "left out"});
+            return result;
+        }
+        if (!first) first = result;
+        for (const Suspect& suspect : suspects) {
+            const std::string what = format("frame %zu ", suspect.frame->number) + suspect.reason;
+            if (every_ && suspect.frame == newest) {
+                refusal.reason = what;
+                return std::nullopt;
+            }
+            leftOut += "; " + what;
+            pool.erase(std::find(pool.begin(), pool.end(), suspect.frame));
+        }
+        if (attempt + 2 < kAttempts) continue;
+        // Behind a cut, older frames only bring in more of the scene before it.
+        pool.erase(std::remove_if(pool.begin(), pool.end(),
+                                  [&](const auto* frame) { return frame->number < window.front()->number; }),
+                   pool.end());
+    }
+    if (first && !leftOut.empty())
+        warn(Guard{
+            "alignment",
+            {},
+            leftOut.substr(2),
+            "no window without such frames was found; the image may be worse than a bicubic enlargement"});
+    if (!first && refusal.reason.empty()) refusal.reason = "too few usable frames";
+    return first;
+}
+
+std::vector<WindowRunner::Suspect> WindowRunner::suspectsIn(const Frames& window, std::size_t reference,
+                                                            const std::optional<Enlarged>& enlarged) const {
+    if (!enlarged) return {{window[oddOneOut(window)], "cannot be aligned with the others"}};
+    std::vector<Suspect> suspects;
+    for (std::size_t i = 0; i < window.size(); ++i) {
+        if (i == reference) continue;
+        const std::string complaint =
+            complaintAbout(*window[i], *window[reference], *enlarged, i, i + 1 == window.size());
+        if (!complaint.empty()) suspects.push_back({window[i], complaint});
+    }
+    if (2 * suspects.size() > window.size()) {
+        return {{window[reference], "is unlike most of the frames around it"}};
+    }
+    return suspects;
+}
+
+std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
+                                         const Enlarged& enlarged, std::size_t position, bool newest) const {
+    const cv::Point2f d = enlarged.shifts[position];
+    const int wholeRows = size_.height / 10;
+    const auto tenth = static_cast<float>(wholeRows);
+    // Where the camera pans, the newest frame is always the farthest; its image comes with the warning.
+    const bool mayBeFar = every_ && newest;
+    if (!mayBeFar && (std::abs(d.x) > tenth || std::abs(d.y) > tenth)) {
+        return format("moved by (%.1f, %.1f) pixels, more than a tenth of the frame height",
+                      static_cast<double>(d.x), static_cast<double>(d.y));
+    }
+    const double share = position < enlarged.masks.size() ? cv::mean(enlarged.masks[position])[0] : 1.0;
+    if (share <= kMaskShare) {
+        return format("agrees with the reference frame in only %.0f %% of its pixels", 100.0 * share);
+    }
+    if (frame.detail.noise >
+        std::max(kMuchNoisier * reference.detail.noise, kMostlyNoise * frame.detail.contrast)) {
+        return "is mostly noise, far more than the reference frame";
+    }
+    const double apart = misfit(reference.detail, frame.detail, d);
+    if (apart <= kMisfit) return {};
+    return format("does not fit the reference frame where it was found (misfit %.0f %%)", 100.0 * apart);
+}
+
+void WindowRunner::load(const Frames& window, std::size_t reference) {
+    const int countedBack = static_cast<int>(window.size() - 1 - reference);
+    const float weight = weightFor(window);
+    std::vector<std::size_t> wanted;
+    for (const RecordedFrame* frame : window) wanted.push_back(frame->number);
+    const std::vector<std::size_t> loaded(enhancer_.window().begin(), enhancer_.window().end());
+    const bool same = enhancer_.parameters().referenceIndex == countedBack &&
+                      enhancer_.parameters().tvWeight == weight && !loaded.empty();
+    if (same && loaded == wanted) return;
+    const bool follows = same && loaded.size() == kFull && wanted.size() == kFull &&
+                         std::equal(loaded.begin() + 1, loaded.end(), wanted.begin());
+    if (follows) {
+        takeIn(*window.back());
+        return;
+    }
+    enhancer_.restart(countedBack, weight);
+    for (const RecordedFrame* frame : window) takeIn(*frame);
+}
+
+void WindowRunner::takeIn(const RecordedFrame& frame) {
+    const Enhancer::Intake intake = enhancer_.addFrame(frame.number, frame.values);
+    if (intake.refused) unusable_.insert(frame.number);
+    if (intake.told.empty() || (frame.quiet && !intake.refused)) return;
+    const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.told;
+    if (intake.refused) {
+        sayOnce_({"defects", frame.number, what, parameters_.guarded ? "left out" : ""});
+    } else {
+        // A cluster of defects is there in every frame of a camera.
+        sayOnce_({"stand-in", {}, what + " (told of the first such frame only)", ""});
+    }
+}
+
+float WindowRunner::weightFor(const Frames& window) {
+    const float given = parameters_.tvWeight;
+    if (!parameters_.guarded) return given;
+    std::vector<double> shares;
+    for (const RecordedFrame* frame : window) {
+        const double contrast = frame->detail.contrast;
+        shares.push_back(contrast > 0.0 ? frame->detail.noise / contrast : 0.0);
+    }
+    const double share = medianOf(shares);
+    const float advised = weightForNoise(share, given);
+    if (!parameters_.chooseWeight) {
+        if (kMuchTooLargeWeight * advised < given) {
+            sayOnce_({"noise",
+                      {},
+                      format("noise is %.0f %% of the contrast; a TV weight near %.0f would smooth it",
+                             100.0 * share, static_cast<double>(advised)),
+                      ""});
+        }
+        return given;
+    }
+    if (advised < given) {
+        sayOnce_({"noise",
+                  {},
+                  format("noise is %.0f %% of the contrast", 100.0 * share),
+                  format("TV weight %.0f in place of %g (--tv-weight)", static_cast<double>(advised),
+                         static_cast<double>(given))});
+    }
+    const float now = enhancer_.parameters().tvWeight;
+    return now < kSameWeight * advised && advised < kSameWeight * now ? now : advised;
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,71 @@
+#ifndef ORAVO_TOOLS_ENHANCE_WINDOWRUNNER_H
+#define ORAVO_TOOLS_ENHANCE_WINDOWRUNNER_H
+
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/base/Guard.h"
+#include "tools/enhance/Enhancer.h"
+#include "tools/measure/FrameMeasures.h"
+
+namespace oravo::tools {
+
+struct RecordedFrame {
+    std::size_t number;
+    std::string name;        ///< of its file
+    cv::Mat_<float> values;  ///< as read
+    FrameDetail detail;      ///< empty where nothing is guarded
+    bool quiet;              ///< that it has defects is said elsewhere
+};
+
+/// Each guard warns once, of each frame that it is about.
+class SayOnce {
+  public:
+    void operator()(const Guard& guard);
+
+  private:
+    std::set<std::pair<std::string, std::optional<std::size_t>>> said_;
+};
+
+/// Enlarges windows of frames. When guarded, it looks at what came of a window, leaves frames out that spoil
+/// the image, takes older ones in their place where there are any, and lowers the TV weight for noisy frames.
+/// What it finds and does is said on standard error.
+class WindowRunner {
+  public:
+    using Frames = std::vector<const RecordedFrame*>;
+
+    /// @param every  an image is wanted for each frame, not just one for the recording
+    WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every);
+
+    /// Enlarges the newest frames of a pool in which frames that belong together stand in order.
+    std::optional<Enlarged> run(Frames pool, Refusal& refusal);
+
+  private:
+    struct Suspect {
+        const RecordedFrame* frame;
+        std::string reason;  ///< in words that follow "frame 7 "
+    };
+
+    std::optional<Enlarged> runGuarded(Frames pool, Refusal& refusal);
+    std::vector<Suspect> suspectsIn(const Frames& window, std::size_t reference,
+                                    const std::optional<Enlarged>& enlarged) const;
+    std::string complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
+                               const Enlarged& enlarged, std::size_t position, bool newest) const;
+    void load(const Frames& window, std::size_t reference);
+    void takeIn(const RecordedFrame& frame);
+    float weightFor(const Frames& window);
+
+    cv::Size size_;
+    bool every_;
+    Enhancer enhancer_;
+    EnhanceParameters parameters_;
+    std::set<std::size_t> unusable_;  // frames with too many defects
+    SayOnce sayOnce_;
+};
+
+}  // namespace oravo::tools
+
+#endif

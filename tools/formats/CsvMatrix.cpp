@@ -1,0 +1,329 @@
+#include "tools/formats/CsvMatrix.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <set>
+#include <vector>
+
+#include "tools/base/MemoryCheck.h"
+#include "tools/base/Messages.h"
+#include "tools/base/TextLines.h"
+#include "tools/base/UserError.h"
+#include "tools/formats/FrameFile.h"
+#include "tools/formats/PixelFormat.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr char kBlanks[] = " \t\r";
+constexpr char kBlankSeparated = ' ';
+
+/// A line of the text and its numbers, which lie elsewhere. Small: a line may be as short as one digit.
+struct Row {
+    const double* values = nullptr;  ///< NaN for a field that is no number
+    std::uint32_t start = 0;         ///< of the line, in a text of at most 1 GiB
+    std::uint32_t length = 0;
+    std::uint32_t line = 0;  ///< its number, from 1
+    std::uint32_t fields = 0;
+    std::uint32_t faults = 0;      ///< fields that are no numbers
+    std::uint32_t firstFault = 0;  ///< the place of the first of them, from 1
+
+    bool isNumeric() const { return faults == 0; }
+};
+
+/// The ASCII characters of UTF-16 text behind its byte-order mark, '?' for all others.
+std::string fromUtf16(std::string_view bytes, bool bigEndian) {
+    std::string text;
+    text.reserve(bytes.size() / 2);
+    for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
+        const char low = bytes[bigEndian ? i + 1 : i];
+        const char high = bytes[bigEndian ? i : i + 1];
+        text += high == 0 && static_cast<unsigned char>(low) < 128 ? low : '?';
+    }
+    return text;
+}
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// Calls action(line, its number) for each line that holds something.
+template <class Action>
+void forEachLine(std::string_view text, Action action) {
+    for (std::uint32_t number = 1; !text.empty(); ++number) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = text.substr(0, end);
+        if (!trimmed(line).empty()) action(line, number);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+}
+
+/// What separates the numbers of a line of the matrix.
+char separatorIn(std::string_view line) {
+    for (const char separator : {'\t', ';'}) {
+        if (line.find(separator) != std::string_view::npos) return separator;
+    }
+    const std::string_view inner = trimmed(line);
+    for (std::size_t i = 1; i < inner.size(); ++i) {
+        const bool blankAfterNumber = inner[i] == ' ' && inner[i - 1] != ' ' && inner[i - 1] != ',';
+        if (blankAfterNumber && inner[inner.find_first_not_of(' ', i)] != ',') return kBlankSeparated;
+    }
+    return ',';
+}
+
+/// Splits off the first field.
+std::string_view nextField(std::string_view& rest, char separator) {
+    const std::size_t start = rest.find_first_not_of(kBlanks);
+    std::size_t from = 0;
+    if (start != std::string_view::npos && rest[start] == '"') {  // a separator in quotes separates nothing
+        from = std::min(rest.find('"', start + 1), rest.size());
+    }
+    const std::size_t end = std::min(rest.find(separator, from), rest.size());
+    const std::string_view field = trimmed(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    if (separator == kBlankSeparated) rest = trimmed(rest);
+    return field;
+}
+
+/// A number with a decimal point or comma, in quotes or not; false for anything else.
+bool parseNumber(std::string_view field, double& value) {
+    if (field.size() >= 2 && field.front() == '"' && field.back() == '"') {
+        field = trimmed(field.substr(1, field.size() - 2));
+    }
+    if (!field.empty() && field.front() == '+') field.remove_prefix(1);
+    std::string text(field.substr(0, 64));
+    std::replace(text.begin(), text.end(), ',', '.');
+    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return fault == std::errc() && end == text.data() + text.size() && field.size() == text.size();
+}
+
+/// The fields of a line, one after the other.
+class Fields {
+  public:
+    Fields(std::string_view line, char separator) : rest_(trimmed(line)), separator_(separator) {
+        if (!rest_.empty() && rest_.back() == separator) rest_.remove_suffix(1);
+        // A tab before the first number is an empty field, which trimming would have lost.
+        if (separator == '\t' && !line.empty() && line.front() == '\t')
+            rest_ = line.substr(0, line.find_last_not_of(kBlanks) + 1);
+    }
+    bool more() const { return !rest_.empty(); }
+    std::string_view next() { return nextField(rest_, separator_); }
+
+  private:
+    std::string_view rest_;
+    char separator_;
+};
+
+/// What stands around the numbers.
+struct Form {
+    std::string name;
+    std::string_view text;
+    char separator;
+
+    std::string_view line(const Row& row) const { return text.substr(row.start, row.length); }
+};
+
+/// Reads a line, whose numbers go to the end of those given.
+Row rowOf(std::string_view line, std::uint32_t number, const Form& form, std::vector<double>& numbers) {
+    Row row{numbers.data() + numbers.size(), static_cast<std::uint32_t>(line.data() - form.text.data()),
+            static_cast<std::uint32_t>(line.size()), number};
+    for (Fields fields(line, form.separator); fields.more();) {
+        double value = 0.0;
+        ++row.fields;
+        if (!parseNumber(fields.next(), value)) {
+            value = std::numeric_limits<double>::quiet_NaN();
+            if (row.faults++ == 0) row.firstFault = row.fields;
+        }
+        numbers.push_back(value);
+    }
+    return row;
+}
+
+/// Whether the values from the given one on are whole numbers one after the other, from 0 or 1.
+bool countsUp(const double* first, const double* last) {
+    if (last - first < 3 || (*first != 0.0 && *first != 1.0)) return false;
+    return std::adjacent_find(first, last, [](double a, double b) { return b != a + 1.0; }) == last;
+}
+
+bool countsUp(const Row& row, std::uint32_t from) {
+    return from < row.fields && countsUp(row.values + from, row.values + row.fields);
+}
+
+UserError faultAt(const std::string& name, const Row& row, const std::string& fault) {
+    return inputError(format("%s: line %u ", name.c_str(), row.line) + fault);
+}
+
+std::string faultIn(const Row& row, const Form& form) {
+    Fields fields(form.line(row), form.separator);
+    for (std::uint32_t i = 1; i < row.firstFault; ++i) fields.next();
+    const std::string_view fault = fields.next();
+    if (fault.empty()) return format("has nothing in column %u", row.firstFault);
+    return format("has %s in column %u, where a number is wanted", excerpt(fault).c_str(), row.firstFault);
+}
+
+void checkRow(const Row& row, std::uint32_t columns, const Form& form) {
+    if (!row.isNumeric()) throw faultAt(form.name, row, faultIn(row, form));
+    if (row.fields != columns) {
+        throw faultAt(form.name, row, format("has %u numbers, but others have %u", row.fields, columns));
+    }
+}
+
+/// What the whole numbers in front of a decimal comma have in common, or the decimals behind it.
+struct Digits {
+    std::set<std::size_t> counts;
+    bool sign = false;
+    bool leadingZero = false;
+
+    /// False for a field that holds something else.
+    bool add(std::string_view field) {
+        const bool isSigned = !field.empty() && (field.front() == '-' || field.front() == '+');
+        if (isSigned) field.remove_prefix(1);
+        counts.insert(field.size());
+        sign |= isSigned;
+        leadingZero |= field.size() > 1 && field.front() == '0';
+        return !field.empty() && field.find_first_not_of("0123456789") == std::string_view::npos;
+    }
+};
+
+/// Whether the numbers that commas separate look like halves of numbers with a decimal comma.
+bool looksHalved(const std::vector<Row>& rows, const Form& form) {
+    Digits wholes, decimals;
+    for (const Row& row : rows) {
+        if (row.fields % 2 != 0) return false;
+        std::string_view rest = trimmed(form.line(row));
+        for (std::uint32_t i = 0; i < row.fields; ++i) {
+            if (!(i % 2 == 0 ? wholes : decimals).add(nextField(rest, ','))) return false;
+        }
+    }
+    if (decimals.sign || decimals.counts.size() != 1) return false;
+    return wholes.sign || wholes.counts.count(*decimals.counts.begin()) == 0 ||
+           (decimals.leadingZero && !wholes.leadingZero);
+}
+
+/// Takes off what stands in front of the numbers of most lines, words or nothing.
+void takeOffWords(std::vector<Row>& rows) {
+    const auto isLabelled = [](const Row& row) {
+        return row.faults == 1 && row.firstFault == 1 && row.fields > 2;
+    };
+    const auto isNumeric = [](const Row& row) { return row.isNumeric(); };
+    if (std::count_if(rows.begin(), rows.end(), isLabelled) <=
+        std::count_if(rows.begin(), rows.end(), isNumeric))
+        return;
+    for (Row& row : rows) {
+        if (!isLabelled(row)) continue;
+        ++row.values;
+        --row.fields;
+        row.faults = 0;
+    }
+}
+
+/// Whether the first numbers of the rows count them; in a ramp the second ones would count as well.
+bool areNumbered(std::vector<Row>::const_iterator first, std::vector<Row>::const_iterator last) {
+    constexpr std::ptrdiff_t kEnough = 8;  // rows; fewer pixels may well happen to count up
+    if (last - first < kEnough || first->fields < 2) return false;
+    const auto columnCountsUp = [&](std::size_t column) {
+        const double start = first->values[column];
+        double expected = start;
+        return (start == 0.0 || start == 1.0) &&
+               std::all_of(first, last, [&](const Row& row) { return row.values[column] == expected++; });
+    };
+    return columnCountsUp(0) && !columnCountsUp(1);
+}
+
+/// The rows of the matrix out of all lines that hold something, and whether their first number is their label.
+std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const Form& form) {
+    takeOffWords(rows);
+    std::uint32_t columns = 0;
+    for (const Row& row : rows) {
+        if (row.isNumeric()) columns = std::max(columns, row.fields);
+    }
+    if (columns == 0) {
+        const Row& longest = *std::max_element(
+            rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.fields < b.fields; });
+        throw inputError(form.name + format(": holds no matrix of numbers; line %u ", longest.line) +
+                         faultIn(longest, form));
+    }
+    auto first = std::find_if(rows.begin(), rows.end(),
+                              [&](const Row& row) { return row.isNumeric() && row.fields == columns; });
+    const bool corner = first != rows.begin() && (first - 1)->fields == columns && (first - 1)->faults == 1 &&
+                        (first - 1)->firstFault == 1 && countsUp(*(first - 1), 1);
+    for (auto row = rows.begin(); row != first - (corner ? 1 : 0); ++row) {
+        // A heading may hold a few numbers; half a row of them is a damaged row.
+        if (row->fields - row->faults > columns / 2 && columns > 4) checkRow(*row, columns, form);
+    }
+    std::for_each(first, rows.end(), [&](const Row& row) { checkRow(row, columns, form); });
+    const bool several = rows.end() - first > 1;
+    const bool heading = several && countsUp(*first, 0) && !countsUp(*(first + 1), 0);
+    const bool headingOfLabelled = several && countsUp(*first, 1) && areNumbered(first + 1, rows.end());
+    if (heading || headingOfLabelled) ++first;
+    const bool labelled = corner || areNumbered(first, rows.end());
+    rows.erase(rows.begin(), first);
+    return {std::move(rows), labelled};
+}
+
+/// What separates the numbers, told from the line with the most digits: rows of the matrix have far more of them than
+/// what stands around.
+char separatorOf(std::string_view text) {
+    std::string_view richest;
+    std::ptrdiff_t most = -1;
+    forEachLine(text, [&](std::string_view line, std::uint32_t) {
+        const auto digits =
+            std::count_if(line.begin(), line.end(), [](char c) { return c >= '0' && c <= '9'; });
+        if (digits <= most) return;
+        most = digits;
+        richest = line;
+    });
+    return separatorIn(richest);
+}
+
+}  // namespace
+
+cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
+    using namespace std::string_view_literals;
+    if (text.substr(0, 2) == "\xFF\xFE"sv) return decodeCsv(fromUtf16(text, false), name);
+    if (text.substr(0, 2) == "\xFE\xFF"sv) return decodeCsv(fromUtf16(text, true), name);
+    if (text.substr(0, 3) == "\xEF\xBB\xBF"sv) text.remove_prefix(3);
+    std::size_t lines = 0;
+    forEachLine(text, [&](std::string_view, std::uint32_t) { ++lines; });
+    if (lines == 0) throw inputError(name + ": is empty");
+    const Form form{name, text, separatorOf(text)};
+    const std::size_t fields =
+        lines + static_cast<std::size_t>(std::count(text.begin(), text.end(), form.separator));
+    // Twice for the matrix in the end.
+    requireMemory(lines * sizeof(Row) + 2 * fields * sizeof(double), name + ": its numbers");
+    std::vector<double> numbers;
+    numbers.reserve(fields);  // rows point to them
+    std::vector<Row> all;
+    all.reserve(lines);
+    forEachLine(text, [&](std::string_view line, std::uint32_t number) {
+        all.push_back(rowOf(line, number, form, numbers));
+    });
+    const auto [rows, labelled] = matrixRows(std::move(all), form);
+    if (form.separator == ',' && looksHalved(rows, form)) {
+        throw inputError(name +
+                         ": commas seem to separate numbers and to mark their decimals as well; "
+                         "separate numbers by semicolons or tabs, or write decimal points");
+    }
+    const std::size_t skipped = labelled ? 1 : 0;
+    const std::size_t columns = rows.front().fields - skipped;
+    if (!isPossibleSize(columns, rows.size())) {
+        throw inputError(
+            format("%s: a matrix of %zu x %zu cannot be an image", name.c_str(), rows.size(), columns));
+    }
+    cv::Mat_<double> matrix(static_cast<int>(rows.size()), static_cast<int>(columns));
+    for (int r = 0; r < matrix.rows; ++r) {
+        std::copy_n(rows[static_cast<std::size_t>(r)].values + skipped, columns, matrix[r]);
+    }
+    return matrix;
+}
+
+cv::Mat readCsv(const std::string& path) {
+    return decodeCsv(contentOfFile(path), path);
+}
+
+}  // namespace oravo::tools

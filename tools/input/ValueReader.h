@@ -1,0 +1,48 @@
+#ifndef ORAVO_TOOLS_INPUT_VALUEREADER_H
+#define ORAVO_TOOLS_INPUT_VALUEREADER_H
+
+#include <optional>
+
+#include "tools/commands/Commands.h"
+#include "tools/input/Calibration.h"
+#include "tools/input/FrameReader.h"
+#include "tools/values/PlausibleRange.h"
+
+namespace oravo::tools {
+
+/// A recording's frames in the unit of the output: decoded, and calibrated where that was asked for. Keeps count of
+/// values outside the plausible range, and refuses a recording that begins with nothing else.
+class ValueReader {
+  public:
+    /// Reads the frames of the calibration. The reader has read a frame, by which the size of all is known, and outlives
+    /// this object.
+    ValueReader(FrameReader& reader, const EnhanceCommand& command);
+
+    struct Frame {
+        cv::Mat_<float> values;
+        cv::Mat_<float>
+            plausible;  ///< the same where all of them are, or none; else NaN for those that are not
+        bool outside;   ///< there are some that are not
+    };
+    /// Throws UserError for what cannot be read, and for raw counts beyond 16 bits where these are wanted.
+    Frame read(std::size_t index);
+
+    /// In the frames read.
+    const OutOfRange& outside() const { return outside_; }
+    /// Says how many values lie outside, how far, and what to do; nothing where none do.
+    void warnOfOutside() const;
+
+  private:
+    const char* remedy() const;
+
+    FrameReader& reader_;
+    Decode decode_;
+    std::optional<Calibration> calibration_;
+    bool rawCounts_;
+    bool wantsSignedCounts_;
+    OutOfRange outside_;
+};
+
+}  // namespace oravo::tools
+
+#endif

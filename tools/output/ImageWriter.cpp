@@ -1,0 +1,165 @@
+#include "tools/output/ImageWriter.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <opencv2/imgcodecs.hpp>
+
+#include "tools/base/FileNames.h"
+#include "tools/base/UserError.h"
+
+namespace oravo::tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path folderOf(const fs::path& path) {
+    return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+void writeBytes(PendingFiles& files, const std::string& target, const char* bytes, std::size_t count) {
+    files.emplace_back(target);
+    errno = 0;
+    std::ofstream file(files.back().path(), std::ios::binary | std::ios::trunc);
+    file.write(bytes, static_cast<std::streamsize>(count));
+    file.close();
+    if (!file) throw outputError(target + ": cannot be written: " + std::strerror(errno));
+}
+
+/// The file that the pages are written to.
+const std::string& openPages(PendingFiles& files, PendingFiles& temporary, const std::string& path) {
+    if (path != kStandardOutput) return files.emplace_back(path).path();
+    std::error_code failed;
+    const fs::path folder = fs::temp_directory_path(failed);
+    if (failed || ::access(folder.c_str(), W_OK | X_OK) != 0) {
+        throw outputError(
+            "standard output: TMPDIR names no folder to write to; the image is put together in one first");
+    }
+    constexpr mode_t kForNobodyElse = 0600;
+    return temporary.emplace_back((folder / "enlarged.tif").string(), kForNobodyElse).path();
+}
+
+}  // namespace
+
+void checkTarget(const std::string& path, const std::vector<std::string>& extensions) {
+    std::error_code ignored;
+    if (fs::is_directory(path, ignored) || !fs::path(path).has_filename()) {
+        throw outputError(path + ": is a folder, where the name of a file is wanted");
+    }
+    // Renaming would put a file in the place of a pipe or device.
+    if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored)) {
+        throw outputError(path + ": is no regular file, which alone can be replaced");
+    }
+    if (std::find(extensions.begin(), extensions.end(), lowerExtension(path)) == extensions.end()) {
+        std::string known;
+        for (const std::string& e : extensions) known += (known.empty() ? "" : ", ") + e;
+        throw outputError(path + ": the name must end in " + known);
+    }
+    const std::string folder = folderOf(path).string();
+    if (!fs::is_directory(folder, ignored)) throw outputError(path + ": there is no folder " + folder);
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
+        throw outputError(path + ": cannot be written: " + std::strerror(errno));
+    }
+}
+
+TargetFolder::TargetFolder(const std::string& path) : path_(path) {
+    std::error_code failed;
+    try {
+        fs::path folder;
+        for (const fs::path& part : fs::path(path)) {
+            folder /= part;
+            if (fs::create_directory(folder, failed)) made_.emplace_back(folder.string());
+            if (failed && failed != std::errc::file_exists) break;
+        }
+        std::error_code ignored;
+        if (!fs::is_directory(path, ignored)) {
+            throw outputError(path +
+                              ": folder cannot be made: " + (failed ? failed.message() : "a file is there"));
+        }
+        if (::access(path.c_str(), W_OK | X_OK) != 0) {
+            throw outputError(path + ": folder cannot be written: " + std::strerror(errno));
+        }
+    } catch (...) {
+        removeEmpty();
+        throw;
+    }
+}
+
+TargetFolder::~TargetFolder() {
+    removeEmpty();
+    if (lock_ >= 0) ::close(lock_);
+}
+
+void TargetFolder::removeEmpty() {
+    for (; !made_.empty(); made_.pop_back()) ::rmdir(made_.back().path().c_str());
+}
+
+void TargetFolder::reserve() {
+    lock_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (lock_ < 0 || ::flock(lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+    throw outputError(path_ + ": another run is writing there; frames of two runs would mix");
+}
+
+void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image) {
+    const std::string extension = lowerExtension(path);
+    if (extension == ".tif" || extension == ".tiff") {
+        TiffPages pages(files, path, image.total() * image.elemSize());
+        pages.add(image);
+        pages.close();
+        return;
+    }
+    std::vector<uchar> bytes;
+    try {
+        if (!cv::imencode(extension, image, bytes)) throw outputError(path + ": cannot be encoded");
+    } catch (const cv::Exception& e) {
+        throw outputError(path + ": cannot be encoded: " + e.err);
+    }
+    writeBytes(files, path, reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+void writeText(PendingFiles& files, const std::string& path, const std::string& text) {
+    writeBytes(files, path, text.data(), text.size());
+}
+
+void writeImage(const std::string& path, const cv::Mat& image) {
+    PendingFiles files;
+    writeImage(files, path, image);
+    commit(files);
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    PendingFiles files;
+    writeText(files, path, text);
+    commit(files);
+}
+
+TiffPages::TiffPages(PendingFiles& files, const std::string& path, std::uint64_t expectedBytes)
+    : writer_(openPages(files, temporary_, path), path == kStandardOutput ? "standard output" : path,
+              expectedBytes) {
+    if (temporary_.empty()) return;
+    content_.open(temporary_.back().path(), std::ios::binary);
+    temporary_.clear();
+}
+
+void TiffPages::add(const cv::Mat& image) {
+    writer_.add(image);
+}
+
+void TiffPages::close() {
+    writer_.close();
+}
+
+void TiffPages::send() {
+    if (!content_.is_open()) return;
+    std::cout << content_.rdbuf() << std::flush;
+    if (!content_ || !std::cout) throw outputError("standard output cannot be written");
+}
+
+}  // namespace oravo::tools

@@ -1,0 +1,77 @@
+#ifndef ORAVO_TOOLS_OUTPUT_IMAGEWRITER_H
+#define ORAVO_TOOLS_OUTPUT_IMAGEWRITER_H
+
+#include <cstdint>
+#include <deque>
+#include <fstream>
+#include <opencv2/core.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/formats/TiffFile.h"
+#include "tools/output/PendingFile.h"
+
+namespace oravo::tools {
+
+// Files appear whole or not at all: each is written under a hidden name in its folder and then renamed to its
+// target, which it replaces. Given a collection of pending files, the functions here leave the renaming to its
+// commit(). Failures are UserErrors of the output kind that name the target.
+
+/// Refuses a target in a folder that is missing or not writable, one that is itself a folder, and one whose
+/// name does not end in one of the extensions (in lower case, with the dot). To be asked before the work.
+void checkTarget(const std::string& path, const std::vector<std::string>& extensions);
+
+/// A folder to write to: created, with those above it, where it is missing. Those that are empty in the end are removed
+/// again, by endCleanlyOnSignals() too.
+class TargetFolder {
+  public:
+    explicit TargetFolder(const std::string& path);
+    ~TargetFolder();
+    TargetFolder(const TargetFolder&) = delete;
+    TargetFolder& operator=(const TargetFolder&) = delete;
+
+    /// Keeps other runs that reserve the folder out of it for as long as this object lives, as far as the file system
+    /// has locks. To be asked before what is in the folder. Throws UserError where another run holds it.
+    void reserve();
+
+  private:
+    void removeEmpty();
+
+    std::string path_;
+    std::deque<Leftover> made_;  // from the highest on
+    int lock_ = -1;
+};
+
+/// One image in the format that the name's extension tells: TIFF with values as they are, 8-bit or 16-bit
+/// PNG.
+void writeImage(const std::string& path, const cv::Mat& image);
+void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image);
+
+void writeText(const std::string& path, const std::string& text);
+void writeText(PendingFiles& files, const std::string& path, const std::string& text);
+
+/// The name that stands for standard output.
+constexpr char kStandardOutput[] = "-";
+
+/// A TIFF file written page by page. What is meant for standard output is put together in a temporary file, since
+/// the format cannot be written in one go; that file has no name, so that no end of the process leaves it behind.
+class TiffPages {
+  public:
+    /// @param files          gets the file, unless it is for standard output
+    /// @param expectedBytes  of all pages together, at most
+    TiffPages(PendingFiles& files, const std::string& path, std::uint64_t expectedBytes);
+    void add(const cv::Mat& image);
+    /// Writes what is still held back.
+    void close();
+    /// Then puts out what is for standard output.
+    void send();
+
+  private:
+    PendingFiles temporary_;
+    TiffWriter writer_;
+    std::ifstream content_;  // of the temporary file
+};
+
+}  // namespace oravo::tools
+
+#endif

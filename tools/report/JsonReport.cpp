@@ -1,0 +1,153 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+
+#include "tools/pictures/Preview.h"
+#include "tools/report/Report.h"
+
+namespace oravo::tools {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json number(double value) {
+    constexpr double kWhole = 1e15;  // beyond, whole numbers and others look the same
+    if (!std::isfinite(value)) return nullptr;
+    if (std::abs(value) < kWhole && value == std::floor(value)) return static_cast<std::int64_t>(value);
+    return value;
+}
+
+Json textOrNull(const std::string& text) {
+    return text.empty() ? Json(nullptr) : Json(text);
+}
+
+Json object(const std::vector<Fact>& facts) {
+    Json result = Json::object();
+    for (const Fact& fact : facts) {
+        std::visit([&](const auto& value) { result[fact.name] = value; }, fact.value);
+        const double* real = std::get_if<double>(&fact.value);
+        if (real != nullptr) result[fact.name] = number(*real);
+        const std::string* text = std::get_if<std::string>(&fact.value);
+        if (text != nullptr) result[fact.name] = textOrNull(*text);
+    }
+    return result;
+}
+
+Json spot(const Spots::Spot& where, const Report& report) {
+    return {{"x", where.at.x},
+            {"y", where.at.y},
+            {"value", number(static_cast<double>(where.value))},
+            {"in_reference_frame", number(referenceValueAt(report, where.at))}};
+}
+
+Json spots(const Report& report) {
+    const std::optional<Spots> found = Spots::of(report.image);
+    if (!found) return nullptr;
+    return {{"hottest", spot(found->hottest, report)}, {"coldest", spot(found->coldest, report)}};
+}
+
+Json frame(const ReportedFrame& f) {
+    const cv::Point2d phase = phaseOf(f.shift);
+    return {{"number", f.number},
+            {"name", f.name},
+            {"shift", {number(static_cast<double>(f.shift.x)), number(static_cast<double>(f.shift.y))}},
+            {"phase", {number(phase.x), number(phase.y)}},
+            {"valid_share", number(f.validShare)},
+            {"status", f.status}};
+}
+
+/// Pixels that are NaN in the file.
+Json withoutValue(const WithoutValue& pixels) {
+    return {{"pixels", pixels.total()},
+            {"over_range", pixels.overRange},
+            {"under_range", pixels.underRange},
+            {"bad", pixels.bad}};
+}
+
+Json outOfRange(const std::optional<OutOfRange>& outside) {
+    if (!outside) return nullptr;
+    return {{"pixels", outside->pixels},
+            {"frames", outside->frames},
+            {"lowest_plausible", number(static_cast<double>(outside->range.lowest))},
+            {"highest_plausible", number(static_cast<double>(outside->range.highest))},
+            {"most_extreme",
+             {{"value", number(static_cast<double>(outside->extreme))},
+              {"x", outside->at.x},
+              {"y", outside->at.y},
+              {"frame", outside->frame},
+              {"name", outside->name}}}};
+}
+
+/// The share of pixels that so many frames vouch for, by that number.
+Json coverage(const Report& report) {
+    if (report.coverage.empty()) return nullptr;
+    Json shares = Json::array();
+    for (std::size_t count = 0; count <= report.frames.size(); ++count) {
+        const int pixels = cv::countNonZero(report.coverage == static_cast<int>(count));
+        shares.push_back(pixels / std::max(1.0, static_cast<double>(report.coverage.total())));
+    }
+    return shares;
+}
+
+Json lastImage(const Report& report) {
+    Json frames = Json::array();
+    for (const ReportedFrame& f : report.frames) frames.push_back(frame(f));
+    const ReportedImage& last = report.images.back();
+    return {{"file", report.output},
+            {"width", report.image.cols},
+            {"height", report.image.rows},
+            {"unit", textOrNull(report.unit)},
+            {"newest_frame", last.newest},
+            {"gain", last.warning.empty() ? number(last.gain) : Json(nullptr)},
+            {"warning", textOrNull(last.warning)},
+            {"without_value", withoutValue(last.withoutValue)},
+            {"phases_reached", phasesReached(report.frames)},
+            {"frames", frames},
+            {"coverage_shares", coverage(report)},
+            {"noise_median", number(medianOf(report.noise))},
+            {"spots", spots(report)}};
+}
+
+Json images(const std::vector<ReportedImage>& all) {
+    Json result = Json::array();
+    for (const ReportedImage& image : all) {
+        result.push_back({{"newest_frame", image.newest},
+                          {"gain", image.warning.empty() ? number(image.gain) : Json(nullptr)},
+                          {"warning", textOrNull(image.warning)},
+                          {"without_value", withoutValue(image.withoutValue)},
+                          {"seconds", number(image.seconds)}});
+    }
+    return result;
+}
+
+Json guards(const std::vector<Guard>& all) {
+    Json result = Json::array();
+    for (const Guard& guard : all) {
+        result.push_back({{"name", guard.name},
+                          {"frame", guard.frame ? Json(*guard.frame) : Json(nullptr)},
+                          {"text", guard.text},
+                          {"action", textOrNull(guard.action)}});
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string jsonReport(const Report& report) {
+    Json stages = Json::object();
+    for (const StageTime& stage : report.stages) stages[stage.name] = number(stage.milliseconds);
+    const Json all{{"versions", object(report.versions)},
+                   {"created", report.created},
+                   {"input", object(report.input)},
+                   {"parameters", object(report.parameters)},
+                   {"image", lastImage(report)},
+                   {"images", images(report.images)},
+                   {"out_of_range", outOfRange(report.outside)},
+                   {"guards", guards(report.guards)},
+                   {"timings", {{"stages_ms", stages}, {"total_seconds", number(report.seconds)}}}};
+    // File names may be anything; what is no UTF-8 in them is replaced.
+    return all.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace oravo::tools

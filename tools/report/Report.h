@@ -1,0 +1,94 @@
+#ifndef ORAVO_TOOLS_REPORT_REPORT_H
+#define ORAVO_TOOLS_REPORT_REPORT_H
+
+#include <cstddef>
+#include <opencv2/core.hpp>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "tools/base/Guard.h"
+#include "tools/enhance/Enhancer.h"
+#include "tools/enhance/StageTimes.h"
+#include "tools/pictures/ColourScale.h"
+#include "tools/values/PlausibleRange.h"
+
+namespace oravo::tools {
+
+/// Something with a name.
+struct Fact {
+    using Value = std::variant<std::string, double, bool, std::vector<std::string>>;
+    std::string name;
+    Value value;
+};
+
+constexpr char kReference[] = "reference";
+
+/// A frame that the image was computed from.
+struct ReportedFrame {
+    std::size_t number = 0;
+    std::string name;
+    cv::Point2f shift;        ///< frame(p + d) = reference(p)
+    double validShare = 0.0;  ///< of its pixels that agree with the reference; NaN where that is not told
+    std::string status;       ///< kReference, "used", or what is to be said about it
+};
+
+/// An image of the recording.
+struct ReportedImage {
+    std::size_t newest = 0;  ///< frame
+    double gain = 0.0;       ///< 0 where a warning took its place
+    std::string warning;
+    WithoutValue withoutValue;
+    double seconds = 0.0;  ///< that it took, its registration included
+};
+
+/// All there is to say about a recording and the last image made of it.
+struct Report {
+    std::vector<Fact> versions;    ///< of what, and which
+    std::vector<Fact> input;       ///< what it was and how it was read
+    std::vector<Fact> parameters;  ///< names as on the command line
+    std::string created;           ///< UTC, ISO 8601
+    std::string output;
+    std::string unit;  ///< of the values; may be empty
+
+    std::vector<ReportedImage> images;  ///< oldest first; the last one is that of the following
+    std::vector<ReportedFrame> frames;  ///< its window, oldest first
+    cv::Mat_<float> image;
+    cv::Mat_<float> reference;  ///< the frame that it lies on
+    cv::Mat_<uchar> coverage;   ///< frames per pixel of the image; empty where that is not told
+    cv::Mat_<float> noise;      ///< of the frames per pixel of the image
+    ColourScale scale;          ///< of image and reference in pictures
+
+    std::optional<OutOfRange> outside;  ///< of the recording's values, where there are such
+    std::vector<Guard> guards;          ///< what was said along the way
+    std::vector<StageTime> stages;      ///< of the last image
+    double seconds = 0.0;               ///< of the whole run, until now
+};
+
+/// Where a frame samples the scene within a pixel of the reference frame: what its shift leaves of whole
+/// pixels, from [0, 1) per axis.
+cv::Point2d phaseOf(cv::Point2f shift);
+
+/// The nearest of the four phases at which samples of a twofold enlargement lie, as 0 or 1 half pixels per axis.
+cv::Point halfPhaseOf(cv::Point2f shift);
+
+/// How many of the four phases the frames reach: an image of twice the size has detail to gain from four.
+int phasesReached(const std::vector<ReportedFrame>& frames);
+
+/// What the reference frame shows where the image has a pixel, which may overshoot it beside a sharp edge; NaN where
+/// that pixel of the frame is defective.
+double referenceValueAt(const Report& report, cv::Point pixel);
+
+/// The median of the values that are none of NaN; NaN where there are none.
+double medianOf(const cv::Mat_<float>& image);
+
+/// For programs: see the keys in JsonReport.cpp. What cannot be told is null, numbers and texts alike.
+std::string jsonReport(const Report& report);
+
+/// For people: one page that needs nothing beside itself.
+std::string htmlReport(const Report& report);
+
+}  // namespace oravo::tools
+
+#endif

@@ -1,0 +1,59 @@
+#include "tools/values/Decode.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "tools/base/Messages.h"
+#include "tools/base/UserError.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace oravo::tools {
+
+bool isStatusCode(float pixel) {
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &pixel, sizeof bits);
+    return bits == vision::CODE_OVER_RANGE || bits == vision::CODE_UNDER_RANGE ||
+           bits == vision::CODE_BAD_PIXEL || bits == vision::CODE_INVALID;
+}
+
+bool isValue(float pixel) {
+    return std::isfinite(pixel) && !isStatusCode(pixel);
+}
+
+cv::Mat_<float> Decode::operator()(const cv::Mat& stored) const {
+    if (stored.depth() == CV_32F && isIdentity()) return stored.clone();
+    cv::Mat_<double> numbers;
+    stored.convertTo(numbers, CV_64F);
+    const double shift = std::ldexp(1.0, -shiftRight);
+    cv::Mat_<float> result(stored.size());
+    std::transform(numbers.begin(), numbers.end(), result.begin(), [&](double v) {
+        const double number = shiftRight == 0 ? v : std::floor(v * shift);
+        return static_cast<float>(scale * number + offset);
+    });
+    if (stored.depth() == CV_32F) {
+        const cv::Mat_<float> original = stored;
+        std::transform(original.begin(), original.end(), result.begin(), result.begin(),
+                       [](float before, float after) { return isStatusCode(before) ? before : after; });
+    }
+    return result;
+}
+
+cv::Mat_<float> Decode::operator()(const cv::Mat& stored, const std::string& name) const {
+    if (shiftRight == 0 || stored.depth() < CV_32F) return (*this)(stored);
+    cv::Mat_<double> numbers;
+    stored.convertTo(numbers, CV_64F);
+    for (int y = 0; y < numbers.rows; ++y) {
+        for (int x = 0; x < numbers.cols; ++x) {
+            const double v = numbers(y, x);
+            if (!isValue(static_cast<float>(v)) || v == std::floor(v)) continue;
+            throw inputError(
+                format("%s: %g at column %d, row %d is no whole number; --shift-right drops bits of counts",
+                       name.c_str(), v, x, y));
+        }
+    }
+    return (*this)(stored);
+}
+
+}  // namespace oravo::tools
