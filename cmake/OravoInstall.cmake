@@ -28,7 +28,7 @@ endif()
 # The public surface, which is every header outside detail/, and then those internal headers that it includes.
 file(GLOB headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}"
      vision/superresolution/*.h vision/superresolution/reference/*.h)
-list(APPEND headers capi/SessionValues.h capi/SuperResolution.h support/Exception.h support/Export.h support/ImageIO.h
+list(APPEND headers capi/Burst.h capi/SessionValues.h capi/SuperResolution.h support/Exception.h support/Export.h support/ImageIO.h
      support/StopWatch.h support/Version.h support/neon.h)
 set(unread ${headers})
 while(unread)

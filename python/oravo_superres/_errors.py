@@ -43,5 +43,13 @@ class SuperResolutionError(RuntimeError):
         return f"{first_line} (status {int(self.status)})"
 
 
+class BurstError(SuperResolutionError):
+    """A failure of the precise pipeline; ``status`` is one of the ORAVO_BURST codes of capi/Burst.h."""
+
+    def __init__(self, status: int, message: str) -> None:
+        super().__init__(status, message)
+        self.status = status
+
+
 class SuperResolutionWarning(UserWarning):
     """An image has a status other than OK, or is still the one before."""

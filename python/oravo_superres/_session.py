@@ -11,6 +11,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _native
+from ._burst import Reconstruction, checked_frames, reconstruct_arrays
 from ._errors import Status, SuperResolutionError, SuperResolutionWarning
 from ._watch import ImageWatch, why_old
 
@@ -281,34 +282,81 @@ def _runs(frames: Iterable[npt.ArrayLike], camera: Optional[str], reference: int
             session.close()
 
 
-def enhance(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,
-            counts: bool = False, timing_report: bool = False) -> npt.NDArray[np.float32]:
-    """Reconstructs one image from the last five of some frames.
+def _enhance_by_session(frames: Iterable[npt.ArrayLike], camera: Optional[str], reference: int, counts: bool,
+                        timing_report: bool) -> npt.NDArray[np.float32]:
+    last = collections.deque((_as_frame(frame) for frame in frames), WINDOW_SIZE)
+    if len(last) < WINDOW_SIZE:
+        raise ValueError(f"{len(last)} frames; an image of the float pipeline needs {WINDOW_SIZE}")
+    for session, status in _runs(last, camera, reference, counts, timing_report):
+        if status is Status.NO_NEW_IMAGE:
+            raise SuperResolutionError(status, session._why_old())
+        if status is not Status.OK:
+            warnings.warn(f"the image has status {status.name}", SuperResolutionWarning, stacklevel=3)
+        image = session.image()
+    return image
+
+
+def reconstruct(frames: Iterable[npt.ArrayLike], *, reference: int = _DEFAULT_REFERENCE, counts: bool = False,
+                max_frames: int = 12, psf_sigma: Optional[float] = None, smoothness: float = 0.0) -> Reconstruction:
+    """Reconstructs the best image of some frames, and tells what is known about it.
+
+    Threads work in parallel: the library needs no lock here, and Python's is released meanwhile.
 
     Args:
-        frames: an array (n, height, width) or n arrays (height, width), oldest first, n at least 5.
-        camera, reference, counts, timing_report: as in :class:`Session`.
+        frames: an array (n, height, width) or n arrays (height, width), oldest first, n at least 1; sides of 8 pixels at
+            least. Masked pixels, NaN, pixels with a :class:`PixelCode` and values outside the plausible range are left out.
+        reference: the frame on whose grid the image lies, counted back from the newest; the oldest where there are fewer.
+        counts: the frames hold raw counts; values from -32768 to 32767 are plausible then, instead of -274 to 5000.
+        max_frames: the newest frames that are used, 64 at most.
+        psf_sigma: blur of the camera, as the standard deviation of a Gaussian in pixels of the image; 0.683 unless given.
+        smoothness: weight of the prior; 0 chooses the one that predicts withheld pixels best.
+
+    Raises:
+        TypeError, ValueError: frames or arguments that cannot be.
+        BurstError: the library cannot reconstruct an image, for example of a reference frame without any value.
+    """
+    last = checked_frames((_as_frame(frame) for frame in frames), max_frames)
+    back = operator.index(reference)
+    if not 0 <= back < max_frames:
+        raise ValueError(f"reference is {back}; it must be from 0 (the newest frame) to {max_frames - 1}")
+    return reconstruct_arrays(last, max(0, len(last) - 1 - back), psf_sigma, smoothness, counts)
+
+
+def enhance(frames: Iterable[npt.ArrayLike], *, pipeline: str = "precise", camera: Optional[str] = None,
+            reference: int = _DEFAULT_REFERENCE, counts: bool = False,
+            timing_report: bool = False) -> npt.NDArray[np.float32]:
+    """Reconstructs one image from the last of some frames.
+
+    Args:
+        frames: an array (n, height, width) or n arrays (height, width), oldest first.
+        pipeline: "precise" for the best image, of the last twelve frames (see :func:`reconstruct`), or "float" for the
+            real-time pipeline of :class:`Session`, of the last five, which is what n has to be at least.
+        reference, counts: as in :class:`Session`.
+        camera, timing_report: as in :class:`Session`, for the float pipeline only.
 
     Returns:
         (2 height, 2 width), float32, in the frames' unit.
 
     Warns:
-        SuperResolutionWarning: the last frame's status is not OK.
+        SuperResolutionWarning: the image may be no better than an enlargement of the reference frame, or the last frame's
+            status is not OK.
 
     Raises:
-        TypeError, ValueError: no five frames of one size.
+        TypeError, ValueError: frames or arguments that cannot be.
         SuperResolutionError: the library cannot reconstruct an image from them.
     """
-    last = collections.deque((_as_frame(frame) for frame in frames), WINDOW_SIZE)
-    if len(last) < WINDOW_SIZE:
-        raise ValueError(f"{len(last)} frames; an image needs {WINDOW_SIZE}")
-    for session, status in _runs(last, camera, reference, counts, timing_report):
-        if status is Status.NO_NEW_IMAGE:
-            raise SuperResolutionError(status, session._why_old())
-        if status is not Status.OK:
-            warnings.warn(f"the image has status {status.name}", SuperResolutionWarning, stacklevel=2)
-        image = session.image()
-    return image
+    if pipeline == "float":
+        return _enhance_by_session(frames, camera, reference, counts, timing_report)
+    if pipeline != "precise":
+        raise ValueError(f'pipeline is {pipeline!r}; it must be "precise" or "float"')
+    if camera is not None:
+        raise ValueError("camera: descriptions select the blur of the float pipeline; give reconstruct() a psf_sigma")
+    if timing_report:
+        raise ValueError("timing_report: the precise pipeline prints no report")
+    result = reconstruct(frames, reference=reference, counts=counts)
+    for doubt in result.doubts:
+        warnings.warn(doubt, SuperResolutionWarning, stacklevel=2)
+    return result.image
 
 
 def stream(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,

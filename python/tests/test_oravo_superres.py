@@ -1,6 +1,7 @@
 """The NumPy package against the library that ORAVO_SUPERRESOLUTION_LIBRARY names."""
 
 import copy
+import functools
 import os
 import pickle
 import subprocess
@@ -24,6 +25,9 @@ def scene(x, y):
             + 8 * np.exp(-((x - 40) ** 2 + (y - 25) ** 2) / 60))
 
 
+enhance = functools.partial(sr.enhance, pipeline="float")
+
+
 def burst(count=6):
     y, x = np.mgrid[0:HEIGHT, 0:WIDTH].astype(float)
     return np.stack([scene(x - dx, y - dy) for dx, dy in SHIFTS[:count]])
@@ -37,7 +41,7 @@ def session():
 
 def test_the_image_shows_the_scene_on_the_reference_frames_grid():
     for reference in (0, 3):
-        enlarged = sr.enhance(burst(5), reference=reference)
+        enlarged = enhance(burst(5), reference=reference)
         assert enlarged.shape == (2 * HEIGHT, 2 * WIDTH) and enlarged.dtype == np.float32
         # Pixel r of the frame lies at 2 r + 0.5 of the image; frame(p + d) = scene(p).
         dx, dy = SHIFTS[4 - reference]
@@ -51,14 +55,14 @@ def test_the_image_shows_the_scene_on_the_reference_frames_grid():
 
 def test_frames_of_any_real_type_and_layout_give_the_same_image():
     plain = np.round(burst(5)).astype(np.float32)
-    expected = sr.enhance(plain)
+    expected = enhance(plain)
     padded = np.zeros((5, HEIGHT, WIDTH + 3), np.float32)
     padded[:, :, :WIDTH] = plain
     unaligned = np.frombuffer(b"x" + plain.tobytes(), np.uint8)[1:].view(np.float32).reshape(plain.shape)
     variants = [plain.astype(np.int16), plain.astype(">f8"), np.asfortranarray(plain), padded[:, :, :WIDTH], unaligned,
                 plain.tolist(), list(plain), (frame for frame in plain), np.concatenate([plain[:2], plain])]
     for variant in variants:
-        np.testing.assert_array_equal(sr.enhance(variant), expected)
+        np.testing.assert_array_equal(enhance(variant), expected)
 
 
 def test_a_frame_is_copied_only_when_it_has_to_be():
@@ -75,7 +79,7 @@ def test_a_session_yields_an_image_after_each_frame_from_the_fifth_on(session):
         assert session.add(frame) is sr.Status.OK
         assert session.frames_added == i + 1
     first = session.image()
-    np.testing.assert_array_equal(first, sr.enhance(frames[:5]))
+    np.testing.assert_array_equal(first, enhance(frames[:5]))
     session.add(frames[5])
     out = np.empty(session.output_shape, np.float32)
     assert session.image(out) is out
@@ -88,24 +92,24 @@ def test_a_session_yields_an_image_after_each_frame_from_the_fifth_on(session):
 
 def test_camera_and_reference_reach_the_library(session):
     frames = burst(5)
-    sharp = sr.enhance(frames, camera="c107 FOV 45")
-    assert not np.array_equal(sharp, sr.enhance(frames))
-    np.testing.assert_array_equal(sr.enhance(frames, camera="unknown"), sr.enhance(frames))
+    sharp = enhance(frames, camera="c107 FOV 45")
+    assert not np.array_equal(sharp, enhance(frames))
+    np.testing.assert_array_equal(enhance(frames, camera="unknown"), enhance(frames))
     session.reference = 1
     session.describe_camera("c107 FOV 45")
     for frame in frames:
         session.add(frame)
     assert session.reference == 1
-    np.testing.assert_array_equal(session.image(), sr.enhance(frames, camera="c107 FOV 45", reference=1))
+    np.testing.assert_array_equal(session.image(), enhance(frames, camera="c107 FOV 45", reference=1))
 
 
 def test_defective_pixels_are_repaired():
     frames = burst(5).astype(np.float32)
-    clean = sr.enhance(frames)
+    clean = enhance(frames)
     frames[2, 30, 40] = np.nan
     frames[3].view(np.uint32)[20, 20] = sr.PixelCode.BAD_PIXEL
     assert sr.has_code(frames).sum() == 1 and sr.has_code(frames)[3, 20, 20]
-    assert np.abs(sr.enhance(frames) - clean).max() < 2.0
+    assert np.abs(enhance(frames) - clean).max() < 2.0
     with pytest.raises(TypeError, match="float64"):
         sr.has_code(np.zeros(3))
 
@@ -117,9 +121,9 @@ def test_masked_pixels_count_as_defective():
     holes[2, 30, 40] = True
     masked = np.ma.masked_array(frames, holes)
     frames[2, 30, 40] = np.nan
-    expected = sr.enhance(frames)
-    np.testing.assert_array_equal(sr.enhance(masked), expected)
-    np.testing.assert_array_equal(sr.enhance([list(frame) for frame in masked]), expected)
+    expected = enhance(frames)
+    np.testing.assert_array_equal(enhance(masked), expected)
+    np.testing.assert_array_equal(enhance([list(frame) for frame in masked]), expected)
     counts = np.ma.masked_array(np.full(frames.shape, 7, np.int16), holes)
     assert np.isnan(sr._session._as_frame(counts[2])[30, 40]) and sr._session._as_frame(counts[2])[0, 0] == 7
 
@@ -127,13 +131,13 @@ def test_masked_pixels_count_as_defective():
 def test_counts_have_a_range_of_their_own(session):
     frames = 6000 + 100 * burst(5)
     with pytest.raises(sr.SuperResolutionError, match=r"outside \[-274, 5000\].*counts=True") as caught:
-        sr.enhance(frames)
+        enhance(frames)
     assert caught.value.status is sr.Status.NO_NEW_IMAGE
-    enlarged = sr.enhance(frames, counts=True)
+    enlarged = enhance(frames, counts=True)
     coarse = enlarged.reshape(HEIGHT, 2, WIDTH, 2).mean(axis=(1, 3))
     assert np.abs(coarse - frames[1])[8:-8, 8:-8].mean() < 50  # of a range of 2000
     with pytest.raises(sr.SuperResolutionError, match=r"outside \[-32768, 32767\].*subtract 32768"):
-        sr.enhance(frames + 32768, counts=True)
+        enhance(frames + 32768, counts=True)
     with sr.Session(8, 8, counts=True) as counting:
         assert counting.counts and not session.counts
 
@@ -180,14 +184,14 @@ def test_statuses_are_returned_and_warned_about(session):
     assert session.add(flat) is sr.Status.NOT_ENOUGH_STRUCTURE
     frames[4][20:40, 20:40] = np.nan  # wide enough that its inner pixels have no sound neighbour
     with pytest.raises(sr.SuperResolutionError) as caught:
-        sr.enhance(frames)
+        enhance(frames)
     assert caught.value.status is sr.Status.ERROR and caught.value.message
     frames = burst(5)
     frames[4] = frames[4] * 0.1  # keeps to the reference's pattern, not to its values
     with pytest.warns(sr.SuperResolutionWarning, match="TOO_FEW_VALID_PIXELS"):
-        sr.enhance(frames)
+        enhance(frames)
     with pytest.raises(sr.SuperResolutionError, match="nothing in the frames to follow"):
-        sr.enhance(np.full((5, HEIGHT, WIDTH), 20.0))
+        enhance(np.full((5, HEIGHT, WIDTH), 20.0))
 
 
 def test_errors_carry_status_and_message(session):
@@ -199,7 +203,7 @@ def test_errors_carry_status_and_message(session):
     frames = burst(5)[:, 20:32]
     frames[2] = np.roll(frames[2], 11, axis=1)  # by more than half of the 12 rows
     with pytest.raises(sr.SuperResolutionError, match="Too large displacement") as caught:
-        sr.enhance(frames)
+        enhance(frames)
     assert caught.value.status is sr.Status.ERROR
 
 
@@ -218,7 +222,7 @@ def test_errors_carry_status_and_message(session):
     (lambda s: sr.Session(5, -1), ValueError, "height is -1"),
     (lambda s: sr.Session(1 << 16, 1 << 16), ValueError, "more than"),
     (lambda s: sr.Session(8, 8, reference=-1), ValueError, "reference is -1"),
-    (lambda s: sr.enhance(burst(4)), ValueError, "4 frames"),
+    (lambda s: enhance(burst(4)), ValueError, "4 frames"),
     (copy.copy, TypeError, "copied"),
     (copy.deepcopy, TypeError, "copied"),
     (pickle.dumps, TypeError, "pickled"),
@@ -242,11 +246,11 @@ def test_closed_sessions_give_their_handle_back():
 
 def test_threads_take_turns():
     frames = burst(5)
-    expected = sr.enhance(frames)
+    expected = enhance(frames)
     images = [None] * 4
 
     def work(i):
-        images[i] = sr.enhance(frames)
+        images[i] = enhance(frames)
 
     threads = [threading.Thread(target=work, args=(i,)) for i in range(len(images))]
     for thread in threads:
@@ -276,7 +280,7 @@ def test_the_timing_report_appears_only_on_request(capfd, monkeypatch):
         if environment is not None:
             monkeypatch.setenv("ORAVO_REPORT", environment)
         for wanted, lines in ((False, 0), (True, 6)):
-            sr.enhance(burst(5), timing_report=wanted)
+            enhance(burst(5), timing_report=wanted)
             assert len(capfd.readouterr().out.splitlines()) == lines
             assert os.environ.get("ORAVO_REPORT") == environment
 
@@ -300,7 +304,7 @@ def test_other_threads_keep_standard_output():
 
 def test_a_fork_beside_a_running_session_leaves_the_child_a_library_that_works():
     printed = run_python("""
-        expected = sr.enhance(frames)
+        expected = enhance(frames)
         def camera():
             with sr.Session(WIDTH, HEIGHT) as session:
                 while not done.is_set():
@@ -314,7 +318,7 @@ def test_a_fork_beside_a_running_session_leaves_the_child_a_library_that_works()
             child = os.fork()
             if child == 0:
                 opened.add(frames[4])
-                same = (opened.image() == expected).all() and (sr.enhance(frames) == expected).all()
+                same = (opened.image() == expected).all() and (enhance(frames) == expected).all()
                 os._exit(0 if same else 1)
             assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
         done.set()

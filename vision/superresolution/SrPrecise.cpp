@@ -165,7 +165,7 @@ SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, i
     try {
         run.run(reference);
     } catch (const detail::precise::Cancelled&) {
-        check(false, "Cancelled", __LINE__, kWhere);
+        check(false, kCancelled, __LINE__, kWhere);
     }
 
     SrPreciseResult result;

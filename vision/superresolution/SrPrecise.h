@@ -28,7 +28,7 @@ struct SrPreciseOptions {
     /// Estimate standard deviations, which costs about a tenth of the time.
     bool deviation = true;
     /// Called now and then with the share of the work that is done, 0 to 1, on the calling thread; returning false ends
-    /// the run with an oravo::Exception "Cancelled". May be empty.
+    /// the run with an oravo::Exception SrPrecise::kCancelled. May be empty.
     std::function<bool(double)> progress;
 };
 
@@ -90,6 +90,7 @@ class ORAVO_EXPORT SrPrecise {
   public:
     static constexpr int kMinSide = 8;  ///< of frames, pixels
     static constexpr int kMaxFrames = 64;
+    static constexpr const char* kCancelled = "Cancelled";  ///< message when progress() ended a run
 
     /// @param width, height  of the frames, at least kMinSide each
     SrPrecise(int width, int height, const SrPreciseOptions& options = SrPreciseOptions());
