@@ -49,7 +49,7 @@ enum {
 typedef struct oravo_burst_options {
     size_t size;           /**< of the structure in the caller's header */
     int factor;            /**< enlargement, 1 to 4; 2 */
-    float psf_sigma;       /**< blur of the camera in pixels of the image at factor 2, 0.3 to 3; 0.683 */
+    float psf_sigma;       /**< blur of the camera in pixels of the image at factor 2, 0.3 to 2; 0.683 */
     float lowest, highest; /**< values outside are defects; -274 and 5000 */
     double smoothness;     /**< weight of the prior; 0 chooses it; 0 */
     int find_dead_pixels;  /**< leave out pixels that do not follow the scene; 1 */

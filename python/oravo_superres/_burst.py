@@ -92,7 +92,7 @@ class Reconstruction:
         pattern: (height, width) fixed pattern of the sensor that was subtracted; zeros where none was found.
         dead_pixels: (height, width), True where a sensor pixel does not follow the scene and was left out.
         frames: a :class:`FrameInfo` for each frame.
-        noise: median over the frames of their misfit.
+        noise: standard deviation of the frames' noise.
         smoothness: weight of the prior.
         withheld_error, bicubic_error: root mean square error of predicting withheld pixels of other frames, by the
             image and by bicubic interpolation of the reference; 0 when there was nothing to predict.

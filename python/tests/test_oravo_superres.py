@@ -266,7 +266,7 @@ def run_python(code, **environment):
     head = f"""
         import os, sys, threading
         sys.path[:0] = {sys.path!r}
-        from {__name__} import sr, burst, WIDTH, HEIGHT
+        from {__name__} import sr, burst, enhance, WIDTH, HEIGHT
         frames = burst(5)
         """
     run = subprocess.run([sys.executable, "-c", textwrap.dedent(head) + textwrap.dedent(code)], text=True, timeout=100,

@@ -19,7 +19,7 @@ using detail::precise::ReconstructionOptions;
 
 constexpr const char* kSource = "vision/superresolution/SrPrecise";
 constexpr int kMostFactor = 4;
-constexpr double kLeastSigma = 0.3, kMostSigma = 3.0;
+constexpr double kLeastSigma = 0.3, kMostSigma = 2.0;
 
 std::string number(double value) {
     char text[32];
@@ -105,9 +105,10 @@ SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
     check(columns * rows < 0.5 * std::numeric_limits<int>::max(),
           "An image of " + number(columns) + " x " + number(rows) + " pixels is too large.", __LINE__,
           kWhere);
-    check(options.psfSigma >= kLeastSigma && options.psfSigma <= kMostSigma,
-          "Blur of " + number(options.psfSigma) + " pixels is not from " + number(kLeastSigma) + " to " +
-              number(kMostSigma) + ".",
+    const double unit = 2.0 / options.factor;  // of the blur in pixels of the image
+    check(options.psfSigma >= unit * kLeastSigma && options.psfSigma <= unit * kMostSigma,
+          "Blur of " + number(options.psfSigma) + " pixels is not from " + number(unit * kLeastSigma) +
+              " to " + number(unit * kMostSigma) + ".",
           __LINE__, kWhere);
     check(options.lowest < options.highest,
           "Lowest value " + number(options.lowest) + " is not below the highest, " + number(options.highest) +

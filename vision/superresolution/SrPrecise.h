@@ -14,7 +14,8 @@ struct SrPreciseOptions {
     /// Enlargement, 1 to 4.
     int factor = 2;
     /// Total blur of the camera, optics and pixel, as the standard deviation of a Gaussian in pixels of the image at
-    /// factor 2 (half a pixel of the frames), from 0.3 to 3. At other factors it is scaled with the image.
+    /// factor 2 (half a pixel of the frames), from 0.3 to 2. At other factors it is scaled with the image, and so are the
+    /// bounds: from 0.6 to 4 at factor 1, from 0.15 to 1 at factor 4.
     float psfSigma = 0.683f;
     /// Values outside [lowest, highest] count as defects, as do NaN, infinities and the status codes of pixels.
     float lowest = -274.0f;
@@ -66,7 +67,9 @@ struct SrPreciseResult {
     std::vector<cv::Point> deadPixels;   ///< of the frames, row by row
     cv::Mat_<float> pattern;  ///< of the sensor, rows x columns of the frames; empty when none was found
     double contrast = 0.0;    ///< standard deviation of the reference frame
-    double noise = 0.0;       ///< median over the frames of their misfit
+    /// Standard deviation of the frames' noise: the median frame's misfit, and, when standard deviations were asked for,
+    /// corrected for the part of the noise that the image explains.
+    double noise = 0.0;
     double smoothness = 0.0;  ///< weight of the prior that was used
     /// Root mean square error of predicting pixels of frames other than the reference that were withheld, by the image and
     /// by bicubic interpolation of the reference, in the frames' unit; 0 when there was nothing to predict.

@@ -3,25 +3,34 @@
 #include <cmath>
 
 #include "vision/superresolution/detail/precise/SeparableFilter.h"
+#include "vision/superresolution/detail/precise/SmallSystem.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
+/// Least squares over frequencies; low ones count most, so that the sum of the taps and their second moment come out right.
 BlurTaps designTaps(double sigma) {
     constexpr int kSteps = 4096;
-    double exact[kBlurRadius + 1] = {};
+    constexpr double kLowest = 0.01;
+    SmallSystem system;
+    system.n = kBlurRadius + 1;
     for (int i = 0; i < kSteps; ++i) {
         const double w = kPi * (i + 0.5) / kSteps;
         const double sinc = std::sin(0.5 * w) / (0.5 * w);
         const double response = std::exp(-0.5 * sigma * sigma * w * w) / (sinc * sinc * sinc * sinc);
-        for (int n = 0; n <= kBlurRadius; ++n) exact[n] += response * std::cos(n * w) / kSteps;
+        double row[SmallSystem::kMost] = {1.0};
+        for (int n = 1; n <= kBlurRadius; ++n) row[n] = 2.0 * std::cos(n * w);
+        const double root = 1.0 / (w * w + kLowest);
+        system.add(row, response, root * root);
     }
-    double sum = exact[0];
-    for (int n = 1; n <= kBlurRadius; ++n) sum += 2.0 * exact[n];
+    system.decompose();
+    system.solve(system.right);
+    double sum = system.right[0];
+    for (int n = 1; n <= kBlurRadius; ++n) sum += 2.0 * system.right[n];
     BlurTaps taps;
-    for (int n = 0; n <= kBlurRadius; ++n) taps.taps[n] = static_cast<float>(exact[n] / sum);
+    for (int n = 0; n <= kBlurRadius; ++n) taps.taps[n] = static_cast<float>(system.right[n] / sum);
     return taps;
 }
 

@@ -10,8 +10,8 @@ namespace oravo::vision::detail::precise {
 /// frames sample. A spline blurs by itself, with the transfer function sinc^4 (M. Unser, "Splines: a perfect fit for
 /// signal and image processing", IEEE Signal Processing Magazine 16(6), 1999); this filter supplies the rest, so that
 /// both together are a Gaussian of standard deviation sigma, in pixels of the image, wherever between the pixels of the
-/// image a sample lies. Its taps are the Fourier coefficients of exp(-sigma^2 w^2 / 2) / sinc^4(w / 2) on [-pi, pi],
-/// scaled to the sum 1. At its border the image is mirrored, which keeps the filter its own adjoint.
+/// image a sample lies. Its taps approach exp(-sigma^2 w^2 / 2) / sinc^4(w / 2) on [-pi, pi] by least squares: within
+/// 0.004 of the total response for sigma from 0.65 to 1.8, within 0.1 from 0.3 to 2. At its border the image is mirrored, which keeps the filter its own adjoint.
 class CameraBlur {
   public:
     CameraBlur(const Grid& grid, double sigma);

@@ -105,6 +105,8 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
     return unexplained > kDeadUnexplained * peculiar ? moving / count : 0.0;
 }
 
+}  // namespace
+
 double medianScale(const std::vector<FrameState>& frames) {
     std::vector<float> scales;
     for (const FrameState& frame : frames) {
@@ -112,8 +114,6 @@ double medianScale(const std::vector<FrameState>& frames) {
     }
     return medianOf(scales);
 }
-
-}  // namespace
 
 void measureMisfit(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern,
                    std::vector<FrameState>& frames) {

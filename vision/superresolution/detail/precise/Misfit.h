@@ -12,6 +12,9 @@ namespace oravo::vision::detail::precise {
 void measureMisfit(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern,
                    std::vector<FrameState>& frames);
 
+/// The scale of the median frame.
+double medianScale(const std::vector<FrameState>& frames);
+
 /// Sets the weights of each frame's values from their misfit: Cauchy's weight of the pixel, times a share for
 /// neighbourhoods that do not fit, times the square of the median scale of all frames over the frame's own where that is
 /// larger, times its agreement. What is not explained by noise may still be explained by a displacement of a few

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/precise/SmallSystem.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
 
-constexpr int kMost = 8;              ///< parameters: six of an affine motion, gain, offset
 constexpr double kCauchy = 3.0;       ///< misfit, in standard deviations, at which a pixel counts half
 constexpr std::size_t kFewest = 24;   ///< pixels that a fit takes
 constexpr double kLongestStep = 3.0;  ///< pixels
@@ -21,39 +21,10 @@ int motionParameters(MotionModel model) {
 
 }  // namespace
 
-struct MotionFit::Equations {
-    int n = 0;
-    double matrix[kMost][kMost] = {};
-    double right[kMost] = {};
+struct MotionFit::Equations : SmallSystem {
     double weight = 0.0;    ///< sum
     double residual = 0.0;  ///< weighted sum of squares
 
-    /// Cholesky's decomposition in place; false where the matrix is not positive definite.
-    bool decompose() {
-        for (int j = 0; j < n; ++j) {
-            double pivot = matrix[j][j];
-            for (int k = 0; k < j; ++k) pivot -= matrix[j][k] * matrix[j][k];
-            if (!(pivot > 1e-9 * matrix[j][j]) || !(pivot > 0.0)) return false;
-            matrix[j][j] = std::sqrt(pivot);
-            for (int i = j + 1; i < n; ++i) {
-                double sum = matrix[i][j];
-                for (int k = 0; k < j; ++k) sum -= matrix[i][k] * matrix[j][k];
-                matrix[i][j] = sum / matrix[j][j];
-            }
-        }
-        return true;
-    }
-    /// Of a decomposed matrix.
-    void solve(double* b) const {
-        for (int i = 0; i < n; ++i) {
-            for (int k = 0; k < i; ++k) b[i] -= matrix[i][k] * b[k];
-            b[i] /= matrix[i][i];
-        }
-        for (int i = n - 1; i >= 0; --i) {
-            for (int k = i + 1; k < n; ++k) b[i] -= matrix[k][i] * b[k];
-            b[i] /= matrix[i][i];
-        }
-    }
     /// Variance of a parameter, the misfit's variance estimated from what is left of it.
     double variance(int parameter) const {
         double unit[kMost] = {};
@@ -107,7 +78,7 @@ MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, 
         const double weight = point.weight / (1.0 + u * u);
         const double gx = gain * grid_.factor * point.slopeX;
         const double gy = gain * grid_.factor * point.slopeY;
-        double row[kMost] = {gx, gy};
+        double row[SmallSystem::kMost] = {gx, gy};
         if (model == MotionModel::similarity) {
             row[2] = gx * point.x + gy * point.y;
             row[3] = gy * point.x - gx * point.y;
@@ -119,11 +90,7 @@ MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, 
         }
         row[motion] = point.value;
         row[motion + 1] = 1.0;
-        for (int i = 0; i < equations.n; ++i) {
-            const double weighted = weight * row[i];
-            equations.right[i] += weighted * point.misfit;
-            for (int j = 0; j <= i; ++j) equations.matrix[i][j] += weighted * row[j];
-        }
+        equations.add(row, point.misfit, weight);
         equations.weight += weight;
         equations.residual += weight * point.misfit * point.misfit;
     }
@@ -156,8 +123,8 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
             outcome.errors.corner = std::sqrt(corner);
             return outcome;
         }
-        double b[kMost];
-        std::copy_n(equations.right, kMost, b);
+        double b[SmallSystem::kMost];
+        std::copy_n(equations.right, SmallSystem::kMost, b);
         equations.solve(b);
         const double length = lengthOf(b[0], b[1]);
         const double share = length > kLongestStep ? kLongestStep / length : 1.0;

@@ -26,7 +26,8 @@ constexpr double kLeastChange = 1e-4;
 constexpr int kRefinements = 3;      ///< Gauss-Newton steps against an image
 constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have, over that before
 constexpr int kProbeSteps = 16;
-constexpr double kProbeBlur = 1.6;  ///< of squared responses, pixels of the image
+constexpr double kLeastFreedom = 0.05;  ///< share of the noise that an image leaves unexplained, at least
+constexpr double kProbeBlur = 1.6;      ///< of squared responses, pixels of the image
 constexpr double kLeastMovement =
     0.25;  ///< of the scene over the sensor, in pixels, that tells the two apart
 constexpr double kLeastPresence = 1e-3;  ///< frames' worth of values below which a pixel is unknown
@@ -187,11 +188,7 @@ bool Reconstruction::sceneMoves() const {
 }
 
 double Reconstruction::guessStrength() const {
-    std::vector<float> scales;
-    for (const FrameState& frame : frames_) {
-        if (frame.used) scales.push_back(static_cast<float>(frame.scale));
-    }
-    return kStrength * std::pow(medianOf(scales), kStrengthPower);
+    return kStrength * std::pow(medianScale(frames_), kStrengthPower);
 }
 
 void Reconstruction::chooseStrength() {
@@ -239,11 +236,35 @@ void Reconstruction::run(int reference) {
     solver_.sensitivity(frames_, sensitivity_);
     solver_.presence(frames_, presence_);
     report(0.95);
+    noise_ = medianScale(frames_);
     if (options_.deviation) estimateDeviation();
     report(1.0);
 }
 
+double Reconstruction::explainedNoise(const std::vector<Buffer<float>>& noise, const PaddedImage& response) {
+    const SplineImage& coefficients = solver_.coefficients(response);
+    std::vector<float> row(static_cast<std::size_t>(grid_.width));
+    double explained = 0.0, all = 0.0;
+    for (std::size_t k = 0; k < frames_.size(); ++k) {
+        if (!frames_[k].used) continue;
+        for (const SampleRun& run : frames_[k].runs) {
+            preciseKernels().sample(coefficients.view(), run, row.data());
+            for (int i = run.first; i < run.first + run.count; ++i) {
+                const std::size_t q =
+                    static_cast<std::size_t>(run.y) * static_cast<std::size_t>(grid_.width) +
+                    static_cast<std::size_t>(i);
+                const double sent = static_cast<double>(frames_[k].weight[q]) * noise[k][q];
+                explained += sent * row[static_cast<std::size_t>(i)];
+                all += sent * noise[k][q];
+            }
+        }
+    }
+    return all > 0.0 ? explained / all : 0.0;
+}
+
 void Reconstruction::estimateDeviation() {
+    // An image explains part of the noise, too, so that the misfit is smaller than the noise: by the square root of the
+    // degrees of freedom that are left. The probe tells that part.
     // Noise of each frame's own strength, with signs from a hash, through the linearised estimator: what it does to a
     // pixel, squared and averaged over a neighbourhood, is the pixel's variance (M. F. Hutchinson, Commun. Statist.
     // Simul. 19, 1990).
@@ -262,21 +283,20 @@ void Reconstruction::estimateDeviation() {
     }
     const PaddedImage response(grid_.columns(), grid_.rows());
     solver_.propagate(frames_, noise, kProbeSteps, response);
+    const double correction = 1.0 / std::sqrt(std::max(1.0 - explainedNoise(noise, response), kLeastFreedom));
+    noise_ = correction * medianScale(frames_);
     for (int y = 0; y < response.rows(); ++y) {
         for (int x = 0; x < response.columns(); ++x) response.row(y)[x] *= response.row(y)[x];
     }
     const PaddedImage variance = filtered(gaussianTaps(kProbeBlur), response);
     for (int y = 0; y < variance.rows(); ++y) {
-        for (int x = 0; x < variance.columns(); ++x) deviation_.row(y)[x] = std::sqrt(variance.row(y)[x]);
+        for (int x = 0; x < variance.columns(); ++x)
+            deviation_.row(y)[x] = static_cast<float>(correction) * std::sqrt(variance.row(y)[x]);
     }
 }
 
 double Reconstruction::noise() const {
-    std::vector<float> scales;
-    for (const FrameState& frame : frames_) {
-        if (frame.used) scales.push_back(static_cast<float>(frame.scale));
-    }
-    return contrast_ * medianOf(scales);
+    return contrast_ * noise_;
 }
 
 void Reconstruction::copyScaled(const PaddedImage& image, double scale, double offset, float* out) const {

@@ -61,6 +61,8 @@ class Reconstruction {
     bool sceneMoves() const;
     double guessStrength() const;
     void chooseStrength();
+    /// Share of noise in the frames that the image takes over.
+    double explainedNoise(const std::vector<Buffer<float>>& noise, const PaddedImage& response);
     void estimateDeviation();
     void copyScaled(const PaddedImage& image, double scale, double offset, float* out) const;
     void report(double share) const;
@@ -69,7 +71,7 @@ class Reconstruction {
     Grid grid_;
     int reference_ = 0;
     std::vector<FrameState> frames_;
-    double mean_ = 0.0, contrast_ = 1.0;
+    double mean_ = 0.0, contrast_ = 1.0, noise_ = 0.0;
     ImageSolver solver_;
     MotionFit fit_;
     SensorPattern pattern_;
