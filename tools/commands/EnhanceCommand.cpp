@@ -1,4 +1,5 @@
 #include <fstream>
+#include <limits>
 #include <optional>
 
 #include "capi/CameraDescription.h"
@@ -12,6 +13,7 @@
 #include "tools/enhance/FrameWindow.h"
 #include "tools/formats/ShiftTable.h"
 #include "tools/input/FrameReader.h"
+#include "tools/input/InputFiles.h"
 #include "tools/input/ValueReader.h"
 #include "tools/output/EnlargedSink.h"
 #include "tools/output/ImageWriter.h"
@@ -46,6 +48,24 @@ EnhanceParameters withCamera(const EnhanceCommand& command) {
     return parameters;
 }
 
+/// What the pipeline does not take for a defect. The vector pipeline takes everything as it is.
+PlausibleRange plausibleFor(const PipelineParameters& parameters) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    if (parameters.kind == PipelineKind::vector) return {-kInfinity, kInfinity};
+    return PlausibleRange::of(parameters.rawCounts);
+}
+
+ValueOptions valueOptions(const EnhanceCommand& command) {
+    const PipelineParameters& p = command.parameters;
+    return {command.decode,  command.calibration, command.reading,
+            plausibleFor(p), p.rawCounts,         p.rawCounts && p.kind == PipelineKind::reference};
+}
+
+EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
+    return {command.output, command.every, command.parameters.timing,
+            sizeof(float) * static_cast<std::uint64_t>(size.area())};
+}
+
 void summarise(const Enlarged& enlarged) {
     const std::size_t newest = enlarged.frames.back();
     if (!enlarged.warning.empty()) {
@@ -63,15 +83,15 @@ void summarise(const Enlarged& enlarged) {
 /// The way of a recording through the enhancer.
 class Enhancement {
   public:
-    Enhancement(const EnhanceCommand& command, FrameReader& reader, const EnhanceParameters& parameters,
-                cv::Size size, ResultFiles& results)
+    Enhancement(const EnhanceCommand& command, FrameReader& reader, const InputFiles& inputs,
+                const EnhanceParameters& parameters, cv::Size size, ResultFiles& results)
         : command_(command),
           reader_(reader),
           window_(size, parameters, command.every),
-          values_(reader, command),
+          values_(reader, valueOptions(command)),
           results_(results),
           enlargedSize_(size * Enhancer::kFactor),
-          sink_(command, reader, sizeof(float) * static_cast<std::uint64_t>(enlargedSize_.area()), files_) {}
+          sink_(enlargedOutput(command, enlargedSize_), inputs, files_) {}
 
     void run() {
         takeAll();
@@ -170,21 +190,22 @@ void enhance(const EnhanceCommand& command) {
     if (reader.count() < kWindow) {
         throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
     }
+    const InputFiles inputs{reader, command.inputs, command.calibration};
     if (!command.shiftsFile.empty()) {
         checkTarget(command.shiftsFile, {".csv", ".txt"});
-        if (isInput(command, reader, command.shiftsFile)) {
+        if (inputs.contain(command.shiftsFile)) {
             throw outputError(command.shiftsFile + ": is one of the inputs");
         }
         refuseForeignTable(command.shiftsFile);
     }
-    ResultFiles results(command, reader);
+    ResultFiles results(command, inputs);
     EnhanceParameters parameters = withCamera(command);
     const cv::Size size = reader.first().size();
     settlePipeline(parameters);
     requireUsableSize(size, parameters, reader.name(0));
     std::optional<Enhancement> enhancement;
     try {
-        enhancement.emplace(command, reader, parameters, size, results);
+        enhancement.emplace(command, reader, inputs, parameters, size, results);
     } catch (...) {
         if (!currentExceptionIsLackOfMemory()) throw;
         throw inputError(format("%s: frames of %d x %d pixels need more memory than there is",

@@ -12,7 +12,6 @@
 #include "tools/commands/ReportFacts.h"
 #include "tools/measure/Agreement.h"
 #include "tools/measure/Metrics.h"
-#include "tools/output/EnlargedSink.h"
 #include "tools/output/ImageWriter.h"
 #include "tools/pictures/Preview.h"
 
@@ -50,14 +49,14 @@ std::pair<double, double> parseRange(const std::string& text) {
     throw UserError(ExitCode::kUsage, "--range " + text + ": is not LOW:HIGH, such as -5:40");
 }
 
-ResultFiles::ResultFiles(const EnhanceCommand& command, const FrameReader& reader)
-    : command_(command), options_(command.results), reader_(reader), unit_(unitOf(command)) {
+ResultFiles::ResultFiles(const EnhanceCommand& command, const InputFiles& inputs)
+    : command_(command), options_(command.results), reader_(inputs.frames), unit_(unitOf(command)) {
     std::set<std::filesystem::path> taken{settledPath(command.output), settledPath(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
         if (!wants(path)) return;
         checkTarget(path, extensions);
         if (!taken.insert(settledPath(path)).second) throw outputError(path + ": is named for two outputs");
-        if (isInput(command, reader, path)) throw outputError(path + ": is one of the inputs");
+        if (inputs.contain(path)) throw outputError(path + ": is one of the inputs");
     };
     if (wants(options_.coverage) && command.parameters.kind == PipelineKind::vector) {
         throw UserError(ExitCode::kUsage,

@@ -9,6 +9,7 @@
 #include "support/StopWatch.h"
 #include "tools/base/Guard.h"
 #include "tools/commands/Commands.h"
+#include "tools/input/InputFiles.h"
 #include "tools/output/PendingFile.h"
 #include "tools/report/Report.h"
 #include "tools/values/PlausibleRange.h"
@@ -23,8 +24,8 @@ std::pair<double, double> parseRange(const std::string& text);
 class ResultFiles {
   public:
     /// Refuses targets that cannot be written, before the work.
-    /// @param command  has to outlive this object, and so has the reader
-    ResultFiles(const EnhanceCommand& command, const FrameReader& reader);
+    /// @param command  has to outlive this object, and so has the reader of the inputs
+    ResultFiles(const EnhanceCommand& command, const InputFiles& inputs);
 
     /// Each enlarged image.
     void take(const Enlarged& enlarged);

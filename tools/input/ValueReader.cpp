@@ -1,31 +1,19 @@
 #include "tools/input/ValueReader.h"
 
-#include <limits>
-
 #include "tools/base/Guard.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 
 namespace oravo::tools {
-namespace {
 
-/// What the pipeline does not take for a defect. The vector pipeline takes everything as it is.
-PlausibleRange plausibleFor(const PipelineParameters& parameters) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    if (parameters.kind == PipelineKind::vector) return {-kInfinity, kInfinity};
-    return PlausibleRange::of(parameters.rawCounts);
-}
-
-}  // namespace
-
-ValueReader::ValueReader(FrameReader& reader, const EnhanceCommand& command)
+ValueReader::ValueReader(FrameReader& reader, const ValueOptions& options)
     : reader_(reader),
-      decode_(command.decode),
-      rawCounts_(command.parameters.rawCounts),
-      wantsSignedCounts_(rawCounts_ && command.parameters.kind == PipelineKind::reference),
-      outside_(plausibleFor(command.parameters)) {
-    if (!command.calibration.empty()) {
-        calibration_.emplace(command.calibration, decode_, command.reading, reader.storedSize());
+      decode_(options.decode),
+      rawCounts_(options.rawCounts),
+      wantsSignedCounts_(options.signedCounts),
+      outside_(options.plausible) {
+    if (!options.calibration.empty()) {
+        calibration_.emplace(options.calibration, decode_, options.reading, reader.storedSize());
     }
 }
 

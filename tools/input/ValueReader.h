@@ -2,13 +2,24 @@
 #define ORAVO_TOOLS_INPUT_VALUEREADER_H
 
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "tools/commands/Commands.h"
 #include "tools/input/Calibration.h"
 #include "tools/input/FrameReader.h"
 #include "tools/values/PlausibleRange.h"
 
 namespace oravo::tools {
+
+/// How stored numbers become values.
+struct ValueOptions {
+    const Decode& decode;
+    const std::vector<std::string>& calibration;  ///< none, or the four texts that Calibration takes
+    const ReadOptions& reading;                   ///< of the frames
+    PlausibleRange plausible;                     ///< what the pipeline does not take for a defect
+    bool rawCounts;                               ///< the output is in counts
+    bool signedCounts;                            ///< and these have to be whole numbers of 16 bits
+};
 
 /// A recording's frames in the unit of the output: decoded, and calibrated where that was asked for. Keeps count of
 /// values outside the plausible range, and refuses a recording that begins with nothing else.
@@ -16,7 +27,7 @@ class ValueReader {
   public:
     /// Reads the frames of the calibration. The reader has read a frame, by which the size of all is known, and outlives
     /// this object.
-    ValueReader(FrameReader& reader, const EnhanceCommand& command);
+    ValueReader(FrameReader& reader, const ValueOptions& options);
 
     struct Frame {
         cv::Mat_<float> values;

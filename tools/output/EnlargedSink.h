@@ -6,15 +6,17 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-#include "tools/input/FrameReader.h"
+#include "tools/input/InputFiles.h"
 #include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
 
-struct EnhanceCommand;
-
-/// Whether a file holds frames, or an image of the calibration.
-bool isInput(const EnhanceCommand& command, const FrameReader& reader, const std::string& path);
+struct EnlargedOutput {
+    std::string name;  ///< a TIFF file, a folder, or kStandardOutput
+    bool every;        ///< an image for each frame, instead of one
+    bool textBeside;   ///< something else is printed to standard output
+    std::uint64_t imageBytes;
+};
 
 /// Where enlarged images go: one TIFF file with a page for each, standard output likewise, or numbered files in
 /// a folder.
@@ -22,8 +24,7 @@ class EnlargedSink {
   public:
     /// Refuses outputs that cannot be, or would spoil the input, before the work.
     /// @param files  gets the file of pages; images in a folder are committed one by one
-    EnlargedSink(const EnhanceCommand& command, const FrameReader& reader, std::uint64_t imageBytes,
-                 PendingFiles& files);
+    EnlargedSink(const EnlargedOutput& output, const InputFiles& inputs, PendingFiles& files);
 
     void add(const cv::Mat& image, std::size_t frame);
     /// Writes what is still held back.

@@ -1,0 +1,25 @@
+#ifndef ORAVO_TOOLS_INPUT_INPUTFILES_H
+#define ORAVO_TOOLS_INPUT_INPUTFILES_H
+
+#include <string>
+#include <vector>
+
+#include "tools/input/FrameReader.h"
+
+namespace oravo::tools {
+
+/// What a run reads, and must not write. Refers to what it is made of.
+struct InputFiles {
+    const FrameReader& frames;
+    const std::vector<std::string>& named;        ///< files and folders of frames, as on the command line
+    const std::vector<std::string>& calibration;  ///< files among other texts
+
+    /// Whether the file of this name is read.
+    bool contain(const std::string& path) const;
+    /// Whether frames were asked for that lie in this folder.
+    bool lieIn(const std::string& folder) const;
+};
+
+}  // namespace oravo::tools
+
+#endif
