@@ -99,10 +99,14 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
     }
     if (count < enough) return 0.0;
     const double range = highest - lowest;
-    if (range < kStuckRange * noise && range < kStuckShare * (highestAround - lowestAround)) return kDeadMost;
+    const bool missed = unexplained > kDeadUnexplained * peculiar;
+    // Beside a sharp edge a good pixel changes little as well, while its neighbours do, but the image explains it.
+    if (missed && range < kStuckRange * noise && range < kStuckShare * (highestAround - lowestAround)) {
+        return kDeadMost;
+    }
     // What stays the same while the image says that it should not is stuck, however much the scene varies around it.
     if (range < kStuckRange * noise) return stuck / count;
-    return unexplained > kDeadUnexplained * peculiar ? moving / count : 0.0;
+    return missed ? moving / count : 0.0;
 }
 
 }  // namespace
