@@ -29,6 +29,11 @@ constexpr double kDisplacement = 0.03;
 constexpr double kTolerance = 2.0;
 constexpr double kMostMisfit = 20.0;     ///< standard deviations that one pixel may add to its neighbourhood
 constexpr double kLeastExplained = 0.5;  ///< share of the variance, below which a frame shows something else
+// Of n independent values a fit of p parameters explains p / n where there is nothing to explain. Blurred by a Gaussian,
+// 4 pi sigma^2 pixels make one such value: in small frames that is far from nothing.
+constexpr double kPixelsPerValue = 4.0 * 3.14159265358979323846 * kBlur * kBlur;
+constexpr double kParameters = 8.0;
+constexpr double kLeastDoubt = 0.1;  ///< of the variance left to explain by chance, however small the frame
 
 std::size_t areaOf(int width, int height) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
@@ -267,7 +272,9 @@ void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& f
         }
     }
     const double variance = count > 0.0 ? squares / count - sum * sum / (count * count) : 0.0;
-    frame.used = count > 0.0 && residual / count < (1.0 - kLeastExplained) * variance;
+    const double doubt = std::max(kLeastDoubt, 1.0 - kParameters * kPixelsPerValue / std::max(count, 1.0));
+    frame.used = count > kLeastOverlap * static_cast<double>(area) &&
+                 residual / count < (1.0 - kLeastExplained) * doubt * variance;
     const double scale = kSigmaPerQuartile * quantileOf(magnitudes, 0.25) + 1e-6;
     Buffer<float> squared(area), mean(area);
     for (std::size_t i = 0; i < area; ++i) {
