@@ -28,6 +28,7 @@ constexpr double kVisibleShear = 0.05;
 constexpr double kDisplacement = 0.03;
 constexpr double kTolerance = 2.0;
 constexpr double kMostMisfit = 20.0;     ///< standard deviations that one pixel may add to its neighbourhood
+constexpr float kLeastKnown = 0.8f;      ///< of a blurred value, below which it is none
 constexpr double kLeastExplained = 0.5;  ///< share of the variance, below which a frame shows something else
 // Of n independent values a fit of p parameters explains p / n where there is nothing to explain. Blurred by a Gaussian,
 // 4 pi sigma^2 pixels make one such value: in small frames that is far from nothing.
@@ -40,7 +41,8 @@ std::size_t areaOf(int width, int height) {
 }
 
 /// A frame blurred over its defects.
-PaddedImage blurredFrame(const FrameState& frame, int width, int height) {
+/// @param weight  how much of each value comes from the frame's pixels, from 0 to 1
+PaddedImage blurredFrame(const FrameState& frame, int width, int height, PaddedImage& weight) {
     const PaddedImage values(width, height), present(width, height);
     for (int y = 0; y < height; ++y) {
         const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(y) * width;
@@ -49,7 +51,7 @@ PaddedImage blurredFrame(const FrameState& frame, int width, int height) {
     }
     const BlurTaps taps = gaussianTaps(kBlur);
     const PaddedImage sum = filtered(taps, values);
-    const PaddedImage weight = filtered(taps, present);
+    weight = filtered(taps, present);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) sum.row(y)[x] /= std::max(weight.row(y)[x], 0.05f);
     }
@@ -76,6 +78,13 @@ Buffer<float> denseCopy(const PaddedImage& image) {
                     dense.data() + static_cast<std::ptrdiff_t>(y) * image.columns());
     }
     return dense;
+}
+
+/// 1 where most of a blurred value comes from pixels that the frame has.
+Buffer<float> knownPart(const PaddedImage& weight) {
+    const Buffer<float> known = denseCopy(weight);
+    for (float& value : known) value = value > kLeastKnown ? 1.0f : 0.0f;
+    return known;
 }
 
 /// Lower is better; what hardly overlaps is no match however well it fits.
@@ -122,11 +131,14 @@ FirstGuess::FirstGuess(int width, int height) : width_(width), height_(height) {
 
 std::vector<FirstGuess::Level> FirstGuess::pyramid(const FrameState& frame) const {
     std::vector<Level> levels;
-    PaddedImage image = blurredFrame(frame, width_, height_);
+    PaddedImage weight;
+    PaddedImage image = blurredFrame(frame, width_, height_, weight);
     for (;;) {
-        levels.push_back({Grid{image.columns(), image.rows(), 1, 0}, image, filtered(splineTaps(), image)});
+        levels.push_back({Grid{image.columns(), image.rows(), 1, 0}, image, filtered(splineTaps(), image),
+                          knownPart(weight)});
         if (std::min(image.columns(), image.rows()) < kCoarsest) return levels;
         image = halved(image);
+        weight = halved(weight);
     }
 }
 
@@ -134,17 +146,17 @@ void FirstGuess::setReference(const FrameState& reference) {
     reference_ = pyramid(reference);
     splines_.clear();
     fits_.clear();
-    everywhere_.clear();
     for (const Level& level : reference_) {
         const SplineImage spline(level.grid);
         for (int y = 0; y < level.grid.height; ++y)
             std::copy_n(level.image.row(y), level.grid.width, spline.row(y, 0));
         splines_.push_back(spline);
         fits_.emplace_back(level.grid);
-        const Buffer<float> ones(areaOf(level.grid.width, level.grid.height));
-        std::fill(ones.begin(), ones.end(), 1.0f);
-        everywhere_.push_back(ones);
     }
+    const Level& finest = reference_.front();
+    known_ = SplineImage(finest.grid);
+    for (int y = 0; y < height_; ++y)
+        std::copy_n(finest.known.data() + areaOf(y, width_), width_, known_.row(y, 0));
 }
 
 double FirstGuess::correlation(const Level& level, int dx, int dy) const {
@@ -210,7 +222,7 @@ void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Le
                 candidate.pose.motion.ty *= 2.0;
             }
             const FramePose before = candidate.pose;
-            candidate.outcome = fits_[level].fit(splines_[level], shown.data(), everywhere_[level].data(),
+            candidate.outcome = fits_[level].fit(splines_[level], shown.data(), levels[level].known.data(),
                                                  model, limits, candidate.pose);
             if (!candidate.outcome.valid) candidate.pose = before;
         }
@@ -226,8 +238,8 @@ void FirstGuess::chooseModel(const Level& finest, FrameState& frame, Candidate& 
     const double unit = 0.5 * std::max(width_, height_);
     const auto fit = [&](MotionModel model, FramePose pose) {
         Candidate candidate{pose, {}};
-        candidate.outcome = fits_[0].fit(splines_[0], shown.data(), everywhere_[0].data(), model, FitLimits(),
-                                         candidate.pose);
+        candidate.outcome =
+            fits_[0].fit(splines_[0], shown.data(), finest.known.data(), model, FitLimits(), candidate.pose);
         return candidate;
     };
     const auto seen = [&](double share, const Candidate& candidate, double least) {
@@ -253,13 +265,16 @@ void FirstGuess::chooseModel(const Level& finest, FrameState& frame, Candidate& 
 void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& frame) {
     const std::size_t area = areaOf(width_, height_);
     Buffer<float> misfit(area), slope(area), inside(area);
-    std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), magnitudes;
+    std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), known(value),
+        magnitudes;
     double residual = 0.0, sum = 0.0, squares = 0.0, count = 0.0;
     for (const SampleRun& run : sampleRuns(finest.grid, best.pose.motion)) {
         preciseKernels().sampleGradient(splines_[0].view(), run, value.data(), dx.data(), dy.data());
+        preciseKernels().sample(known_.view(), run, known.data());
         for (int i = run.first; i < run.first + run.count; ++i) {
             const std::size_t at = areaOf(run.y, width_) + static_cast<std::size_t>(i);
             const std::size_t x = static_cast<std::size_t>(i);
+            if (!(finest.known[at] > 0.0f) || known[x] < kLeastKnown) continue;
             const double seen = (finest.shown.row(run.y)[i] - best.pose.offset) / best.pose.gain;
             misfit[at] = static_cast<float>(seen - value[x]);
             slope[at] = std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
@@ -273,7 +288,8 @@ void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& f
     }
     const double variance = count > 0.0 ? squares / count - sum * sum / (count * count) : 0.0;
     const double doubt = std::max(kLeastDoubt, 1.0 - kParameters * kPixelsPerValue / std::max(count, 1.0));
-    frame.used = count > kLeastOverlap * static_cast<double>(area) &&
+    const auto possible = std::count(finest.known.begin(), finest.known.end(), 1.0f);
+    frame.used = count > kLeastOverlap * static_cast<double>(possible) &&
                  residual / count < (1.0 - kLeastExplained) * doubt * variance;
     const double scale = kSigmaPerQuartile * quantileOf(magnitudes, 0.25) + 1e-6;
     Buffer<float> squared(area), mean(area);

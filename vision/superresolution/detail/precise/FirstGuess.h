@@ -24,7 +24,8 @@ class FirstGuess {
     struct Level {
         Grid grid;
         PaddedImage image;
-        PaddedImage shown;  ///< the image as a spline with these coefficients shows it
+        PaddedImage shown;    ///< the image as a spline with these coefficients shows it
+        Buffer<float> known;  ///< 1 where the image comes from values, 0 within larger defects
     };
     struct Candidate {
         FramePose pose;
@@ -42,7 +43,7 @@ class FirstGuess {
     std::vector<Level> reference_;
     std::vector<SplineImage> splines_;
     std::vector<MotionFit> fits_;
-    std::vector<Buffer<float>> everywhere_;  ///< weights of 1
+    SplineImage known_;  ///< 1 where the reference has values, on the finest grid
 };
 
 /// out = the mean of values over the pixels of (2 radius + 1)^2 whose weight is 1; 0 where there is none.
