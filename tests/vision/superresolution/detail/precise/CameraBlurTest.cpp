@@ -1,0 +1,133 @@
+#include "vision/superresolution/detail/precise/CameraBlur.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/TestScenes.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+PaddedImage randomPadded(const Grid& grid, unsigned seed) {
+    const PaddedImage image(grid.columns(), grid.rows());
+    for (int y = 0; y < grid.rows(); ++y) {
+        const std::vector<float> values = test::randomVector(grid.columns(), seed + static_cast<unsigned>(y));
+        std::copy(values.begin(), values.end(), image.row(y));
+    }
+    return image;
+}
+
+double dot(const PaddedImage& a, const PaddedImage& b) {
+    double sum = 0.0;
+    for (int y = 0; y < a.rows(); ++y) {
+        for (int x = 0; x < a.columns(); ++x)
+            sum += static_cast<double>(a.row(y)[x]) * static_cast<double>(b.row(y)[x]);
+    }
+    return sum;
+}
+
+}  // namespace
+
+TEST(CameraBlur, IsItsOwnAdjoint) {
+    for (const Grid& grid : {Grid{8, 8, 2, 4}, Grid{9, 13, 1, 4}, Grid{11, 8, 3, 4}, Grid{17, 9, 4, 4}}) {
+        const CameraBlur blur(grid, 0.683 * grid.factor / 2.0);
+        const PaddedImage u = randomPadded(grid, 100), v = randomPadded(grid, 200);
+        const PaddedImage blurredU(grid.columns(), grid.rows()), blurredV(grid.columns(), grid.rows());
+        const SplineImage coefficients(grid);
+        blur.toCoefficients(u, coefficients);
+        blur.unsorted(coefficients, blurredU);
+        blur.toCoefficients(v, coefficients);
+        blur.unsorted(coefficients, blurredV);
+        // Taps of at most 1.7 in sum of magnitudes either way, twelve roundings each way.
+        const double bound = 1.7 * 1.7 * 24.0 * grid.columns() * grid.rows() * std::ldexp(1.0, -24);
+        EXPECT_NEAR(dot(blurredU, v), dot(u, blurredV), bound);
+        // <B u, c> = <u, B^T c> for coefficients c, here those of v itself.
+        const PaddedImage back(grid.columns(), grid.rows());
+        blur.fromCoefficients(coefficients, back);
+        EXPECT_NEAR(dot(blurredU, blurredV), dot(u, back), bound);
+    }
+}
+
+TEST(CameraBlur, ShowsAPointAsAGaussianWhereverASampleLies) {
+    struct Case {
+        double sigma, tolerance;  ///< of the transfer function, as documented
+    };
+    for (const auto& [sigma, tolerance] : {Case{0.3, 0.1},
+                                           {0.65, 0.004},
+                                           {0.683, 0.004},
+                                           {1.0, 0.004},
+                                           {1.366, 0.004},
+                                           {1.8, 0.004},
+                                           {2.0, 0.1}}) {
+        const Grid grid{20, 20, 2, 4};
+        const CameraBlur blur(grid, sigma);
+        const PaddedImage point(grid.columns(), grid.rows());
+        const int centre = grid.columns() / 2;
+        const SplineImage coefficients(grid);
+        double response[kBlurRadius + 1] = {};
+        for (int k = 0; k <= kBlurRadius; ++k) response[k] = static_cast<double>(blur.taps().taps[k]);
+        for (double w = 0.0; w < kPi; w += kPi / 16.0) {
+            double filter = response[0];
+            for (int k = 1; k <= kBlurRadius; ++k) filter += 2.0 * response[k] * std::cos(k * w);
+            const double sinc = w > 0.0 ? std::sin(0.5 * w) / (0.5 * w) : 1.0;
+            EXPECT_NEAR(filter * std::pow(sinc, 4), std::exp(-0.5 * sigma * sigma * w * w), tolerance)
+                << sigma << ' ' << w;
+        }
+        // The sum over all places of a spline's weights times their squared distances is 1 / 3 wherever a sample lies.
+        double moment = 1.0 / 3.0;
+        for (int k = 1; k <= kBlurRadius; ++k) moment += 2.0 * k * k * response[k];
+        // A moment that is off by d moves the transfer function by d / 2 at frequency 1.
+        EXPECT_NEAR(moment, sigma * sigma, 2.0 * tolerance) << sigma;
+        // In space, what the grid cannot show is missing, the Gaussian's spectrum beyond pi, and the spline lets through
+        // some of the spectrum's copies at +-2 pi, (v / 2 pi)^4 of frequency v, which has the moment 3 / sigma^4.
+        const double peak = 0.5 / (kPi * sigma * sigma), copies = 2.0 * 3.0 / std::pow(2.0 * kPi * sigma, 4);
+        const double bound =
+            2.0 * peak * (std::erfc(kPi * sigma / std::sqrt(2.0)) + copies + 2.0 * tolerance);
+        point.row(centre)[centre] = 1.0f;
+        blur.toCoefficients(point, coefficients);
+        for (const double place : {0.0, 0.1, 0.25, 0.37, 0.5, 0.8}) {
+            Motion motion;
+            motion.tx = 0.5 * place;
+            motion.ty = -0.3 * place;
+            std::vector<float> shown(static_cast<std::size_t>(grid.width));
+            for (const SampleRun& run : sampleRuns(grid, motion)) {
+                preciseKernels().sample(coefficients.view(), run, shown.data());
+                const double dy = 2.0 * run.y + 0.5 + grid.margin - 0.6 * place - centre;
+                for (int i = run.first; i < run.first + run.count; ++i) {
+                    const double dx = 2.0 * i + 0.5 + grid.margin + place - centre;
+                    ASSERT_NEAR(shown[static_cast<std::size_t>(i)],
+                                peak * std::exp(-0.5 * (dx * dx + dy * dy) / (sigma * sigma)), bound)
+                        << sigma << " at " << dx << ", " << dy;
+                }
+            }
+        }
+    }
+}
+
+TEST(CameraBlur, LeavesLevelsAndSlopesAsTheyAre) {
+    const Grid grid{30, 9, 2, 4};
+    const CameraBlur blur(grid, 0.683);
+    const PaddedImage ramp(grid.columns(), grid.rows());
+    for (int y = 0; y < grid.rows(); ++y) {
+        for (int x = 0; x < grid.columns(); ++x) ramp.row(y)[x] = static_cast<float>(3 + x);
+    }
+    const SplineImage coefficients(grid);
+    blur.toCoefficients(ramp, coefficients);
+    Motion motion;
+    motion.tx = 0.317;
+    std::vector<float> shown(30), dx(30), dy(30);
+    for (const SampleRun& run : sampleRuns(grid, motion)) {
+        preciseKernels().sampleGradient(coefficients.view(), run, shown.data(), dx.data(), dy.data());
+        for (std::size_t i = 5; i < 24; ++i) {  // out of reach of the mirrored ends
+            // Values up to 70, rounded some twenty times.
+            ASSERT_NEAR(shown[i], 3.0 + 2.0 * static_cast<double>(i) + 0.5 + grid.margin + 0.634, 1e-4);
+            ASSERT_NEAR(dx[i], 1.0f, 1e-4f);
+            ASSERT_NEAR(dy[i], 0.0f, 1e-4f);
+        }
+    }
+}
+
+}  // namespace oravo::vision::detail::precise
