@@ -24,6 +24,7 @@
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SrPrecise.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/numerics/GaussianPsf.h"
 #include "vision/superresolution/reference/SuperResolution.h"
@@ -211,6 +212,34 @@ void pipeline(const ResultFolder& folder, const std::string& name) {
     }
 }
 
+/// The precise engine's images and motions, with a defect in every frame and a turned one among them.
+void precise(const ResultFolder& own) {
+    for (const cv::Size& size : kSizes) {
+        std::vector<Image> frames = burstOf(size);
+        for (int k = 0; k < kFrames; ++k) frames[static_cast<std::size_t>(k)](7 * k + 3, 20) = 1e9f;
+        for (int y = 0; y < size.height; ++y) {
+            // Sheared by a pixel and a half from top to bottom.
+            const Image moved =
+                render(size, {kShifts[4].x + 1.5f * static_cast<float>(y) / static_cast<float>(size.height),
+                              kShifts[4].y});
+            moved.row(y).copyTo(frames[4].row(y));
+        }
+        const vision::SrPreciseResult result = vision::SrPrecise(size.width, size.height).compute(frames, 3);
+        const std::string suffix = "-" + std::to_string(size.width);
+        own.add("precise-image" + suffix, result.image);
+        own.add("precise-deviation" + suffix, result.deviation);
+        own.add("precise-weight" + suffix, result.weight);
+        std::vector<double> motions{result.noise, result.smoothness, result.withheldError,
+                                    result.bicubicError};
+        for (const vision::SrPreciseFrame& frame : result.frames) {
+            motions.insert(motions.end(),
+                           {frame.dx, frame.dy, frame.dxError, frame.dyError, frame.gain, frame.offset});
+            motions.insert(motions.end(), &frame.linear[0][0], &frame.linear[0][0] + 4);
+        }
+        own.add("precise-motions" + suffix, motions);
+    }
+}
+
 void writeAll(const fs::path& folder) {
     const ResultFolder own(folder / "own"), opencv(folder / "opencv");
     operators<vision::SrFloatConvolution, char>(own, "operators-float");
@@ -223,6 +252,7 @@ void writeAll(const fs::path& folder) {
     solver<vision::SuperResolutionMinimization, char, PointF>(own, "solver-reference");
     transforms(own);
     filters(own);
+    precise(own);
     pipeline<vision::SrFloat<vision::SrFloatRegistration1>, unsigned char>(own, "phase");
     pipeline<vision::SuperResolution, unsigned char>(own, "reference");
     pipeline<vision::SrFloat<vision::SrFloatRegistration2>, unsigned char>(opencv, "corners");
