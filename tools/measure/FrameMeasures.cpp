@@ -179,7 +179,9 @@ double misfit(const FrameDetail& reference, const FrameDetail& frame, cv::Point2
     const cv::Mat_<float> apart = difference(there, here);
     const double noise = kSmoothedNoise * (std::pow(reference.noise, 2) + std::pow(frame.noise, 2));
     const double detail = meanSquare(here) + meanSquare(there) - noise;
-    return detail > noise ? (meanSquare(apart) - noise) / detail : 0.0;
+    if (!(detail > noise)) return 0.0;
+    const double share = (meanSquare(apart) - noise) / detail;
+    return std::isnan(share) ? 1.0 : share;  // differences beyond the largest float
 }
 
 }  // namespace oravo::tools
