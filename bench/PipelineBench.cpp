@@ -11,6 +11,7 @@
 #include "vision/superresolution/SrFloatNeon.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SrPrecise.h"
 
 namespace oravo::bench {
 namespace {
@@ -71,6 +72,17 @@ void addImage(benchmark::State& state) {
     SuperResolution_release(handle);
 }
 
+/// A whole image of the precise engine, from five frames that nothing is known about.
+void precise(benchmark::State& state) {
+    const Workload load(state);
+    const vision::SrPrecise engine(load.width, load.height);
+    const std::vector<cv::Mat_<float>> frames(load.frames.begin(), load.frames.end());
+    for (auto _ : state) {
+        const vision::SrPreciseResult result = engine.compute(frames, 1);
+        if (!(result.withheldError < result.bicubicError)) state.SkipWithError("no better than bicubic");
+    }
+}
+
 /// A line of the kernel's account of this process, in bytes.
 double accountOf(const std::string& field) {
     std::ifstream account("/proc/self/status");
@@ -92,25 +104,44 @@ double bytesOfAllBuffers(int width, int height) {
     return 5.0 * (3.0 * frame + 2.0 * bytes + pyramid) + 4.0 * frame + 4.0 * frame + 11.0 * extended + frame;
 }
 
-/// The peak of resident memory that a session adds, from its set-up through two images.
+/// The peak of resident memory that work adds, in bytes.
+template <class Work>
+double peakOf(Work work) {
+    malloc_trim(0);
+    std::ofstream("/proc/self/clear_refs") << "5";  // forgets the peak so far
+    const double before = accountOf("VmRSS:");
+    work();
+    return accountOf("VmHWM:") - before;
+}
+
+/// That of a session, from its set-up through two images.
 void sessionMemory(benchmark::State& state) {
     const Workload load(state);
     const QuietOutput quiet;
-    for (auto _ : state) {
-        malloc_trim(0);
-        std::ofstream("/proc/self/clear_refs") << "5";  // forgets the peak so far
-        const double before = accountOf("VmRSS:");
+    const auto session = [&load] {
         const int handle = SuperResolution_init(load.width, load.height);
         for (int i = 0; i <= kFrames; ++i) {
             SuperResolution_addImage(handle, load.frames[static_cast<std::size_t>(i % kFrames)].ptr<float>());
         }
-        const double peak = accountOf("VmHWM:") - before;
         SuperResolution_release(handle);
+    };
+    for (auto _ : state) {
+        const double peak = peakOf(session);
         state.counters["MB"] = peak / 1e6;
         state.counters["of_buffers"] = peak / bytesOfAllBuffers(load.width, load.height);
     }
 }
 
+/// That of an image of the precise engine.
+void preciseMemory(benchmark::State& state) {
+    const Workload load(state);
+    const std::vector<cv::Mat_<float>> frames(load.frames.begin(), load.frames.end());
+    const auto image = [&] { vision::SrPrecise(load.width, load.height).compute(frames, 1); };
+    for (auto _ : state) state.counters["MB"] = peakOf(image) / 1e6;
+}
+
+BENCHMARK(preciseMemory)->Args({640, 480})->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(precise)->Apply(sizes);
 BENCHMARK(sessionMemory)->Args({640, 480})->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(registration)->Apply(sizes);
 BENCHMARK(addFrame)->Apply(sizes);

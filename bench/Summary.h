@@ -30,6 +30,7 @@ class Summary : public benchmark::ConsoleReporter {
     void printSpeedUps(std::ostream& out) const;
     void printOperator(std::ostream& out) const;
     void printPipeline(std::ostream& out) const;
+    void printPrecise(std::ostream& out) const;
     void printMemory(std::ostream& out) const;
 
     std::map<std::string, Figures> figures_;
