@@ -15,13 +15,15 @@ need_packages $test_packages g++-aarch64-linux-gnu qemu-user-static libgtest-dev
 codecs=$PWD/build-arm/codecs
 if [ ! -e "$codecs/usr" ]; then
     mkdir -p "$codecs"
+    as_root apt-get update -qq
     (cd "$codecs" && apt-get download -qq -o APT::Sandbox::User=root libopencv-imgcodecs406:arm64 && dpkg -x ./*.deb .)
 fi
 
 echo "== building for ARM in build-arm"
 build_in build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64.cmake -DCMAKE_BUILD_TYPE=Release \
     -DORAVO_BUILD_BENCHMARKS=OFF -DCMAKE_EXE_LINKER_FLAGS=-Wl,--allow-shlib-undefined \
-    -DOpenCV_imgcodecs_LIBRARY="$codecs/usr/lib/aarch64-linux-gnu/libopencv_imgcodecs.so.406" -- oravo_superresolution oravo-superres oravo_tests oravo_result_bytes
+    -DOpenCV_imgcodecs_LIBRARY="$codecs/usr/lib/aarch64-linux-gnu/libopencv_imgcodecs.so.406" \
+    -- oravo_superresolution oravo-superres oravo_tests oravo_result_bytes
 build_in build-test -DCMAKE_BUILD_TYPE=Release -- oravo_write_burst oravo_result_bytes
 
 echo "== running the tests under emulation"
