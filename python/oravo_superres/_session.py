@@ -20,7 +20,7 @@ WINDOW_SIZE = 5
 
 _DEFAULT_REFERENCE = 3
 _FRAME_STATUSES = (Status.OK, Status.FALLBACK_PIXEL, Status.TOO_FEW_VALID_PIXELS, Status.NOT_ENOUGH_STRUCTURE)
-# Running out of memory may leave the library as a C++ exception, which would end the process.
+# Far beyond any sensor, and far below what a C int takes without wrapping around.
 _MOST_PIXELS = 1 << 25
 
 
