@@ -32,8 +32,8 @@ extern "C" {
 /** A burst: never 0, and never given out twice, so that one which was destroyed is refused. */
 typedef uint64_t oravo_burst;
 
-/** What functions return. */
-enum {
+/** What functions return: ORAVO_BURST_OK, ORAVO_BURST_STALE for a burst that does not exist, and what else they name. */
+enum oravo_burst_status {
     ORAVO_BURST_OK = 0,        /**< done */
     ORAVO_BURST_STALE = -1,    /**< no such burst, or one that was destroyed: create another */
     ORAVO_BURST_ARGUMENT = -2, /**< an argument that cannot be; oravo_burst_error() names it */
@@ -47,14 +47,15 @@ enum {
 /** Options; see SrPreciseOptions for what each means. Fill the structure by oravo_burst_options_init() and change what is to
  * differ from the defaults. */
 typedef struct oravo_burst_options {
-    size_t size;           /**< of the structure in the caller's header */
-    int factor;            /**< enlargement, 1 to 4; 2 */
-    float psf_sigma;       /**< blur of the camera in pixels of the image at factor 2, 0.3 to 2; 0.683 */
-    float lowest, highest; /**< values outside are defects; -274 and 5000 */
-    double smoothness;     /**< weight of the prior; 0 chooses it; 0 */
-    int find_dead_pixels;  /**< leave out pixels that do not follow the scene; 1 */
-    int find_pattern;      /**< estimate and subtract the sensor's fixed pattern; 1 */
-    int deviation;         /**< estimate standard deviations; 1 */
+    size_t size;          /**< of the structure in the caller's header */
+    int factor;           /**< enlargement, 1 to 4; 2 */
+    float psf_sigma;      /**< blur of the camera in pixels of the image at factor 2, 0.3 to 2; 0.683 */
+    float lowest;         /**< values below are defects; -274 */
+    float highest;        /**< values above are defects; 5000 */
+    double smoothness;    /**< weight of the prior; 0 chooses it; 0 */
+    int find_dead_pixels; /**< leave out pixels that do not follow the scene; 1 */
+    int find_pattern;     /**< estimate and subtract the sensor's fixed pattern; 1 */
+    int deviation;        /**< estimate standard deviations; 1 */
     /** Called by oravo_burst_reconstruct() with the share that is done, 0 to 1; returning 0 cancels. May be null; null. */
     int (*progress)(double share, void* user);
     void* user; /**< handed to progress; null */
@@ -62,13 +63,17 @@ typedef struct oravo_burst_options {
 
 /** What was found out about a frame; see SrPreciseFrame. */
 typedef struct oravo_burst_frame {
-    int used;      /**< 1 when the frame takes part */
-    double dx, dy; /**< displacement in pixels: frame(p + d) = reference(p), at the frame's centre */
-    double dx_error, dy_error; /**< standard errors of dx and dy */
-    double linear[4];    /**< linear part of the motion about the centre, row by row; 0 for a translation */
-    double gain, offset; /**< value = gain reference + offset, at the reference's mean value */
-    double misfit;       /**< standard deviation of what the image leaves unexplained */
-    double weight;       /**< mean weight of the frame's pixels, 0 to 1 */
+    int used; /**< 1 when the frame takes part */
+    double
+        dx; /**< displacement in pixels, to the right: frame(p + d) = reference(p), at the frame's centre */
+    double dy;        /**< the same, downwards */
+    double dx_error;  /**< standard error of dx */
+    double dy_error;  /**< standard error of dy */
+    double linear[4]; /**< linear part of the motion about the centre, row by row; 0 for a translation */
+    double gain;      /**< value - m = gain (reference - m) + offset, with m the reference's mean value */
+    double offset;    /**< see gain; in the frames' unit */
+    double misfit;    /**< standard deviation of what the image leaves unexplained */
+    double weight;    /**< mean weight of the frame's pixels, 0 to 1 */
 } oravo_burst_frame;
 
 /** Sets all options to their defaults.

@@ -19,7 +19,7 @@ struct SrPreciseOptions {
     float psfSigma = 0.683f;
     /// Values outside [lowest, highest] count as defects, as do NaN, infinities and the status codes of pixels.
     float lowest = -274.0f;
-    float highest = 5000.0f;
+    float highest = 5000.0f;  ///< see lowest
     /// Weight of the smoothness prior, in units of the scene's contrast; 0 chooses it by predicting withheld pixels.
     double smoothness = 0.0;
     /// Find sensor pixels that do not follow the scene, and leave them out.
@@ -38,14 +38,17 @@ struct SrPreciseFrame {
     /// Whether the frame takes part. One that shows nothing the reference shows does not.
     bool used = false;
     /// Displacement of the frame's centre in pixels of the frames: frame(p + d) = reference(p), x right, y down.
-    double dx = 0.0, dy = 0.0;
+    double dx = 0.0;
+    double dy = 0.0;  ///< see dx
     /// Standard errors of dx and dy from the misfit, by least squares.
-    double dxError = 0.0, dyError = 0.0;
+    double dxError = 0.0;
+    double dyError = 0.0;  ///< see dxError
     /// Linear part of the motion about the centre: reference pixel p lies at p + d + linear p of the frame. Row by row; all
     /// zero when a translation explains the frame.
     double linear[2][2] = {};
-    /// value = gain reference + offset, with offset in the frames' unit at the reference's mean value.
-    double gain = 1.0, offset = 0.0;
+    /// value - m = gain (reference - m) + offset, with m the reference's mean value.
+    double gain = 1.0;
+    double offset = 0.0;  ///< in the frames' unit; see gain
     /// Standard deviation of what the image leaves unexplained of the frame, in the frames' unit, by its median.
     double misfit = 0.0;
     /// Mean weight of the frame's pixels, from 0 to 1.
@@ -73,8 +76,9 @@ struct SrPreciseResult {
     double smoothness = 0.0;  ///< weight of the prior that was used
     /// Root mean square error of predicting pixels of frames other than the reference that were withheld, by the image and
     /// by bicubic interpolation of the reference, in the frames' unit; 0 when there was nothing to predict.
-    double withheldError = 0.0, bicubicError = 0.0;
-    std::size_t withheldPixels = 0;
+    double withheldError = 0.0;
+    double bicubicError = 0.0;       ///< see withheldError
+    std::size_t withheldPixels = 0;  ///< how many were predicted
 };
 
 /// The best image that a burst can yield: all frames are explained at once by one image, seen through the camera's blur
@@ -91,8 +95,8 @@ struct SrPreciseResult {
 /// bits on every machine. Throws oravo::Exception with a message that names value and bound.
 class ORAVO_EXPORT SrPrecise {
   public:
-    static constexpr int kMinSide = 8;  ///< of frames, pixels
-    static constexpr int kMaxFrames = 64;
+    static constexpr int kMinSide = 8;                      ///< of frames, pixels
+    static constexpr int kMaxFrames = 64;                   ///< of one image
     static constexpr const char* kCancelled = "Cancelled";  ///< message when progress() ended a run
 
     /// @param width, height  of the frames, at least kMinSide each
@@ -104,9 +108,9 @@ class ORAVO_EXPORT SrPrecise {
     /// Throws when a size, the number of frames or the index is wrong, or when the reference frame has no value at all.
     SrPreciseResult compute(const std::vector<cv::Mat_<float>>& frames, int reference) const;
 
-    int width() const { return width_; }
-    int height() const { return height_; }
-    const SrPreciseOptions& options() const { return options_; }
+    int width() const { return width_; }                          ///< columns of a frame
+    int height() const { return height_; }                        ///< rows of a frame
+    const SrPreciseOptions& options() const { return options_; }  ///< as given
 
   private:
     int width_, height_;
