@@ -28,6 +28,7 @@ constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have,
 constexpr int kProbeSteps = 16;
 constexpr double kLeastFreedom = 0.05;  ///< share of the noise that an image leaves unexplained, at least
 constexpr double kProbeBlur = 1.6;      ///< of squared responses, pixels of the image
+constexpr double kMostDead = 0.02;      ///< share of a sensor's pixels that may be dead
 constexpr double kLeastMovement =
     0.25;  ///< of the scene over the sensor, in pixels, that tells the two apart
 constexpr double kLeastPresence = 1e-3;  ///< frames' worth of values below which a pixel is unknown
@@ -165,6 +166,9 @@ bool Reconstruction::updatePattern() {
 void Reconstruction::dropDeadPixels() {
     if (!options_.findDeadPixels || !sceneMoves()) return;
     const std::vector<std::size_t> found = findDeadPixels(grid_, frames_);
+    // So many do not die: what the frames have in common at them is the work of a codec or of the camera's own filter.
+    const double pixels = static_cast<double>(grid_.width) * grid_.height;
+    if (static_cast<double>(found.size()) > kMostDead * pixels) return;
     deadPixels_.insert(deadPixels_.end(), found.begin(), found.end());
     std::sort(deadPixels_.begin(), deadPixels_.end());
     for (FrameState& frame : frames_) {
