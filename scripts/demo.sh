@@ -8,11 +8,9 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev
 
-echo "== building into build-demo/"
-cmake -S . -B build-demo -G Ninja -DCMAKE_BUILD_TYPE=Release \
-    -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF >/dev/null
-cmake --build build-demo
-superres=build-demo/tools/oravo-superres
+echo "== building into $release_tree/"
+build_release oravo-superres
+superres=$release_tree/tools/oravo-superres
 
 echo "== simulating five frames into demo/burst/"
 mkdir -p demo

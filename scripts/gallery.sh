@@ -9,5 +9,5 @@ source "$root/scripts/lib.sh"
 need_packages build-essential cmake ninja-build libopencv-dev libtiff-dev libcli11-dev nlohmann-json3-dev python3-numpy python3-pil
 
 cd "$root"
-build_in build-demo -DCMAKE_BUILD_TYPE=Release -DORAVO_BUILD_TESTS=OFF -DORAVO_BUILD_BENCHMARKS=OFF
-/usr/bin/python3 scripts/gallery.py build-demo/tools/oravo-superres "${1:-docs}"
+build_release oravo-superres
+/usr/bin/python3 scripts/gallery.py "$release_tree"/tools/oravo-superres "${1:-docs}"

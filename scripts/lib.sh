@@ -12,13 +12,15 @@ as_root() {
     fi
 }
 
+installed() {
+    [[ $(dpkg-query -W -f '${Status}' "$1" 2>/dev/null) = *"install ok installed"* ]]
+}
+
 # Installs those of the named Debian packages that are missing, and says so.
 need_packages() {
     local missing=() package
     for package in "$@"; do
-        if [[ $(dpkg-query -W -f '${Status}' "$package" 2>/dev/null) != *"install ok installed"* ]]; then
-            missing+=("$package")
-        fi
+        installed "$package" || missing+=("$package")
     done
     if [ "${#missing[@]}" -eq 0 ]; then
         return 0
@@ -42,6 +44,17 @@ build_in() {
     log=$(cmake -S . -B "$folder" -G Ninja -DORAVO_WARNINGS_AS_ERRORS=ON "${arguments[@]}" 2>&1) ||
         { echo "$log"; return 1; }
     cmake --build "$folder" --target "${targets[@]:-all}"
+}
+
+# The tree that all scripts share which need a release build.
+release_tree=build-release
+
+# Builds it, or the named targets of it: build_release [TARGET...]. Tests take part where what they need is installed, so
+# that the demo asks for no more than the program needs, and nothing is compiled twice once the tests are wanted too.
+build_release() {
+    local tests=OFF
+    if installed libgtest-dev; then tests=ON; fi
+    build_in "$release_tree" -DCMAKE_BUILD_TYPE=Release -DORAVO_BUILD_TESTS=$tests -- "$@"
 }
 
 # Builds for the sanitizers and for the fuzzers, which share what they are linked from: build_sanitized [TARGET...]

@@ -2,7 +2,7 @@
 # How close enlarged images come to the truth: simulates bursts of the rendered scene, and of the pictures in
 # $ORAVO_TEST_DATA/stills where that is set, and prints a table in Markdown.
 #
-#   scripts/quality.sh [BUILD_FOLDER]     default: build-demo, which is built when it is missing
+#   scripts/quality.sh [BUILD_FOLDER]     default: build-release, which is built when it is missing
 #
 # Every burst has five frames of 160 x 120 pixels. What is compared: each pipeline of this library as the program runs
 # it (guarded, every parameter left alone), bicubic enlargement of the reference frame, and the total-variation method
@@ -11,10 +11,10 @@
 # reference frame on the truth's grid.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-build=${1:-$root/build-demo}
+source "$root/scripts/lib.sh"
+build=${1:-$root/$release_tree}
 if [ ! -x "$build/tools/oravo-superres" ]; then
-    cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DORAVO_BUILD_TESTS=OFF >/dev/null
-    cmake --build "$build" >/dev/null
+    (cd "$root" && release_tree=$build && build_release tools/all bench/all) >/dev/null
 fi
 superres=$build/tools/oravo-superres
 peer=$build/bench/superres_peer

@@ -5,5 +5,5 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
 
 need_packages $test_packages
-build_in build-test -DCMAKE_BUILD_TYPE=Release -- oravo_allocation_tests
-build-test/tests/oravo_allocation_tests
+build_release oravo_allocation_tests
+"$release_tree"/tests/oravo_allocation_tests

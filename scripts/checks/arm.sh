@@ -24,7 +24,7 @@ build_in build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64.cmake -DCMAKE_BUILD_TYPE
     -DORAVO_BUILD_BENCHMARKS=OFF -DCMAKE_EXE_LINKER_FLAGS=-Wl,--allow-shlib-undefined \
     -DOpenCV_imgcodecs_LIBRARY="$codecs/usr/lib/aarch64-linux-gnu/libopencv_imgcodecs.so.406" \
     -- oravo_superresolution oravo-superres oravo_tests oravo_result_bytes
-build_in build-test -DCMAKE_BUILD_TYPE=Release -- oravo_write_burst oravo_result_bytes
+build_release oravo_write_burst oravo_result_bytes
 
 echo "== running the tests under emulation"
 work=$(mktemp -d)
@@ -49,13 +49,13 @@ grep -h -E '^\[  PASSED|^\[  SKIPPED \] [0-9]' "$work"/tests.*
 echo "== the program is linked; a host of the shared library runs under emulation"
 readelf -h build-arm/tools/oravo-superres | grep 'Machine:.*AArch64'
 aarch64-linux-gnu-gcc -std=c99 -I. tests/packaging/consumer/host.c -o "$work/host" -Lbuild-arm -loravo_superresolution
-size=$(build-test/tests/packaging/oravo_write_burst "$work/frames" "$work/enlarged")
+size=$("$release_tree"/tests/packaging/oravo_write_burst "$work/frames" "$work/enlarged")
 # shellcheck disable=SC2086 # the size is three words
 LD_LIBRARY_PATH=build-arm qemu-aarch64-static "$work/host" $size "$work/frames" "$work/arm-enlarged"
 cmp -s "$work/enlarged" "$work/arm-enlarged" && echo "the same image" || echo "an image that differs, by OpenCV's part in it"
 
 echo "== comparing results with those of $(uname -m)"
-build-test/tests/oravo_result_bytes "$work/here"
+"$release_tree"/tests/oravo_result_bytes "$work/here"
 qemu-aarch64-static build-arm/tests/oravo_result_bytes "$work/arm"
 count=0
 for result in "$work"/here/own/*; do

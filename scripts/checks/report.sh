@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
-build=${1:-build-test}
+build=${1:-$release_tree}
 out=$PWD/out/report
 
 need_packages $test_packages chromium fonts-dejavu-core

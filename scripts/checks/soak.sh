@@ -5,6 +5,6 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
 
 need_packages $test_packages
-build_in build-test -DCMAKE_BUILD_TYPE=Release -- oravo_allocation_tests
-ORAVO_SOAK_FRAMES=${1:-20000} build-test/tests/oravo_allocation_tests \
+build_release oravo_allocation_tests
+ORAVO_SOAK_FRAMES=${1:-20000} "$release_tree"/tests/oravo_allocation_tests \
     --gtest_filter=Endurance.LongServiceLeavesNoTrace:Endurance.ReleasedSessionsGiveTheirMemoryBack

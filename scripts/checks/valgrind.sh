@@ -5,10 +5,10 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
 
 need_packages $test_packages valgrind
-build_in build-test -DCMAKE_BUILD_TYPE=Release -- oravo-superres oravo_tests
+build_release oravo-superres oravo_tests
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-superres=build-test/tools/oravo-superres
+superres="$release_tree"/tools/oravo-superres
 "$superres" simulate -o "$work/burst" --width 48 --height 36 --frames 6 --noise 0.2 --defects 3 --seed 4 >/dev/null
 watch=(valgrind --quiet --error-exitcode=99 --track-origins=yes --leak-check=full --errors-for-leak-kinds=definite
     --show-leak-kinds=definite --num-callers=25)
@@ -19,7 +19,7 @@ for pipeline in "--registration corners" "--registration phase" "--pipeline vect
         { cat "$work/log"; exit 1; }
 done
 echo "== tests of the C interface and of the fixed-point operators"
-tests=build-test/tests/oravo_tests
+tests="$release_tree"/tests/oravo_tests
 suites=(CInterface. CameraDescription. DspConvolution/)
 for suite in "${suites[@]}"; do  # a pattern that matches nothing is no error to the tests
     "$tests" --gtest_list_tests | grep -F "$suite" >/dev/null || { echo "no suite is called $suite"; exit 1; }
