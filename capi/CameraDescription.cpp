@@ -4,10 +4,12 @@
 #include <optional>
 #include <sstream>
 
+#include "vision/superresolution/Defaults.h"
+
 namespace oravo::capi {
 namespace {
 
-constexpr float kDefaultSigma = 0.683f;
+using vision::defaults::kPsfSigma;
 
 struct Camera {
     std::string type;
@@ -40,14 +42,14 @@ std::optional<Camera> parse(const std::string& description) {
 
 float psfSigmaOf(const std::string& description) {
     const std::optional<Camera> camera = parse(description);
-    if (!camera) return kDefaultSigma;
+    if (!camera) return kPsfSigma;
     const std::string& type = camera->type;
     if (type == "c101") return 0.81f;
     if (type == "c102" || type == "c103" || type == "c104" || type == "c105") return 0.01f;
     if (type == "c106") return 0.625f;
     if (type == "c107") return camera->fieldOfView < 23 ? 0.65f : 0.35f;
     if (type == "c108") return 0.34f;
-    return kDefaultSigma;
+    return kPsfSigma;
 }
 
 }  // namespace oravo::capi

@@ -10,6 +10,7 @@
 #include "capi/SessionTable.h"
 #include "capi/SessionValues.h"
 #include "support/Exception.h"
+#include "vision/superresolution/Defaults.h"
 
 namespace {
 
@@ -17,9 +18,7 @@ using oravo::capi::Pipeline;
 using oravo::capi::Session;
 using oravo::capi::SessionTable;
 using oravo::vision::detail::Buffer;
-
-constexpr int kWindowSize = 5;
-constexpr float kFactor = 2.0f;
+namespace defaults = oravo::vision::defaults;
 
 constexpr int kInitFailed = -1;
 constexpr int kFallbackPixel = -2;
@@ -93,7 +92,8 @@ int addImage(Session& session, const float* image) {
     const int intake = session.pipeline->addFrame(image);
     ++session.imageCount;
     float quality = 0.0f;
-    if (session.imageCount >= kWindowSize) quality = session.pipeline->computeSR(session.output.ptr<float>());
+    if (session.imageCount >= defaults::kWindowSize)
+        quality = session.pipeline->computeSR(session.output.ptr<float>());
     if (intake == kFallbackPixel || quality == static_cast<float>(kFallbackPixel)) status = kFallbackPixel;
     if (quality == static_cast<float>(kTooFewValidPixels)) status = kTooFewValidPixels;
     return status;
@@ -112,14 +112,16 @@ int SuperResolution_init(int width, int height) {
         // Read for hosts that set it; this version opens no log.
         if (const char* logFile = std::getenv("OVLIB_LOG_FILE")) std::string discarded(logFile);
         const int handle = sessions().findFree();
-        auto pipeline = std::make_unique<Pipeline>(width, height, kWindowSize, kFactor);
-        pipeline->setReferenceIndex(3);
-        pipeline->setWeightTV(400.0f);
-        pipeline->setRegError(0.0001f);
-        pipeline->setRelativeResidue(0.007f);
+        auto pipeline = std::make_unique<Pipeline>(width, height, defaults::kWindowSize, defaults::kFactor);
+        pipeline->setReferenceIndex(defaults::kReferenceIndex);
+        pipeline->setWeightTV(defaults::kWeightTV);
+        pipeline->setRegError(defaults::kRegError);
+        pipeline->setRelativeResidue(defaults::kRelativeResidue);
 
         Session& session = sessions()[handle];
-        const auto doubled = [](int n) { return static_cast<int>(static_cast<float>(n) * kFactor); };
+        const auto doubled = [](int n) {
+            return static_cast<int>(static_cast<float>(n) * defaults::kFactor);
+        };
         session.pixels = Buffer<float>(static_cast<std::size_t>(pipeline->getOutputSize()));
         session.output = cv::Mat_<float>(doubled(height), doubled(width), session.pixels.data());
         session.width = width;
@@ -182,7 +184,7 @@ int SuperResolution_queryOutputImageSize(int handle, int* width, int* height) {
     Session* session = checkedSession(handle);
     if (session == nullptr) return kError;
     int status = 0;
-    if (session->imageCount < kWindowSize) {
+    if (session->imageCount < defaults::kWindowSize) {
         status = fail(kTooFewImages, "Not enough input images (<5)");
         const int reconstructed = guarded([&] {
             session->pipeline->computeSR(session->output.ptr<float>());
@@ -200,7 +202,8 @@ int SuperResolution_getSuperresolutionImage(int handle, float* out) {
     if (session == nullptr) return kError;
     int status = 0;
     if (out == nullptr) status = fail(kError, "Ir mosaic data pointer is NULL.");
-    if (session->imageCount < kWindowSize) status = fail(kTooFewImages, "Not enough input images (<5)");
+    if (session->imageCount < defaults::kWindowSize)
+        status = fail(kTooFewImages, "Not enough input images (<5)");
     if (out == nullptr || session->output.empty()) return fail(kError, "Memcpy called on nullptr!!!!");
     const std::size_t bytes = session->output.total() * sizeof(float);
     std::memcpy(out, session->output.data, bytes);

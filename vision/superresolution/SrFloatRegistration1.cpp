@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <complex>
 
+#include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/memory/SlidingWindow.h"
 #include "vision/superresolution/detail/registration/PhaseRegistration.h"
@@ -16,8 +17,6 @@ constexpr char kConstructor[] = "oravo::vision::SrFloatRegistration1::SrFloatReg
 constexpr char kDoRegistration[] = "oravo::vision::SrFloatRegistration1::doRegistration";
 /// Hosts compare the whole text of this exception, so its line is a constant.
 constexpr CodeLocation kTooLargeDisplacement{kSource, 144, kDoRegistration};
-
-constexpr int kGaussRadius = 5;
 
 using Spectrum = detail::Buffer<std::complex<float>>;
 
@@ -33,7 +32,8 @@ std::vector<Spectrum> makeSpectra(int count, std::size_t size) {
 struct SrFloatRegistration1::State {
     State(int width, int height, int frameCount)
         : registration(detail::checkedTransformSize(width, height, {kSource, __LINE__, kConstructor}),
-                       kGaussRadius, detail::Unmoved::refusedAndLater, {kSource, __LINE__, kConstructor}),
+                       defaults::kBlurRadius, detail::Unmoved::refusedAndLater,
+                       {kSource, __LINE__, kConstructor}),
           frameSpectra(makeSpectra(detail::checkedFrameCount(frameCount, {kSource, __LINE__, kConstructor}),
                                    registration.correlator.spectrumSize())),
           spectra(static_cast<std::size_t>(frameCount)) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "support/Export.h"
+#include "vision/superresolution/Defaults.h"
 
 namespace oravo::vision {
 
@@ -16,10 +17,10 @@ struct SrPreciseOptions {
     /// Total blur of the camera, optics and pixel, as the standard deviation of a Gaussian in pixels of the image at
     /// factor 2 (half a pixel of the frames), from 0.3 to 2. At other factors it is scaled with the image, and so are the
     /// bounds: from 0.6 to 4 at factor 1, from 0.15 to 1 at factor 4.
-    float psfSigma = 0.683f;
+    float psfSigma = defaults::kPsfSigma;
     /// Values outside [lowest, highest] count as defects, as do NaN, infinities and the status codes of pixels.
-    float lowest = -274.0f;
-    float highest = 5000.0f;  ///< see lowest
+    float lowest = defaults::kLowestValue;
+    float highest = defaults::kHighestValue;  ///< see lowest
     /// Weight of the smoothness prior, in units of the scene's contrast; 0 chooses it by predicting withheld pixels.
     double smoothness = 0.0;
     /// Find sensor pixels that do not follow the scene, and leave them out.

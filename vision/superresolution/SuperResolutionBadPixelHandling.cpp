@@ -142,8 +142,8 @@ SuperResolutionBadPixelHandling::~SuperResolutionBadPixelHandling() = default;
 
 void SuperResolutionBadPixelHandling::setDataIsNUC(bool isNUC) {
     dataIsNUC_ = isNUC;
-    minValue_ = isNUC ? -32768.0f : kRadiometricMin;
-    maxValue_ = isNUC ? 32767.0f : kRadiometricMax;
+    minValue_ = isNUC ? -32768.0f : defaults::kLowestValue;
+    maxValue_ = isNUC ? 32767.0f : defaults::kHighestValue;
 }
 
 unsigned char SuperResolutionBadPixelHandling::classify(float value) const {

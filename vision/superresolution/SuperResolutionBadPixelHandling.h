@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/Export.h"
+#include "vision/superresolution/Defaults.h"
 
 namespace oravo::vision {
 
@@ -96,16 +97,13 @@ class ORAVO_EXPORT SuperResolutionBadPixelHandling {
     bool getReplacementValue_(const cv::Mat_<float>& frame, int x, int y, float& value) const;
 
   private:
-    static constexpr float kRadiometricMin = -274.0f;
-    static constexpr float kRadiometricMax = 5000.0f;
-
     unsigned char classify(float value) const;
     bool isValid(float value) const { return classify(value) == 0; }
     cv::Mat& openDefectMap(int rows, int cols);
 
     unsigned int maxDefectMaps_;
-    float minValue_ = kRadiometricMin;
-    float maxValue_ = kRadiometricMax;
+    float minValue_ = defaults::kLowestValue;
+    float maxValue_ = defaults::kHighestValue;
     bool dataIsNUC_ = false;
     std::array<cv::Point_<int>, 4> neighbourOffsets_;
     std::vector<cv::Mat> defectMaps_;

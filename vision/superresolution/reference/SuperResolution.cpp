@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "support/CodeLocation.h"
+#include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/calibration/TwoPointCalibration.h"
 #include "vision/superresolution/detail/memory/Buffer.h"
@@ -25,8 +26,6 @@ namespace {
 constexpr char kSource[] = "vision/superresolution/reference/SuperResolution";
 constexpr char kNotCalibrated[] = "NucToRad() not initialized";
 
-constexpr int kGaussRadius = 5;
-constexpr float kStructureThreshold = 2.0f;
 constexpr int kQualitySide = 3;
 
 using Bin = std::complex<float>;
@@ -93,7 +92,7 @@ struct SuperResolution::State {
           input(detail::checkedSize(W, H, constructorAt(__LINE__))),
           factor(detail::checkedFactor(F, constructorAt(__LINE__))),
           output(detail::enlarged(input, factor, constructorAt(__LINE__))),
-          registration(std::make_shared<SuperResolutionRegistration>(W, H, F, kGaussRadius)),
+          registration(std::make_shared<SuperResolutionRegistration>(W, H, F, defaults::kBlurRadius)),
           minimization(std::make_shared<SuperResolutionMinimization>(W, H, N, F)),
           badPixelHandling(static_cast<unsigned int>(N)),
           window(makeSlots(N, input)),
@@ -177,7 +176,7 @@ bool SuperResolution::checkImageStructureQuality(const cv::Mat_<T>& frame) {
     double low = 0.0;
     double high = 0.0;
     cv::minMaxLoc(frame, &low, &high);
-    return high - low >= static_cast<double>(kStructureThreshold);
+    return high - low >= static_cast<double>(defaults::kMinStructure);
 }
 
 void SuperResolution::setNucToRad(const cv::Mat_<short>& nuc1, const cv::Mat_<float>& rad1,

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "support/CodeLocation.h"
+#include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 #include "vision/superresolution/detail/memory/SlidingWindow.h"
 #include "vision/superresolution/detail/pipeline/PipelineParameters.h"
@@ -65,7 +66,7 @@ struct FloatPipeline {
     FrameSize input;
     float factor;
     FrameSize output;
-    float minStructureThreshold = 2.0f;
+    float minStructureThreshold = defaults::kMinStructure;
     Registration registration;
     Minimization minimization;
     SlidingWindow<Buffer<float>> frames;

@@ -5,6 +5,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 #include "vision/superresolution/detail/memory/FreedMemory.h"
@@ -24,7 +25,7 @@ class CornerTracker {
   public:
     CornerTracker(FrameSize size, int slots);
 
-    int blurRadius = 5;
+    int blurRadius = defaults::kBlurRadius;
 
     /// Prepares a frame (dense, not kept) and gives it the newest slot. When that throws, the frame keeps the
     /// slot, and cannot be registered.

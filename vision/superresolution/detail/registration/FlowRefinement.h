@@ -3,6 +3,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 #include "vision/superresolution/detail/registration/FrameMove.h"
@@ -22,8 +23,8 @@ class FlowRefinement {
   public:
     explicit FlowRefinement(FrameSize size);
 
-    float regError = 0.0001f;
-    int regErrBlurRadius = 3;
+    float regError = defaults::kRegError;
+    int regErrBlurRadius = defaults::kRegErrBlurRadius;
 
     /// Computes the gradients of a run's reference, and their sums over the whole frame.
     void setReference(const float* reference);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/CodeLocation.h"
+#include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 #include "vision/superresolution/detail/numerics/GaussianPsf.h"
@@ -40,13 +41,13 @@ class TotalVariationSolver {
     using Mask = typename Family::Mask;
 
     struct Parameters {
-        float psfSigma = 0.683f;
-        float weightTV = 400.0f;
-        float negativeInverseWeightTV = -1.0f / 400.0f;
-        float relRes = 0.007f;
-        float epsilon = 0.1f;
-        float inverseEpsilon = 1.0f / 0.1f;
-        int maxIter = 8;
+        float psfSigma = defaults::kPsfSigma;
+        float weightTV = defaults::kWeightTV;
+        float negativeInverseWeightTV = -1.0f / defaults::kWeightTV;
+        float relRes = defaults::kRelativeResidue;
+        float epsilon = defaults::kEpsilon;
+        float inverseEpsilon = 1.0f / defaults::kEpsilon;
+        int maxIter = defaults::kMaxCGIters;
     };
 
     TotalVariationSolver(int lowWidth, int lowHeight, int maxFrames, float factor, const CodeLocation& where)
