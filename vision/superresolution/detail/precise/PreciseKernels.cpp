@@ -81,6 +81,7 @@ void sample(const SplineView& image, const SampleRun& run, float* out) {
         fillWeights(slopeAt(run.fractionY, run.slopeY, offset), run.slopeY, n, y);
         const TapRows taps = tapRows(image, run, offset);
         float* __restrict target = out + run.first + offset;
+#pragma GCC ivdep
         for (int i = 0; i < n; ++i) {
             target[i] = y[0][i] * along(x, taps.at[0], i) + y[1][i] * along(x, taps.at[1], i) +
                         y[2][i] * along(x, taps.at[2], i) + y[3][i] * along(x, taps.at[3], i);
@@ -102,6 +103,7 @@ void sampleGradient(const SplineView& image, const SampleRun& run, float* out, f
         float* __restrict value = out + run.first + offset;
         float* __restrict valueX = dx + run.first + offset;
         float* __restrict valueY = dy + run.first + offset;
+#pragma GCC ivdep
         for (int i = 0; i < n; ++i) {
             float sum = 0.0f, sumX = 0.0f, sumY = 0.0f;
             for (int r = 0; r < kTaps; ++r) {
@@ -247,6 +249,7 @@ void priorWeights(const RowTriple& rows, const PriorParameters& prior, int n, fl
     const float* a = rows.above;
     const float* h = rows.here;
     const float* b = rows.below;
+#pragma GCC ivdep
     for (int i = 0; i < n; ++i) {
         const float right = h[i + 1] - h[i];
         const float down = b[i] - h[i];
@@ -268,6 +271,7 @@ void differences(const RowTriple& rows, const float* first, const float* second,
     float* __restrict xx = out.xx;
     float* __restrict yy = out.yy;
     float* __restrict xy = out.xy;
+#pragma GCC ivdep
     for (int i = 0; i < n; ++i) {
         right[i] = first[i] * (h[i + 1] - h[i]);
         down[i] = first[i] * (b[i] - h[i]);
