@@ -2,10 +2,10 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 
 #include "support/CodeLocation.h"
+#include "support/FloatBits.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/precise/Reconstruction.h"
 
@@ -31,20 +31,8 @@ void check(bool holds, const std::string& message, int line, const char* functio
     if (!holds) raise(message, CodeLocation{kSource, line, function});
 }
 
-std::uint32_t patternOf(float value) {
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-
-float valueOf(std::uint32_t bits) {
-    float value = 0.0f;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
 bool isCode(float value) {
-    const std::uint32_t bits = patternOf(value);
+    const std::uint32_t bits = bitsOf(value);
     return bits == CODE_OVER_RANGE || bits == CODE_UNDER_RANGE || bits == CODE_BAD_PIXEL ||
            bits == CODE_INVALID;
 }
@@ -55,7 +43,7 @@ bool hasValue(float value, const SrPreciseOptions& options) {
 
 /// What stands for a pixel that no frame has a value for.
 std::uint32_t codeFor(float value, const SrPreciseOptions& options) {
-    if (isCode(value)) return patternOf(value);
+    if (isCode(value)) return bitsOf(value);
     if (value > options.highest) return CODE_OVER_RANGE;
     if (value < options.lowest) return CODE_UNDER_RANGE;
     return CODE_INVALID;
@@ -184,7 +172,7 @@ SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, i
         for (int x = 0; x < columns; ++x) {
             float& value = result.image(y, x);
             if (std::isnan(value))
-                value = valueOf(codeFor(base(y / options_.factor, x / options_.factor), options_));
+                value = floatOf(codeFor(base(y / options_.factor, x / options_.factor), options_));
         }
     }
     for (const FrameState& state : run.frames()) result.frames.push_back(describe(state, run.contrast()));

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <string>
 
 #include "support/CodeLocation.h"
+#include "support/FloatBits.h"
+#include "vision/superresolution/detail/numerics/Neighbours.h"
 
 namespace oravo::vision {
 namespace {
@@ -22,18 +23,6 @@ enum DefectClass : unsigned char {
     kAboveRange
 };
 
-std::uint32_t patternOf(float value) {
-    std::uint32_t pattern;
-    std::memcpy(&pattern, &value, sizeof pattern);
-    return pattern;
-}
-
-float fromPattern(std::uint32_t pattern) {
-    float value;
-    std::memcpy(&value, &pattern, sizeof value);
-    return value;
-}
-
 std::uint32_t codeOf(unsigned char defectClass) {
     if (defectClass == kUnderRangeCode) return CODE_UNDER_RANGE;
     if (defectClass == kOverRangeCode) return CODE_OVER_RANGE;
@@ -42,8 +31,8 @@ std::uint32_t codeOf(unsigned char defectClass) {
 
 /// Codes that are refilled after a reconstruction. CODE_INVALID is never written there.
 bool isRefillable(float value) {
-    const std::uint32_t pattern = patternOf(value);
-    return pattern == CODE_OVER_RANGE || pattern == CODE_UNDER_RANGE || pattern == CODE_BAD_PIXEL;
+    const std::uint32_t bits = bitsOf(value);
+    return bits == CODE_OVER_RANGE || bits == CODE_UNDER_RANGE || bits == CODE_BAD_PIXEL;
 }
 
 // Bad pixels are rare. The three scans below let whole rows without any pass at the speed of memory; they may
@@ -51,7 +40,7 @@ bool isRefillable(float value) {
 
 /// True for the codes, and for one denormal value between them.
 bool maybeCode(float value) {
-    return patternOf(value) - CODE_OVER_RANGE <= CODE_INVALID - CODE_OVER_RANGE;
+    return bitsOf(value) - CODE_OVER_RANGE <= CODE_INVALID - CODE_OVER_RANGE;
 }
 
 bool mayHoldCode(const float* pixels, int n) {
@@ -97,10 +86,10 @@ void widen(const float* pixels, int n, float& minVal, float& maxVal) {
     }
 }
 
-/// Writes the pattern into the 7 x 7 block around column floor(X), row floor(Y), as far as it lies inside.
+/// Writes the code into the 7 x 7 block around column floor(X), row floor(Y), as far as it lies inside.
 void writeBlock(cv::Mat_<float>& image, float X, float Y, std::uint32_t code) {
     constexpr float kReach = 3.0f;
-    const float value = fromPattern(code);
+    const float value = floatOf(code);
     const float x0 = std::floor(X) - kReach;
     if (!(x0 < static_cast<float>(image.cols))) return;  // also keeps the conversions below within int
     const int firstColumn = std::max(static_cast<int>(x0), 0);
@@ -113,6 +102,20 @@ void writeBlock(cv::Mat_<float>& image, float X, float Y, std::uint32_t code) {
     }
 }
 
+/// What stands for a defect that its neighbours cannot replace.
+float fallbackFor(unsigned char defectClass, float frameMin, float frameMax) {
+    switch (defectClass) {
+        case kOverRangeCode:
+        case kAboveRange:
+            return frameMax;
+        case kUnderRangeCode:
+        case kBelowRange:
+            return frameMin;
+        default:
+            return 0.0f;
+    }
+}
+
 /// The sample of a frame that lies under an enlarged pixel; false when that is outside the frame.
 bool samplePosition(int enlargedPosition, float shift, int size, int& position) {
     const double exact = enlargedPosition * 0.5 + static_cast<double>(shift);
@@ -120,6 +123,31 @@ bool samplePosition(int enlargedPosition, float shift, int size, int& position) 
     if (!(exact > -1.0 && exact < size)) return false;
     position = static_cast<int>(exact);
     return true;
+}
+
+bool areOfOneSize(const std::vector<cv::Mat>& maps, const std::vector<cv::Mat_<float>>& frames) {
+    const cv::Size size = maps[0].size();
+    for (std::size_t i = 0; i < maps.size(); ++i) {
+        if (maps[i].size() != size || frames[i].size() != size) return false;
+    }
+    return true;
+}
+
+/// Gives an enlarged pixel the mean of the frames' samples that lie under it and were valid; without any it keeps its code.
+void refill(float& pixel, int column, int row, const std::vector<cv::Mat>& defectMaps,
+            const std::vector<cv::Point_<float>>& shifts, const std::vector<cv::Mat_<float>>& frames) {
+    float sum = 0.0f;
+    int count = 0;
+    for (std::size_t i = 0; i < defectMaps.size(); ++i) {
+        int x = 0;
+        int y = 0;
+        if (!samplePosition(column, shifts[i].x, frames[i].cols, x)) continue;
+        if (!samplePosition(row, shifts[i].y, frames[i].rows, y)) continue;
+        if (defectMaps[i].ptr<unsigned char>(y)[x] != kValid) continue;
+        sum += frames[i].ptr<float>(y)[x];
+        ++count;
+    }
+    if (count > 0) pixel = sum / static_cast<float>(count);
 }
 
 std::string sizeText(const cv::Mat& image) {
@@ -134,7 +162,7 @@ bool isShared(const cv::Mat& map) {
 }  // namespace
 
 SuperResolutionBadPixelHandling::SuperResolutionBadPixelHandling(unsigned int maxDefectMaps)
-    : maxDefectMaps_(maxDefectMaps), neighbourOffsets_{{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}} {
+    : maxDefectMaps_(maxDefectMaps), neighbourOffsets_(detail::kFourNeighbours) {
     defectMaps_.reserve(std::clamp(maxDefectMaps_, 1U, 64U));
 }
 
@@ -147,7 +175,7 @@ void SuperResolutionBadPixelHandling::setDataIsNUC(bool isNUC) {
 }
 
 unsigned char SuperResolutionBadPixelHandling::classify(float value) const {
-    switch (patternOf(value)) {
+    switch (bitsOf(value)) {
         case CODE_OVER_RANGE:
             return kOverRangeCode;
         case CODE_UNDER_RANGE:
@@ -188,20 +216,8 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
                 continue;
             }
             if (classes[x] != kOverRangeCode && classes[x] != kUnderRangeCode) result = -2;
-            switch (classes[x]) {
-                case kOverRangeCode:
-                case kAboveRange:
-                    pixels[x] = frameMax;
-                    break;
-                case kUnderRangeCode:
-                case kBelowRange:
-                    pixels[x] = frameMin;
-                    break;
-                default:
-                    pixels[x] = 0.0f;
-                    ++unrepairable;
-                    break;
-            }
+            if (classes[x] == kNoValue) ++unrepairable;
+            pixels[x] = fallbackFor(classes[x], frameMin, frameMax);
         }
     }
     if (unrepairable > kMostUnrepairable) {
@@ -256,20 +272,11 @@ void SuperResolutionBadPixelHandling::getMinMaxVal(const cv::Mat_<float>& frame,
 
 bool SuperResolutionBadPixelHandling::getReplacementValue_(const cv::Mat_<float>& frame, int x, int y,
                                                            float& value) const {
-    float sum = 0.0f;
-    int valid = 0;
-    for (const cv::Point_<int>& offset : neighbourOffsets_) {
-        const int column = x + offset.x;
-        const int row = y + offset.y;
-        if (column < 0 || column >= frame.cols || row < 0 || row >= frame.rows) continue;
-        const float neighbour = frame.ptr<float>(row)[column];
-        if (!isValid(neighbour)) continue;
-        sum += neighbour;
-        ++valid;
-    }
-    if (valid > 0) value = sum / static_cast<float>(valid);
+    const detail::NeighbourSum valid = detail::sumOfNeighbours(
+        frame, x, y, neighbourOffsets_, [this](float neighbour) { return isValid(neighbour); });
+    if (valid.count > 0) value = valid.mean();
     const bool atBorder = x == 0 || y == 0 || x == frame.cols - 1 || y == frame.rows - 1;
-    return valid == 4 || (valid == 3 && atBorder);
+    return valid.count == 4 || (valid.count == 3 && atBorder);
 }
 
 void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& image,
@@ -302,35 +309,18 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
                                                          const std::vector<cv::Mat_<float>>& frames) {
     constexpr char kFunction[] = "oravo::vision::SuperResolutionBadPixelHandling::replaceMaskedPixel";
     if (defectMaps_.empty()) raise("bad pixel masks not initalized", {kSource, __LINE__, kFunction});
-    const std::size_t m = defectMaps_.size();
-    if (shifts.size() < m || frames.size() < m) {
+    if (shifts.size() < defectMaps_.size() || frames.size() < defectMaps_.size()) {
         raise("replaceMaskedPixel(): number of shifts or frames is smaller than number of defectMaps",
               {kSource, __LINE__, kFunction});
     }
-    const cv::Size size = defectMaps_[0].size();
-    for (std::size_t i = 0; i < m; ++i) {
-        if (defectMaps_[i].size() != size || frames[i].size() != size) {
-            raise("replaceMaskedPixel(): frames and defectMaps differ in size",
-                  {kSource, __LINE__, kFunction});
-        }
+    if (!areOfOneSize(defectMaps_, frames)) {
+        raise("replaceMaskedPixel(): frames and defectMaps differ in size", {kSource, __LINE__, kFunction});
     }
     for (int r = 0; r < image.rows; ++r) {
         float* pixels = image.ptr<float>(r);
         if (!mayHoldCode(pixels, image.cols)) continue;
         for (int c = 0; c < image.cols; ++c) {
-            if (!isRefillable(pixels[c])) continue;
-            float sum = 0.0f;
-            int n = 0;
-            for (std::size_t i = 0; i < m; ++i) {
-                int x = 0;
-                int y = 0;
-                if (!samplePosition(c, shifts[i].x, size.width, x)) continue;
-                if (!samplePosition(r, shifts[i].y, size.height, y)) continue;
-                if (defectMaps_[i].ptr<unsigned char>(y)[x] != kValid) continue;
-                sum += frames[i].ptr<float>(y)[x];
-                ++n;
-            }
-            if (n > 0) pixels[c] = sum / static_cast<float>(n);
+            if (isRefillable(pixels[c])) refill(pixels[c], c, r, defectMaps_, shifts, frames);
         }
     }
 }
@@ -344,9 +334,9 @@ void SuperResolutionBadPixelHandling::colorBadPixel(const cv::Mat_<float>& image
         const float* pixels = image.ptr<float>(r);
         cv::Vec3b* colours = view.ptr<cv::Vec3b>(r);
         for (int c = 0; c < image.cols; ++c) {
-            const std::uint32_t pattern = patternOf(pixels[c]);
-            if (pattern == CODE_OVER_RANGE) colours[c] = cv::Vec3b(0, 0, 255);
-            if (pattern == CODE_UNDER_RANGE) colours[c] = cv::Vec3b(255, 0, 0);
+            const std::uint32_t bits = bitsOf(pixels[c]);
+            if (bits == CODE_OVER_RANGE) colours[c] = cv::Vec3b(0, 0, 255);
+            if (bits == CODE_UNDER_RANGE) colours[c] = cv::Vec3b(255, 0, 0);
         }
     }
 }

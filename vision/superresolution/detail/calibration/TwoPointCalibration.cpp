@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "vision/superresolution/detail/numerics/Neighbours.h"
+
 namespace oravo::vision::detail {
 namespace {
 
@@ -17,28 +19,15 @@ void requireSize(const cv::Mat& image, const cv::Mat& first, const char* name, c
           where);
 }
 
-float meanOfValidNeighbours(const cv::Mat_<float>& values, int x, int y, float low, float high) {
-    float sum = 0.0f;
-    int count = 0;
-    for (const auto& [dx, dy] : {std::pair{-1, 0}, {1, 0}, {0, -1}, {0, 1}}) {
-        const int column = x + dx;
-        const int row = y + dy;
-        if (column < 0 || column >= values.cols || row < 0 || row >= values.rows) continue;
-        const float neighbour = values(row, column);
-        if (!(neighbour > low && neighbour < high)) continue;
-        sum += neighbour;
-        ++count;
-    }
-    return sum / static_cast<float>(count);
-}
-
 }  // namespace
 
 void repairOutliers(cv::Mat_<float>& values, float low, float high) {
+    const auto isInside = [=](float value) { return value > low && value < high; };
     for (int y = 0; y < values.rows; ++y) {
         for (int x = 0; x < values.cols; ++x) {
             float& value = values(y, x);
-            if (value <= low || value >= high) value = meanOfValidNeighbours(values, x, y, low, high);
+            if (value <= low || value >= high)
+                value = sumOfNeighbours(values, x, y, kFourNeighbours, isInside).mean();
         }
     }
 }
