@@ -32,39 +32,7 @@ int SrFloatMinimization::minimize(int nFrames, int refIndex, float* const* frame
     return solver_->minimize(nFrames, refIndex, frames, shifts, masks, out);
 }
 
-void SrFloatMinimization::setPsfSigma(float sigma) {
-    solver_->setPsfSigma(sigma);
-}
-float SrFloatMinimization::getPsfSigma() const {
-    return solver_->parameters().psfSigma;
-}
-
-void SrFloatMinimization::setWeightTV(float weight) {
-    solver_->setWeightTV(weight);
-}
-float SrFloatMinimization::getWeightTV() const {
-    return solver_->parameters().weightTV;
-}
-
-void SrFloatMinimization::setEpsilon(float epsilon) {
-    solver_->setEpsilon(epsilon);
-}
-float SrFloatMinimization::getEpsilon() const {
-    return solver_->parameters().epsilon;
-}
-
-void SrFloatMinimization::setMaxIter(int maxIter) {
-    solver_->setMaxIter(maxIter);
-}
-int SrFloatMinimization::getMaxIter() const {
-    return solver_->parameters().maxIter;
-}
-
-void SrFloatMinimization::setRelRes(float relRes) {
-    solver_->setRelRes(relRes);
-}
-float SrFloatMinimization::getRelRes() const {
-    return solver_->parameters().relRes;
-}
-
 }  // namespace oravo::vision
+
+#define ORAVO_SOLVER SrFloatMinimization
+#include "vision/superresolution/detail/solver/SolverParameterMembers.inl"

@@ -30,39 +30,7 @@ int SrFloatNeonMinimization::minimize(int nFrames, int refIndex, float* const* f
     return solver_->minimize(nFrames, refIndex, frames, shifts, masks, out);
 }
 
-void SrFloatNeonMinimization::setPsfSigma(float sigma) {
-    solver_->setPsfSigma(sigma);
-}
-float SrFloatNeonMinimization::getPsfSigma() const {
-    return solver_->parameters().psfSigma;
-}
-
-void SrFloatNeonMinimization::setWeightTV(float weight) {
-    solver_->setWeightTV(weight);
-}
-float SrFloatNeonMinimization::getWeightTV() const {
-    return solver_->parameters().weightTV;
-}
-
-void SrFloatNeonMinimization::setEpsilon(float epsilon) {
-    solver_->setEpsilon(epsilon);
-}
-float SrFloatNeonMinimization::getEpsilon() const {
-    return solver_->parameters().epsilon;
-}
-
-void SrFloatNeonMinimization::setMaxIter(int maxIter) {
-    solver_->setMaxIter(maxIter);
-}
-int SrFloatNeonMinimization::getMaxIter() const {
-    return solver_->parameters().maxIter;
-}
-
-void SrFloatNeonMinimization::setRelRes(float relRes) {
-    solver_->setRelRes(relRes);
-}
-float SrFloatNeonMinimization::getRelRes() const {
-    return solver_->parameters().relRes;
-}
-
 }  // namespace oravo::vision
+
+#define ORAVO_SOLVER SrFloatNeonMinimization
+#include "vision/superresolution/detail/solver/SolverParameterMembers.inl"

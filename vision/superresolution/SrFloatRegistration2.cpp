@@ -18,39 +18,13 @@ SrFloatRegistration2::SrFloatRegistration2(int width, int height, int frameCount
           CodeLocation{kSource, __LINE__, "oravo::vision::SrFloatRegistration2::SrFloatRegistration2"})) {
 }
 
-void SrFloatRegistration2::prepareFrame(const float* frame) {
-    registration_->tracker.prepareFrame(frame);
-}
-
 int SrFloatRegistration2::doRegistration(int numFrames, int refIndex, float* const* frames,
                                          cv::Point_<float>* shifts, char** masks, float** shiftedFrames) {
     return registration_->doRegistration(numFrames, refIndex, frames, shifts, masks, shiftedFrames,
                                          kTooLargeDisplacement);
 }
 
-void SrFloatRegistration2::getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const {
-    shifts = registration_->completeShifts;
-}
-
-void SrFloatRegistration2::setBlurRadius(int radius) {
-    registration_->tracker.blurRadius = radius;
-}
-int SrFloatRegistration2::getBlurRadius() const {
-    return registration_->tracker.blurRadius;
-}
-
-void SrFloatRegistration2::setRegErrBlurRadius(int radius) {
-    registration_->flow.regErrBlurRadius = radius;
-}
-int SrFloatRegistration2::getRegErrBlurRadius() const {
-    return registration_->flow.regErrBlurRadius;
-}
-
-void SrFloatRegistration2::setRegError(float error) {
-    registration_->flow.regError = error;
-}
-float SrFloatRegistration2::getRegError() const {
-    return registration_->flow.regError;
-}
-
 }  // namespace oravo::vision
+
+#define ORAVO_REGISTRATION SrFloatRegistration2
+#include "vision/superresolution/detail/registration/CornerRegistrationMembers.inl"

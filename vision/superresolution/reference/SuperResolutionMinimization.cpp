@@ -30,39 +30,7 @@ int SuperResolutionMinimization::minimize(int count, int ref, float* const* fram
     return solver_->minimize(count, ref, frames, shifts, masks, out);
 }
 
-void SuperResolutionMinimization::setPsfSigma(float sigma) {
-    solver_->setPsfSigma(sigma);
-}
-float SuperResolutionMinimization::getPsfSigma() const {
-    return solver_->parameters().psfSigma;
-}
-
-void SuperResolutionMinimization::setWeightTV(float weight) {
-    solver_->setWeightTV(weight);
-}
-float SuperResolutionMinimization::getWeightTV() const {
-    return solver_->parameters().weightTV;
-}
-
-void SuperResolutionMinimization::setEpsilon(float epsilon) {
-    solver_->setEpsilon(epsilon);
-}
-float SuperResolutionMinimization::getEpsilon() const {
-    return solver_->parameters().epsilon;
-}
-
-void SuperResolutionMinimization::setMaxIter(int maxIter) {
-    solver_->setMaxIter(maxIter);
-}
-int SuperResolutionMinimization::getMaxIter() const {
-    return solver_->parameters().maxIter;
-}
-
-void SuperResolutionMinimization::setRelRes(float relRes) {
-    solver_->setRelRes(relRes);
-}
-float SuperResolutionMinimization::getRelRes() const {
-    return solver_->parameters().relRes;
-}
-
 }  // namespace oravo::vision
+
+#define ORAVO_SOLVER SuperResolutionMinimization
+#include "vision/superresolution/detail/solver/SolverParameterMembers.inl"
