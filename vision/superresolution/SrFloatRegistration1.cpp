@@ -1,13 +1,9 @@
 #include "vision/superresolution/SrFloatRegistration1.h"
 
-#include <algorithm>
-#include <complex>
-
 #include "vision/superresolution/Defaults.h"
-#include "vision/superresolution/detail/memory/Buffer.h"
-#include "vision/superresolution/detail/memory/SlidingWindow.h"
 #include "vision/superresolution/detail/registration/PhaseRegistration.h"
 #include "vision/superresolution/detail/registration/RegistrationChecks.h"
+#include "vision/superresolution/detail/registration/SpectrumWindow.h"
 
 namespace oravo::vision {
 namespace {
@@ -18,15 +14,6 @@ constexpr char kDoRegistration[] = "oravo::vision::SrFloatRegistration1::doRegis
 /// Hosts compare the whole text of this exception, so its line is a constant.
 constexpr CodeLocation kTooLargeDisplacement{kSource, 144, kDoRegistration};
 
-using Spectrum = detail::Buffer<std::complex<float>>;
-
-std::vector<Spectrum> makeSpectra(int count, std::size_t size) {
-    std::vector<Spectrum> spectra;
-    spectra.reserve(static_cast<std::size_t>(std::max(count, 0)));
-    for (int i = 0; i < count; ++i) spectra.emplace_back(size);
-    return spectra;
-}
-
 }  // namespace
 
 struct SrFloatRegistration1::State {
@@ -34,15 +21,13 @@ struct SrFloatRegistration1::State {
         : registration(detail::checkedTransformSize(width, height, {kSource, __LINE__, kConstructor}),
                        defaults::kBlurRadius, detail::Unmoved::refusedAndLater,
                        {kSource, __LINE__, kConstructor}),
-          frameSpectra(makeSpectra(detail::checkedFrameCount(frameCount, {kSource, __LINE__, kConstructor}),
-                                   registration.correlator.spectrumSize())),
-          spectra(static_cast<std::size_t>(frameCount)) {
+          spectra(detail::checkedFrameCount(frameCount, {kSource, __LINE__, kConstructor}),
+                  registration.correlator.spectrumSize()) {
         registration.completeShifts.reserve(static_cast<std::size_t>(frameCount));
     }
 
     detail::PhaseRegistration<cv::Point_<float>> registration;
-    detail::SlidingWindow<Spectrum> frameSpectra;
-    std::vector<const std::complex<float>*> spectra;  // of the run under way
+    detail::SpectrumWindow spectra;
 };
 
 SrFloatRegistration1::SrFloatRegistration1(int width, int height, int frameCount)
@@ -50,14 +35,13 @@ SrFloatRegistration1::SrFloatRegistration1(int width, int height, int frameCount
 }
 
 void SrFloatRegistration1::prepareFrame(const float* frame) {
-    state_->registration.correlator.fft().forward(frame, state_->frameSpectra.advance().data());
+    state_->registration.correlator.fft().forward(frame, state_->spectra.advance().data());
 }
 
 int SrFloatRegistration1::doRegistration(int numFrames, int refIndex, float* const* frames,
                                          cv::Point_<float>* shifts, char** masks, float** shiftedFrames) {
     State& s = *state_;
-    detail::checkPrepared(numFrames, refIndex, s.frameSpectra.count(), {kSource, __LINE__, kDoRegistration});
-    for (int i = 0; i < numFrames; ++i) s.spectra[static_cast<std::size_t>(i)] = s.frameSpectra[i].data();
+    detail::checkPrepared(numFrames, refIndex, s.spectra.count(), {kSource, __LINE__, kDoRegistration});
     s.registration.doRegistration(numFrames, refIndex, frames, s.spectra.data(), shifts, masks, shiftedFrames,
                                   kTooLargeDisplacement);
     return 0;

@@ -12,11 +12,8 @@
 #include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/calibration/TwoPointCalibration.h"
-#include "vision/superresolution/detail/memory/Buffer.h"
-#include "vision/superresolution/detail/memory/FrameSize.h"
-#include "vision/superresolution/detail/memory/SlidingWindow.h"
-#include "vision/superresolution/detail/pipeline/PipelineParameters.h"
-#include "vision/superresolution/detail/pipeline/ReconstructionRun.h"
+#include "vision/superresolution/detail/pipeline/FloatPipeline.h"
+#include "vision/superresolution/detail/registration/SpectrumWindow.h"
 #include "vision/superresolution/reference/SuperResolutionMinimization.h"
 #include "vision/superresolution/reference/SuperResolutionRegistration.h"
 
@@ -28,40 +25,59 @@ constexpr char kNotCalibrated[] = "NucToRad() not initialized";
 
 constexpr int kQualitySide = 3;
 
-using Bin = std::complex<float>;
+constexpr CodeLocation kConstructor{kSource, __LINE__, "oravo::vision::SuperResolution::SuperResolution"};
 
-CodeLocation constructorAt(int line) {
-    return {kSource, line, "oravo::vision::SuperResolution::SuperResolution"};
-}
+/// The registration together with the spectra that it needs of the window's frames. Copies share the engine, parameters
+/// included.
+class RegistrationOnSpectra {
+  public:
+    // The engine only checks its factor, as the pipeline has done before.
+    RegistrationOnSpectra(int width, int height, int windowSize)
+        : engine_(std::make_shared<SuperResolutionRegistration>(width, height, /*factor=*/1.0f,
+                                                                defaults::kBlurRadius)),
+          spectra_(windowSize, static_cast<std::size_t>(width / 2 + 1) * static_cast<std::size_t>(height)) {}
 
-/// A frame and its transform, which rotate together.
-struct Slot {
-    detail::Buffer<float> frame;
-    detail::Buffer<Bin> spectrum;
-};
+    SuperResolutionRegistration* operator->() const { return engine_.get(); }
 
-std::vector<Slot> makeSlots(int count, detail::FrameSize size) {
-    const std::size_t bins =
-        static_cast<std::size_t>(size.width / 2 + 1) * static_cast<std::size_t>(size.height);
-    std::vector<Slot> slots;
-    slots.reserve(static_cast<std::size_t>(std::max(count, 0)));
-    for (int i = 0; i < count; ++i) {
-        slots.push_back({detail::Buffer<float>(size.elements()), detail::Buffer<Bin>(bins)});
-    }
-    return slots;
-}
-
-/// The registration together with the window's spectra, as a run sees it: a run hands on frames only.
-struct RegistrationOnSpectra {
-    SuperResolutionRegistration& registration;
-    const Bin* const* spectra;
-
+    void prepareFrame(const float* frame) { engine_->getFft().forward(frame, spectra_.advance().data()); }
     int doRegistration(int count, int ref, float* const* frames, PointF* shifts, char** masks,
                        float** shiftedFrames) {
-        return registration.doRegistration(count, ref, frames, spectra, shifts, masks, shiftedFrames);
+        return engine_->doRegistration(count, ref, frames, spectra_.data(), shifts, masks, shiftedFrames);
     }
-    void getCompleteShifts(std::vector<PointF>& shifts) const { registration.getCompleteShifts(shifts); }
+    void getCompleteShifts(std::vector<PointF>& shifts) const { engine_->getCompleteShifts(shifts); }
+    void clear() { spectra_.clear(); }
+
+    /// Whether the newest spectrum holds plus infinity. Minus infinity is let through, as it always has been.
+    bool reachesInfinity() const {
+        constexpr float kInfinity = std::numeric_limits<float>::infinity();
+        const auto& newest = spectra_.newest();
+        return std::any_of(newest.begin(), newest.end(), [](std::complex<float> bin) {
+            return bin.real() == kInfinity || bin.imag() == kInfinity;
+        });
+    }
+
+  private:
+    std::shared_ptr<SuperResolutionRegistration> engine_;
+    detail::SpectrumWindow spectra_;
 };
+
+/// The solver, which copies share, parameters included.
+class SharedMinimization {
+  public:
+    SharedMinimization(int width, int height, int windowSize, float factor)
+        : engine_(std::make_shared<SuperResolutionMinimization>(width, height, windowSize, factor)) {}
+
+    SuperResolutionMinimization* operator->() const { return engine_.get(); }
+
+    int minimize(int count, int ref, float* const* frames, const PointF* shifts, char** masks, float* out) {
+        return engine_->minimize(count, ref, frames, shifts, masks, out);
+    }
+
+  private:
+    std::shared_ptr<SuperResolutionMinimization> engine_;
+};
+
+using Pipeline = detail::FloatPipeline<RegistrationOnSpectra, SharedMinimization, char, PointF>;
 
 void store(float value, float& out) {
     out = value;
@@ -77,40 +93,13 @@ void store(float value, short& out) {
     out = static_cast<short>(low);
 }
 
-bool reachesInfinity(const detail::Buffer<Bin>& spectrum) {
-    // Minus infinity is let through, as it always has been.
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    return std::any_of(spectrum.begin(), spectrum.end(),
-                       [](Bin bin) { return bin.real() == kInfinity || bin.imag() == kInfinity; });
-}
-
 }  // namespace
 
-struct SuperResolution::State {
+struct SuperResolution::State : Pipeline {
     State(int W, int H, int N, float F)
-        : referenceIndex(detail::checkedReferenceIndex(0, N)),
-          input(detail::checkedSize(W, H, constructorAt(__LINE__))),
-          factor(detail::checkedFactor(F, constructorAt(__LINE__))),
-          output(detail::enlarged(input, factor, constructorAt(__LINE__))),
-          registration(std::make_shared<SuperResolutionRegistration>(W, H, F, defaults::kBlurRadius)),
-          minimization(std::make_shared<SuperResolutionMinimization>(W, H, N, F)),
-          badPixelHandling(static_cast<unsigned int>(N)),
-          window(makeSlots(N, input)),
-          run(input, output, N) {
-        spectra.reserve(static_cast<std::size_t>(N));
-    }
+        : Pipeline(W, H, N, F, kConstructor), badPixelHandling(static_cast<unsigned int>(N)) {}
 
-    int referenceIndex;  // no operation changes it: the newest frame is the reference
-    detail::FrameSize input;
-    float factor;
-    detail::FrameSize output;
-    // Assignment shares the engines, parameters included.
-    std::shared_ptr<SuperResolutionRegistration> registration;
-    std::shared_ptr<SuperResolutionMinimization> minimization;
     SuperResolutionBadPixelHandling badPixelHandling;
-    detail::SlidingWindow<Slot> window;
-    detail::ReconstructionRun<PointF, char> run;
-    std::vector<const Bin*> spectra;  // of the run under way
     detail::TwoPointCalibration calibration;
     cv::Mat_<float> radiometricFrame;
     cv::Mat_<float> quality;
@@ -128,20 +117,15 @@ int SuperResolution::addFrame(const T* frame) {
 template <class T>
 int SuperResolution::loadFrame(const T* frame) {
     State& s = *state_;
-    Slot& slot = s.window.advance();
-    float* newest = slot.frame.data();
-    std::transform(frame, frame + s.input.pixelCount(), newest,
-                   [](T value) { return static_cast<float>(value); });
-    const auto prepare = [&](const float* image) {
-        s.registration->getFft().forward(image, slot.spectrum.data());
-    };
+    float* newest = s.takeIn(frame);
+    const auto prepare = [&s](const float* image) { s.registration.prepareFrame(image); };
     int result = 0;
     if constexpr (std::is_same_v<T, float>) {
         result = detail::repairAndPrepare(s.badPixelHandling, s.input, newest, prepare);
     } else {
         prepare(newest);
     }
-    if (reachesInfinity(slot.spectrum)) {
+    if (s.registration.reachesInfinity()) {
         raise("FFT resulted in infinite values. No processing possible",
               {kSource, __LINE__, "oravo::vision::SuperResolution::loadFrame"});
     }
@@ -150,20 +134,10 @@ int SuperResolution::loadFrame(const T* frame) {
 
 template <class T>
 float SuperResolution::computeSR(T* out) {
-    State& s = *state_;
     struct KindOfRun;  // one per T
-    const int maxCoverage = detail::sharedMaxCoverage<KindOfRun>(s.factor);
-
-    s.run.frames.clear();
-    s.spectra.clear();
-    for (int i = 0; i < s.window.count(); ++i) {
-        s.run.frames.push_back(s.window[i].frame.data());
-        s.spectra.push_back(s.window[i].spectrum.data());
-    }
-    RegistrationOnSpectra registration{*s.registration, s.spectra.data()};
     constexpr bool kRefill = std::is_same_v<T, float>;
-    return s.run({"SuperResolution", s.referenceIndex, maxCoverage}, registration, *s.minimization,
-                 kRefill ? &s.badPixelHandling : nullptr, [&] { saveFrame(out); });
+    return state_->reconstruct<KindOfRun>("SuperResolution", kRefill ? &state_->badPixelHandling : nullptr,
+                                          [&] { saveFrame(out); });
 }
 
 template <class T>
@@ -205,7 +179,7 @@ float SuperResolution::processFrame2(const short* nuc, float* out) {
 
 void SuperResolution::computeQuality_() {
     State& s = *state_;
-    const int count = s.window.count();
+    const int count = s.frames.count();
     cv::Mat_<float> map(kQualitySide, kQualitySide, 0.0f);
     const auto add = [&map](float row, float column, float weight) {
         const auto inside = [](float i) { return i >= 0.0f && i < static_cast<float>(kQualitySide); };
@@ -234,7 +208,7 @@ void SuperResolution::getQuality(cv::Mat_<float>& quality) const {
 
 void SuperResolution::simpleCombine() {
     State& s = *state_;
-    const int count = s.window.count();
+    const int count = s.frames.count();
     float* target = s.run.image.data();
     for (int r = 0; r < s.output.height; ++r) {
         const std::ptrdiff_t row =
@@ -253,7 +227,8 @@ void SuperResolution::setDataIsNUC(bool isNUC) {
 }
 
 void SuperResolution::clearFrames() {
-    state_->window.clear();
+    state_->frames.clear();
+    state_->registration.clear();
 }
 
 void SuperResolution::getMasks(std::vector<cv::Mat_<unsigned char>>& masks) const {

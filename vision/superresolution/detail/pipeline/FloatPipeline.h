@@ -30,8 +30,9 @@ inline cv::Mat_<float> denseFrame(const cv::Mat_<float>& image, FrameSize size, 
     return image.isContinuous() ? image : cv::Mat_<float>(image.clone());
 }
 
-/// What the pipelines on float frames consist of. Mask is the type of a mask's element.
-template <class Registration, class Minimization, class Mask>
+/// What every pipeline consists of: a window of frames as floats, the engines, and the run over them. Mask is the type of
+/// a mask's element, Point that of a shift.
+template <class Registration, class Minimization, class Mask, class Point = cv::Point_<float>>
 struct FloatPipeline {
     FloatPipeline(int inputWidth, int inputHeight, int windowSize, float srFactor, const CodeLocation& where)
         : referenceIndex(checkedReferenceIndex(0, windowSize)),
@@ -44,16 +45,18 @@ struct FloatPipeline {
           run(input, output, windowSize) {}
 
     /// A copy of the frame, as the newest of the window.
-    float* takeIn(const float* image) {
+    template <class T>
+    float* takeIn(const T* image) {
         float* newest = frames.advance().data();
-        std::copy_n(image, input.pixelCount(), newest);
+        std::transform(image, image + input.pixelCount(), newest,
+                       [](T value) { return static_cast<float>(value); });
         return newest;
     }
 
-    /// A run over the window; see ReconstructionRun. Pipeline is the public class, whose runs share a cap of coverage.
-    template <class Pipeline, class Deliver>
+    /// A run over the window; see ReconstructionRun. Runs of one Kind share a cap of the coverage.
+    template <class Kind, class Deliver>
     float reconstruct(const char* title, SuperResolutionBadPixelHandling* badPixelHandling, Deliver deliver) {
-        const int maxCoverage = sharedMaxCoverage<Pipeline>(factor);
+        const int maxCoverage = sharedMaxCoverage<Kind>(factor);
         run.frames.clear();
         for (int i = 0; i < frames.count(); ++i) run.frames.push_back(frames[i].data());
         return run({title, referenceIndex, maxCoverage}, registration, minimization, badPixelHandling,
@@ -70,7 +73,7 @@ struct FloatPipeline {
     Registration registration;
     Minimization minimization;
     SlidingWindow<Buffer<float>> frames;
-    ReconstructionRun<cv::Point_<float>, Mask> run;
+    ReconstructionRun<Point, Mask> run;
 };
 
 }  // namespace detail
