@@ -15,6 +15,8 @@ constexpr int kCoarsest = 48;          ///< frames whose shorter side is longer 
 constexpr int kFarthest = 40;          ///< longest shift that is searched, in pixels of the coarsest level
 constexpr int kPeaks = 3;              ///< of the correlation
 constexpr std::size_t kFinalists = 2;  ///< candidates that finer levels go on with
+constexpr int kRefinePixels = 20000;   ///< that candidates are compared by
+constexpr double kRefineStill = 5e-4;  ///< of a step, in pixels
 constexpr double kLeastOverlap = 0.3;  ///< of the frame; candidates of less lose against others
 
 // A motion model beyond a translation has to be seen: blurred noise is correlated, so the errors of least squares are
@@ -216,6 +218,8 @@ void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Le
         const MotionModel model = level == top ? MotionModel::translation : MotionModel::similarity;
         FitLimits limits;
         limits.steps = level == top ? 8 : 5;
+        limits.pixels = kRefinePixels;
+        limits.still = kRefineStill;
         for (Candidate& candidate : candidates) {
             if (level != top) {
                 candidate.pose.motion.tx *= 2.0;

@@ -13,7 +13,8 @@ constexpr double kCauchy = 3.0;       ///< misfit, in standard deviations, at wh
 constexpr std::size_t kFewest = 24;   ///< pixels that a fit takes
 constexpr double kLongestStep = 3.0;  ///< pixels
 constexpr double kLeastGain = 0.2, kMostGain = 5.0;
-constexpr double kStill = 1e-4;  ///< steps shorter than this many pixels end a fit
+constexpr std::size_t kSample = 8192;  ///< misfits that a median is taken of
+constexpr int kBlock = 256;            ///< points whose equations are made at a time
 
 int motionParameters(MotionModel model) {
     return model == MotionModel::translation ? 2 : model == MotionModel::similarity ? 4 : 6;
@@ -25,6 +26,17 @@ struct MotionFit::Equations : SmallSystem {
     double weight = 0.0;    ///< sum
     double residual = 0.0;  ///< weighted sum of squares
 
+    /// @param sums  of products of the unknowns' columns, of which the last is all ones, and of the misfit: a triangle
+    Equations(int unknowns, const double* sums) {
+        n = unknowns;
+        for (int r = 0; r < n; ++r) {
+            for (int c = 0; c <= r; ++c) matrix[r][c] = *sums++;
+        }
+        weight = matrix[n - 1][n - 1];
+        for (int c = 0; c < n; ++c) right[c] = *sums++;
+        residual = *sums;
+    }
+
     /// Variance of a parameter, the misfit's variance estimated from what is left of it.
     double variance(int parameter) const {
         double unit[kMost] = {};
@@ -33,6 +45,10 @@ struct MotionFit::Equations : SmallSystem {
         return unit[parameter] * residual / std::max(weight - n, 1.0);
     }
 };
+
+void MotionFit::Points::clear() {
+    for (std::vector<float>* values : {&misfit, &slopeX, &slopeY, &value, &weight, &x, &y}) values->clear();
+}
 
 MotionFit::MotionFit(const Grid& grid)
     : grid_(grid),
@@ -47,54 +63,70 @@ void MotionFit::collect(const SplineImage& image, const float* values, const flo
     points_.clear();
     const double centreX = 0.5 * (grid_.width - 1);
     const double centreY = 0.5 * (grid_.height - 1);
-    for (const SampleRun& run : sampleRuns(grid_, pose.motion)) {
-        if (run.y % rowStep != 0) continue;
+    for (const SampleRun& run : sampleRuns(grid_, pose.motion, rowStep)) {
         preciseKernels().sampleGradient(image.view(), run, value_.data(), slopeX_.data(), slopeY_.data());
         const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(run.y) * grid_.width;
         const float y = static_cast<float>((run.y - centreY) / unit_);
         for (int i = run.first; i < run.first + run.count; ++i) {
             if (!(weight[start + i] > 0.0f)) continue;
             const std::size_t at = static_cast<std::size_t>(i);
-            const float misfit = values[start + i] - static_cast<float>(pose.offset) -
-                                 static_cast<float>(pose.gain) * value_[at];
-            points_.push_back({misfit, slopeX_[at], slopeY_[at], value_[at], weight[start + i],
-                               static_cast<float>((i - centreX) / unit_), y});
+            points_.misfit.push_back(values[start + i] - static_cast<float>(pose.offset) -
+                                     static_cast<float>(pose.gain) * value_[at]);
+            points_.slopeX.push_back(slopeX_[at]);
+            points_.slopeY.push_back(slopeY_[at]);
+            points_.value.push_back(value_[at]);
+            points_.weight.push_back(weight[start + i]);
+            points_.x.push_back(static_cast<float>((i - centreX) / unit_));
+            points_.y.push_back(y);
         }
     }
 }
 
 double MotionFit::medianMisfit() {
     magnitudes_.clear();
-    for (const Point& point : points_) magnitudes_.push_back(std::abs(point.misfit));
+    const std::size_t step = 1 + points_.size() / kSample;
+    for (std::size_t i = 0; i < points_.size(); i += step) magnitudes_.push_back(std::abs(points_.misfit[i]));
     return kSigmaPerMedian * medianOf(magnitudes_) + 1e-7;
 }
 
 MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, double scale) const {
-    Equations equations;
     const int motion = motionParameters(model);
-    equations.n = motion + 2;
-    for (const Point& point : points_) {
-        const double u = point.misfit / (kCauchy * scale);
-        const double weight = point.weight / (1.0 + u * u);
-        const double gx = gain * grid_.factor * point.slopeX;
-        const double gy = gain * grid_.factor * point.slopeY;
-        double row[SmallSystem::kMost] = {gx, gy};
-        if (model == MotionModel::similarity) {
-            row[2] = gx * point.x + gy * point.y;
-            row[3] = gy * point.x - gx * point.y;
-        } else if (model == MotionModel::affine) {
-            row[2] = gx * point.x;
-            row[3] = gx * point.y;
-            row[4] = gy * point.x;
-            row[5] = gy * point.y;
+    const int columns = motion + 3;  // of the motion, gain and offset, and the misfit
+    float column[SmallSystem::kMost + 1][kBlock], weight[kBlock];
+    const float* rows[SmallSystem::kMost + 1];
+    for (int c = 0; c < columns; ++c) rows[c] = column[c];
+    std::fill_n(column[motion + 1], kBlock, 1.0f);
+    const float slope = static_cast<float>(gain * grid_.factor);
+    const float narrow = static_cast<float>(1.0 / (kCauchy * scale));
+    double sums[(SmallSystem::kMost + 1) * (SmallSystem::kMost + 2) / 2] = {};
+    for (std::size_t start = 0; start < points_.size(); start += kBlock) {
+        const int n = static_cast<int>(std::min<std::size_t>(kBlock, points_.size() - start));
+        const float *misfit = &points_.misfit[start], *x = &points_.x[start], *y = &points_.y[start];
+        for (int i = 0; i < n; ++i) {
+            const float u = misfit[i] * narrow;
+            weight[i] = points_.weight[start + static_cast<std::size_t>(i)] / (1.0f + u * u);
+            column[0][i] = slope * points_.slopeX[start + static_cast<std::size_t>(i)];
+            column[1][i] = slope * points_.slopeY[start + static_cast<std::size_t>(i)];
         }
-        row[motion] = point.value;
-        row[motion + 1] = 1.0;
-        equations.add(row, point.misfit, weight);
-        equations.weight += weight;
-        equations.residual += weight * point.misfit * point.misfit;
+        const float *gx = column[0], *gy = column[1];
+        if (model == MotionModel::similarity) {
+            for (int i = 0; i < n; ++i) {
+                column[2][i] = gx[i] * x[i] + gy[i] * y[i];
+                column[3][i] = gy[i] * x[i] - gx[i] * y[i];
+            }
+        } else if (model == MotionModel::affine) {
+            for (int i = 0; i < n; ++i) {
+                column[2][i] = gx[i] * x[i];
+                column[3][i] = gx[i] * y[i];
+                column[4][i] = gy[i] * x[i];
+                column[5][i] = gy[i] * y[i];
+            }
+        }
+        rows[motion] = &points_.value[start];
+        rows[motion + 2] = misfit;
+        preciseKernels().gram(rows, columns, weight, n, sums);
     }
-    return equations;
+    return Equations(motion + 2, sums);
 }
 
 FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const float* weight,
@@ -145,7 +177,7 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
         }
         pose.gain = std::clamp(pose.gain + b[motion], kLeastGain, kMostGain);
         pose.offset += b[motion + 1];
-        moving = length > kStill;
+        moving = length > limits.still;
     }
 }
 

@@ -23,7 +23,8 @@ struct FitOutcome {
 
 struct FitLimits {
     int steps = 5;
-    int pixels = 40000;  ///< rows are left out of larger frames until about so many remain
+    int pixels = 40000;   ///< rows are left out of larger frames until about so many remain
+    double still = 1e-4;  ///< steps that move the frame by less, in pixels, are the last
 };
 
 /// Fits where a frame lies by Gauss-Newton steps (S. Baker, I. Matthews, "Lucas-Kanade 20 years on", Int. J. Computer
@@ -43,8 +44,11 @@ class MotionFit {
 
   private:
     struct Equations;
-    struct Point {
-        float misfit, slopeX, slopeY, value, weight, x, y;
+    /// Pixels that take part, one value each.
+    struct Points {
+        std::vector<float> misfit, slopeX, slopeY, value, weight, x, y;
+        std::size_t size() const { return misfit.size(); }
+        void clear();
     };
 
     void collect(const SplineImage& image, const float* values, const float* weight, const FramePose& pose,
@@ -54,7 +58,7 @@ class MotionFit {
 
     Grid grid_;
     double unit_;  ///< half the longer side: coordinates are measured in it
-    std::vector<Point> points_;
+    Points points_;
     std::vector<float> magnitudes_;
     Buffer<float> value_, slopeX_, slopeY_;
 };

@@ -305,6 +305,20 @@ double dot(const float* a, const float* b, int n) {
     return sum.total();
 }
 
+void gram(const float* const* columns, int count, const float* weights, int n, double* sums) {
+    constexpr int kLong = 256;
+    float weighted[kLong];
+    for (int offset = 0; offset < n; offset += kLong) {
+        const int length = n - offset < kLong ? n - offset : kLong;
+        double* sum = sums;
+        for (int r = 0; r < count; ++r) {
+            const float* column = columns[r] + offset;
+            for (int i = 0; i < length; ++i) weighted[i] = weights[offset + i] * column[i];
+            for (int c = 0; c <= r; ++c) *sum++ += dot(weighted, columns[c] + offset, length);
+        }
+    }
+}
+
 double step(float alpha, const float* direction, const float* image, const float* inverse, int n,
             float* __restrict estimate, float* __restrict residual) {
     for (int i = 0; i < n; ++i) {
@@ -326,7 +340,8 @@ void turn(float beta, const float* inverse, const float* residual, int n, float*
 
 extern const PreciseKernels ORAVO_KERNELS;
 const PreciseKernels ORAVO_KERNELS = {
-    sample, sampleGradient, spread,      sampleAndSpread,   blurDown, blurAlong, split,
-    join,   priorWeights,   differences, gatherDifferences, dot,      step,      turn};
+    sample, sampleGradient, spread,       sampleAndSpread, blurDown,          blurAlong,
+    split,  join,           priorWeights, differences,     gatherDifferences, dot,
+    gram,   step,           turn};
 
 }  // namespace oravo::vision::detail::precise

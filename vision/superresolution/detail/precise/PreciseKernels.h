@@ -86,6 +86,9 @@ struct PreciseKernels {
     void (*gatherDifferences)(const DifferenceRow& above, const DifferenceRow& here,
                               const DifferenceRow& below, int n, float* out);
     double (*dot)(const float* a, const float* b, int n);
+    /// sums[k] += sum over i of weights[i] columns[r][i] columns[c][i], k counting r = 0 .. count - 1 and c = 0 .. r: what
+    /// normal equations are made of.
+    void (*gram)(const float* const* columns, int count, const float* weights, int n, double* sums);
     /// estimate += alpha direction, residual -= alpha image; returns residual . (inverse residual)
     double (*step)(float alpha, const float* direction, const float* image, const float* inverse, int n,
                    float* estimate, float* residual);

@@ -49,7 +49,8 @@ class SplineImage {
 };
 
 /// Where the pixels of a frame lie on the grid; those whose coefficients are not all there are in no run. Rows in order.
-std::vector<SampleRun> sampleRuns(const Grid& grid, const Motion& motion);
+/// @param rowStep  only rows 0, rowStep, 2 rowStep and so on
+std::vector<SampleRun> sampleRuns(const Grid& grid, const Motion& motion, int rowStep = 1);
 
 }  // namespace oravo::vision::detail::precise
 

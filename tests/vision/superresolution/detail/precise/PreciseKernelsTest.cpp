@@ -53,6 +53,12 @@ PaddedImage padded(const Plane& plane) {
     return image;
 }
 
+Floats product(const Floats& a, const Floats& b) {
+    Floats out(a);
+    for (std::size_t i = 0; i < out.size(); ++i) out[i] *= b[i];
+    return out;
+}
+
 RowTriple around(const PaddedImage& image, int y) {
     return {image.row(mirrored(y - 1, image.rows())), image.row(y), image.row(mirrored(y + 1, image.rows()))};
 }
@@ -228,6 +234,12 @@ TEST(PreciseKernels, VectorStepsHaveTheBitsOfTheirTwins) {
             kernels.turn(beta, inverse.data(), r.data(), n, d.data());
             EXPECT_EQ(d, turned);
             EXPECT_EQ(kernels.dot(direction.data(), image.data(), n), plain::laneDot(direction, image));
+            const float* const columns[] = {direction.data(), image.data()};
+            double sums[] = {1.0, 2.0, 3.0};
+            kernels.gram(columns, 2, inverse.data(), n, sums);
+            EXPECT_EQ(sums[0], 1.0 + plain::laneDot(product(inverse, direction), direction));
+            EXPECT_EQ(sums[1], 2.0 + plain::laneDot(product(inverse, image), direction));
+            EXPECT_EQ(sums[2], 3.0 + plain::laneDot(product(inverse, image), image));
         });
     }
 }
