@@ -1,0 +1,1 @@
+"""How close enlarged images come to the truth; scripts/quality.sh runs it."""

@@ -1,0 +1,93 @@
+"""Makes bursts, enlarges them by several methods, and writes what was measured: quality.json and quality.md."""
+
+import argparse
+import json
+import multiprocessing
+import os
+import sys
+import time
+from pathlib import Path
+
+import numpy as np
+
+from . import measure, tables, targets
+from .bursts import KINDS, bursts
+from .methods import Methods
+
+USUAL = ["bicubic", "float", "float-unguarded", "precise"]
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="scripts/quality.sh", description=__doc__)
+    parser.add_argument("build", help="folder that the project was built in")
+    parser.add_argument("--out", default="out/quality", help="folder for quality.json, quality.md (default: %(default)s)")
+    parser.add_argument("--half", choices=["tune", "judge", "both"], default="judge",
+                        help="pictures to tune by, or those to judge by (default: %(default)s)")
+    parser.add_argument("--only", nargs="+", metavar="KIND", default=list(KINDS), choices=list(KINDS),
+                        help=f"kinds of bursts: {', '.join(KINDS)}")
+    parser.add_argument("--methods", nargs="+", metavar="METHOD",
+                        help=f"default: {' '.join(USUAL)}, and more where they tell")
+    parser.add_argument("--views", type=int, default=2, help="parts of each picture (default: %(default)s)")
+    parser.add_argument("--quick", action="store_true", help="one part of each picture")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="processes (default: one a processor)")
+    parser.add_argument("--check", action="store_true", help="fail when a target is missed")
+    parser.add_argument("--keep", metavar="FOLDER", help="write frames, truth and images there, as NumPy arrays")
+    return parser.parse_args()
+
+
+def methods_for(kind, wanted):
+    if wanted:
+        return ["bicubic"] + [name for name in wanted if name != "bicubic"]
+    return USUAL + ["precise-5"] * (KINDS[kind].frames > 5)
+
+
+def work(task):
+    """Measures one burst by all methods; returns rows for the table."""
+    (kind, half, number, index), options = task
+    burst = bursts(kind, half, number)[index]()
+    methods = Methods(options.build)
+    rows = []
+    for name in methods_for(kind, options.methods):
+        result = methods.run(name, burst)
+        found = measure.figures(result.image, burst)
+        base = found if not rows else rows[0]["figures"]
+        rows.append({"kind": kind, "view": burst.view, "half": burst.half, "recorded": burst.recorded, "method": name,
+                     "gain": 20 * np.log10(base["rmse"] / found["rmse"]), "figures": found, "contrast": burst.contrast,
+                     "blur": [burst.blur.gauss, burst.blur.box], "warnings": result.warnings, "facts": result.facts})
+        if options.keep:
+            np.save(f"{options.keep}/{kind}.{burst.view}.{name}.npy", result.image)
+    if options.keep:
+        np.savez(f"{options.keep}/{kind}.{burst.view}.npz", frames=burst.frames, truth=burst.truth)
+    return rows
+
+
+def main():
+    options = arguments()
+    number = 1 if options.quick else options.views
+    halves = ["tune", "judge"] if options.half == "both" else [options.half]
+    tasks = [((kind, half, number, index), options) for kind in options.only for half in halves
+             if not (KINDS[kind].scene in ("mwir", "lwir") and half == "tune" and len(halves) == 2)
+             for index in range(len(bursts(kind, half, number)))]
+    for kind in options.only:
+        if not any(task[0][0] == kind for task in tasks):
+            print(f"{kind}: left out, ORAVO_TEST_DATA names no folder with recordings", file=sys.stderr)
+    for folder in filter(None, [options.out, options.keep]):
+        Path(folder).mkdir(parents=True, exist_ok=True)
+    start, rows = time.time(), []
+    with multiprocessing.Pool(options.jobs) as pool:
+        for done, found in enumerate(pool.imap(work, tasks), 1):
+            rows += found
+            if sys.stderr.isatty():
+                print(f"\r{done} of {len(tasks)} bursts, {time.time() - start:.0f} s", end="", file=sys.stderr)
+    print(f"\r{len(tasks)} bursts, {time.time() - start:.0f} s\n", file=sys.stderr)
+    outcome = targets.judged(rows)
+    text = tables.page(rows, outcome)
+    with open(f"{options.out}/quality.json", "w") as file:
+        json.dump({"rows": rows, "targets": outcome}, file, indent=1)
+    Path(options.out, "quality.md").write_text(text)
+    print(text)
+    return 1 if options.check and any(not target["met"] for target in outcome) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

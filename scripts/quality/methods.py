@@ -1,0 +1,129 @@
+"""Ways to an enlarged image, each with what it said about its own result."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import time
+from dataclasses import dataclass, field
+from pathlib import Path
+from unittest import mock
+
+import numpy as np
+from PIL import Image
+
+from . import measure
+
+ROOT = Path(__file__).resolve().parents[2]
+
+
+@dataclass
+class Result:
+    image: np.ndarray
+    warnings: list = field(default_factory=list)
+    facts: dict = field(default_factory=dict)  # figures that the method gives of itself
+
+
+class Methods:
+    """The methods by name, with what they need from a build folder."""
+
+    def __init__(self, build):
+        self._program = Path(build) / "tools" / "oravo-superres"
+        os.environ["ORAVO_SUPERRESOLUTION_LIBRARY"] = str(Path(build) / "liboravo_superresolution.so")
+        sys.path.insert(0, str(ROOT / "python"))
+
+    def run(self, name, burst):
+        """The result of a method, timed. `precise-5` is `precise` given the newest five frames only, and so on."""
+        kind, _, last = name.rpartition("-")
+        if last.isdigit():
+            name, burst = kind, burst.last(int(last))
+        start = time.perf_counter()
+        result = getattr(self, name.replace("-", "_"))(burst)
+        result.facts["seconds"] = round(time.perf_counter() - start, 3)
+        return result
+
+    def bicubic(self, burst):
+        return Result(measure.bicubic(burst.frames[burst.reference]))
+
+    def float(self, burst):
+        return self._enhanced(burst)
+
+    def float_unguarded(self, burst):
+        return self._enhanced(burst, "--no-guard")
+
+    def float_long(self, burst):
+        return self._enhanced(burst, "--relative-residue", "0.001", "--iterations", "30")
+
+    def float_told(self, burst):
+        """Float, told the camera's blur."""
+        return self._enhanced(burst, "--psf-sigma", f"{burst.blur.sigma:.4f}")
+
+    def _enhanced(self, burst, *options, pipeline="float"):
+        with tempfile.TemporaryDirectory() as folder:
+            names = []
+            for i, frame in enumerate(burst.frames):
+                names.append(f"{folder}/frame_{i:03}.tif")
+                Image.fromarray(frame).save(names[-1])
+            out = f"{folder}/out.tif"
+            done = subprocess.run([self._program, "enhance", *names, "-o", out, "--pipeline", pipeline, *options],
+                                  capture_output=True, text=True)
+            said = [line for line in done.stderr.splitlines() if "warning: " in line]
+            if done.returncode == 4:  # no image: the user has the reference frame, and knows it
+                enlarged = measure.bicubic(burst.frames[burst.reference])
+                return Result(enlarged, said or [done.stderr.strip()], {"none": 1})
+            if done.returncode != 0:
+                raise RuntimeError(f"enhance failed with {done.returncode}: {done.stderr}")
+            return Result(np.asarray(Image.open(out)), [line.replace(folder + "/", "") for line in said])
+
+    def precise(self, burst, **options):
+        import oravo_superres
+        found = oravo_superres.reconstruct(burst.frames, max_frames=max(12, len(burst.frames)), **options)
+        facts = {name: getattr(found, name) for name in ("noise", "smoothness", "withheld_error", "bicubic_error")}
+        facts["frames_used"] = sum(frame.used for frame in found.frames)
+        facts["dead_found"] = int(found.dead_pixels.sum())
+        facts["pattern_found"] = float(found.pattern.std())
+        if burst.motions:
+            facts["shift_error"] = _shift_error(found, burst)
+        return Result(np.where(oravo_superres.has_code(found.image), np.nan, found.image), found.doubts, facts)
+
+    def precise_patternless(self, burst):
+        """Precise without a search for fixed patterns, to see whether that does harm."""
+        from oravo_superres import _burst
+
+        class Handle(_burst._Handle):
+            def __init__(self, width, height, options):
+                options.find_pattern = 0
+                super().__init__(width, height, options)
+
+        with mock.patch.object(_burst, "_Handle", Handle):
+            return self.precise(burst)
+
+    def precise_told(self, burst):
+        """Precise, told the camera's blur."""
+        return self.precise(burst, psf_sigma=burst.blur.sigma)
+
+    def precise_best(self, burst):
+        """Precise with the weight that a grid finds with the truth in hand: what choosing without it could reach."""
+        chosen = self.precise(burst)
+        tried = [chosen]
+        for direction in (0.5, 2):
+            weight, last = chosen.facts["smoothness"], self._rmse(chosen, burst)
+            while 1e-7 < weight < 1e3:
+                weight *= direction
+                tried.append(self.precise(burst, smoothness=weight))
+                now = self._rmse(tried[-1], burst)
+                if now > last:
+                    break
+                last = now
+        return min(tried, key=lambda result: self._rmse(result, burst))
+
+    @staticmethod
+    def _rmse(result, burst):
+        return measure.figures(result.image, burst)["rmse"]
+
+
+def _shift_error(found, burst):
+    """Root mean square error of the frames' displacements, pixels, at their centres; of frames that are used."""
+    errors = [np.subtract(frame.shift, (motion.dx, motion.dy))
+              for frame, motion in zip(found.frames, burst.motions) if frame.used]
+    return float(np.sqrt(np.mean(np.square(errors))))
