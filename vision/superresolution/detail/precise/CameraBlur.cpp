@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "vision/superresolution/detail/precise/SeparableFilter.h"
 #include "vision/superresolution/detail/precise/SmallSystem.h"
 
 namespace oravo::vision::detail::precise {
@@ -37,25 +36,17 @@ BlurTaps designTaps(double sigma) {
 }  // namespace
 
 CameraBlur::CameraBlur(const Grid& grid, double sigma)
-    : grid_(grid), taps_(designTaps(sigma)), joined_(grid.columns(), grid.rows()), line_(grid.columns(), 1) {
+    : grid_(grid), taps_(designTaps(sigma)), line_(grid.columns(), 1), filtered_(grid.columns(), 1) {
 }
 
 void CameraBlur::toCoefficients(const PaddedImage& image, const SplineImage& coefficients) const {
     image.mirrorPads();
-    for (int y = 0; y < image.rows(); ++y) {
-        filterRow(taps_, image, y, line_, joined_.row(0));
-        splitRow(joined_.row(0), coefficients, y);
-    }
+    for (int y = 0; y < image.rows(); ++y) toRow(image, y, coefficients);
 }
 
-void CameraBlur::unsorted(const SplineImage& coefficients, const PaddedImage& image) const {
-    for (int y = 0; y < image.rows(); ++y) joinRow(coefficients, y, image.row(y));
-}
-
-void CameraBlur::fromCoefficients(const SplineImage& coefficients, const PaddedImage& image) const {
-    unsorted(coefficients, joined_);
-    joined_.mirrorPads();
-    for (int y = 0; y < image.rows(); ++y) filterRow(taps_, joined_, y, line_, image.row(y));
+void CameraBlur::toRow(const PaddedImage& image, int y, const SplineImage& coefficients) const {
+    filter([&image](int row) { return image.row(row); }, y, filtered_.row(0));
+    splitRow(filtered_.row(0), coefficients, y);
 }
 
 void CameraBlur::splitRow(const float* row, const SplineImage& coefficients, int y) const {

@@ -20,80 +20,42 @@ constexpr double kEnough = 1e-6;
 
 ImageSolver::ImageSolver(const Grid& grid, double sigma)
     : grid_(grid),
-      blur_(grid, sigma),
+      operator_(grid, sigma),
       prior_(grid.columns(), grid.rows()),
       sampleEnergy_(energyOfGaussian(sigma)),
       coefficients_(grid),
-      gathered_(grid),
       sensitivity_(grid.columns(), grid.rows()),
       rightSide_(grid.columns(), grid.rows()),
       residual_(grid.columns(), grid.rows()),
       direction_(grid.columns(), grid.rows()),
       product_(grid.columns(), grid.rows()),
       inverse_(grid.columns(), grid.rows()),
-      before_(grid.columns(), grid.rows()),
-      row_(static_cast<std::size_t>(grid.width)) {
+      before_(grid.columns(), grid.rows()) {
 }
 
 const SplineImage& ImageSolver::coefficients(const PaddedImage& image) {
-    blur_.toCoefficients(image, coefficients_);
+    operator_.blur().toCoefficients(image, coefficients_);
     return coefficients_;
 }
 
-double ImageSolver::dot(const PaddedImage& a, const PaddedImage& b) const {
-    double sum = 0.0;
-    for (int y = 0; y < a.rows(); ++y) sum += preciseKernels().dot(a.row(y), b.row(y), a.columns());
-    return sum;
-}
-
-void ImageSolver::apply(const std::vector<FrameState>& frames, const PaddedImage& v, const PaddedImage& out) {
-    const PreciseKernels& kernels = preciseKernels();
-    blur_.toCoefficients(v, coefficients_);
-    gathered_.clear();
-    const SplineView from = coefficients_.view();
-    const SplineView to = gathered_.view();
-    for (const FrameState& frame : frames) {
-        if (!frame.used) continue;
-        for (const SampleRun& run : frame.runs) {
-            const float* weight = frame.weight.data() + static_cast<std::ptrdiff_t>(run.y) * grid_.width;
-            kernels.sampleAndSpread(from, run, weight, to);
-        }
-    }
-    blur_.fromCoefficients(gathered_, out);
-    prior_.addProduct(v, out);
-}
-
-template <class ValueAt>
-void ImageSolver::gather(const std::vector<FrameState>& frames, ValueAt valueAt) {
-    gathered_.clear();
-    for (std::size_t k = 0; k < frames.size(); ++k) {
-        if (!frames[k].used) continue;
-        for (const SampleRun& run : frames[k].runs) {
-            const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(run.y) * grid_.width;
-            const float* weight = frames[k].weight.data() + start;
-            for (int i = run.first; i < run.first + run.count; ++i) {
-                row_[static_cast<std::size_t>(i)] = weight[i] * valueAt(k, start + i);
-            }
-            preciseKernels().spread(gathered_.view(), run, row_.data());
-        }
-    }
-}
-
 void ImageSolver::sensitivity(const std::vector<FrameState>& frames, const PaddedImage& out) {
-    gather(frames, [](std::size_t, std::ptrdiff_t) { return 1.0f; });
-    blur_.unsorted(gathered_, out);
+    operator_.place(frames);
+    operator_.spread(
+        [&](std::size_t k, const SampleRun& run, float* row) {
+            std::copy_n(frames[k].weight.data() + grid_.rowStart(run.y) + run.first, run.count,
+                        row + run.first);
+        },
+        out);
 }
 
 void ImageSolver::presence(const std::vector<FrameState>& frames, const PaddedImage& out) {
-    gathered_.clear();
-    for (const FrameState& frame : frames) {
-        if (!frame.used) continue;
-        for (const SampleRun& run : frame.runs) {
-            const float* present = frame.present.data() + static_cast<std::ptrdiff_t>(run.y) * grid_.width;
-            preciseKernels().spread(gathered_.view(), run, present);
-        }
-    }
-    blur_.unsorted(gathered_, out);
+    operator_.place(frames);
+    operator_.spread(
+        [&](std::size_t k, const SampleRun& run, float* row) {
+            std::copy_n(frames[k].present.data() + grid_.rowStart(run.y) + run.first, run.count,
+                        row + run.first);
+        },
+        out);
 }
 
 void ImageSolver::prepareInverse() {
@@ -108,53 +70,59 @@ void ImageSolver::prepareInverse() {
     }
 }
 
-void ImageSolver::conjugateGradients(const std::vector<FrameState>& frames, const PaddedImage& estimate,
-                                     int steps) {
+void ImageSolver::conjugateGradients(const PaddedImage& estimate, int steps) {
     const PreciseKernels& kernels = preciseKernels();
     const int n = estimate.columns();
-    const int rows = estimate.rows();
-    apply(frames, estimate, product_);
-    direction_.clear();
-    for (int y = 0; y < rows; ++y) {
-        float* residual = residual_.row(y);
-        for (int i = 0; i < n; ++i) residual[i] = rightSide_.row(y)[i] - product_.row(y)[i];
-        kernels.turn(0.0f, inverse_.row(y), residual, n, direction_.row(y));
-    }
-    double rz = dot(residual_, direction_);
+    double rz = 0.0;
+    const auto begin = [&](int y) {
+        prior_.addRow(estimate, y, product_.row(y));
+        rz += kernels.begin(rightSide_.row(y), product_.row(y), inverse_.row(y), n, residual_.row(y),
+                            direction_.row(y));
+    };
+    operator_.apply(estimate, {}, begin, product_);
     const double enough = kEnough * rz;
+    float beta = 0.0f;
     for (int step = 0; step < steps && rz > enough; ++step, ++steps_) {
-        apply(frames, direction_, product_);
-        const double curvature = dot(direction_, product_);
+        double curvature = 0.0;
+        const auto turn = [&](int y) {
+            if (step > 0) kernels.turn(beta, inverse_.row(y), residual_.row(y), n, direction_.row(y));
+        };
+        const auto multiply = [&](int y) {
+            prior_.addRow(direction_, y, product_.row(y));
+            curvature += kernels.dot(direction_.row(y), product_.row(y), n);
+        };
+        operator_.apply(direction_, turn, multiply, product_);
         if (!(curvature > 0.0)) return;
         const float alpha = static_cast<float>(rz / curvature);
         double next = 0.0;
-        for (int y = 0; y < rows; ++y) {
+        for (int y = 0; y < estimate.rows(); ++y) {
             next += kernels.step(alpha, direction_.row(y), product_.row(y), inverse_.row(y), n,
                                  estimate.row(y), residual_.row(y));
         }
-        const float beta = static_cast<float>(next / rz);
+        beta = static_cast<float>(next / rz);
         rz = next;
-        for (int y = 0; y < rows; ++y)
-            kernels.turn(beta, inverse_.row(y), residual_.row(y), n, direction_.row(y));
     }
 }
 
 void ImageSolver::solve(const std::vector<FrameState>& frames, const Buffer<float>& pattern, double strength,
                         const SolverLimits& limits, const PaddedImage& image) {
-    const auto seen = [&](std::size_t k, std::ptrdiff_t q) {
+    const auto seen = [&](std::size_t k, const SampleRun& run, float* row) {
         const FrameState& frame = frames[k];
-        const float value =
-            (frame.values.data()[q] - static_cast<float>(frame.offset)) / static_cast<float>(frame.gain);
-        return pattern.size() != 0 ? value - pattern.data()[q] : value;
+        const float offset = static_cast<float>(frame.offset), gain = static_cast<float>(frame.gain);
+        for (int i = run.first; i < run.first + run.count; ++i) {
+            const std::ptrdiff_t q = grid_.rowStart(run.y) + i;
+            float value = (frame.values.data()[q] - offset) / gain;
+            if (pattern.size() != 0) value -= pattern.data()[q];
+            row[i] = frame.weight.data()[q] * value;
+        }
     };
-    gather(frames, seen);
-    blur_.fromCoefficients(gathered_, rightSide_);
     sensitivity(frames, sensitivity_);
+    operator_.gather(seen, rightSide_);
     for (int freeze = 0; freeze < limits.freezes; ++freeze) {
         prior_.freeze(image, strength);
         prepareInverse();
         before_.copyFrom(image);
-        conjugateGradients(frames, image, limits.steps);
+        conjugateGradients(image, limits.steps);
         double moved = 0.0;
         for (int y = 0; y < image.rows(); ++y) {
             for (int i = 0; i < image.columns(); ++i) {
@@ -169,10 +137,16 @@ void ImageSolver::solve(const std::vector<FrameState>& frames, const Buffer<floa
 
 void ImageSolver::propagate(const std::vector<FrameState>& frames, const std::vector<Buffer<float>>& values,
                             int steps, const PaddedImage& out) {
-    gather(frames, [&](std::size_t k, std::ptrdiff_t q) { return values[k].data()[q]; });
-    blur_.fromCoefficients(gathered_, rightSide_);
+    const auto weighted = [&](std::size_t k, const SampleRun& run, float* row) {
+        for (int i = run.first; i < run.first + run.count; ++i) {
+            row[i] = frames[k].weight.data()[grid_.rowStart(run.y) + i] *
+                     values[k].data()[grid_.rowStart(run.y) + i];
+        }
+    };
+    operator_.place(frames);
+    operator_.gather(weighted, rightSide_);
     out.clear();
-    conjugateGradients(frames, out, steps);
+    conjugateGradients(out, steps);
 }
 
 }  // namespace oravo::vision::detail::precise

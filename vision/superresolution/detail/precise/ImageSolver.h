@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "vision/superresolution/detail/precise/CameraBlur.h"
+#include "vision/superresolution/detail/precise/FrameOperator.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 #include "vision/superresolution/detail/precise/SmoothnessPrior.h"
 
@@ -47,21 +47,15 @@ class ImageSolver {
     long steps() const { return steps_; }
 
   private:
-    /// gathered_ = sum_k S_k^T w_k values, valueAt(k, q) being that of pixel q of frame k.
-    template <class ValueAt>
-    void gather(const std::vector<FrameState>& frames, ValueAt valueAt);
-    void apply(const std::vector<FrameState>& frames, const PaddedImage& v, const PaddedImage& out);
     void prepareInverse();
-    void conjugateGradients(const std::vector<FrameState>& frames, const PaddedImage& estimate, int steps);
-    double dot(const PaddedImage& a, const PaddedImage& b) const;
+    void conjugateGradients(const PaddedImage& estimate, int steps);
 
     Grid grid_;
-    CameraBlur blur_;
+    FrameOperator operator_;
     SmoothnessPrior prior_;
     float sampleEnergy_;
-    SplineImage coefficients_, gathered_;
+    SplineImage coefficients_;
     PaddedImage sensitivity_, rightSide_, residual_, direction_, product_, inverse_, before_;
-    Buffer<float> row_;
     long steps_ = 0;
 };
 

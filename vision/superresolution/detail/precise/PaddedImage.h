@@ -14,7 +14,7 @@ inline int mirrored(int i, int n) {
     return i;
 }
 
-/// An image whose rows have room for kPad more values on each side, which mirrorPads() fills. Copies share memory.
+/// An image whose rows have room for kPad more values on each side, which mirrorRow() and mirrorPads() fill. Copies share memory.
 class PaddedImage {
   public:
     static constexpr int kPad = 8;
@@ -30,14 +30,15 @@ class PaddedImage {
     int rows() const { return rows_; }
     float* row(int y) const { return data_.data() + stride_ * y + kPad; }
 
-    void mirrorPads() const {
-        for (int y = 0; y < rows_; ++y) {
-            float* values = row(y);
-            for (int i = 1; i <= kPad; ++i) {
-                values[-i] = values[mirrored(-i, columns_)];
-                values[columns_ - 1 + i] = values[mirrored(columns_ - 1 + i, columns_)];
-            }
+    void mirrorRow(int y) const {
+        float* values = row(y);
+        for (int i = 1; i <= kPad; ++i) {
+            values[-i] = values[mirrored(-i, columns_)];
+            values[columns_ - 1 + i] = values[mirrored(columns_ - 1 + i, columns_)];
         }
+    }
+    void mirrorPads() const {
+        for (int y = 0; y < rows_; ++y) mirrorRow(y);
     }
     void copyFrom(const PaddedImage& other) const {
         std::memcpy(data_.data(), other.data_.data(), data_.size() * sizeof(float));

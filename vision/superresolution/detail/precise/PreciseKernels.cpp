@@ -45,7 +45,7 @@ inline void fillDerivatives(float start, float slope, int n, BlockWeights& w) {
 inline float* tapOf(const SplineView& image, const SampleRun& run, int offset, int r, int c) {
     const int column = run.column + c;
     const std::ptrdiff_t row =
-        static_cast<std::ptrdiff_t>(run.row + r) * image.factor + column % image.factor;
+        static_cast<std::ptrdiff_t>((run.row + r) & image.mask) * image.factor + column % image.factor;
     return image.data + row * image.pitch + column / image.factor + offset;
 }
 
@@ -319,6 +319,15 @@ void gram(const float* const* columns, int count, const float* weights, int n, d
     }
 }
 
+double begin(const float* right, const float* image, const float* inverse, int n, float* __restrict residual,
+             float* __restrict direction) {
+    for (int i = 0; i < n; ++i) {
+        residual[i] = right[i] - image[i];
+        direction[i] = inverse[i] * residual[i];
+    }
+    return dot(residual, direction, n);
+}
+
 double step(float alpha, const float* direction, const float* image, const float* inverse, int n,
             float* __restrict estimate, float* __restrict residual) {
     for (int i = 0; i < n; ++i) {
@@ -339,9 +348,21 @@ void turn(float beta, const float* inverse, const float* residual, int n, float*
 }  // namespace
 
 extern const PreciseKernels ORAVO_KERNELS;
-const PreciseKernels ORAVO_KERNELS = {
-    sample, sampleGradient, spread,       sampleAndSpread, blurDown,          blurAlong,
-    split,  join,           priorWeights, differences,     gatherDifferences, dot,
-    gram,   step,           turn};
+const PreciseKernels ORAVO_KERNELS = {sample,
+                                      sampleGradient,
+                                      spread,
+                                      sampleAndSpread,
+                                      blurDown,
+                                      blurAlong,
+                                      split,
+                                      join,
+                                      priorWeights,
+                                      differences,
+                                      gatherDifferences,
+                                      dot,
+                                      gram,
+                                      begin,
+                                      step,
+                                      turn};
 
 }  // namespace oravo::vision::detail::precise

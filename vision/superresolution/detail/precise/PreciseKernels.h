@@ -11,11 +11,12 @@ namespace oravo::vision::detail::precise {
 /// source is compiled once per instruction set, and nothing in it may be shared between those copies by the linker.
 /// Every value is computed by the same operations in the same order on each of them.
 
-/// A SplineImage: element i of phase p of row y is data[(y factor + p) pitch + i].
+/// A SplineImage: element i of phase p of row y is data[((y & mask) factor + p) pitch + i].
 struct SplineView {
     float* data = nullptr;
     std::ptrdiff_t pitch = 0;
     int factor = 1;
+    int mask = -1;
 };
 
 /// Consecutive pixels of a row of a frame whose 4 x 4 coefficients advance by the factor from one to the next.
@@ -89,6 +90,9 @@ struct PreciseKernels {
     /// sums[k] += sum over i of weights[i] columns[r][i] columns[c][i], k counting r = 0 .. count - 1 and c = 0 .. r: what
     /// normal equations are made of.
     void (*gram)(const float* const* columns, int count, const float* weights, int n, double* sums);
+    /// residual = right - image, direction = inverse residual; returns residual . direction
+    double (*begin)(const float* right, const float* image, const float* inverse, int n, float* residual,
+                    float* direction);
     /// estimate += alpha direction, residual -= alpha image; returns residual . (inverse residual)
     double (*step)(float alpha, const float* direction, const float* image, const float* inverse, int n,
                    float* estimate, float* residual);

@@ -23,21 +23,24 @@ BlurTaps splineTaps() {
     return taps;
 }
 
-void filterRow(const BlurTaps& taps, const PaddedImage& image, int y, const PaddedImage& line, float* out) {
+void filterRow(const BlurTaps& taps, const float* const* rows, int n, const PaddedImage& line, float* out) {
     static_assert(PaddedImage::kPad >= kBlurRadius, "rows are read beyond their ends");
-    const float* rows[2 * kBlurRadius + 1];
-    for (int k = -kBlurRadius; k <= kBlurRadius; ++k) {
-        rows[k + kBlurRadius] = image.row(mirrored(y + k, image.rows())) - kBlurRadius;
-    }
-    preciseKernels().blurDown(taps, rows, image.columns() + 2 * kBlurRadius, line.row(0) - kBlurRadius);
-    preciseKernels().blurAlong(taps, line.row(0), image.columns(), out);
+    const float* starts[2 * kBlurRadius + 1];
+    for (int k = 0; k <= 2 * kBlurRadius; ++k) starts[k] = rows[k] - kBlurRadius;
+    preciseKernels().blurDown(taps, starts, n + 2 * kBlurRadius, line.row(0) - kBlurRadius);
+    preciseKernels().blurAlong(taps, line.row(0), n, out);
 }
 
 PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image) {
     image.mirrorPads();
     const PaddedImage line(image.columns(), 1);
     const PaddedImage out(image.columns(), image.rows());
-    for (int y = 0; y < image.rows(); ++y) filterRow(taps, image, y, line, out.row(y));
+    const float* rows[2 * kBlurRadius + 1];
+    for (int y = 0; y < image.rows(); ++y) {
+        for (int k = -kBlurRadius; k <= kBlurRadius; ++k)
+            rows[k + kBlurRadius] = image.row(mirrored(y + k, image.rows()));
+        filterRow(taps, rows, image.columns(), line, out.row(y));
+    }
     return out;
 }
 

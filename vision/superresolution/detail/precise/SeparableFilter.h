@@ -12,9 +12,10 @@ BlurTaps gaussianTaps(double sigma);
 /// Taps (1, 4, 1) / 6: what a cubic B-spline image shows where its coefficients lie.
 BlurTaps splineTaps();
 
-/// out = row y of the image, filtered down and along. The image's pads are filled.
-/// @param line  a row as long as the image's, for work
-void filterRow(const BlurTaps& taps, const PaddedImage& image, int y, const PaddedImage& line, float* out);
+/// out = a row of n values, filtered down and along.
+/// @param rows  the 2 kBlurRadius + 1 rows around it, their pads filled
+/// @param line  a row of n values with pads, for work
+void filterRow(const BlurTaps& taps, const float* const* rows, int n, const PaddedImage& line, float* out);
 
 /// The whole image, mirrored at its border; fills its pads.
 PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image);

@@ -32,25 +32,23 @@ DifferenceRow SmoothnessPrior::differenceRow(int slot) const {
             scratch_.row(base + 4)};
 }
 
-void SmoothnessPrior::addProduct(const PaddedImage& v, const PaddedImage& out) const {
+void SmoothnessPrior::addRow(const PaddedImage& v, int y, float* out) const {
     const int n = v.columns();
     const int rows = v.rows();
     const PreciseKernels& kernels = preciseKernels();
-    float* zeros = scratch_.row(kKinds * kSlots);
-    v.mirrorPads();
-    const auto difference = [&](int y) {
-        kernels.differences(around(v, y), first_.row(y), second_.row(y), n, differenceRow(y % kSlots));
+    const auto difference = [&](int row) {
+        kernels.differences(around(v, row), first_.row(row), second_.row(row), n,
+                            differenceRow(row % kSlots));
     };
-    difference(0);
-    for (int y = 0; y < rows; ++y) {
-        if (y + 1 < rows) difference(y + 1);
-        const DifferenceRow here = differenceRow(y % kSlots);
-        // Beyond the first and last row first and mixed differences vanish, second ones are mirrored.
-        DifferenceRow above{zeros, zeros, zeros, here.yy, zeros};
-        if (y > 0) above = differenceRow((y - 1) % kSlots);
-        const DifferenceRow below = y + 1 < rows ? differenceRow((y + 1) % kSlots) : here;
-        kernels.gatherDifferences(above, here, below, n, out.row(y));
-    }
+    if (y == 0) difference(0);
+    if (y + 1 < rows) difference(y + 1);
+    const DifferenceRow here = differenceRow(y % kSlots);
+    // Beyond the first and last row first and mixed differences vanish, second ones are mirrored.
+    float* zeros = scratch_.row(kKinds * kSlots);
+    DifferenceRow above{zeros, zeros, zeros, here.yy, zeros};
+    if (y > 0) above = differenceRow((y - 1) % kSlots);
+    const DifferenceRow below = y + 1 < rows ? differenceRow((y + 1) % kSlots) : here;
+    kernels.gatherDifferences(above, here, below, n, out);
 }
 
 void SmoothnessPrior::addDiagonal(int y, float* out) const {

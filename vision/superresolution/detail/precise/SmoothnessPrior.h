@@ -24,8 +24,8 @@ class SmoothnessPrior {
 
     /// Freezes L at an estimate, whose pads are filled.
     void freeze(const PaddedImage& estimate, double strength);
-    /// out += L v; fills the pads of v.
-    void addProduct(const PaddedImage& v, const PaddedImage& out) const;
+    /// out += row y of L v. Called row by row from 0 on; the pads of v are filled, down to row y + 2.
+    void addRow(const PaddedImage& v, int y, float* out) const;
     /// About the diagonal of L in a row.
     void addDiagonal(int y, float* out) const;
 

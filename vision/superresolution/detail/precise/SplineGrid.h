@@ -21,6 +21,8 @@ struct Grid {
 
     int columns() const { return factor * width + 2 * margin; }
     int rows() const { return factor * height + 2 * margin; }
+    /// Where row y of a frame begins in a dense image.
+    std::ptrdiff_t rowStart(int y) const { return static_cast<std::ptrdiff_t>(y) * width; }
 };
 
 /// An image as coefficients of cubic B-splines, the columns of each row sorted by their remainder modulo the factor,
@@ -28,22 +30,29 @@ struct Grid {
 class SplineImage {
   public:
     SplineImage() = default;
-    explicit SplineImage(const Grid& grid)
-        : factor_(grid.factor),
-          pitch_((grid.columns() / grid.factor + 16) / 16 * 16),
-          data_(static_cast<std::size_t>(pitch_) * static_cast<std::size_t>(grid.factor) *
-                static_cast<std::size_t>(grid.rows())) {}
+    explicit SplineImage(const Grid& grid) : SplineImage(grid, grid.rows(), -1) {}
+    /// One that keeps `kept` rows, a power of two: rows that lie so far apart share memory.
+    SplineImage(const Grid& grid, int kept) : SplineImage(grid, kept, kept - 1) {}
 
     /// Element i is column factor * i + phase.
     float* row(int row, int phase) const {
-        return data_.data() + (static_cast<std::ptrdiff_t>(row) * factor_ + phase) * pitch_;
+        return data_.data() + (static_cast<std::ptrdiff_t>(row & mask_) * factor_ + phase) * pitch_;
     }
-    SplineView view() const { return {data_.data(), pitch_, factor_}; }
-    int factor() const { return factor_; }
-    void clear() const { std::memset(data_.data(), 0, data_.size() * sizeof(float)); }
+    void clearRow(int row) const {
+        std::memset(this->row(row, 0), 0, static_cast<std::size_t>(pitch_ * factor_) * sizeof(float));
+    }
+    SplineView view() const { return {data_.data(), pitch_, factor_, mask_}; }
 
   private:
+    SplineImage(const Grid& grid, int rows, int mask)
+        : factor_(grid.factor),
+          mask_(mask),
+          pitch_((grid.columns() / grid.factor + 16) / 16 * 16),
+          data_(static_cast<std::size_t>(pitch_) * static_cast<std::size_t>(grid.factor) *
+                static_cast<std::size_t>(rows)) {}
+
     int factor_ = 1;
+    int mask_ = -1;
     std::ptrdiff_t pitch_ = 0;
     Buffer<float> data_;
 };

@@ -11,45 +11,7 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-PaddedImage randomPadded(const Grid& grid, unsigned seed) {
-    const PaddedImage image(grid.columns(), grid.rows());
-    for (int y = 0; y < grid.rows(); ++y) {
-        const std::vector<float> values = test::randomVector(grid.columns(), seed + static_cast<unsigned>(y));
-        std::copy(values.begin(), values.end(), image.row(y));
-    }
-    return image;
-}
-
-double dot(const PaddedImage& a, const PaddedImage& b) {
-    double sum = 0.0;
-    for (int y = 0; y < a.rows(); ++y) {
-        for (int x = 0; x < a.columns(); ++x)
-            sum += static_cast<double>(a.row(y)[x]) * static_cast<double>(b.row(y)[x]);
-    }
-    return sum;
-}
-
 }  // namespace
-
-TEST(CameraBlur, IsItsOwnAdjoint) {
-    for (const Grid& grid : {Grid{8, 8, 2, 4}, Grid{9, 13, 1, 4}, Grid{11, 8, 3, 4}, Grid{17, 9, 4, 4}}) {
-        const CameraBlur blur(grid, 0.683 * grid.factor / 2.0);
-        const PaddedImage u = randomPadded(grid, 100), v = randomPadded(grid, 200);
-        const PaddedImage blurredU(grid.columns(), grid.rows()), blurredV(grid.columns(), grid.rows());
-        const SplineImage coefficients(grid);
-        blur.toCoefficients(u, coefficients);
-        blur.unsorted(coefficients, blurredU);
-        blur.toCoefficients(v, coefficients);
-        blur.unsorted(coefficients, blurredV);
-        // Taps of at most 1.7 in sum of magnitudes either way, twelve roundings each way.
-        const double bound = 1.7 * 1.7 * 24.0 * grid.columns() * grid.rows() * std::ldexp(1.0, -24);
-        EXPECT_NEAR(dot(blurredU, v), dot(u, blurredV), bound);
-        // <B u, c> = <u, B^T c> for coefficients c, here those of v itself.
-        const PaddedImage back(grid.columns(), grid.rows());
-        blur.fromCoefficients(coefficients, back);
-        EXPECT_NEAR(dot(blurredU, blurredV), dot(u, back), bound);
-    }
-}
 
 TEST(CameraBlur, ShowsAPointAsAGaussianWhereverASampleLies) {
     struct Case {

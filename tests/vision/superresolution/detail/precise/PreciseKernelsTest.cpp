@@ -226,6 +226,12 @@ TEST(PreciseKernels, VectorStepsHaveTheBitsOfTheirTwins) {
         }
         onEveryLevel([&](const PreciseKernels& kernels) {
             Floats x = estimateBefore, r = residualBefore, d = direction;
+            const double begun = kernels.begin(x.data(), image.data(), inverse.data(), n, r.data(), d.data());
+            EXPECT_EQ(begun, plain::laneDot(r, d));
+            for (std::size_t i = 0; i < r.size(); ++i) ASSERT_EQ(r[i], x[i] - image[i]);
+            EXPECT_EQ(d, product(inverse, r));
+            r = residualBefore;
+            d = direction;
             EXPECT_EQ(
                 kernels.step(alpha, direction.data(), image.data(), inverse.data(), n, x.data(), r.data()),
                 plain::laneDot(residual, scaled));

@@ -15,7 +15,8 @@ using plain::Plane;
 Plane product(const SmoothnessPrior& prior, const Plane& plane) {
     const PaddedImage v(plane.cols, plane.rows), out(plane.cols, plane.rows);
     for (int y = 0; y < plane.rows; ++y) std::copy_n(plane[y], plane.cols, v.row(y));
-    prior.addProduct(v, out);
+    v.mirrorPads();
+    for (int y = 0; y < plane.rows; ++y) prior.addRow(v, y, out.row(y));
     Plane result(plane.size());
     for (int y = 0; y < plane.rows; ++y) std::copy_n(out.row(y), plane.cols, result[y]);
     return result;
