@@ -7,7 +7,7 @@
 
 #include "fuzz/Input.h"
 #include "tools/base/UserError.h"
-#include "tools/enhance/FrameWindow.h"
+#include "tools/enhance/Reconstructor.h"
 #include "tools/enhance/StreamGuard.h"
 #include "tools/measure/FrameMeasures.h"
 #include "tools/measure/Metrics.h"
@@ -76,15 +76,21 @@ void measure(Input& in, const Frame& a, const Frame& b) {
 
 void recording(Input& in) {
     tools::EnhanceParameters parameters;
-    parameters.kind = in.oneOf({tools::PipelineKind::floatingPoint, tools::PipelineKind::vector});
+    parameters.kind = in.oneOf(
+        {tools::PipelineKind::floatingPoint, tools::PipelineKind::vector, tools::PipelineKind::precise});
     const bool any = parameters.kind == tools::PipelineKind::vector;
-    if (!any) parameters.registration = in.oneOf({tools::Registration::corners, tools::Registration::phase});
+    const bool precise = parameters.kind == tools::PipelineKind::precise;
+    if (!any && !precise)
+        parameters.registration = in.oneOf({tools::Registration::corners, tools::Registration::phase});
     parameters.rawCounts = !any && in.between(0, 1) == 1;
     parameters.chooseWeight = in.between(0, 1) == 1;
     parameters.iterations = 2;
     const bool every = in.between(0, 1) == 1;
-    const cv::Size size(2 * in.between(2, 20), in.between(3, 40));
-    tools::FrameWindow window(size, parameters, every);
+    const int least = precise ? 8 : 3;
+    const cv::Size size(2 * in.between(4, 20), in.between(least, 40));
+    tools::settlePipeline(parameters);
+    tools::Recording recording(tools::rulesFor(parameters, every));
+    const auto reconstructor = tools::makeReconstructor(size, parameters, every, {});
     tools::StreamGuard guard;
     Frame frame, before;
     for (int i = in.between(1, 12); i > 0; --i) {
@@ -95,10 +101,10 @@ void recording(Input& in) {
         require(guard.look(sound).verdict == tools::StreamGuard::Verdict::repeated, "a repetition is one");
         measure(in, sound, before.empty() ? sound : before);
         before = sound;
-        window.add(frame, plausible, "frame", false);
-        if (!window.ready() || !(every || i == 1)) continue;
+        recording.add(frame, plausible, "frame", false);
+        if (!recording.ready() || !(every || i == 1)) continue;
         tools::Refusal refusal;
-        const std::optional<tools::Enlarged> enlarged = window.run(refusal);
+        const std::optional<tools::Enlarged> enlarged = reconstructor->run(recording.latest(), refusal);
         require(enlarged.has_value() || !refusal.reason.empty(), "a refusal has a reason");
         if (!enlarged) continue;
         require(enlarged->image.size() == cv::Size(2 * size.width, 2 * size.height),

@@ -54,7 +54,7 @@ class Gallery:
         """The enlarged image of a burst, its figures against the truth, and what the program said."""
         out = self.scratch / "enlarged.tif"
         arguments = [f"--{key.replace('_', '-')}={value}" for key, value in options.items()]
-        said = self.run("enhance", burst, "-o", out, "--no-guard", *arguments)
+        said = self.run("enhance", burst, "-o", out, "--no-guard", "--pipeline", "float", *arguments)
         return read(out), self.figures(out, burst, "result"), said
 
     def figures(self, image, burst, row):
@@ -118,7 +118,7 @@ class Gallery:
     def comparison(self):
         burst = self.burst("plain", noise=0.05)
         out = self.scratch / "enlarged.tif"
-        self.run("enhance", burst, "-o", out)
+        self.run("enhance", burst, "-o", out, "--pipeline", "float")
         picture = self.scratch / "comparison.png"
         self.run("evaluate", out, burst / "truth.tif", "--reference", burst / "frame_001.tif", "--picture", picture)
         Image.open(picture).convert("RGB").quantize(255).save(self.folder / "comparison.png", optimize=True)

@@ -12,8 +12,11 @@ superres="$release_tree"/tools/oravo-superres
 "$superres" simulate -o "$work/burst" --width 75 --height 58 --frames 7 --noise 0.5 --seed 4 >"$work/log"
 for level in baseline avx2 avx512; do
     echo "== level $level"
-    ORAVO_SIMD=$level "$superres" enhance "$work/burst" -o "$work/$level/" --every >"$work/log"
-    (cd "$work/$level" && sha256sum -- *) >"$work/$level.sums"
+    for pipeline in precise float; do
+        ORAVO_SIMD=$level "$superres" enhance "$work/burst" -o "$work/$level/$pipeline/" --every \
+            --pipeline $pipeline >"$work/log"
+    done
+    (cd "$work/$level" && sha256sum -- */*) >"$work/$level.sums"
     cmp "$work/baseline.sums" "$work/$level.sums"
     ORAVO_SIMD=$level ctest --test-dir "$release_tree" --output-on-failure -j "$(nproc)" | tail -n 8
 done

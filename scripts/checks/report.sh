@@ -63,7 +63,7 @@ mkdir -p "$out"
     --report "$out/report.json"
 # A name that is markup, a portrait, a fixed range, and a frame that is left out.
 "$superres" simulate -o "$out/odd" --width 64 --height 96 --reference 1 --shifts '0.2,0.1;0,0;0.3,13;0.2,0.15;0.7,0.1'
-"$superres" enhance "$out/odd" -o "$out/<b>&\"odd\"<.tif" --palette grey --range 10:30 --report "$out/odd.html"
+"$superres" enhance "$out/odd" -o "$out/<b>&\"odd\"<.tif" --pipeline float --palette grey --range 10:30 --report "$out/odd.html"
 for width in 1280 500; do
     look report "$width"
     look odd "$width"

@@ -13,9 +13,9 @@ superres="$release_tree"/tools/oravo-superres
 watch=(valgrind --quiet --error-exitcode=99 --track-origins=yes --leak-check=full --errors-for-leak-kinds=definite
     --show-leak-kinds=definite --num-callers=25)
 
-for pipeline in "--registration corners" "--registration phase" "--pipeline vector" "--pipeline reference"; do
+for pipeline in precise float "float --registration phase" vector reference; do
     echo "== enhance $pipeline"
-    "${watch[@]}" "$superres" enhance "$work/burst" -o "$work/out.tif" $pipeline >"$work/log" 2>&1 ||
+    "${watch[@]}" "$superres" enhance "$work/burst" -o "$work/out.tif" --pipeline $pipeline >"$work/log" 2>&1 ||
         { cat "$work/log"; exit 1; }
 done
 echo "== tests of the C interface and of the fixed-point operators"

@@ -8,7 +8,7 @@
 namespace oravo::tools {
 namespace {
 
-constexpr double kQuiet = 2.0;     // seconds in which nothing is shown
+constexpr double kQuiet = 1.0;     // seconds in which nothing is shown
 constexpr double kInterval = 0.2;  // between two lines
 
 }  // namespace
@@ -17,10 +17,22 @@ Progress::~Progress() {
     showStatus("");
 }
 
+bool Progress::isTime(double elapsed) {
+    if (elapsed < kQuiet || elapsed - shown_ < kInterval) return false;
+    shown_ = elapsed;
+    return true;
+}
+
+void Progress::done(double share) {
+    const double elapsed = watch_.stop();
+    if (share <= 0.0 || share >= 1.0 || !isTime(elapsed)) return;
+    showStatus(format("%s, %.0f %% done, %s left", what_.c_str(), 100.0 * share,
+                      roughTime(elapsed / share * (1.0 - share)).c_str()));
+}
+
 void Progress::done(std::size_t count) {
     const double elapsed = watch_.stop();
-    if (elapsed < kQuiet || elapsed - shown_ < kInterval || count == 0 || count >= total_) return;
-    shown_ = elapsed;
+    if (count == 0 || count >= total_ || !isTime(elapsed)) return;
     const double left = elapsed / static_cast<double>(count) * static_cast<double>(total_ - count);
     showStatus(format("%s %zu of %zu, %s left", what_.c_str(), count, total_, roughTime(left).c_str()));
 }

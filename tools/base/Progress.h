@@ -8,18 +8,22 @@
 
 namespace oravo::tools {
 
-/// How far long work has come and how long it will take, shown on a terminal after the first two seconds.
+/// How far long work has come and how long it will take, shown on a terminal after the first second.
 class Progress {
   public:
-    /// @param what  is counted, such as "frame"
-    Progress(const std::string& what, std::size_t total) : what_(what), total_(total) {}
+    /// @param what  is counted, such as "frame", or done, such as "enlarging"
+    explicit Progress(const std::string& what, std::size_t total = 0) : what_(what), total_(total) {}
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
     void done(std::size_t count);
+    /// Of a single piece of work: how much of it is done, from 0 to 1.
+    void done(double share);
 
   private:
+    bool isTime(double elapsed);
+
     std::string what_;
     std::size_t total_;
     StopWatch watch_;

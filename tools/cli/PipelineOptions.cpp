@@ -1,30 +1,85 @@
 #include "tools/cli/PipelineOptions.h"
 
+#include "tools/base/UserError.h"
+#include "tools/cli/Validators.h"
+
 namespace oravo::tools {
+namespace {
+
+constexpr int kMostFrames = vision::SrPrecise::kMaxFrames;
+constexpr double kMostSmoothness = 1e6;
+
+/// An option that only some pipelines have a use for.
+struct Limited {
+    const char* option;
+    bool precise;        // of use to the precise pipeline, or else to those of five frames
+    const char* reason;  // why it is of none to the others, in words that follow "the float pipeline "
+};
+
+constexpr Limited kLimited[] = {
+    {"--frames", true, "makes each image of five frames"},
+    {"--smoothness", true, "takes a --tv-weight"},
+    {"--tv-weight", false, "chooses the weight of its prior by itself (--smoothness sets it)"},
+    {"--iterations", false, "goes on until the image no longer changes"},
+    {"--relative-residue", false, "goes on until the image no longer changes"},
+    {"--registration", false, "aligns frames by a fit of its own"},
+    {"--registration-error", false, "weighs each pixel by how well it fits"},
+    {"--timing", false, "prints no report"},
+};
+
+}  // namespace
+
+void refuseUselessOptions(const CLI::App& command, const EnhanceParameters& parameters) {
+    const bool precise = parameters.kind == PipelineKind::precise;
+    for (const Limited& limited : kLimited) {
+        if (limited.precise == precise || command.count(limited.option) == 0) continue;
+        throw UserError(ExitCode::kUsage, std::string(limited.option) + ": the " + nameOf(parameters.kind) +
+                                              " pipeline " + limited.reason +
+                                              (precise ? "; --pipeline float takes this option" : ""));
+    }
+}
 
 void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
     EnhanceParameters& p = parameters;
     command
         .add_option_function<std::string>(
             "--pipeline", [&p](const std::string& name) { p.kind = *pipelineNamed(name); },
-            "How images are computed: float; or vector (the same on 4-lane vector operations, but defective "
+            "How images are computed: precise (the best image: up to twelve frames, which may turn, zoom and "
+            "drift; nothing to tune); or float (five frames that only move, live on one core); or vector "
+            "(the "
+            "same on 4-lane vector operations, but defective "
             "pixels are not repaired); or reference (the pipeline of raw 16-bit counts: phase "
             "correlation, for even widths; the image lies on the newest frame; sums in single precision)")
         ->check(CLI::IsMember(pipelineNames()))
-        ->default_str("float");
+        ->default_str(nameOf(p.kind));
+    command
+        .add_option(
+            "--frames", p.frames,
+            "The most frames that an image is made of, the newest ones (precise pipeline; the others take "
+            "five)")
+        ->check(CLI::Range(1, kMostFrames))
+        ->capture_default_str();
+    command
+        .add_option(
+            "--smoothness", p.smoothness,
+            "Weight of the prior of the precise pipeline, in units of the scene's contrast; 0: the one that "
+            "best predicts withheld pixels")
+        ->check(numberWithin(0.0, kMostSmoothness))
+        ->capture_default_str();
     command
         .add_option_function<int>(
             "--reference-index", [&p](int index) { p.referenceIndex = index; },
-            "Frame of the window of five whose grid the image lies on, counted back from the newest "
+            "Frame whose grid the image lies on, counted back from the newest "
             "(default: 3; of the reference pipeline always 0)")
-        ->check(CLI::Range(0, Enhancer::kWindowSize - 1));
+        ->check(CLI::Range(0, kMostFrames - 1));
     command
         .add_option_function<std::string>(
             "--registration",
             [&p](const std::string& name) {
                 p.registration = name == "phase" ? Registration::phase : Registration::corners;
             },
-            "How frames are aligned: tracked corners, or phase correlation (for even widths; needs fine "
+            "How the float pipeline aligns frames: tracked corners, or phase correlation (for even widths; "
+            "needs fine "
             "texture where frames moved by more than a pixel) (default: corners; of the vector pipeline "
             "always "
             "corners, of the reference pipeline always phase)")

@@ -3,13 +3,16 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/enhance/Enhancer.h"
+#include "tools/enhance/Enlarged.h"
 
 namespace oravo::tools {
 
-/// Adds the options that choose a pipeline and how it aligns frames. Options that the chosen pipeline does not
+/// Adds the options that choose a pipeline, its frames, and how it aligns them. Values that the chosen pipeline does not
 /// know are refused by settlePipeline().
 void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters);
+
+/// Throws UserError for an option that was given and that the chosen pipeline has no use for.
+void refuseUselessOptions(const CLI::App& command, const EnhanceParameters& parameters);
 
 }  // namespace oravo::tools
 

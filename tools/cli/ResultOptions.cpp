@@ -21,18 +21,19 @@ void addResultOptions(CLI::App* command, ResultOptions& options) {
         "LOW:HIGH: the values that the colours span (default: from the lowest to the highest of the image). "
         "Fixed ranges make pictures comparable");
     command
-        ->add_option(
-            "--coverage", options.coverage,
-            "How many of the five frames vouch for each pixel of the (last) image: FILE.tif for 8-bit "
-            "numbers, FILE.png for a picture")
+        ->add_option("--coverage", options.coverage,
+                     "How many of the frames are valid at each pixel of the (last) image: FILE.tif for 8-bit "
+                     "numbers, FILE.png for a picture")
         ->check(notEmpty());
     command
         ->add_option(
             "--noise-map", options.noiseMap,
-            "The noise of the frames at each pixel of the (last) image, a standard deviation in the "
-            "image's unit: how the frames scatter around what the image says they should show, within "
-            "5 x 5 of their pixels. It is larger where something moved or the image is not sharp "
-            "enough to explain an edge. FILE.tif for numbers, FILE.png for a picture")
+            "FILE.tif for numbers, FILE.png for a picture: a standard deviation for each pixel of the (last) "
+            "image, "
+            "in its unit. Of the precise pipeline that of the image itself; of the others the noise of the "
+            "frames: how they scatter around what the image says they should show, within 5 x 5 of their "
+            "pixels, which is larger where something moved or the image is not sharp enough to explain an "
+            "edge")
         ->check(notEmpty());
     command
         ->add_option(

@@ -124,7 +124,8 @@ void addEnhance(CLI::App& app, EnhanceCommand& c) {
         "Take every frame and parameter as given. Otherwise repeated frames are skipped, no window "
         "reaches across a jump of level or contrast, frames that moved too far or do not fit are left "
         "out, and the TV weight is lowered for noisy frames unless --tv-weight is given; each is said");
-    sub->callback([&c, weight] {
+    sub->callback([&c, sub, weight] {
+        refuseUselessOptions(*sub, c.parameters);
         c.parameters.chooseWeight = weight->count() == 0;
         c.jobs == 0 ? enhance(c) : enhanceBatch(c);
     });

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/enhance/Enhancer.h"
+#include "tools/enhance/Enlarged.h"
 #include "tools/input/FrameReader.h"
 #include "tools/pictures/ColourScale.h"
 #include "tools/values/Decode.h"

@@ -9,8 +9,9 @@
 #include "tools/base/TextLines.h"
 #include "tools/base/UserError.h"
 #include "tools/commands/Commands.h"
+#include "tools/commands/ReportFacts.h"
 #include "tools/commands/ResultFiles.h"
-#include "tools/enhance/FrameWindow.h"
+#include "tools/enhance/Reconstructor.h"
 #include "tools/formats/ShiftTable.h"
 #include "tools/input/FrameReader.h"
 #include "tools/input/InputFiles.h"
@@ -20,8 +21,6 @@
 
 namespace oravo::tools {
 namespace {
-
-constexpr auto kWindow = static_cast<std::size_t>(Enhancer::kWindowSize);
 
 constexpr char kTableTitle[] = "estimated shifts";
 constexpr std::size_t kLongestTitle = 200;
@@ -66,14 +65,33 @@ EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
             sizeof(float) * static_cast<std::uint64_t>(size.area())};
 }
 
-void summarise(const Enlarged& enlarged) {
-    const std::size_t newest = enlarged.frames.back();
+/// What the precise pipeline found out about the image and the sensor.
+std::string findings(const Enlarged& enlarged, const std::string& unit) {
+    const vision::SrPreciseResult& result = *enlarged.precise;
+    const std::string inUnit = unit.empty() ? "" : " " + unit;
+    std::string line;
+    if (const std::optional<double> better = decibelsOverBicubic(result)) {
+        line += format("%.1f dB better than bicubic at withheld pixels (%.2g%s against %.2g%s), ", *better,
+                       result.withheldError, inUnit.c_str(), result.bicubicError, inUnit.c_str());
+    }
+    line += format("noise %.2g%s", result.noise, inUnit.c_str());
+    if (!result.deadPixels.empty()) line += format(", %zu dead pixels left out", result.deadPixels.size());
+    if (!result.pattern.empty()) line += ", a fixed pattern subtracted";
+    return line;
+}
+
+void summarise(const Enlarged& enlarged, const std::string& unit) {
     if (!enlarged.warning.empty()) {
-        warn(Guard{"result", newest, format("frame %zu: %s", newest, enlarged.warning.c_str()), ""});
+        warn(Guard{"result", enlarged.newest,
+                   format("frame %zu: %s", enlarged.newest, enlarged.warning.c_str()), ""});
     }
     std::string line = format("frames %s: ", ranges(enlarged.frames).c_str());
-    if (enlarged.warning.empty()) line += format("gain %.2f, ", static_cast<double>(enlarged.gain));
-    line += "shifts";
+    if (enlarged.precise) {
+        line += findings(enlarged, unit);
+    } else if (enlarged.warning.empty()) {
+        line += format("gain %.2f", static_cast<double>(enlarged.gain));
+    }
+    line += line.back() == ' ' ? "shifts" : ", shifts";
     for (const cv::Point2f& d : enlarged.shifts) {
         line += format(" (%.2f, %.2f)", static_cast<double>(d.x), static_cast<double>(d.y));
     }
@@ -87,10 +105,14 @@ class Enhancement {
                 const EnhanceParameters& parameters, cv::Size size, ResultFiles& results)
         : command_(command),
           reader_(reader),
-          window_(size, parameters, command.every),
+          recording_(rulesFor(parameters, command.every)),
+          reconstructor_(makeReconstructor(size, parameters, command.every,
+                                           [this](double share) {
+                                               if (progress_) progress_->done(share);
+                                           })),
           values_(reader, valueOptions(command)),
           results_(results),
-          enlargedSize_(size * Enhancer::kFactor),
+          enlargedSize_(size * Pipeline::kFactor),
           sink_(enlargedOutput(command, enlargedSize_), inputs, files_) {}
 
     void run() {
@@ -100,7 +122,7 @@ class Enhancement {
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
                             command_.every
-                                ? "no frame could be enlarged; nothing was written" + window_.skipped()
+                                ? "no frame could be enlarged; nothing was written" + recording_.skipped()
                                 : refusal_);
         }
         // Nothing appears before everything is written.
@@ -114,7 +136,7 @@ class Enhancement {
              (withoutValue_ == 0 ? ""
                                  : format(", %zu pixel%s without a value (NaN)", withoutValue_,
                                           withoutValue_ == 1 ? "" : "s")) +
-             (without_.empty() ? "" : ", none for frames " + ranges(without_)) + window_.skipped());
+             (without_.empty() ? "" : ", none for frames " + ranges(without_)) + recording_.skipped());
     }
 
   private:
@@ -122,7 +144,7 @@ class Enhancement {
         Progress progress("frame", reader_.count());
         for (std::size_t i = 0; i < reader_.count(); ++i) {
             const bool taken = takeIn(i);
-            if (command_.every && i + 1 >= kWindow) enlargeEach(i, taken);
+            if (command_.every && i + 1 >= Recording::kEnough) enlargeEach(i, taken);
             progress.done(i + 1);
         }
     }
@@ -130,12 +152,12 @@ class Enhancement {
     bool takeIn(std::size_t index) {
         const ValueReader::Frame frame = values_.read(index);
         // Of implausible values the important thing is said once, of all of them.
-        return window_.add(frame.values, frame.plausible, reader_.name(index), frame.outside);
+        return recording_.add(frame.values, frame.plausible, reader_.name(index), frame.outside);
     }
 
     /// A frame that was skipped, or stands too near behind a jump, has no image, and that has been said.
     void enlargeEach(std::size_t newest, bool taken) {
-        if (taken && window_.ready()) {
+        if (taken && recording_.ready()) {
             if (enlarge(newest)) return;
             warn(refusal_);
         }
@@ -143,23 +165,25 @@ class Enhancement {
     }
 
     void enlargeLast() {
-        if (!window_.ready()) {
+        if (!recording_.ready()) {
             refusal_ = format("no enlarged image: fewer than %zu frames are left%s (--no-guard keeps all)",
-                              kWindow, window_.skipped().c_str());
+                              Recording::kEnough, recording_.skipped().c_str());
             return;
         }
+        progress_.emplace("enlarging");
         enlarge(reader_.count() - 1);
+        progress_.reset();
     }
 
     bool enlarge(std::size_t newest) {
         Refusal refusal;
-        const std::optional<Enlarged> enlarged = window_.run(refusal);
+        const std::optional<Enlarged> enlarged = reconstructor_->run(recording_.latest(), refusal);
         if (!enlarged) {
             refusal_ = format("frame %zu (%s): no enlarged image: %s", newest, reader_.name(newest).c_str(),
                               refusal.reason.c_str());
             return false;
         }
-        summarise(*enlarged);
+        summarise(*enlarged, unitOf(command_));
         sink_.add(enlarged->image, newest);
         results_.take(*enlarged);
         withoutValue_ += static_cast<std::size_t>(enlarged->withoutValue.total());
@@ -171,7 +195,8 @@ class Enhancement {
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
-    FrameWindow window_;
+    Recording recording_;
+    std::unique_ptr<Reconstructor> reconstructor_;
     ValueReader values_;
     ResultFiles& results_;
     cv::Size enlargedSize_;
@@ -180,16 +205,29 @@ class Enhancement {
     std::size_t withoutValue_ = 0;      // pixels of all images
     std::string shifts_;                // the table of the latest image
     std::string refusal_;               // the latest
+    std::optional<Progress> progress_;  // of the only image
     std::vector<std::size_t> without_;  // frames without an image, of --every
 };
+
+/// Images that --every makes begin with the fifth frame, whatever the pipeline.
+void requireEnoughFrames(const EnhanceCommand& command, std::size_t given) {
+    const EnhanceParameters& p = command.parameters;
+    const std::size_t needed = command.every ? Recording::kEnough : rulesFor(p, false).least;
+    if (given < needed) {
+        throw inputError(format("too few frames: %zu given, at least %zu needed", given, needed));
+    }
+    if (p.kind == PipelineKind::precise && p.referenceIndex &&
+        static_cast<std::size_t>(*p.referenceIndex) >= given) {
+        throw UserError(ExitCode::kUsage, format("--reference-index %d: only %zu frame%s given",
+                                                 *p.referenceIndex, given, given == 1 ? " is" : "s are"));
+    }
+}
 
 }  // namespace
 
 void enhance(const EnhanceCommand& command) {
     FrameReader reader(command.inputs, command.reading);
-    if (reader.count() < kWindow) {
-        throw inputError(format("too few frames: %zu given, at least %zu needed", reader.count(), kWindow));
-    }
+    requireEnoughFrames(command, reader.count());
     const InputFiles inputs{reader, command.inputs, command.calibration};
     if (!command.shiftsFile.empty()) {
         checkTarget(command.shiftsFile, {".csv", ".txt"});

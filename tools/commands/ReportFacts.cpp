@@ -53,20 +53,20 @@ std::vector<Fact> inputFacts(const EnhanceCommand& command, const FrameReader& r
 }
 
 std::vector<Fact> parameterFacts(const EnhanceCommand& command, const EnhanceParameters& p) {
-    std::string pipeline;
-    for (const std::string& name : pipelineNames()) {
-        if (pipelineNamed(name) == p.kind) pipeline = name;
-    }
-    std::vector<Fact> facts{
-        {"pipeline", pipeline},
-        {"registration", std::string(p.registration == Registration::phase ? "phase" : "corners")},
-        {"reference-index", static_cast<double>(p.referenceIndex.value_or(0))},
-        {"psf-sigma", asDouble(p.psfSigma)},
-        {"tv-weight", asDouble(p.tvWeight)},
-        {"iterations", static_cast<double>(p.iterations)},
-        {"relative-residue", asDouble(p.relativeResidue)},
-        {"registration-error", asDouble(p.registrationError)},
-        {"nuc", p.rawCounts}};
+    std::vector<Fact> facts{{"pipeline", nameOf(p.kind)},
+                            {"reference-index", static_cast<double>(p.referenceIndex.value_or(0))},
+                            {"psf-sigma", asDouble(p.psfSigma)},
+                            {"nuc", p.rawCounts}};
+    const std::vector<Fact> own =
+        p.kind == PipelineKind::precise
+            ? std::vector<Fact>{{"frames", static_cast<double>(p.frames)}, {"smoothness", p.smoothness}}
+            : std::vector<Fact>{
+                  {"registration", std::string(p.registration == Registration::phase ? "phase" : "corners")},
+                  {"tv-weight", asDouble(p.tvWeight)},
+                  {"iterations", static_cast<double>(p.iterations)},
+                  {"relative-residue", asDouble(p.relativeResidue)},
+                  {"registration-error", asDouble(p.registrationError)}};
+    facts.insert(facts.end(), own.begin(), own.end());
     if (!command.camera.empty()) facts.push_back({"camera", command.camera});
     return facts;
 }

@@ -24,11 +24,17 @@ bool isPicture(const std::string& path) {
     return lowerExtension(path) == ".png";
 }
 
-cv::Mat pictureOf(const cv::Mat_<float>& noise, const std::string& unit) {
+cv::Mat pictureOf(const cv::Mat_<float>& noise, const std::string& unit, const char* caption) {
     constexpr double kClipped = 1.0;  // percent: a few edges would hide the rest
     const ColourScale scale = ColourScale::of(noise, paletteNamed("inferno"), kClipped);
-    const Preview preview{scale, unit, "Noise of the frames at each pixel (standard deviation)", false};
-    return preview.draw(noise);
+    return Preview{scale, unit, caption, false}.draw(noise);
+}
+
+/// Of the image itself where the pipeline estimates it, else of the frames around it.
+cv::Mat_<float> deviationOf(const Enlarged& enlarged) {
+    if (enlarged.precise) return enlarged.precise->deviation;
+    return noiseOf({enlarged.inputs, enlarged.shifts, enlarged.masks}, enlarged.image,
+                   enlarged.parameters.psfSigma);
 }
 
 }  // namespace
@@ -70,8 +76,9 @@ ResultFiles::ResultFiles(const EnhanceCommand& command, const InputFiles& inputs
 
 void ResultFiles::take(const Enlarged& enlarged) {
     last_ = enlarged;
-    images_.push_back({enlarged.frames.back(), static_cast<double>(enlarged.gain), enlarged.warning,
-                       enlarged.withoutValue, enlarged.seconds});
+    images_.push_back({enlarged.newest, static_cast<double>(enlarged.gain),
+                       enlarged.precise ? decibelsOverBicubic(*enlarged.precise) : std::nullopt,
+                       enlarged.warning, enlarged.withoutValue, enlarged.seconds});
 }
 
 ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
@@ -85,17 +92,18 @@ void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
         writeImage(files, options_.preview, Preview{scaleOf(last_.image), unit_, "", true}.draw(last_.image));
     }
     if (wants(options_.coverage)) {
-        const int frames = static_cast<int>(last_.masks.size());
+        const int frames = static_cast<int>(last_.frames.size());
         writeImage(files, options_.coverage,
                    isPicture(options_.coverage) ? drawCoverage(coverage(), frames) : cv::Mat(coverage()));
     }
     if (!wants(options_.noiseMap) && options_.reports.empty()) return;
 
-    const cv::Mat_<float> noise =
-        noiseOf({last_.inputs, last_.shifts, last_.masks}, last_.image, last_.parameters.psfSigma);
+    const cv::Mat_<float> noise = deviationOf(last_);
     if (wants(options_.noiseMap)) {
+        const char* caption = last_.precise ? "Standard deviation of the image at each pixel"
+                                            : "Noise of the frames at each pixel (standard deviation)";
         writeImage(files, options_.noiseMap,
-                   isPicture(options_.noiseMap) ? pictureOf(noise, unit_) : cv::Mat(noise));
+                   isPicture(options_.noiseMap) ? pictureOf(noise, unit_, caption) : cv::Mat(noise));
     }
     if (options_.reports.empty()) return;
     const Report all = report(noise, outside);
@@ -107,11 +115,17 @@ void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
 std::vector<ReportedFrame> ResultFiles::frames() const {
     std::vector<ReportedFrame> all;
     for (std::size_t i = 0; i < last_.frames.size(); ++i) {
-        ReportedFrame frame{last_.frames[i], reader_.name(last_.frames[i]), last_.shifts[i],
-                            last_.masks.empty() ? std::nan("") : validShare(last_.masks[i]), "used"};
+        ReportedFrame frame{
+            last_.frames[i], reader_.name(last_.frames[i]), last_.shifts[i], std::nan(""), "used", {}};
+        if (last_.precise) {
+            frame.fit = last_.precise->frames[i];
+            frame.validShare = frame.fit->weight;
+        } else if (!last_.masks.empty()) {
+            frame.validShare = validShare(last_.masks[i]);
+        }
         if (frame.number == last_.reference) {
             frame.status = kReference;
-        } else if (frame.validShare <= kLeastShare) {
+        } else if (!frame.fit && frame.validShare <= kLeastShare) {
             frame.status = "used, though half of its pixels or more disagree";
         }
         all.push_back(frame);
@@ -121,7 +135,12 @@ std::vector<ReportedFrame> ResultFiles::frames() const {
 
 /// Where the image has no value, all frames are defective there, however well they agree around.
 cv::Mat_<uchar> ResultFiles::coverage() const {
-    cv::Mat_<uchar> frames = coverageOf(last_.masks);
+    cv::Mat_<uchar> frames;
+    if (last_.precise) {
+        last_.precise->weight.convertTo(frames, CV_8U);  // to the nearest number of frames
+    } else {
+        frames = coverageOf(last_.masks);
+    }
     frames.setTo(0, valueMask(last_.image) == 0);
     return frames;
 }
@@ -138,8 +157,10 @@ Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outsi
     r.unit = unit_;
     r.images = images_;
     r.frames = frames();
+    for (const std::size_t number : last_.leftOut) r.leftOut.emplace_back(number, reader_.name(number));
+    r.precise = last_.precise;
     r.image = last_.image;
-    if (!last_.masks.empty()) r.coverage = coverage();
+    if (last_.precise || !last_.masks.empty()) r.coverage = coverage();
     r.noise = noise;
     r.scale = scaleOf(last_.image);
     if (outside.pixels > 0) r.outside = outside;

@@ -2,16 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
-#include <limits>
 
 #include "support/StopWatch.h"
 #include "tools/base/Messages.h"
 #include "tools/base/StandardOutputGuard.h"
 #include "tools/base/UserError.h"
-#include "tools/values/Decode.h"
-#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {
 namespace {
@@ -32,22 +27,6 @@ bool startsWith(const std::string& text, const char* beginning) {
 EnhanceParameters settled(EnhanceParameters parameters) {
     settlePipeline(parameters);
     return parameters;
-}
-
-/// Where the library leaves a status code, users of values expect what every reader of images knows as none: the
-/// code itself would pass for a number next to 0.
-WithoutValue markWithoutValue(cv::Mat_<float>& image) {
-    WithoutValue count;
-    for (float& pixel : image) {
-        if (isValue(pixel)) continue;
-        std::uint32_t bits = 0;
-        std::memcpy(&bits, &pixel, sizeof bits);
-        ++(bits == vision::CODE_OVER_RANGE    ? count.overRange
-           : bits == vision::CODE_UNDER_RANGE ? count.underRange
-                                              : count.bad);
-        pixel = std::numeric_limits<float>::quiet_NaN();
-    }
-    return count;
 }
 
 std::unique_ptr<Pipeline> acceptedPipeline(cv::Size size, const EnhanceParameters& parameters) {
@@ -72,37 +51,36 @@ void Enhancer::restart(int referenceIndex, float tvWeight) {
     parameters_.tvWeight = tvWeight;
     pipeline_ = acceptedPipeline(size_, parameters_);
     window_.clear();
-    inputs_.clear();
-    refused_.clear();
 }
 
 Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& frame) {
     const StandardOutputGuard guard(!parameters_.timing);
     const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
-    if (window_.size() == static_cast<std::size_t>(kWindowSize)) {
-        window_.pop_front();
-        inputs_.pop_front();
-        refused_.pop_front();
-    }
-    window_.push_back(number);
-    inputs_.push_back(dense);
-    refused_.push_back(false);
+    if (window_.size() == static_cast<std::size_t>(kWindowSize)) window_.pop_front();
+    window_.push_back({number, dense, false});
     try {
         if (pipeline_->addFrame(dense) != kFallbackValue) return {};
         return {"has a defective pixel without enough sound neighbours; a stand-in value was used", false};
     } catch (...) {
         const std::string text = currentExceptionText();
-        refused_.back() = true;
+        window_.back().refused = true;
         if (!startsWith(text, kTooManyDefects)) return {text, true};
         return {"has more defective pixels than can be repaired", true};
     }
 }
 
+std::vector<std::size_t> Enhancer::window() const {
+    std::vector<std::size_t> numbers;
+    for (const Taken& frame : window_) numbers.push_back(frame.number);
+    return numbers;
+}
+
 std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
-    const auto refused = std::find(refused_.begin(), refused_.end(), true);
-    if (refused != refused_.end()) {
-        refusal.position = static_cast<std::size_t>(refused - refused_.begin());
-        refusal.reason = format("frame %zu has too many defective pixels", window_[*refusal.position]);
+    const auto refused =
+        std::find_if(window_.begin(), window_.end(), [](const Taken& frame) { return frame.refused; });
+    if (refused != window_.end()) {
+        refusal.position = static_cast<std::size_t>(refused - window_.begin());
+        refusal.reason = format("frame %zu has too many defective pixels", refused->number);
         return std::nullopt;
     }
     Enlarged result;
@@ -127,10 +105,11 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     }
     result.withoutValue = markWithoutValue(result.image);
     result.shifts = pipeline_->completeShifts();
-    result.frames.assign(window_.begin(), window_.end());
-    result.inputs.assign(inputs_.begin(), inputs_.end());
+    result.frames = window();
+    for (const Taken& frame : window_) result.inputs.push_back(frame.values);
+    result.newest = window_.back().number;
     const std::size_t index = static_cast<std::size_t>(parameters_.referenceIndex.value());
-    result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)];
+    result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)].number;
     result.masks = pipeline_->masks();
     result.parameters = parameters_;
     if (result.gain == kTooLargeMotion) {
@@ -156,8 +135,8 @@ std::optional<std::size_t> Enhancer::displacedFrom(int pixels) const {
 std::string Enhancer::displacement(std::optional<std::size_t> position) const {
     if (!position) return "a frame moved";
     const cv::Point2f d = pipeline_->completeShifts()[*position];
-    return format("frame %zu moved by (%.1f, %.1f) pixels", window_[*position], static_cast<double>(d.x),
-                  static_cast<double>(d.y));
+    return format("frame %zu moved by (%.1f, %.1f) pixels", window_[*position].number,
+                  static_cast<double>(d.x), static_cast<double>(d.y));
 }
 
 }  // namespace oravo::tools

@@ -1,54 +1,12 @@
 #ifndef ORAVO_TOOLS_ENHANCE_ENHANCER_H
 #define ORAVO_TOOLS_ENHANCE_ENHANCER_H
 
-#include <cstddef>
 #include <deque>
 #include <memory>
-#include <opencv2/core.hpp>
-#include <optional>
-#include <string>
-#include <vector>
 
-#include "tools/enhance/Pipelines.h"
-#include "tools/enhance/StageTimes.h"
+#include "tools/enhance/Enlarged.h"
 
 namespace oravo::tools {
-
-struct EnhanceParameters : PipelineParameters {
-    bool guarded = true;       ///< acts on what is found wrong with the frames
-    bool chooseWeight = true;  ///< when guarded, the TV weight may be lowered for noisy frames
-};
-
-/// Pixels of an enlarged image that no frame had a value for.
-struct WithoutValue {
-    int overRange = 0;   ///< too hot for the camera, or for the plausible range
-    int underRange = 0;  ///< too cold
-    int bad = 0;         ///< defective, or no number
-
-    int total() const { return overRange + underRange + bad; }
-};
-
-/// An enlarged image and what the library told about it.
-struct Enlarged {
-    cv::Mat_<float> image;                ///< NaN where there is no value
-    WithoutValue withoutValue;            ///< how often
-    float gain = 0.0f;                    ///< estimated resolution gain; 0 where a warning took its place
-    std::string warning;                  ///< empty where all went well
-    std::vector<cv::Point2f> shifts;      ///< of the window's frames against the reference, oldest first
-    std::vector<std::size_t> frames;      ///< their numbers in the recording
-    std::size_t reference = 0;            ///< number of the frame whose grid the image lies on
-    std::vector<cv::Mat_<float>> inputs;  ///< the frames as they were given
-    std::vector<cv::Mat_<uchar>> masks;   ///< on the reference's grid: 1 where a frame agrees with it
-    EnhanceParameters parameters;         ///< that it was computed with
-    std::vector<StageTime> stages;        ///< what took how long
-    double seconds = 0.0;                 ///< that all of it took
-};
-
-/// Why a window of frames gave no image, in words for its user.
-struct Refusal {
-    std::string reason;
-    std::optional<std::size_t> position;  ///< of the frame in the window, where one is to blame
-};
 
 /// The library's pipeline with a window of five frames and twofold enlargement, its status values and
 /// exceptions put into words.
@@ -76,12 +34,18 @@ class Enhancer {
     Intake addFrame(std::size_t number, const cv::Mat_<float>& frame);
 
     /// Numbers of the frames in the window, oldest first.
-    const std::deque<std::size_t>& window() const { return window_; }
+    std::vector<std::size_t> window() const;
 
     /// Enlarges the window. On refusal the recording may go on.
     std::optional<Enlarged> run(Refusal& refusal);
 
   private:
+    struct Taken {
+        std::size_t number;
+        cv::Mat_<float> values;
+        bool refused;
+    };
+
     /// The first frame of the window that moved by so much in x or y. (Where the library refuses a frame, the
     /// shifts up to this one are those of the refused run.)
     std::optional<std::size_t> displacedFrom(int pixels) const;
@@ -90,9 +54,7 @@ class Enhancer {
     cv::Size size_;
     EnhanceParameters parameters_;
     std::unique_ptr<Pipeline> pipeline_;
-    std::deque<std::size_t> window_;
-    std::deque<cv::Mat_<float>> inputs_;  // of the window's frames, like the next
-    std::deque<bool> refused_;
+    std::deque<Taken> window_;
 };
 
 }  // namespace oravo::tools

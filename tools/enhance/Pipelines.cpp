@@ -1,9 +1,11 @@
 #include "tools/enhance/Pipelines.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 
 #include "support/Exception.h"
+#include "tools/base/MemoryCheck.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 #include "tools/enhance/ReferencePipeline.h"
@@ -11,6 +13,7 @@
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SrPrecise.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 
 namespace oravo::tools {
@@ -57,18 +60,30 @@ struct Offer {
     bool choosesReference;
     bool knowsRawCounts;
     bool printsReport;
+    const char* alignment;  // why there is no other registration
 };
 
 constexpr Offer kOffers[] = {
-    {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true, 3, true, true, true},
-    {PipelineKind::vector, "vector", makeVectorPipeline, Registration::corners, false, 3, true, false, false},
+    {PipelineKind::precise, "precise", nullptr, Registration::corners, false, 3, true, true, false,
+     "aligns frames by a fit of its own"},
+    {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true, 3, true, true, true, ""},
+    {PipelineKind::vector, "vector", makeVectorPipeline, Registration::corners, false, 3, true, false, false,
+     "aligns frames by corners only"},
     {PipelineKind::reference, "reference", makeReferencePipeline, Registration::phase, false, 0, false, true,
-     true},
+     true, "aligns frames by phase correlation only"},
 };
 
 const Offer& offerOf(PipelineKind kind) {
     return *std::find_if(std::begin(kOffers), std::end(kOffers),
                          [kind](const Offer& offer) { return offer.kind == kind; });
+}
+
+/// What the precise pipeline takes at its peak, which it allocates as it goes.
+std::uint64_t memoryOfPrecise(cv::Size size, int frames) {
+    // Peaks of runs at 160 x 120 to 1280 x 960 with 1 to 64 frames, and a tenth more.
+    constexpr std::uint64_t kPerPixel = 350, kPerValue = 44;
+    return (kPerPixel + kPerValue * static_cast<std::uint64_t>(frames)) *
+           static_cast<std::uint64_t>(size.width) * static_cast<std::uint64_t>(size.height);
 }
 
 UserError unknownTo(const Offer& offer, const char* option, const char* reason) {
@@ -90,15 +105,25 @@ std::optional<PipelineKind> pipelineNamed(const std::string& name) {
     return std::nullopt;
 }
 
+std::string nameOf(PipelineKind kind) {
+    return offerOf(kind).name;
+}
+
 void settlePipeline(PipelineParameters& p) {
     const Offer& offer = offerOf(p.kind);
+    const bool precise = p.kind == PipelineKind::precise;
     p.registration = p.registration.value_or(offer.registration);
     if (!offer.choosesRegistration && p.registration != offer.registration) {
-        const bool phase = offer.registration == Registration::phase;
-        throw unknownTo(offer, "--registration",
-                        phase ? "aligns frames by phase correlation only" : "aligns frames by corners only");
+        throw unknownTo(offer, "--registration", offer.alignment);
     }
-    p.referenceIndex = p.referenceIndex.value_or(offer.referenceIndex);
+    const int window = precise ? p.frames : Pipeline::kWindowSize;
+    p.referenceIndex = p.referenceIndex.value_or(std::min(offer.referenceIndex, window - 1));
+    if (*p.referenceIndex >= window) {
+        throw UserError(
+            ExitCode::kUsage,
+            format("--reference-index %d: an image is made of %d frames, counted back from 0 to %d",
+                   *p.referenceIndex, window, window - 1));
+    }
     if (!offer.choosesReference && p.referenceIndex != offer.referenceIndex) {
         throw unknownTo(offer, "--reference-index", "always refers to the newest frame");
     }
@@ -114,6 +139,15 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
     // Corners lie off the border. Frames may move by less than half their height without its fraction, in one row by
     // less than nothing.
     const int least = phase ? 2 : 3;
+    if (p.kind == PipelineKind::precise) {
+        constexpr int kLeast = vision::SrPrecise::kMinSide;
+        if (size.width < kLeast || size.height < kLeast) {
+            throw inputError(frames + format("are too small; the precise pipeline takes at least %d x %d",
+                                             kLeast, kLeast));
+        }
+        requireMemory(memoryOfPrecise(size, p.frames), frames.substr(0, frames.size() - 1));
+        return;
+    }
     if (size.width < least || size.height < least) {
         throw inputError(frames + format("are too small; aligning them by %s takes at least %d x %d",
                                          phase ? "phase correlation" : "corners", least, least));
@@ -134,6 +168,7 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
 }
 
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters) {
+    if (parameters.kind == PipelineKind::precise) throw UserError(ExitCode::kInternal, "no window of five");
     return offerOf(parameters.kind).make(size, parameters);
 }
 

@@ -11,6 +11,7 @@ namespace oravo::tools {
 
 /// The library's ways from frames to an image.
 enum class PipelineKind {
+    precise,        ///< SrPrecise
     floatingPoint,  ///< SrFloat
     vector,         ///< SrFloatNeon
     reference       ///< SuperResolution
@@ -23,7 +24,7 @@ enum class Registration {
 };
 
 struct PipelineParameters {
-    PipelineKind kind = PipelineKind::floatingPoint;
+    PipelineKind kind = PipelineKind::precise;
     std::optional<Registration> registration;  ///< none: the pipeline's own; settlePipeline() fills it in
     std::optional<int> referenceIndex;         ///< counted back from the window's newest frame; likewise
     float psfSigma = 0.683f;
@@ -32,12 +33,15 @@ struct PipelineParameters {
     float relativeResidue = 0.007f;
     float registrationError = 0.0001f;
     bool rawCounts = false;
-    bool timing = false;  ///< lets the library's timing report through to standard output
+    int frames = 12;          ///< of the precise pipeline: the most that an image is made of
+    double smoothness = 0.0;  ///< of the precise pipeline: weight of its prior; 0 lets it choose
+    bool timing = false;      ///< lets the library's timing report through to standard output
 };
 
 /// The names of the pipelines on offer, and the pipeline of a name.
 std::vector<std::string> pipelineNames();
 std::optional<PipelineKind> pipelineNamed(const std::string& name);
+std::string nameOf(PipelineKind kind);
 
 /// Fills in what was left to the pipeline. Throws UserError, naming the option, for a choice that the pipeline
 /// does not have.
@@ -47,7 +51,7 @@ void settlePipeline(PipelineParameters& parameters);
 /// align or enlarge.
 void requireUsableSize(cv::Size size, const PipelineParameters& parameters, const std::string& name);
 
-/// What the program needs of the library's pipelines, whatever their class; see SrFloat.
+/// What the program needs of the library's pipelines of five frames, whatever their class; see SrFloat.
 class Pipeline {
   public:
     static constexpr int kWindowSize = 5;
@@ -65,7 +69,8 @@ class Pipeline {
     virtual std::vector<cv::Mat_<uchar>> masks() const { return {}; }
 };
 
-/// Throws what the library throws for parameters that it refuses. The parameters have to be settled.
+/// A pipeline of five frames. Throws what the library throws for parameters that it refuses. The parameters have to be
+/// settled.
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters);
 
 /// The masks of a pipeline's last run.

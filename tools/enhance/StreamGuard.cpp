@@ -27,31 +27,41 @@ constexpr double kNoisy = 0.11;
 
 StreamGuard::Finding StreamGuard::look(const cv::Mat_<float>& frame) {
     const Seen seen{frame.clone(), contrastOf(frame)};
-    if (!last_.frame.empty() && sameValues(frame, last_.frame)) {
+    if (!current_.last.frame.empty() && sameValues(frame, current_.last.frame)) {
         return {Verdict::repeated, "repeats the frame before it"};
     }
-    const std::string jump = jumpBetween(last_, seen);
-    if (jump.empty()) {
-        last_ = seen;
-        ++sinceRestart_;
-        return {};
+    const std::string jump = jumpBetween(current_.last, seen);
+    Finding finding;
+    if (!jump.empty()) {
+        const bool shortly = interrupted_ && current_.length < kInterruption;
+        if (shortly && jumpBetween(interrupted_->last, seen).empty()) {
+            finding = {Verdict::resume, "is like those before the jump"};
+            current_ = *interrupted_;
+            interrupted_.reset();
+        } else {
+            finding = {Verdict::restart, jump};
+            if (!shortly) interrupted_ = current_;
+            current_ = {begun_++, 0, {}};
+        }
     }
-    const bool shortly = sinceRestart_ < kInterruption && !interrupted_.frame.empty();
-    const bool back = shortly && jumpBetween(interrupted_, seen).empty();
-    if (!shortly) interrupted_ = last_;
-    if (back) interrupted_ = {};
-    last_ = seen;
-    sinceRestart_ = 1;
-    return {back ? Verdict::resume : Verdict::restart, back ? "is like those before the jump" : jump};
+    ++current_.length;
+    current_.last = seen;
+    return finding;
+}
+
+std::optional<std::size_t> StreamGuard::interrupted() const {
+    if (!interrupted_) return std::nullopt;
+    return interrupted_->number;
 }
 
 /// What sets a frame apart from the one before it; empty where nothing does.
-std::string StreamGuard::jumpBetween(const Seen& before, const Seen& after) {
+std::string StreamGuard::jumpBetween(const Seen& before, const Seen& after) const {
     if (before.frame.empty()) return {};
     const double larger = std::max(before.contrast, after.contrast);
     if (larger > kContrastJump * std::min(before.contrast, after.contrast)) {
         return format("has a contrast of %.3g after %.3g", after.contrast, before.contrast);
     }
+    if (!levelsCount_) return {};
     const double step = levelStep(before.frame, after.frame, 0.5 * kLevelJump * larger);
     if (std::abs(step) <= kLevelJump * larger) return {};
     return format("lies %.3g %s the frame before it", std::abs(step), step > 0.0 ? "above" : "below");

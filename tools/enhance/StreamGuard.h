@@ -1,44 +1,60 @@
 #ifndef ORAVO_TOOLS_ENHANCE_STREAMGUARD_H
 #define ORAVO_TOOLS_ENHANCE_STREAMGUARD_H
 
+#include <cstddef>
 #include <opencv2/core.hpp>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace oravo::tools {
 
 /// Looks at each frame of a recording as it arrives, before any alignment, for what a camera does to a stream:
-/// frames that are sent twice, and shutter calibrations, after which level or contrast jump.
+/// frames that are sent twice, and shutter calibrations, after which level or contrast jump. Divides the recording into
+/// stretches of frames that belong together.
 class StreamGuard {
   public:
-    /// A window's worth of frames: fewer than these between two jumps are an interruption.
+    /// Fewer frames than these between two jumps are an interruption.
     static constexpr int kInterruption = 5;
 
     enum class Verdict {
         use,
         repeated,  ///< the values of the frame before it: nothing new
-        restart,   ///< does not belong together with the frames before it
-        resume  ///< belongs together with those before the latest restart; what came since interrupted them
+        restart,   ///< begins a new stretch
+        resume     ///< belongs to the stretch before the latest restart; what came since interrupted it
     };
     struct Finding {
         Verdict verdict = Verdict::use;
         std::string reason;  ///< in words that follow "frame 7 "; empty for use
     };
 
+    /// @param levelsCount  whether a step of the level alone is a jump
+    explicit StreamGuard(bool levelsCount = true) : levelsCount_(levelsCount) {}
+
     /// @param frame  without status codes
     Finding look(const cv::Mat_<float>& frame);
+
+    /// The stretch that the latest frame belongs to, counted from 0.
+    std::size_t stretch() const { return current_.number; }
+    /// The stretch that may be resumed.
+    std::optional<std::size_t> interrupted() const;
 
   private:
     struct Seen {
         cv::Mat_<float> frame;
         double contrast = 0.0;
     };
-    static std::string jumpBetween(const Seen& before, const Seen& after);
+    struct Stretch {
+        std::size_t number = 0;
+        int length = 0;
+        Seen last;
+    };
+    std::string jumpBetween(const Seen& before, const Seen& after) const;
 
-    Seen last_;
-    // The last frame before the latest restart, or before the first of several in short order; empty when frames have
-    // resumed.
-    Seen interrupted_;
-    int sinceRestart_ = 0;
+    bool levelsCount_;
+    Stretch current_;
+    std::optional<Stretch> interrupted_;  // by the latest jump, or the first of several in short order
+    std::size_t begun_ = 1;
 };
 
 /// Why enlarging such a frame brings little, in words that follow "the frames "; empty where nothing speaks

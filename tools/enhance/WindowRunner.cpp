@@ -28,7 +28,7 @@ double medianOf(std::vector<double> values) {
 }
 
 /// The frame that is least like the others where it stands.
-std::size_t oddOneOut(const WindowRunner::Frames& window) {
+std::size_t oddOneOut(const Frames& window) {
     std::size_t odd = 0;
     double largest = -1.0;
     for (std::size_t i = 0; i < window.size(); ++i) {
@@ -45,13 +45,12 @@ std::size_t oddOneOut(const WindowRunner::Frames& window) {
     return odd;
 }
 
-WindowRunner::Frames newestOf(const WindowRunner::Frames& pool) {
+Frames newestOf(const Frames& pool) {
     return {pool.end() - static_cast<std::ptrdiff_t>(std::min(pool.size(), kFull)), pool.end()};
 }
 
 /// Where the reference stands in the window; the frame counted back from the newest if it is not there.
-std::size_t placeOfReference(const WindowRunner::Frames& window, const RecordedFrame* reference,
-                             int countedBack) {
+std::size_t placeOfReference(const Frames& window, const RecordedFrame* reference, int countedBack) {
     const auto place = std::find(window.begin(), window.end(), reference);
     if (place != window.end()) return static_cast<std::size_t>(place - window.begin());
     return window.size() - 1 - std::min(static_cast<std::size_t>(countedBack), window.size() - 1);
@@ -67,13 +66,13 @@ WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& paramete
     : size_(frameSize), every_(every), enhancer_(frameSize, parameters), parameters_(enhancer_.parameters()) {
 }
 
-std::optional<Enlarged> WindowRunner::run(Frames pool, Refusal& refusal) {
+std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) {
     if (!parameters_.guarded) {
         const Frames window = newestOf(pool);
         load(window, placeOfReference(window, nullptr, *parameters_.referenceIndex));
         return enhancer_.run(refusal);
     }
-    std::optional<Enlarged> result = runGuarded(std::move(pool), refusal);
+    std::optional<Enlarged> result = runGuarded(pool, refusal);
     if (result && samePhase(result->shifts)) {
         sayOnce_(
             {"phase",
@@ -185,7 +184,7 @@ void WindowRunner::load(const Frames& window, std::size_t reference) {
     const float weight = weightFor(window);
     std::vector<std::size_t> wanted;
     for (const RecordedFrame* frame : window) wanted.push_back(frame->number);
-    const std::vector<std::size_t> loaded(enhancer_.window().begin(), enhancer_.window().end());
+    const std::vector<std::size_t> loaded = enhancer_.window();
     const bool same = enhancer_.parameters().referenceIndex == countedBack &&
                       enhancer_.parameters().tvWeight == weight && !loaded.empty();
     if (same && loaded == wanted) return;

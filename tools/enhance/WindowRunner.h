@@ -9,17 +9,9 @@
 
 #include "tools/base/Guard.h"
 #include "tools/enhance/Enhancer.h"
-#include "tools/measure/FrameMeasures.h"
+#include "tools/enhance/Reconstructor.h"
 
 namespace oravo::tools {
-
-struct RecordedFrame {
-    std::size_t number;
-    std::string name;        ///< of its file
-    cv::Mat_<float> values;  ///< as read
-    FrameDetail detail;      ///< empty where nothing is guarded
-    bool quiet;              ///< that it has defects is said elsewhere
-};
 
 /// Each guard warns once, of each frame that it is about.
 class SayOnce {
@@ -33,15 +25,13 @@ class SayOnce {
 /// Enlarges windows of frames. When guarded, it looks at what came of a window, leaves frames out that spoil
 /// the image, takes older ones in their place where there are any, and lowers the TV weight for noisy frames.
 /// What it finds and does is said on standard error.
-class WindowRunner {
+class WindowRunner final : public Reconstructor {
   public:
-    using Frames = std::vector<const RecordedFrame*>;
-
     /// @param every  an image is wanted for each frame, not just one for the recording
     WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every);
 
     /// Enlarges the newest frames of a pool in which frames that belong together stand in order.
-    std::optional<Enlarged> run(Frames pool, Refusal& refusal);
+    std::optional<Enlarged> run(const Frames& pool, Refusal& refusal) override;
 
   private:
     struct Suspect {

@@ -244,7 +244,7 @@ std::string coverageFigure(const Report& r) {
                          percent(pixels / static_cast<double>(r.coverage.total())).c_str());
     }
     return "<figure>" + imageTag(coverageColours(r.coverage, frames), "coverage") +
-           "<figcaption><b>Coverage</b>: how many frames vouch for each pixel.<br><span class=legend>" +
+           "<figcaption><b>Coverage</b>: how many frames are valid at each pixel.<br><span class=legend>" +
            legend + "</span></figcaption></figure>\n";
 }
 
@@ -252,17 +252,31 @@ std::string noiseFigure(const Report& r) {
     const double kClipped = 1.0;  // percent
     const ColourScale scale = ColourScale::of(r.noise, paletteNamed("inferno"), kClipped);
     return "<figure><div class=withbar><div>" + imageTag(scale.colours(r.noise), "noise") + "</div>" +
-           colourBar(scale, r.unit) +
-           "</div><figcaption><b>Noise</b>: how far the frames scatter around the image (standard "
-           "deviation), " +
-           significant(medianOf(r.noise), r.unit) +
-           " in the median. Edges that the image cannot explain and things that moved stand "
-           "out." +
-           noValueText(r.noise, scale, "where no two frames vouch for one") + "</figcaption></figure>\n";
+           colourBar(scale, r.unit) + "</div><figcaption>" +
+           (r.precise ? "<b>Standard deviation</b> of the image's noise, "
+                      : "<b>Noise</b>: how far the frames scatter around the image (standard deviation), ") +
+           significant(medianOf(r.noise), r.unit) + " in the median." +
+           (r.precise ? "" : " Edges that the image cannot explain and things that moved stand out.") +
+           noValueText(r.noise, scale,
+                       r.precise ? "where no frame has one" : "where no two frames are valid") +
+           "</figcaption></figure>\n";
 }
 
 std::string cell(const std::string& text, const char* kind = "name") {
     return std::string("<td class=") + kind + ">" + text + "</td>";
+}
+
+/// How the precise pipeline found a frame beyond its shift, where that differs from the reference.
+std::string fitText(const ReportedFrame& frame, const std::string& unit) {
+    if (!frame.fit || frame.status == kReference) return "";
+    const vision::SrPreciseFrame& fit = *frame.fit;
+    const double turn = 0.5 * (fit.linear[1][0] - fit.linear[0][1]) * 180.0 / CV_PI;
+    const double zoom = 0.5 * (fit.linear[0][0] + fit.linear[1][1]);
+    std::string text;
+    if (turn != 0.0 || zoom != 0.0) {
+        text += format(", turned by %.2f degrees, zoomed by %.2f %%", turn, 100.0 * zoom);
+    }
+    return text + format(", gain %.3f, offset %.2g", fit.gain, fit.offset) + (unit.empty() ? "" : " " + unit);
 }
 
 std::string frameTable(const Report& r) {
@@ -276,7 +290,12 @@ std::string frameTable(const Report& r) {
         text += "<tr>" + cell(std::to_string(f.number), "n") + cell(htmlText(f.name), "wide") +
                 cell(format("%.3f", static_cast<double>(f.shift.x)), "n") +
                 cell(format("%.3f", static_cast<double>(f.shift.y)), "n") +
-                cell(meter + percent(f.validShare)) + cell(htmlText(f.status)) + "</tr>\n";
+                cell(meter + percent(f.validShare)) + cell(htmlText(f.status + fitText(f, r.unit))) +
+                "</tr>\n";
+    }
+    for (const auto& [number, name] : r.leftOut) {
+        text += "<tr>" + cell(std::to_string(number), "n") + cell(htmlText(name), "wide") + "<td><td><td>" +
+                cell("left out: nothing in common with the reference") + "</tr>\n";
     }
     return text +
            "</table></div><p>Shifts are in pixels of a frame, x to the right, y down: what the reference "
@@ -288,10 +307,11 @@ std::string imageTable(const std::vector<ReportedImage>& images) {
     std::string text =
         "<h2>All images of the recording</h2>\n<div class=card><table class=images><tr><th class=n>Newest "
         "frame<th "
-        "class=n>Gain<th class=n>Time<th>Remarks</tr>\n";
+        "class=n>Gain<th class=n>dB over bicubic<th class=n>Time<th>Notes</tr>\n";
     for (const ReportedImage& image : images) {
         text += "<tr>" + cell(std::to_string(image.newest), "n") +
-                cell(image.warning.empty() ? format("%.2f", image.gain) : "", "n") +
+                cell(image.gain > 0.0 && image.warning.empty() ? format("%.2f", image.gain) : "", "n") +
+                cell(image.decibels ? format("%.1f", *image.decibels) : "", "n") +
                 cell(format("%.1f ms", 1e3 * image.seconds), "n") + cell(htmlText(image.warning), "wide") +
                 "</tr>\n";
     }
@@ -339,12 +359,19 @@ std::string tiles(const Report& r) {
     for (const ReportedFrame& frame : r.frames) {
         if (!(frame.validShare >= least)) least = frame.validShare;
     }
-    std::string text = "<div class=tiles>\n" +
-                       tile(last.warning.empty() ? format("%.2f", last.gain) : "&ndash;",
-                            "gain of resolution, as far as frames agree (2 at most)") +
-                       tile(format("%d of 4", phasesReached(r.frames)), "sub-pixel quarters with a frame") +
-                       tile(percent(least), "valid pixels of the worst frame") +
-                       tile(significant(medianOf(r.noise), r.unit), "noise of the frames, median");
+    const std::string gain =
+        r.precise
+            ? tile(last.decibels ? format("%.1f dB", *last.decibels) : "&ndash;",
+                   "better than bicubic enlargement at withheld pixels") +
+                  tile(significant(medianOf(r.noise), r.unit), "standard deviation of a pixel, median") +
+                  tile(std::to_string(r.frames.size()), "frames take part") +
+                  tile(significant(r.precise->noise, r.unit), "noise of the frames")
+            : tile(last.gain > 0.0 && last.warning.empty() ? format("%.2f", last.gain) : "&ndash;",
+                   "gain of resolution, as far as frames agree (2 at most)") +
+                  tile(percent(least), "valid pixels of the worst frame") +
+                  tile(significant(medianOf(r.noise), r.unit), "noise of the frames, median");
+    std::string text = "<div class=tiles>\n" + gain +
+                       tile(format("%d of 4", phasesReached(r.frames)), "sub-pixel quarters with a frame");
     if (const std::optional<Spots> spots = Spots::of(r.image)) {
         text += tile(htmlText(valueText(spots->hottest.value, r.scale, r.unit)), "hottest pixel") +
                 tile(htmlText(valueText(spots->coldest.value, r.scale, r.unit)), "coldest pixel");

@@ -49,12 +49,46 @@ Json spots(const Report& report) {
 
 Json frame(const ReportedFrame& f) {
     const cv::Point2d phase = phaseOf(f.shift);
-    return {{"number", f.number},
-            {"name", f.name},
-            {"shift", {number(static_cast<double>(f.shift.x)), number(static_cast<double>(f.shift.y))}},
-            {"phase", {number(phase.x), number(phase.y)}},
-            {"valid_share", number(f.validShare)},
-            {"status", f.status}};
+    Json result{{"number", f.number},
+                {"name", f.name},
+                {"shift", {number(static_cast<double>(f.shift.x)), number(static_cast<double>(f.shift.y))}},
+                {"phase", {number(phase.x), number(phase.y)}},
+                {"valid_share", number(f.validShare)},
+                {"status", f.status}};
+    if (!f.fit) return result;
+    const auto row = [&](int i) { return Json{number(f.fit->linear[i][0]), number(f.fit->linear[i][1])}; };
+    result["shift_error"] = {number(f.fit->dxError), number(f.fit->dyError)};
+    result["linear"] = {row(0), row(1)};
+    result["gain"] = number(f.fit->gain);
+    result["offset"] = number(f.fit->offset);
+    result["misfit"] = number(f.fit->misfit);
+    return result;
+}
+
+/// What the precise pipeline found out about the image and the sensor.
+Json precise(const Report& report) {
+    if (!report.precise) return nullptr;
+    const vision::SrPreciseResult& p = *report.precise;
+    const bool predicted = p.withheldPixels > 0;
+    Json dead = Json::array();
+    for (const cv::Point& pixel : p.deadPixels) dead.push_back({pixel.x, pixel.y});
+    return {{"withheld_pixels", p.withheldPixels},
+            {"withheld_error", predicted ? number(p.withheldError) : Json(nullptr)},
+            {"bicubic_error", predicted ? number(p.bicubicError) : Json(nullptr)},
+            {"contrast", number(p.contrast)},
+            {"noise", number(p.noise)},
+            {"smoothness", number(p.smoothness)},
+            {"dead_pixels", dead},
+            {"fixed_pattern",
+             p.pattern.empty() ? Json(nullptr) : number(cv::norm(p.pattern) / std::sqrt(p.pattern.total()))}};
+}
+
+Json orNull(const std::optional<double>& value) {
+    return value ? number(*value) : Json(nullptr);
+}
+
+Json resolutionGain(const ReportedImage& image) {
+    return image.gain > 0.0 && image.warning.empty() ? number(image.gain) : Json(nullptr);
 }
 
 /// Pixels that are NaN in the file.
@@ -93,17 +127,24 @@ Json coverage(const Report& report) {
 Json lastImage(const Report& report) {
     Json frames = Json::array();
     for (const ReportedFrame& f : report.frames) frames.push_back(frame(f));
+    Json leftOut = Json::array();
+    for (const auto& [number, name] : report.leftOut) {
+        leftOut.push_back({{"number", number}, {"name", name}});
+    }
     const ReportedImage& last = report.images.back();
     return {{"file", report.output},
             {"width", report.image.cols},
             {"height", report.image.rows},
             {"unit", textOrNull(report.unit)},
             {"newest_frame", last.newest},
-            {"gain", last.warning.empty() ? number(last.gain) : Json(nullptr)},
+            {"gain", resolutionGain(last)},
+            {"decibels_over_bicubic", orNull(last.decibels)},
             {"warning", textOrNull(last.warning)},
             {"without_value", withoutValue(last.withoutValue)},
             {"phases_reached", phasesReached(report.frames)},
             {"frames", frames},
+            {"left_out", leftOut},
+            {"precise", precise(report)},
             {"coverage_shares", coverage(report)},
             {"noise_median", number(medianOf(report.noise))},
             {"spots", spots(report)}};
@@ -113,7 +154,8 @@ Json images(const std::vector<ReportedImage>& all) {
     Json result = Json::array();
     for (const ReportedImage& image : all) {
         result.push_back({{"newest_frame", image.newest},
-                          {"gain", image.warning.empty() ? number(image.gain) : Json(nullptr)},
+                          {"gain", resolutionGain(image)},
+                          {"decibels_over_bicubic", orNull(image.decibels)},
                           {"warning", textOrNull(image.warning)},
                           {"without_value", withoutValue(image.withoutValue)},
                           {"seconds", number(image.seconds)}});

@@ -2,14 +2,16 @@
 #define ORAVO_TOOLS_REPORT_REPORT_H
 
 #include <cstddef>
+#include <memory>
 #include <opencv2/core.hpp>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
 #include "tools/base/Guard.h"
-#include "tools/enhance/Enhancer.h"
+#include "tools/enhance/Enlarged.h"
 #include "tools/enhance/StageTimes.h"
 #include "tools/pictures/ColourScale.h"
 #include "tools/values/PlausibleRange.h"
@@ -32,12 +34,15 @@ struct ReportedFrame {
     cv::Point2f shift;        ///< frame(p + d) = reference(p)
     double validShare = 0.0;  ///< of its pixels that agree with the reference; NaN where that is not told
     std::string status;       ///< kReference, "used", or what is to be said about it
+    std::optional<vision::SrPreciseFrame> fit;  ///< by the precise pipeline
 };
 
 /// An image of the recording.
 struct ReportedImage {
     std::size_t newest = 0;  ///< frame
-    double gain = 0.0;       ///< 0 where a warning took its place
+    double gain = 0.0;       ///< of resolution; 0 where it is unknown
+    std::optional<double>
+        decibels;  ///< better than bicubic enlargement at withheld pixels, where that is known
     std::string warning;
     WithoutValue withoutValue;
     double seconds = 0.0;  ///< that it took, its registration included
@@ -53,11 +58,13 @@ struct Report {
     std::string unit;  ///< of the values; may be empty
 
     std::vector<ReportedImage> images;  ///< oldest first; the last one is that of the following
-    std::vector<ReportedFrame> frames;  ///< its window, oldest first
+    std::vector<ReportedFrame> frames;  ///< that take part, oldest first
+    std::vector<std::pair<std::size_t, std::string>> leftOut;  ///< numbers and names of frames that do not
+    std::shared_ptr<const vision::SrPreciseResult> precise;    ///< null for other pipelines
     cv::Mat_<float> image;
     cv::Mat_<float> reference;  ///< the frame that it lies on
     cv::Mat_<uchar> coverage;   ///< frames per pixel of the image; empty where that is not told
-    cv::Mat_<float> noise;      ///< of the frames per pixel of the image
+    cv::Mat_<float> noise;      ///< per pixel of the image: its own (precise pipeline) or that of the frames
     ColourScale scale;          ///< of image and reference in pictures
 
     std::optional<OutOfRange> outside;  ///< of the recording's values, where there are such
@@ -83,7 +90,7 @@ double referenceValueAt(const Report& report, cv::Point pixel);
 /// The median of the values that are none of NaN; NaN where there are none.
 double medianOf(const cv::Mat_<float>& image);
 
-/// For programs: see the keys in JsonReport.cpp. What cannot be told is null, numbers and texts alike.
+/// For programs: see the keys in JsonReport.cpp. Unavailable values are null, numbers and texts alike.
 std::string jsonReport(const Report& report);
 
 /// For people: one page that needs nothing beside itself.

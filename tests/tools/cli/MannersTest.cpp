@@ -97,7 +97,7 @@ TEST_F(Program, SpoilsNoInputAndNoOtherOutput) {
 TEST_F(Program, ColoursAreForTerminalsThatWantThem) {
     ASSERT_EQ(run("simulate -o b --noise 3 --width 64 --height 48").code, 0);
     const std::string inTerminal =
-        std::string("'") + ORAVO_SUPERRES + " enhance b -o o.tif' typescript </dev/null";
+        std::string("'") + ORAVO_SUPERRES + " enhance b -o o.tif --pipeline float' typescript </dev/null";
     const auto typescript = [&](const std::string& environment) {
         run("--version; env " + environment + " script -qec " + inTerminal);
         return text(path("typescript"));
@@ -107,7 +107,7 @@ TEST_F(Program, ColoursAreForTerminalsThatWantThem) {
     for (const char* environment : {"TERM=xterm NO_COLOR=1", "TERM=dumb"}) {
         EXPECT_TRUE(says(typescript(environment), "oravo-superres: warning: noise is ")) << environment;
     }
-    EXPECT_FALSE(says(run("enhance b -o o.tif").err, "\033"));
+    EXPECT_FALSE(says(run("enhance b -o o.tif --pipeline float").err, "\033"));
 }
 
 TEST_F(Program, BatchGivesEveryRecordingItsImage) {

@@ -25,12 +25,14 @@ namespace oravo::tools {
 namespace {
 
 TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
-    for (const auto& [noise, registration] :
-         {std::pair("0", "corners"), {"0.05", "phase"}, {"0.2", "corners"}}) {
+    for (const auto& [noise, pipeline] : {std::pair("0", "float"),
+                                          {"0.05", "float --registration phase"},
+                                          {"0.2", "float"},
+                                          {"0", "precise"},
+                                          {"0.2", "precise"}}) {
         std::filesystem::remove_all(path("b"));
         ASSERT_EQ(run(std::string("simulate -o b --defects 8 --seed 2 --noise ") + noise).code, 0);
-        const Outcome enhanced =
-            run(std::string("enhance b -o o.tif --shifts s.csv --registration ") + registration);
+        const Outcome enhanced = run(std::string("enhance b -o o.tif --shifts s.csv --pipeline ") + pipeline);
         ASSERT_EQ(enhanced.code, 0) << enhanced.err;
         EXPECT_EQ(enhanced.out, "");
         const Quality ours = compareWithTruth(image("o.tif"), image("b/truth.tif"), 3);
@@ -50,7 +52,8 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
         std::string::npos);
     EXPECT_TRUE(std::filesystem::exists(path("c.png")));
     setenv("ORAVO_REPORT", "off", 1);  // for hosts of the library
-    EXPECT_NE(run("enhance b -o o.tif --timing").out.find("minimization"), std::string::npos);
+    EXPECT_NE(run("enhance b -o o.tif --timing --pipeline float").out.find("minimization"),
+              std::string::npos);
     unsetenv("ORAVO_REPORT");
 }
 
@@ -156,7 +159,8 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"enhance b -o o.tif --pipeline reference --reference-index 3", 1},
                   {"simulate -o new --frames 3 --shifts '0,0;1,1'", 1},
                   {"enhance nothing -o o.tif", 2},
-                  {"enhance four -o o.tif", 2},
+                  {"enhance four -o o.tif --pipeline float", 2},
+                  {"enhance four -o new/ --every", 2},
                   {"enhance /dev/null -o o.tif", 2},
                   {"enhance b four/../b/truth.tif -o o.tif", 2},
                   {"evaluate b/frame_000.tif b/truth.tif", 2},
@@ -170,7 +174,7 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
                   {"evaluate b/truth.tif b/truth.tif >/dev/full", 3},
                   {"simulate -o b --frames 3 --width 64 --height 48", 3},
                   {"simulate -o new --defects 900 --width 64 --height 48", 1},
-                  {"enhance far -o o.tif --no-guard", 4}};
+                  {"enhance far -o o.tif --no-guard --pipeline float", 4}};
     for (const auto& c : kCases) {
         const Outcome outcome = run(c.arguments);
         EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.err;
@@ -180,7 +184,7 @@ TEST_F(Program, FailsWithItsCodeOneLineAndNoFile) {
         EXPECT_EQ(outcome.err.find('\n', complaintAt), outcome.err.size() - 1) << c.arguments << outcome.err;
         EXPECT_EQ(entries(), before) << c.arguments;
     }
-    EXPECT_EQ(run("enhance far -o new/ --every --no-guard").code,
+    EXPECT_EQ(run("enhance far -o new/ --every --no-guard --pipeline float").code,
               4);  // with a warning for each refused frame
     EXPECT_EQ(entries(), before);
     for (const char* command : {"", "enhance ", "simulate ", "evaluate "}) {
@@ -199,9 +203,13 @@ TEST_F(Program, SaysWhichNumberOrSizeIsWrong) {
     } kCases[] = {{"enhance b --registration-error 1e-50", 1, "1e-50 is not a number above 0 to 1 "},
                   {"enhance b --relative-residue 1e-6", 1, "1e-6 is not a number from 1.00000011e-06 "},
                   {"enhance b --tv-weight 1e39", 1, "1e39 is not a number from 1 to 3.40282347e+38 "},
-                  {"enhance b --registration phase --crop 63x48", 1, "; --crop 62x48 leaves a column out"},
-                  {"enhance b --registration phase --crop 64x1", 2, "phase correlation takes at least 2 x 2"},
-                  {"enhance b --crop 2x48", 2,
+                  {"enhance b --pipeline float --registration phase --crop 63x48", 1,
+                   "; --crop 62x48 leaves a column out"},
+                  {"enhance b --pipeline float --registration phase --crop 64x1", 2,
+                   "phase correlation takes at least 2 x 2"},
+                  {"enhance b --crop 7x48", 2,
+                   "7 x 48 pixels are too small; the precise pipeline takes at least 8 x 8"},
+                  {"enhance b --pipeline float --crop 2x48", 2,
                    "2 x 48 pixels are too small; aligning them by corners takes at least 3 x 3"},
                   {"enhance b --shift-right 2", 2, "is no whole number; --shift-right drops bits of counts"},
                   {"simulate --seed -1", 1, "-1 is not a whole number from 0 to 18446744073709551615"},
@@ -213,7 +221,10 @@ TEST_F(Program, SaysWhichNumberOrSizeIsWrong) {
         EXPECT_NE(outcome.err.find(c.words), std::string::npos) << c.arguments << '\n' << outcome.err;
         EXPECT_EQ(outcome.out, "") << c.arguments;
     }
-    EXPECT_EQ(run("enhance b -o o.tif --relative-residue 1.00000011e-6 --tv-weight 0.99999999").code, 0);
+    EXPECT_EQ(
+        run("enhance b --pipeline float -o o.tif --relative-residue 1.00000011e-6 --tv-weight 0.99999999")
+            .code,
+        0);
 }
 
 /// Shifts against the second of five frames, the first and the last of which hardly move.
@@ -224,14 +235,14 @@ std::string burstWithOneFarFrame(const std::string& third, const std::string& si
 
 TEST_F(Program, NamesTheFrameThatMovedTooFar) {
     ASSERT_EQ(run(burstWithOneFarFrame("11,0", "--width 320 --height 20")).code, 0);
-    const Outcome refused = run("enhance far -o o.tif --no-guard");
+    const Outcome refused = run("enhance far -o o.tif --no-guard --pipeline float");
     EXPECT_EQ(refused.code, 4);
     EXPECT_NE(refused.err.find("no enlarged image: frame 2 moved by (11."), std::string::npos) << refused.err;
     EXPECT_NE(refused.err.find(" pixels, half the frame height or more\n"), std::string::npos) << refused.err;
     EXPECT_EQ(entries(), 1u);
     std::filesystem::remove_all(path("far"));
     ASSERT_EQ(run(burstWithOneFarFrame("0.1,13", "--width 160 --height 120")).code, 0);
-    const Outcome warned = run("enhance far -o o.tif --no-guard");
+    const Outcome warned = run("enhance far -o o.tif --no-guard --pipeline float");
     EXPECT_EQ(warned.code, 0);
     EXPECT_NE(warned.err.find("warning: frame 4: frame 2 moved by (0.1, 13.0) pixels, more than a tenth of"),
               std::string::npos)
@@ -244,12 +255,12 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
     cv::Mat_<float> bad = image("b/frame_005.tif");
     bad(cv::Rect(20, 20, 9, 9)) = pixelOf(vision::CODE_BAD_PIXEL);
     writeImage(path("b/frame_005.tif"), bad);
-    const Outcome guarded = run("enhance b -o guarded/ --every");
+    const Outcome guarded = run("enhance b -o guarded/ --every --pipeline float");
     EXPECT_NE(guarded.err.find("guarded/: 6 images of 128 x 96 pixels, none for frames 5\n"),
               std::string::npos)
         << guarded.err;
     EXPECT_FALSE(std::filesystem::exists(path("guarded/frame_000005.tif")));
-    const Outcome outcome = run("enhance b -o each/ --every --no-guard");
+    const Outcome outcome = run("enhance b -o each/ --every --no-guard --pipeline float");
     EXPECT_EQ(outcome.code, 0) << outcome.err;
     EXPECT_NE(outcome.err.find("each/: 2 images of 128 x 96 pixels, none for frames 5 to 9\n"),
               std::string::npos);
@@ -258,8 +269,9 @@ TEST_F(Program, ARecordingGoesOnBehindABadFrame) {
     EXPECT_EQ(files.name(0), path("each/frame_000004.tif"));
     EXPECT_EQ(files.name(1), path("each/frame_000010.tif"));
     std::filesystem::remove(path("b/frame_010.tif"));
-    EXPECT_EQ(run("enhance b -o last.tif --no-guard").code, 4);  // its window still holds the bad frame
-    EXPECT_EQ(run("enhance b -o last.tif").code, 0);
+    EXPECT_EQ(run("enhance b -o last.tif --no-guard --pipeline float").code,
+              4);  // its window still holds the bad frame
+    EXPECT_EQ(run("enhance b -o last.tif --pipeline float").code, 0);
     EXPECT_EQ(cv::norm(image("last.tif"), image("guarded/frame_000009.tif")), 0.0);
 }
 
@@ -368,6 +380,7 @@ TEST_F(Program, EveryFrameIsDecodedOnce) {
 
 TEST(Sizes, ThatCannotBeEnlargedAreNamedWithTheirFile) {
     PipelineParameters parameters;
+    parameters.kind = PipelineKind::floatingPoint;
     settlePipeline(parameters);
     for (const cv::Size size : {cv::Size(40000, 20000), cv::Size(3, 16777217)}) {
         EXPECT_EQ(complaint([&] { requireUsableSize(size, parameters, "a.raw"); }, ExitCode::kInput),
@@ -463,12 +476,12 @@ TEST_F(Program, MindsNothingThatItInherits) {
             << start << text(path("err"));
         EXPECT_NE(text(path("err")).find("out/: 2 recordings\n"), std::string::npos) << text(path("err"));
     }
-    ASSERT_EQ(run("enhance b -o o.tif").code, 0);
+    ASSERT_EQ(run("enhance b -o o.tif --pipeline float").code, 0);
     const std::pair<const char*, int> kClosed[] = {
         {"2>&-", 0}, {"<&- 2>&-", 0}, {">&- 2>&-", 0}, {"--timing --every <&- >&-", 3}};
     for (const auto& [closed, code] : kClosed) {
-        EXPECT_EQ(run(std::string("enhance b -o p.tif ") + closed).code, code) << closed;
-        EXPECT_EQ(text(path("p.tif")), text(path("o.tif"))) << closed;
+        EXPECT_EQ(run(std::string("enhance b --pipeline float -o p.tif ") + closed).code, code) << closed;
+        EXPECT_TRUE(text(path("p.tif")) == text(path("o.tif"))) << closed;
         std::filesystem::remove(path("p.tif"));
     }
     EXPECT_EQ(run("evaluate b/truth.tif b/truth.tif >&-").code, 3);

@@ -133,7 +133,7 @@ TEST_F(Program, AClosedShutterDoesNotHideThatFramesWereEnlarged) {
         if (i > 0) cv::resize(image(name), frame, {}, 2.0, 2.0, cv::INTER_NEAREST);
         writeImage(name, frame);
     }
-    const std::string err = run("enhance b -o o.tif").err;
+    const std::string err = run("enhance --pipeline float b -o o.tif").err;
     const std::size_t first = err.find("enlarged by repetition before?");
     EXPECT_NE(first, std::string::npos) << err;
     EXPECT_EQ(err.find("enlarged by repetition before?", first + 1), std::string::npos) << err;
@@ -151,8 +151,8 @@ TEST_F(Program, SkipsRepeatedFrames) {
     for (const char* i : {"0", "1", "1", "1", "2", "3", "4", "5", "5"}) {
         doubled += std::string(" b/frame_00") + i + ".tif";
     }
-    ASSERT_EQ(run("enhance b -o plain/ --every").code, 0);
-    const Outcome outcome = run("enhance" + doubled + " -o guarded/ --every");
+    ASSERT_EQ(run("enhance --pipeline float b -o plain/ --every").code, 0);
+    const Outcome outcome = run("enhance --pipeline float" + doubled + " -o guarded/ --every");
     EXPECT_EQ(outcome.code, 0);
     EXPECT_TRUE(
         says(outcome.err, "warning: frame 2 (b/frame_001.tif) repeats the frame before it; such frames"))
@@ -162,8 +162,8 @@ TEST_F(Program, SkipsRepeatedFrames) {
         << outcome.err;
     EXPECT_EQ(cv::norm(image("guarded/frame_000006.tif"), image("plain/frame_000004.tif")), 0.0);
     EXPECT_EQ(cv::norm(image("guarded/frame_000007.tif"), image("plain/frame_000005.tif")), 0.0);
-    EXPECT_TRUE(
-        says(run("enhance" + doubled + " -o o.tif --no-guard").err, "o.tif: 1 image of 128 x 96 pixels\n"));
+    EXPECT_TRUE(says(run("enhance --pipeline float" + doubled + " -o o.tif --no-guard").err,
+                     "o.tif: 1 image of 128 x 96 pixels\n"));
 }
 
 TEST_F(Program, WindowsDoNotReachAcrossAJump) {
@@ -176,18 +176,18 @@ TEST_F(Program, WindowsDoNotReachAcrossAJump) {
         cv::add(image(name), i < 8 ? 0.0 : 2.0, lifted);
         writeImage(path(name), lifted);
     }
-    ASSERT_EQ(run("enhance" + first + " -o expected.tif").code, 0);
-    const Outcome outcome = run("enhance b -o o.tif --shifts s.csv");
+    ASSERT_EQ(run("enhance --pipeline float" + first + " -o expected.tif").code, 0);
+    const Outcome outcome = run("enhance --pipeline float b -o o.tif --shifts s.csv");
     EXPECT_EQ(outcome.code, 0);
     EXPECT_TRUE(says(outcome.err, "frame 8 (b/frame_008.tif) lies 1.9")) << outcome.err;
     EXPECT_TRUE(says(outcome.err, " above the frame before it")) << outcome.err;
-    const Outcome back = run("enhance" + last + first + " -o back.tif");
+    const Outcome back = run("enhance --pipeline float" + last + first + " -o back.tif");
     EXPECT_TRUE(says(back.err, "frame 4 (b/frame_000.tif) lies 1.9")) << back.err;
     EXPECT_TRUE(says(back.err, " below the frame before it")) << back.err;
     EXPECT_TRUE(says(outcome.err, "\nframes 3 to 7: gain 1.9")) << outcome.err;
     EXPECT_EQ(cv::norm(image("o.tif"), image("expected.tif")), 0.0);
     EXPECT_TRUE(says(text(path("s.csv")), "reference is frame 4\nframe,dx,dy\n3,"));
-    EXPECT_TRUE(says(run("enhance b -o o.tif --every").err,
+    EXPECT_TRUE(says(run("enhance --pipeline float b -o o.tif --every").err,
                      ": 4 images of 320 x 240 pixels, none for frames 8 to 11"));
 }
 
@@ -199,12 +199,12 @@ TEST_F(Program, DriftBeyondMeasureStillGivesAnImage) {
         cv::add(image(name), 0.5 * i, lifted);
         writeImage(path(name), lifted);
     }
-    const Outcome outcome = run("enhance b -o o.tif");
+    const Outcome outcome = run("enhance --pipeline float b -o o.tif");
     EXPECT_EQ(outcome.code, 0) << outcome.err;
     EXPECT_TRUE(says(outcome.err, "no five frames in a row belong together; the last five are taken"))
         << outcome.err;
-    EXPECT_EQ(run("enhance b -o new/ --every").code, 4);
-    EXPECT_EQ(run("enhance b -o new/ --every --no-guard").code, 0);
+    EXPECT_EQ(run("enhance --pipeline float b -o new/ --every").code, 4);
+    EXPECT_EQ(run("enhance --pipeline float b -o new/ --every --no-guard").code, 0);
 }
 
 TEST_F(Program, LeavesOutFramesThatInterruptARecording) {
@@ -220,8 +220,8 @@ TEST_F(Program, LeavesOutFramesThatInterruptARecording) {
             others += " " + name;
         }
     }
-    ASSERT_EQ(run("enhance" + others + " -o expected.tif").code, 0);
-    const Outcome outcome = run("enhance b -o o.tif");
+    ASSERT_EQ(run("enhance --pipeline float" + others + " -o expected.tif").code, 0);
+    const Outcome outcome = run("enhance --pipeline float b -o o.tif");
     EXPECT_TRUE(says(outcome.err, "frame 5 (b/frame_005.tif) is like those before the jump")) << outcome.err;
     EXPECT_TRUE(says(outcome.err, "left out\nframes 1 to 3, 5, 7: gain 1.9")) << outcome.err;
     EXPECT_EQ(cv::norm(image("o.tif"), image("expected.tif")), 0.0);
@@ -233,7 +233,7 @@ TEST_F(Program, FramesThatDoNotFitAreLeftOut) {
     cv::Mat_<float> turned;
     cv::flip(original, turned, 1);
     writeImage(path("b/frame_004.tif"), turned);
-    const Outcome outcome = run("enhance b -o o.tif --shifts s.csv");
+    const Outcome outcome = run("enhance --pipeline float b -o o.tif --shifts s.csv");
     EXPECT_EQ(outcome.code, 0) << outcome.err;
     EXPECT_TRUE(says(outcome.err, "warning: frame 4 ")) << outcome.err;
     EXPECT_TRUE(says(outcome.err, "; left out\nframes 1 to 3, 5 to 6: gain 1.9")) << outcome.err;
@@ -245,7 +245,7 @@ TEST_F(Program, FramesThatDoNotFitAreLeftOut) {
         cv::flip(image(later), turned, 1);
         writeImage(path(later), turned);
     }
-    const Outcome cut = run("enhance b -o o.tif");
+    const Outcome cut = run("enhance --pipeline float b -o o.tif");
     EXPECT_TRUE(says(cut.err, "; left out\nframes 3 to 6: gain 1.7")) << cut.err;
 }
 
@@ -257,20 +257,22 @@ TEST_F(Program, NoisyFramesAreSmoothedSoThatTheImageIsBetterThanBicubic) {
         const auto rmse = [&](const cv::Mat_<float>& result) {
             return compareWithTruth(result, truth, 3).rmse;
         };
-        const Outcome outcome = run("enhance b -o o.tif");
+        const Outcome outcome = run("enhance --pipeline float b -o o.tif");
         EXPECT_TRUE(says(outcome.err, "% of the contrast; TV weight ")) << outcome.err;
         EXPECT_LT(rmse(image("o.tif")), 0.75 * rmse(bicubic(image("b/frame_001.tif"), truth.size())))
             << noise;
     }
-    EXPECT_TRUE(says(run("enhance b -o o.tif --tv-weight 400").err, "% of the contrast; a TV weight near "));
-    const Outcome off = run("enhance b -o off.tif --no-guard");
+    EXPECT_TRUE(says(run("enhance --pipeline float b -o o.tif --tv-weight 400").err,
+                     "% of the contrast; a TV weight near "));
+    const Outcome off = run("enhance --pipeline float b -o off.tif --no-guard");
     EXPECT_FALSE(says(off.err, "warning")) << off.err;
     EXPECT_EQ(cv::norm(image("o.tif"), image("off.tif")), 0.0);
 }
 
 TEST_F(Program, SaysThatATripodGainsLittle) {
     ASSERT_EQ(run("simulate -o b --noise 0.1 --shifts '0,0;0,0;1,0;0.03,-1;-1,2'").code, 0);
-    EXPECT_TRUE(says(run("enhance b -o o.tif").err, "the frames lie whole pixels apart (a tripod?)"));
+    EXPECT_TRUE(says(run("enhance --pipeline float b -o o.tif").err,
+                     "the frames lie whole pixels apart (a tripod?)"));
 }
 
 TEST_F(Program, RecordedBurstsRaiseNoAlarm) {
@@ -278,7 +280,7 @@ TEST_F(Program, RecordedBurstsRaiseNoAlarm) {
     if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
     for (const char* name : {"rendered_pipes", "mwir_embankment", "mwir_fields", "lwir_buildings"}) {
         const Outcome outcome =
-            run(std::string("enhance ") + folder + "/bursts/" + name + " -o o.tif --every");
+            run(std::string("enhance --pipeline float ") + folder + "/bursts/" + name + " -o o.tif --every");
         EXPECT_EQ(outcome.code, 0) << name;
         EXPECT_FALSE(says(outcome.err, "warning")) << name << '\n' << outcome.err;
     }

@@ -25,7 +25,9 @@ TEST_F(Program, ReferencePipelineRefersToTheNewestFrame) {
 
 TEST_F(Program, VectorPipelineComputesTheSameButRepairsNothing) {
     ASSERT_EQ(run("simulate -o b --width 70 --height 50").code, 0);
-    ASSERT_EQ(run("enhance b -o f.tif --shifts f.csv --reference-index 2 --tv-weight 300").code, 0);
+    ASSERT_EQ(
+        run("enhance b --pipeline float -o f.tif --shifts f.csv --reference-index 2 --tv-weight 300").code,
+        0);
     const Outcome enhanced =
         run("enhance b -o v.tif --shifts v.csv --reference-index 2 --tv-weight 300 --pipeline vector");
     ASSERT_EQ(enhanced.code, 0) << enhanced.err;
@@ -33,7 +35,7 @@ TEST_F(Program, VectorPipelineComputesTheSameButRepairsNothing) {
     EXPECT_LT(cv::norm(image("f.tif"), image("v.tif"), cv::NORM_INF), 1e-3);
 
     ASSERT_EQ(run("simulate -o raw --width 70 --height 50 --defects 3").code, 0);
-    ASSERT_EQ(run("enhance raw -o f.tif").code, 0);
+    ASSERT_EQ(run("enhance raw --pipeline float -o f.tif").code, 0);
     ASSERT_EQ(run("enhance raw -o v.tif --pipeline vector").code, 0);
     EXPECT_GT(cv::norm(image("f.tif"), image("v.tif"), cv::NORM_INF), 5.0);  // codes are numbers next to 0
     const Outcome counts = run("enhance raw -o w.tif --scale 500 --pipeline vector");

@@ -34,6 +34,7 @@ TEST(Memory, OfLibraryAndProgramIsCountedTogether) {
     };
     const auto before = inUse();
     PipelineParameters parameters;
+    parameters.kind = PipelineKind::floatingPoint;
     settlePipeline(parameters);
     const std::unique_ptr<Pipeline> pipeline = makePipeline({320, 240}, parameters);
     EXPECT_GT(inUse(), before + 20u * 320 * 240 * sizeof(float));

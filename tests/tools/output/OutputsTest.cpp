@@ -188,7 +188,10 @@ TEST_F(Outputs, FoldersThatARunMadeForNothingGoAgain) {
     EXPECT_EQ(run("simulate -o a/b/c --defects 900 --width 64 --height 48").code, 1);
     EXPECT_EQ(entries(), 2u);
     ASSERT_EQ(run("simulate -o a/b/c --width 64 --height 48").code, 0);
-    EXPECT_EQ(run("enhance a/b/c -o a/d/e/ --every --tv-weight 1e38 --psf-sigma 1000 --crop 2x48").code, 2);
+    EXPECT_EQ(
+        run("enhance a/b/c -o a/d/e/ --every --pipeline float --tv-weight 1e38 --psf-sigma 1000 --crop 2x48")
+            .code,
+        2);
     EXPECT_FALSE(fs::exists(path("a/d")));
 }
 

@@ -26,7 +26,7 @@ TEST(Report, PhasesAreWhereFramesSampleTheReference) {
     const cv::Point2f shifts[] = {{0.0f, 0.0f}, {0.2f, -0.2f}, {-0.5f, 3.0f}, {0.6f, 1.4f}, {-7.1f, 0.3f}};
     const int reached[] = {1, 1, 2, 3, 4};
     for (int i = 0; i < 5; ++i) {
-        frames.push_back({0, "", shifts[i], 1.0, ""});
+        frames.push_back({0, "", shifts[i], 1.0, "", {}});
         EXPECT_EQ(phasesReached(frames), reached[i]) << i;
     }
     EXPECT_EQ(medianOf(cv::Mat_<float>((cv::Mat_<float>(1, 4) << 9, std::nanf(""), 1, 2))), 2.0);
@@ -90,9 +90,9 @@ TEST_F(Program, ReportsWhatItDid) {
         run("enhance b -o '<o>.tif' --shifts s.csv --coverage c.tif --noise-map n.tif "
             "--report r.json --report r.html --encoding kelvin --offset 0 2>&1");
     EXPECT_EQ(outcome.code, 1);  // an encoding is no part of another decode
-    const Outcome done =
-        run("enhance b -o '<o>.tif' --shifts s.csv --coverage c.tif --noise-map n.tif "
-            "--preview p.png --report r.json --report r.html --unit '\u00b0C' --tv-weight 77.7");
+    const Outcome done = run(
+        "enhance b -o '<o>.tif' --shifts s.csv --coverage c.tif --noise-map n.tif "
+        "--preview p.png --report r.json --report r.html --unit '\u00b0C' --tv-weight 77.7 --pipeline float");
     ASSERT_EQ(done.code, 0) << done.err;
     const Json report = Json::parse(text(path("r.json")));
     const Json& last = report["image"];
@@ -159,7 +159,8 @@ TEST_F(Program, TellsWhatHasNoValueAndWhatIsImplausible) {
         writeImage(name, frame);
     }
     const Outcome done =
-        run("enhance b -o o.tif --coverage c.tif --report r.json --report r.html --preview p.png");
+        run("enhance b --pipeline float -o o.tif --coverage c.tif --report r.json --report r.html --preview "
+            "p.png");
     ASSERT_EQ(done.code, 0) << done.err;
     const std::string implausible =
         "24 pixels in 4 of 5 frames lie outside the plausible range -274 .. 5000 and count as defects: what "

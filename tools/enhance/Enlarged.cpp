@@ -1,0 +1,32 @@
+#include "tools/enhance/Enlarged.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "tools/values/Decode.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace oravo::tools {
+
+WithoutValue markWithoutValue(cv::Mat_<float>& image) {
+    WithoutValue count;
+    for (float& pixel : image) {
+        if (isValue(pixel)) continue;
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &pixel, sizeof bits);
+        ++(bits == vision::CODE_OVER_RANGE    ? count.overRange
+           : bits == vision::CODE_UNDER_RANGE ? count.underRange
+                                              : count.bad);
+        pixel = std::numeric_limits<float>::quiet_NaN();
+    }
+    return count;
+}
+
+std::optional<double> decibelsOverBicubic(const vision::SrPreciseResult& result) {
+    if (!(result.withheldError > 0.0) || !(result.bicubicError > 0.0)) return std::nullopt;
+    return 20.0 * std::log10(result.bicubicError / result.withheldError);
+}
+
+}  // namespace oravo::tools

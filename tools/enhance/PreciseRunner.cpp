@@ -1,0 +1,127 @@
+#include "tools/enhance/PreciseRunner.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "support/StopWatch.h"
+#include "tools/base/Messages.h"
+#include "tools/base/UserError.h"
+#include "tools/enhance/StreamGuard.h"
+#include "tools/values/PlausibleRange.h"
+
+namespace oravo::tools {
+namespace {
+
+vision::SrPrecise acceptedEngine(cv::Size size, const EnhanceParameters& p,
+                                 std::function<void(double)> progress) {
+    vision::SrPreciseOptions options;
+    const PlausibleRange range = PlausibleRange::of(p.rawCounts);
+    options.factor = Pipeline::kFactor;
+    options.psfSigma = p.psfSigma;
+    options.lowest = range.lowest;
+    options.highest = range.highest;
+    options.smoothness = p.smoothness;
+    if (progress) {
+        options.progress = [progress = std::move(progress)](double share) {
+            progress(share);
+            return true;
+        };
+    }
+    try {
+        return {size.width, size.height, options};
+    } catch (...) {
+        if (currentExceptionIsLackOfMemory()) throw;
+        throw UserError(ExitCode::kUsage, currentExceptionText());
+    }
+}
+
+/// What speaks against taking the image for better than an enlargement of its reference frame; empty where nothing does.
+std::string doubtAbout(const Enlarged& enlarged) {
+    if (enlarged.frames.size() < 2) {
+        return "the image rests on the reference frame alone; it is that frame without its blur, not more";
+    }
+    const std::optional<double> better = decibelsOverBicubic(*enlarged.precise);
+    if (better && *better < 0.0) {
+        return format(
+            "bicubic enlargement of the reference frame predicts withheld pixels better, by %.1f dB",
+            -*better);
+    }
+    if (samePhase(enlarged.shifts)) {
+        return "the frames lie whole pixels apart (a tripod?): they hold less noise together, but no more "
+               "detail than one of them";
+    }
+    return "";
+}
+
+/// Keeps what the engine found out about frames that take part, and the numbers of the others.
+void divideFrames(vision::SrPreciseResult& result, const Frames& window, Enlarged& enlarged) {
+    std::vector<vision::SrPreciseFrame> used;
+    for (std::size_t i = 0; i < window.size(); ++i) {
+        const vision::SrPreciseFrame& frame = result.frames[i];
+        if (!frame.used) {
+            enlarged.leftOut.push_back(window[i]->number);
+            continue;
+        }
+        enlarged.frames.push_back(window[i]->number);
+        enlarged.inputs.push_back(window[i]->values);
+        enlarged.shifts.emplace_back(static_cast<float>(frame.dx), static_cast<float>(frame.dy));
+        used.push_back(frame);
+    }
+    result.frames = std::move(used);
+}
+
+}  // namespace
+
+PreciseRunner::PreciseRunner(cv::Size frameSize, const EnhanceParameters& parameters,
+                             std::function<void(double)> progress)
+    : parameters_(parameters), engine_(acceptedEngine(frameSize, parameters, std::move(progress))) {
+}
+
+std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal) {
+    const std::size_t count = std::min(pool.size(), static_cast<std::size_t>(parameters_.frames));
+    const Frames window(pool.end() - static_cast<std::ptrdiff_t>(count), pool.end());
+    const std::size_t back = std::min(static_cast<std::size_t>(*parameters_.referenceIndex), count - 1);
+    const std::size_t reference = count - 1 - back;
+    std::vector<cv::Mat_<float>> frames;
+    for (const RecordedFrame* frame : window) frames.push_back(frame->values);
+
+    Enlarged enlarged;
+    auto result = std::make_shared<vision::SrPreciseResult>();
+    try {
+        StopWatch watch;
+        *result = engine_.compute(frames, static_cast<int>(reference));
+        enlarged.seconds = watch.stop();
+    } catch (...) {
+        if (currentExceptionIsLackOfMemory()) throw;
+        refusal.reason = currentExceptionText();
+        refusal.position = reference;
+        return std::nullopt;
+    }
+    enlarged.image = result->image;
+    enlarged.withoutValue = markWithoutValue(enlarged.image);
+    divideFrames(*result, window, enlarged);
+    enlarged.newest = window.back()->number;
+    enlarged.reference = window[reference]->number;
+    enlarged.parameters = parameters_;
+    enlarged.parameters.referenceIndex = static_cast<int>(back);
+    enlarged.precise = std::move(result);
+    enlarged.warning = doubtAbout(enlarged);
+    sayDoubts(enlarged);
+    return enlarged;
+}
+
+void PreciseRunner::sayDoubts(const Enlarged& enlarged) {
+    std::vector<std::size_t> unsaid;
+    for (const std::size_t number : enlarged.leftOut) {
+        if (leftOut_.insert(number).second) unsaid.push_back(number);
+    }
+    if (!unsaid.empty()) {
+        warn(Guard{"alignment",
+                   unsaid.size() == 1 ? std::optional<std::size_t>(unsaid.front()) : std::nullopt,
+                   format("frame%s %s: nothing in common with the reference frame, %zu, was found",
+                          unsaid.size() == 1 ? "" : "s", ranges(unsaid).c_str(), enlarged.reference),
+                   "left out"});
+    }
+}
+
+}  // namespace oravo::tools

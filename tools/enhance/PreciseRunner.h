@@ -1,0 +1,30 @@
+#ifndef ORAVO_TOOLS_ENHANCE_PRECISERUNNER_H
+#define ORAVO_TOOLS_ENHANCE_PRECISERUNNER_H
+
+#include <set>
+
+#include "tools/base/Guard.h"
+#include "tools/enhance/Reconstructor.h"
+
+namespace oravo::tools {
+
+/// Enlarges windows of frames by the precise pipeline, which chooses and weighs them itself, and says what there is to
+/// doubt about each image.
+class PreciseRunner final : public Reconstructor {
+  public:
+    PreciseRunner(cv::Size frameSize, const EnhanceParameters& parameters,
+                  std::function<void(double)> progress);
+
+    std::optional<Enlarged> run(const Frames& pool, Refusal& refusal) override;
+
+  private:
+    void sayDoubts(const Enlarged& enlarged);
+
+    EnhanceParameters parameters_;
+    vision::SrPrecise engine_;
+    std::set<std::size_t> leftOut_;  // frames that were said to be
+};
+
+}  // namespace oravo::tools
+
+#endif
