@@ -38,6 +38,15 @@ int fail(std::string& error, int status, const char* text) noexcept {
     return status;
 }
 
+int failedBy(const oravo::Exception& exception, std::string& error) noexcept {
+    using Kind = oravo::Exception::Kind;
+    if (exception.kind() == Kind::cancelled) {
+        return fail(error, ORAVO_BURST_CANCELLED, "cancelled by the progress callback");
+    }
+    const int status = exception.kind() == Kind::outOfMemory ? ORAVO_BURST_MEMORY : ORAVO_BURST_ARGUMENT;
+    return fail(error, status, exception.message().c_str());
+}
+
 /// The status of the exception that is being handled.
 int failedBy(std::string& error) noexcept {
     try {
@@ -45,10 +54,7 @@ int failedBy(std::string& error) noexcept {
     } catch (const std::bad_alloc&) {
         return fail(error, ORAVO_BURST_MEMORY, "out of memory");
     } catch (const oravo::Exception& exception) {
-        if (exception.message() == SrPrecise::kCancelled) {
-            return fail(error, ORAVO_BURST_CANCELLED, "cancelled by the progress callback");
-        }
-        return fail(error, ORAVO_BURST_ARGUMENT, exception.message().c_str());
+        return failedBy(exception, error);
     } catch (const std::exception& exception) {
         return fail(error, ORAVO_BURST_FAILED, exception.what());
     } catch (...) {

@@ -7,6 +7,8 @@
 
 namespace oravo {
 
+using ErrorKind = Exception::Kind;
+
 /// A place in the source, as it stands in the location text of an Exception.
 struct CodeLocation {
     const char* source;    ///< path below the source root, without extension
@@ -18,8 +20,8 @@ struct CodeLocation {
     }
 };
 
-[[noreturn]] inline void raise(const std::string& message, const CodeLocation& where) {
-    throw Exception(message, where.text());
+[[noreturn]] inline void raise(ErrorKind kind, const std::string& message, const CodeLocation& where) {
+    throw Exception(kind, message, where.text());
 }
 
 }  // namespace oravo

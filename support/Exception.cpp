@@ -2,8 +2,12 @@
 
 namespace oravo {
 
+Exception::Exception(Kind kind, const std::string& message, const std::string& location)
+    : message_(message), location_(location), text_(message + "\n" + location), kind_(kind) {
+}
+
 Exception::Exception(const std::string& message, const std::string& location)
-    : message_(message), location_(location), text_(message + "\n" + location) {
+    : Exception(Kind::other, message, location) {
 }
 
 // Out of line, so that the type information has one home and a host catches the type that was thrown.

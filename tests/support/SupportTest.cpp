@@ -14,11 +14,15 @@
 namespace oravo {
 
 TEST(Exception, joinsMessageAndLocation) {
-    const Exception thrown = test::thrownBy([] { raise("Broken.", {"a/File", 7, "oravo::f"}); });
+    const Exception thrown = test::thrownBy([] {
+        raise(ErrorKind::notReady, "Broken.", {"a/File", 7, "oravo::f"});
+    });
+    EXPECT_EQ(thrown.kind(), ErrorKind::notReady);
     EXPECT_EQ(thrown.message(), "Broken.");
     EXPECT_EQ(thrown.location(), "a/File: 7: oravo::f(..)\n");
     EXPECT_STREQ(thrown.what(), "Broken.\na/File: 7: oravo::f(..)\n");
     EXPECT_STREQ(Exception(thrown).what(), thrown.what());
+    EXPECT_EQ(Exception("Broken.", "").kind(), ErrorKind::other);
 }
 
 TEST(StopWatch, runsOnUntilRestarted) {

@@ -188,13 +188,15 @@ void BadPixel::drawBadPixels(const cv::Mat& list, cv::Mat_<cv::Vec3b>& image,
                              const cv::Scalar_<double>& colour, unsigned int size, bool randomColour) {
     constexpr char kFunction[] = "oravo::vision::BadPixel::drawBadPixels";
     if (!isBadPixelList(list)) {
-        raise("ERROR: \t >>Unspported BadPixel format!!", {kSource, __LINE__, kFunction});
+        raise(ErrorKind::badArgument, "ERROR: \t >>Unspported BadPixel format!!",
+              {kSource, __LINE__, kFunction});
     }
     for (int i = 0; i < list.rows; ++i) {
         const int x = list.ptr<unsigned short>(i)[0];
         const int y = list.ptr<unsigned short>(i)[1];
         if (x >= image.cols || y >= image.rows) {
-            raise("ERROR: \t >>BadPixel [" + std::to_string(y) + "," + std::to_string(x) + "] out of bounds ",
+            raise(ErrorKind::badArgument,
+                  "ERROR: \t >>BadPixel [" + std::to_string(y) + "," + std::to_string(x) + "] out of bounds ",
                   {kSource, __LINE__, kFunction});
         }
         drawSquare(image, x, y, size, randomColour ? drawRandomColour() : colour);

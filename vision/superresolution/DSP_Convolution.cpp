@@ -101,7 +101,8 @@ template <class T>
 void DSP_Convolution<T>::validCorrToSparse(const T* in, const T* horizontalKernel, const T* verticalKernel,
                                            T* out) {
     if (filterScale_ == 0) {
-        raise("Invalid filter scale 0, set another one by setFilterScale.", {kSource, __LINE__, kValidCorr});
+        raise(ErrorKind::badArgument, "Invalid filter scale 0, set another one by setFilterScale.",
+              {kSource, __LINE__, kValidCorr});
     }
     detail::sampleSparse(grid_, in, horizontalKernel, verticalKernel, intermediate_.data(), out,
                          [scale = Wide<T>{filterScale_}](T& sum, T weight, T value) {
@@ -114,14 +115,16 @@ void DSP_Convolution<T>::fullConvFromSparse(const T* lowRes, const T* horizontal
                                             const T* verticalKernel, const char* mask, T* out) {
     const CodeLocation here{kSource, __LINE__, kFullConv};
     if (!suitsPolyphase(grid_)) {
-        raise("The polyphase form takes factor 2 and 6 x 6 taps, not factor " +
+        raise(ErrorKind::badArgument,
+              "The polyphase form takes factor 2 and 6 x 6 taps, not factor " +
                   std::to_string(grid_.columnStep) + " and " + std::to_string(grid_.kernelWidth) + " x " +
                   std::to_string(grid_.kernelHeight) + " taps.",
               here);
     }
     const detail::FrameSize bordered = borderedSize(grid_);
     if (bordered.width > std::numeric_limits<short>::max()) {
-        raise("Low-resolution rows of " + std::to_string(grid_.lowWidth) +
+        raise(ErrorKind::badArgument,
+              "Low-resolution rows of " + std::to_string(grid_.lowWidth) +
                   " pixels are too long for the polyphase form, which takes 32763.",
               here);
     }

@@ -28,7 +28,7 @@ std::string number(double value) {
 }
 
 void check(bool holds, const std::string& message, int line, const char* function) {
-    if (!holds) raise(message, CodeLocation{kSource, line, function});
+    if (!holds) raise(ErrorKind::badArgument, message, CodeLocation{kSource, line, function});
 }
 
 bool isCode(float value) {
@@ -154,7 +154,7 @@ SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, i
     try {
         run.run(reference);
     } catch (const detail::precise::Cancelled&) {
-        check(false, kCancelled, __LINE__, kWhere);
+        raise(ErrorKind::cancelled, kCancelled, {kSource, __LINE__, kWhere});
     }
 
     SrPreciseResult result;

@@ -222,7 +222,7 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
     }
     if (unrepairable > kMostUnrepairable) {
         raise(
-            "Too many defect pixels. No processing possible.",
+            Exception::Kind::tooManyDefects, "Too many defect pixels. No processing possible.",
             {kSource, __LINE__, "oravo::vision::SuperResolutionBadPixelHandling::detectAndReplaceBadPixel"});
     }
     return result;
@@ -282,7 +282,7 @@ bool SuperResolutionBadPixelHandling::getReplacementValue_(const cv::Mat_<float>
 void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& image,
                                                    const std::vector<cv::Point_<float>>& shifts) {
     if (shifts.size() != defectMaps_.size()) {
-        raise("maskBadPixel(): number of shifts ist not equal to number of defectMaps",
+        raise(ErrorKind::notReady, "maskBadPixel(): number of shifts ist not equal to number of defectMaps",
               {kSource, __LINE__, "oravo::vision::SuperResolutionBadPixelHandling::maskBadPixel"});
     }
     if (image.cols == 0) return;
@@ -308,13 +308,16 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
                                                          const std::vector<cv::Point_<float>>& shifts,
                                                          const std::vector<cv::Mat_<float>>& frames) {
     constexpr char kFunction[] = "oravo::vision::SuperResolutionBadPixelHandling::replaceMaskedPixel";
-    if (defectMaps_.empty()) raise("bad pixel masks not initalized", {kSource, __LINE__, kFunction});
+    if (defectMaps_.empty())
+        raise(ErrorKind::notReady, "bad pixel masks not initalized", {kSource, __LINE__, kFunction});
     if (shifts.size() < defectMaps_.size() || frames.size() < defectMaps_.size()) {
-        raise("replaceMaskedPixel(): number of shifts or frames is smaller than number of defectMaps",
+        raise(ErrorKind::notReady,
+              "replaceMaskedPixel(): number of shifts or frames is smaller than number of defectMaps",
               {kSource, __LINE__, kFunction});
     }
     if (!areOfOneSize(defectMaps_, frames)) {
-        raise("replaceMaskedPixel(): frames and defectMaps differ in size", {kSource, __LINE__, kFunction});
+        raise(ErrorKind::badArgument, "replaceMaskedPixel(): frames and defectMaps differ in size",
+              {kSource, __LINE__, kFunction});
     }
     for (int r = 0; r < image.rows; ++r) {
         float* pixels = image.ptr<float>(r);
@@ -327,7 +330,8 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
 
 void SuperResolutionBadPixelHandling::colorBadPixel(const cv::Mat_<float>& image, cv::Mat_<cv::Vec3b>& view) {
     if (view.rows < image.rows || view.cols < image.cols) {
-        raise("colorBadPixel(): view of " + sizeText(view) + " is smaller than image of " + sizeText(image),
+        raise(ErrorKind::badArgument,
+              "colorBadPixel(): view of " + sizeText(view) + " is smaller than image of " + sizeText(image),
               {kSource, __LINE__, "oravo::vision::SuperResolutionBadPixelHandling::colorBadPixel"});
     }
     for (int r = 0; r < image.rows; ++r) {

@@ -106,6 +106,7 @@ TEST(SrFloatRegistration2, refusesDisplacementsOfHalfTheHeight) {
         Registered(test::burst(scene, 24, 160, {{0, 0}, {13, 0}}), 2, 0);
     });
     EXPECT_EQ(thrown.message(), "Too large displacement");
+    EXPECT_EQ(thrown.kind(), Exception::Kind::tooLargeDisplacement);
     EXPECT_EQ(thrown.location(),
               "vision/superresolution/SrFloatRegistration2: 174: "
               "oravo::vision::SrFloatRegistration2::doRegistration(..)\n");

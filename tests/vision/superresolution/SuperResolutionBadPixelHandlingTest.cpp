@@ -120,6 +120,7 @@ TEST(SuperResolutionBadPixelHandling, refusesMoreThanTenUnrepairablePixels) {
             EXPECT_EQ(result, -2);
         } else {
             EXPECT_EQ(thrown.message(), "Too many defect pixels. No processing possible.");
+            EXPECT_EQ(thrown.kind(), Exception::Kind::tooManyDefects);
             EXPECT_EQ(location("detectAndReplaceBadPixel", thrown), "right");
         }
         EXPECT_EQ(frame(0, 1), 0.0f);

@@ -126,7 +126,7 @@ int SuperResolution::loadFrame(const T* frame) {
         prepare(newest);
     }
     if (s.registration.reachesInfinity()) {
-        raise("FFT resulted in infinite values. No processing possible",
+        raise(ErrorKind::infiniteValues, "FFT resulted in infinite values. No processing possible",
               {kSource, __LINE__, "oravo::vision::SuperResolution::loadFrame"});
     }
     return result;
@@ -161,7 +161,8 @@ void SuperResolution::setNucToRad(const cv::Mat_<short>& nuc1, const cv::Mat_<fl
 
 void SuperResolution::NucToRad(const cv::Mat_<short>& nuc) {
     if (state_->calibration.gain.size() != nuc.size()) {
-        raise(kNotCalibrated, {kSource, __LINE__, "oravo::vision::SuperResolution::NucToRad"});
+        raise(ErrorKind::notReady, kNotCalibrated,
+              {kSource, __LINE__, "oravo::vision::SuperResolution::NucToRad"});
     }
     state_->calibration.apply(nuc, state_->radiometricFrame);
 }
@@ -169,7 +170,8 @@ void SuperResolution::NucToRad(const cv::Mat_<short>& nuc) {
 float SuperResolution::processFrame2(const short* nuc, float* out) {
     State& s = *state_;
     if (s.calibration.offset.cols != s.input.width || s.calibration.gain.rows != s.input.height) {
-        raise(kNotCalibrated, {kSource, __LINE__, "oravo::vision::SuperResolution::processFrame2"});
+        raise(ErrorKind::notReady, kNotCalibrated,
+              {kSource, __LINE__, "oravo::vision::SuperResolution::processFrame2"});
     }
     // The header only reads, but a matrix cannot say so.
     NucToRad(cv::Mat_<short>(s.input.height, s.input.width, const_cast<short*>(nuc)));

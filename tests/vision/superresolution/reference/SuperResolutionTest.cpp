@@ -279,6 +279,7 @@ TEST(SuperResolution, CalibrationTurnsCountsIntoValues) {
     const cv::Mat_<short> nuc = counts(frames[0]);
     const Exception missing = thrownBy([&] { pipeline.processFrame2(nuc.ptr<short>(), image.ptr<float>()); });
     EXPECT_EQ(missing.message(), "NucToRad() not initialized");
+    EXPECT_EQ(missing.kind(), Exception::Kind::notReady);
     EXPECT_TRUE(std::regex_match(missing.location(),
                                  std::regex("vision/superresolution/reference/SuperResolution: [0-9]+: "
                                             R"(oravo::vision::SuperResolution::processFrame2\(\.\.\)\n)")));

@@ -15,7 +15,8 @@ void requireSize(const cv::Mat& image, const cv::Mat& first, const char* name, c
     const auto text = [](const cv::Mat& m) {
         return std::to_string(m.cols) + " x " + std::to_string(m.rows);
     };
-    raise("Invalid calibration: nuc1 is " + text(first) + ", but " + name + " is " + text(image) + ".",
+    raise(ErrorKind::badArgument,
+          "Invalid calibration: nuc1 is " + text(first) + ", but " + name + " is " + text(image) + ".",
           where);
 }
 

@@ -15,7 +15,8 @@ FrameSize checkedSize(long long width, long long height, const CodeLocation& whe
     const bool fits = width >= 0 && height >= 0 && width <= kMost && height <= kMost &&
                       (height == 0 || width <= kMost / height);
     if (!fits) {
-        raise("Invalid image size " + std::to_string(width) + " x " + std::to_string(height) + " specified.",
+        raise(ErrorKind::badArgument,
+              "Invalid image size " + std::to_string(width) + " x " + std::to_string(height) + " specified.",
               where);
     }
     return {static_cast<int>(width), static_cast<int>(height)};
@@ -23,7 +24,8 @@ FrameSize checkedSize(long long width, long long height, const CodeLocation& whe
 
 float checkedFactor(float factor, const CodeLocation& where) {
     if (!(factor >= 1.0f && factor <= kLargestFactor)) {
-        raise("Invalid super-resolution factor " + std::to_string(factor) +
+        raise(ErrorKind::badArgument,
+              "Invalid super-resolution factor " + std::to_string(factor) +
                   " specified, 1 to 32768 are possible.",
               where);
     }
@@ -38,7 +40,8 @@ FrameSize enlarged(FrameSize size, float factor, const CodeLocation& where) {
     const auto rounded = [](int side) { return static_cast<double>(static_cast<float>(side)) != side; };
     if (width >= kMost || height >= kMost || width * height >= kMost || rounded(size.width) ||
         rounded(size.height)) {
-        raise("Image size " + std::to_string(size.width) + " x " + std::to_string(size.height) +
+        raise(ErrorKind::badArgument,
+              "Image size " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                   " is too large for super-resolution factor " + std::to_string(factor) + ".",
               where);
     }

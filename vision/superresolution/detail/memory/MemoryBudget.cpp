@@ -56,7 +56,8 @@ void promiseMemory(std::size_t bytes) {
     if (!looks) return;
     if (before <= budget && bytes <= budget - before) return;
     giveBackMemory(bytes);
-    raise("Not enough memory for " + std::to_string(bytes) + " bytes beside " + std::to_string(before) +
+    raise(ErrorKind::outOfMemory,
+          "Not enough memory for " + std::to_string(bytes) + " bytes beside " + std::to_string(before) +
               " in use, " + std::to_string(budget) + " are within reach.",
           {"vision/superresolution/detail/memory/MemoryBudget", __LINE__,
            "oravo::vision::detail::promiseMemory"});

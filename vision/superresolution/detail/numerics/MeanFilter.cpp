@@ -76,7 +76,7 @@ std::size_t meanFilterScratch(int width, int height) {
 void meanFilter(const ImageView<const float>& source, int radius, float* scratch,
                 const ImageView<float>& target) {
     if (radius < 0) {
-        raise("Invalid mean filter radius " + std::to_string(radius) + " specified.",
+        raise(ErrorKind::badArgument, "Invalid mean filter radius " + std::to_string(radius) + " specified.",
               {"vision/superresolution/detail/numerics/MeanFilter", __LINE__,
                "oravo::vision::detail::meanFilter"});
     }

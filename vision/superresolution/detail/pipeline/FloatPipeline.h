@@ -22,7 +22,8 @@ namespace detail {
 /// Exception that names both sizes when the image is not of the size of the pipeline's frames.
 inline cv::Mat_<float> denseFrame(const cv::Mat_<float>& image, FrameSize size, const CodeLocation& where) {
     if (image.cols != size.width || image.rows != size.height) {
-        raise("Invalid frame of " + std::to_string(image.cols) + " x " + std::to_string(image.rows) +
+        raise(ErrorKind::badArgument,
+              "Invalid frame of " + std::to_string(image.cols) + " x " + std::to_string(image.rows) +
                   " pixels given, the pipeline takes " + std::to_string(size.width) + " x " +
                   std::to_string(size.height) + ".",
               where);

@@ -70,7 +70,8 @@ void CornerTracker::prepareFrame(const float* frame) {
 
 void CornerTracker::prepare(const float* frame, PreparedFrame& slot) {
     if (blurRadius < 0 || blurRadius > kLargestBlurRadius) {
-        raise("Invalid blur radius " + std::to_string(blurRadius) + " specified, 0 to " +
+        raise(ErrorKind::badArgument,
+              "Invalid blur radius " + std::to_string(blurRadius) + " specified, 0 to " +
                   std::to_string(kLargestBlurRadius) + " are possible.",
               {"vision/superresolution/detail/registration/CornerTracker", __LINE__,
                "oravo::vision::detail::CornerTracker::prepare"});
@@ -111,7 +112,8 @@ int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<
     shift = {0, 0};
     for (const int i : {refIndex, frameIndex}) {
         if (window_[i].pyramid.empty()) {
-            raise("Frame " + std::to_string(i) + " could not be prepared when it was added.",
+            raise(ErrorKind::notReady,
+                  "Frame " + std::to_string(i) + " could not be prepared when it was added.",
                   {"vision/superresolution/detail/registration/CornerTracker", __LINE__,
                    "oravo::vision::detail::CornerTracker::registerWithCorners"});
         }

@@ -83,7 +83,7 @@ void moveToReferenceGrid(FrameSize size, int numFrames, const float* const* fram
         if (!within(shifts[i].x) || !within(shifts[i].y)) {
             const std::size_t end = unmoved == Unmoved::refusedOnly ? i + 1 : n;
             for (; i < end; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
-            raise("Too large displacement", where);
+            raise(ErrorKind::tooLargeDisplacement, "Too large displacement", where);
         }
         shiftFrame(size, frames[i], shifts[i], shiftedFrames[i]);
     }

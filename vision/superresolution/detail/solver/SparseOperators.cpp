@@ -47,7 +47,8 @@ SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const C
     checkedFactor(factor, where);
     checkedSize(W, H, where);
     if (kw < 1 || kh < 1) {
-        raise("Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.",
+        raise(ErrorKind::badArgument,
+              "Invalid kernel size " + std::to_string(kw) + " x " + std::to_string(kh) + " specified.",
               where);
     }
     const FrameSize extended = checkedSize(W - 1LL + kw, H - 1LL + kh, where);
@@ -63,7 +64,8 @@ SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const C
     // Single precision rounds large sizes, perhaps to more samples than the image has room for.
     const long long step = grid.columnStep;
     if (step * grid.lowWidth > W || step * grid.lowHeight > H) {
-        raise("Invalid image size " + std::to_string(W) + " x " + std::to_string(H) + " specified.", where);
+        raise(ErrorKind::badArgument,
+              "Invalid image size " + std::to_string(W) + " x " + std::to_string(H) + " specified.", where);
     }
     return grid;
 }

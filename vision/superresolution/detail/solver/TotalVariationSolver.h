@@ -90,7 +90,8 @@ class TotalVariationSolver {
     int minimize(int nFrames, int refIndex, float* const* frames, const Point* shifts,
                  const Mask* const* masks, float* out) {
         if (nFrames < 0 || nFrames > maxFrames_) {
-            raise("Invalid number of frames " + std::to_string(nFrames) + " specified, at most " +
+            raise(ErrorKind::badArgument,
+                  "Invalid number of frames " + std::to_string(nFrames) + " specified, at most " +
                       std::to_string(maxFrames_) + " are provided for.",
                   {"vision/superresolution/detail/solver/TotalVariationSolver", __LINE__, Family::kMinimize});
         }

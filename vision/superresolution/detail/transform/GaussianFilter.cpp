@@ -39,7 +39,7 @@ bool reachesBorder(int position, int length, int radius) {
 
 void checkBlurRadius(int radius, const CodeLocation& where) {
     if (radius < 0 || radius > kLargestRadius)
-        raise("Invalid blur radius " + std::to_string(radius) + " specified.", where);
+        raise(ErrorKind::badArgument, "Invalid blur radius " + std::to_string(radius) + " specified.", where);
 }
 
 void gaussianTaps(int radius, float sigma, float* taps, const CodeLocation& where) {
@@ -53,7 +53,7 @@ void gaussianTaps(int radius, float sigma, float* taps, const CodeLocation& wher
         sum += j == 0 ? taps[j] : 2.0f * taps[j];
     }
     if (!(sigma >= 0.0f) || !(sum > 0.0f)) {
-        raise("Invalid blur sigma " + std::to_string(sigma) + " specified.", where);
+        raise(ErrorKind::badArgument, "Invalid blur sigma " + std::to_string(sigma) + " specified.", where);
     }
     for (int j = 0; j <= radius; ++j) taps[j] /= sum;
 }

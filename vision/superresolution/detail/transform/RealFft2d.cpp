@@ -12,7 +12,8 @@ using fft_kernels::kLanes;
 FrameSize checkedTransformSize(int width, int height, const CodeLocation& where) {
     const FrameSize size = checkedSize(width, height, where);
     if (width < 1 || height < 1 || width % 2 != 0) {
-        raise("Invalid image size " + std::to_string(width) + " x " + std::to_string(height) +
+        raise(ErrorKind::badArgument,
+              "Invalid image size " + std::to_string(width) + " x " + std::to_string(height) +
                   " specified, the Fourier transform needs an even width and at least one row.",
               where);
     }
