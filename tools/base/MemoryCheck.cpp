@@ -3,17 +3,16 @@
 #include "support/Exception.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
-#include "vision/superresolution/detail/memory/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/ReservedMemory.h"
 
 namespace oravo::tools {
 
 void requireMemory(std::uint64_t bytes, const std::string& what) {
     try {
-        vision::detail::promiseMemory(bytes);
+        vision::detail::requireMemory(bytes);
     } catch (const Exception&) {
         throw inputError(what + " need more memory than there is");
     }
-    vision::detail::giveBackMemory(bytes);
 }
 
 void requireMemory(cv::Size frame, const std::string& name) {

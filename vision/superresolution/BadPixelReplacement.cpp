@@ -7,7 +7,7 @@
 
 #include "vision/superresolution/BadPixel.h"
 #include "vision/superresolution/detail/defects/BadPixelList.h"
-#include "vision/superresolution/detail/memory/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/ReservedMemory.h"
 
 namespace oravo::vision {
 namespace {
@@ -120,12 +120,11 @@ bool chooseReplacements(unsigned short* row, const cv::Size_<int>& imageSize,
 }  // namespace detail
 
 BadPixel::ReplacementQuery BadPixel::computeReplacePixelQuery(int n) {
-    // Refused before the machine is full: half a disc of offsets in each of four maps.
+    // Refused before memory is full: each of the four maps holds half a disc of offsets.
     constexpr double kEntryBytes = 64.0;
     const double entries = 4.0 * 1.58 * std::max(n, 0) * std::max(n, 0);
     const auto bytes = static_cast<std::size_t>(std::min(kEntryBytes * entries, 1e18));
-    detail::promiseMemory(bytes);
-    detail::giveBackMemory(bytes);
+    detail::requireMemory(bytes);
 
     ReplacementQuery query(kDirections);
     for (const auto& [distance, offset] : halfDiscBelow(n)) {

@@ -19,7 +19,7 @@
 #include "tools/output/ImageWriter.h"
 #include "tools/values/Decode.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/memory/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/ReservedMemory.h"
 
 namespace oravo::tools {
 namespace {
@@ -448,9 +448,9 @@ TEST_F(Program, EveryCommandAsksForItsMemory) {
     struct Hoard {  // each piece too small to be asked about
         const std::size_t kPiece = std::size_t{15} << 20, kPieces = 1 << 20;
         Hoard() {
-            for (std::size_t i = 0; i < kPieces; ++i) vision::detail::promiseMemory(kPiece);
+            for (std::size_t i = 0; i < kPieces; ++i) vision::detail::reserveMemory(kPiece);
         }
-        ~Hoard() { vision::detail::giveBackMemory(kPiece * kPieces); }
+        ~Hoard() { vision::detail::releaseMemory(kPiece * kPieces); }
     } hoard;
     const std::pair<std::function<void()>, std::string> kCases[] = {
         {[&] { enhance(enlarge); }, path("dark.raw") + " frame 0: frames of 880 x 880 pixels"},

@@ -14,7 +14,7 @@
 #include "tools/values/Decode.h"
 #include "tools/values/Encoding.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-#include "vision/superresolution/detail/memory/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/ReservedMemory.h"
 
 namespace oravo::tools {
 namespace {
@@ -25,7 +25,7 @@ using Files = Scratch;
 TEST(Memory, OfLibraryAndProgramIsCountedTogether) {
     const auto inUse = [] {
         try {
-            vision::detail::promiseMemory(std::numeric_limits<std::size_t>::max() / 4);
+            vision::detail::reserveMemory(std::numeric_limits<std::size_t>::max() / 4);
         } catch (const Exception& e) {
             const std::string text = e.message();
             return std::stoull(text.substr(text.find("beside ") + 7));

@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "vision/superresolution/detail/memory/MemoryBudget.h"
+#include "vision/superresolution/detail/memory/ReservedMemory.h"
 
 #ifdef __linux__
 #include <sys/mman.h>
@@ -33,12 +33,12 @@ void* alignedUp(void* memory, std::size_t alignment) {
 std::shared_ptr<void> fromHeap(std::size_t bytes) {
     void* memory = std::calloc(bytes + kAlignment, 1);
     if (memory == nullptr) {
-        giveBackMemory(bytes);
+        releaseMemory(bytes);
         throw std::bad_alloc();
     }
     return std::shared_ptr<void>(alignedUp(memory, kAlignment), [memory, bytes](void*) {
         std::free(memory);
-        giveBackMemory(bytes);
+        releaseMemory(bytes);
     });
 }
 
@@ -49,14 +49,14 @@ std::shared_ptr<void> fromSystem(std::size_t bytes) {
     const std::size_t mapped = bytes + kHugePage;
     void* memory = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) {
-        giveBackMemory(bytes);
+        releaseMemory(bytes);
         throw std::bad_alloc();
     }
     void* aligned = alignedUp(memory, kHugePage);
     madvise(aligned, bytes, MADV_HUGEPAGE);  // a wish; without it pages are small
     return std::shared_ptr<void>(aligned, [memory, mapped, bytes](void*) {
         munmap(memory, mapped);
-        giveBackMemory(bytes);
+        releaseMemory(bytes);
     });
 }
 #endif
@@ -69,12 +69,12 @@ constexpr std::size_t kLargestExact = std::size_t{64} << 20;  // beyond, the san
 std::shared_ptr<void> ofExactSize(std::size_t bytes) {
     void* memory = std::calloc(bytes, 1);
     if (memory == nullptr) {
-        giveBackMemory(bytes);
+        releaseMemory(bytes);
         throw std::bad_alloc();
     }
     return std::shared_ptr<void>(memory, [bytes](void* block) {
         std::free(block);
-        giveBackMemory(bytes);
+        releaseMemory(bytes);
     });
 }
 #endif
@@ -83,7 +83,7 @@ std::shared_ptr<void> ofExactSize(std::size_t bytes) {
 
 std::shared_ptr<void> zeroedMemory(std::size_t bytes) {
     if (bytes > std::numeric_limits<std::size_t>::max() / 2) throw std::bad_alloc();
-    promiseMemory(bytes);
+    reserveMemory(bytes);
 #ifdef ORAVO_EXACT_MEMORY
     if (bytes < kLargestExact) return ofExactSize(bytes);
 #endif

@@ -6,7 +6,7 @@
 
 namespace oravo::vision::detail {
 
-/// `bytes` of zeroed memory, aligned for vector loads, freed with the last handle. Throws what promiseMemory throws, or
+/// `bytes` of zeroed memory, aligned for vector loads, freed with the last handle. Throws what reserveMemory throws, or
 /// std::bad_alloc.
 ///
 /// The solver walks through many images side by side, each walk crossing into another page after a few rows. Large

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "vision/superresolution/detail/memory/AvailableMemory.h"
 #include "vision/superresolution/detail/memory/Buffer.h"
-#include "vision/superresolution/detail/memory/MemoryBudget.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define ORAVO_ADDRESS_SANITIZER
@@ -37,22 +37,22 @@ TEST(Buffer, IsZeroedAndAlignedAndEndsWhereItSays) {
     }
 }
 
-TEST(MemoryBudget, KeepsToTheLimitOfAControlGroup) {
+TEST(AvailableMemory, KeepsToTheLimitOfAControlGroup) {
     std::string folder = (std::filesystem::temp_directory_path() / "oravo-groups-XXXXXX").string();
     ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    const auto budgetWith = [&](const std::string& file, const char* content) {
+    const auto availableWith = [&](const std::string& file, const char* content) {
         std::filesystem::create_directories(std::filesystem::path(folder + file).parent_path());
         std::ofstream(folder + file) << content << '\n';
-        const std::uint64_t budget = memoryBudget(folder);
+        const std::uint64_t available = availableMemory(folder);
         std::filesystem::remove(folder + file);
-        return budget;
+        return available;
     };
     constexpr std::uint64_t kOwn = 6 << 20;
-    EXPECT_GT(memoryBudget(folder), kOwn);  // the machine's
-    EXPECT_EQ(budgetWith("/memory.max", "8388608"), kOwn);
-    EXPECT_EQ(budgetWith("/memory/memory.limit_in_bytes", "8388608"), kOwn);
-    EXPECT_GT(budgetWith("/memory.max", "max"), kOwn);
-    EXPECT_LT(budgetWith("/memory.max", "9223372036854771712"),
+    EXPECT_GT(availableMemory(folder), kOwn);  // the machine's
+    EXPECT_EQ(availableWith("/memory.max", "8388608"), kOwn);
+    EXPECT_EQ(availableWith("/memory/memory.limit_in_bytes", "8388608"), kOwn);
+    EXPECT_GT(availableWith("/memory.max", "max"), kOwn);
+    EXPECT_LT(availableWith("/memory.max", "9223372036854771712"),
               std::uint64_t{1} << 50);  // how version 1 says "max"
     std::filesystem::remove_all(folder);
 }
