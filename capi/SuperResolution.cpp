@@ -11,6 +11,7 @@
 #include "capi/SessionValues.h"
 #include "support/Exception.h"
 #include "vision/superresolution/Defaults.h"
+#include "vision/superresolution/detail/Status.h"
 
 namespace {
 
@@ -19,13 +20,7 @@ using oravo::capi::Session;
 using oravo::capi::SessionTable;
 using oravo::vision::detail::Buffer;
 namespace defaults = oravo::vision::defaults;
-
-constexpr int kInitFailed = -1;
-constexpr int kFallbackPixel = -2;
-constexpr int kTooFewValidPixels = -3;
-constexpr int kNotEnoughStructure = -4;
-constexpr int kTooFewImages = -5;
-constexpr int kError = -999;
+namespace status = oravo::vision::status;
 
 /// An object made at the first call that is never destroyed. Hosts close sessions in destructors of their globals and in
 /// atexit handlers, which run after the destructors of whatever was made later than they were registered.
@@ -45,19 +40,19 @@ std::string& errorMessage() {
 }
 
 /// Sets the error message, which stays empty when there is no memory left for it.
-int fail(int status, const char* message, const char* more = "") noexcept {
+int fail(int result, const char* message, const char* more = "") noexcept {
     try {
         errorMessage() = message;
         errorMessage() += more;
     } catch (...) {
         errorMessage().clear();
     }
-    return status;
+    return result;
 }
 
 Session* checkedSession(int handle) {
     Session* session = sessions().find(handle);
-    if (session == nullptr) fail(kError, "Context invalid.");
+    if (session == nullptr) fail(status::error, "Context invalid.");
     return session;
 }
 
@@ -67,11 +62,11 @@ int guarded(Action action) {
     try {
         return action();
     } catch (const oravo::Exception& e) {
-        return fail(kError, e.what());
+        return fail(status::error, e.what());
     } catch (const cv::Exception& e) {
-        return fail(kError, "cv::Exception: ", e.err.c_str());
+        return fail(status::error, "cv::Exception: ", e.err.c_str());
     } catch (...) {
-        return fail(kError, "Unknown exception in addImage()");  // from the query as well
+        return fail(status::error, "Unknown exception in addImage()");  // from the query as well
     }
 }
 
@@ -83,20 +78,21 @@ bool hasEnoughStructure(const cv::Mat& image, double threshold) {
 }
 
 int addImage(Session& session, const float* image) {
-    int status = 0;
+    int result = status::ok;
     const cv::Mat frame(session.height, session.width, CV_32F, const_cast<float*>(image));
     if (session.log.isOpen()) session.log << frame;
     if (!hasEnoughStructure(frame, static_cast<double>(session.pipeline->getMinStructureThreshold()))) {
-        status = fail(kNotEnoughStructure, "  image has not enough structure");
+        result = fail(status::notEnoughStructure, "  image has not enough structure");
     }
     const int intake = session.pipeline->addFrame(image);
     ++session.imageCount;
     float quality = 0.0f;
     if (session.imageCount >= defaults::kWindowSize)
         quality = session.pipeline->computeSR(session.output.ptr<float>());
-    if (intake == kFallbackPixel || quality == static_cast<float>(kFallbackPixel)) status = kFallbackPixel;
-    if (quality == static_cast<float>(kTooFewValidPixels)) status = kTooFewValidPixels;
-    return status;
+    if (intake == status::fallbackPixel || isStatus(quality, status::fallbackPixel))
+        result = status::fallbackPixel;
+    if (isStatus(quality, status::tooFewValidPixels)) result = status::tooFewValidPixels;
+    return result;
 }
 
 }  // namespace
@@ -106,7 +102,7 @@ int SuperResolution_init(int width, int height) {
         char message[80];
         std::snprintf(message, sizeof message, "Not enough memory for a session of %d x %d pixels.", width,
                       height);
-        return fail(kInitFailed, message);
+        return fail(status::initFailed, message);
     };
     try {
         // Read for hosts that set it; this version opens no log.
@@ -130,7 +126,7 @@ int SuperResolution_init(int width, int height) {
         session.pipeline = std::move(pipeline);
         return handle;
     } catch (const oravo::Exception& e) {
-        return fail(kInitFailed, e.what());
+        return fail(status::initFailed, e.what());
     } catch (const std::bad_alloc&) {
         return outOfMemory();
     } catch (const cv::Exception& e) {
@@ -141,77 +137,77 @@ int SuperResolution_init(int width, int height) {
 
 int SuperResolution_release(int handle) {
     Session* session = checkedSession(handle);
-    if (session == nullptr) return kError;
+    if (session == nullptr) return status::error;
     session->pipeline.reset();
     session->output.release();
     session->pixels = {};
     session->width = 0;
     session->height = 0;
     if (session->log.isOpen()) session->log.close();
-    return 0;
+    return status::ok;
 }
 
 int SuperResolution_setReferenceFrame(int handle, int index) {
     Session* session = checkedSession(handle);
-    if (session == nullptr) return kError;
+    if (session == nullptr) return status::error;
     session->pipeline->setReferenceIndex(index);
-    return 0;
+    return status::ok;
 }
 
 int SuperResolution_setCameraAndLensType(int handle, const char* description) {
     const float sigma = oravo::capi::psfSigmaOf(description);
     if (Session* session = sessions().find(handle)) session->pipeline->setPsfSigma(sigma);
-    return 0;
+    return status::ok;
 }
 
 int SuperResolution_addImage(int handle, const float* image) {
     Session* session = checkedSession(handle);
-    if (session == nullptr) return kError;
+    if (session == nullptr) return status::error;
     if (session->width == 0 || session->height == 0)
-        return fail(kError, "Size of expected Ir images unknown");
-    if (image == nullptr) return fail(kError, "ir image data pointer is NULL");
+        return fail(status::error, "Size of expected Ir images unknown");
+    if (image == nullptr) return fail(status::error, "ir image data pointer is NULL");
     return guarded([&] { return addImage(*session, image); });
 }
 
 int oravo_setDataIsCounts(int handle, int counts) {
     Session* session = checkedSession(handle);
-    if (session == nullptr) return kError;
+    if (session == nullptr) return status::error;
     session->pipeline->setDataIsNUC(counts != 0);
-    return 0;
+    return status::ok;
 }
 
 int SuperResolution_queryOutputImageSize(int handle, int* width, int* height) {
     Session* session = checkedSession(handle);
-    if (session == nullptr) return kError;
-    int status = 0;
+    if (session == nullptr) return status::error;
+    int result = status::ok;
     if (session->imageCount < defaults::kWindowSize) {
-        status = fail(kTooFewImages, "Not enough input images (<5)");
+        result = fail(status::tooFewImages, "Not enough input images (<5)");
         const int reconstructed = guarded([&] {
             session->pipeline->computeSR(session->output.ptr<float>());
-            return 0;
+            return status::ok;
         });
-        if (reconstructed != 0) status = reconstructed;
+        if (reconstructed != status::ok) result = reconstructed;
     }
     if (width != nullptr) *width = session->output.cols;
     if (height != nullptr) *height = session->output.rows;
-    return status;
+    return result;
 }
 
 int SuperResolution_getSuperresolutionImage(int handle, float* out) {
     Session* session = checkedSession(handle);
-    if (session == nullptr) return kError;
-    int status = 0;
-    if (out == nullptr) status = fail(kError, "Ir mosaic data pointer is NULL.");
+    if (session == nullptr) return status::error;
+    int result = status::ok;
+    if (out == nullptr) result = fail(status::error, "Ir mosaic data pointer is NULL.");
     if (session->imageCount < defaults::kWindowSize)
-        status = fail(kTooFewImages, "Not enough input images (<5)");
-    if (out == nullptr || session->output.empty()) return fail(kError, "Memcpy called on nullptr!!!!");
+        result = fail(status::tooFewImages, "Not enough input images (<5)");
+    if (out == nullptr || session->output.empty()) return fail(status::error, "Memcpy called on nullptr!!!!");
     const std::size_t bytes = session->output.total() * sizeof(float);
     std::memcpy(out, session->output.data, bytes);
-    return status;
+    return result;
 }
 
 int SuperResolution_getErrorMessage(char* buffer, int length) {
-    if (buffer == nullptr || length <= 0) return 0;
+    if (buffer == nullptr || length <= 0) return status::ok;
     std::strncpy(buffer, errorMessage().c_str(), static_cast<std::size_t>(length));
-    return 0;
+    return status::ok;
 }

@@ -6,6 +6,7 @@
 
 #include "support/CodeLocation.h"
 #include "support/FloatBits.h"
+#include "vision/superresolution/detail/Status.h"
 #include "vision/superresolution/detail/numerics/Neighbours.h"
 
 namespace oravo::vision {
@@ -198,7 +199,7 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
     getMinMaxVal(frame, frameMin, frameMax, nullptr, nullptr);
     cv::Mat& defects = openDefectMap(frame.rows, frame.cols);
 
-    int result = 0;
+    int result = status::ok;
     int unrepairable = 0;
     for (int y = 0; y < frame.rows; ++y) {
         float* pixels = frame.ptr<float>(y);
@@ -215,7 +216,7 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
                 pixels[x] = mean;
                 continue;
             }
-            if (classes[x] != kOverRangeCode && classes[x] != kUnderRangeCode) result = -2;
+            if (classes[x] != kOverRangeCode && classes[x] != kUnderRangeCode) result = status::fallbackPixel;
             if (classes[x] == kNoValue) ++unrepairable;
             pixels[x] = fallbackFor(classes[x], frameMin, frameMax);
         }

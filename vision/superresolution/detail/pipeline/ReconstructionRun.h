@@ -76,12 +76,13 @@ class ReconstructionRun {
         report.start();
         const int registered = registration.doRegistration(frameCount, reference, frames.data(),
                                                            shifts.data(), masks.data(), shiftedFrames.data());
-        if (registered < 0) return kRegistrationFailed;
+        if (registered < 0) return static_cast<float>(status::registrationFailed);
         report.line(" registration:         ");
 
         registration.getCompleteShifts(completeShifts_);
         report.start();
-        const int status = motionAndCoverageStatus(input_, frameCount, completeShifts_.data(), masks.data());
+        const int assessment =
+            motionAndCoverageStatus(input_, frameCount, completeShifts_.data(), masks.data());
         report.line(" large_displacement:   ");
 
         report.start();
@@ -97,7 +98,7 @@ class ReconstructionRun {
         const float gain = resolutionGain(input_, frameCount, masks.data(), settings.maxCoverage);
         report.line(" save+srfactor calc:   ");
         report.close();
-        return status != 0 ? static_cast<float>(status) : gain;
+        return assessment != status::ok ? static_cast<float>(assessment) : gain;
     }
 
     /// Copies the enlarged image row by row, so that `copy` may be a region of a larger matrix.

@@ -6,13 +6,10 @@
 #include <opencv2/core.hpp>
 #include <type_traits>
 
+#include "vision/superresolution/detail/Status.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 
 namespace oravo::vision::detail {
-
-constexpr float kRegistrationFailed = -998.0f;
-constexpr int kTooLargeDisplacement = -6;
-constexpr int kTooFewValidPixels = -3;
 
 /// The window position of the reference frame, which is counted back from the newest.
 inline int referencePosition(int frameCount, int referenceIndex) {
@@ -43,8 +40,8 @@ bool tooFewValid(FrameSize size, Mask* mask) {
     return (pixels - valid) / pixels >= 0.5f;
 }
 
-/// -6 when some frame moved by more than a tenth of the frame height (in whole pixels) in x or y, else -3
-/// when some frame's mask leaves out at least half of its pixels, else 0.
+/// tooLargeDisplacement when some frame moved by more than a tenth of the frame height (in whole pixels) in x or y, else
+/// tooFewValidPixels when some frame's mask leaves out at least half of its pixels, else ok.
 template <class Point, class Mask>
 int motionAndCoverageStatus(FrameSize size, int frameCount, const Point* completeShifts, Mask* const* masks) {
     const int tenth = size.height / 10;
@@ -56,8 +53,8 @@ int motionAndCoverageStatus(FrameSize size, int frameCount, const Point* complet
             largeDisplacement = true;
         if (tooFewValid(size, masks[i])) sparse = true;
     }
-    if (largeDisplacement) return kTooLargeDisplacement;
-    return sparse ? kTooFewValidPixels : 0;
+    if (largeDisplacement) return status::tooLargeDisplacement;
+    return sparse ? status::tooFewValidPixels : status::ok;
 }
 
 /// An estimate of the resolution gain achieved: 1 plus a quarter of the mean number of frames, beyond the

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/CodeLocation.h"
+#include "vision/superresolution/detail/Status.h"
 #include "vision/superresolution/detail/registration/FrameMove.h"
 
 namespace oravo::vision::detail {
@@ -25,7 +26,6 @@ constexpr double kTrackStep = 0.01;
 constexpr double kMinEigenvalue = 0.0001;
 
 constexpr float kInlierDistance = 2.0f;  // from the median, on either axis
-constexpr int kNoCornerTracked = -9;
 
 constexpr std::size_t kTemporaryImages = 24;
 
@@ -118,7 +118,7 @@ int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<
                    "oravo::vision::detail::CornerTracker::registerWithCorners"});
         }
     }
-    if (refCorners_.empty()) return kNoCornerTracked;  // the tracker itself takes no empty list
+    if (refCorners_.empty()) return status::noCornerTracked;  // the tracker itself takes no empty list
     cv::calcOpticalFlowPyrLK(
         window_[refIndex].pyramid, window_[frameIndex].pyramid, refCorners_, tracked_, status_, errors_,
         kTrackWindow, kMaxLevel,
@@ -128,9 +128,9 @@ int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<
     for (std::size_t i = 0; i < refCorners_.size(); ++i) {
         if (status_[i] != 0) displacements_.push_back(tracked_[i] - refCorners_[i]);
     }
-    if (displacements_.empty()) return kNoCornerTracked;
+    if (displacements_.empty()) return status::noCornerTracked;
     shift = robustMean();
-    return 0;
+    return status::ok;
 }
 
 /// The mean of the displacements near the median, to whole pixels. Medians are taken per axis (the upper one
