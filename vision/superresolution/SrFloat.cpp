@@ -65,5 +65,9 @@ namespace oravo::vision {
 
 template class SrFloat<SrFloatRegistration1>;
 template class SrFloat<SrFloatRegistration2>;
+template const detail::StageTimes& detail::RunAccess::stageTimes(const SrFloat<SrFloatRegistration1>&);
+template void detail::RunAccess::setReports(SrFloat<SrFloatRegistration1>&, bool);
+template const detail::StageTimes& detail::RunAccess::stageTimes(const SrFloat<SrFloatRegistration2>&);
+template void detail::RunAccess::setReports(SrFloat<SrFloatRegistration2>&, bool);
 
 }  // namespace oravo::vision

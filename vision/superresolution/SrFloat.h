@@ -9,6 +9,10 @@
 
 namespace oravo::vision {
 
+namespace detail {
+struct RunAccess;
+}
+
 class SrFloatRegistration1;
 class SrFloatRegistration2;
 
@@ -130,6 +134,7 @@ class ORAVO_EXPORT SrFloat {
 
   private:
     struct ORAVO_HIDDEN State;
+    friend struct detail::RunAccess;
 
     int loadFrame(const float* image);
 

@@ -57,5 +57,7 @@ void SrFloatNeon<Registration>::getMasks(std::vector<cv::Mat_<float>>& masks) co
 namespace oravo::vision {
 
 template class SrFloatNeon<SrFloatNeonRegistration>;
+template const detail::StageTimes& detail::RunAccess::stageTimes(const SrFloatNeon<SrFloatNeonRegistration>&);
+template void detail::RunAccess::setReports(SrFloatNeon<SrFloatNeonRegistration>&, bool);
 
 }  // namespace oravo::vision

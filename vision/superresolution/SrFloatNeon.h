@@ -9,6 +9,10 @@
 
 namespace oravo::vision {
 
+namespace detail {
+struct RunAccess;
+}
+
 class SrFloatNeonRegistration;
 
 /// The pipeline of SrFloat on vector operations (support/neon.h), for hosts that want the vector path; it is
@@ -91,6 +95,7 @@ class ORAVO_EXPORT SrFloatNeon {
 
   private:
     struct ORAVO_HIDDEN State;
+    friend struct detail::RunAccess;
 
     int loadFrame(const float* image);
 

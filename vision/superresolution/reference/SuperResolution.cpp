@@ -286,5 +286,7 @@ template bool SuperResolution::checkImageStructureQuality(const cv::Mat_<short>&
 template bool SuperResolution::checkImageStructureQuality(const cv::Mat_<float>&);
 template void SuperResolution::saveFrame(short*) const;
 template void SuperResolution::saveFrame(float*) const;
+template const detail::StageTimes& detail::RunAccess::stageTimes(const SuperResolution&);
+template void detail::RunAccess::setReports(SuperResolution&, bool);
 
 }  // namespace oravo::vision

@@ -10,6 +10,10 @@
 
 namespace oravo::vision {
 
+namespace detail {
+struct RunAccess;
+}
+
 /// The reference pipeline: super-resolution of raw signed 16-bit sensor frames, or of float frames, of one
 /// camera. A sliding window of equally sized frames is registered by phase correlation against its newest
 /// frame and turned into one image enlarged by the factor F. Non-uniformity corrected (NUC) sensor counts can
@@ -156,6 +160,7 @@ class ORAVO_EXPORT SuperResolution {
 
   private:
     struct ORAVO_HIDDEN State;
+    friend struct detail::RunAccess;
 
     template <class T>
     int loadFrame(const T* frame);

@@ -11,6 +11,7 @@
 #include "vision/superresolution/detail/memory/SlidingWindow.h"
 #include "vision/superresolution/detail/pipeline/PipelineParameters.h"
 #include "vision/superresolution/detail/pipeline/ReconstructionRun.h"
+#include "vision/superresolution/detail/pipeline/RunAccess.h"
 
 namespace oravo::vision {
 
@@ -76,6 +77,16 @@ struct FloatPipeline {
     SlidingWindow<Buffer<float>> frames;
     ReconstructionRun<Point, Mask> run;
 };
+
+template <class Pipeline>
+const StageTimes& RunAccess::stageTimes(const Pipeline& pipeline) {
+    return pipeline.state_->run.stageTimes;
+}
+
+template <class Pipeline>
+void RunAccess::setReports(Pipeline& pipeline, bool reports) {
+    pipeline.state_->run.reports = reports;
+}
 
 }  // namespace detail
 }  // namespace oravo::vision

@@ -69,7 +69,7 @@ class ReconstructionRun {
     template <class Registration, class Minimization, class Deliver>
     float operator()(const Settings& settings, Registration& registration, Minimization& minimization,
                      SuperResolutionBadPixelHandling* badPixelHandling, Deliver deliver) {
-        TimingReport report(reports_ ? settings.title : nullptr);
+        TimingReport report(reports ? settings.title : nullptr, stageTimes);
         const int frameCount = static_cast<int>(frames.size());
         const int reference = referencePosition(frameCount, settings.referenceIndex);
 
@@ -77,18 +77,18 @@ class ReconstructionRun {
         const int registered = registration.doRegistration(frameCount, reference, frames.data(),
                                                            shifts.data(), masks.data(), shiftedFrames.data());
         if (registered < 0) return static_cast<float>(status::registrationFailed);
-        report.line(" registration:         ");
+        report.end("registration");
 
         registration.getCompleteShifts(completeShifts_);
         report.start();
         const int assessment =
             motionAndCoverageStatus(input_, frameCount, completeShifts_.data(), masks.data());
-        report.line(" large_displacement:   ");
+        report.end("large_displacement");
 
         report.start();
         const int iterations = minimization.minimize(frameCount, reference, shiftedFrames.data(),
                                                      shifts.data(), masks.data(), image.data());
-        report.line(" minimization:         ");
+        report.end("minimization");
         if (iterations < 0) return static_cast<float>(iterations);
 
         if (badPixelHandling != nullptr) refill(*badPixelHandling);
@@ -96,7 +96,7 @@ class ReconstructionRun {
         report.start();
         deliver();
         const float gain = resolutionGain(input_, frameCount, masks.data(), settings.maxCoverage);
-        report.line(" save+srfactor calc:   ");
+        report.end("save+srfactor calc");
         report.close();
         return assessment != status::ok ? static_cast<float>(assessment) : gain;
     }
@@ -122,6 +122,8 @@ class ReconstructionRun {
     ImageStack<Mask> masks;
     ImageStack<float> shiftedFrames;
     Buffer<float> image;
+    bool reports = reportWanted();
+    StageTimes stageTimes;  ///< of the last run
 
   private:
     void refill(SuperResolutionBadPixelHandling& badPixelHandling) {
@@ -136,7 +138,6 @@ class ReconstructionRun {
 
     FrameSize input_;
     FrameSize output_;
-    bool reports_ = reportWanted();
 
     // Filled anew by every run; kept so that a run allocates nothing.
     std::vector<Point> completeShifts_;
