@@ -60,7 +60,7 @@ struct Trace {
             for (int i = 0; i < 2; ++i) {
                 sums.push_back(engine.applyToDirection());
                 sums.push_back(engine.step(0.03f));
-                engine.turn(0.4f);
+                engine.updateDirection(0.4f);
                 images.emplace_back(2 * low.height, 2 * low.width);
                 engine.crop(2, 2 * low.width, 2 * low.height, 1.5f, -2.0f, images.back().ptr<float>());
             }

@@ -74,7 +74,7 @@ class DenseEngine : public SolverEngine<typename Family::Mask, typename Family::
         return Sums::dot(residual, residual, pixels_);
     }
 
-    void turn(float beta) override {
+    void updateDirection(float beta) override {
         float* __restrict direction = direction_.data();
         const float* __restrict residual = residual_.data();
         for (std::ptrdiff_t i = 0; i < pixels_; ++i) direction[i] = beta * direction[i] + residual[i];

@@ -33,7 +33,7 @@ class SolverEngine {
     /// x += alpha d and r -= alpha q; returns r . r
     virtual Scalar step(float alpha) = 0;
     /// d = beta d + r, after a step
-    virtual void turn(float beta) = 0;
+    virtual void updateDirection(float beta) = 0;
     /// out[r][c] = deviation x[r + offset][c + offset] + mean, for a result of width x height
     virtual void crop(int offset, int width, int height, float deviation, float mean, float* out) = 0;
 };

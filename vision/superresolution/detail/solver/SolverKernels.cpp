@@ -34,7 +34,7 @@ inline std::ptrdiff_t wholeBlocks(std::ptrdiff_t n) {
     return n & -static_cast<std::ptrdiff_t>(SplitLayout::kBlock);
 }
 
-/// Zeros behind the columns of a row.
+/// Writes zeros after the columns of a row.
 void clearPads(const SplitLayout& layout, Row row) {
     for (std::ptrdiff_t i = layout.evenColumns(); i < layout.half; ++i) row.even[i] = 0.0f;
     for (std::ptrdiff_t i = layout.oddColumns(); i < layout.half; ++i) row.odd[i] = 0.0f;
@@ -56,19 +56,19 @@ float* newMaskedRow(const SweepPlan& plan, const SweepFrame& frame, int r) {
     return frame.masked + plan.layout.pitch * (r % kMaskedRows);
 }
 
-/// Memory that a sweep reaches some rows later, asked for a few cache lines at a time between blocks of arithmetic. A
-/// row's links are too many to arrive while they are used, and asked for at once they would fill the queue of lines
-/// under way and hold up everything behind it.
+/// Prefetches the memory that a sweep reaches some rows later, a few cache lines at a time between blocks of arithmetic.
+/// The links of a row are too many to arrive just in time; prefetched at once they would fill the processor's queue of
+/// outstanding lines and delay every later access.
 template <int kLines>
-class Foresight {
+class Prefetcher {
   public:
-    Foresight() = default;
-    /// Two rows from `row` on, as far as there are `rows`.
-    Foresight(const float* memory, std::ptrdiff_t stride, int row, int rows)
+    Prefetcher() = default;
+    /// For two rows from `row` on, as far as there are `rows`.
+    Prefetcher(const float* memory, std::ptrdiff_t stride, int row, int rows)
         : next_(memory + stride * (row < rows ? row : rows)),
           end_(memory + stride * (row + 2 < rows ? row + 2 : rows)) {}
 
-    void ask() {
+    void prefetch() {
         if (end_ - next_ < kLines * kLine) return;
 #pragma GCC unroll 8
         for (int i = 0; i < kLines; ++i) __builtin_prefetch(next_ + i * kLine, 0, kSecondLevelCache);
@@ -82,27 +82,27 @@ class Foresight {
     const float* end_ = nullptr;
 };
 
-/// What the correlations of a sweep ask for: they take most of its time and need no memory themselves.
-struct SweepForesight {
-    Foresight<4> links;
-    Foresight<1> images[3];
+/// What the correlations of a sweep prefetch: they take most of its time and hardly touch main memory themselves.
+struct SweepPrefetcher {
+    Prefetcher<4> links;
+    Prefetcher<1> images[3];
 
-    void ask() {
-        links.ask();
-        for (Foresight<1>& image : images) image.ask();
+    void prefetch() {
+        links.prefetch();
+        for (Prefetcher<1>& image : images) image.prefetch();
     }
 };
 
-/// Images that a sweep reads row by row: what it enters, and up to two more; null for none.
+/// Images that a sweep reads row by row: the one that the operator is applied to, and up to two more; null for none.
 struct SweptImages {
-    const float* entered;
+    const float* operand;
     const float* others[2];
 
-    SweepForesight foresight(const SplitLayout& layout, const SplitLinks& links, int y) const {
+    SweepPrefetcher prefetcher(const SplitLayout& layout, const SplitLinks& links, int y) const {
         const int rows = layout.rows();
-        SweepForesight ahead;
+        SweepPrefetcher ahead;
         ahead.links = {links.memory, 4 * layout.stride, y + 1 + kRowsAhead, rows + 1};
-        ahead.images[0] = {entered, layout.stride, y + 6 + kRowsAhead, rows};
+        ahead.images[0] = {operand, layout.stride, y + 6 + kRowsAhead, rows};
         for (int i = 0; i < 2; ++i) {
             if (others[i] != nullptr)
                 ahead.images[i + 1] = {others[i], layout.stride, y + 6 + kRowsAhead, rows};
@@ -112,13 +112,13 @@ struct SweptImages {
 };
 
 /// Two rows of the image enter the correlations of a frame: their horizontal taps at every second column, and from
-/// these the vertical taps of the three sample rows that they reach. Of r, the first of the three, all else is summed:
-/// it is completed and masked, and its share in extended rows 2 r and 2 r + 1 is taken together with that of the two
-/// sample rows above. Rows of r < 0 lie above the samples and have nothing to complete. The image is split into blocks
-/// for the sake of `ahead`.
+/// these the vertical taps of the three sample rows that they reach. The first of the three, r, is then complete: it is
+/// masked, and its share of extended rows 2 r and 2 r + 1 is added to the shares of the two sample rows above it. Rows
+/// r < 0 lie above the samples, where nothing is complete. The loop runs in blocks so that `ahead` can prefetch between
+/// them.
 template <bool kComplete>
 void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, ConstRow b, int r,
-                   SweepForesight& ahead) {
+                   SweepPrefetcher& ahead) {
     const float h0 = frame.horizontal[0], h1 = frame.horizontal[1], h2 = frame.horizontal[2],
                 h3 = frame.horizontal[3], h4 = frame.horizontal[4], h5 = frame.horizontal[5];
     const float v0 = frame.vertical[0], v1 = frame.vertical[1], v2 = frame.vertical[2],
@@ -135,10 +135,10 @@ void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, C
         readMask(frame.mask + static_cast<std::ptrdiff_t>(r) * plan.layout.lowWidth, plan.layout.lowWidth,
                  plan.factors);
     }
-    SweepForesight asking = ahead;  // a copy stays in registers
+    SweepPrefetcher prefetcher = ahead;  // a copy stays in registers
     const std::ptrdiff_t n = wholeBlocks(plan.layout.pitch);
     for (std::ptrdiff_t block = 0; block < n; block += SplitLayout::kBlock) {
-        asking.ask();
+        prefetcher.prefetch();
 #pragma GCC ivdep
         for (std::ptrdiff_t c = block; c < block + SplitLayout::kBlock; ++c) {
             const float ga = h0 * a.even[c] + h1 * a.odd[c] + h2 * a.even[c + 1] + h3 * a.odd[c + 1] +
@@ -157,17 +157,17 @@ void correlateRows(const SweepPlan& plan, const SweepFrame& frame, ConstRow a, C
             nextOpen[c] = v0 * ga + v1 * gb;
         }
     }
-    ahead = asking;
+    ahead = prefetcher;
 }
 
-/// Zeros behind the samples of the spread rows, where whole blocks have left something.
+/// Writes zeros after the samples of the spread rows, where loops over whole blocks have left other values.
 void clearSpreadPads(const SweepPlan& plan, const SweepFrame& frame) {
     for (float* row : frame.spread) {
         for (int i = 0; i < SplitLayout::kBlock; ++i) row[plan.layout.lowWidth + i] = 0.0f;
     }
 }
 
-/// The vertical part of a frame's share in extended rows 2 r and 2 r + 1: the three sample rows that reach them.
+/// The vertical part of a frame's share of extended rows 2 r and 2 r + 1, from the three sample rows that reach them.
 void spreadVertically(const SweepPlan& plan, const SweepFrame& frame, int r) {
     const float* m0 = maskedRow(plan, frame, r);
     const float* m1 = maskedRow(plan, frame, r - 1);
@@ -187,7 +187,7 @@ void spreadVertically(const SweepPlan& plan, const SweepFrame& frame, int r) {
 
 /// Adds the shares of frames k .. k + N - 1 to extended row y, one frame after the other at every pixel.
 template <int N>
-void spreadRow(const SweepPlan& plan, int k, int y, Row out) {
+void addShares(const SweepPlan& plan, int k, int y, Row out) {
     float h[N][kSplitTaps];
     const float* t[N];
     for (int f = 0; f < N; ++f) {
@@ -211,12 +211,12 @@ void spreadRow(const SweepPlan& plan, int k, int y, Row out) {
     }
 }
 
-void spreadFrames(const SweepPlan& plan, int y, Row out) {
-    static_assert(kFrameGroup == 3, "the rest is one frame or two");
+void addAllShares(const SweepPlan& plan, int y, Row out) {
+    static_assert(kFrameGroup == 3, "one or two frames may remain");
     int k = 0;
-    for (; k + kFrameGroup <= plan.frameCount; k += kFrameGroup) spreadRow<kFrameGroup>(plan, k, y, out);
-    if (plan.frameCount - k == 2) spreadRow<2>(plan, k, y, out);
-    if (plan.frameCount - k == 1) spreadRow<1>(plan, k, y, out);
+    for (; k + kFrameGroup <= plan.frameCount; k += kFrameGroup) addShares<kFrameGroup>(plan, k, y, out);
+    if (plan.frameCount - k == 2) addShares<2>(plan, k, y, out);
+    if (plan.frameCount - k == 1) addShares<1>(plan, k, y, out);
 }
 
 // ---- total variation ----
@@ -245,8 +245,8 @@ inline LinkRow linkRow(const SplitLayout& layout, const SplitLinks& links, int y
             rowOf(layout, first, 3)};
 }
 
-/// Computes the links of row y, which point to the right and into row y + 1. Behind the last column they read
-/// zeros, and are cut afterwards.
+/// Computes the links of row y, which point to the right and into row y + 1. Those of the last column read the zeros after
+/// it, and are cleared afterwards.
 void freezeRow(const SplitLayout& layout, const float* x, const LinkParameters& p, const SplitLinks& links,
                int y) {
     const float inverseRootTwo = 1.0f / __builtin_sqrtf(2.0f);
@@ -261,8 +261,7 @@ void freezeRow(const SplitLayout& layout, const float* x, const LinkParameters& 
 #pragma GCC ivdep
     for (int i = 0; i < odds; ++i) e.odd[i] = straightWeight(p, here.even[i + 1] - here.odd[i]);
     e.even[evens - 1] = 0.0f;
-    if (y + 1 == layout.rows())
-        return;  // the other links of the last row stay at the zeros they were born with
+    if (y + 1 == layout.rows()) return;  // the other links of the last row stay zero, as they were allocated
 #pragma GCC ivdep
     for (int i = 0; i < evens; ++i) s.even[i] = straightWeight(p, below.even[i] - here.even[i]);
 #pragma GCC ivdep
@@ -325,9 +324,9 @@ void addProducts(LaneSum& sum, const float* a, const float* b, std::ptrdiff_t n)
             [a, b](std::ptrdiff_t i) { return static_cast<double>(a[i]) * static_cast<double>(b[i]); });
 }
 
-/// The data term's part of row y, of which everything that it needs has been spread.
+/// Adds the data term to row y, once all shares of it have been spread vertically.
 void finishRow(const SweepPlan& plan, int y, Row row) {
-    spreadFrames(plan, y, row);
+    addAllShares(plan, y, row);
     clearPads(plan.layout, row);
 }
 
@@ -358,14 +357,14 @@ double backProject(const SweepPlan& plan, float* out, float* copy) {
 }
 
 /// out = A v in one sweep over the rows for all frames: rows 2 r + 4 and 2 r + 5 of v complete sample row r and with it
-/// the rows 2 r and 2 r + 1 of the result. All that lies between stays in a few rows, which fit the first caches.
-/// Three calls let others work on rows while they are at hand: enter(y) before row y of v is read for the first time,
-/// link(y) before the links of row y are, leave(y) when row y of the result is complete.
+/// rows 2 r and 2 r + 1 of the result. Intermediate results are a few rows, which fit the first-level cache.
+/// Three callbacks work on rows while they are in the cache: enter(y) before row y of v is read for the first time,
+/// link(y) before the links of row y are read, leave(y) when row y of the result is complete.
 template <class Enter, class Link, class Leave>
 inline void sweep(const SweepPlan& plan, const SplitLinks& links, const SweptImages& in, float* out,
                   Enter enter, Link link, Leave leave) {
     const SplitLayout& layout = plan.layout;
-    const float* v = in.entered;
+    const float* v = in.operand;
     const auto complete = [&](int y) {
         const Row row = rowOf(layout, out, y);
         link(y);
@@ -375,7 +374,7 @@ inline void sweep(const SweepPlan& plan, const SplitLinks& links, const SweptIma
     };
     for (int r = -2; r < layout.lowHeight; ++r) {
         const int y = 2 * r;
-        SweepForesight ahead = in.foresight(layout, links, y);
+        SweepPrefetcher ahead = in.prefetcher(layout, links, y);
         enter(y + 4);
         enter(y + 5);
         const ConstRow a = rowOf(layout, v, y + 4);
@@ -399,13 +398,13 @@ inline void sweep(const SweepPlan& plan, const SplitLinks& links, const SweptIma
     }
 }
 
-void moveRow(const StepVectors& vectors, std::ptrdiff_t first, std::ptrdiff_t n, float alpha) {
+void updateEstimateRow(const StepVectors& vectors, std::ptrdiff_t first, std::ptrdiff_t n, float alpha) {
     float* __restrict x = vectors.estimate + first;
     const float* __restrict d = vectors.direction + first;
     for (std::ptrdiff_t i = 0; i < n; ++i) x[i] += alpha * d[i];
 }
 
-void turnRow(const StepVectors& vectors, std::ptrdiff_t first, std::ptrdiff_t n, float beta) {
+void updateDirectionRow(const StepVectors& vectors, std::ptrdiff_t first, std::ptrdiff_t n, float beta) {
     float* __restrict d = vectors.direction + first;
     const float* __restrict r = vectors.residual + first;
     for (std::ptrdiff_t i = 0; i < n; ++i) d[i] = beta * d[i] + r[i];
@@ -420,7 +419,7 @@ double startResidual(const SweepPlan& plan, const SplitLinks& links, const LinkP
         plan, links, {vectors.estimate, {rightSide, alpha == nullptr ? nullptr : vectors.direction}},
         vectors.residual,
         [&](int y) {
-            if (alpha != nullptr) moveRow(vectors, n * y, n, *alpha);
+            if (alpha != nullptr) updateEstimateRow(vectors, n * y, n, *alpha);
         },
         [&](int y) { freezeRow(layout, vectors.estimate, parameters, links, y); },
         [&](int y) {
@@ -434,9 +433,9 @@ double startResidual(const SweepPlan& plan, const SplitLinks& links, const LinkP
 }
 
 double applyOperator(const SweepPlan& plan, const SplitLinks& links, const StepVectors& vectors,
-                     Leftover leftover) {
+                     DeferredUpdates deferred) {
     const std::ptrdiff_t n = wholeBlocks(plan.layout.stride);
-    const auto [alpha, beta] = leftover;
+    const auto [alpha, beta] = deferred;
     LaneSum sum;
     sweep(
         plan, links,
@@ -444,8 +443,8 @@ double applyOperator(const SweepPlan& plan, const SplitLinks& links, const StepV
          {alpha == nullptr ? nullptr : vectors.estimate, beta == nullptr ? nullptr : vectors.residual}},
         vectors.image,
         [&, alpha = alpha, beta = beta](int y) {
-            if (alpha != nullptr) moveRow(vectors, n * y, n, *alpha);
-            if (beta != nullptr) turnRow(vectors, n * y, n, *beta);
+            if (alpha != nullptr) updateEstimateRow(vectors, n * y, n, *alpha);
+            if (beta != nullptr) updateDirectionRow(vectors, n * y, n, *beta);
         },
         [](int) {}, [&](int y) { addProducts(sum, vectors.direction + n * y, vectors.image + n * y, n); });
     return sum.total();
@@ -463,14 +462,15 @@ double reduceResidual(const SplitLayout& layout, const StepVectors& vectors, flo
     return sum.total();
 }
 
-void moveEstimate(const SplitLayout& layout, const StepVectors& vectors, float alpha) {
+void updateEstimate(const SplitLayout& layout, const StepVectors& vectors, float alpha) {
     const std::ptrdiff_t n = wholeBlocks(layout.stride);
-    for (int y = 0; y < layout.rows(); ++y) moveRow(vectors, n * y, n, alpha);
+    for (int y = 0; y < layout.rows(); ++y) updateEstimateRow(vectors, n * y, n, alpha);
 }
 
 }  // namespace
 
 extern const SolverKernels ORAVO_KERNELS;
-const SolverKernels ORAVO_KERNELS = {backProject, startResidual, applyOperator, reduceResidual, moveEstimate};
+const SolverKernels ORAVO_KERNELS = {backProject, startResidual, applyOperator, reduceResidual,
+                                     updateEstimate};
 
 }  // namespace oravo::vision::detail

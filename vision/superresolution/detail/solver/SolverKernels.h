@@ -13,7 +13,7 @@ namespace oravo::vision::detail {
 constexpr int kSplitTaps = 6;   ///< taps of the point-spread function at factor 2
 constexpr int kMaskedRows = 3;  ///< low-resolution rows that one extended row needs
 constexpr int kFrameGroup = 3;  ///< frames for which a row is read and written once
-constexpr int kRowsAhead = 4;   ///< how long before their use rows are asked for
+constexpr int kRowsAhead = 4;   ///< how many rows before their use rows are prefetched
 
 /// One frame of a sweep.
 struct SweepFrame {
@@ -21,9 +21,9 @@ struct SweepFrame {
     const float* vertical = nullptr;    ///< taps
     const char* mask = nullptr;         ///< lowHeight x lowWidth
     const float* samples = nullptr;     ///< lowHeight x lowWidth, read by back-projection only
-    float* open = nullptr;              ///< two rows of `pitch`: the sums of the next two low-resolution rows
-    float* masked = nullptr;            ///< ring of kMaskedRows rows of `pitch`
-    float* spread[2] = {};              ///< rows of lowWidth values, two zeros before and three behind each
+    float* open = nullptr;    ///< two rows of `pitch`: sums so far of the next two low-resolution rows
+    float* masked = nullptr;  ///< ring of kMaskedRows rows of `pitch`
+    float* spread[2] = {};    ///< rows of lowWidth values, two zeros before and three after each
 };
 
 /// What all sweeps of a solver work on.
@@ -35,9 +35,8 @@ struct SweepPlan {
     float* factors = nullptr;        ///< a low-resolution row, for one row of a mask
 };
 
-/// The frozen total-variation weights; see TotalVariation. The four links of a row lie beside each other,
-/// which makes one stream of memory of them; the diagonal is summed anew where it is needed, which is cheaper
-/// than its memory.
+/// The frozen total-variation weights; see TotalVariation. The four links of a row lie beside each other, so that they are
+/// one stream of memory. The diagonal is summed anew where it is needed, which is cheaper than reading it.
 struct SplitLinks {
     float* memory =
         nullptr;  ///< rows -1 .. rows() - 1, each of 4 `stride`: east, south, south-east, south-west
@@ -61,8 +60,8 @@ struct StepVectors {
     float* image = nullptr;  ///< of the direction under the operator
 };
 
-/// What a step has left to do on the direction's way through the next sweep; null where there is nothing.
-struct Leftover {
+/// Vector updates of a step that are deferred to the next sweep, which reads the same rows; null where there is none.
+struct DeferredUpdates {
     const float* alpha = nullptr;  ///< estimate += *alpha direction
     const float* beta = nullptr;   ///< then direction = *beta direction + residual
 };
@@ -74,12 +73,12 @@ struct SolverKernels {
     /// direction = rightSide - A estimate; returns residual . residual
     double (*startResidual)(const SweepPlan&, const SplitLinks&, const LinkParameters&, const StepVectors&,
                             const float* rightSide, const float* alpha);
-    /// What is left over, then image = A direction, with A v = L v + sum_k H_k^T M_k H_k v; returns direction . image
-    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const StepVectors&, Leftover);
+    /// The deferred updates, then image = A direction, with A v = L v + sum_k H_k^T M_k H_k v; returns direction . image
+    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const StepVectors&, DeferredUpdates);
     /// residual -= alpha image; returns residual . residual
     double (*reduceResidual)(const SplitLayout&, const StepVectors&, float alpha);
     /// estimate += alpha direction
-    void (*moveEstimate)(const SplitLayout&, const StepVectors&, float alpha);
+    void (*updateEstimate)(const SplitLayout&, const StepVectors&, float alpha);
 };
 
 /// The kernels for an instruction set that the machine has.

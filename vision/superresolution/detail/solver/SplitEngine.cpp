@@ -5,14 +5,14 @@ namespace {
 
 constexpr std::ptrdiff_t kLine = SplitLayout::kBlock;
 
-/// A spread row: zeros before it, and behind it as far as a row of the image reaches.
-std::ptrdiff_t spreadRow(const SplitLayout& layout) {
+/// Length of a spread row with the zeros before it, and after it up to the length of a row of the image.
+std::ptrdiff_t spreadRowLength(const SplitLayout& layout) {
     return kLine + layout.half + kLine;
 }
 
-/// What the rows of one frame take up; see SweepFrame.
-std::ptrdiff_t frameRows(const SplitLayout& layout) {
-    return (2 + kMaskedRows) * layout.pitch + 2 * spreadRow(layout);
+/// Length of all rows of one frame; see SweepFrame.
+std::ptrdiff_t rowsLength(const SplitLayout& layout) {
+    return (2 + kMaskedRows) * layout.pitch + 2 * spreadRowLength(layout);
 }
 
 }  // namespace
@@ -26,7 +26,7 @@ SplitEngine::SplitEngine(FrameSize low, int maxFrames, InstructionSet level)
       residual_(layout_),
       direction_(layout_),
       image_(layout_),
-      rows_(static_cast<std::size_t>(2 * layout_.pitch + maxFrames * frameRows(layout_))),
+      rows_(static_cast<std::size_t>(2 * layout_.pitch + maxFrames * rowsLength(layout_))),
       frames_(static_cast<std::size_t>(maxFrames)) {
     plan_.layout = layout_;
     plan_.frames = frames_.data();
@@ -37,8 +37,8 @@ SplitEngine::SplitEngine(FrameSize low, int maxFrames, InstructionSet level)
         frame.open = row;
         frame.masked = frame.open + 2 * layout_.pitch;
         frame.spread[0] = frame.masked + kMaskedRows * layout_.pitch + kLine;
-        frame.spread[1] = frame.spread[0] + spreadRow(layout_);
-        row += frameRows(layout_);
+        frame.spread[1] = frame.spread[0] + spreadRowLength(layout_);
+        row += rowsLength(layout_);
     }
 }
 
@@ -47,7 +47,7 @@ StepVectors SplitEngine::vectors() const {
 }
 
 double SplitEngine::backProject(const Frame* frames, int count) {
-    takeLeftover();
+    takeDeferred();
     plan_.frameCount = count;
     for (int k = 0; k < count; ++k) {
         SweepFrame& frame = frames_[static_cast<std::size_t>(k)];
@@ -63,40 +63,40 @@ void SplitEngine::freeze(float negativeInverseWeight, float epsilon, float inver
     linkParameters_ = {negativeInverseWeight, epsilon, inverseEpsilon};
 }
 
-Leftover SplitEngine::takeLeftover() {
-    const Leftover leftover{moves_ ? &alpha_ : nullptr, turns_ ? &beta_ : nullptr};
-    moves_ = turns_ = false;
-    return leftover;
+DeferredUpdates SplitEngine::takeDeferred() {
+    const DeferredUpdates deferred{estimateIsDue_ ? &alpha_ : nullptr, directionIsDue_ ? &beta_ : nullptr};
+    estimateIsDue_ = directionIsDue_ = false;
+    return deferred;
 }
 
 double SplitEngine::startResidual() {
     return kernels_.startResidual(plan_, links(), linkParameters_, vectors(), rightSide_.data(),
-                                  takeLeftover().alpha);
+                                  takeDeferred().alpha);
 }
 
 double SplitEngine::applyToDirection() {
-    return kernels_.applyOperator(plan_, links(), vectors(), takeLeftover());
+    return kernels_.applyOperator(plan_, links(), vectors(), takeDeferred());
 }
 
 double SplitEngine::step(float alpha) {
-    settleEstimate();
+    completeEstimate();
     alpha_ = alpha;
-    moves_ = true;
+    estimateIsDue_ = true;
     return kernels_.reduceResidual(layout_, vectors(), alpha);
 }
 
-void SplitEngine::turn(float beta) {
+void SplitEngine::updateDirection(float beta) {
     beta_ = beta;
-    turns_ = true;
+    directionIsDue_ = true;
 }
 
-void SplitEngine::settleEstimate() {
-    if (moves_) kernels_.moveEstimate(layout_, vectors(), alpha_);
-    moves_ = false;
+void SplitEngine::completeEstimate() {
+    if (estimateIsDue_) kernels_.updateEstimate(layout_, vectors(), alpha_);
+    estimateIsDue_ = false;
 }
 
 void SplitEngine::crop(int offset, int width, int height, float deviation, float mean, float* out) {
-    settleEstimate();
+    completeEstimate();
     for (int r = 0; r < height; ++r) {
         const float* row = estimate_.data() + layout_.stride * (r + offset);
         float* target = out + static_cast<std::ptrdiff_t>(r) * width;

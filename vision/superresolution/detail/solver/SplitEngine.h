@@ -21,15 +21,15 @@ class SplitEngine final : public SolverEngine<char, double> {
     double startResidual() override;
     double applyToDirection() override;
     double step(float alpha) override;
-    void turn(float beta) override;
+    void updateDirection(float beta) override;
     void crop(int offset, int width, int height, float deviation, float mean, float* out) override;
 
   private:
     SplitLinks links() const { return {links_.data()}; }
     StepVectors vectors() const;
-    Leftover takeLeftover();
-    /// Moves the estimate when no sweep is to follow.
-    void settleEstimate();
+    DeferredUpdates takeDeferred();
+    /// Updates the estimate where no sweep is to follow.
+    void completeEstimate();
 
     const SolverKernels& kernels_;
     SplitLayout layout_;
@@ -42,13 +42,13 @@ class SplitEngine final : public SolverEngine<char, double> {
     Buffer<float> rows_;
     std::vector<SweepFrame> frames_;
     SweepPlan plan_;
-    // What can be done row by row in the next sweep waits for it: the freezing of links for startResidual, the turn
-    // of the direction for applyToDirection, the move of the estimate for either.
+    // What the next sweep can do row by row is deferred to it: freezing the links to startResidual, updating the direction
+    // to applyToDirection, updating the estimate to either.
     LinkParameters linkParameters_;
     float alpha_ = 0.0f;
     float beta_ = 0.0f;
-    bool moves_ = false;
-    bool turns_ = false;
+    bool estimateIsDue_ = false;
+    bool directionIsDue_ = false;
 };
 
 }  // namespace oravo::vision::detail

@@ -14,7 +14,7 @@ namespace oravo::vision::detail {
 ///
 ///   row y:  [ even columns, lowWidth + 3 | zeros | odd columns, lowWidth + 2 | zeros ]
 ///
-/// Both halves are as long, a multiple of kBlock with at least one zero behind the columns, and loops run over whole
+/// Both halves are as long, a multiple of kBlock with at least one zero after the columns, and loops run over whole
 /// halves. A row of zeros lies above and below the image. So a pixel's eight neighbours can be read without asking where
 /// it lies.
 struct SplitLayout {

@@ -169,14 +169,14 @@ class TotalVariationSolver {
         return budget;
     }
 
-    /// One step; true when the residual is small enough to stop.
+    /// Makes one step; true when the residual is small enough to stop.
     bool iteration() {
         const Scalar curvature = engine_->applyToDirection();
         const float alpha = static_cast<float>(static_cast<Scalar>(squaredResidual_) / curvature);
         const Scalar squares = engine_->step(alpha);
         const float threshold = parameters_.relRes * parameters_.relRes;
         if (threshold > squares * static_cast<Scalar>(inverseRightSideNorm_)) return true;
-        engine_->turn(static_cast<float>(squares / static_cast<Scalar>(squaredResidual_)));
+        engine_->updateDirection(static_cast<float>(squares / static_cast<Scalar>(squaredResidual_)));
         squaredResidual_ = static_cast<float>(squares);
         return false;
     }
