@@ -61,15 +61,54 @@ SplineValue sampleSpline(const Plane& coefficients, int factor, const SampleRun&
     return sum;
 }
 
-void spreadSpline(Plane& coefficients, int factor, const SampleRun& run, const float* values, int block) {
-    for (int start = 0; start < run.count; start += block) {
+void spreadSpline(Plane& coefficients, int factor, const SampleRun& run, const float* values) {
+    for (int start = 0; start < run.count; start += kRestart) {
         for (int r = 0; r < 4; ++r) {
             for (int c = 0; c < 4; ++c) {
-                for (int i = start; i < std::min(run.count, start + block); ++i) {
+                for (int i = start; i < std::min(run.count, start + kRestart); ++i) {
                     const Weights x = weightsAt(run.fractionX, run.slopeX, i),
                                   y = weightsAt(run.fractionY, run.slopeY, i);
                     coefficients(run.row + r, run.column + factor * i + c) +=
                         x.at[c] * (y.at[r] * values[run.first + i]);
+                }
+            }
+        }
+    }
+}
+
+void sampleAndSpread(const Plane& from, int factor, const SampleRun& run, const float* weights, Plane& to) {
+    const bool still = factor == 2 && run.slopeX == 0.0f && run.slopeY == 0.0f;
+    std::vector<float> products(static_cast<std::size_t>(run.first + run.count));
+    float* product = products.data() + run.first;
+    for (int i = 0; i < run.count; ++i) {
+        const Weights x = weightsAt(run.fractionX, run.slopeX, i),
+                      y = weightsAt(run.fractionY, run.slopeY, i);
+        const int column = run.column + factor * i;
+        float value = sampleSpline(from, factor, run, i).value;
+        if (still) {
+            const auto down = [&](int c) {
+                return y.at[0] * from(run.row, column + c) + y.at[1] * from(run.row + 1, column + c) +
+                       y.at[2] * from(run.row + 2, column + c) + y.at[3] * from(run.row + 3, column + c);
+            };
+            value = x.at[0] * down(0) + x.at[1] * down(1) + x.at[2] * down(2) + x.at[3] * down(3);
+        }
+        product[i] = weights[run.first + i] * value;
+    }
+    if (factor != 2) return spreadSpline(to, factor, run, products.data());
+    const int block = still ? 512 : kRestart;
+    for (int start = 0; start < run.count; start += block) {
+        const int end = std::min(run.count, start + block);
+        const auto part = [&](int i, int r, int c) {
+            if (i < start || i >= end) return 0.0f;
+            const float along = weightsAt(run.fractionX, run.slopeX, i).at[c] * product[i];
+            return still ? along : weightsAt(run.fractionY, run.slopeY, i).at[r] * along;
+        };
+        for (int i = start; i <= end; ++i) {
+            for (int r = 0; r < 4; ++r) {
+                for (int c = 0; c < 2; ++c) {
+                    const float sum = part(i, r, c) + part(i - 1, r, c + 2);
+                    const float down = weightsAt(run.fractionY, 0.0f, 0).at[r];
+                    to(run.row + r, run.column + 2 * i + c) += still ? down * sum : sum;
                 }
             }
         }

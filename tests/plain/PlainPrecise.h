@@ -19,9 +19,12 @@ struct SplineValue {
     float value = 0.0f, dx = 0.0f, dy = 0.0f;
 };
 SplineValue sampleSpline(const Plane& coefficients, int factor, const SampleRun& run, int i);
-/// Adds a run's values to the coefficients, by the weights with which it samples them, tap after tap for so many pixels
-/// at a time.
-void spreadSpline(Plane& coefficients, int factor, const SampleRun& run, const float* values, int block = 64);
+/// Adds a run's values to the coefficients, by the weights with which it samples them, tap after tap for 64 pixels at a
+/// time.
+void spreadSpline(Plane& coefficients, int factor, const SampleRun& run, const float* values);
+/// Samples, multiplies by weights and spreads. At factor 2 what pixels i and i - 1 add to a coefficient is summed first, for
+/// 64 pixels at a time, and for 512 of a run without slopes, which also samples down before along.
+void sampleAndSpread(const Plane& from, int factor, const SampleRun& run, const float* weights, Plane& to);
 
 /// The image filtered along its rows (or columns), mirrored at its ends.
 Plane blurred(const Plane& image, const BlurTaps& taps, bool alongRows);

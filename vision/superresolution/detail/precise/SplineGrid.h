@@ -49,7 +49,10 @@ class SplineImage {
           mask_(mask),
           pitch_((grid.columns() / grid.factor + 16) / 16 * 16),
           data_(static_cast<std::size_t>(pitch_) * static_cast<std::size_t>(grid.factor) *
-                static_cast<std::size_t>(rows)) {}
+                    static_cast<std::size_t>(rows) +
+                kSlack) {}
+
+    static constexpr std::size_t kSlack = 32;  ///< values beyond the end that whole vectors may touch
 
     int factor_ = 1;
     int mask_ = -1;
