@@ -3,7 +3,7 @@
 # several methods, and writes what it measured to out/quality/quality.json and quality.md.
 #
 #   scripts/quality.sh [BUILD_FOLDER] [--quick] [--only KIND...] [--half tune|judge|both] [--methods METHOD...]
-#                      [--out FOLDER] [--check]
+#                      [--full] [--out FOLDER] [--check]
 #
 # BUILD_FOLDER is taken as it is; without it, a release tree is built. --help lists kinds and methods. Recorded
 # pictures and bursts are used where ORAVO_TEST_DATA names their folder.
@@ -21,4 +21,5 @@ else
     build=$release_tree
 fi
 export PYTHONPATH=scripts PYTHONDONTWRITEBYTECODE=1
+if [[ " $* " == *" --full "* ]]; then need_packages python3-drizzle siril; fi
 exec /usr/bin/python3 -m quality "$build" "$@"

@@ -10,11 +10,16 @@ from pathlib import Path
 
 import numpy as np
 
-from . import measure, tables, targets
+from . import measure, peers, tables, targets
 from .bursts import KINDS, bursts
 from .methods import Methods
 
 USUAL = ["bicubic", "float", "float-unguarded", "precise"]
+# What tells more about some kinds; --full adds it.
+MORE = {"noise_1": ["float-long", "precise-patternless", "precise-best"], "noise_5": ["float-long", "precise-best"],
+        "noise_15": ["precise-best"], "white_3": ["precise-patternless"], "columns_3": ["precise-patternless"],
+        "blur_sharp": ["float-told", "precise-told"], "blur_wide": ["float-told", "precise-told"],
+        "blur_far_off": ["float-told", "precise-told"], "real": ["precise-best"], "real_video": ["precise-best"]}
 
 
 def arguments():
@@ -26,8 +31,9 @@ def arguments():
     parser.add_argument("--only", nargs="+", metavar="KIND", default=list(KINDS), choices=list(KINDS),
                         help=f"kinds of bursts: {', '.join(KINDS)}")
     parser.add_argument("--methods", nargs="+", metavar="METHOD",
-                        help=f"default: {' '.join(USUAL)}, and more where they tell")
+                        help=f"default: {' '.join(USUAL)}")
     parser.add_argument("--views", type=int, default=2, help="parts of each picture (default: %(default)s)")
+    parser.add_argument("--full", action="store_true", help="peers and further methods, too, where they tell something")
     parser.add_argument("--quick", action="store_true", help="one part of each picture")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="processes (default: one a processor)")
     parser.add_argument("--check", action="store_true", help="fail when a target is missed")
@@ -35,10 +41,11 @@ def arguments():
     return parser.parse_args()
 
 
-def methods_for(kind, wanted):
-    if wanted:
-        return ["bicubic"] + [name for name in wanted if name != "bicubic"]
-    return USUAL + ["precise-5"] * (KINDS[kind].frames > 5)
+def methods_for(kind, options, first):
+    if options.methods:
+        return ["bicubic"] + [name for name in options.methods if name != "bicubic"]
+    more = MORE.get(kind, []) + peers.suiting(kind, first) if options.full else []
+    return USUAL + ["precise-5"] * (KINDS[kind].frames > 5) + more
 
 
 def work(task):
@@ -47,7 +54,7 @@ def work(task):
     burst = bursts(kind, half, number)[index]()
     methods = Methods(options.build)
     rows = []
-    for name in methods_for(kind, options.methods):
+    for name in methods_for(kind, options, index % number == 0):
         result = methods.run(name, burst)
         found = measure.figures(result.image, burst)
         base = found if not rows else rows[0]["figures"]

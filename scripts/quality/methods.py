@@ -12,7 +12,7 @@ from unittest import mock
 import numpy as np
 from PIL import Image
 
-from . import measure
+from . import measure, peers
 
 ROOT = Path(__file__).resolve().parents[2]
 
@@ -28,8 +28,9 @@ class Methods:
     """The methods by name, with what they need from a build folder."""
 
     def __init__(self, build):
-        self._program = Path(build) / "tools" / "oravo-superres"
-        os.environ["ORAVO_SUPERRESOLUTION_LIBRARY"] = str(Path(build) / "liboravo_superresolution.so")
+        self._build = Path(build)
+        self._program = self._build / "tools" / "oravo-superres"
+        os.environ["ORAVO_SUPERRESOLUTION_LIBRARY"] = str(self._build / "liboravo_superresolution.so")
         sys.path.insert(0, str(ROOT / "python"))
 
     def run(self, name, burst):
@@ -58,6 +59,9 @@ class Methods:
         """Float, told the camera's blur."""
         return self._enhanced(burst, "--psf-sigma", f"{burst.blur.sigma:.4f}")
 
+    def precise(self, burst):
+        return self._enhanced(burst, "--frames", str(max(12, len(burst.frames))), pipeline="precise")
+
     def _enhanced(self, burst, *options, pipeline="float"):
         with tempfile.TemporaryDirectory() as folder:
             names = []
@@ -75,7 +79,8 @@ class Methods:
                 raise RuntimeError(f"enhance failed with {done.returncode}: {done.stderr}")
             return Result(np.asarray(Image.open(out)), [line.replace(folder + "/", "") for line in said])
 
-    def precise(self, burst, **options):
+    def precise_library(self, burst, **options):
+        """Precise without the program around it, with the figures that it gives of itself."""
         import oravo_superres
         found = oravo_superres.reconstruct(burst.frames, max_frames=max(12, len(burst.frames)), **options)
         facts = {name: getattr(found, name) for name in ("noise", "smoothness", "withheld_error", "bicubic_error")}
@@ -96,26 +101,35 @@ class Methods:
                 super().__init__(width, height, options)
 
         with mock.patch.object(_burst, "_Handle", Handle):
-            return self.precise(burst)
+            return self.precise_library(burst)
 
     def precise_told(self, burst):
         """Precise, told the camera's blur."""
-        return self.precise(burst, psf_sigma=burst.blur.sigma)
+        return self.precise_library(burst, psf_sigma=burst.blur.sigma)
 
     def precise_best(self, burst):
         """Precise with the weight that a grid finds with the truth in hand: what choosing without it could reach."""
-        chosen = self.precise(burst)
+        chosen = self.precise_library(burst)
         tried = [chosen]
         for direction in (0.5, 2):
             weight, last = chosen.facts["smoothness"], self._rmse(chosen, burst)
             while 1e-7 < weight < 1e3:
                 weight *= direction
-                tried.append(self.precise(burst, smoothness=weight))
+                tried.append(self.precise_library(burst, smoothness=weight))
                 now = self._rmse(tried[-1], burst)
                 if now > last:
                     break
                 last = now
         return min(tried, key=lambda result: self._rmse(result, burst))
+
+    def drizzle(self, burst):
+        return Result(peers.drizzled(burst))
+
+    def siril(self, burst):
+        return Result(peers.by_siril(burst))
+
+    def opencv(self, burst):
+        return Result(peers.by_opencv(burst.last(5), self._build / "bench" / "superres_peer"))
 
     @staticmethod
     def _rmse(result, burst):

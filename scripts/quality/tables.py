@@ -1,5 +1,6 @@
 """The figures as a page in Markdown."""
 
+from . import peers
 from .bursts import KINDS
 from .targets import Table, silent_ones
 
@@ -9,7 +10,11 @@ def page(rows, outcome):
     for title, recorded in ("Recorded pictures and bursts", True), ("Rendered pictures", False):
         mine = [row for row in rows if row["recorded"] == recorded]
         if mine:
-            parts += [f"## {title}", gains(mine)]
+            parts += [f"## {title}", gains([row for row in mine if row["method"] not in peers.NAMES])]
+    seen = {(row["kind"], row["view"]) for row in rows if row["method"] in peers.NAMES}
+    if seen:
+        parts += ["## Peers", gains([row for row in rows if (row["kind"], row["view"]) in seen and row["method"] in
+                                     ("bicubic", "float", "precise", *peers.NAMES)])]
     return "\n\n".join(parts + [LEGEND, "## Further figures", details(rows), "## Targets", goals(outcome)]) + "\n"
 
 

@@ -61,15 +61,13 @@ def judged(rows):
     if losses.size:
         target("weight chosen without truth: below the best", "mean 0.3, worst 0.8 dB", told(losses, worst=max),
                losses.mean() <= 0.3 and losses.max() <= 0.8)
-    for method in "precise", "precise-program":
-        mine = [row for row in rows if row["method"] == method]
-        if mine:
-            silent, good = silent_ones(mine), [row for row in mine if row["gain"] > GOOD]
-            alarms = [row for row in good if row["warnings"]]
-            target(f"{method}: below bicubic by more than 0.1 dB without a warning", "none",
-                   f"{len(silent)} of {len(mine)}", not silent)
-            target(f"{method}: warnings about results better by 0.3 dB", "below 2 %",
-                   f"{len(alarms)} of {len(good)}", len(alarms) < max(1, 0.02 * len(good)))
+    mine = [row for row in rows if row["method"] == "precise"]
+    if mine:
+        silent, good = silent_ones(mine), [row for row in mine if row["gain"] > GOOD]
+        alarms = [row for row in good if row["warnings"]]
+        target("below bicubic by more than 0.1 dB without a warning", "none", f"{len(silent)} of {len(mine)}", not silent)
+        target("warnings about results better by 0.3 dB", "below 2 %", f"{len(alarms)} of {len(good)}",
+               len(alarms) < max(1, 0.02 * len(good)))
     return found
 
 
