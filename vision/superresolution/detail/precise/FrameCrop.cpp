@@ -6,7 +6,10 @@
 namespace oravo::vision::detail::precise {
 namespace {
 
-constexpr double kMostPixels = 24000.0;
+// A part that grows slowly with the frames: the choice of the prior's weight gets better with the number of pixels, but ever
+// less so, while its cost goes on growing.
+constexpr double kFewestPixels = 20000.0;
+constexpr double kShare = 0.1;
 constexpr int kPlaces = 3;  ///< along each side
 
 double structure(const PaddedImage& image) {
@@ -24,8 +27,9 @@ double structure(const PaddedImage& image) {
 
 Grid croppedGrid(const Grid& whole) {
     const double pixels = static_cast<double>(whole.width) * whole.height;
-    if (pixels <= kMostPixels) return whole;
-    const double share = std::sqrt(kMostPixels / pixels);
+    const double enough = kFewestPixels + kShare * pixels;
+    if (pixels <= enough) return whole;
+    const double share = std::sqrt(enough / pixels);
     Grid part = whole;
     part.width = std::max(8, static_cast<int>(share * whole.width));
     part.height = std::max(8, static_cast<int>(share * whole.height));

@@ -17,7 +17,7 @@ struct FrameCrop {
     PaddedImage of(const PaddedImage& image) const;      ///< of the grid
 };
 
-/// The grid of a crop of at most about 24,000 pixels, of the frames' proportions.
+/// The grid of a crop of 20,000 pixels and a tenth of the frames' own, in their proportions.
 Grid croppedGrid(const Grid& whole);
 
 /// The crop of croppedGrid() in which the image has most structure, among nine of regular places.

@@ -12,10 +12,10 @@ namespace {
 constexpr std::size_t kFewest = 16;    ///< values that a scale takes
 constexpr double kUnknownScale = 1e3;  ///< of frames with fewer
 constexpr double kLeastScale = 1e-6;
-constexpr double kCauchy = 4.0;          ///< misfit, in standard deviations, at which a value counts half
+constexpr float kCauchy = 4.0f;          ///< misfit, in standard deviations, at which a value counts half
 constexpr double kDisplacement = 0.05;   ///< of an edge that is not held against a value, in pixels
-constexpr double kMostMisfit = 5.0;      ///< standard deviations that one value adds to its neighbourhood
-constexpr double kLocalTolerance = 2.0;  ///< mean squared misfit of a neighbourhood that still fits
+constexpr float kMostMisfit = 5.0f;      ///< standard deviations that one value adds to its neighbourhood
+constexpr float kLocalTolerance = 2.0f;  ///< mean squared misfit of a neighbourhood that still fits
 constexpr int kLocalRadius = 3;
 constexpr double kDeadDisplacement = 0.1;
 constexpr double kDeadRange = 0.15;  ///< of the values around a pixel: structure that an image may miss
@@ -27,9 +27,13 @@ constexpr double kStuckRange =
 constexpr double kStuckShare = 0.05;  ///< of how much its neighbours differ
 constexpr float kDeadMisfit = 3.0f;   ///< mean misfit over the frames from which a pixel is dead
 constexpr int kDeadFrames = 3;
+/// A pixel whose values have a range of kStuckShare of its neighbours' differs from them by 1 / kStuckShare of that range
+/// in sum, of which the image has to miss kDeadUnexplained; half of that, as gains differ.
+constexpr float kMissedRange = static_cast<float>(0.5 * kDeadUnexplained / kStuckShare);
 
 void measure(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern, FrameState& frame) {
-    std::vector<float> value(static_cast<std::size_t>(grid.width)), dx(value), dy(value), magnitudes;
+    std::vector<float> value(static_cast<std::size_t>(grid.width)), dx(value), dy(value), misfits, work;
+    misfits.reserve(frame.values.size());
     std::fill(frame.inside.begin(), frame.inside.end(), 0.0f);
     const float inverseGain = static_cast<float>(1.0 / frame.gain);
     const float offset = static_cast<float>(frame.offset);
@@ -42,11 +46,12 @@ void measure(const Grid& grid, const SplineImage& image, const Buffer<float>& pa
             const float own = pattern.size() != 0 ? pattern[q] : 0.0f;
             frame.misfit[q] = (frame.values[q] - offset) * inverseGain - own - value[x];
             frame.slope[q] = static_cast<float>(grid.factor) * std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
-            if (frame.inside[q] > 0.0f) magnitudes.push_back(std::abs(frame.misfit[q]));
+            if (frame.inside[q] > 0.0f) misfits.push_back(frame.misfit[q]);
         }
     }
-    frame.scale =
-        magnitudes.size() < kFewest ? kUnknownScale : kSigmaPerMedian * medianOf(magnitudes) + kLeastScale;
+    frame.scale = misfits.size() < kFewest
+                      ? kUnknownScale
+                      : kSigmaPerMedian * medianMagnitude(misfits.data(), misfits.size(), work) + kLeastScale;
 }
 
 /// The up to eight neighbours of a pixel.
@@ -72,6 +77,23 @@ Ring ringAround(const Grid& grid, const FrameState& frame, std::size_t q) {
         }
     }
     return count == 0 ? Ring() : Ring{sum / count, highest - lowest};
+}
+
+/// Whether a pixel may be dead, by what is quickly seen of it.
+bool maybeStrange(const std::vector<FrameState>& frames, std::size_t q, int enough) {
+    float deviations = 0.0f, unexplained = 0.0f, lowest = 1e30f, highest = -1e30f;
+    int count = 0;
+    for (const FrameState& frame : frames) {
+        if (!frame.used || !(frame.inside[q] > 0.0f)) continue;
+        const float misfit = std::abs(frame.misfit[q]);
+        unexplained += misfit;
+        deviations += misfit / static_cast<float>(frame.scale);
+        lowest = std::min(lowest, frame.values[q]);
+        highest = std::max(highest, frame.values[q]);
+        ++count;
+    }
+    return count >= enough && (deviations >= kDeadMisfit * static_cast<float>(count) ||
+                               unexplained > kMissedRange * (highest - lowest));
 }
 
 /// How far a pixel is from following the scene, in standard deviations on average over the frames; 0 where it may be
@@ -139,23 +161,23 @@ void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames) {
     Buffer<float> squared(area), local(area);
     for (FrameState& frame : frames) {
         if (!frame.used) continue;
-        const auto relative = [&frame](std::size_t q) {
-            return frame.misfit[q] / lengthOf(frame.scale, kDisplacement * frame.slope[q]);
+        const float noise = static_cast<float>(frame.scale * frame.scale);
+        const float edge = static_cast<float>(kDisplacement * kDisplacement);
+        const auto squaredMisfit = [&](std::size_t q) {
+            return frame.misfit[q] * frame.misfit[q] / (noise + edge * frame.slope[q] * frame.slope[q]);
         };
         for (std::size_t q = 0; q < area; ++q) {
-            const double u = relative(q);
-            squared[q] = frame.inside[q] > 0.0f
-                             ? static_cast<float>(std::min(u * u, kMostMisfit * kMostMisfit))
-                             : 0.0f;
+            squared[q] =
+                frame.inside[q] > 0.0f ? std::min(squaredMisfit(q), kMostMisfit * kMostMisfit) : 0.0f;
         }
         boxMean(squared, frame.inside, grid.width, grid.height, kLocalRadius, local);
         const double share = usual / frame.scale;
-        const double frameWeight = std::min(1.0, share * share);
+        const float frameWeight = static_cast<float>(std::min(1.0, share * share));
         for (std::size_t q = 0; q < area; ++q) {
-            const double u = relative(q) / kCauchy;
-            const double localWeight = local[q] > kLocalTolerance ? kLocalTolerance / local[q] : 1.0;
-            const double weight = frameWeight * localWeight * frame.agreement[q] / (1.0 + u * u);
-            frame.weight[q] = frame.inside[q] > 0.0f ? static_cast<float>(weight) : 0.0f;
+            const float localWeight = local[q] > kLocalTolerance ? kLocalTolerance / local[q] : 1.0f;
+            const float weight = frameWeight * localWeight * frame.agreement[q] /
+                                 (1.0f + squaredMisfit(q) / (kCauchy * kCauchy));
+            frame.weight[q] = frame.inside[q] > 0.0f ? weight : 0.0f;
         }
     }
 }
@@ -164,8 +186,10 @@ std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<Fram
     const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
     std::vector<float> score(area);
     const int enough = std::max(kDeadFrames, static_cast<int>(frames.size()) / 2);
-    for (std::size_t q = 0; q < area; ++q)
-        score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
+    for (std::size_t q = 0; q < area; ++q) {
+        if (maybeStrange(frames, q, enough))
+            score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
+    }
     std::vector<std::size_t> dead;
     for (int y = 0; y < grid.height; ++y) {
         for (int x = 0; x < grid.width; ++x) {

@@ -13,8 +13,7 @@ constexpr double kCauchy = 3.0;       ///< misfit, in standard deviations, at wh
 constexpr std::size_t kFewest = 24;   ///< pixels that a fit takes
 constexpr double kLongestStep = 3.0;  ///< pixels
 constexpr double kLeastGain = 0.2, kMostGain = 5.0;
-constexpr std::size_t kSample = 8192;  ///< misfits that a median is taken of
-constexpr int kBlock = 256;            ///< points whose equations are made at a time
+constexpr int kBlock = 256;  ///< points whose equations are made at a time
 
 int motionParameters(MotionModel model) {
     return model == MotionModel::translation ? 2 : model == MotionModel::similarity ? 4 : 6;
@@ -82,13 +81,6 @@ void MotionFit::collect(const SplineImage& image, const float* values, const flo
     }
 }
 
-double MotionFit::medianMisfit() {
-    magnitudes_.clear();
-    const std::size_t step = 1 + points_.size() / kSample;
-    for (std::size_t i = 0; i < points_.size(); i += step) magnitudes_.push_back(std::abs(points_.misfit[i]));
-    return kSigmaPerMedian * medianOf(magnitudes_) + 1e-7;
-}
-
 MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, double scale) const {
     const int motion = motionParameters(model);
     const int columns = motion + 3;  // of the motion, gain and offset, and the misfit
@@ -142,7 +134,8 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
         outcome.covered = static_cast<double>(points_.size()) / (rows * grid_.width);
         outcome.valid = false;
         if (points_.size() < kFewest) return outcome;
-        outcome.misfit = medianMisfit();
+        outcome.misfit =
+            kSigmaPerMedian * medianMagnitude(points_.misfit.data(), points_.size(), magnitudes_) + 1e-7;
         Equations equations = normalEquations(model, pose.gain, outcome.misfit);
         if (!equations.decompose()) return outcome;
         outcome.valid = true;

@@ -54,7 +54,6 @@ class MotionFit {
     void collect(const SplineImage& image, const float* values, const float* weight, const FramePose& pose,
                  int rowStep);
     Equations normalEquations(MotionModel model, double gain, double scale) const;
-    double medianMisfit();
 
     Grid grid_;
     double unit_;  ///< half the longer side: coordinates are measured in it

@@ -15,17 +15,18 @@ namespace {
 
 constexpr int kMargin = 4;  ///< of the grid: what frames see beyond the reference's border
 constexpr double kFirstStrength = 0.003;
-constexpr SolverLimits kDraft{2, 7, 1e-3};
+
+constexpr SolverLimits kDraft{1, 7, 1e-3};
 constexpr SolverLimits kPatternDraft{1, 10, 1e-3};
 constexpr int kPatternRounds = 6;
 constexpr double kPatternSmoothness = 8.0;
 constexpr int kFinalFreezes = 5;
-constexpr int kFinalSteps = 8;
+constexpr int kFinalSteps = 6;
 constexpr double kStillChange = 0.05;  ///< of the noise: the final image has converged when it moves less
 constexpr double kLeastChange = 1e-4;
 constexpr int kRefinements = 3;      ///< Gauss-Newton steps against an image
 constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have, over that before
-constexpr int kProbeSteps = 16;
+constexpr int kProbeSteps = 10;
 constexpr double kLeastFreedom = 0.05;  ///< share of the noise that an image leaves unexplained, at least
 constexpr double kProbeBlur = 1.6;      ///< of squared responses, pixels of the image
 constexpr double kMostDead = 0.02;      ///< share of a sensor's pixels that may be dead

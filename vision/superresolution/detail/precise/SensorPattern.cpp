@@ -21,10 +21,8 @@ constexpr double kLineNoise = 2.0;  ///< of the explained variance that is taken
 constexpr double kPixelNoise = 1.2;
 
 double varianceByMedian(const std::vector<float>& values) {
-    std::vector<float> magnitudes;
-    magnitudes.reserve(values.size());
-    for (const float value : values) magnitudes.push_back(std::abs(value));
-    const double sigma = kSigmaPerMedian * medianOf(magnitudes);
+    std::vector<float> work;
+    const double sigma = kSigmaPerMedian * medianMagnitude(values.data(), values.size(), work);
     return sigma * sigma;
 }
 

@@ -30,6 +30,20 @@ inline double medianOf(std::vector<float>& values) {
     return quantileOf(values, 0.5);
 }
 
+/// The median magnitude of many values, from some of them: every s-th and (s + 1)-th in turn, so that no column of an image is
+/// preferred. From 10,000 on it is known to 1 %.
+inline double medianMagnitude(const float* values, std::size_t count, std::vector<float>& work) {
+    constexpr std::size_t kEnough = 16384;
+    const std::size_t step = 1 + count / (kEnough + 1);
+    work.clear();
+    bool more = false;
+    for (std::size_t i = 0; i < count; i += step + (more ? 1 : 0)) {
+        work.push_back(std::abs(values[i]));
+        more = step > 1 && !more;
+    }
+    return medianOf(work);
+}
+
 }  // namespace oravo::vision::detail::precise
 
 #endif

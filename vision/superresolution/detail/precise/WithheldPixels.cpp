@@ -12,13 +12,14 @@ namespace oravo::vision::detail::precise {
 namespace {
 
 constexpr std::uint64_t kEvery = 13;
-constexpr double kReach = 3.0;  ///< powers of two that are tried on each side of the guess
+constexpr double kReach = 2.0;  ///< powers of two that are tried on each side of the guess
 constexpr double kFarthest = 9.0;
-constexpr int kRefinements = 3;
+constexpr int kRefinements = 2;
 constexpr double kCloseEnough = 1.1;    ///< powers of two between the best strength and its neighbours
 constexpr double kTrim = 6.0;           ///< standard deviations beyond which an error counts no more
 constexpr double kDisplacement = 0.05;  ///< pixels
-constexpr SolverLimits kTrialLimits{3, 8, 1e-3};
+
+constexpr SolverLimits kTrialLimits{3, 6, 1e-3};
 
 bool isWithheld(std::size_t pixel, std::size_t frame) {
     std::uint64_t hash = pixel * 0x9E3779B97F4A7C15ull ^ (frame + 1) * 0xC2B2AE3D27D4EB4Full;

@@ -18,7 +18,7 @@ struct WithheldChoice {
 };
 
 /// Chooses the prior's strength by predicting pixels that were left out: every 13th of each frame, picked by a hash of its
-/// place. Images are solved for strengths from 1/8 to 8 times a first guess, farther where the best lies at an end, and
+/// place. Images are solved for strengths from 1/4 to 4 times a first guess, farther where the best lies at an end, and
 /// the minimum of a parabola through the logarithms of the best three errors is taken. Of large frames a part is used that
 /// has as much structure as any.
 class WithheldPixels {
