@@ -137,70 +137,102 @@ void pass(const FftPass& p, float* block, double*) {
 ///   v_0 + sum_j s_j cos(2 pi j m / r)  -+  i sum_j d_j sin(2 pi j m / r),   j = 1 .. (r - 1) / 2.
 /// The sums run over many terms, so they are taken in double.
 template <int Lanes, bool Forward>
-void generalButterfly(const FftPass& p, float* first, std::ptrdiff_t stride, const float* twiddles,
-                      double* scratch) {
-    const int half = (p.radix - 1) / 2;
-    const auto element = [=](int j) { return first + j * stride; };
-    double total[2][Lanes];
-    for (int lane = 0; lane < Lanes; ++lane) {
-        total[0][lane] = first[lane];
-        total[1][lane] = first[Lanes + lane];
-    }
-    for (int j = 1; j <= half; ++j) {
-        double* folded = scratch + 4 * Lanes * (j - 1);
-        const float* low = element(j);
-        const float* high = element(p.radix - j);
-        const auto turned = [&](const float* from, int index) -> Value {
-            if (twiddles == nullptr) return {from[0], from[Lanes]};
-            return turn<Forward>({from[0], from[Lanes]}, {twiddles[2 * index - 2], twiddles[2 * index - 1]});
-        };
+class GeneralButterfly {
+  public:
+    /// @param first     element 0; the others follow at steps of `stride`
+    /// @param twiddles  null where they are all 1
+    /// @param scratch   FftPlan::scratchSize(Lanes)
+    GeneralButterfly(const FftPass& pass, float* first, std::ptrdiff_t stride, const float* twiddles,
+                     double* scratch)
+        : pass_(pass), first_(first), stride_(stride), twiddles_(twiddles), folded_(scratch) {}
+
+    void operator()() {
+        const int half = (pass_.radix - 1) / 2;
+        Complex total;  // bin 0: the sum of all elements
         for (int lane = 0; lane < Lanes; ++lane) {
-            const Value a = turned(low + lane, j);
-            const Value b = turned(high + lane, p.radix - j);
-            folded[lane] = static_cast<double>(a.re) + static_cast<double>(b.re);
-            folded[Lanes + lane] = static_cast<double>(a.im) + static_cast<double>(b.im);
-            folded[2 * Lanes + lane] = static_cast<double>(a.re) - static_cast<double>(b.re);
-            folded[3 * Lanes + lane] = static_cast<double>(a.im) - static_cast<double>(b.im);
-            total[0][lane] += folded[lane];
-            total[1][lane] += folded[Lanes + lane];
+            total.re[lane] = first_[lane];
+            total.im[lane] = first_[Lanes + lane];
+        }
+        for (int j = 1; j <= half; ++j) fold(j, total);
+        for (int m = 1; m <= half; ++m) computePair(m, half);
+        for (int lane = 0; lane < Lanes; ++lane) {
+            first_[lane] = static_cast<float>(total.re[lane]);
+            first_[Lanes + lane] = static_cast<float>(total.im[lane]);
         }
     }
-    for (int m = 1; m <= half; ++m) {
-        double sums[4][Lanes];  // real and imaginary parts of the cosine sum, then of the sine sum
+
+  private:
+    struct Complex {
+        double re[Lanes];
+        double im[Lanes];
+    };
+
+    float* element(int j) const { return first_ + j * stride_; }
+    /// s_j and d_j: real parts of the sums, imaginary ones, then those of the differences.
+    double* folded(int j) const { return folded_ + 4 * Lanes * (j - 1); }
+
+    Value turned(const float* from, int j) const {
+        const Value value{from[0], from[Lanes]};
+        if (twiddles_ == nullptr) return value;
+        return turn<Forward>(value, {twiddles_[2 * j - 2], twiddles_[2 * j - 1]});
+    }
+
+    /// Computes s_j and d_j, and adds s_j to the total.
+    void fold(int j, Complex& total) {
+        double* out = folded(j);
+        const float* low = element(j);
+        const float* high = element(pass_.radix - j);
         for (int lane = 0; lane < Lanes; ++lane) {
-            sums[0][lane] = first[lane];
-            sums[1][lane] = first[Lanes + lane];
-            sums[2][lane] = 0.0;
-            sums[3][lane] = 0.0;
+            const Value a = turned(low + lane, j);
+            const Value b = turned(high + lane, pass_.radix - j);
+            out[lane] = static_cast<double>(a.re) + static_cast<double>(b.re);
+            out[Lanes + lane] = static_cast<double>(a.im) + static_cast<double>(b.im);
+            out[2 * Lanes + lane] = static_cast<double>(a.re) - static_cast<double>(b.re);
+            out[3 * Lanes + lane] = static_cast<double>(a.im) - static_cast<double>(b.im);
+            total.re[lane] += out[lane];
+            total.im[lane] += out[Lanes + lane];
+        }
+    }
+
+    /// Bins m and r - m, in place of elements m and r - m.
+    void computePair(int m, int half) {
+        Complex cosines, sines;  // the two sums of the formula, the first with v_0
+        for (int lane = 0; lane < Lanes; ++lane) {
+            cosines.re[lane] = first_[lane];
+            cosines.im[lane] = first_[Lanes + lane];
+            sines.re[lane] = 0.0;
+            sines.im[lane] = 0.0;
         }
         int angle = 0;  // j m mod r
         for (int j = 1; j <= half; ++j) {
             angle += m;
-            if (angle >= p.radix) angle -= p.radix;
-            const double cosine = p.roots[2 * angle];
-            const double sine = Forward ? p.roots[2 * angle + 1] : -p.roots[2 * angle + 1];
-            const double* folded = scratch + 4 * Lanes * (j - 1);
+            if (angle >= pass_.radix) angle -= pass_.radix;
+            const double cosine = pass_.roots[2 * angle];
+            const double sine = Forward ? pass_.roots[2 * angle + 1] : -pass_.roots[2 * angle + 1];
+            const double* in = folded(j);
             for (int lane = 0; lane < Lanes; ++lane) {
-                sums[0][lane] += folded[lane] * cosine;
-                sums[1][lane] += folded[Lanes + lane] * cosine;
-                sums[2][lane] += folded[2 * Lanes + lane] * sine;
-                sums[3][lane] += folded[3 * Lanes + lane] * sine;
+                cosines.re[lane] += in[lane] * cosine;
+                cosines.im[lane] += in[Lanes + lane] * cosine;
+                sines.re[lane] += in[2 * Lanes + lane] * sine;
+                sines.im[lane] += in[3 * Lanes + lane] * sine;
             }
         }
         float* low = element(m);
-        float* high = element(p.radix - m);
+        float* high = element(pass_.radix - m);
         for (int lane = 0; lane < Lanes; ++lane) {
-            low[lane] = static_cast<float>(sums[0][lane] + sums[3][lane]);
-            low[Lanes + lane] = static_cast<float>(sums[1][lane] - sums[2][lane]);
-            high[lane] = static_cast<float>(sums[0][lane] - sums[3][lane]);
-            high[Lanes + lane] = static_cast<float>(sums[1][lane] + sums[2][lane]);
+            low[lane] = static_cast<float>(cosines.re[lane] + sines.im[lane]);
+            low[Lanes + lane] = static_cast<float>(cosines.im[lane] - sines.re[lane]);
+            high[lane] = static_cast<float>(cosines.re[lane] - sines.im[lane]);
+            high[Lanes + lane] = static_cast<float>(cosines.im[lane] + sines.re[lane]);
         }
     }
-    for (int lane = 0; lane < Lanes; ++lane) {
-        first[lane] = static_cast<float>(total[0][lane]);
-        first[Lanes + lane] = static_cast<float>(total[1][lane]);
-    }
-}
+
+    const FftPass& pass_;
+    float* first_;
+    std::ptrdiff_t stride_;
+    const float* twiddles_;
+    double* folded_;
+};
 
 template <int Lanes, bool Forward>
 void generalPass(const FftPass& p, float* block, double* scratch) {
@@ -209,7 +241,7 @@ void generalPass(const FftPass& p, float* block, double* scratch) {
         float* first = block + p.radix * stride * group;
         for (int k = 0; k < p.span; ++k) {
             const float* twiddles = k == 0 ? nullptr : p.twiddles + 2 * (p.radix - 1) * (k - 1);
-            generalButterfly<Lanes, Forward>(p, first + 2 * Lanes * k, stride, twiddles, scratch);
+            GeneralButterfly<Lanes, Forward>(p, first + 2 * Lanes * k, stride, twiddles, scratch)();
         }
     }
 }
