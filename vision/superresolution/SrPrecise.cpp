@@ -1,5 +1,6 @@
 #include "vision/superresolution/SrPrecise.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -75,6 +76,80 @@ SrPreciseFrame describe(const FrameState& state, double contrast) {
     return frame;
 }
 
+ReconstructionOptions engineOptions(const SrPreciseOptions& given) {
+    ReconstructionOptions options;
+    options.factor = given.factor;
+    options.sigma = 0.5 * given.factor * static_cast<double>(given.psfSigma);
+    options.strength = given.smoothness;
+    options.findDeadPixels = given.findDeadPixels;
+    options.findPattern = given.findPattern;
+    options.deviation = given.deviation;
+    options.progress = given.progress;
+    return options;
+}
+
+/// A frame as the engine takes it: dense values, and 1 where there is one.
+struct MaskedFrame {
+    MaskedFrame(const cv::Mat_<float>& frame, const SrPreciseOptions& options)
+        : values(frame.total()), present(frame.total()) {
+        std::size_t q = 0;
+        for (int y = 0; y < frame.rows; ++y) {
+            for (int x = 0; x < frame.cols; ++x, ++q) {
+                const bool valid = hasValue(frame(y, x), options);
+                values[q] = valid ? frame(y, x) : 0.0f;
+                present[q] = valid ? 1.0f : 0.0f;
+                isEmpty &= !valid;
+            }
+        }
+    }
+
+    std::vector<float> values, present;
+    bool isEmpty = true;
+};
+
+/// Gives pixels that no frame has a value for the code of the reference's pixel there.
+void writeCodes(cv::Mat_<float>& image, const cv::Mat_<float>& reference, const SrPreciseOptions& options) {
+    for (int y = 0; y < image.rows; ++y) {
+        for (int x = 0; x < image.cols; ++x) {
+            float& value = image(y, x);
+            if (std::isnan(value))
+                value = floatOf(codeFor(reference(y / options.factor, x / options.factor), options));
+        }
+    }
+}
+
+SrPreciseResult resultOf(const Reconstruction& run, const cv::Mat_<float>& reference,
+                         const SrPreciseOptions& options) {
+    SrPreciseResult result;
+    const cv::Size size = reference.size() * options.factor;
+    result.image.create(size);
+    result.weight.create(size);
+    run.copyImage(result.image[0]);
+    run.copyWeight(result.weight[0]);
+    if (options.deviation) {
+        result.deviation.create(size);
+        run.copyDeviation(result.deviation[0]);
+    }
+    writeCodes(result.image, reference, options);
+    for (const FrameState& state : run.frames()) result.frames.push_back(describe(state, run.contrast()));
+    const auto width = static_cast<std::size_t>(reference.cols);
+    for (const std::size_t q : run.deadPixels()) {
+        result.deadPixels.emplace_back(static_cast<int>(q % width), static_cast<int>(q / width));
+    }
+    if (run.pattern().size() != 0) {
+        result.pattern.create(reference.size());
+        std::transform(run.pattern().begin(), run.pattern().end(), result.pattern.begin(),
+                       [&](float value) { return static_cast<float>(run.contrast() * value); });
+    }
+    result.contrast = run.contrast();
+    result.noise = run.noise();
+    result.smoothness = run.withheld().strength;
+    result.withheldError = run.contrast() * run.withheld().error;
+    result.bicubicError = run.contrast() * run.withheld().bicubicError;
+    result.withheldPixels = run.withheld().pixels;
+    return result;
+}
+
 }  // namespace
 
 SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
@@ -116,17 +191,7 @@ SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, i
           "Reference frame " + std::to_string(reference) + " is not one of " + std::to_string(count) +
               " frames.",
           __LINE__, kWhere);
-    ReconstructionOptions options;
-    options.factor = options_.factor;
-    options.sigma = 0.5 * options_.factor * static_cast<double>(options_.psfSigma);
-    options.strength = options_.smoothness;
-    options.findDeadPixels = options_.findDeadPixels;
-    options.findPattern = options_.findPattern;
-    options.deviation = options_.deviation;
-    options.progress = options_.progress;
-    Reconstruction run(width_, height_, options);
-    const std::size_t area = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
-    std::vector<float> values(area), present(area);
+    Reconstruction run(width_, height_, engineOptions(options_));
     for (int k = 0; k < count; ++k) {
         const cv::Mat_<float>& frame = frames[static_cast<std::size_t>(k)];
         check(frame.rows == height_ && frame.cols == width_,
@@ -134,65 +199,19 @@ SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, i
                   std::to_string(frame.rows) + " pixels, not " + std::to_string(width_) + " x " +
                   std::to_string(height_) + ".",
               __LINE__, kWhere);
-        std::size_t known = 0;
-        for (int y = 0; y < height_; ++y) {
-            for (int x = 0; x < width_; ++x) {
-                const std::size_t q = static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
-                                      static_cast<std::size_t>(x);
-                const bool valid = hasValue(frame(y, x), options_);
-                values[q] = valid ? frame(y, x) : 0.0f;
-                present[q] = valid ? 1.0f : 0.0f;
-                known += valid ? 1 : 0;
-            }
-        }
-        check(known > 0 || k != reference,
+        const MaskedFrame masked(frame, options_);
+        check(!masked.isEmpty || k != reference,
               "The reference frame has no value in [" + number(options_.lowest) + ", " +
                   number(options_.highest) + "].",
               __LINE__, kWhere);
-        run.addFrame(values.data(), present.data());
+        run.addFrame(masked.values.data(), masked.present.data());
     }
     try {
         run.run(reference);
     } catch (const detail::precise::Cancelled&) {
         raise(ErrorKind::cancelled, kCancelled, {kSource, __LINE__, kWhere});
     }
-
-    SrPreciseResult result;
-    const int columns = options_.factor * width_, rows = options_.factor * height_;
-    result.image.create(rows, columns);
-    result.weight.create(rows, columns);
-    run.copyImage(result.image[0]);
-    run.copyWeight(result.weight[0]);
-    if (options_.deviation) {
-        result.deviation.create(rows, columns);
-        run.copyDeviation(result.deviation[0]);
-    }
-    const cv::Mat_<float>& base = frames[static_cast<std::size_t>(reference)];
-    for (int y = 0; y < rows; ++y) {
-        for (int x = 0; x < columns; ++x) {
-            float& value = result.image(y, x);
-            if (std::isnan(value))
-                value = floatOf(codeFor(base(y / options_.factor, x / options_.factor), options_));
-        }
-    }
-    for (const FrameState& state : run.frames()) result.frames.push_back(describe(state, run.contrast()));
-    for (const std::size_t q : run.deadPixels()) {
-        result.deadPixels.emplace_back(static_cast<int>(q % static_cast<std::size_t>(width_)),
-                                       static_cast<int>(q / static_cast<std::size_t>(width_)));
-    }
-    if (run.pattern().size() != 0) {
-        result.pattern.create(height_, width_);
-        for (std::size_t q = 0; q < area; ++q) {
-            result.pattern.ptr<float>(0)[q] = static_cast<float>(run.contrast() * run.pattern()[q]);
-        }
-    }
-    result.contrast = run.contrast();
-    result.noise = run.noise();
-    result.smoothness = run.withheld().strength;
-    result.withheldError = run.contrast() * run.withheld().error;
-    result.bicubicError = run.contrast() * run.withheld().bicubicError;
-    result.withheldPixels = run.withheld().pixels;
-    return result;
+    return resultOf(run, frames[static_cast<std::size_t>(reference)], options_);
 }
 
 }  // namespace oravo::vision
