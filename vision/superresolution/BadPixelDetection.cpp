@@ -203,6 +203,23 @@ bool enterIsolated(std::vector<std::uint64_t>& findings, const std::vector<int>&
     return true;
 }
 
+bool canBeSearched(const cv::Mat_<short>& image, const cv::Mat_<int>& histogram) {
+    const bool isHistogram =
+        !histogram.empty() && detail::isPlane(histogram, CV_32SC1) && histogram.rows == 1;
+    return isHistogram && detail::isPlane(image, CV_16SC1) && detail::fitsList(image.size());
+}
+
+/// Cuts a list to the rows that were entered, whose replacement pixels are marked as not computed yet.
+void trimList(cv::Mat_<unsigned short>& list, int count, cv::Size imageSize) {
+    if (count == 0) {
+        list = cv::Mat_<unsigned short>();
+        return;
+    }
+    list = list.rowRange(0, count).clone();
+    list.col(detail::kFirstReplacementColumn).setTo(imageSize.width);
+    list.col(detail::kFirstReplacementColumn + 1).setTo(imageSize.height);
+}
+
 }  // namespace
 
 bool BadPixel::buildValueHistogram(const cv::Mat_<short>& image, cv::Mat_<int>& histogram, short lo,
@@ -221,10 +238,7 @@ bool BadPixel::buildValueHistogram(const cv::Mat_<short>& image, cv::Mat_<int>& 
 bool BadPixel::performNeighbourSearch(const cv::Mat_<short>& image, cv::Mat_<int>& histogram,
                                       cv::Mat_<unsigned short>& list, short lo, short hi,
                                       unsigned short maxCount, unsigned short span) {
-    const bool histogramUsable =
-        !histogram.empty() && detail::isPlane(histogram, CV_32SC1) && histogram.rows == 1;
-    const bool imageUsable = detail::isPlane(image, CV_16SC1) && detail::fitsList(image.size());
-    if (!histogramUsable || !imageUsable || maxCount == 0 || span < 2 || !detail::isBadPixelList(list)) {
+    if (!canBeSearched(image, histogram) || maxCount == 0 || span < 2 || !detail::isBadPixelList(list)) {
         return false;
     }
     list.setTo(0);
@@ -249,14 +263,7 @@ bool BadPixel::performNeighbourSearch(const cv::Mat_<short>& image, cv::Mat_<int
         findings = scan(image, listed, writer);
     }
     const bool allEntered = enterIsolated(findings, isolated, lo, image, writer);
-
-    if (writer.count() == 0) {
-        list = cv::Mat_<unsigned short>();
-    } else {
-        list = list.rowRange(0, writer.count()).clone();
-        list.col(detail::kFirstReplacementColumn).setTo(image.cols);
-        list.col(detail::kFirstReplacementColumn + 1).setTo(image.rows);
-    }
+    trimList(list, writer.count(), image.size());
     return allEntered && walked;
 }
 
