@@ -74,11 +74,6 @@ std::vector<Image> burst(const Scene& scene, int rows, int cols, const std::vect
     return frames;
 }
 
-Masks::Masks(int n, int pixels, char value)
-    : bytes(static_cast<std::size_t>(n), std::vector<char>(static_cast<std::size_t>(pixels), value)) {
-    for (std::vector<char>& mask : bytes) pointers.push_back(mask.data());
-}
-
 std::vector<Image> clones(const std::vector<Image>& images) {
     std::vector<Image> copies;
     for (const Image& image : images) copies.push_back(image.clone());
@@ -89,6 +84,16 @@ std::vector<float*> pointers(std::vector<Image>& images) {
     std::vector<float*> result;
     for (Image& image : images) result.push_back(image.ptr<float>());
     return result;
+}
+
+Image cyclicMove(const Image& image, int dx, int dy) {
+    Image moved(image.rows, image.cols);
+    for (int y = 0; y < image.rows; ++y) {
+        for (int x = 0; x < image.cols; ++x) {
+            moved((y + dy + image.rows) % image.rows, (x + dx + image.cols) % image.cols) = image(y, x);
+        }
+    }
+    return moved;
 }
 
 Image linear(const Image& image, double factor, double offset) {

@@ -36,15 +36,24 @@ class Scene {
 /// One frame of a scene per shift, at a pitch of one pixel.
 std::vector<Image> burst(const Scene& scene, int rows, int cols, const std::vector<Point>& shifts);
 
-/// Masks of one value each for n frames, in the shape that the engines take.
-struct Masks {
-    Masks(int n, int pixels, char value = 1);
-    std::vector<std::vector<char>> bytes;
-    std::vector<char*> pointers;
+/// Masks of one value each for n frames, in the shape that the engines take. T is the type of an element.
+template <class T>
+struct MasksOf {
+    MasksOf(int n, int pixels, T value = T(1))
+        : values(static_cast<std::size_t>(n), std::vector<T>(static_cast<std::size_t>(pixels), value)) {
+        for (std::vector<T>& mask : values) pointers.push_back(mask.data());
+    }
+    std::vector<std::vector<T>> values;
+    std::vector<T*> pointers;
 };
+using Masks = MasksOf<char>;
+using FloatMasks = MasksOf<float>;
 
 std::vector<Image> clones(const std::vector<Image>& images);
 std::vector<float*> pointers(std::vector<Image>& images);
+
+/// frame(p + d) = image(p), wrapping around.
+Image cyclicMove(const Image& image, int dx, int dy);
 
 /// image * factor + offset
 Image linear(const Image& image, double factor, double offset);

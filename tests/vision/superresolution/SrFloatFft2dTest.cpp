@@ -5,75 +5,18 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "support/Exception.h"
 #include "tests/plain/PlainDft.h"
-#include "vision/superresolution/detail/transform/MixedRadixFft.h"
+#include "tests/vision/superresolution/Spectra.h"
 
+namespace oravo::test {
 namespace {
 
-using oravo::plain::Complexes;
-using oravo::vision::SrFloatFft2d;
-using Floats = std::vector<float>;
-using Spectrum = std::vector<std::complex<float>>;
-
-constexpr int kForward = -1;
-constexpr int kBackward = 1;
-constexpr double kUnit = 1.0 / (1 << 24);  // relative rounding error of single precision, at most
-
-std::size_t asSize(int n) {
-    return static_cast<std::size_t>(n);
-}
-
-Floats noise(std::size_t count) {
-    static std::mt19937 generator(7);
-    std::normal_distribution<float> normal;
-    Floats values(count);
-    for (float& value : values) value = normal(generator);
-    return values;
-}
-
-Spectrum complexNoise(std::size_t count) {
-    const Floats values = noise(2 * count);
-    Spectrum result(count);
-    for (std::size_t i = 0; i < count; ++i) result[i] = {values[2 * i], values[2 * i + 1]};
-    return result;
-}
-
-template <class Values, class Truth>
-double relativeError(const Values& values, const Truth& truth) {
-    double error = 0.0;
-    double power = 0.0;
-    for (std::size_t i = 0; i < truth.size(); ++i) {
-        error += std::norm(std::complex<double>(values[i]) - truth[i]);
-        power += std::norm(truth[i]);
-    }
-    return std::sqrt(error / power);
-}
-
-/// The error model stated in MixedRadixFft.h: roundings of one complex transform of length n.
-int roundings(int n) {
-    int count = 0;
-    for (int radix = 2; n > 1; ++radix) {
-        for (; n % radix == 0; n /= radix) count += 3 + (radix == 3 ? 4 : radix == 5 ? 5 : 1);
-    }
-    return count;
-}
-
-double bound(int roundingCount) {
-    return kUnit * std::sqrt(roundingCount / 3.0 + 1.0);  // one more for the result itself
-}
-
-Spectrum packed(const Floats& halfComplex) {
-    const std::size_t half = halfComplex.size() / 2;
-    Spectrum bins(half + 1, halfComplex[0]);
-    for (std::size_t k = 1; k < half; ++k) bins[k] = {halfComplex[2 * k - 1], halfComplex[2 * k]};
-    bins[half] = halfComplex.back();
-    return bins;
-}
+using plain::Complexes;
+using vision::SrFloatFft2d;
 
 struct Size {
     int width;
@@ -100,8 +43,8 @@ Floats backward(Size size, const Spectrum& spectrum) {
 }
 
 Complexes plainHalfSpectrum(Size size, const Floats& image) {
-    const Complexes full = oravo::plain::dft2d(Complexes(image.begin(), image.end()), asSize(size.width),
-                                               asSize(size.height), kForward);
+    const Complexes full = plain::dft2d(Complexes(image.begin(), image.end()), asSize(size.width),
+                                        asSize(size.height), kForward);
     Complexes half;
     for (std::size_t y = 0; y < asSize(size.height); ++y) {
         const auto row = full.begin() + static_cast<std::ptrdiff_t>(y * asSize(size.width));
@@ -132,68 +75,10 @@ double plainMean(Size size, const Floats& image, int x, int y, const Floats& tap
 std::string messageOf(void (*action)()) {
     try {
         action();
-    } catch (const oravo::Exception& exception) {
+    } catch (const Exception& exception) {
         return exception.message();
     }
     return "nothing thrown";
-}
-
-TEST(MixedRadixFft, StaysWithinItsErrorBoundAtEveryLength) {
-    std::vector<int> lengths(64);
-    for (int n = 1; n <= 64; ++n) lengths[asSize(n - 1)] = n;
-    for (const int n : {81,  101, 121, 125, 127, 128, 180, 210, 243, 251, 256,  288,
-                        320, 480, 502, 512, 625, 640, 720, 729, 768, 973, 1004, 1024}) {
-        lengths.push_back(n);
-    }
-    for (const int n : lengths) {
-        const Spectrum signal = complexNoise(asSize(n));
-        const oravo::vision::detail::ComplexFft fft(n);
-        ASSERT_LT(bound(roundings(n)), 3e-7);
-        Spectrum values = signal;
-        fft.forward(values.data());
-        EXPECT_LT(relativeError(values, oravo::plain::dft({signal.begin(), signal.end()}, kForward)),
-                  bound(roundings(n)))
-            << "forward, length " << n;
-        values = signal;
-        fft.backward(values.data());
-        EXPECT_LT(relativeError(values, oravo::plain::dft({signal.begin(), signal.end()}, kBackward)),
-                  bound(roundings(n)))
-            << "backward, length " << n;
-
-        const int even = 2 * n;  // real transforms take even lengths
-        if (even > 1024) continue;
-        const oravo::vision::detail::RealFft realFft(even);
-        const double limit = bound(roundings(n) + 5);
-        ASSERT_LT(limit, 3e-7);
-        const Floats real = noise(asSize(even));
-        Complexes bins = oravo::plain::dft({real.begin(), real.end()}, kForward);
-        bins.resize(asSize(n) + 1);
-        Floats halfComplex = real;
-        realFft.forward(halfComplex.data());
-        EXPECT_LT(relativeError(packed(halfComplex), bins), limit) << "real forward, length " << even;
-
-        const Spectrum half = packed(real);
-        Complexes full(half.begin(), half.end());
-        for (int k = n - 1; k > 0; --k) full.push_back(std::conj(full[asSize(k)]));
-        halfComplex = real;
-        realFft.backward(halfComplex.data());
-        EXPECT_LT(relativeError(halfComplex, oravo::plain::dft(full, kBackward)), limit)
-            << "real backward, length " << even;
-    }
-}
-
-TEST(MixedRadixFft, RootsOfUnityAreExactOnAxesAndAccurateElsewhere) {
-    using oravo::vision::detail::rootOfUnity;
-    EXPECT_EQ(rootOfUnity(1, 4), std::complex<double>(0.0, 1.0));
-    EXPECT_EQ(rootOfUnity(6, 12), std::complex<double>(-1.0, 0.0));
-    EXPECT_EQ(rootOfUnity(15, 20), std::complex<double>(0.0, -1.0));
-    EXPECT_EQ(rootOfUnity(21, 24), std::conj(rootOfUnity(3, 24)));
-    for (int k = 0; k < 1009; ++k) {
-        const long double angle = 2.0L * std::acos(-1.0L) * k / 1009.0L;
-        const std::complex<double> root = rootOfUnity(k, 1009);
-        EXPECT_LE(std::abs(root.real() - std::cos(angle)), 0x1p-52L);
-        EXPECT_LE(std::abs(root.imag() - std::sin(angle)), 0x1p-52L);
-    }
 }
 
 TEST(SrFloatFft2d, EqualsTheDefinitionAndComesBackScaled) {
@@ -223,7 +108,7 @@ TEST(SrFloatFft2d, BackwardKeepsOnlyTheRealPartOfFirstAndLastColumn) {
                 full[y * 10 + x] = x < 5 ? here : std::conj(opposite);
         }
     }
-    EXPECT_LT(relativeError(backward(size, spectrum), oravo::plain::dft2d(full, 10, 9, kBackward)), 3e-7);
+    EXPECT_LT(relativeError(backward(size, spectrum), plain::dft2d(full, 10, 9, kBackward)), 3e-7);
 }
 
 TEST(SrFloatFft2d, KeepsThePropertiesOfTheTransformAndItsInputs) {
@@ -371,3 +256,4 @@ TEST(SrFloatFft2d, RefusesWhatCannotBeTransformed) {
 }
 
 }  // namespace
+}  // namespace oravo::test

@@ -66,7 +66,7 @@ TEST(SrFloatMinimization, wholeReconstructionAgreesWithItsTwin) {
                     burst.push_back(test::randomImage(size.height, size.width, k, 10.0f, 30.0f));
                 }
                 test::Masks masks(kFrames, size.area());
-                for (std::size_t i = 0; i < masks.bytes[1].size(); i += 3) masks.bytes[1][i] = 0;
+                for (std::size_t i = 0; i < masks.values[1].size(); i += 3) masks.values[1][i] = 0;
                 SrFloatMinimization fast(size.width, size.height, kFrames, f);
                 plain::Minimization twin(size.width, size.height, f);
                 fast.setMaxIter(maxIter);

@@ -9,7 +9,6 @@
 
 #include "tests/RecordedBursts.h"
 #include "tests/TestScenes.h"
-#include "vision/superresolution/detail/registration/CornerTracker.h"
 
 namespace oravo::vision {
 namespace {
@@ -71,7 +70,7 @@ TEST(SrFloatRegistration2, recoversKnownShifts) {
                                   size.height - std::abs(dy));
             EXPECT_TRUE(test::sameBits(run.moved[i](inside), run.frames[i](inside + cv::Point(dx, dy))));
             int valid = 0, other = 0;
-            for (char byte : run.masks.bytes[i]) (byte == 1 ? valid : other) += byte == 0 ? 0 : 1;
+            for (char byte : run.masks.values[i]) (byte == 1 ? valid : other) += byte == 0 ? 0 : 1;
             EXPECT_EQ(other, 0);
             EXPECT_LE(valid, inside.area());
             EXPECT_GE(valid, inside.area() * 9 / 10);
@@ -94,7 +93,7 @@ TEST(SrFloatRegistration2, flatReferenceHasNoCornerToTrack) {
     EXPECT_TRUE(run.complete.empty());
     for (const Point& shift : run.shifts) EXPECT_EQ(shift, Point(99.0f, 99.0f));
     for (std::size_t k = 0; k < 3; ++k) {
-        EXPECT_EQ(run.masks.bytes[k], std::vector<char>(60 * 80, k == 1 ? 1 : 0));
+        EXPECT_EQ(run.masks.values[k], std::vector<char>(60 * 80, k == 1 ? 1 : 0));
         EXPECT_TRUE(test::sameBits(run.moved[k], run.frames[k]));
     }
 }
@@ -141,80 +140,6 @@ TEST(SrFloatRegistration2, oddRadiiAreRefusedWhenTheyAreUsed) {
         SrFloatRegistration2 registration(40, 30, 2);
         registration.setBlurRadius(radius);
         EXPECT_NO_THROW(registration.prepareFrame(frames[0].ptr<float>()));
-    }
-}
-
-TEST(SrFloatRegistration2, intensityRangeLastsUntilAFrameLeavesIt) {
-    const test::Scene scene(8, 60, 80);
-    const Image reference = scene.frame(60, 80), frame = scene.frame(60, 80, {3, -2});
-    const auto codeAfter = [&](double factor, double offset) {
-        detail::CornerTracker tracker({80, 60}, 3);
-        for (const Image& image : {test::linear(reference, factor, offset), reference, frame}) {
-            tracker.prepareFrame(image.ptr<float>());
-        }
-        tracker.extractCornersRefImage(1);
-        cv::Point shift;
-        const int code = tracker.registerWithCorners(1, 2, shift);
-        EXPECT_EQ(shift, code == 0 ? cv::Point(3, -2) : cv::Point(0, 0));
-        return code;
-    };
-    EXPECT_EQ(codeAfter(1, 0), 0);
-    EXPECT_EQ(codeAfter(1e5, -20e5), -9);  // within the wide range, the scene is one grey level
-    EXPECT_EQ(codeAfter(1e5, 9e6), 0);     // below it, the scene sets its own
-}
-
-/// The whole-pixel shift in x that is found from one frame to another.
-int trackedShift(const Image& reference, const Image& frame) {
-    detail::CornerTracker tracker({reference.cols, reference.rows}, 2);
-    tracker.prepareFrame(reference.ptr<float>());
-    tracker.prepareFrame(frame.ptr<float>());
-    tracker.extractCornersRefImage(0);
-    cv::Point shift;
-    EXPECT_EQ(tracker.registerWithCorners(0, 1, shift), 0);
-    return shift.x;
-}
-
-/// Bright dots on a grid, one corner each, and where each is in the next frame.
-struct Dots {
-    Image reference, frame;
-    Dots(int columns, int rows)
-        : reference(30 * rows + 30, 30 * columns + 30, 20.0f), frame(reference.clone()) {}
-    void add(int i, float height, int moves) {
-        const int columns = reference.cols / 30 - 1;
-        const int x = 30 * (i % columns) + 30, y = 30 * (i / columns) + 30;
-        reference(y, x) += height;
-        frame(y, x + moves) += height;
-    }
-};
-
-TEST(SrFloatRegistration2, followsTheHundredStrongestCorners) {
-    // The median lies with the majority of them: with 50 corners among those that stay, with 200 among those that
-    // move to the left.
-    Dots dots(20, 10);
-    for (int i = 0; i < 200; ++i) {
-        const int rank = i < 45 ? 0 : i < 100 ? 1 : 2;
-        dots.add(i, 1000.0f - 150.0f * static_cast<float>(rank),
-                 std::vector<int>{0, 3, -3}[static_cast<std::size_t>(rank)]);
-    }
-    EXPECT_EQ(trackedShift(dots.reference, dots.frame), 3);
-}
-
-TEST(SrFloatRegistration2, averagesWhatLiesWithinTwoPixelsOfTheMedian) {
-    // Four of ten corners move; six stay, and the median with them.
-    for (const auto& [moves, expected] : {std::pair(1, 0), {2, 1}, {3, 0}}) {
-        Dots dots(5, 2);
-        for (int i = 0; i < 10; ++i) dots.add(i, 1000.0f, i < 4 ? moves : 0);
-        EXPECT_EQ(trackedShift(dots.reference, dots.frame), expected) << moves;
-    }
-}
-
-TEST(SrFloatRegistration2, followsCornersAsFarAsWindowAndLevelsReach) {
-    // A smaller window or fewer levels lose the corners at 60 pixels, a larger window loses them at 50, since images
-    // must be larger than it at each level.
-    const test::Scene scene(4, 200, 200, 9.0);
-    const Image reference = scene.frame(200, 200);
-    for (const int shift : {50, 60}) {
-        EXPECT_EQ(trackedShift(reference, scene.frame(200, 200, {static_cast<float>(shift), 0})), shift);
     }
 }
 

@@ -50,7 +50,7 @@ TEST(SuperResolutionMinimization, HasTheBitsOfItsTwin) {
                 SCOPED_TRACE(::testing::Message() << size << " factor " << f << " steps " << maxIter);
                 const std::vector<Image> burst = randomBurst(size);
                 Masks masks(kFrames, size.area());
-                for (std::size_t i = 0; i < masks.bytes[1].size(); i += 3) masks.bytes[1][i] = 0;
+                for (std::size_t i = 0; i < masks.values[1].size(); i += 3) masks.values[1][i] = 0;
                 SuperResolutionMinimization fast(size.width, size.height, kFrames, f);
                 plain::Minimization twin(size.width, size.height, f, true);
                 fast.setMaxIter(maxIter);

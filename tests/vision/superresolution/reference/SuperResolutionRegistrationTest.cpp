@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/TestScenes.h"
-#include "vision/superresolution/SrFloatFft2d.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 
 namespace oravo::test {
@@ -70,7 +69,7 @@ TEST(SuperResolutionRegistration, HasTheBitsOfTheFloatFamily) {
             EXPECT_EQ(Point(run.shifts[i].x, run.shifts[i].y), shifts[i]);
             EXPECT_TRUE(sameBits(run.moved[i], moved[i]));
         }
-        EXPECT_EQ(run.masks.bytes, masks.bytes);
+        EXPECT_EQ(run.masks.values, masks.values);
         EXPECT_NEAR(run.complete[3].x, -4.6f, 0.12f);
     }
 }
@@ -141,28 +140,6 @@ TEST(SuperResolutionRegistration, ARefusalLeavesLaterFramesAlone) {
         EXPECT_TRUE(sameBits(other[i], frames[i])) << i;
         EXPECT_TRUE(sameBits(own[i], i <= 2 ? frames[i] : Image(40, 80, -1.0f))) << i;
     }
-}
-
-TEST(SuperResolutionFft2d, HasTheBitsOfTheFloatFamily) {
-    const Image image = randomImage(9, 20, 3, -5.0f, 5.0f);
-    SuperResolutionFft2d reference(20, 9);
-    vision::SrFloatFft2d floating(20, 9);
-    Spectrum a(11 * 9), b(11 * 9);
-    reference.forward(image.ptr<float>(), a.data());
-    floating.forward(image.ptr<float>(), b.data());
-    EXPECT_EQ(a, b);
-    Image back(9, 20);
-    reference.backward(a.data(), back.ptr<float>());
-    EXPECT_LE(largestDifference(linear(back, 1.0 / 180, 0), image), 1e-5);
-    std::vector<float> taps(4), expectedTaps(4);
-    reference.gaussFft(3, 1.5f, a.data(), taps.data());
-    floating.gaussFft(3, 1.5f, b.data(), expectedTaps.data());
-    EXPECT_EQ(a, b);
-    EXPECT_EQ(taps, expectedTaps);
-    EXPECT_EQ(thrownBy([] { SuperResolutionFft2d(7, 4); })
-                  .location()
-                  .rfind("vision/superresolution/reference/SuperResolutionFft2d: ", 0),
-              0U);
 }
 
 }  // namespace
