@@ -8,7 +8,7 @@
 namespace oravo {
 namespace {
 
-TEST(Exception, joinsMessageAndLocation) {
+TEST(Exception, JoinsMessageAndLocation) {
     const Exception thrown = test::thrownBy([] {
         raise(ErrorKind::notReady, "Broken.", {"a/File", 7, "oravo::f"});
     });

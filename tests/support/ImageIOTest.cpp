@@ -5,7 +5,7 @@
 namespace oravo {
 namespace {
 
-TEST(ImageIO, isClosedAndDeclinesEveryImage) {
+TEST(ImageIO, IsClosedAndDeclinesEveryImage) {
     exp::ImageIO log(2);
     EXPECT_FALSE(log.isOpen());
     EXPECT_FALSE(log << cv::Mat::zeros(2, 2, CV_32F));

@@ -16,7 +16,7 @@ std::vector<float> lanes(float32x4_t v) {
 
 }  // namespace
 
-TEST(Neon, operationsWorkByLaneOnUnalignedMemory) {
+TEST(Neon, OperationsWorkByLaneOnUnalignedMemory) {
     using Lanes = std::vector<float>;
     const float p[9] = {9, 0, 1, 2, 3, 4, 5, 6, 7};
     const float32x4_t a = vld1q_f32(p + 1);
@@ -30,7 +30,7 @@ TEST(Neon, operationsWorkByLaneOnUnalignedMemory) {
     EXPECT_EQ(lanes(vmlaq_f32(vdupq_n_f32(1), a, pair.val[0])), Lanes({1, 3, 9, 19}));
 }
 
-TEST(Neon, productsAreRoundedBeforeTheyAreAdded) {
+TEST(Neon, ProductsAreRoundedBeforeTheyAreAdded) {
     const float b = 1.0f + std::ldexp(1.0f, -12);  // b b - 1 needs more bits than a float's product keeps
     EXPECT_EQ(lanes(vmlaq_f32(vdupq_n_f32(-1), vdupq_n_f32(b), vdupq_n_f32(b)))[3], std::ldexp(1.0f, -11));
 }

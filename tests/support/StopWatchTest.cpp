@@ -8,7 +8,7 @@
 namespace oravo {
 namespace {
 
-TEST(StopWatch, runsOnUntilRestarted) {
+TEST(StopWatch, RunsOnUntilRestarted) {
     StopWatch watch;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     const double first = watch.stop();

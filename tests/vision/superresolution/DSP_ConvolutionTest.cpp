@@ -138,7 +138,7 @@ class DspConvolution : public ::testing::Test {
 using Types = ::testing::Types<short, int>;
 TYPED_TEST_SUITE(DspConvolution, Types);
 
-TYPED_TEST(DspConvolution, samplesByItsDefinitionForAnySize) {
+TYPED_TEST(DspConvolution, SamplesByItsDefinitionForAnySize) {
     using T = TypeParam;
     std::vector<Size> sizes = kSizes;
     sizes.insert(sizes.end(), {{7, 9, 1}, {14, 13, 3}});
@@ -164,7 +164,7 @@ TYPED_TEST(DspConvolution, samplesByItsDefinitionForAnySize) {
     }
 }
 
-TYPED_TEST(DspConvolution, spreadsByItsDefinitionAndShowsItsCoefficients) {
+TYPED_TEST(DspConvolution, SpreadsByItsDefinitionAndShowsItsCoefficients) {
     using T = TypeParam;
     for (const Size& size : kSizes) {
         for (const T limit : {T(900), std::numeric_limits<T>::max()}) {  // the second makes everything wrap
@@ -188,7 +188,7 @@ TYPED_TEST(DspConvolution, spreadsByItsDefinitionAndShowsItsCoefficients) {
     }
 }
 
-TYPED_TEST(DspConvolution, agreesWithExactConvolutionUpToItsRounding) {
+TYPED_TEST(DspConvolution, AgreesWithExactConvolutionUpToItsRounding) {
     // P - R lies between -1 - s and s, s = sum |sample| / 2^15, while no sum wraps: 9 2^15 7000 is below 2^31,
     // 9 (1800^2 / 2^15) 35 below 2^15. All in units of 2^-30, in which R is a whole number.
     using T = TypeParam;
@@ -220,7 +220,7 @@ TYPED_TEST(DspConvolution, agreesWithExactConvolutionUpToItsRounding) {
     }
 }
 
-TYPED_TEST(DspConvolution, wrapsOrSaturatesAtSixteenBits) {
+TYPED_TEST(DspConvolution, WrapsOrSaturatesAtSixteenBits) {
     using T = TypeParam;
     const Twin<T> twin{{8, 8, 2}, 6, 6, Exact<T>(6, T(16384)), Exact<T>(6, T(16384))};
     const auto centre = [&](T sample) {
@@ -233,7 +233,7 @@ TYPED_TEST(DspConvolution, wrapsOrSaturatesAtSixteenBits) {
     EXPECT_EQ(centre(-20000), sizeof(T) == 2 ? 0 : -32768);
 }
 
-TYPED_TEST(DspConvolution, refusesWhatItCannotDo) {
+TYPED_TEST(DspConvolution, RefusesWhatItCannotDo) {
     using T = TypeParam;
     T one[256] = {};
     char mask[256] = {};

@@ -71,7 +71,7 @@ std::vector<Case> cases() {
 
 }  // namespace
 
-TEST(SrFloatConvolution, bothOperatorsHaveTheBitsOfTheirTwins) {
+TEST(SrFloatConvolution, BothOperatorsHaveTheBitsOfTheirTwins) {
     constexpr signed char kMaskValues[] = {0, 1, 1, -1, 127, -128};
     for (const Case& c : cases()) {
         SCOPED_TRACE(::testing::Message()
@@ -83,7 +83,7 @@ TEST(SrFloatConvolution, bothOperatorsHaveTheBitsOfTheirTwins) {
     }
 }
 
-TEST(SrFloatConvolution, operatorsAreTransposesOfEachOther) {
+TEST(SrFloatConvolution, OperatorsAreTransposesOfEachOther) {
     for (const Case& c : cases()) {
         Setting s(c);
         const std::vector<char> ones(s.low.size(), 1);
@@ -99,7 +99,7 @@ TEST(SrFloatConvolution, operatorsAreTransposesOfEachOther) {
     }
 }
 
-TEST(SrFloatConvolution, masksRemoveSamplesButNotTheirNaN) {
+TEST(SrFloatConvolution, MasksRemoveSamplesButNotTheirNaN) {
     Setting s({12, 10, 6, 6, 2.0f});
     s.h[5] = s.v[0] = 0.0f;
     std::vector<char> mask(s.low.size(), 0);
@@ -115,7 +115,7 @@ TEST(SrFloatConvolution, masksRemoveSamplesButNotTheirNaN) {
     EXPECT_EQ(spread, 36);
 }
 
-TEST(SrFloatConvolution, refusesSizesThatCannotBe) {
+TEST(SrFloatConvolution, RefusesSizesThatCannotBe) {
     const auto messageOf = [](Case c) {
         return test::thrownBy([&] { SrFloatConvolution(c.W, c.H, c.kw, c.kh, c.f); }).message();
     };

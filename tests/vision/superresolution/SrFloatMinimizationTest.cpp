@@ -56,7 +56,7 @@ Solution solve(Solver& solver, const std::vector<Image>& burst, float f, test::M
 
 }  // namespace
 
-TEST(SrFloatMinimization, wholeReconstructionAgreesWithItsTwin) {
+TEST(SrFloatMinimization, WholeReconstructionAgreesWithItsTwin) {
     for (const cv::Size size : {cv::Size(1, 6), {7, 1}, {5, 4}, {16, 9}, {33, 21}}) {
         for (float f : {2.0f, 2.5f, 3.0f}) {
             for (int maxIter : {0, 1, 8, 15}) {
@@ -85,7 +85,7 @@ TEST(SrFloatMinimization, wholeReconstructionAgreesWithItsTwin) {
     }
 }
 
-TEST(SrFloatMinimization, normalisesTheFramesByTheReference) {
+TEST(SrFloatMinimization, NormalisesTheFramesByTheReference) {
     const ModelBurst burst(24, 18);
     test::Masks masks(kFrames, 24 * 18);
     SrFloatMinimization solver(24, 18, kFrames, 2.0f);
@@ -98,7 +98,7 @@ TEST(SrFloatMinimization, normalisesTheFramesByTheReference) {
     EXPECT_LE(cv::norm((burst.frames[0] - mean[0]) / deviation[0], solution.frames[0], cv::NORM_INF), 1e-5);
 }
 
-TEST(SrFloatMinimization, recoversAKnownSceneBetterThanInterpolation) {
+TEST(SrFloatMinimization, RecoversAKnownSceneBetterThanInterpolation) {
     const ModelBurst burst(40, 30);
     test::Masks masks(kFrames, 40 * 30);
     SrFloatMinimization solver(40, 30, kFrames, 2.0f);
@@ -115,7 +115,7 @@ TEST(SrFloatMinimization, recoversAKnownSceneBetterThanInterpolation) {
     EXPECT_LT(error(), 0.4 * standard);
 }
 
-TEST(SrFloatMinimization, followsOffsetAndScaleOfTheIntensities) {
+TEST(SrFloatMinimization, FollowsOffsetAndScaleOfTheIntensities) {
     const ModelBurst burst(20, 16);
     test::Masks masks(kFrames, 20 * 16);
     SrFloatMinimization solver(20, 16, kFrames, 2.0f);
@@ -126,7 +126,7 @@ TEST(SrFloatMinimization, followsOffsetAndScaleOfTheIntensities) {
               5e-3);
 }
 
-TEST(SrFloatMinimization, spendsOneBudgetOverAllPasses) {
+TEST(SrFloatMinimization, SpendsOneBudgetOverAllPasses) {
     const ModelBurst burst(24, 18);
     test::Masks masks(kFrames, 24 * 18);
     SrFloatMinimization solver(24, 18, kFrames, 2.0f);
@@ -146,7 +146,7 @@ TEST(SrFloatMinimization, spendsOneBudgetOverAllPasses) {
     EXPECT_LT(expected, 200);
 }
 
-TEST(SrFloatMinimization, withoutAnyUsablePixelIsNotANumber) {
+TEST(SrFloatMinimization, WithoutAnyUsablePixelIsNotANumber) {
     const ModelBurst burst(12, 9);
     test::Masks masks(kFrames, 12 * 9, 0);
     SrFloatMinimization solver(12, 9, kFrames, 2.0f);
@@ -161,7 +161,7 @@ TEST(SrFloatMinimization, withoutAnyUsablePixelIsNotANumber) {
     for (float value : solution.image) EXPECT_TRUE(std::isnan(value));
 }
 
-TEST(SrFloatMinimization, keepsParametersAndRefusesTooManyFrames) {
+TEST(SrFloatMinimization, KeepsParametersAndRefusesTooManyFrames) {
     SrFloatMinimization solver(4, 4, 2, 2.0f);
     EXPECT_EQ(solver.getPsfSigma(), 0.683f);
     EXPECT_EQ(solver.getWeightTV(), 400.0f);

@@ -21,7 +21,7 @@ struct Exact {
     explicit Exact(int n, unsigned seed) : Exact(randomVector(n, seed)) {}
 };
 
-TEST(SrFloatNeonConvolution, agreesWithThePlainTwinForAnySize) {
+TEST(SrFloatNeonConvolution, AgreesWithThePlainTwinForAnySize) {
     for (const float f : {1.0f, 2.0f, 2.5f, 3.0f}) {
         for (const auto& [taps, rows] : {std::pair(1, 8), {2, 7}, {5, 4}, {6, 6}, {2, 4}, {8, 2}, {6, 3}}) {
             for (int width = 1; width <= 23; ++width) {

@@ -15,7 +15,7 @@ const std::vector<Point> kShifts = {{0, 0}, {0.4f, 0.1f}, {-2.3f, 0.5f}, {0.2f, 
 
 constexpr int kFrames = 5;
 
-TEST(SrFloatNeonMinimization, agreesWithTheFloatSolver) {
+TEST(SrFloatNeonMinimization, AgreesWithTheFloatSolver) {
     for (const cv::Size size : {cv::Size(3, 9), {16, 9}, {17, 8}, {18, 7}, {19, 12}}) {
         for (const float f : {2.0f, 3.0f}) {
             SCOPED_TRACE(::testing::Message() << size << " factor " << f);
@@ -48,7 +48,7 @@ TEST(SrFloatNeonMinimization, agreesWithTheFloatSolver) {
               std::string::npos);
 }
 
-TEST(SrFloatNeonMinimization, keepsToItsIterations) {
+TEST(SrFloatNeonMinimization, KeepsToItsIterations) {
     const cv::Size size(24, 18);
     const auto solved = [&](auto solver, auto& masks, int iterations) {
         std::vector<Image> frames;

@@ -31,7 +31,7 @@ struct Registered {
     }
 };
 
-TEST(SrFloatNeonRegistration, isTheFloatRegistrationWithFloatMasks) {
+TEST(SrFloatNeonRegistration, IsTheFloatRegistrationWithFloatMasks) {
     const std::vector<Image> frames = burst(Scene(3, 50, 61), 50, 61, kShifts);
     Masks bytes(kFrames, 50 * 61, 7);
     FloatMasks masks(kFrames, 50 * 61, 7.0f);

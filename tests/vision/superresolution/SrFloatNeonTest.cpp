@@ -63,7 +63,7 @@ void expectSameInRegion(PipelineRun<Pipeline>& run) {
     EXPECT_TRUE(sameBits(larger, expected));
 }
 
-TEST(SrFloatNeon, givesWhatTheFloatPipelineGivesAndSaysNothing) {
+TEST(SrFloatNeon, GivesWhatTheFloatPipelineGivesAndSaysNothing) {
     for (int width = 60; width <= 63; ++width) {
         const std::vector<Image> frames = window({width, 49}, kShifts);
         PipelineRun<FloatPipeline> a(frames);
@@ -83,7 +83,7 @@ TEST(SrFloatNeon, givesWhatTheFloatPipelineGivesAndSaysNothing) {
     }
 }
 
-TEST(SrFloatNeon, hasTheStatusesOfTheFloatPipeline) {
+TEST(SrFloatNeon, HasTheStatusesOfTheFloatPipeline) {
     struct Case {
         Point shift;
         float regError, status;
@@ -108,7 +108,7 @@ TEST(SrFloatNeon, hasTheStatusesOfTheFloatPipeline) {
     EXPECT_EQ(vision::detail::resolutionGain({2, 1}, 1, masks, 5), 0.875f);  // NaN counts: 0 - 1 over 8
 }
 
-TEST(SrFloatNeon, repairsNothing) {
+TEST(SrFloatNeon, RepairsNothing) {
     std::vector<Image> frames = window({60, 50}, kShifts);
     for (Image& frame : frames) reinterpret_cast<std::uint32_t&>(frame(20, 30)) = vision::CODE_BAD_PIXEL;
     double repaired = 0, coded = 0;
@@ -120,7 +120,7 @@ TEST(SrFloatNeon, repairsNothing) {
     EXPECT_LT(PipelineRun<VectorPipeline>(frames).result, 1.8f);  // nothing to track, or nothing valid
 }
 
-TEST(SrFloatNeon, oneInfinitePixelSpoilsTheObject) {
+TEST(SrFloatNeon, OneInfinitePixelSpoilsTheObject) {
     // The range of the 8-bit images never shrinks to one that shows the scene again; a new object helps.
     const std::vector<Image> frames = window({60, 50}, kShifts);
     for (const float value : {1e30f, std::numeric_limits<float>::infinity()}) {
@@ -134,7 +134,7 @@ TEST(SrFloatNeon, oneInfinitePixelSpoilsTheObject) {
     EXPECT_GT(PipelineRun<VectorPipeline>(frames).result, 1.5f);
 }
 
-TEST(SrFloatNeon, exportsTheFirstQuarterOfItsMasks) {
+TEST(SrFloatNeon, ExportsTheFirstQuarterOfItsMasks) {
     PipelineRun<VectorPipeline> run(std::vector<Image>(4, window({15, 18}, {})[0]));
     std::vector<Image> masks(1, Image(20, 17, 9.0f)(cv::Rect(1, 1, 15, 18)));
     run.pipeline.getMasks(masks);
@@ -148,7 +148,7 @@ TEST(SrFloatNeon, exportsTheFirstQuarterOfItsMasks) {
     }
 }
 
-TEST(SrFloatNeon, settersRejectAndKeepWhatWasThere) {
+TEST(SrFloatNeon, SettersRejectAndKeepWhatWasThere) {
     struct Case {
         void (VectorPipeline::*set)(float);
         float (VectorPipeline::*get)() const;

@@ -47,7 +47,7 @@ struct Registered {
 
 }  // namespace
 
-TEST(SrFloatRegistration2, recoversKnownShifts) {
+TEST(SrFloatRegistration2, RecoversKnownShifts) {
     const std::vector<Point> truth = {{0, 0},        {3.0f, -2.0f}, {0.3f, 0.4f},   {-2.6f, 1.45f},
                                       {-0.5f, 0.1f}, {5.25f, 4.0f}, {-4.0f, -3.75f}};
     for (const cv::Size size : {cv::Size(80, 60), {161, 40}, {40, 160}}) {
@@ -78,7 +78,7 @@ TEST(SrFloatRegistration2, recoversKnownShifts) {
     }
 }
 
-TEST(SrFloatRegistration2, keepsTheNewestFramesOldestFirst) {
+TEST(SrFloatRegistration2, KeepsTheNewestFramesOldestFirst) {
     const std::vector<Point> shifts = {{0, 0}, {1, 0}, {2, 1}, {4, -1}, {6, 2}};
     const std::vector<Image> frames = test::burst(test::Scene(8, 60, 80), 60, 80, shifts);
     const Registered run(frames, 3, 1);
@@ -86,7 +86,7 @@ TEST(SrFloatRegistration2, keepsTheNewestFramesOldestFirst) {
     EXPECT_LE(run.worst({{-2, 2}, {0, 0}, {2, 3}}), 0.06);
 }
 
-TEST(SrFloatRegistration2, flatReferenceHasNoCornerToTrack) {
+TEST(SrFloatRegistration2, FlatReferenceHasNoCornerToTrack) {
     const Image scene = test::Scene(8, 60, 80).frame(60, 80);
     const Registered run({scene, Image(60, 80, 20.0f), scene}, 3, 1);
     EXPECT_EQ(run.code, -9);
@@ -98,7 +98,7 @@ TEST(SrFloatRegistration2, flatReferenceHasNoCornerToTrack) {
     }
 }
 
-TEST(SrFloatRegistration2, refusesDisplacementsOfHalfTheHeight) {
+TEST(SrFloatRegistration2, RefusesDisplacementsOfHalfTheHeight) {
     const test::Scene scene(9, 24, 160, 7.0);
     EXPECT_EQ(Registered(test::burst(scene, 24, 160, {{0, 0}, {11, 0}}), 2, 0).code, 0);
     const oravo::Exception thrown = test::thrownBy([&] {
@@ -111,7 +111,7 @@ TEST(SrFloatRegistration2, refusesDisplacementsOfHalfTheHeight) {
               "oravo::vision::SrFloatRegistration2::doRegistration(..)\n");
 }
 
-TEST(SrFloatRegistration2, refusesFramesThatAreNotPrepared) {
+TEST(SrFloatRegistration2, RefusesFramesThatAreNotPrepared) {
     const std::vector<Image> frames(3, test::Scene(8, 30, 40).frame(30, 40));
     const auto messageOf = [&](int refIndex, int prepared) {
         return test::thrownBy([&] { Registered(frames, 3, refIndex, prepared); }).message();
@@ -126,7 +126,7 @@ TEST(SrFloatRegistration2, refusesFramesThatAreNotPrepared) {
               "Invalid number of frames 0 specified.");
 }
 
-TEST(SrFloatRegistration2, oddRadiiAreRefusedWhenTheyAreUsed) {
+TEST(SrFloatRegistration2, OddRadiiAreRefusedWhenTheyAreUsed) {
     const std::vector<Image> frames = test::burst(test::Scene(8, 30, 40), 30, 40, {{0, 0}, {1, 0}});
     for (const int radius :
          {-1, std::numeric_limits<int>::min(), 32768, 1 << 30, std::numeric_limits<int>::max()}) {
@@ -143,7 +143,7 @@ TEST(SrFloatRegistration2, oddRadiiAreRefusedWhenTheyAreUsed) {
     }
 }
 
-TEST(SrFloatRegistration2, agreesWithTheRecordedBursts) {
+TEST(SrFloatRegistration2, AgreesWithTheRecordedBursts) {
     if (!test::whyNoRecordings().empty()) GTEST_SKIP() << test::whyNoRecordings();
     // Exact shifts for the rendered burst; estimates for the others, the last of which turns by 0.17 degrees.
     const std::pair<const char*, double> bursts[] = {

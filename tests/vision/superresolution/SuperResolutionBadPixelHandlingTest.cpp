@@ -55,7 +55,7 @@ std::string location(const std::string& function, const oravo::Exception& thrown
 
 }  // namespace
 
-TEST(SuperResolutionBadPixelHandling, repairsFromNeighboursOrFallsBack) {
+TEST(SuperResolutionBadPixelHandling, RepairsFromNeighboursOrFallsBack) {
     struct Row {
         const char* what;
         std::vector<Pixel> pixels;  // the first is looked at
@@ -105,7 +105,7 @@ TEST(SuperResolutionBadPixelHandling, repairsFromNeighboursOrFallsBack) {
     }
 }
 
-TEST(SuperResolutionBadPixelHandling, refusesMoreThanTenUnrepairablePixels) {
+TEST(SuperResolutionBadPixelHandling, RefusesMoreThanTenUnrepairablePixels) {
     for (int defects : {10, 11}) {
         Image frame(2, 40, 7.0f);  // each defect has two good neighbours, and an over-range one below
         for (int i = 0; i < defects; ++i) {
@@ -130,7 +130,7 @@ TEST(SuperResolutionBadPixelHandling, refusesMoreThanTenUnrepairablePixels) {
     }
 }
 
-TEST(SuperResolutionBadPixelHandling, firstExtremeWinsAndAllBadCrossesTheBounds) {
+TEST(SuperResolutionBadPixelHandling, FirstExtremeWinsAndAllBadCrossesTheBounds) {
     const SuperResolutionBadPixelHandling handling(1);
     const Image frame = (Image(2, 4) << 5.0f, kBad, 9.0f, 5.0f, 9.0f, kInf, kNaN, 6000.0f);
     float low = 0, high = 0;
@@ -149,7 +149,7 @@ TEST(SuperResolutionBadPixelHandling, firstExtremeWinsAndAllBadCrossesTheBounds)
     EXPECT_EQ(lost(0, 1), 5000.0f);
 }
 
-TEST(SuperResolutionBadPixelHandling, marksASevenBySevenBlockAroundADefect) {
+TEST(SuperResolutionBadPixelHandling, MarksASevenBySevenBlockAroundADefect) {
     constexpr int kRows = 20, kCols = 24;  // of the enlarged image
     struct Row {
         Point shift;
@@ -183,7 +183,7 @@ TEST(SuperResolutionBadPixelHandling, marksASevenBySevenBlockAroundADefect) {
     }
 }
 
-TEST(SuperResolutionBadPixelHandling, historyRollsWithTheFrames) {
+TEST(SuperResolutionBadPixelHandling, HistoryRollsWithTheFrames) {
     SuperResolutionBadPixelHandling handling(2);
     std::vector<Image> frames;
     for (int i = 0; i < 4; ++i) {
@@ -220,7 +220,7 @@ TEST(SuperResolutionBadPixelHandling, historyRollsWithTheFrames) {
     EXPECT_EQ(bitsOf(image(0, 0)), CODE_BAD_PIXEL);
 }
 
-TEST(SuperResolutionBadPixelHandling, copiesKeepTheirMaps) {
+TEST(SuperResolutionBadPixelHandling, CopiesKeepTheirMaps) {
     const auto takeIn = [](SuperResolutionBadPixelHandling& handling, int row, float value) {
         Image frame(8, 8, 1.0f);
         frame(row, 4) = value;
@@ -244,7 +244,7 @@ TEST(SuperResolutionBadPixelHandling, copiesKeepTheirMaps) {
     EXPECT_TRUE(test::sameBits(marks(original), rolled));
 }
 
-TEST(SuperResolutionBadPixelHandling, namesWhatIsMissing) {
+TEST(SuperResolutionBadPixelHandling, NamesWhatIsMissing) {
     SuperResolutionBadPixelHandling handling(2);
     Image image(16, 16, 1.0f), frame(8, 8, 1.0f);
     frame(4, 4) = kBad;
@@ -264,7 +264,7 @@ TEST(SuperResolutionBadPixelHandling, namesWhatIsMissing) {
     }
 }
 
-TEST(SuperResolutionBadPixelHandling, coloursTheRangeCodes) {
+TEST(SuperResolutionBadPixelHandling, ColoursTheRangeCodes) {
     const Image image = (Image(1, 4) << kOver, kUnder, kBad, 3.0f);
     cv::Mat_<cv::Vec3b> view(2, 5, cv::Vec3b(1, 2, 3));
     SuperResolutionBadPixelHandling::colorBadPixel(image, view);

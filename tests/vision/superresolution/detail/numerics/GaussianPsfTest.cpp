@@ -19,7 +19,7 @@ plain::Vector psf(float sigma, float f) {
 
 }  // namespace
 
-TEST(GaussianPsf, approximatesTheErrorFunction) {
+TEST(GaussianPsf, ApproximatesTheErrorFunction) {
     EXPECT_EQ(erfApproximation(0.0f), 0.0f);
     for (float z = -12.0f; z <= 12.0f; z += 0.0625f) {
         EXPECT_NEAR(erfApproximation(z), std::erf(z), 3.4e-4) << z;
@@ -28,7 +28,7 @@ TEST(GaussianPsf, approximatesTheErrorFunction) {
     EXPECT_EQ(erfApproximation(1e30f), 1.0f);  // squares overflow
 }
 
-TEST(GaussianPsf, isSymmetricNormalisedAndTheMassOfAGaussian) {
+TEST(GaussianPsf, IsSymmetricNormalisedAndTheMassOfAGaussian) {
     for (float f : {1.5f, 2.0f, 2.5f, 3.0f}) {
         for (float sigma : {0.2f, 0.683f, 1.5f}) {
             const plain::Vector taps = psf(sigma, f);
@@ -47,7 +47,7 @@ TEST(GaussianPsf, isSymmetricNormalisedAndTheMassOfAGaussian) {
     for (float tap : psf(0.683f, 1.2f)) EXPECT_TRUE(tap >= 0.0f && tap <= 1.0f);  // more masses than taps
 }
 
-TEST(GaussianPsf, movesByLinearInterpolation) {
+TEST(GaussianPsf, MovesByLinearInterpolation) {
     const plain::Vector base = psf(0.683f, 2.0f);
     plain::Vector taps(base.size());
     const auto moved = [&](float shift) {

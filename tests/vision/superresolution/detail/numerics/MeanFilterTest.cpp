@@ -13,7 +13,7 @@ namespace {
 
 using vision::SrFloatConvolution;
 
-TEST(MeanFilter, isTheMeanOverTheCutWindow) {
+TEST(MeanFilter, IsTheMeanOverTheCutWindow) {
     for (const cv::Size size : {cv::Size(1, 1), {1, 9}, {9, 1}, {3, 3}, {7, 8}, {17, 5}, {16, 33}}) {
         for (int radius : {0, 1, 3, 4, 10, 1000000}) {
             Image parent = randomImage(size.height + 3, size.width + 2, 5, -50.0f, 80.0f);

@@ -35,7 +35,7 @@ struct Dots {
     }
 };
 
-TEST(CornerTracker, intensityRangeLastsUntilAFrameLeavesIt) {
+TEST(CornerTracker, IntensityRangeLastsUntilAFrameLeavesIt) {
     const Scene scene(8, 60, 80);
     const Image reference = scene.frame(60, 80), frame = scene.frame(60, 80, {3, -2});
     const auto codeAfter = [&](double factor, double offset) {
@@ -54,7 +54,7 @@ TEST(CornerTracker, intensityRangeLastsUntilAFrameLeavesIt) {
     EXPECT_EQ(codeAfter(1e5, 9e6), 0);     // below it, the scene sets its own
 }
 
-TEST(CornerTracker, followsTheHundredStrongestCorners) {
+TEST(CornerTracker, FollowsTheHundredStrongestCorners) {
     // The median lies with the majority of them: with 50 corners among those that stay, with 200 among those that
     // move to the left.
     Dots dots(20, 10);
@@ -66,7 +66,7 @@ TEST(CornerTracker, followsTheHundredStrongestCorners) {
     EXPECT_EQ(trackedShift(dots.reference, dots.frame), 3);
 }
 
-TEST(CornerTracker, averagesWhatLiesWithinTwoPixelsOfTheMedian) {
+TEST(CornerTracker, AveragesWhatLiesWithinTwoPixelsOfTheMedian) {
     // Four of ten corners move; six stay, and the median with them.
     for (const auto& [moves, expected] : {std::pair(1, 0), {2, 1}, {3, 0}}) {
         Dots dots(5, 2);
@@ -75,7 +75,7 @@ TEST(CornerTracker, averagesWhatLiesWithinTwoPixelsOfTheMedian) {
     }
 }
 
-TEST(CornerTracker, followsCornersAsFarAsWindowAndLevelsReach) {
+TEST(CornerTracker, FollowsCornersAsFarAsWindowAndLevelsReach) {
     // A smaller window or fewer levels lose the corners at 60 pixels, a larger window loses them at 50, since images
     // must be larger than it at each level.
     const Scene scene(4, 200, 200, 9.0);

@@ -37,7 +37,7 @@ Refined refine(const Image& reference, const Image& frame, cv::Point whole, floa
 
 }  // namespace
 
-TEST(FlowRefinement, agreesWithItsTwinInAllQuadrants) {
+TEST(FlowRefinement, AgreesWithItsTwinInAllQuadrants) {
     const Image reference = scene().frame(kRows, kCols);
     for (const cv::Point whole : {cv::Point(0, 0), {3, 2}, {-3, 2}, {3, -2}, {-4, -1}, {0, 5}, {-6, 0}}) {
         for (const Point part : {Point(0.0f, 0.0f), {0.3f, -0.4f}, {-0.48f, 0.49f}}) {
@@ -66,7 +66,7 @@ TEST(FlowRefinement, agreesWithItsTwinInAllQuadrants) {
     }
 }
 
-TEST(FlowRefinement, identicalFrameIsValidEverywhereUnlessNoErrorIsAllowed) {
+TEST(FlowRefinement, IdenticalFrameIsValidEverywhereUnlessNoErrorIsAllowed) {
     const Image reference = scene().frame(kRows, kCols);
     const Refined same = refine(reference, reference, {0, 0});
     EXPECT_EQ(same.shift, Point(0.0f, 0.0f));
@@ -74,7 +74,7 @@ TEST(FlowRefinement, identicalFrameIsValidEverywhereUnlessNoErrorIsAllowed) {
     EXPECT_EQ(refine(reference, reference, {0, 0}, 0.0f).valid(), 0);
 }
 
-TEST(FlowRefinement, wholeMoveLeavesOutTheColumnsBeyondTheFrame) {
+TEST(FlowRefinement, WholeMoveLeavesOutTheColumnsBeyondTheFrame) {
     const Image reference = scene().frame(kRows, kCols);
     for (const cv::Point whole : {cv::Point(1, 0), {-2, 0}, {0, 3}, {0, -1}}) {
         const Refined moved = refine(reference, scene().frame(kRows, kCols, Point(whole)), whole);
@@ -87,7 +87,7 @@ TEST(FlowRefinement, wholeMoveLeavesOutTheColumnsBeyondTheFrame) {
     }
 }
 
-TEST(FlowRefinement, nothingToGoByYieldsNoShiftAndNoValidPixel) {
+TEST(FlowRefinement, NothingToGoByYieldsNoShiftAndNoValidPixel) {
     const Image reference = scene().frame(kRows, kCols);
     for (const cv::Point apart : {cv::Point(kCols, 0), {-kCols, 0}, {0, kRows}, {3, -kRows - 7}}) {
         const Refined result = refine(reference, reference, apart);

@@ -17,7 +17,7 @@ constexpr CodeLocation kHere{"a/File", 1, "f"};
 
 }  // namespace
 
-TEST(FrameMove, roundsHalvesUpwardAndLeavesTheRemainder) {
+TEST(FrameMove, RoundsHalvesUpwardAndLeavesTheRemainder) {
     struct Row {
         Point shift, remainder;
         int offset;  // in a 4 x 3 frame
@@ -41,7 +41,7 @@ TEST(FrameMove, roundsHalvesUpwardAndLeavesTheRemainder) {
     }
 }
 
-TEST(FrameMove, fillsTheWholeFrameWithZerosForOffsetsBeyondIt) {
+TEST(FrameMove, FillsTheWholeFrameWithZerosForOffsetsBeyondIt) {
     const Image source(5, 6, 1.0f);
     for (float huge : {5.0f, -5.0f, 1e5f, -1e9f, 3e38f, -std::numeric_limits<float>::infinity(), kNaN}) {
         Image target(5, 6, -7.0f);
@@ -51,7 +51,7 @@ TEST(FrameMove, fillsTheWholeFrameWithZerosForOffsetsBeyondIt) {
     }
 }
 
-TEST(FrameMove, refusesHalfTheHeightOnEitherAxis) {
+TEST(FrameMove, RefusesHalfTheHeightOnEitherAxis) {
     const FrameSize size{160, 120};
     std::vector<Image> frames = {Image(120, 160, 1.0f), Image(120, 160, 2.0f)};
     std::vector<Image> moved = {Image(120, 160, 0.0f), Image(120, 160, 0.0f)};

@@ -40,7 +40,7 @@ double dot(const Vector& a, const Vector& b) {
 
 }  // namespace
 
-TEST(TotalVariation, isAWeightedLaplacianWithTheBitsOfItsTwin) {
+TEST(TotalVariation, IsAWeightedLaplacianWithTheBitsOfItsTwin) {
     for (const FrameSize size : {FrameSize{1, 1}, {1, 7}, {7, 1}, {2, 2}, {3, 5}, {16, 4}, {33, 17}}) {
         SCOPED_TRACE(::testing::Message() << size.width << " x " << size.height);
         const int n = size.pixelCount();
@@ -63,7 +63,7 @@ TEST(TotalVariation, isAWeightedLaplacianWithTheBitsOfItsTwin) {
     }
 }
 
-TEST(TotalVariation, holdsDifferencesBetweenEpsilonAndItsInverse) {
+TEST(TotalVariation, HoldsDifferencesBetweenEpsilonAndItsInverse) {
     const FrameSize size{2, 1};
     for (const auto& [difference, clamped] : {std::pair{0.0f, 0.25f},
                                               {0.2f, 0.25f},
