@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <regex>
 #include <string>
@@ -46,87 +45,6 @@ Pipeline filled(const std::vector<Image>& frames) {
     Pipeline pipeline(kWidth, kHeight, 5, 2.0f);
     for (const Image& frame : frames) EXPECT_EQ(pipeline.addFrame(frame), 0);
     return pipeline;
-}
-
-/// The C string that a call throws, or the empty one.
-std::string rejected(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const char* text) {
-        return text;
-    }
-    return "";
-}
-
-TEST(SrFloat, SizesAreEnlargedInSinglePrecisionAndTruncated) {
-    const Pipeline pipeline(160, 120, 5, 2.0f);
-    EXPECT_EQ(pipeline.getInputSize(), 160 * 120);
-    EXPECT_EQ(pipeline.getOutputSize(), 320 * 240);
-    EXPECT_EQ(pipeline.getWindowSize(), 5);
-    EXPECT_EQ(Pipeline(5, 4, 1, 1.5f).getOutputSize(), 7 * 6);
-    for (const float factor : {0.5f, -2.0f, std::nanf(""), std::numeric_limits<float>::infinity()}) {
-        EXPECT_THROW(Pipeline(5, 4, 1, factor), Exception) << factor;
-    }
-}
-
-TEST(SrFloat, SettersRejectAndKeepWhatWasThere) {
-    Pipeline pipeline(16, 12, 5, 2.0f);
-    EXPECT_EQ(pipeline.getReferenceIndex(), 0);
-    EXPECT_EQ(pipeline.getMinStructureThreshold(), 2.0f);
-    const char* index = "Invalid reference index specified.";
-    const char* weight = "Invalid total-variation term weight specified.";
-    const float nan = std::nanf("");
-    EXPECT_EQ(rejected([] { Pipeline(16, 12, 0, 2.0f); }), index);
-    EXPECT_EQ(rejected([] { Pipeline(16, 12, -3, 2.0f); }), index);
-    EXPECT_EQ(rejected([&] { pipeline.setReferenceIndex(5); }), index);
-    EXPECT_EQ(rejected([&] { pipeline.setReferenceIndex(-1); }), index);
-    EXPECT_EQ(rejected([&] { pipeline.setReferenceIndex(4); }), "");
-    EXPECT_EQ(pipeline.getReferenceIndex(), 4);
-
-    EXPECT_EQ(rejected([&] { pipeline.setMaxCGIters(0); }),
-              "Invalid maximum number of iterations specified.");
-    EXPECT_EQ(pipeline.getMaxCGIters(), 8);
-
-    struct Case {
-        void (Pipeline::*set)(float);
-        float (Pipeline::*get)() const;
-        float initial;
-        std::vector<float> bad;
-        std::vector<float> good;
-        const char* text;
-    };
-    const std::vector<Case> cases = {
-        {&Pipeline::setPsfSigma,
-         &Pipeline::getPsfSigma,
-         0.683f,
-         {0.0f, -1.0f},
-         {1e-6f, nan},
-         "Invalid standard deviation of the sensor psf specified."},
-        {&Pipeline::setRegError,
-         &Pipeline::getRegError,
-         0.0001f,
-         {0.0f, 1.0001f, -1.0f},
-         {1.0f, nan},
-         "Invalid maximum registration error specified."},
-        {&Pipeline::setRelativeResidue,
-         &Pipeline::getRelativeResidue,
-         0.007f,
-         {1e-7f, 0.0f},
-         {1.1e-6f, nan},
-         weight},
-        {&Pipeline::setWeightTV, &Pipeline::getWeightTV, 400.0f, {0.5f, -400.0f}, {1.0f, nan}, weight}};
-    for (const Case& c : cases) {
-        EXPECT_EQ((pipeline.*c.get)(), c.initial);
-        for (const float value : c.bad) {
-            EXPECT_EQ(rejected([&] { (pipeline.*c.set)(value); }), c.text) << value;
-            EXPECT_EQ((pipeline.*c.get)(), c.initial);
-        }
-        for (const float value : c.good) {
-            EXPECT_EQ(rejected([&] { (pipeline.*c.set)(value); }), "") << value;
-            const float stored = (pipeline.*c.get)();
-            EXPECT_TRUE(stored == value || (std::isnan(stored) && std::isnan(value)));
-        }
-    }
 }
 
 TEST(SrFloat, ReportHasSixLines) {
