@@ -1,6 +1,6 @@
-/// The bilateral total-variation super-resolution of OpenCV's superres module, beside addImage: an endless burst of the same
-/// frames, one enlarged image for each. Only the factor and the number of frames are told it (2 frames to each side
-/// make 5); all else is at its defaults.
+/// The bilateral total-variation super-resolution of OpenCV's superres module, for comparison with addImage: an
+/// endless burst of the same frames, one enlarged image for each. Only the factor and the number of frames are
+/// set (2 frames to each side make 5); all other parameters keep their defaults.
 
 #include <opencv2/superres.hpp>
 

@@ -83,7 +83,7 @@ void precise(benchmark::State& state) {
     }
 }
 
-/// A line of the kernel's account of this process, in bytes.
+/// One of the figures that the kernel keeps of this process, in bytes.
 double accountOf(const std::string& field) {
     std::ifstream account("/proc/self/status");
     for (std::string word; account >> word;) {
@@ -93,9 +93,10 @@ double accountOf(const std::string& field) {
     return 0.0;
 }
 
-/// What the buffers of the method take without any thrift, per pixel of a frame: five frames, their moved copies and blurred ones;
-/// five masks and defect maps; five 8-bit pyramids with their two 16-bit derivatives; two gradients, the error image, and the
-/// smoothed one; one enlarged image in four bytes, and eleven in the solver, with one small scratch image.
+/// Bytes of the method's buffers when none is shared, per pixel of a frame: five frames, their moved copies and
+/// blurred ones; five masks and defect maps; five 8-bit pyramids with their two 16-bit derivatives; two
+/// gradients, the error image, and the smoothed one; one enlarged image in four bytes, and eleven in the
+/// solver, with one small scratch image.
 double bytesOfAllBuffers(int width, int height) {
     const double frame = 4.0 * width * height;
     const double bytes = frame / 4.0;

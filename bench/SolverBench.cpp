@@ -1,5 +1,5 @@
-/// The solver and its operators, 5 frames and factor 2; plain twins and the vector family beside the float family, and
-/// copies of an enlarged image as the yardstick of what memory allows.
+/// The solver and its operators, 5 frames and factor 2; plain twins and the vector family for comparison with
+/// the float family, and copies of an enlarged image for what the memory allows.
 
 #include <algorithm>
 

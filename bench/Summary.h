@@ -9,8 +9,8 @@
 
 namespace oravo::bench {
 
-/// Shows benchmarks as they run, and remembers the median of each (the single figure where nothing was repeated), for
-/// a table of what stands beside what.
+/// Shows benchmarks as they run, and remembers the median of each (the single figure where nothing was
+/// repeated), for a table of comparisons.
 class Summary : public benchmark::ConsoleReporter {
   public:
     void ReportRuns(const std::vector<Run>& runs) override;

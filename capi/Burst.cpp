@@ -22,7 +22,7 @@ BurstTable& bursts() {
     return *table;
 }
 
-/// Of calls without a burst to keep it.
+/// The error of calls without a burst that could hold it.
 std::string& threadError() {
     thread_local std::string text;
     return text;
@@ -62,7 +62,7 @@ int failedBy(std::string& error) noexcept {
     }
 }
 
-/// Does work on a burst and keeps what goes wrong as its error.
+/// Runs work on a burst; a failure becomes the burst's error.
 template <class Work>
 int with(oravo_burst handle, Work work) noexcept {
     const std::shared_ptr<Burst> burst = bursts().find(handle);
@@ -74,7 +74,7 @@ int with(oravo_burst handle, Work work) noexcept {
     }
 }
 
-/// Does work on a burst's result and an output that may not be null.
+/// Runs work on a burst's result, and on an output that may not be null.
 template <class Out, class Work>
 int withResult(oravo_burst handle, Out* out, Work work) noexcept {
     return with(handle, [&](Burst& burst) {
@@ -103,7 +103,7 @@ oravo_burst_options defaults() {
             nullptr};
 }
 
-/// Options of whatever size the caller's header knew.
+/// The options given, of which the caller's header may know only the first ones.
 SrPreciseOptions optionsFrom(const oravo_burst_options* given) {
     oravo_burst_options options = defaults();
     if (given != nullptr) std::memcpy(&options, given, std::min(given->size, sizeof options));

@@ -13,7 +13,7 @@
 
 namespace oravo::capi {
 
-/// What stands behind an oravo_burst.
+/// The state of an oravo_burst.
 struct Burst {
     explicit Burst(const vision::SrPrecise& ready) : engine(ready) {}
 
@@ -23,8 +23,8 @@ struct Burst {
     std::string error;
 };
 
-/// The bursts of the process by their handles, which are never given out twice. A burst that is being used lives on until
-/// the call ends, whatever is destroyed meanwhile.
+/// The bursts of the process by their handles, which are never reused. A burst in use lives until the call
+/// ends, even if it is destroyed meanwhile.
 class BurstTable {
   public:
     std::uint64_t add(std::shared_ptr<Burst> burst) {

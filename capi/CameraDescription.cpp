@@ -28,11 +28,11 @@ std::optional<Camera> parse(const std::string& description) {
     const std::optional<std::string> type = cameraType(description);
     const std::size_t fov = description.find("FOV");
     if (!type || fov == std::string::npos) return std::nullopt;
-    // A stream stores 0 for what is no number and leaves the value alone when nothing follows, so -1 means
-    // that there was nothing (or, as it happens, an explicit -1).
+    // A stream stores 0 for text that is not a number and leaves the value alone when nothing follows, so -1
+    // means that nothing followed (or an explicit -1).
     int fieldOfView = -1;
     std::istringstream text(description.substr(fov + 3));
-    text.imbue(std::locale::classic());  // descriptions are the same in every country of the host
+    text.imbue(std::locale::classic());  // descriptions do not depend on the locale of the host
     text >> fieldOfView;
     if (fieldOfView == -1) return std::nullopt;
     return Camera{*type, fieldOfView};

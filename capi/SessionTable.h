@@ -33,7 +33,7 @@ class SessionTable {
     /// The handle of the lowest free record, which is appended when there is none.
     int findFree();
 
-    /// The session in use under a handle, or null.
+    /// The session with this handle, or null when it is free.
     Session* find(int handle);
 
     Session& operator[](int handle) { return sessions_[static_cast<std::size_t>(handle)]; }

@@ -22,8 +22,8 @@ using oravo::vision::detail::Buffer;
 namespace defaults = oravo::vision::defaults;
 namespace status = oravo::vision::status;
 
-/// An object made at the first call that is never destroyed. Hosts close sessions in destructors of their globals and in
-/// atexit handlers, which run after the destructors of whatever was made later than they were registered.
+/// An object made at the first call that is never destroyed. Hosts close sessions in destructors of their
+/// globals and in atexit handlers, which run after the destructors of all objects that were made later.
 template <class Object>
 Object& everlasting() {
     alignas(Object) static unsigned char place[sizeof(Object)];

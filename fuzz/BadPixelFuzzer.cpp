@@ -1,5 +1,5 @@
-/// The bad-pixel utility with lists of any content for images of any size: nothing is thrown but what the header says,
-/// and where the arguments are good ones the results are those of the plain loops.
+/// The bad-pixel utility with lists of any content for images of any size: nothing is thrown but what the
+/// header lists, and where the arguments are good ones the results are those of the plain loops.
 
 #include "fuzz/Input.h"
 #include "support/Exception.h"

@@ -1,5 +1,6 @@
-/// Any file of frames: TIFF, NumPy arrays, PGM and PNG by their first bytes, raw dumps whose format a first line
-/// "!WxH:TYPE" tells, everything else as a matrix in text. Read frame by frame, or refused by a UserError of one line.
+/// Any file of frames: TIFF, NumPy arrays, PGM and PNG by their first bytes, raw dumps whose format a first
+/// line "!WxH:TYPE" states, everything else as a matrix in text. Read frame by frame, or refused by a UserError
+/// of one line.
 
 #include "fuzz/MemoryFile.h"
 #include "tools/base/UserError.h"

@@ -1,5 +1,5 @@
-/// Any frames on their way to the enhancer: the measures of the guards are numbers, a repeated frame is known as one,
-/// and each window gives an image or the reason why not.
+/// Any frames on their way to the enhancer: the measures of the guards are numbers, a repeated frame is
+/// recognised, and each window gives an image or the reason why not.
 
 #include <cmath>
 #include <iostream>
@@ -18,7 +18,7 @@ namespace {
 
 using Frame = cv::Mat_<float>;
 
-/// Warnings are no findings.
+/// Warnings are not findings.
 class Quiet {
   public:
     Quiet() : before_(std::cerr.rdbuf(nullptr)) {}

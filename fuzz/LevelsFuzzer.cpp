@@ -1,7 +1,7 @@
-/// One problem for every implementation of the solver's arithmetic: the split engine gives the same bits at each
-/// instruction-set level of the machine, whatever the samples, and those of the general loops unless something
-/// overflows (a NaN reaches other pixels through links of weight 0 there); the vector operators give the values of the
-/// float ones.
+/// One problem for every implementation of the solver's arithmetic: the split engine gives the same bits at
+/// each instruction-set level of the machine, whatever the samples, and the bits of the general loops unless
+/// something overflows (a NaN reaches other pixels through links of weight 0 there); the vector operators give
+/// the values of the float ones.
 
 #include <cmath>
 #include <memory>

@@ -10,7 +10,7 @@ Exception::Exception(const std::string& message, const std::string& location)
     : Exception(Kind::other, message, location) {
 }
 
-// Out of line, so that the type information has one home and a host catches the type that was thrown.
+// Out of line, so that the type information exists once and a host catches the type that was thrown.
 Exception::~Exception() = default;
 
 const char* Exception::what() const noexcept {

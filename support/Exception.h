@@ -8,7 +8,7 @@
 
 namespace oravo {
 
-/// What the library's engines throw: a kind to decide by, and texts for people.
+/// What the library's engines throw: a kind for code to decide by, and texts for people.
 ///
 /// what() is the message, a line end, and the location; the location names source, line and function as
 /// "source/path/without/extension: LINE: qualified::function(..)" and ends in a line end of its own.
@@ -17,12 +17,12 @@ class ORAVO_EXPORT Exception : public std::exception {
     /// What kind of thing went wrong.
     enum class Kind {
         other,           ///< none of the following, or not stated
-        badArgument,     ///< an argument that cannot be, such as a size, a factor or a list of another format
+        badArgument,     ///< an invalid argument, such as a size, a factor or a list of another format
         notReady,        ///< the object lacks what the call needs, such as frames, shifts or a calibration
         tooManyDefects,  ///< a frame has more defective pixels than can be repaired
         tooLargeDisplacement,  ///< a frame moved by half the frame height or more
         infiniteValues,        ///< the spectrum of a frame reaches infinity
-        outOfMemory,           ///< more memory was asked for than there is
+        outOfMemory,           ///< more memory was requested than there is
         cancelled              ///< the caller's progress callback ended the run
     };
 

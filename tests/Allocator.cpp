@@ -31,7 +31,7 @@ long bytesOf(void* block) {
     return static_cast<long>(malloc_usable_size(block));
 }
 
-/// The block that an allocation made, counted; or what a failed one leaves behind.
+/// Counts the block that an allocation made, or sets errno as a failed one does.
 template <class Allocation>
 void* counted(Allocation allocation) {
     void* block = granted() ? allocation() : nullptr;

@@ -1,5 +1,5 @@
 // Frames smaller than every kernel, pyramid and filter, with contents of every kind, through every pipeline: each either
-// works or fails as its header says. Memory checkers make more of this test.
+// works or fails as its header says. Memory checkers see more in this test.
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 
 #include "support/Exception.h"
 
-/// What tests and benchmarks look at: rendered scenes, random images, bursts with known shifts.
+/// The input of tests and benchmarks: rendered scenes, random images, bursts with known shifts.
 namespace oravo::test {
 
 using Image = cv::Mat_<float>;

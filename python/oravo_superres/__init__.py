@@ -8,7 +8,7 @@ Slightly displaced frames of one scene become one image of twice the resolution:
     frames = np.load("burst.npy")              # (n, height, width), degrees Celsius
     enlarged = oravo_superres.enhance(frames)  # (2 height, 2 width), float32, degrees Celsius
 
-:func:`reconstruct` also tells how good the image is: its standard deviation, the motion of each frame, and how well it
+:func:`reconstruct` also reports how good the image is: its standard deviation, the motion of each frame, and how well it
 predicts pixels that it has not seen. A live camera keeps a :class:`Session`, which is faster and less precise, and adds
 its frames as they come.
 

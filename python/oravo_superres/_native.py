@@ -65,7 +65,7 @@ def _load(candidate: str) -> ctypes.CDLL:
 
 @functools.lru_cache(maxsize=None)
 def library() -> ctypes.CDLL:
-    """The shared library, loaded at the first call. Raises OSError when it cannot be."""
+    """The shared library, loaded at the first call. Raises OSError when it cannot be loaded."""
     failures = []
     for candidate in _candidates():
         try:
@@ -87,7 +87,7 @@ def report_switched(on: bool) -> Iterator[None]:
     """The environment in which a session is opened that prints its report of every reconstruction, or does not."""
     wanted = "on" if on else "off"
     before = os.environ.get(REPORT_VARIABLE)
-    if before == wanted:  # a host that set it beforehand has no other thread's getenv() to fear for
+    if before == wanted:  # no write that another thread's getenv() might race with
         yield
         return
     os.environ[REPORT_VARIABLE] = wanted

@@ -68,22 +68,22 @@ class Session:
                 if session.ready:
                     show(session.image())
 
-    Calls of all sessions are serialised, since the library is one thread's at a time; other Python threads run on.
-    os.fork() waits for a call under way; the child has sessions of its own from then on, in the same state. A session
-    can be neither copied nor pickled.
+    Calls of all sessions are serialised, since the library may be used by one thread at a time; other Python threads
+    run on. os.fork() waits for a call under way; the child has sessions of its own from then on, in the same state. A
+    session can be neither copied nor pickled.
 
     Args:
         width: columns of a frame.
         height: rows of a frame.
         camera: free text that selects the sensor's point-spread function: a model number from 101 to 108, and "FOV"
-            followed by the field of view, a whole number. None, or a text without both, selects the default.
+            followed by the field of view, an integer. None, or a text without both, selects the default.
         reference: the frame on whose grid the image lies, counted back from the newest: 0 to 4.
         counts: the frames hold raw counts; values from -32768 to 32767 are plausible then, instead of -274 to 5000.
         timing_report: let the library print its six lines on standard output for each reconstruction. The library reads
             that from the environment's ORAVO_REPORT, which is set while the session opens, unless it fits already.
 
     Raises:
-        ValueError: a size or a reference that cannot be.
+        ValueError: an invalid size or reference.
         SuperResolutionError: the library refuses the session.
         OSError: the library cannot be loaded.
     """
@@ -203,7 +203,7 @@ class Session:
 
         Raises:
             SuperResolutionError: fewer than five frames were added (TOO_FEW_IMAGES).
-            ValueError: an ``out`` that cannot be written into.
+            ValueError: an ``out`` that cannot be written to.
         """
         if out is None:
             out = np.empty(self.output_shape, np.float32)
@@ -298,7 +298,7 @@ def _enhance_by_session(frames: Iterable[npt.ArrayLike], camera: Optional[str], 
 
 def reconstruct(frames: Iterable[npt.ArrayLike], *, reference: int = _DEFAULT_REFERENCE, counts: bool = False,
                 max_frames: int = 12, psf_sigma: Optional[float] = None, smoothness: float = 0.0) -> Reconstruction:
-    """Reconstructs the best image of some frames, and tells what is known about it.
+    """Reconstructs the best image of some frames, and reports what is known about it.
 
     Threads work in parallel: the library needs no lock here, and Python's is released meanwhile.
 
@@ -312,7 +312,7 @@ def reconstruct(frames: Iterable[npt.ArrayLike], *, reference: int = _DEFAULT_RE
         smoothness: weight of the prior; 0 chooses the one that predicts withheld pixels best.
 
     Raises:
-        TypeError, ValueError: frames or arguments that cannot be.
+        TypeError, ValueError: invalid frames or arguments.
         BurstError: the library cannot reconstruct an image, for example of a reference frame without any value.
     """
     last = checked_frames((_as_frame(frame) for frame in frames), max_frames)
@@ -342,7 +342,7 @@ def enhance(frames: Iterable[npt.ArrayLike], *, pipeline: str = "precise", camer
             status is not OK.
 
     Raises:
-        TypeError, ValueError: frames or arguments that cannot be.
+        TypeError, ValueError: invalid frames or arguments.
         SuperResolutionError: the library cannot reconstruct an image from them.
     """
     if pipeline == "float":

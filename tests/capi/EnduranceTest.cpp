@@ -68,8 +68,8 @@ class Endurance : public testing::Test {
         EXPECT_THROW(CV_Error(cv::Error::StsNoMem, "a text"), cv::Exception);
     }
 
-    /// OpenCV 4.6 loses the pixels of a matrix when it gets no memory for their keeper: those of the lowest level of
-    /// a pyramid, with its border and derivatives, at most.
+    /// OpenCV 4.6 leaks the pixels of a matrix when there is no memory for their reference count: those of the
+    /// lowest level of a pyramid, with its border and derivatives, at most.
     static constexpr long kLostByOpenCv = 5 * (kWidth + 42) * (kHeight + 42);
 
     /// What a session that has seen nothing else makes of the first five frames.
@@ -95,7 +95,7 @@ bool runOut() {
     return !fails;
 }
 
-/// Calls with memory running out at allocation n, and tells whether it came to that.
+/// Calls with memory running out at allocation n; true when the call came to that.
 template <class Call>
 bool withMemoryFor(int n, bool once, Call call) {
     granted = n;
@@ -176,8 +176,8 @@ TEST_F(Endurance, SizesBeyondTheMachineAreRefused) {
         EXPECT_EQ(message().rfind("Not enough memory for ", 0), 0U) << message();
     }
     EXPECT_LE(residentMemory(), before + (4 << 20));
-    // What was reserved for them, more than the machine has by now, has been given back: a session large enough to ask
-    // for the budget opens.
+    // What was reserved for them, more than the machine has by now, has been given back: a session that is
+    // large enough to be checked opens.
     const int session = SuperResolution_init(2000, 1500);
     EXPECT_GE(session, 0) << message();
     SuperResolution_release(session);
@@ -271,7 +271,7 @@ Image hotPatch() {
 
 TEST_F(Endurance, AHotPatchEndsASessionUntilANewOneIsOpened) {
     // The range of the registration's 8-bit images contains all calm frames from then on, and leaves them few grey
-    // levels: no corner is found, no status tells, and the image stays what it was.
+    // levels: no corner is found, no status reports it, and the image stays as it was.
     const Image good = expected();
     const int session = SuperResolution_init(kWidth, kHeight);
     for (int i = 0; i < 5; ++i) ASSERT_EQ(feed(session, frame(i)), 0);

@@ -95,7 +95,7 @@ TEST(CInterface, InitReportsSizesThatCannotBe) {
         EXPECT_EQ(SuperResolution_init(width, height), -1) << width << " x " << height;
         EXPECT_NE(message().find(std::to_string(width) + " x " + std::to_string(height)), std::string::npos);
     }
-    // A size of nothing makes a session; it only takes no image.
+    // A session of size 0 opens; it only takes no image.
     for (const auto& [width, height] : {std::pair(0, 0), {0, 8}, {8, 0}}) {
         const Session session(width, height);
         const float pixel = 1.0f;
@@ -244,7 +244,7 @@ TEST(CInterface, TooFewValidPixelsOverrideOtherStatuses) {
 }
 
 TEST(CInterface, RegistrationFailuresAreNotReported) {
-    // A window whose reference is flat offers no corner: the run fails, the status does not tell.
+    // A window whose reference is flat offers no corner: the run fails, and the status does not report it.
     const std::vector<Image> frames = movingBurst();
     const Session session;
     session.add(frames[0]);

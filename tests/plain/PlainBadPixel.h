@@ -6,7 +6,7 @@
 #include <vector>
 
 /// BadPixel's searches as loops in their defined order: one visit to the image per isolated value, one search
-/// of the whole list per candidate. Arguments are taken to be good ones.
+/// of the whole list per candidate. Arguments have to be valid.
 namespace oravo::plain {
 
 using Query = std::vector<std::multimap<float, cv::Point>>;

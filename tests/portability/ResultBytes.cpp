@@ -3,7 +3,7 @@
 ///   oravo_result_bytes FOLDER
 ///
 /// FOLDER/own holds results of the library's own arithmetic, the same on every machine; FOLDER/opencv those
-/// that OpenCV's filters and trackers have a part in, which round in the order of each machine's vectors. The
+/// that OpenCV's filters and trackers take part in, which round in the order of each machine's vectors. The
 /// input is rendered by additions, multiplications and divisions alone, so that it is the same everywhere.
 
 #include <filesystem>

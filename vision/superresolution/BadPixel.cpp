@@ -15,7 +15,7 @@ using namespace detail;
 
 constexpr char kSource[] = "vision/superresolution/BadPixel";
 
-/// A position as one number, unlike a linear index without a width that it depends on.
+/// A position as one number which, unlike a linear index, does not depend on a width.
 unsigned int packed(const unsigned short* position) {
     return position[0] | static_cast<unsigned int>(position[1]) << 16;
 }

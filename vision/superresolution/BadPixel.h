@@ -92,7 +92,7 @@ class ORAVO_EXPORT BadPixel {
     /// The number of rows of the list on entry, modulo 65536, is the capacity. Entering stops when it is
     /// reached, and the search then fails when an isolated value had its last row entered before the
     /// last pixel of the image, or had none entered at all for lack of room. So a list that is filled exactly
-    /// usually comes with false; leave one spare row to tell "all" from "as many as fit".
+    /// usually comes with false; leave one spare row to distinguish "all" from "as many as fit".
     ///
     /// @param image      up to 65535 rows and columns
     /// @param histogram  from buildValueHistogram with the same image, lo and hi. When out-of-range pixels

@@ -44,7 +44,7 @@ class WindowSums {
         }
     }
 
-    /// Moves on to bin b, the next one; false when a sum would fall below zero, which takes negative counts.
+    /// Moves on to bin b, the next one; false when a sum would fall below zero, which only negative counts cause.
     bool moveTo(int b) {
         const int half = span_ / 2;
         if (b > span_ && !take(left_, b - span_ - 1)) return false;
@@ -73,7 +73,7 @@ class WindowSums {
     std::int64_t right_ = 0;
 };
 
-/// Appends the isolated bins, ascending; false when the walk over the bins broke off.
+/// Appends the isolated bins, ascending; false when the walk over the bins was broken off.
 bool findIsolatedBins(const int* bins, int count, int maxCount, int span, std::vector<int>& isolated) {
     WindowSums sums(bins, count, span);
     for (int b = 0; b < count; ++b) {
@@ -108,8 +108,8 @@ struct ValueRange {
     int last;
 };
 
-/// Which values a search lists, and the range between them that holds most pixels: blocks of pixels within it
-/// need no look at each, and they are nearly all.
+/// Which values a search lists, and the range between them that holds most pixels: nearly all blocks of pixels
+/// lie within it and are skipped whole.
 struct ListedValues {
     std::vector<std::uint8_t> classes;
     ValueRange quiet;
@@ -143,7 +143,7 @@ std::vector<std::uint8_t> classifyValues(bool listOutOfRange, const std::vector<
         markOutOfRange(hi, kMaxValue);
     }
     for (const int bin : isolated) {
-        // Beyond the values of a pixel only when the histogram does not belong to lo and hi.
+        // Exceeds the values of a pixel only when the histogram does not belong to lo and hi.
         if (lo + bin <= kMaxValue) classes[indexOf(lo + bin)] |= kIsolated;
     }
     return classes;

@@ -53,7 +53,7 @@ bool suitsPolyphase(const detail::SparseGrid& grid) {
     return grid.columnStep == 2 && grid.kernelWidth == kTaps && grid.kernelHeight == kTaps;
 }
 
-/// The samples with their border; nothing where it serves nothing.
+/// The samples with their border; empty where no polyphase form exists.
 detail::FrameSize borderedSize(const detail::SparseGrid& grid) {
     if (!suitsPolyphase(grid)) return {};
     return {grid.lowWidth + 2 * kBorder, grid.lowHeight + 2 * kBorder};

@@ -22,10 +22,10 @@ class ORAVO_EXPORT DSP_Convolution {
     /// @param W,H    size of the high-resolution image without extension
     /// @param kw,kh  taps of the horizontal and of the vertical kernel, at least 1
     /// @param f      super-resolution factor, at least 1
-    /// Throws oravo::Exception, naming the value, for sizes that cannot be.
+    /// Throws oravo::Exception, naming the value, for invalid sizes.
     DSP_Convolution(T W, T H, T kw, T kh, float f);
 
-    /// The divisor of every product in validCorrToSparse; 0 at first, which has to be changed before that.
+    /// The divisor of every product in validCorrToSparse; 0 at first, to be set before the first call.
     void setFilterScale(T scale);
 
     /// out = valid correlation sampled on the sparse grid: horizontally T += (in h[k]) / scale, then

@@ -1,7 +1,7 @@
 #ifndef ORAVO_VISION_DEFAULTS_H
 #define ORAVO_VISION_DEFAULTS_H
 
-/// The values that parameters have unless they are set, in the one place that library and program take them from.
+/// The values of parameters that nobody sets; library and program take them from here.
 namespace oravo::vision::defaults {
 
 constexpr int kWindowSize = 5;      ///< frames of a session and of the program

@@ -41,7 +41,7 @@ class ORAVO_EXPORT SrFloat {
     ///                    whatever the factor, and columns at a step of trunc(srFactor), so that the image is
     ///                    stretched or sheared
     /// Throws the C string "Invalid reference index specified." for a windowSize below 1, and
-    /// oravo::Exception for a size or factor that cannot be.
+    /// oravo::Exception for an invalid size or factor.
     SrFloat(int inputWidth, int inputHeight, int windowSize, float srFactor);
 
     /// Takes in the newest frame, evicting the oldest when the window is full: copies it, repairs its bad

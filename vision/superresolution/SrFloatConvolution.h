@@ -28,7 +28,7 @@ class ORAVO_EXPORT SrFloatConvolution {
     /// @param W,H    size of the high-resolution image without extension
     /// @param kw,kh  taps of the horizontal and of the vertical kernel, at least 1
     /// @param f      super-resolution factor, at least 1
-    /// Throws oravo::Exception, naming the value, for sizes that cannot be.
+    /// Throws oravo::Exception, naming the value, for invalid sizes.
     SrFloatConvolution(int W, int H, int kw, int kh, float f);
 
     /// out = full convolution of the masked, zero-inserted low-resolution image.

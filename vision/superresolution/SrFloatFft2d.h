@@ -18,7 +18,7 @@ struct FilteringFft2d;
 /// non-negative horizontal frequency; both dense and row-major, single precision:
 ///
 ///   forward   X[ky][kx] = sum over y, x of image[y][x] exp(-2 pi i (kx x / W + ky y / H))
-///   backward  the sum with +, over the whole spectrum that the half one stands for
+///   backward  the sum with +, over the whole spectrum that the half one represents
 ///
 /// Neither scales: backward(forward(image)) is W H times the image. Against exact arithmetic the relative
 /// root-mean-square error stays below 3e-7 for sides up to 1024 of any factors. Fast sides are products of
@@ -59,8 +59,8 @@ class ORAVO_EXPORT SrFloatFft2d {
 
     /// Turns the circular blur of an image into the blur whose window is cut at the image border and
     /// renormalised: afterwards each pixel is the mean of the source pixels in its (2r + 1) x (2r + 1) window
-    /// that lie inside the image, weighted by taps[|dx|] taps[|dy|]. Pixels within r of the border are
-    /// blurred anew from the source, others stay as they are. Any r goes with any image size.
+    /// that lie inside the image, weighted by taps[|dx|] taps[|dy|]. Pixels within r of the border are blurred
+    /// again from the source, others stay as they are. Any r goes with any image size.
     /// @param src   the unblurred image, H x W
     /// @param dst   its circular blur, H x W, corrected in place
     /// @param taps  r + 1 weights, of gaussFft

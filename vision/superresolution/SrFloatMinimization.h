@@ -39,7 +39,7 @@ class ORAVO_EXPORT SrFloatMinimization {
     /// @param lw,lh      size of a frame
     /// @param maxFrames  the most frames that one call of minimize may bring
     /// @param f          super-resolution factor, at least 1, which the row step of 2 does not follow
-    /// Throws oravo::Exception, naming the value, for sizes that cannot be.
+    /// Throws oravo::Exception, naming the value, for invalid sizes.
     SrFloatMinimization(int lw, int lh, int maxFrames, float f);
 
     /// Reconstructs the enlarged image.

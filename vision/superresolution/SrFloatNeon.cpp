@@ -43,7 +43,7 @@ int SrFloatNeon<Registration>::loadFrame(const float* image) {
     return 0;
 }
 
-/// One byte per pixel, as if masks were bytes: hosts have come to read no more than that.
+/// One byte per pixel, as if masks were bytes: hosts rely on reading no more than that.
 template <class Registration>
 void SrFloatNeon<Registration>::getMasks(std::vector<cv::Mat_<float>>& masks) const {
     state_->run.copyMasks(masks);

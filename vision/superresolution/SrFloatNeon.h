@@ -22,7 +22,7 @@ class SrFloatNeonRegistration;
 ///   - masks are floats, 0 or 1
 ///   - frames are taken as they are: nothing is repaired on intake, nothing refilled in the enlarged image,
 ///     so that status codes and NaN flow into registration and reconstruction. One pixel that is infinite, or as
-///     large as 1e30, spoils the intensity range of the registration's 8-bit images for good: from then on every
+///     large as 1e30, spoils the intensity range of the registration's 8-bit images permanently: every later
 ///     run of the object returns -998, and only a new object helps
 ///   - a run prints nothing
 ///   - the cap of the coverage that counts in the resolution gain is settled by the first run of this class
@@ -34,7 +34,7 @@ class ORAVO_EXPORT SrFloatNeon {
     ///                    whatever the factor, and columns at a step of trunc(srFactor), so that the image is
     ///                    stretched or sheared
     /// Throws the C string "Invalid reference index specified." for a windowSize below 1, and
-    /// oravo::Exception for a size or factor that cannot be.
+    /// oravo::Exception for an invalid size or factor.
     SrFloatNeon(int inputWidth, int inputHeight, int windowSize, float srFactor);
 
     /// Takes in the newest frame, evicting the oldest when the window is full: copies it and prepares it for

@@ -11,7 +11,7 @@ namespace {
 constexpr int kLanes = 4;
 
 // Each loop below takes whole blocks of samples, then the remainder of the row with the same operations. A
-// block reads nothing that the scalar form of the same samples would not read, but for the odd lanes of
+// block reads nothing that the scalar form of the same samples would not read, except for the odd lanes of
 // vld2q_f32, which still lie in the row: the last block of tap k ends at column k + 2 lw - 1 <= kw - 1 + W
 // - 1.
 

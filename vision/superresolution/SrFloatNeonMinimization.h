@@ -25,7 +25,7 @@ class ORAVO_EXPORT SrFloatNeonMinimization {
     /// @param lw,lh      size of a frame
     /// @param maxFrames  the most frames that one call of minimize may bring
     /// @param f          super-resolution factor, at least 1; the row step of the sampling is always 2
-    /// Throws oravo::Exception, naming the value, for sizes that cannot be.
+    /// Throws oravo::Exception, naming the value, for invalid sizes.
     SrFloatNeonMinimization(int lw, int lh, int maxFrames, float f);
 
     /// Reconstructs the enlarged image.

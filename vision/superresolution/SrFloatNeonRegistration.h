@@ -30,7 +30,7 @@ class CornerRegistration;
 class ORAVO_EXPORT SrFloatNeonRegistration {
   public:
     /// @param frameCount  number of slots, at least 1
-    /// Throws oravo::Exception, naming the value, for a size or number that cannot be.
+    /// Throws oravo::Exception, naming the value, for an invalid size or number.
     SrFloatNeonRegistration(int width, int height, int frameCount);
 
     /// Takes in one frame; width x height values, read only during the call.
@@ -52,8 +52,8 @@ class ORAVO_EXPORT SrFloatNeonRegistration {
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        float** masks, float** shiftedFrames);
 
-    /// Copies the whole shifts of the last run, one per frame; empty before the first. Behind those of a run
-    /// of fewer frames than an earlier one stand that one's.
+    /// Copies the whole shifts of the last run, one per frame; empty before the first. After a run of fewer
+    /// frames than an earlier one, the shifts of the earlier one follow.
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
     // Parameters; none of the setters validates its argument.

@@ -12,11 +12,11 @@ namespace oravo::vision {
 /// Registers the frames of a burst against one of them by phase correlation.
 ///
 /// Every frame is transformed as it arrives. A run finds each frame's whole-pixel shift at the peak of its
-/// phase correlation with the reference (Kuglin and Hines, 1975), refines it by one global optical-flow step
-/// on Gaussian blurred frames (Lucas and Kanade, IJCAI 1981), whose residual also gives the validity mask,
-/// and moves the frames onto the reference grid by whole pixels. It needs no corners, and always finds some
-/// peak: a frame that shows something else comes back with a wrong shift, and a mask of the pixels that happen
-/// to agree, unless the shift is so large that the run is refused.
+/// phase correlation with the reference (Kuglin and Hines, 1975), refines it by one global optical-flow step on
+/// Gaussian blurred frames (Lucas and Kanade, IJCAI 1981), whose residual also gives the validity mask, and
+/// moves the frames onto the reference grid by whole pixels. It needs no corners, and always finds some peak: a
+/// frame that shows something else gets a wrong shift and a mask of the pixels that happen to agree, unless the
+/// shift is so large that the run is refused.
 ///
 /// Shifts are in low-resolution pixels, x to the right, y down: shift d means frame(p + d) = reference(p).
 /// Frames are dense, row-major, 32-bit float, height rows of width columns. Frame indices are slots, oldest
@@ -49,8 +49,8 @@ class ORAVO_EXPORT SrFloatRegistration1 {
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        char** masks, float** shiftedFrames);
 
-    /// Copies the whole shifts of the last run, one per frame; empty before the first. Behind those of a run
-    /// of fewer frames than an earlier one stand that one's.
+    /// Copies the whole shifts of the last run, one per frame; empty before the first. After a run of fewer
+    /// frames than an earlier one, the shifts of the earlier one follow.
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
     /// Radius of the Gaussian blur, 5 at first; its standard deviation is sqrt(3 radius^2 / 25).

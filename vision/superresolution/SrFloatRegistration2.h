@@ -33,7 +33,7 @@ class CornerRegistration;
 class ORAVO_EXPORT SrFloatRegistration2 {
   public:
     /// @param frameCount  number of slots, at least 1
-    /// Throws oravo::Exception, naming the value, for a size or number that cannot be.
+    /// Throws oravo::Exception, naming the value, for an invalid size or number.
     SrFloatRegistration2(int width, int height, int frameCount);
 
     /// Takes in one frame; width x height values, read only during the call.
@@ -55,8 +55,8 @@ class ORAVO_EXPORT SrFloatRegistration2 {
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        char** masks, float** shiftedFrames);
 
-    /// Copies the whole shifts of the last run, one per frame; empty before the first. Behind those of a run
-    /// of fewer frames than an earlier one stand that one's.
+    /// Copies the whole shifts of the last run, one per frame; empty before the first. After a run of fewer
+    /// frames than an earlier one, the shifts of the earlier one follow.
     void getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const;
 
     // Parameters; none of the setters validates its argument.

@@ -42,7 +42,7 @@ bool hasValue(float value, const SrPreciseOptions& options) {
     return !isCode(value) && value >= options.lowest && value <= options.highest;
 }
 
-/// What stands for a pixel that no frame has a value for.
+/// The code of a pixel that no frame has a value for.
 std::uint32_t codeFor(float value, const SrPreciseOptions& options) {
     if (isCode(value)) return bitsOf(value);
     if (value > options.highest) return CODE_OVER_RANGE;
@@ -88,7 +88,7 @@ ReconstructionOptions engineOptions(const SrPreciseOptions& given) {
     return options;
 }
 
-/// A frame as the engine takes it: dense values, and 1 where there is one.
+/// A frame as the engine takes it: dense values, and a mask that is 1 where there is a value.
 struct MaskedFrame {
     MaskedFrame(const cv::Mat_<float>& frame, const SrPreciseOptions& options)
         : values(frame.total()), present(frame.total()) {
@@ -107,7 +107,7 @@ struct MaskedFrame {
     bool isEmpty = true;
 };
 
-/// Gives pixels that no frame has a value for the code of the reference's pixel there.
+/// Where no frame has a value, writes the code of the reference's pixel.
 void writeCodes(cv::Mat_<float>& image, const cv::Mat_<float>& reference, const SrPreciseOptions& options) {
     for (int y = 0; y < image.rows; ++y) {
         for (int x = 0; x < image.cols; ++x) {

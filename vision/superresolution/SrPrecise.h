@@ -10,7 +10,7 @@
 
 namespace oravo::vision {
 
-/// What SrPrecise may be told. The defaults suit every burst; nothing has to be tuned.
+/// Options of SrPrecise. The defaults suit every burst; nothing has to be tuned.
 struct SrPreciseOptions {
     /// Enlargement, 1 to 4.
     int factor = 2;
@@ -36,7 +36,7 @@ struct SrPreciseOptions {
 
 /// What was found out about one frame.
 struct SrPreciseFrame {
-    /// Whether the frame takes part. One that shows nothing the reference shows does not.
+    /// Whether the frame takes part. A frame that shows nothing of what the reference shows does not.
     bool used = false;
     /// Displacement of the frame's centre in pixels of the frames: frame(p + d) = reference(p), x right, y down.
     double dx = 0.0;
@@ -62,8 +62,8 @@ struct SrPreciseResult {
     /// In the frames' unit. A pixel that no frame has a value for carries a status code: the one of the reference frame's
     /// pixel, CODE_OVER_RANGE or CODE_UNDER_RANGE for values beyond the limits, CODE_INVALID for all else.
     cv::Mat_<float> image;
-    /// Standard deviation of the image's noise, in the frames' unit; NaN where the image has no value. Empty unless asked
-    /// for. What the camera blurs away and the prior guesses is not part of it.
+    /// Standard deviation of the image's noise, in the frames' unit; NaN where the image has no value. Empty
+    /// unless requested. What the camera blurs away and the prior guesses is not part of it.
     cv::Mat_<float> deviation;
     /// How many frames' worth of trusted values lie on each pixel.
     cv::Mat_<float> weight;
@@ -71,8 +71,8 @@ struct SrPreciseResult {
     std::vector<cv::Point> deadPixels;   ///< of the frames, row by row
     cv::Mat_<float> pattern;  ///< of the sensor, rows x columns of the frames; empty when none was found
     double contrast = 0.0;    ///< standard deviation of the reference frame
-    /// Standard deviation of the frames' noise: the median frame's misfit, and, when standard deviations were asked for,
-    /// corrected for the part of the noise that the image explains.
+    /// Standard deviation of the frames' noise: the median frame's misfit, and, when standard deviations were
+    /// requested, corrected for the part of the noise that the image explains.
     double noise = 0.0;
     double smoothness = 0.0;  ///< weight of the prior that was used
     /// Root mean square error of predicting pixels of frames other than the reference that were withheld, by the image and

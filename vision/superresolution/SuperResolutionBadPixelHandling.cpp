@@ -36,8 +36,8 @@ bool isRefillable(float value) {
     return bits == CODE_OVER_RANGE || bits == CODE_UNDER_RANGE || bits == CODE_BAD_PIXEL;
 }
 
-// Bad pixels are rare. The three scans below let whole rows without any pass at the speed of memory; they may
-// only err towards looking closer.
+// Bad pixels are rare. The three scans below pass rows without any at the speed of memory; an error may only
+// cause a closer look.
 
 /// True for the codes, and for one denormal value between them.
 bool maybeCode(float value) {
@@ -103,7 +103,7 @@ void writeBlock(cv::Mat_<float>& image, float X, float Y, std::uint32_t code) {
     }
 }
 
-/// What stands for a defect that its neighbours cannot replace.
+/// The value of a defect that its neighbours cannot replace.
 float fallbackFor(unsigned char defectClass, float frameMin, float frameMax) {
     switch (defectClass) {
         case kOverRangeCode:
@@ -229,15 +229,15 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
     return result;
 }
 
-/// The newest defect map, for a frame of this size. A full history rolls: the oldest map gives up its memory
-/// to the newest, unless a copy of this object still shows it.
+/// The newest defect map, for a frame of this size. A full history rolls: the newest map takes over the memory
+/// of the oldest, unless a copy of this object still refers to it.
 cv::Mat& SuperResolutionBadPixelHandling::openDefectMap(int rows, int cols) {
     if (defectMaps_.size() < std::max(maxDefectMaps_, 1U)) {
         defectMaps_.emplace_back();
     } else {
         std::rotate(defectMaps_.begin(), defectMaps_.begin() + 1, defectMaps_.end());
     }
-    // A map that finds no memory holds its place in the history all the same, as an empty one.
+    // When there is no memory for a map, an empty one keeps its place in the history.
     cv::Mat& newest = defectMaps_.back();
     if (newest.size() != cv::Size(cols, rows) || isShared(newest)) {
         newest.release();

@@ -77,9 +77,9 @@ class ORAVO_EXPORT SuperResolutionBadPixelHandling {
     void maskBadPixel(cv::Mat_<float>& image, const std::vector<cv::Point_<float>>& shifts);
 
     /// Refills every pixel of the enlarged image that carries CODE_OVER_RANGE, CODE_UNDER_RANGE or
-    /// CODE_BAD_PIXEL with the mean of the stored frames' samples at half its position plus the frame's
-    /// shift, truncated, leaving out samples that were bad on intake. A pixel that no frame vouches for keeps
-    /// its code.
+    /// CODE_BAD_PIXEL with the mean of the stored frames' samples at half its position plus the frame's shift,
+    /// truncated, leaving out samples that were bad on intake. A pixel without a valid sample in any frame
+    /// keeps its code.
     /// @param frames  the stored frames after their repair, in the order of the maps
     /// Throws oravo::Exception when no map is stored, fewer frames or shifts come than there are maps, or
     /// frames and maps are not all of one size.

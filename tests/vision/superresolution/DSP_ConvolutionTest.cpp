@@ -19,7 +19,7 @@ using Wide = std::int64_t;
 
 constexpr signed char kMaskValues[] = {0, 1, 1, -1, 1, 127, -128};
 
-/// Values without room behind them: memory checkers see every access beyond the last one.
+/// Values in exactly allocated memory: memory checkers see every access beyond the last one.
 template <class T>
 struct Exact {
     std::size_t size;
@@ -190,7 +190,7 @@ TYPED_TEST(DspConvolution, SpreadsByItsDefinitionAndShowsItsCoefficients) {
 
 TYPED_TEST(DspConvolution, AgreesWithExactConvolutionUpToItsRounding) {
     // P - R lies between -1 - s and s, s = sum |sample| / 2^15, while no sum wraps: 9 2^15 7000 is below 2^31,
-    // 9 (1800^2 / 2^15) 35 below 2^15. All in units of 2^-30, in which R is a whole number.
+    // 9 (1800^2 / 2^15) 35 below 2^15. All in units of 2^-30, in which R is an integer.
     using T = TypeParam;
     constexpr bool kShort = sizeof(T) == 2;
     constexpr T kTap = kShort ? 1800 : 32767, kSample = kShort ? 35 : 7000;

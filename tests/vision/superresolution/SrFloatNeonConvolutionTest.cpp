@@ -12,7 +12,7 @@
 namespace oravo::test {
 namespace {
 
-/// Floats without room behind them: memory checkers see every access beyond the last one.
+/// Floats in exactly allocated memory: memory checkers see every access beyond the last one.
 struct Exact {
     std::unique_ptr<float[]> data;
     explicit Exact(const std::vector<float>& values) : data(new float[values.size()]) {

@@ -78,7 +78,7 @@ TEST(SuperResolutionBadPixelHandling, RepairsFromNeighboursOrFallsBack) {
         {"too warm, two left", {{2, 2, 6000.0f}, {2, 3, kOver}, {3, 2, kOver}}, rampMax, -2},
         {"too cold, two left", {{2, 2, -275.0f}, {2, 3, kOver}, {3, 2, kOver}}, rampMin, -2},
         {"bounds are valid", {{2, 2, 5000.0f}, {4, 5, -274.0f}}, 5000.0f, 0},
-        // In scan order a repaired neighbour counts with its new value: (2, 2) became 0 for want of (2, 3).
+        // In scan order a repaired neighbour counts with its new value: (2, 2) became 0 because (2, 3) is missing.
         {"after a repaired neighbour",
          {{2, 3, kBad}, {2, 2, kBad}},
          (0.0f + 25.0f + 14.0f + 34.0f) / 4.0f,
@@ -200,8 +200,8 @@ TEST(SuperResolutionBadPixelHandling, HistoryRollsWithTheFrames) {
             EXPECT_EQ(marked, near) << i << ' ' << k;
         }
     }
-    // Samples come from the frames whose map is clean there; a pixel that no frame vouches for keeps its
-    // code.
+    // Samples come from the frames whose map is clean there; a pixel without a valid sample in any frame keeps
+    // its code.
     const std::vector<Image> newest = {frames[2], frames[3]};
     Image image(16, 16, 1.0f);
     image(0, 0) = kBad;

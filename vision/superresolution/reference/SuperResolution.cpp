@@ -47,7 +47,7 @@ class RegistrationOnSpectra {
     void getCompleteShifts(std::vector<PointF>& shifts) const { engine_->getCompleteShifts(shifts); }
     void clear() { spectra_.clear(); }
 
-    /// Whether the newest spectrum holds plus infinity. Minus infinity is let through, as it always has been.
+    /// Whether the newest spectrum holds plus infinity. Minus infinity passes, a quirk that is kept.
     bool reachesInfinity() const {
         constexpr float kInfinity = std::numeric_limits<float>::infinity();
         const auto& newest = spectra_.newest();
@@ -83,9 +83,9 @@ void store(float value, float& out) {
     out = value;
 }
 
-/// Truncated toward zero to 32 bits, of which the lowest 16 are kept: beyond the range of a short, values
-/// wrap around. What no 32-bit integer holds becomes 0, the low bits of the integer that stands for it on
-/// x86.
+/// Truncated toward zero to 32 bits, of which the lowest 16 are kept: beyond the range of a short, values wrap
+/// around. What no 32-bit integer holds becomes 0, as on x86: the low bits of the integer that the conversion
+/// yields there.
 void store(float value, short& out) {
     constexpr float kLimit = 2147483648.0f;
     const bool fits = value >= -kLimit && value < kLimit;
@@ -173,7 +173,7 @@ float SuperResolution::processFrame2(const short* nuc, float* out) {
         raise(ErrorKind::notReady, kNotCalibrated,
               {kSource, __LINE__, "oravo::vision::SuperResolution::processFrame2"});
     }
-    // The header only reads, but a matrix cannot say so.
+    // The matrix is only read, which cv::Mat_ cannot express.
     NucToRad(cv::Mat_<short>(s.input.height, s.input.width, const_cast<short*>(nuc)));
     loadFrame(s.radiometricFrame.ptr<float>());
     return computeSR(out);

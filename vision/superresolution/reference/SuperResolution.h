@@ -41,8 +41,8 @@ class ORAVO_EXPORT SuperResolution {
     /// @param F    enlargement, at least 1; built for 2. Other integers give true images as well; with a fraction
     ///             columns are sampled at a step of trunc(F) and rows drift sideways, so that the image is
     ///             sheared
-    /// Throws the C string "Invalid reference index specified." for an N below 1, and oravo::Exception for a
-    /// size or factor that cannot be.
+    /// Throws the C string "Invalid reference index specified." for an N below 1, and oravo::Exception for an
+    /// invalid size or factor.
     SuperResolution(int W, int H, int N, float F);
     SuperResolution(const SuperResolution&) = delete;
     SuperResolution& operator=(const SuperResolution&) = default;  ///< shares engines and images, see above
@@ -73,17 +73,17 @@ class ORAVO_EXPORT SuperResolution {
     template <class T>
     float computeSR(T* out);
 
-    /// Whether maximum less minimum of a frame is at least 2. Callers ask for themselves; no operation of the
-    /// class does.
+    /// Whether maximum less minimum of a frame is at least 2. A test for callers; no operation of the class
+    /// makes it.
     template <class T>
     bool checkImageStructureQuality(const cv::Mat_<T>& frame);
 
     /// Calibrates every pixel on two frames of counts with known radiometric values: radiometric = gain nuc +
-    /// offset through both points. Where the two counts are equal there is no line, and where gain or offset
-    /// lies outside (-1000, 1000) it is not believed: such a gain or offset is replaced by the mean of those
-    /// of its left, right, upper and lower neighbours that lie inside, in scan order, replaced ones included.
-    /// Without any such neighbour it becomes NaN, and stays so.
-    /// Throws oravo::Exception, naming the sizes, when the four images are not of one size.
+    /// offset through both points. Where the two counts are equal there is no line, and a gain or offset
+    /// outside (-1000, 1000) is not plausible: either is replaced by the mean of those of its left, right,
+    /// upper and lower neighbours that lie inside, in scan order, replaced ones included. Without any such
+    /// neighbour it becomes NaN, and stays so. Throws oravo::Exception, naming the sizes, when the four images
+    /// are not of one size.
     void setNucToRad(const cv::Mat_<short>& nuc1, const cv::Mat_<float>& rad1, const cv::Mat_<short>& nuc2,
                      const cv::Mat_<float>& rad2);
 

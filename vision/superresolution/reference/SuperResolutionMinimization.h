@@ -28,7 +28,7 @@ class ORAVO_EXPORT SuperResolutionMinimization {
     /// @param lw,lh      size of a frame
     /// @param maxFrames  the most frames that one call of minimize may bring
     /// @param f          super-resolution factor, at least 1
-    /// Throws oravo::Exception, naming the value, for sizes that cannot be.
+    /// Throws oravo::Exception, naming the value, for invalid sizes.
     SuperResolutionMinimization(int lw, int lh, int maxFrames, float f);
 
     /// Reconstructs the enlarged image.

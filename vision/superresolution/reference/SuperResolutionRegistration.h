@@ -46,8 +46,8 @@ class ORAVO_EXPORT SuperResolutionRegistration {
     int doRegistration(int count, int ref, float* const* frames, const std::complex<float>* const* spectra,
                        PointF* shifts, char** masks, float** shiftedFrames);
 
-    /// Copies the whole shifts of the last run, one per frame; empty before the first. A run with fewer
-    /// frames than one before it leaves the shifts of the others behind its own.
+    /// Copies the whole shifts of the last run, one per frame; empty before the first. After a run of fewer
+    /// frames than an earlier one, the shifts of the earlier one follow.
     void getCompleteShifts(std::vector<PointF>& out) const;
 
     /// The transform that belongs to the frames' size; its scratch memory is the object's own.

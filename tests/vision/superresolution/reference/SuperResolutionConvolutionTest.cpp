@@ -37,7 +37,7 @@ TEST(SuperResolutionConvolution, RowsFollowTheFactor) {
             const auto actual = bothOperators(twin, fast);
             EXPECT_EQ(actual, bothOperators(twin, twin));
             SrFloatConvolution fixedRows(twin.W, twin.H, taps, taps, f);
-            // Less than two rows of samples cannot tell.
+            // Fewer than two rows of samples show no difference.
             if (twin.lowHeight() > 1 && twin.lowWidth() > 1) {
                 EXPECT_EQ(actual == bothOperators(twin, fixedRows), f == 2.0f);
             }

@@ -71,7 +71,7 @@ TEST(SuperResolutionMinimization, HasTheBitsOfItsTwin) {
     }
 }
 
-/// Whole numbers, symmetric about 100: every sum of the normalisation is exact in single precision too.
+/// Integers, symmetric about 100: every sum of the normalisation is exact in single precision too.
 std::vector<Image> wholeBurst(cv::Size size) {
     std::vector<Image> burst = randomBurst(size);
     for (Image& frame : burst) {

@@ -78,7 +78,7 @@ TEST(SuperResolution, AssignmentSharesTheEngines) {
     SuperResolution assigned(8, 8, 1, 2.0f);
     assigned = pipeline;
     assigned.setWeightTV(50.0f);
-    EXPECT_EQ(pipeline.getWeightTV(), 50.0f);  // one solver behind both
+    EXPECT_EQ(pipeline.getWeightTV(), 50.0f);  // both use one solver
 }
 
 TEST(SuperResolution, RunsOnFloatsAsTheFloatPipelineDoes) {

@@ -14,8 +14,8 @@ constexpr int kPositionColumn = 0;
 constexpr int kFirstReplacementColumn = 2;
 constexpr int kReplacements = 4;
 
-/// Whether a matrix may be addressed by rows and columns of this type (cv::Mat_ does not hold its promise
-/// when it was assigned to through a cv::Mat&).
+/// Whether a matrix may be addressed by rows and columns of this type (cv::Mat_ does not keep its type when it
+/// is assigned to through a cv::Mat&).
 inline bool isPlane(const cv::Mat& matrix, int type) {
     return matrix.type() == type && matrix.dims <= 2;
 }

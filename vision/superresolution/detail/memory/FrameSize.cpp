@@ -36,7 +36,7 @@ FrameSize enlarged(FrameSize size, float factor, const CodeLocation& where) {
     const float width = static_cast<float>(size.width) * factor;
     const float height = static_cast<float>(size.height) * factor;
     constexpr float kMost = static_cast<float>(std::numeric_limits<int>::max());
-    // Single precision rounds sides above 2^24, and might then promise more columns than there are.
+    // Single precision rounds sides above 2^24, perhaps to more columns than there are.
     const auto rounded = [](int side) { return static_cast<double>(static_cast<float>(side)) != side; };
     if (width >= kMost || height >= kMost || width * height >= kMost || rounded(size.width) ||
         rounded(size.height)) {

@@ -18,14 +18,15 @@ struct FrameSize {
     }
 };
 
-/// The size (width, height), or an Exception that names it when a side is negative or the count overflows.
+/// The size (width, height); throws an Exception that names it when a side is negative or the number of pixels
+/// overflows.
 FrameSize checkedSize(long long width, long long height, const CodeLocation& where);
 
-/// The factor itself, or an Exception that names it when it is not a number from 1 to 32768.
+/// The factor itself; throws an Exception that names it when it is not a number from 1 to 32768.
 float checkedFactor(float factor, const CodeLocation& where);
 
-/// The size enlarged by a factor: each side computed in single precision and truncated. An Exception that names
-/// both when the result's count overflows, or a side is no number of single precision.
+/// The size enlarged by a factor: each side computed in single precision and truncated. Throws an Exception
+/// that names both when the number of pixels overflows, or a side is not exact in single precision.
 FrameSize enlarged(FrameSize size, float factor, const CodeLocation& where);
 
 }  // namespace oravo::vision::detail

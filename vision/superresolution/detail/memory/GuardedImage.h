@@ -8,8 +8,8 @@
 
 namespace oravo::vision::detail {
 
-/// A dense image between two stretches of zeros, each more than a row long: a 3 x 3 neighbourhood may be read
-/// around every pixel, and what lies beyond the image's first or last pixel adds nothing to a sum.
+/// A dense image between two runs of zeros, each more than a row long: a 3 x 3 neighbourhood may be read around
+/// every pixel, and pixels before the first or after the last one add nothing to a sum.
 class GuardedImage {
   public:
     explicit GuardedImage(FrameSize size)

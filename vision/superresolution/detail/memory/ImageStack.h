@@ -18,7 +18,7 @@ std::vector<Buffer<T>> makeImages(int count, FrameSize size) {
     return images;
 }
 
-/// Images of one size that are handed on as an array of pointers.
+/// Images of one size that are passed as an array of pointers.
 template <class T>
 class ImageStack {
   public:

@@ -29,7 +29,7 @@ void* alignedUp(void* memory, std::size_t alignment) {
     return static_cast<char*>(memory) + (alignment - address % alignment) % alignment;
 }
 
-// A handle's own allocation may fail too; it then gives back the memory like any last handle.
+// The allocation of the handle itself may fail as well; the memory is then freed as by any last handle.
 std::shared_ptr<void> fromHeap(std::size_t bytes) {
     void* memory = std::calloc(bytes + kAlignment, 1);
     if (memory == nullptr) {
@@ -64,8 +64,8 @@ std::shared_ptr<void> fromSystem(std::size_t bytes) {
 #ifdef ORAVO_EXACT_MEMORY
 constexpr std::size_t kLargestExact = std::size_t{64} << 20;  // beyond, the sanitizer's own records take long
 
-/// Memory that ends where it says, each block by itself: room for alignment would hide a step beyond the end, and memory
-/// that does not come from the allocator a leak.
+/// Memory that ends where it says, each block by itself: space for alignment would hide an access beyond the
+/// end, and memory from outside the allocator would hide a leak.
 std::shared_ptr<void> ofExactSize(std::size_t bytes) {
     void* memory = std::calloc(bytes, 1);
     if (memory == nullptr) {

@@ -9,7 +9,7 @@ enum class InstructionSet { baseline, avx2, avx512 };
 /// Whether this machine can run a level.
 bool machineHas(InstructionSet set);
 
-/// The level this process works at, settled when it is first asked for: the widest that the machine has, or
+/// The level this process works at, decided by the first call: the widest that the machine has, or
 /// the one that the environment variable ORAVO_SIMD names (baseline, avx2, avx512) if the machine has it.
 InstructionSet instructionSet();
 

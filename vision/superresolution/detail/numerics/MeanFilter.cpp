@@ -8,8 +8,8 @@
 namespace oravo::vision::detail {
 namespace {
 
-/// The window's part inside a line of n pixels, seen from position i. Full windows are averaged by a factor
-/// computed once, cut ones by a division; images smaller than the window have only cut ones.
+/// The part of the window around position i that lies inside a line of n pixels. Full windows are averaged by a
+/// factor computed once, cut ones by a division; images smaller than the window have only cut ones.
 struct Window {
     int radius;
     int n;
@@ -22,8 +22,8 @@ struct Window {
     }
 };
 
-/// Filters Rows neighbouring rows at once: a running sum is one long chain of additions, and several chains
-/// side by side keep the processor busy.
+/// Filters Rows neighbouring rows at once: a running sum is one long chain of dependent additions, and several
+/// chains at a time keep the processor busy.
 template <int Rows>
 void filterRows(const ImageView<const float>& source, int y, const Window& window, float fullFactor,
                 float* target) {

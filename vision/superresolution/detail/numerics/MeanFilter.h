@@ -5,7 +5,7 @@
 
 namespace oravo::vision::detail {
 
-/// A row-major image of floats whose rows lie `stride` elements apart.
+/// A row-major image of floats whose rows begin `stride` elements apart.
 template <class T>
 struct ImageView {
     T* data = nullptr;

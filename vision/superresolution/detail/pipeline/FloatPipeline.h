@@ -19,8 +19,8 @@ class SuperResolutionBadPixelHandling;
 
 namespace detail {
 
-/// A frame whose rows follow each other: the image itself, or a copy where it is a region of a larger matrix. An
-/// Exception that names both sizes when the image is not of the size of the pipeline's frames.
+/// The image in contiguous memory: itself, or a copy where it is a region of a larger matrix. Throws an
+/// Exception that names both sizes when it does not have the size of the pipeline's frames.
 inline cv::Mat_<float> denseFrame(const cv::Mat_<float>& image, FrameSize size, const CodeLocation& where) {
     if (image.cols != size.width || image.rows != size.height) {
         raise(ErrorKind::badArgument,

@@ -3,8 +3,8 @@
 
 namespace oravo::vision::detail {
 
-// The checks that all pipelines make before they store a parameter. Each throws a C string and otherwise
-// hands the value back. They reject only when their comparison holds, so a NaN passes.
+// The checks that all pipelines make before they store a parameter. Each throws a C string or returns the
+// value. They reject only when their comparison holds, so a NaN passes.
 
 inline int checkedReferenceIndex(int index, int windowSize) {
     if (index < 0 || index >= windowSize) throw "Invalid reference index specified.";
@@ -26,7 +26,7 @@ inline float checkedRegError(float error) {
     return error;
 }
 
-/// Shares the text of the total-variation weight: hosts know the two by one message.
+/// Shares the text of the total-variation weight: hosts expect one message for both.
 inline float checkedRelativeResidue(float residue) {
     if (static_cast<double>(residue) < 1e-6) throw "Invalid total-variation term weight specified.";
     return residue;

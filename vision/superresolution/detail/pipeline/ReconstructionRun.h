@@ -15,8 +15,8 @@
 namespace oravo::vision::detail {
 
 /// Repairs the newest frame of a window, then has it prepared for registration. When the repair throws, the
-/// frame holds its place in the window all the same, so what is prepared of it must hold its own: it is
-/// prepared before the exception goes on.
+/// frame keeps its place in the window, so it has to be prepared all the same before the exception is passed
+/// on.
 /// @return 0, or the repair's negative result
 template <class Prepare>
 int repairAndPrepare(SuperResolutionBadPixelHandling& badPixelHandling, FrameSize size, float* newest,
@@ -34,7 +34,7 @@ int repairAndPrepare(SuperResolutionBadPixelHandling& badPixelHandling, FrameSiz
 }
 
 /// The run that every pipeline makes over its window: register, assess, reconstruct, refill defects, report;
-/// and the images that it writes. They belong to window positions and are written anew by every run.
+/// and the images that it writes. They belong to window positions, and every run overwrites them.
 ///
 /// Point is the type of a shift, a pair of floats x, y; Mask the type of a mask's element.
 template <class Point, class Mask>
@@ -63,7 +63,7 @@ class ReconstructionRun {
     /// @param frames            of the window, set beforehand, oldest first
     /// @param registration      its doRegistration takes (count, reference, frames, shifts, masks,
     ///                          shiftedFrames)
-    /// @param badPixelHandling  refills the defects it knows of; null leaves the image as reconstructed
+    /// @param badPixelHandling  refills the defects that it has recorded; null leaves the image as reconstructed
     /// @param deliver           called with the finished image in place
     /// @return the resolution gain, or the negative status of the pipelines' computeSR
     template <class Registration, class Minimization, class Deliver>
@@ -139,7 +139,7 @@ class ReconstructionRun {
     FrameSize input_;
     FrameSize output_;
 
-    // Filled anew by every run; kept so that a run allocates nothing.
+    // Refilled by every run; members so that a run allocates nothing.
     std::vector<Point> completeShifts_;
     std::vector<cv::Point_<float>> refillShifts_;
     std::vector<cv::Mat_<float>> frameImages_;

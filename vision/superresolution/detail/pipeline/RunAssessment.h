@@ -21,9 +21,9 @@ inline int maxCoverageOf(float srFactor) {
     return static_cast<int>(srFactor * srFactor + 1.0f);
 }
 
-/// That number as the first run of its kind in the process settles it for all pipelines of that kind, whatever
-/// their factors: hosts compare gains of different pipelines on one scale. It stands here, not in the exported
-/// runs, so that the library does not export the variable.
+/// That number for all pipelines of a Kind, whatever their factors: the first run in the process decides it,
+/// since hosts compare the gains of different pipelines. It is defined here, not in the exported classes, so
+/// that the library does not export the variable.
 template <class Kind>
 int sharedMaxCoverage(float srFactor) {
     static const int maxCoverage = maxCoverageOf(srFactor);
@@ -58,7 +58,7 @@ int motionAndCoverageStatus(FrameSize size, int frameCount, const Point* complet
 }
 
 /// An estimate of the resolution gain achieved: 1 plus a quarter of the mean number of frames, beyond the
-/// first, that vouch for a pixel. The quarter stands for the 2 x 2 pixels of an enlargement by 2, whatever
+/// first, that are valid at a pixel. The quarter stands for the 2 x 2 pixels of an enlargement by 2, whatever
 /// the factor.
 template <class Mask>
 float resolutionGain(FrameSize size, int frameCount, Mask* const* masks, int maxCoverage) {

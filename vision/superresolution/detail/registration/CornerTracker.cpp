@@ -41,7 +41,7 @@ float registrationBlurSigma(int radius) {
 }
 
 CornerTracker::CornerTracker(FrameSize size, int slots)
-    // The search for corners works on some ten images of floats, and what lies between them leaves gaps.
+    // The search for corners works on some ten images of floats; blocks between them leave gaps in the heap.
     : freedMemory_(kTemporaryImages * size.elements() * sizeof(float)),
       size_(size),
       window_(std::vector<PreparedFrame>(static_cast<std::size_t>(slots))) {
@@ -63,7 +63,7 @@ void CornerTracker::prepareFrame(const float* frame) {
     try {
         prepare(frame, slot);
     } catch (...) {
-        slot.pyramid.clear();  // rather than one of an older frame
+        slot.pyramid.clear();  // or an older frame's pyramid would remain
         throw;
     }
 }

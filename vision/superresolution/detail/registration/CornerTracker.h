@@ -27,8 +27,8 @@ class CornerTracker {
 
     int blurRadius = defaults::kBlurRadius;
 
-    /// Prepares a frame (dense, not kept) and gives it the newest slot. When that throws, the frame keeps the
-    /// slot, and cannot be registered.
+    /// Prepares a frame (dense, not kept) in the newest slot. When that throws, the slot stays occupied, but
+    /// the frame cannot be registered.
     void prepareFrame(const float* frame);
     int preparedCount() const { return window_.count(); }
     const cv::Mat_<float>& blurred(int slot) const { return window_[slot].blurred; }
@@ -57,8 +57,8 @@ class CornerTracker {
     SlidingWindow<PreparedFrame> window_;
     std::vector<cv::Point_<float>> refCorners_;
 
-    // Intensity range of the 8-bit conversion. It lasts until a frame leaves it, and then follows that frame
-    // alone; pyramids built before keep the range of their time.
+    // Intensity range of the 8-bit conversion. It stays until a frame exceeds it, and then becomes that frame's
+    // range; older pyramids keep the range that they were built with.
     float rangeMin_ = FLT_MAX;
     float rangeMax_ = -FLT_MAX;
     float rangeScale_ = 0.0f;

@@ -12,8 +12,8 @@
 
 namespace oravo::vision::detail {
 
-/// The nearest whole pixel, halves upward. Values that no int holds, NaN among them, come back as an extreme
-/// that lies outside every frame.
+/// The nearest whole pixel, halves upward. For values that no int holds, NaN among them, the result lies
+/// outside every frame.
 inline int roundToWhole(float shift) {
     constexpr double kExtreme = 1 << 30;
     const double rounded = std::floor(static_cast<double>(shift + 0.5f));
@@ -60,8 +60,9 @@ void shiftFrame(FrameSize size, const float* source, Point& shift, float* target
     shift.y -= static_cast<float>(iy);
 }
 
-/// Which frames a refusal hands on where they are: the float families copy all frames before they move any,
-/// the reference family takes one frame after the other, so that those after a refused one stay untouched.
+/// Which frames are copied unmoved when a frame is refused: the float families copy all frames before they move
+/// any; the reference family takes one frame after the other, so that those after the refused one stay
+/// untouched.
 enum class Unmoved { refusedOnly, refusedAndLater };
 
 /// What every registration does with its estimates: notes the complete shifts, refuses a frame displaced by

@@ -14,13 +14,13 @@ float squaredMagnitude(Bin z) {
     return z.real() * z.real() + z.imag() * z.imag();
 }
 
-/// z conj(w), written out: the complex product of the standard library also sees to infinities.
+/// z conj(w), written out: the complex product of the standard library also handles infinities, which takes time.
 Bin timesConjugate(Bin z, Bin w) {
     return {z.real() * w.real() + z.imag() * w.imag(), z.imag() * w.real() - z.real() * w.imag()};
 }
 
-/// Whether a spectrum shows one value only. Single precision leaves noise beside the mean of a constant frame:
-/// 9e-8 of it at most, over sizes of every kind of factors; structure has more energy than that, even where
+/// Whether a spectrum shows one value only. Rounding leaves noise in the other bins of a constant frame, at
+/// most 9e-8 of its mean for sizes with factors of every kind; structure has more energy than that, even where
 /// each of its bins is weaker.
 bool isConstant(const Bin* spectrum, std::size_t n) {
     constexpr double kRounding = 2.0 * std::numeric_limits<float>::epsilon();

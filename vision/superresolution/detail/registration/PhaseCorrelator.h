@@ -39,7 +39,7 @@ class PhaseCorrelator {
     ///
     /// A bin without magnitude in either spectrum, or with one beyond single precision, has no phase and is left
     /// out. Without any phase the shift is (0, 0); so it is when a spectrum holds a NaN, and when one of the two
-    /// frames is constant, whose bins beside the mean are rounding.
+    /// frames is constant, whose bins other than the mean are rounding errors.
     cv::Point_<int> shift(const Bin* reference, const Bin* frame);
 
   private:

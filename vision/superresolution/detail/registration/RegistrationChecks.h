@@ -7,7 +7,7 @@
 
 namespace oravo::vision::detail {
 
-/// The number of slots itself, or an Exception that names it when it is below 1.
+/// The number of slots itself; throws an Exception that names it when it is below 1.
 inline int checkedFrameCount(int frameCount, const CodeLocation& where) {
     if (frameCount < 1)
         raise(ErrorKind::badArgument,

@@ -41,7 +41,7 @@ class SpectrumWindow {
     }
 
     SlidingWindow<Spectrum> window_;
-    std::vector<const Bin*> pointers_;  // filled anew by every run; kept so that a run allocates nothing
+    std::vector<const Bin*> pointers_;  // refilled by every run; a member so that a run allocates nothing
 };
 
 }  // namespace oravo::vision::detail

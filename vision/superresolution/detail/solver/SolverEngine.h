@@ -4,7 +4,7 @@
 namespace oravo::vision::detail {
 
 /// The linear algebra under the solver: holds right-hand side b, estimate x, residual r and search direction
-/// d in whatever layout suits it, and applies the operator A = L + sum_k H_k^T M_k H_k to them. Scalar is the
+/// d in a layout of its choice, and applies the operator A = L + sum_k H_k^T M_k H_k to them. Scalar is the
 /// precision of sums.
 template <class Mask, class Scalar>
 class SolverEngine {

@@ -35,8 +35,9 @@ struct SweepPlan {
     float* factors = nullptr;        ///< a low-resolution row, for one row of a mask
 };
 
-/// The frozen total-variation weights; see TotalVariation. The four links of a row lie beside each other, so that they are
-/// one stream of memory. The diagonal is summed anew where it is needed, which is cheaper than reading it.
+/// The frozen total-variation weights; see TotalVariation. The four links of a row lie beside each other, so
+/// that they are one stream of memory. The diagonal is summed anew where it is needed, which is cheaper than
+/// reading it from memory.
 struct SplitLinks {
     float* memory =
         nullptr;  ///< rows -1 .. rows() - 1, each of 4 `stride`: east, south, south-east, south-west

@@ -23,14 +23,14 @@ struct SparseGrid {
     std::ptrdiff_t rowPitch = 0;
 };
 
-/// The grid for a W x H image without extension, kw x kh taps and a factor, all but its rowPitch, which the
-/// families of operators lay down. Throws oravo::Exception, naming the value, for sizes that cannot be.
+/// The grid for a W x H image without extension, kw x kh taps and a factor, except for rowPitch, which each
+/// family of operators sets. Throws oravo::Exception, naming the value, for invalid sizes.
 SparseGrid checkedSparseGrid(int W, int H, int kw, int kh, float factor, const CodeLocation& where);
 
 /// The same with the row step of the float and vector families, which is 2 and does not follow the factor.
 SparseGrid fixedRowGrid(int W, int H, int kw, int kh, float factor, const CodeLocation& where);
 
-/// A mask element as the factor it stands for. Plain char is unsigned on some targets; masks are signed.
+/// A mask element as a factor. Masks are signed, and plain char is unsigned on some targets.
 inline float maskWeight(char mask) {
     return static_cast<float>(static_cast<signed char>(mask));
 }

@@ -14,9 +14,9 @@ namespace oravo::vision::detail {
 ///
 ///   row y:  [ even columns, lowWidth + 3 | zeros | odd columns, lowWidth + 2 | zeros ]
 ///
-/// Both halves are as long, a multiple of kBlock with at least one zero after the columns, and loops run over whole
-/// halves. A row of zeros lies above and below the image. So a pixel's eight neighbours can be read without asking where
-/// it lies.
+/// Both halves have the same length, a multiple of kBlock with at least one zero after the columns, and loops
+/// run over whole halves. A row of zeros lies above and below the image, so that the eight neighbours of every
+/// pixel can be read.
 struct SplitLayout {
     static constexpr int kBlock = 16;  ///< floats; the widest vector of any machine
 

@@ -35,7 +35,7 @@ void TotalVariation::freeze(const float* x, float negativeInverseWeight, float e
     float* south = south_.data();
     float* southWest = southWest_.data();
     float* southEast = southEast_.data();
-    // Every pixel alike: links across a row end, and into the guard below, are cut afterwards.
+    // All pixels are treated alike: links across a row end, and into the guard below, are set to 0 afterwards.
     for (std::ptrdiff_t i = 0; i < n; ++i) {
         east[i] = weight.straight(x[i + 1] - x[i]);
         south[i] = weight.straight(x[i + width] - x[i]);

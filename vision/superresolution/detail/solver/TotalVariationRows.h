@@ -4,8 +4,8 @@
 #include "vision/superresolution/detail/solver/SolverKernels.h"
 #include "vision/superresolution/detail/solver/SplitRows.h"
 
-// The total-variation term of the operator, row by row. A part of SolverKernels.cpp, and so compiled once per instruction set: only
-// that source may include it.
+// The total-variation term of the operator, row by row. A part of SolverKernels.cpp, and so compiled once per
+// instruction set: only that source may include it.
 
 namespace oravo::vision::detail {
 namespace {

@@ -24,15 +24,15 @@ namespace oravo::vision::detail {
 /// point-spread function and sampled, with a mask M_k of its usable pixels. The estimate minimises
 ///   1/2 sum_k || M_k (H_k x - y_k) ||^2  +  TV(x) / weight,
 /// by solving (L + sum_k H_k^T M_k H_k) x = sum_k H_k^T M_k y_k with L the total-variation operator,
-/// linearised anew (lagged diffusivity) whenever conjugate gradients have converged for the last one.
+/// linearised again (lagged diffusivity) whenever conjugate gradients have converged.
 ///
-/// A Family settles what the engines differ in:
+/// A Family states what the engines differ in:
 ///   Point        a shift with members x, y, in low-resolution pixels
 ///   Mask         element type of a mask
 ///   Convolution  the operator pair H, H^T M
 ///   Sums         precision of sums: Scalar, sum, dot, squaredDeviations
 ///   kFirstPixel  TotalVariation::FirstPixel
-///   makeEngine   the engine for (low, maxFrames, factor), null where DenseEngine is to serve
+///   makeEngine   the engine for (low, maxFrames, factor), null for a DenseEngine
 ///   kMinimize    qualified name of minimize, for error locations
 template <class Family>
 class TotalVariationSolver {

@@ -24,7 +24,7 @@ struct BlockMemory {
     double* scratch;  ///< FftPlan::scratchSize(kLanes)
 };
 
-/// All passes over a block that is laid down in the plan's order.
+/// All passes over a block whose elements are in the plan's order.
 template <int Lanes, bool Forward>
 void transform(const FftPlan& plan, float* block, double* scratch);
 
@@ -33,7 +33,7 @@ void transform(const FftPlan& plan, float* block, double* scratch);
 template <int Lanes>
 void untangle(const RealFftPlan& plan, float* block);
 
-/// The reverse for a backward transform, times 2: takes bins in natural order, lays pairs down in the plan's
+/// The reverse for a backward transform, times 2: takes bins in natural order, writes pairs in the plan's
 /// order.
 template <int Lanes>
 void tangle(const RealFftPlan& plan, const float* bins, float* block);
@@ -41,7 +41,7 @@ void tangle(const RealFftPlan& plan, const float* bins, float* block);
 /// Transforms the rows of an image; `pitch` complex values from row to row of the spectrum.
 void forwardRows(const RealFftPlan& plan, int rows, const float* image, std::complex<float>* spectrum,
                  const BlockMemory& memory);
-/// The reverse; imaginary parts of bins 0 and n / 2 are not looked at.
+/// The reverse; imaginary parts of bins 0 and n / 2 are ignored.
 void backwardRows(const RealFftPlan& plan, int rows, const std::complex<float>* spectrum, float* image,
                   const BlockMemory& memory);
 

@@ -9,7 +9,7 @@
 namespace oravo::vision::detail {
 namespace {
 
-/// Beyond it, single precision no longer tells one pixel's distance from the next one's.
+/// Beyond it, single precision no longer distinguishes the distances of neighbouring pixels.
 constexpr int kLargestRadius = 1 << 24;
 
 /// Calls add(position, value) for every tap of a kernel centred at position 0 of a circle.

@@ -34,7 +34,7 @@ class GaussianFilter {
     /// Replaces the pixels within `radius` of the border of a circular blur by the mean of the source over
     /// the part of their window that lies inside the image, weighted by the taps; other pixels stay.
     ///
-    /// The zone is blurred anew from the source, vertically and then horizontally, and divided by the weight
+    /// The zone is blurred again from the source, vertically and then horizontally, and divided by the weight
     /// inside. In exact arithmetic this equals subtracting what wrapped around from the circular blur, but
     /// suffers no cancellation, works on images smaller than the window, and costs no more.
     void repairBorder(const float* source, float* blurred, int radius, const float* taps,

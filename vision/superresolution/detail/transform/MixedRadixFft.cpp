@@ -50,8 +50,8 @@ std::size_t asSize(int n) {
 
 std::complex<double> rootOfUnity(long long k, long long n) {
     constexpr double kPi = 3.14159265358979323846;
-    // Folded into the first eighth of the circle in whole numbers: axes come out exact, mirrored points
-    // mirror.
+    // Folded into the first eighth of the circle in integers: points on the axes are exact, and mirrored points
+    // are mirror images.
     long long eighths = 8 * (k % n);
     const bool lowerHalf = eighths > 4 * n;
     if (lowerHalf) eighths = 8 * n - eighths;

@@ -38,8 +38,8 @@ struct FftPass {
     const double* roots;
 };
 
-/// The point at angle 2 pi k / n on the unit circle, by a series of plain double arithmetic: each part within
-/// 2^-52, and the same on every machine, which the sine of a mathematics library is not.
+/// The point at angle 2 pi k / n on the unit circle, by a series in plain double arithmetic: each part within
+/// 2^-52, and the same on every machine, unlike the sine of a mathematics library.
 std::complex<double> rootOfUnity(long long k, long long n);
 
 /// The tables of a transform length. Copies share them.

@@ -54,7 +54,7 @@ TEST(PhaseCorrelator, FramesWithoutPhaseStayWhereTheyAre) {
 }
 
 TEST(PhaseCorrelator, ConstantFramesHaveNoShiftAtAnySize) {
-    // What single precision leaves beside the mean of a constant frame has phases, too.
+    // The rounding errors in the other bins of a constant frame have phases, too.
     for (const cv::Size size :
          {cv::Size(160, 120), {320, 240}, {336, 252}, {640, 480}, {98, 120}, {26, 61}}) {
         const Image scene = randomImage(size.height, size.width, 2, 10.0f, 30.0f);

@@ -47,7 +47,7 @@ TEST(SplitEngine, EveryLevelGivesTheBitsOfTheGeneralLoops) {
 }
 
 TEST(SplitEngine, IsReusedWithoutTraces) {
-    // A reconstruction that ended in nothing but NaN leaves no NaN behind.
+    // A reconstruction that ended in nothing but NaN leaves no NaN in the engine.
     const FrameSize size{9, 7};
     const Problem good(size, 3, 5);
     Problem bad(size, 5, 6);
