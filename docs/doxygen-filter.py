@@ -4,6 +4,7 @@ and links that lead to them. Prints the page; the repository's own renderers nee
     doxygen-filter.py FILE
 """
 
+import collections
 import re
 import sys
 from pathlib import Path
@@ -24,6 +25,7 @@ def link(match, here):
 def main(path):
     page = path.stem
     code = False
+    slugs = collections.Counter()
     for line in path.read_text().splitlines():
         code ^= line.startswith("```")
         heading = re.match(r"(#+) (.*)", line)
@@ -32,7 +34,9 @@ def main(path):
         elif heading and heading.group(1) == "#":
             line += f" {{#{page}}}" if page != "README" else ""
         elif heading:
-            line += f" {{#{page}-{slug(heading.group(2))}}}"
+            name = slug(heading.group(2))
+            line += f" {{#{page}-{name}{'-' + str(slugs[name]) if slugs[name] else ''}}}"
+            slugs[name] += 1
         else:
             line = re.sub(r"\]\(([^()#\s]*)(?:#([^()\s]*))?\)", lambda match: link(match, page), line)
         print(line)
