@@ -1,8 +1,8 @@
 #include "vision/superresolution/SrFloatRegistration1.h"
 
 #include "vision/superresolution/Defaults.h"
+#include "vision/superresolution/detail/registration/FrameMove.h"
 #include "vision/superresolution/detail/registration/PhaseRegistration.h"
-#include "vision/superresolution/detail/registration/RegistrationChecks.h"
 #include "vision/superresolution/detail/registration/SpectrumWindow.h"
 
 namespace oravo::vision {

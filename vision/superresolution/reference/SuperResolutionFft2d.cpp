@@ -1,6 +1,6 @@
 #include "vision/superresolution/reference/SuperResolutionFft2d.h"
 
-#include "vision/superresolution/detail/transform/FilteringFft2d.h"
+#include "vision/superresolution/detail/transform/GaussianFilter.h"
 
 namespace oravo::vision {
 namespace {

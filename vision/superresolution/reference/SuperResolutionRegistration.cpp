@@ -1,7 +1,7 @@
 #include "vision/superresolution/reference/SuperResolutionRegistration.h"
 
+#include "vision/superresolution/detail/registration/FrameMove.h"
 #include "vision/superresolution/detail/registration/PhaseRegistration.h"
-#include "vision/superresolution/detail/registration/RegistrationChecks.h"
 
 namespace oravo::vision {
 namespace {

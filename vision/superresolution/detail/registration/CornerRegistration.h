@@ -10,7 +10,6 @@
 #include "vision/superresolution/detail/registration/CornerTracker.h"
 #include "vision/superresolution/detail/registration/FlowRefinement.h"
 #include "vision/superresolution/detail/registration/FrameMove.h"
-#include "vision/superresolution/detail/registration/RegistrationChecks.h"
 
 namespace oravo::vision::detail {
 

@@ -53,6 +53,14 @@ class GaussianFilter {
     Buffer<float> gains_;
 };
 
+/// A transform and the Gaussian filter of its size: the body of the public transform classes.
+struct FilteringFft2d {
+    explicit FilteringFft2d(FrameSize size) : fft(size), filter(fft) {}
+
+    RealFft2d fft;
+    GaussianFilter filter;
+};
+
 }  // namespace oravo::vision::detail
 
 #endif
