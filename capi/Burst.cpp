@@ -222,7 +222,7 @@ int oravo_burst_image(oravo_burst handle, float* out) {
 int oravo_burst_deviation(oravo_burst handle, float* out) {
     return withResult(handle, out, [out](Burst& burst, const SrPreciseResult& result) {
         if (result.deviation.empty()) {
-            return fail(burst.error, ORAVO_BURST_NO_RESULT, "standard deviations were not asked for");
+            return fail(burst.error, ORAVO_BURST_NO_RESULT, "standard deviations were not requested");
         }
         copyOut(result.deviation, out);
         return static_cast<int>(ORAVO_BURST_OK);

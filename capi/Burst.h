@@ -12,7 +12,7 @@
  *     else fprintf(stderr, "no image: %s\n", oravo_burst_error(burst));
  *     oravo_burst_destroy(burst);
  *
- * Every function may be called with any argument: what cannot be is answered by a status and a text. Nothing is printed.
+ * Every function may be called with any argument: an invalid one yields a status and a text. Nothing is printed.
  *
  * Threads: different bursts may be used from different threads at once, without a lock around the calls; one burst by
  * one thread at a time. The library starts no threads here.
@@ -29,14 +29,14 @@
 extern "C" {
 #endif
 
-/** A burst: never 0, and never given out twice, so that one which was destroyed is refused. */
+/** A burst: never 0 and never reused, so that one which was destroyed is refused. */
 typedef uint64_t oravo_burst;
 
-/** What functions return: ORAVO_BURST_OK, ORAVO_BURST_STALE for a burst that does not exist, and what else they name. */
+/** What functions return: ORAVO_BURST_OK, ORAVO_BURST_STALE for a burst that does not exist, and the others as stated. */
 enum oravo_burst_status {
     ORAVO_BURST_OK = 0,        /**< done */
     ORAVO_BURST_STALE = -1,    /**< no such burst, or one that was destroyed: create another */
-    ORAVO_BURST_ARGUMENT = -2, /**< an argument that cannot be; oravo_burst_error() names it */
+    ORAVO_BURST_ARGUMENT = -2, /**< an invalid argument; oravo_burst_error() names it */
     ORAVO_BURST_NO_RESULT =
         -3, /**< nothing was reconstructed since the last frame: call oravo_burst_reconstruct() */
     ORAVO_BURST_MEMORY = -4,    /**< out of memory: free some, or take smaller frames or fewer of them */
@@ -44,8 +44,7 @@ enum oravo_burst_status {
     ORAVO_BURST_FAILED = -6     /**< an error inside the library, which oravo_burst_error() describes */
 };
 
-/** Options; see SrPreciseOptions for what each means. Fill the structure by oravo_burst_options_init() and change what is to
- * differ from the defaults. */
+/** Options; see SrPreciseOptions for what each means. Fill the structure by oravo_burst_options_init() and change what should differ from the defaults. */
 typedef struct oravo_burst_options {
     size_t size;          /**< of the structure in the caller's header */
     int factor;           /**< enlargement, 1 to 4; 2 */
@@ -61,7 +60,7 @@ typedef struct oravo_burst_options {
     void* user; /**< handed to progress; null */
 } oravo_burst_options;
 
-/** What was found out about a frame; see SrPreciseFrame. */
+/** What is known about a frame; see SrPreciseFrame. */
 typedef struct oravo_burst_frame {
     int used; /**< 1 when the frame takes part */
     double
@@ -102,10 +101,10 @@ ORAVO_EXPORT int oravo_burst_reconstruct(oravo_burst burst, int reference);
  * carry a status code (SuperResolutionBadPixelHandling.h). */
 ORAVO_EXPORT int oravo_burst_image(oravo_burst burst, float* out);
 
-/** Copies the standard deviation of each pixel of the image; ORAVO_BURST_NO_RESULT when it was not asked for. */
+/** Copies the standard deviation of each pixel of the image; ORAVO_BURST_NO_RESULT when it was not requested. */
 ORAVO_EXPORT int oravo_burst_deviation(oravo_burst burst, float* out);
 
-/** Copies how many frames' worth of trusted values lie on each pixel of the image. */
+/** Copies how many frames' worth of trusted values each pixel of the image rests on. */
 ORAVO_EXPORT int oravo_burst_weight(oravo_burst burst, float* out);
 
 /** Copies the sensor's fixed pattern, height x width; zeros where none was found. */
@@ -114,14 +113,14 @@ ORAVO_EXPORT int oravo_burst_pattern(oravo_burst burst, float* out);
 /** Copies a 1 for each sensor pixel that was found not to follow the scene, a 0 for all others; height x width. */
 ORAVO_EXPORT int oravo_burst_dead_pixels(oravo_burst burst, unsigned char* out);
 
-/** Tells what was found out about frame `index`. */
+/** Copies what is known about frame `index`. */
 ORAVO_EXPORT int oravo_burst_frame_info(oravo_burst burst, int index, oravo_burst_frame* out);
 
-/** Tells a figure by its name: "frames", "used_frames", "contrast", "noise", "smoothness", "withheld_error",
+/** Copies the figure with this name: "frames", "used_frames", "contrast", "noise", "smoothness", "withheld_error",
  * "bicubic_error", "withheld_pixels", "dead_pixels"; see SrPreciseResult. */
 ORAVO_EXPORT int oravo_burst_figure(oravo_burst burst, const char* name, double* out);
 
-/** The text of the latest failure with this burst, "" without one; valid until the next call with it. For 0: of the calling
+/** The text of the latest failure of this burst, "" without one; valid until its next call. For 0: of the calling
  * thread's latest oravo_burst_create(), or call with a burst that does not exist. */
 ORAVO_EXPORT const char* oravo_burst_error(oravo_burst burst);
 

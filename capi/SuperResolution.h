@@ -88,7 +88,7 @@ ORAVO_EXPORT int SuperResolution_setCameraAndLensType(int handle, const char* de
  * of the frame height is reconstructed all the same; neither is reported.
  *
  * One frame with pixels far hotter or colder than its scene, such as 3 x 3 pixels at 1500 in a calm one, can
- * leave a session in that state for good: the grey levels that corners are followed in span the range of such a
+ * leave a session in that state permanently: the grey levels that corners are followed in span the range of such a
  * frame until another one leaves it. 0 is then returned for every good frame. A host notices by an enlarged image
  * that is bit for bit the one before although the frames differ, and opens a new session.
  *

@@ -140,9 +140,9 @@ class ORAVO_EXPORT BadPixel {
 
     /// Chooses replacement pixels for every row of a list, by the search below with
     /// computeReplacePixelQuery(n).
-    /// @param n  search radius + 1. Offsets that lead out of the image from every listed position are left
-    ///           out, so a large n costs no more than one about 1.5 times the image. 0 and values above
-    ///           2^31 - 1 leave no candidates
+    /// @param n  search radius + 1. Offsets that lead out of the image from every listed position are left out,
+    ///           so a large n costs no more than about 1.5 times the size of the image. 0 and values above 2^31
+    ///           - 1 leave no candidates
     /// @return true when every row succeeded (so for no rows); all rows are attempted
     static bool calculateReplacePixels(cv::Mat_<unsigned short>& list, cv::Size_<int> imageSize,
                                        unsigned int n);

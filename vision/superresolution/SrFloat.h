@@ -73,9 +73,10 @@ class ORAVO_EXPORT SrFloat {
 
     /// Empties the window. Buffers, shifts, masks, prepared frames and the history of defects keep their
     /// contents, so the window has to be filled again before the next run. Until then computeSR throws an
-    /// oravo::Exception about a number that does not fit: "Registration of 0 frames against frame 0 requested, but
-    /// ..." at first; then "maskBadPixel(): number of shifts ist not equal to number of defectMaps", or, when a full
-    /// window was run before, "replaceMaskedPixel(): number of shifts or frames is smaller than number of defectMaps".
+    /// oravo::Exception about a number that does not match: "Registration of 0 frames against frame 0
+    /// requested, but ..." at first; then "maskBadPixel(): number of shifts ist not equal to number of
+    /// defectMaps", or, when a full window was run before, "replaceMaskedPixel(): number of shifts or frames is
+    /// smaller than number of defectMaps".
     void clearFrames();
 
     int getInputSize() const;   ///< pixels of an input frame

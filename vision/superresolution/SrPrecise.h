@@ -29,12 +29,12 @@ struct SrPreciseOptions {
     bool findPattern = true;
     /// Estimate standard deviations, which costs about a tenth of the time.
     bool deviation = true;
-    /// Called now and then with the share of the work that is done, 0 to 1, on the calling thread; returning false ends
-    /// the run with an oravo::Exception SrPrecise::kCancelled. May be empty.
+    /// Called from time to time with the share of the work that is done, 0 to 1, on the calling thread;
+    /// returning false ends the run with an oravo::Exception SrPrecise::kCancelled. May be empty.
     std::function<bool(double)> progress;
 };
 
-/// What was found out about one frame.
+/// What is known about one frame.
 struct SrPreciseFrame {
     /// Whether the frame takes part. A frame that shows nothing of what the reference shows does not.
     bool used = false;
@@ -65,7 +65,7 @@ struct SrPreciseResult {
     /// Standard deviation of the image's noise, in the frames' unit; NaN where the image has no value. Empty
     /// unless requested. What the camera blurs away and the prior guesses is not part of it.
     cv::Mat_<float> deviation;
-    /// How many frames' worth of trusted values lie on each pixel.
+    /// How many frames' worth of trusted values each pixel rests on.
     cv::Mat_<float> weight;
     std::vector<SrPreciseFrame> frames;  ///< in the order of the frames
     std::vector<cv::Point> deadPixels;   ///< of the frames, row by row
