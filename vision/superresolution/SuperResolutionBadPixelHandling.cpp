@@ -7,6 +7,7 @@
 #include "support/CodeLocation.h"
 #include "support/FloatBits.h"
 #include "vision/superresolution/detail/Status.h"
+#include "vision/superresolution/detail/defects/RowScans.h"
 #include "vision/superresolution/detail/numerics/Neighbours.h"
 
 namespace oravo::vision {
@@ -34,57 +35,6 @@ std::uint32_t codeOf(unsigned char defectClass) {
 bool isRefillable(float value) {
     const std::uint32_t bits = bitsOf(value);
     return bits == CODE_OVER_RANGE || bits == CODE_UNDER_RANGE || bits == CODE_BAD_PIXEL;
-}
-
-// Bad pixels are rare. The three scans below pass rows without any at the speed of memory; an error may only
-// cause a closer look.
-
-/// True for the codes, and for one denormal value between them.
-bool maybeCode(float value) {
-    return bitsOf(value) - CODE_OVER_RANGE <= CODE_INVALID - CODE_OVER_RANGE;
-}
-
-bool mayHoldCode(const float* pixels, int n) {
-    bool found = false;
-    for (int i = 0; i < n; ++i) found |= maybeCode(pixels[i]);
-    return found;
-}
-
-bool mayHoldBadPixel(const float* pixels, int n, float minValue, float maxValue) {
-    bool found = false;
-    for (int i = 0; i < n; ++i) {
-        const bool plausible = (pixels[i] >= minValue) & (pixels[i] <= maxValue);  // a NaN is not
-        found |= !plausible | maybeCode(pixels[i]);
-    }
-    return found;
-}
-
-bool holdsDefect(const unsigned char* classes, int n) {
-    unsigned char found = 0;
-    for (int i = 0; i < n; ++i) found = static_cast<unsigned char>(found | classes[i]);
-    return found != 0;
-}
-
-/// Widens [minVal, maxVal] to a row of valid pixels.
-void widen(const float* pixels, int n, float& minVal, float& maxVal) {
-    constexpr int kLanes = 16;
-    float low[kLanes];
-    float high[kLanes];
-    std::fill_n(low, kLanes, minVal);
-    std::fill_n(high, kLanes, maxVal);
-    int i = 0;
-    for (; i + kLanes <= n; i += kLanes) {
-        for (int lane = 0; lane < kLanes; ++lane) {
-            low[lane] = pixels[i + lane] < low[lane] ? pixels[i + lane] : low[lane];
-            high[lane] = pixels[i + lane] > high[lane] ? pixels[i + lane] : high[lane];
-        }
-    }
-    minVal = std::min(*std::min_element(low, low + kLanes), minVal);
-    maxVal = std::max(*std::max_element(high, high + kLanes), maxVal);
-    for (; i < n; ++i) {
-        minVal = std::min(pixels[i], minVal);
-        maxVal = std::max(pixels[i], maxVal);
-    }
 }
 
 /// Writes the code into the 7 x 7 block around column floor(X), row floor(Y), as far as it lies inside.
@@ -204,7 +154,7 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
     for (int y = 0; y < frame.rows; ++y) {
         float* pixels = frame.ptr<float>(y);
         unsigned char* classes = defects.ptr<unsigned char>(y);
-        if (!mayHoldBadPixel(pixels, frame.cols, minValue_, maxValue_)) {
+        if (!detail::mayHoldBadPixel(pixels, frame.cols, minValue_, maxValue_)) {
             std::fill_n(classes, frame.cols, static_cast<unsigned char>(kValid));
             continue;
         }
@@ -253,8 +203,8 @@ void SuperResolutionBadPixelHandling::getMinMaxVal(const cv::Mat_<float>& frame,
     for (int y = 0; y < frame.rows; ++y) {
         const float* pixels = frame.ptr<float>(y);
         if (minLoc == nullptr && maxLoc == nullptr &&
-            !mayHoldBadPixel(pixels, frame.cols, minValue_, maxValue_)) {
-            widen(pixels, frame.cols, minVal, maxVal);
+            !detail::mayHoldBadPixel(pixels, frame.cols, minValue_, maxValue_)) {
+            detail::widen(pixels, frame.cols, minVal, maxVal);
             continue;
         }
         for (int x = 0; x < frame.cols; ++x) {
@@ -291,7 +241,7 @@ void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& image,
         const cv::Mat& defects = defectMaps_[i];
         for (int r = 0; r < defects.rows; ++r) {
             const unsigned char* classes = defects.ptr<unsigned char>(r);
-            if (!holdsDefect(classes, defects.cols)) continue;
+            if (!detail::holdsDefect(classes, defects.cols)) continue;
             for (int c = 0; c < defects.cols; ++c) {
                 if (classes[c] == kValid) continue;
                 const float Y = 2.0f * (static_cast<float>(r) - shifts[i].y);
@@ -322,7 +272,7 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
     }
     for (int r = 0; r < image.rows; ++r) {
         float* pixels = image.ptr<float>(r);
-        if (!mayHoldCode(pixels, image.cols)) continue;
+        if (!detail::mayHoldCode(pixels, image.cols)) continue;
         for (int c = 0; c < image.cols; ++c) {
             if (isRefillable(pixels[c])) refill(pixels[c], c, r, defectMaps_, shifts, frames);
         }
