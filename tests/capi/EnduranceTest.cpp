@@ -14,6 +14,7 @@
 #include <string>
 
 #include "capi/SuperResolution.h"
+#include "support/FloatBits.h"
 #include "tests/Allocator.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
@@ -202,9 +203,7 @@ TEST_F(Endurance, SetUpReportsTheEndOfTheAddressSpace) {
 // --- bad frames ------------------------------------------------------------------------------------------------
 
 Image coded(std::uint32_t pattern) {
-    float value = 0.0f;
-    std::memcpy(&value, &pattern, sizeof value);
-    return Image(kHeight, kWidth, value);
+    return Image(kHeight, kWidth, floatOf(pattern));
 }
 
 struct BadFrame {

@@ -8,6 +8,7 @@
 #include "support/CodeLocation.h"
 #include "support/FloatBits.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/defects/StatusCodes.h"
 #include "vision/superresolution/detail/precise/Reconstruction.h"
 
 namespace oravo::vision {
@@ -32,19 +33,13 @@ void check(bool holds, const std::string& message, int line, const char* functio
     if (!holds) raise(ErrorKind::badArgument, message, CodeLocation{kSource, line, function});
 }
 
-bool isCode(float value) {
-    const std::uint32_t bits = bitsOf(value);
-    return bits == CODE_OVER_RANGE || bits == CODE_UNDER_RANGE || bits == CODE_BAD_PIXEL ||
-           bits == CODE_INVALID;
-}
-
 bool hasValue(float value, const SrPreciseOptions& options) {
-    return !isCode(value) && value >= options.lowest && value <= options.highest;
+    return !detail::isStatusCode(value) && value >= options.lowest && value <= options.highest;
 }
 
 /// The code of a pixel that no frame has a value for.
 std::uint32_t codeFor(float value, const SrPreciseOptions& options) {
-    if (isCode(value)) return bitsOf(value);
+    if (detail::isStatusCode(value)) return bitsOf(value);
     if (value > options.highest) return CODE_OVER_RANGE;
     if (value < options.lowest) return CODE_UNDER_RANGE;
     return CODE_INVALID;

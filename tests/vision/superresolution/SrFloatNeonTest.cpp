@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "support/FloatBits.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
@@ -110,7 +111,7 @@ TEST(SrFloatNeon, HasTheStatusesOfTheFloatPipeline) {
 
 TEST(SrFloatNeon, RepairsNothing) {
     std::vector<Image> frames = window({60, 50}, kShifts);
-    for (Image& frame : frames) reinterpret_cast<std::uint32_t&>(frame(20, 30)) = vision::CODE_BAD_PIXEL;
+    for (Image& frame : frames) frame(20, 30) = floatOf(vision::CODE_BAD_PIXEL);
     double repaired = 0, coded = 0;
     cv::minMaxLoc(PipelineRun<FloatPipeline>(frames).image, &repaired);
     cv::minMaxLoc(PipelineRun<VectorPipeline>(frames).image, &coded);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "support/FloatBits.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloatNeon.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
@@ -229,7 +230,7 @@ TEST(SrFloat, DefectivePixelsAreRefilled) {
     std::vector<Image> frames = burstAt({{0, 0}, {2, 0}, {0, 2}, {-2, 0}, {0, -2}});
     Pipeline clean = filled(frames);
     const QuietRun expected(clean);
-    for (Image& frame : frames) reinterpret_cast<std::uint32_t&>(frame(20, 30)) = vision::CODE_BAD_PIXEL;
+    for (Image& frame : frames) frame(20, 30) = floatOf(vision::CODE_BAD_PIXEL);
     Pipeline pipeline = filled(frames);
     const QuietRun run(pipeline);
     EXPECT_LT(largestDifference(run.image, expected.image), 4.0);

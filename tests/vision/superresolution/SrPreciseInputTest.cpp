@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <future>
 #include <limits>
 
+#include "support/FloatBits.h"
 #include "tests/PreciseScenes.h"
 #include "vision/superresolution/SrPrecise.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
@@ -34,16 +34,6 @@ Frames goodFrames() {
     return burst(scene(), handHeld(5), kNoise);
 }
 
-std::uint32_t bitsOf(float value) {
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-float codeOf(std::uint32_t bits) {
-    float value = 0.0f;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
 bool isCode(float value) {
     return bitsOf(value) >= 0x81 && bitsOf(value) <= 0x85;
 }
@@ -147,14 +137,14 @@ TEST(SrPreciseInput, DefectsOfAllKindsAreLeftOut) {
     const SrPreciseResult whole = checked(frames, kReference, scene(), 0.5);
     // One frame without any value is as good as none.
     Frames holes = clones(frames);
-    holes[4] = Image(kSize, codeOf(vision::CODE_BAD_PIXEL));
+    holes[4] = Image(kSize, floatOf(vision::CODE_BAD_PIXEL));
     const SrPreciseResult four = checked(holes, kReference, scene(), 0.5);
     EXPECT_FALSE(four.frames[4].used);
     EXPECT_TRUE(
         sameBits(four.image, enhance({frames[0], frames[1], frames[2], frames[3]}, kReference).image));
 
     Frames wild = clones(frames);
-    const float values[] = {1e30f,   -1e30f, kNan, kInfinity, -kInfinity, codeOf(vision::CODE_OVER_RANGE),
+    const float values[] = {1e30f,   -1e30f, kNan, kInfinity, -kInfinity, floatOf(vision::CODE_OVER_RANGE),
                             5000.5f, -280.0f};
     for (int i = 0; i < 40; ++i)
         wild[static_cast<std::size_t>(i % 5)]((7 * i) % 36, (11 * i) % 48) = values[i % 8];
@@ -165,8 +155,8 @@ TEST(SrPreciseInput, DefectsOfAllKindsAreLeftOut) {
     // What no frame has seen has the reference's code.
     Frames framed = clones(frames);
     for (Image& frame : framed) {
-        frame.rowRange(0, 4) = codeOf(vision::CODE_OVER_RANGE);
-        frame.rowRange(32, 36) = codeOf(vision::CODE_UNDER_RANGE);
+        frame.rowRange(0, 4) = floatOf(vision::CODE_OVER_RANGE);
+        frame.rowRange(32, 36) = floatOf(vision::CODE_UNDER_RANGE);
         frame.colRange(0, 4) = kNan;
         frame.colRange(44, 46) = 6000.0f;
         frame.colRange(46, 48) = -300.0f;

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <limits>
 
+#include "support/FloatBits.h"
 #include "tests/TestScenes.h"
 
 namespace oravo::vision {
@@ -16,18 +16,8 @@ using test::Point;
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-float coded(std::uint32_t code) {
-    float value;
-    std::memcpy(&value, &code, sizeof value);
-    return value;
-}
-std::uint32_t bitsOf(float value) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-const float kOver = coded(CODE_OVER_RANGE), kUnder = coded(CODE_UNDER_RANGE);
-const float kBad = coded(CODE_BAD_PIXEL), kInvalid = coded(CODE_INVALID);
+const float kOver = floatOf(CODE_OVER_RANGE), kUnder = floatOf(CODE_UNDER_RANGE);
+const float kBad = floatOf(CODE_BAD_PIXEL), kInvalid = floatOf(CODE_INVALID);
 
 /// 5 x 6 pixels, (r, c) holding 10 r + c + 1: from 1 to 46.
 Image ramp() {
@@ -177,7 +167,7 @@ TEST(SuperResolutionBadPixelHandling, MarksASevenBySevenBlockAroundADefect) {
             handling.detectAndReplaceBadPixel(frame);
             handling.maskBadPixel(image, {row.shift});
             Image expected(kRows, kCols, 2.0f);
-            expected(row.marked & cv::Rect(0, 0, kCols, kRows)).setTo(coded(code));
+            expected(row.marked & cv::Rect(0, 0, kCols, kRows)).setTo(floatOf(code));
             EXPECT_TRUE(test::sameBits(image, expected)) << row.shift;
         }
     }

@@ -6,6 +6,7 @@
 #include <limits>
 #include <regex>
 
+#include "support/FloatBits.h"
 #include "tests/RecordedBursts.h"
 #include "tests/TestScenes.h"
 #include "vision/superresolution/SrFloat.h"
@@ -217,7 +218,7 @@ TEST(SuperResolution, CodesAreRepairedInFloatsOnly) {
     SuperResolution clean(kWidth, kHeight, 5, 2.0f);
     fill(clean, frames);
     const QuietRun<float> expected(clean);
-    for (Image& frame : frames) reinterpret_cast<std::uint32_t&>(frame(20, 30)) = vision::CODE_BAD_PIXEL;
+    for (Image& frame : frames) frame(20, 30) = floatOf(vision::CODE_BAD_PIXEL);
     SuperResolution pipeline(kWidth, kHeight, 5, 2.0f);
     fill(pipeline, frames);
     const QuietRun<float> run(pipeline);
