@@ -148,6 +148,54 @@ TEST(SrPrecise, LeavesOutWhatIsNoNews) {
               gainOverBicubic(plain.image, frames[kReference], scene().truth()) - 2.0);
 }
 
+TEST(SrPrecise, FramesOfAnotherSceneDoNotTakePart) {
+    // A third of a mirrored scene fits by chance, as its levels and its coarse outlines do.
+    const std::vector<Image> frames = burst(scene(), handHeld(5), kNoise);
+    const auto mirrored = [&frames](std::size_t k) {
+        Image out;
+        cv::flip(frames[k], out, 1);
+        return out;
+    };
+    for (const std::vector<std::size_t>& strange : {std::vector<std::size_t>{0}, {0, 4}, {0, 1, 3, 4}}) {
+        SCOPED_TRACE(strange.size());
+        std::vector<Image> cut = clones(frames);
+        for (const std::size_t k : strange) cut[k] = mirrored(k);
+        std::vector<Image> rest;
+        int reference = 0;
+        for (std::size_t k = 0; k < frames.size(); ++k) {
+            if (std::count(strange.begin(), strange.end(), k) != 0) continue;
+            if (static_cast<int>(k) == kReference) reference = static_cast<int>(rest.size());
+            rest.push_back(frames[k]);
+        }
+        const SrPreciseResult result = enhance(cut, kReference);
+        for (const std::size_t k : strange) EXPECT_FALSE(result.frames[k].used) << k;
+        EXPECT_TRUE(result.deadPixels.empty());
+        EXPECT_TRUE(result.pattern.empty());
+        const Image truth = scene().truth();
+        EXPECT_GT(gainOverBicubic(result.image, frames[kReference], truth),
+                  gainOverBicubic(enhance(rest, reference).image, frames[kReference], truth) - 0.5);
+    }
+}
+
+TEST(SrPrecise, WhatMovesOnItsOwnNeitherLeadsNorBreaksPixels) {
+    // The plate has ten times the contrast of all else, and moves against it.
+    const std::vector<Pose> poses = handHeld(5);
+    std::vector<Image> frames;
+    for (std::size_t k = 0; k < poses.size(); ++k) {
+        const double step = static_cast<double>(k) - kReference;
+        const AnalyticScene moved =
+            AnalyticScene(kSize, 20.0).addWaves(3, 1.0).addPlate({1.3 * step, 0.6 * step}, {11, 8}, 25.0);
+        frames.push_back(noisy(moved.frame(poses[k]), static_cast<unsigned>(k), kNoise));
+    }
+    const SrPreciseResult result = enhance(frames, kReference);
+    for (std::size_t k = 0; k < poses.size(); ++k) {
+        ASSERT_TRUE(result.frames[k].used) << k;
+        EXPECT_LT(cornerError(result.frames[k], poses[k]), 0.1) << k;
+    }
+    EXPECT_TRUE(result.deadPixels.empty());
+    EXPECT_GT(gainOverBicubic(result.image, frames[kReference], scene().truth()), 3.0);
+}
+
 TEST(SrPrecise, KeepsItsPlaceAtEveryFactor) {
     const std::vector<Image> frames = burst(scene(), handHeld(5), kNoise);
     for (const int factor : {1, 3, 4}) {

@@ -17,6 +17,9 @@ constexpr int kPeaks = 3;              ///< of the correlation
 constexpr std::size_t kFinalists = 2;  ///< candidates that finer levels go on with
 constexpr int kRefinePixels = 20000;   ///< that candidates are compared by
 constexpr double kRefineStill = 5e-4;  ///< of a step, in pixels
+constexpr int kBalanceRadius = 2;      ///< of the neighbourhood that a slope is taken over
+constexpr float kBalance = 25.0f;  ///< mean square of the slope over its median at which a pixel counts half
+constexpr double kNoWorse = 1.05;  ///< misfit that tells the same motion, over another's
 constexpr double kLeastOverlap = 0.3;  ///< of the frame; candidates of less lose against others
 
 // A motion model beyond a translation has to be seen: blurred noise is correlated, so the errors of least squares are
@@ -32,6 +35,10 @@ constexpr double kTolerance = 2.0;
 constexpr double kMostMisfit = 20.0;     ///< standard deviations that one pixel may add to its neighbourhood
 constexpr float kLeastKnown = 0.8f;      ///< of a blurred value, below which it is none
 constexpr double kLeastExplained = 0.5;  ///< share of the variance, below which a frame shows something else
+// Frames that show the same differ by 0.2 to 2 times their noise, compressed ones by up to 10 times, but those are alike to
+// 0.1 %; a mirrored scene, which has its own levels and outlines, is alike to 45 to 94 %, and 10 to 80 times off.
+constexpr double kStrange = 6.0;
+constexpr double kExplainedOfStrange = 0.98;
 // Of n independent values a fit of p parameters explains p / n where there is nothing to explain. Blurred by a Gaussian,
 // 4 pi sigma^2 pixels make one such value: in small frames that is far from nothing.
 constexpr double kPixelsPerValue = 4.0 * 3.14159265358979323846 * kBlur * kBlur;
@@ -89,6 +96,53 @@ Buffer<float> knownPart(const PaddedImage& weight) {
     return known;
 }
 
+/// Standard deviation of what noise leaves of a difference of two blurred frames, noise being what the second differences
+/// along both axes show in the median. Where a frame is rough all over, it comes out too large.
+double blurredNoise(const FrameState& frame, int width, int height) {
+    std::vector<float> rough, work;
+    for (int y = 1; y + 1 < height; ++y) {
+        const float* v = frame.values.data() + static_cast<std::ptrdiff_t>(y) * width;
+        const float* known = frame.present.data() + static_cast<std::ptrdiff_t>(y) * width;
+        for (int x = 1; x + 1 < width; ++x) {
+            float across[3], all = 1.0f;
+            for (int j = -1; j <= 1; ++j) {
+                const float* at = v + j * width + x;
+                across[j + 1] = at[-1] - 2.0f * at[0] + at[1];
+                const float* there = known + j * width + x;
+                all = std::min(all, std::min(there[-1], std::min(there[0], there[1])));
+            }
+            if (all > 0.0f) rough.push_back(across[0] - 2.0f * across[1] + across[2]);
+        }
+    }
+    constexpr double kGain = 6.0;  // root of the sum of the squares of the weights
+    const double noise = kSigmaPerMedian * medianMagnitude(rough.data(), rough.size(), work) / kGain;
+    return noise * std::sqrt(2.0 / kPixelsPerValue);
+}
+
+/// known / (1 + slope^2 / typical slope^2), with slopes by their mean square around a pixel: so every part of a frame has about
+/// the same say, be it a hot plate that moves on its own, or the faint background that most of the frame shows.
+Buffer<float> balanced(const PaddedImage& image, const Buffer<float>& known) {
+    const int width = image.columns(), height = image.rows();
+    const Buffer<float> squares(areaOf(width, height));
+    for (int y = 0; y < height; ++y) {
+        const float* above = image.row(std::max(0, y - 1));
+        const float* below = image.row(std::min(height - 1, y + 1));
+        for (int x = 0; x < width; ++x) {
+            const float* row = image.row(y);
+            const float dx = row[std::min(width - 1, x + 1)] - row[std::max(0, x - 1)],
+                        dy = below[x] - above[x];
+            squares[areaOf(y, width) + static_cast<std::size_t>(x)] = dx * dx + dy * dy;
+        }
+    }
+    Buffer<float> out(squares.size());
+    boxMean(squares, known, width, height, kBalanceRadius, out);
+    std::vector<float> work;
+    const float typical =
+        kBalance * static_cast<float>(medianMagnitude(out.data(), out.size(), work)) + 1e-12f;
+    for (std::size_t q = 0; q < out.size(); ++q) out[q] = known[q] * typical / (typical + out[q]);
+    return out;
+}
+
 /// Lower is better; what hardly overlaps is no match however well it fits.
 double costOf(const FitOutcome& outcome) {
     if (!outcome.valid) return 1e30;
@@ -136,8 +190,9 @@ std::vector<FirstGuess::Level> FirstGuess::pyramid(const FrameState& frame) cons
     PaddedImage weight;
     PaddedImage image = blurredFrame(frame, width_, height_, weight);
     for (;;) {
+        const Buffer<float> known = knownPart(weight);
         levels.push_back({Grid{image.columns(), image.rows(), 1, 0}, image, filtered(splineTaps(), image),
-                          knownPart(weight)});
+                          known, balanced(image, known)});
         if (std::min(image.columns(), image.rows()) < kCoarsest) return levels;
         image = halved(image);
         weight = halved(weight);
@@ -226,7 +281,7 @@ void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Le
                 candidate.pose.motion.ty *= 2.0;
             }
             const FramePose before = candidate.pose;
-            candidate.outcome = fits_[level].fit(splines_[level], shown.data(), levels[level].known.data(),
+            candidate.outcome = fits_[level].fit(splines_[level], shown.data(), levels[level].balance.data(),
                                                  model, limits, candidate.pose);
             if (!candidate.outcome.valid) candidate.pose = before;
         }
@@ -240,12 +295,23 @@ void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Le
 void FirstGuess::chooseModel(const Level& finest, FrameState& frame, Candidate& best) {
     const Buffer<float> shown = denseCopy(finest.shown);
     const double unit = 0.5 * std::max(width_, height_);
+    Buffer<float> weight = finest.balance;
     const auto fit = [&](MotionModel model, FramePose pose) {
         Candidate candidate{pose, {}};
         candidate.outcome =
-            fits_[0].fit(splines_[0], shown.data(), finest.known.data(), model, FitLimits(), candidate.pose);
+            fits_[0].fit(splines_[0], shown.data(), weight.data(), model, FitLimits(), candidate.pose);
         return candidate;
     };
+    // Steep places tell most of a motion, unless they move on their own: then most pixels fit worse.
+    const Candidate refined = fit(MotionModel::similarity, best.pose);
+    if (refined.outcome.valid) best = refined;
+    weight = finest.known;
+    const Candidate plain = fit(MotionModel::similarity, best.pose);
+    if (plain.outcome.valid && plain.outcome.misfit < kNoWorse * best.outcome.misfit) {
+        best = plain;
+    } else {
+        weight = finest.balance;
+    }
     const auto seen = [&](double share, const Candidate& candidate, double least) {
         return share * unit > std::max(least, kSignificance * candidate.outcome.errors.corner);
     };
@@ -293,9 +359,12 @@ void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& f
     const double variance = count > 0.0 ? squares / count - sum * sum / (count * count) : 0.0;
     const double doubt = std::max(kLeastDoubt, 1.0 - kParameters * kPixelsPerValue / std::max(count, 1.0));
     const auto possible = std::count(finest.known.begin(), finest.known.end(), 1.0f);
-    frame.used = count > kLeastOverlap * static_cast<double>(possible) &&
-                 residual / count < (1.0 - kLeastExplained) * doubt * variance;
     const double scale = kSigmaPerQuartile * quantileOf(magnitudes, 0.25) + 1e-6;
+    // Where even the better half of the pixels differs by far more than noise, only a match that is otherwise close counts.
+    const bool strange = scale > kStrange * blurredNoise(frame, width_, height_);
+    const double explained = strange ? kExplainedOfStrange : kLeastExplained;
+    frame.used = count > kLeastOverlap * static_cast<double>(possible) &&
+                 residual / count < (1.0 - explained) * doubt * variance;
     Buffer<float> squared(area), mean(area);
     for (std::size_t i = 0; i < area; ++i) {
         const double u = misfit[i] / lengthOf(scale, kDisplacement * slope[i]);

@@ -26,6 +26,8 @@ class FirstGuess {
         PaddedImage image;
         PaddedImage shown;    ///< the image as a spline with these coefficients shows it
         Buffer<float> known;  ///< 1 where the image comes from values, 0 within larger defects
+        /// What a pixel counts for its motion: less where the image is steep, lest the steepest thing decides for all.
+        Buffer<float> balance;
     };
     struct Candidate {
         FramePose pose;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "vision/superresolution/detail/precise/FirstGuess.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
@@ -27,6 +28,9 @@ constexpr double kStuckRange =
 constexpr double kStuckShare = 0.05;  ///< of how much its neighbours differ
 constexpr float kDeadMisfit = 3.0f;   ///< mean misfit over the frames from which a pixel is dead
 constexpr int kDeadFrames = 3;
+constexpr int kAside = 3;             ///< pixels, that a dead pixel hardly reaches
+constexpr float kStandsOut = 3.0f;    ///< deviation of a dead pixel over that kAside pixels away
+constexpr double kMostUnusual = 3.0;  ///< misfit of a frame, over the usual one
 /// A pixel whose values have a range of kStuckShare of its neighbours' differs from them by 1 / kStuckShare of that range
 /// in sum, of which the image has to miss kDeadUnexplained; half of that, as gains differ.
 constexpr float kMissedRange = static_cast<float>(0.5 * kDeadUnexplained / kStuckShare);
@@ -79,21 +83,50 @@ Ring ringAround(const Grid& grid, const FrameState& frame, std::size_t q) {
     return count == 0 ? Ring() : Ring{sum / count, highest - lowest};
 }
 
-/// Whether a pixel may be dead, by what is quickly seen of it.
-bool maybeStrange(const std::vector<FrameState>& frames, std::size_t q, int enough) {
-    float deviations = 0.0f, unexplained = 0.0f, lowest = 1e30f, highest = -1e30f;
-    int count = 0;
+/// What is quickly seen of a pixel over all frames.
+struct Glance {
+    float deviation = 0.0f;    ///< mean misfit, in standard deviations of each frame, kDeadMost at most
+    float unexplained = 0.0f;  ///< sum of misfits
+    float range = 0.0f;        ///< of the values
+    int count = 0;             ///< frames that show it
+};
+
+Glance glanceAt(const std::vector<FrameState>& frames, std::size_t q) {
+    Glance seen;
+    float lowest = 1e30f, highest = -1e30f;
     for (const FrameState& frame : frames) {
-        if (!frame.used || !(frame.inside[q] > 0.0f)) continue;
+        if (!(frame.inside[q] > 0.0f)) continue;
         const float misfit = std::abs(frame.misfit[q]);
-        unexplained += misfit;
-        deviations += misfit / static_cast<float>(frame.scale);
+        seen.unexplained += misfit;
+        seen.deviation += std::min(misfit / static_cast<float>(frame.scale), static_cast<float>(kDeadMost));
         lowest = std::min(lowest, frame.values[q]);
         highest = std::max(highest, frame.values[q]);
-        ++count;
+        ++seen.count;
     }
-    return count >= enough && (deviations >= kDeadMisfit * static_cast<float>(count) ||
-                               unexplained > kMissedRange * (highest - lowest));
+    if (seen.count == 0) return seen;
+    seen.deviation /= static_cast<float>(seen.count);
+    seen.range = highest - lowest;
+    return seen;
+}
+
+/// Whether a pixel deviates more than those kAside pixels away, which a dead pixel does not reach. Where the scene itself
+/// changes they all do.
+bool standsOut(const Grid& grid, const std::vector<float>& deviation, std::size_t q) {
+    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
+    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
+    float sum = 0.0f;
+    int count = 0;
+    for (int j = -kAside; j <= kAside; ++j) {
+        for (int i = -kAside; i <= kAside; ++i) {
+            if (std::max(std::abs(i), std::abs(j)) < kAside || x + i < 0 || x + i >= grid.width ||
+                y + j < 0 || y + j >= grid.height) {
+                continue;
+            }
+            sum += deviation[static_cast<std::size_t>(grid.rowStart(y + j) + x + i)];
+            ++count;
+        }
+    }
+    return deviation[q] * static_cast<float>(count) > kStandsOut * sum;
 }
 
 /// How far a pixel is from following the scene, in standard deviations on average over the frames; 0 where it may be
@@ -103,7 +136,7 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
     double lowest = 1e30, highest = -1e30, lowestAround = 1e30, highestAround = -1e30;
     int count = 0;
     for (const FrameState& frame : frames) {
-        if (!frame.used || !(frame.inside[q] > 0.0f)) continue;
+        if (!(frame.inside[q] > 0.0f)) continue;
         const Ring ring = ringAround(grid, frame, q);
         const double misfit = std::abs(frame.misfit[q]);
         const double edge = kDeadDisplacement * frame.slope[q];
@@ -148,6 +181,10 @@ void measureMisfit(const Grid& grid, const SplineImage& image, const Buffer<floa
     }
 }
 
+bool fitsUsually(const FrameState& frame, double usual) {
+    return frame.used && frame.scale <= kMostUnusual * usual;
+}
+
 void weighByAgreement(std::vector<FrameState>& frames) {
     for (FrameState& frame : frames) {
         for (std::size_t q = 0; q < frame.weight.size(); ++q)
@@ -182,12 +219,25 @@ void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames) {
     }
 }
 
-std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& frames) {
+std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& all) {
+    const double usual = medianScale(all);
+    std::vector<FrameState> frames;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
+                 [usual](const FrameState& frame) { return fitsUsually(frame, usual); });
     const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
-    std::vector<float> score(area);
+    std::vector<float> score(area), deviation(area);
     const int enough = std::max(kDeadFrames, static_cast<int>(frames.size()) / 2);
+    std::vector<std::size_t> possible;
     for (std::size_t q = 0; q < area; ++q) {
-        if (maybeStrange(frames, q, enough))
+        const Glance seen = glanceAt(frames, q);
+        deviation[q] = seen.deviation;
+        if (seen.count >= enough &&
+            (seen.deviation >= kDeadMisfit || seen.unexplained > kMissedRange * seen.range)) {
+            possible.push_back(q);
+        }
+    }
+    for (const std::size_t q : possible) {
+        if (standsOut(grid, deviation, q))
             score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
     }
     std::vector<std::size_t> dead;

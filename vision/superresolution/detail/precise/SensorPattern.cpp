@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "vision/superresolution/detail/precise/FirstGuess.h"
+#include "vision/superresolution/detail/precise/Misfit.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
 namespace oravo::vision::detail::precise {
@@ -33,7 +35,6 @@ void SensorPattern::averageMisfit(const std::vector<FrameState>& frames) {
     common_.assign(area, 0.0f);
     weight_.assign(area, 0.0f);
     for (const FrameState& frame : frames) {
-        if (!frame.used) continue;
         for (std::size_t q = 0; q < area; ++q) {
             if (!(frame.inside[q] > 0.0f)) continue;
             common_[q] += frame.weight[q] * frame.misfit[q];
@@ -47,10 +48,8 @@ void SensorPattern::averageMisfit(const std::vector<FrameState>& frames) {
 
 double SensorPattern::noiseVariance(const std::vector<FrameState>& frames) const {
     std::vector<float> scatter;
-    double used = 0.0;
+    const double used = static_cast<double>(frames.size());
     for (const FrameState& frame : frames) {
-        if (!frame.used) continue;
-        used += 1.0;
         for (std::size_t q = 0; q < common_.size(); ++q) {
             if (frame.inside[q] > 0.0f && frame.weight[q] > kTrusted)
                 scatter.push_back(frame.misfit[q] - common_[q]);
@@ -125,11 +124,14 @@ bool SensorPattern::addPixels(double noise, double frames) {
     return true;
 }
 
-bool SensorPattern::update(const std::vector<FrameState>& frames) {
+bool SensorPattern::update(const std::vector<FrameState>& all) {
+    const double usual = medianScale(all);
+    std::vector<FrameState> frames;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
+                 [usual](const FrameState& frame) { return fitsUsually(frame, usual); });
     averageMisfit(frames);
     const double noise = noiseVariance(frames);
-    double used = 0.0;
-    for (const FrameState& frame : frames) used += frame.used ? 1.0 : 0.0;
+    const double used = static_cast<double>(frames.size());
     if (used < 2.0 || !(noise > 0.0)) return false;
     if (values_.size() != 0) {
         for (std::size_t q = 0; q < common_.size(); ++q) common_[q] += values_[q];
