@@ -20,12 +20,14 @@ MORE = {"noise_1": ["float-long", "precise-patternless", "precise-best"], "noise
         "noise_15": ["precise-best"], "white_3": ["precise-patternless"], "columns_3": ["precise-patternless"],
         "blur_sharp": ["float-told", "precise-told"], "blur_wide": ["float-told", "precise-told"],
         "blur_far_off": ["float-told", "precise-told"], "real": ["precise-best"], "real_video": ["precise-best"]}
+BEGIN, END = "<!-- measured by scripts/quality.sh -->", "<!-- end -->"
 
 
 def arguments():
     parser = argparse.ArgumentParser(prog="scripts/quality.sh", description=__doc__)
     parser.add_argument("build", help="folder that the project was built in")
-    parser.add_argument("--out", default="out/quality", help="folder for quality.json, quality.md (default: %(default)s)")
+    parser.add_argument("--out", default="out/quality",
+                        help="folder for quality.json and quality.md (default: %(default)s)")
     parser.add_argument("--half", choices=["tune", "judge", "both"], default="judge",
                         help="pictures to tune by, or those to judge by (default: %(default)s)")
     parser.add_argument("--only", nargs="+", metavar="KIND", default=list(KINDS), choices=list(KINDS),
@@ -37,6 +39,9 @@ def arguments():
     parser.add_argument("--quick", action="store_true", help="one part of each picture")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="processes (default: one a processor)")
     parser.add_argument("--check", action="store_true", help="fail when a target is missed")
+    parser.add_argument("--from", dest="measured", nargs="+", metavar="JSON",
+                        help="what was measured before, in place of new bursts")
+    parser.add_argument("--page", metavar="PAGE.md", help="write the tables into this page, too, between its marks")
     parser.add_argument("--keep", metavar="FOLDER", help="write frames, truth and images there, as NumPy arrays")
     return parser.parse_args()
 
@@ -68,8 +73,8 @@ def work(task):
     return rows
 
 
-def main():
-    options = arguments()
+def measured(options):
+    """Rows of all bursts and methods."""
     number = 1 if options.quick else options.views
     halves = ["tune", "judge"] if options.half == "both" else [options.half]
     tasks = [((kind, half, number, index), options) for kind in options.only for half in halves
@@ -78,8 +83,8 @@ def main():
     for kind in options.only:
         if not any(task[0][0] == kind for task in tasks):
             print(f"{kind}: left out, ORAVO_TEST_DATA names no folder with recordings", file=sys.stderr)
-    for folder in filter(None, [options.out, options.keep]):
-        Path(folder).mkdir(parents=True, exist_ok=True)
+    if options.keep:
+        Path(options.keep).mkdir(parents=True, exist_ok=True)
     start, rows = time.time(), []
     with multiprocessing.Pool(options.jobs) as pool:
         for done, found in enumerate(pool.imap(work, tasks), 1):
@@ -87,11 +92,25 @@ def main():
             if sys.stderr.isatty():
                 print(f"\r{done} of {len(tasks)} bursts, {time.time() - start:.0f} s", end="", file=sys.stderr)
     print(f"\r{len(tasks)} bursts, {time.time() - start:.0f} s\n", file=sys.stderr)
+    return rows
+
+
+def main():
+    options = arguments()
+    if options.measured:
+        earlier = [row for name in options.measured for row in json.loads(Path(name).read_text())["rows"]]
+        rows = list({(row["kind"], row["view"], row["method"]): row for row in earlier}.values())
+    else:
+        rows = measured(options)
+    Path(options.out).mkdir(parents=True, exist_ok=True)
     outcome = targets.judged(rows)
     text = tables.page(rows, outcome)
     with open(f"{options.out}/quality.json", "w") as file:
         json.dump({"rows": rows, "targets": outcome}, file, indent=1)
     Path(options.out, "quality.md").write_text(text)
+    if options.page:
+        before, rest = Path(options.page).read_text().split(BEGIN)
+        Path(options.page).write_text(f"{before}{BEGIN}\n\n{text}\n{END}{rest.split(END)[1]}")
     print(text)
     return 1 if options.check and any(not target["met"] for target in outcome) else 0
 

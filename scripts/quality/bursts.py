@@ -220,8 +220,8 @@ def _plate(name, kind, half, seed):
     """A plate of 45.00 degrees before a background of some degrees of detail, and how it reads away from its edges."""
     shape = tuple(n + 2 * scenes.MARGIN for n in scenes.TRUTH)
     random = np.random.default_rng([seed, half == "judge"])
-    rough = sum(ndimage.gaussian_filter(random.normal(size=shape), sigma) * level for sigma, level in ((1.5, 5), (9, 30)))
-    view = scenes.View(f"plate_{seed}", half, False, 20 + rough)
+    fine, coarse = (ndimage.gaussian_filter(random.normal(size=shape), sigma) for sigma in (1.5, 9))
+    view = scenes.View(f"plate_{half}_{seed}", half, False, 20 + 5 * fine + 30 * coarse)
     if not kind.layers:
         view = replace(view, picture=_with_plate(view, (0, 0)))
     burst = _rendered(name, kind, view, kind.blur[seed % len(kind.blur)])

@@ -1,8 +1,8 @@
 """A camera of its own: it looks at band-limited scenes, and shares nothing with the program that it judges.
 
 A scene is given by its values at whole coordinates, two of its pixels to a pixel of the frames, and is what the
-sampling theorem makes of them: the sum of sinusoids through all values, continued beyond the borders by reflection. Blur
-multiplies the spectrum. Frames are read off at any position from three times as many samples by splines of fifth order,
+sampling theorem makes of them: the sum of sinusoids through all values, continued beyond the borders by reflection.
+Blur multiplies the spectrum. Frames are read off at any position from three times as many samples by splines of fifth order,
 with an error below 1e-5 of the scene's amplitude (test_camera.py holds them to that).
 """
 

@@ -1,9 +1,9 @@
 """What else makes one larger image of several frames, from Debian, at settings that do it justice.
 
-drizzle (python3-drizzle) and Siril stack frames whose motion is known: drizzle spreads each value over the pixels that it
-covers, Siril enlarges the frames and averages them, displaced by whole pixels of the enlarged image. Neither can find the
-motion of such scenes (Siril looks for stars), so both are given the true one. OpenCV's superres finds it by itself.
-Neither of the former undoes the camera's blur; what is compared is what users get.
+drizzle (python3-drizzle) and Siril stack frames whose motion is known: drizzle spreads each value over the pixels that
+it covers, Siril enlarges the frames and averages them, displaced by whole pixels of the enlarged image. Neither can
+find the motion of such scenes (Siril looks for stars), so both are given the true one. OpenCV's superres finds it by
+itself. The former two do not undo the camera's blur; what is compared is what users get.
 """
 
 import subprocess

@@ -1,36 +1,45 @@
 """The figures as a page in Markdown."""
 
+import numpy as np
+
 from . import peers
 from .bursts import KINDS
 from .targets import Table, silent_ones
 
+LEGEND = """Gain over bicubic in dB: mean over the bursts (worst); then, where there are some, how many results are
+below bicubic by more than 0.1 dB, and behind the stroke how many of these without a warning."""
+PARTS = "flat", "hot", "cold", "plate"
+RADIOMETRY = "noise_1", "noise_15", "dead", "columns_10", "object", "plate", "plate_moves"
+# What a choice changes: method, what it is held against, and what it is.
+CHOICES = [("float-long", "float", "float with `--relative-residue 0.001 --iterations 30`"),
+           ("float-told", "float", "float, told the camera's true blur"),
+           ("precise-told", "precise", "precise, told the camera's true blur"),
+           ("precise-best", "precise", "precise with the weight that is best with the truth in hand"),
+           ("precise-patternless", "precise", "precise without looking for fixed patterns"),
+           ("precise-5", "precise", "precise, given the newest five frames only")]
+
 
 def page(rows, outcome):
-    parts = []
+    parts = [LEGEND]
     for title, recorded in ("Recorded pictures and bursts", True), ("Rendered pictures", False):
         mine = [row for row in rows if row["recorded"] == recorded]
         if mine:
-            parts += [f"## {title}", gains([row for row in mine if row["method"] not in peers.NAMES])]
+            parts += [f"## {title}", gains(mine, [m for m in Table(mine).methods if m in ("float", "precise")])]
     seen = {(row["kind"], row["view"]) for row in rows if row["method"] in peers.NAMES}
     if seen:
-        parts += ["## Peers", gains([row for row in rows if (row["kind"], row["view"]) in seen and row["method"] in
-                                     ("bicubic", "float", "precise", *peers.NAMES)])]
-    return "\n\n".join(parts + [LEGEND, "## Further figures", details(rows), "## Targets", goals(outcome)]) + "\n"
+        some = [row for row in rows if (row["kind"], row["view"]) in seen]
+        parts += ["## Peers", gains(some, ["float", "precise", *peers.NAMES])]
+    parts += ["## Temperatures", radiometry(rows), "## Choices", choices(rows), "## Targets", goals(outcome)]
+    return "\n\n".join(part for part in parts if part) + "\n"
 
 
-LEGEND = ("Gain over bicubic in dB: mean (worst); then how many results are below bicubic by more than 0.1 dB, and, behind "
-          "a stroke, how many of these without a warning.")
-PARTS = "flat", "hot", "cold", "plate"
-
-
-def gains(rows):
+def gains(rows, methods):
     """Kinds of bursts against methods: what is gained over bicubic."""
     table = Table(rows)
-    methods = [method for method in table.methods if method != "bicubic"]
     lines = [_row("burst", "number", "bicubic, dB", *methods), _rule(3 + len(methods))]
     for kind in table.kinds:
         base = table.figures(kind, "bicubic", "psnr")
-        lines.append(_row(KINDS[kind].what, len(base), f"{base.mean():.2f}", *(_gain(table, kind, m) for m in methods)))
+        lines.append(_row(KINDS[kind].what, len(base), f"{base.mean():.1f}", *(_gain(table, kind, m) for m in methods)))
     return "\n".join(lines)
 
 
@@ -40,33 +49,37 @@ def _gain(table, kind, method):
         return ""
     mine = table.rows(kind, method)
     below, silent = sum(row["gain"] < -0.1 for row in mine), len(silent_ones(mine))
-    return f"{found.mean():+.2f} ({found.min():+.2f})" + (f" {below}/{silent}" if below else "")
+    return f"{found.mean():+.1f} ({found.min():+.1f})" + (f" {below}/{silent}" if below else "")
 
 
-def details(rows):
-    """Further figures, means over the bursts of a kind."""
+def radiometry(rows):
+    """Bias of parts of the picture, and similarity of the whole."""
     table = Table(rows)
-    lines = [_row("burst", "method", "RMSE", "SSIM", *(f"{part}, mK" for part in PARTS), "seconds"), _rule(9)]
-    for kind in table.kinds:
-        for method in table.methods:
-            mine = table.rows(kind, method)
-            if not mine:
-                continue
-            seconds = [row["facts"]["seconds"] for row in mine]
-            lines.append(_row(KINDS[kind].what, method, f"{table.figures(kind, method, 'rmse').mean():.4f}",
-                              f"{table.figures(kind, method, 'ssim').mean():.4f}",
-                              *(_bias(table.figures(kind, method, part + "_bias")) for part in PARTS),
-                              f"{sum(seconds) / len(seconds):.2f}"))
-    lines.append("")
-    lines.append("Bias of flat areas (where the truth changes by less than 2 % of its range within 9 x 9 pixels), of "
-                 "the hottest and coldest hundredth, and of a plate of 45 degrees: mean over the bursts (largest).")
+    lines = [_row("burst", "method", *(f"{part}, mK" for part in PARTS), "SSIM"), _rule(3 + len(PARTS))]
+    for kind in filter(table.kinds.__contains__, RADIOMETRY):
+        for method in "bicubic", "float", "precise":
+            if table.rows(kind, method):
+                parts = (_bias(table.figures(kind, method, part + "_bias")) for part in PARTS)
+                similar = table.figures(kind, method, "ssim").mean()
+                lines.append(_row(KINDS[kind].what, method, *parts, f"{similar:.4f}"))
     return "\n".join(lines)
 
 
 def _bias(found):
-    if not found.size:
-        return ""
-    return f"{1e3 * found.mean():+.1f} ({1e3 * max(found, key=abs):+.1f})"
+    return f"{1e3 * found.mean():+.0f} ({1e3 * max(found, key=abs):+.0f})" if found.size else ""
+
+
+def choices(rows):
+    """What other settings change."""
+    table = Table(rows)
+    lines = [_row("burst", "choice", "number", "changes the result by, dB"), _rule(4)]
+    for method, base, what in CHOICES:
+        for kind in table.kinds:
+            found = table.difference(kind, method, kind, base)
+            if found.size:
+                lines.append(_row(KINDS[kind].what, what, len(found),
+                                  f"{np.mean(found):+.2f} ({found.min():+.2f} to {found.max():+.2f})"))
+    return "\n".join(lines) if len(lines) > 2 else ""
 
 
 def goals(outcome):

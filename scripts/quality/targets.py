@@ -52,7 +52,8 @@ def judged(rows):
     for kind in "plate", "plate_moves":
         errors = 1e3 * abs(table.figures(kind, "precise", "plate_bias"))
         if errors.size:
-            target(f"{kind}: reading of 45 degrees", "within 100 mK", f"worst {errors.max():.0f} mK", errors.max() <= 100)
+            target(f"{kind}: reading of 45 degrees", "within 100 mK", f"worst {errors.max():.0f} mK",
+                   errors.max() <= 100)
     errors = 1e3 * table.figures("noise_1", "precise", "flat_bias")
     if errors.size:
         target("flat areas: bias", "below 5 mK", f"mean {abs(errors).mean():.1f}, worst {abs(errors).max():.1f} mK",
@@ -65,7 +66,8 @@ def judged(rows):
     if mine:
         silent, good = silent_ones(mine), [row for row in mine if row["gain"] > GOOD]
         alarms = [row for row in good if row["warnings"]]
-        target("below bicubic by more than 0.1 dB without a warning", "none", f"{len(silent)} of {len(mine)}", not silent)
+        target("below bicubic by more than 0.1 dB without a warning", "none", f"{len(silent)} of {len(mine)}",
+               not silent)
         target("warnings about results better by 0.3 dB", "below 2 %", f"{len(alarms)} of {len(good)}",
                len(alarms) < max(1, 0.02 * len(good)))
     return found
