@@ -69,10 +69,10 @@ KINDS = {
     "blur_far_off": Kind("blur of 1.0 instead of 0.683", blur=(Blur(np.sqrt(1 - SCALE ** 2 / 12), SCALE),)),
     "plate": Kind("a plate of 45 degrees, 0.05 K of noise", kelvin=0.05, scene="plate"),
     "plate_moves": Kind("the same plate, moving on its own", kelvin=0.05, scene="plate", layers="plate"),
-    "real": Kind("recorded, uncompressed, halved", scene="mwir"),
-    "real_video": Kind("recorded, compressed, halved", scene="lwir"),
-    "real_12": Kind("the same, twelve frames", scene="mwir", frames=12),
-    "real_video_12": Kind("compressed, twelve frames", scene="lwir", frames=12),
+    "real": Kind("recorded, uncompressed, five frames", scene="mwir"),
+    "real_video": Kind("recorded, compressed, five frames", scene="lwir"),
+    "real_12": Kind("recorded, uncompressed, twelve frames", scene="mwir", frames=12),
+    "real_video_12": Kind("recorded, compressed, twelve frames", scene="lwir", frames=12),
 }
 
 
