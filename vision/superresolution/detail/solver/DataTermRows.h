@@ -10,6 +10,8 @@
 namespace oravo::vision::detail {
 namespace {
 
+// NOLINTBEGIN(misc-definitions-in-headers): one source includes them, and they have no external linkage.
+
 /// The factors of a row of a mask.
 void readMask(const char* __restrict mask, int lowWidth, float* __restrict factors) {
     for (int c = 0; c < lowWidth; ++c) factors[c] = static_cast<float>(static_cast<signed char>(mask[c]));
@@ -186,6 +188,8 @@ void addAllShares(const SweepPlan& plan, int y, Row out) {
     if (plan.frameCount - k == 2) addShares<2>(plan, k, y, out);
     if (plan.frameCount - k == 1) addShares<1>(plan, k, y, out);
 }
+
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace
 }  // namespace oravo::vision::detail

@@ -9,6 +9,8 @@
 namespace oravo::vision::detail {
 namespace {
 
+// NOLINTBEGIN(misc-definitions-in-headers): one source includes them, and they have no external linkage.
+
 // One row of a split image: its two halves.
 struct ConstRow {
     const float* even;
@@ -39,6 +41,8 @@ void clearPads(const SplitLayout& layout, Row row) {
     for (std::ptrdiff_t i = layout.evenColumns(); i < layout.half; ++i) row.even[i] = 0.0f;
     for (std::ptrdiff_t i = layout.oddColumns(); i < layout.half; ++i) row.odd[i] = 0.0f;
 }
+
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace
 }  // namespace oravo::vision::detail

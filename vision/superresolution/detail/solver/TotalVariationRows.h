@@ -10,6 +10,8 @@
 namespace oravo::vision::detail {
 namespace {
 
+// NOLINTBEGIN(misc-definitions-in-headers): one source includes them, and they have no external linkage.
+
 inline float straightWeight(const LinkParameters& p, float difference) {
     const float u = __builtin_fabsf(difference);
     const float atMost = u >= p.inverseEpsilon ? p.inverseEpsilon : u;
@@ -105,6 +107,8 @@ void stencilRow(const SplitLayout& layout, const SplitLinks& links, const float*
         out.odd[i] = odd;
     }
 }
+
+// NOLINTEND(misc-definitions-in-headers)
 
 }  // namespace
 }  // namespace oravo::vision::detail
