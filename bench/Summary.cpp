@@ -93,43 +93,33 @@ void Summary::printOperator(std::ostream& out) const {
     }
 }
 
-void Summary::printPipeline(std::ostream& out) const {
+void Summary::printImages(std::ostream& out, const Images& images) const {
     double smallest = 0.0;
     for (int i = 0; i < 4; ++i) {
         const std::string size = kSizes[i];
-        const double whole = milliseconds("addImage/" + size);
+        const double whole = milliseconds(images.benchmark + ("/" + size));
         if (whole <= 0.0) continue;
         const double perPixel = 1e6 * whole / kPixels[i];
         if (smallest <= 0.0) smallest = perPixel;
         char cost[80];
-        std::snprintf(cost, sizeof(cost), "%.1f ns a pixel", perPixel);
-        line(out, "whole addImage, " + size, whole, "ms", cost, perPixel / smallest,
-             i == 1   ? "at most 8 ms"
-             : i == 2 ? "at most 33 ms"
-             : i == 3 ? "at most 1.5"
-                      : "");
-        for (const char* stage : {"addFrame", "registration", "reconstruct"}) {
+        std::snprintf(cost, sizeof(cost), "%.4g ns a pixel", perPixel);
+        line(out, images.label + (", " + size), whole, "ms", cost, perPixel / smallest, images.goals[i]);
+        for (const char* stage : images.stages) {
             const double part = milliseconds(std::string(stage) + "/" + size);
             if (part > 0.0) line(out, std::string("  of it ") + stage, part, "ms", "share", part / whole, "");
         }
     }
 }
 
+void Summary::printPipeline(std::ostream& out) const {
+    printImages(out, {"addImage",
+                      "whole addImage",
+                      {"", "at most 8 ms", "at most 33 ms", "at most 1.5"},
+                      {"addFrame", "registration", "reconstruct"}});
+}
+
 void Summary::printPrecise(std::ostream& out) const {
-    double smallest = 0.0;
-    for (int i = 0; i < 4; ++i) {
-        const std::string size = kSizes[i];
-        const double whole = milliseconds("precise/" + size);
-        if (whole <= 0.0) continue;
-        const double perPixel = 1e6 * whole / kPixels[i];
-        if (smallest <= 0.0) smallest = perPixel;
-        char cost[80];
-        std::snprintf(cost, sizeof(cost), "%.0f ns a pixel", perPixel);
-        line(out, "precise image, " + size, whole, "ms", cost, perPixel / smallest,
-             i == 1   ? "at most 350 ms"
-             : i == 2 ? "at most 1500 ms"
-                      : "");
-    }
+    printImages(out, {"precise", "precise image", {"", "at most 350 ms", "at most 1500 ms", ""}, {}});
 }
 
 void Summary::printMemory(std::ostream& out) const {

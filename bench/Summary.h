@@ -6,6 +6,7 @@
 #include <map>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace oravo::bench {
 
@@ -29,6 +30,14 @@ class Summary : public benchmark::ConsoleReporter {
 
     void printSpeedUps(std::ostream& out) const;
     void printOperator(std::ostream& out) const;
+    /// Whole images of every size, with their cost per pixel for comparison with the smallest size.
+    struct Images {
+        const char* benchmark;
+        const char* label;
+        const char* goals[4];  ///< for each size
+        std::vector<const char*> stages;
+    };
+    void printImages(std::ostream& out, const Images& images) const;
     void printPipeline(std::ostream& out) const;
     void printPrecise(std::ostream& out) const;
     void printMemory(std::ostream& out) const;
