@@ -42,7 +42,7 @@ float registrationBlurSigma(int radius) {
 
 CornerTracker::CornerTracker(FrameSize size, int slots)
     // The search for corners works on some ten images of floats; blocks between them leave gaps in the heap.
-    : freedMemory_(kTemporaryImages * size.elements() * sizeof(float)),
+    : heapRetention_(kTemporaryImages * size.elements() * sizeof(float)),
       size_(size),
       window_(std::vector<PreparedFrame>(static_cast<std::size_t>(slots))) {
     for (int i = 0; i < slots; ++i) {

@@ -8,7 +8,7 @@
 #include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
-#include "vision/superresolution/detail/memory/FreedMemory.h"
+#include "vision/superresolution/detail/memory/HeapRetention.h"
 #include "vision/superresolution/detail/memory/SlidingWindow.h"
 
 namespace oravo::vision::detail {
@@ -52,7 +52,7 @@ class CornerTracker {
     void updateRange(const cv::Mat_<float>& blurred);
     cv::Point_<int> robustMean();
 
-    FreedMemory freedMemory_;  // the first member, so that it is the last to go
+    HeapRetention heapRetention_;  // the first member, so that it is the last to go
     FrameSize size_;
     SlidingWindow<PreparedFrame> window_;
     std::vector<cv::Point_<float>> refCorners_;

@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/memory/FreedMemory.h"
+#include "vision/superresolution/detail/memory/HeapRetention.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -11,7 +11,7 @@
 namespace oravo::vision::detail {
 namespace {
 
-void teachAllocator(std::size_t bytes) {
+void showBlock(std::size_t bytes) {
     // The allocator learns from blocks of up to 32 MB, and keeps twice as much.
     constexpr std::size_t kMost = (std::size_t{32} << 20) - (std::size_t{64} << 10);
     void* volatile block =
@@ -20,7 +20,7 @@ void teachAllocator(std::size_t bytes) {
     std::free(block);
 }
 
-void giveBackToSystem(void*) {
+void returnFreePages(void*) {
 #ifdef __GLIBC__
     malloc_trim(0);
 #endif
@@ -28,9 +28,9 @@ void giveBackToSystem(void*) {
 
 }  // namespace
 
-FreedMemory::FreedMemory(std::size_t bytes) {
-    teachAllocator(bytes);
-    kept_ = std::shared_ptr<void>(nullptr, giveBackToSystem);
+HeapRetention::HeapRetention(std::size_t bytes) {
+    showBlock(bytes);
+    owner_ = std::shared_ptr<void>(nullptr, returnFreePages);
 }
 
 }  // namespace oravo::vision::detail

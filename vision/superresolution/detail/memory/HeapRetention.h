@@ -1,5 +1,5 @@
-#ifndef ORAVO_VISION_DETAIL_MEMORY_FREEDMEMORY_H
-#define ORAVO_VISION_DETAIL_MEMORY_FREEDMEMORY_H
+#ifndef ORAVO_VISION_DETAIL_MEMORY_HEAPRETENTION_H
+#define ORAVO_VISION_DETAIL_MEMORY_HEAPRETENTION_H
 
 #include <cstddef>
 #include <memory>
@@ -17,12 +17,12 @@ namespace oravo::vision::detail {
 ///
 /// The kept memory returns to the system with the last copy of the object. Its owner has to hold it longer than
 /// what lies on the heap: memory of images that outlive it would otherwise never return.
-class FreedMemory {
+class HeapRetention {
   public:
-    explicit FreedMemory(std::size_t bytes);
+    explicit HeapRetention(std::size_t bytes);
 
   private:
-    std::shared_ptr<void> kept_;
+    std::shared_ptr<void> owner_;
 };
 
 }  // namespace oravo::vision::detail
