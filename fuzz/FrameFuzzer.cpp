@@ -75,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         fuzz::readAny({reinterpret_cast<const char*>(data), size});
     } catch (const tools::UserError& e) {
-        fuzz::require(std::strchr(e.what(), '\n') == nullptr, "a failure is told in one line");
+        fuzz::require(std::strchr(e.what(), '\n') == nullptr, "a failure is reported in one line");
     }
     return 0;
 }

@@ -123,7 +123,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         fuzz::recording(in);
     } catch (const tools::UserError& e) {
-        fuzz::require(std::strlen(e.what()) > 0, "a failure is told");
+        fuzz::require(std::strlen(e.what()) > 0, "a failure has a text");
     }
     return 0;
 }

@@ -102,7 +102,8 @@ void describe(Input& in, const Sessions& sessions) {
     const int index = in.between(0, 3) == 0 ? in.take<std::int32_t>() : in.between(-1, 5);
     try {
         const int status = SuperResolution_setReferenceFrame(handle, index);
-        require(status == (sessions.count(handle) != 0 ? 0 : -999), "setReferenceFrame tells whether it did");
+        require(status == (sessions.count(handle) != 0 ? 0 : -999),
+                "setReferenceFrame reports whether it did");
         require(status == -999 || (index >= 0 && index < 5), "setReferenceFrame refuses other indices");
     } catch (const char*) {
         require(index < 0 || index >= 5, "setReferenceFrame takes 0 to 4");
@@ -118,7 +119,7 @@ void message(Input& in) {
 void release(Input& in, Sessions& sessions) {
     const int handle = anyHandle(in, sessions);
     const bool known = sessions.erase(handle) != 0;
-    require(SuperResolution_release(handle) == (known ? 0 : -999), "release tells whether it did");
+    require(SuperResolution_release(handle) == (known ? 0 : -999), "release reports whether it did");
 }
 
 }  // namespace

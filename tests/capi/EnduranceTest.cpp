@@ -188,9 +188,9 @@ TEST_F(Endurance, SetUpReportsTheEndOfTheAddressSpace) {
     const auto initWithin = [](rlim_t bytes) {
         const rlimit limit = {bytes, bytes};
         setrlimit(RLIMIT_AS, &limit);
-        const bool told = SuperResolution_init(640, 480) == -1 &&
-                          message() == "Not enough memory for a session of 640 x 480 pixels.";
-        _exit(told ? 0 : 1);
+        const bool reported = SuperResolution_init(640, 480) == -1 &&
+                              message() == "Not enough memory for a session of 640 x 480 pixels.";
+        _exit(reported ? 0 : 1);
     };
     long pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
