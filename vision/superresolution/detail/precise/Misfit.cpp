@@ -192,14 +192,15 @@ void weighByAgreement(std::vector<FrameState>& frames) {
     }
 }
 
-void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames) {
+void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forgiveness) {
     const double usual = medianScale(frames);
     const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
     Buffer<float> squared(area), local(area);
     for (FrameState& frame : frames) {
         if (!frame.used) continue;
-        const float noise = static_cast<float>(frame.scale * frame.scale);
-        const float edge = static_cast<float>(kDisplacement * kDisplacement);
+        const float forgiven = forgiveness * forgiveness;
+        const float noise = forgiven * static_cast<float>(frame.scale * frame.scale);
+        const float edge = forgiven * static_cast<float>(kDisplacement * kDisplacement);
         const auto squaredMisfit = [&](std::size_t q) {
             return frame.misfit[q] * frame.misfit[q] / (noise + edge * frame.slope[q] * frame.slope[q]);
         };

@@ -22,7 +22,8 @@ bool fitsUsually(const FrameState& frame, double usual);
 /// neighbourhoods that do not fit, times the square of the median scale of all frames over the frame's own where that is
 /// larger, times its agreement. What is not explained by noise may still be explained by a displacement of a few
 /// hundredths of a pixel, which the slope allows for: edges are no outliers.
-void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames);
+/// @param forgiveness  times larger misfits weigh the same; 1 is the weight that an image is to be judged by
+void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forgiveness = 1.0f);
 
 /// Weights before there is an image: agreement where there is a value.
 void weighByAgreement(std::vector<FrameState>& frames);

@@ -20,6 +20,8 @@ constexpr SolverLimits kDraft{1, 7, 1e-3};
 constexpr SolverLimits kPatternDraft{1, 10, 1e-3};
 constexpr int kPatternRounds = 6;
 constexpr double kPatternSmoothness = 8.0;
+constexpr SolverLimits kSecondChance{3, 8, 1e-3};
+constexpr float kForgiveness = 5.0f;  ///< of misfits, while values get a second chance
 constexpr int kFinalFreezes = 5;
 constexpr int kFinalSteps = 6;
 constexpr double kStillChange = 0.05;  ///< of the noise: the final image has converged when it moves less
@@ -203,6 +205,15 @@ void Reconstruction::chooseStrength() {
     withheldSteps_ = withheld.steps();
 }
 
+/// Drafts are smooth, and what is sharper than they are fits them badly: the finest details would go on weighing little,
+/// so that the image never shows them. Once the strength is known, they get the weight to show that they fit.
+void Reconstruction::giveSecondChance() {
+    weighByMisfit(grid_, frames_, kForgiveness);
+    solve(withheld_.strength, kSecondChance);
+    measure();
+    weighByMisfit(grid_, frames_);
+}
+
 void Reconstruction::run(int reference) {
     reference_ = reference;
     normalise();
@@ -236,6 +247,7 @@ void Reconstruction::run(int reference) {
     double change = kLeastChange;
     for (const FrameState& frame : frames_)
         change = std::max(change, frame.used ? kStillChange * frame.scale : 0.0);
+    if (pattern_.values().size() == 0) giveSecondChance();
     solve(withheld_.strength, {kFinalFreezes, kFinalSteps, std::min(change, 1e-3)});
     measure();
     solver_.sensitivity(frames_, sensitivity_);

@@ -61,6 +61,7 @@ class Reconstruction {
     bool sceneMoves() const;
     double guessStrength() const;
     void chooseStrength();
+    void giveSecondChance();
     /// Share of noise in the frames that the image takes over.
     double explainedNoise(const std::vector<Buffer<float>>& noise, const PaddedImage& response);
     void estimateDeviation();
