@@ -40,7 +40,8 @@ constexpr char kExitCodes[] =
     "line.\n"
     "Each file appears whole or not at all. Messages go to standard error.";
 
-constexpr float kLargestBlur = 1e3f;  // far beyond any camera; at 1e30 no weights are left
+constexpr float kLargestBlur = 1e3f;             // far beyond any camera; at 1e30 no weights are left
+constexpr float kLargestSimulatedBlur = 100.0f;  // its taps reach five times as far
 
 void addEnhance(CLI::App& app, EnhanceCommand& c) {
     CLI::App* sub = app.add_subcommand("enhance", "Enlarge a burst or recording to twice its size");
@@ -174,7 +175,7 @@ void addSimulate(CLI::App& app, SimulateCommand& c) {
         ->check(numberWithin(0.0, 1e6))
         ->capture_default_str();
     sub->add_option("--psf-sigma", c.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
-        ->check(numberWithin(0.0f, kLargestBlur, true))
+        ->check(numberWithin(0.0f, kLargestSimulatedBlur, true))
         ->capture_default_str();
     sub->add_option("--defects", c.defects, "Isolated pixels that carry status codes instead of values")
         ->check(CLI::Range(0, 1000000))
@@ -194,11 +195,17 @@ void addEvaluate(CLI::App& app, EvaluateCommand& c) {
     sub->add_option("--reference", c.reference,
                     "Reference frame, whose bicubic enlargement is compared with the truth as well")
         ->check(notEmpty());
+    sub->add_option("--beside", c.others,
+                    "A further enlarged image, judged under the name of its file; may be given several times")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->check(notEmpty());
     sub->add_option("--crop", c.crop, "Pixels left out along the border")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
     sub->add_flag("--regions", c.regions,
                   "The RMSE of flat places and of the hottest and coldest 1 % as well");
+    sub->add_flag("--json", c.json, "Prints all figures as JSON, those of --regions too");
     sub->add_option("--picture", c.picture,
                     "FILE.png for a picture of all of them on one colour scale, with a magnified detail")
         ->check(notEmpty());

@@ -62,10 +62,12 @@ void simulate(const SimulateCommand& command);
 struct EvaluateCommand {
     std::string result;
     std::string truth;
+    std::vector<std::string> others;  ///< further images of the same scene
     std::string reference;
     std::string picture;
     int crop = 3;
     bool regions = false;
+    bool json = false;
 };
 void evaluate(const EvaluateCommand& command);
 

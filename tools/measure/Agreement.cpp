@@ -6,7 +6,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "tools/measure/Metrics.h"
-#include "tools/simulate/SensorModel.h"
+#include "tools/measure/SensorModel.h"
 #include "tools/values/Decode.h"
 
 namespace oravo::tools {

@@ -8,15 +8,14 @@
 #include "tools/base/MemoryCheck.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
+#include "tools/simulate/Camera.h"
 #include "tools/simulate/Scene.h"
-#include "tools/simulate/SensorModel.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {
 namespace {
 
-constexpr int kFactor = SensorModel::kFactor;
-constexpr int kTaps = SensorModel::kTaps;
+constexpr int kFactor = Camera::kFactor;
 constexpr int kDefectSpacing = 3;  // so that every defect has sound neighbours
 
 /// Streams of one seed that have nothing to do with each other.
@@ -27,10 +26,10 @@ cv::RNG randomStream(std::uint64_t seed, std::uint64_t stream) {
 }
 
 /// How far the scene has to reach beyond what an unshifted frame shows, in its own pixels.
-int marginFor(const std::vector<cv::Point2f>& shifts) {
+int marginFor(const std::vector<cv::Point2f>& shifts, const Camera& camera) {
     float largest = 0.0f;
     for (const cv::Point2f& d : shifts) largest = std::max({largest, std::abs(d.x), std::abs(d.y)});
-    return kFactor * (static_cast<int>(std::ceil(largest)) + 1) + kTaps;
+    return kFactor * (static_cast<int>(std::ceil(largest)) + 1) + camera.reach();
 }
 
 /// Throws UserError when there is no memory for all frames and for rendering the scene.
@@ -38,34 +37,34 @@ void requireRoom(const SimulationParameters& p) {
     constexpr std::uint64_t kBytesPerScenePixel = 16;  // measured: 15 with the frame that is being taken
     const auto width = static_cast<std::uint64_t>(p.frameSize.width);
     const auto height = static_cast<std::uint64_t>(p.frameSize.height);
-    const auto margins = 2 * static_cast<std::uint64_t>(marginFor(p.shifts));
+    const auto margins = 2 * static_cast<std::uint64_t>(marginFor(p.shifts, Camera(p.psfSigma)));
     const std::uint64_t scene = (kFactor * width + margins) * (kFactor * height + margins);
     requireMemory(
         kBytesPerScenePixel * scene + sizeof(float) * p.shifts.size() * width * height,
         format("%zu frames of %d x %d pixels", p.shifts.size(), p.frameSize.width, p.frameSize.height));
 }
 
-/// The camera: takes frames of a scene that is rendered once, with room for every shift.
-class Camera {
+/// A scene that is rendered once, with room for every shift.
+class Stage {
   public:
-    Camera(const SimulationParameters& p)
-        : high_(p.frameSize * kFactor), margin_(marginFor(p.shifts)), model_(p.frameSize, p.psfSigma) {
-        scene_ = p.scene.empty() ? renderScene(high_, margin_) : middleOf(p.scene);
+    explicit Stage(const SimulationParameters& p)
+        : camera_(p.psfSigma), frameSize_(p.frameSize), margin_(marginFor(p.shifts, camera_)) {
+        const cv::Size high = frameSize_ * kFactor;
+        scene_ = p.scene.empty() ? renderScene(high, margin_) : middleOf(p.scene);
     }
 
-    cv::Mat_<float> truth() const { return scene_(cv::Rect(cv::Point(margin_, margin_), high_)).clone(); }
+    cv::Mat_<float> truth() const {
+        return scene_(cv::Rect({margin_, margin_}, frameSize_ * kFactor)).clone();
+    }
 
-    cv::Mat_<float> frame(cv::Point2f shift) {
-        const cv::Point whole = SensorModel::wholePixels(shift);
-        const cv::Point before(SensorModel::kBefore, SensorModel::kBefore);
-        const cv::Point origin = cv::Point(margin_, margin_) - before - kFactor * whole;
-        const cv::Size extended(high_.width + kTaps - 1, high_.height + kTaps - 1);
-        return model_.frame(scene_(cv::Rect(origin, extended)).clone(), shift - cv::Point2f(whole));
+    cv::Mat_<float> frame(cv::Point2f shift) const {
+        const double first = margin_ + 0.5 * (kFactor - 1);
+        return camera_.frame(scene_, frameSize_, {first, first}, shift);
     }
 
   private:
     cv::Mat_<float> middleOf(const cv::Mat_<float>& picture) const {
-        const cv::Size needed = high_ + cv::Size(2 * margin_, 2 * margin_);
+        const cv::Size needed = frameSize_ * kFactor + cv::Size(2 * margin_, 2 * margin_);
         if (picture.cols < needed.width || picture.rows < needed.height) {
             throw UserError(ExitCode::kUsage,
                             format("a scene of %d x %d pixels is too small: %d x %d needed", picture.cols,
@@ -75,10 +74,10 @@ class Camera {
         return picture(cv::Rect(origin, needed));
     }
 
-    cv::Size high_;
+    Camera camera_;
+    cv::Size frameSize_;
     int margin_;
     cv::Mat_<float> scene_;
-    SensorModel model_;
 };
 
 float asPixel(std::uint32_t code) {
@@ -142,13 +141,13 @@ Burst simulateBurst(const SimulationParameters& p) {
                                                  static_cast<double>(d.x), static_cast<double>(d.y)));
     }
     requireRoom(p);
-    Camera camera(p);
+    const Stage stage(p);
     Burst burst;
-    burst.truth = camera.truth();
+    burst.truth = stage.truth();
     const std::vector<cv::Point> defects = defectPlaces(p.frameSize, p.defects, randomStream(p.seed, 1));
     cv::RNG noise = randomStream(p.seed, 2);
     for (const cv::Point2f& shift : p.shifts) {
-        burst.frames.push_back(camera.frame(shift));
+        burst.frames.push_back(stage.frame(shift));
         addNoise(p.noise, noise, burst.frames.back());
         plantDefects(defects, burst.frames.back());
     }

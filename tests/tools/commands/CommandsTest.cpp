@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <optional>
 
@@ -47,6 +48,16 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
     EXPECT_EQ(evaluated.code, 0) << evaluated.err;
     EXPECT_NE(evaluated.out.find("bicubic"), std::string::npos);
     EXPECT_EQ(evaluated.err, "");
+    const Outcome figures =
+        run("evaluate o.tif b/truth.tif --beside b/truth.tif --reference b/frame_001.tif --json");
+    const auto images = nlohmann::json::parse(figures.out)["images"];
+    ASSERT_EQ(images.size(), 3u);
+    EXPECT_EQ(images[0]["name"], "result");
+    EXPECT_EQ(images[1]["name"], "truth");
+    EXPECT_EQ(images[1]["rmse"], 0.0);
+    EXPECT_TRUE(images[1]["psnr"].is_null());
+    EXPECT_EQ(images[2]["file"], "b/frame_001.tif");
+    EXPECT_LT(images[0]["rmse"], images[2]["rmse"]);
     EXPECT_NE(
         run("evaluate o.tif b/truth.tif --reference b/frame_000.tif").err.find("they are not on one grid"),
         std::string::npos);
@@ -68,7 +79,7 @@ TEST_F(Program, SimulatesFramesOfAGivenPicture) {
     EXPECT_LT(cv::norm(image("b/truth.tif"), expected, cv::NORM_INF), 1e-5);
     const Outcome small = run("simulate -o new --scene picture.png --width 100 --height 48");
     EXPECT_EQ(small.code, 1);
-    EXPECT_NE(small.err.find("a scene of 200 x 160 pixels is too small: 220 x "), std::string::npos)
+    EXPECT_NE(small.err.find("a scene of 200 x 160 pixels is too small: 240 x "), std::string::npos)
         << small.err;
     EXPECT_FALSE(std::filesystem::exists(path("new")));
 }

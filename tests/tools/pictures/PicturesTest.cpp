@@ -6,6 +6,7 @@
 #include "tools/commands/ResultFiles.h"
 #include "tools/measure/Agreement.h"
 #include "tools/measure/Metrics.h"
+#include "tools/measure/SensorModel.h"
 #include "tools/pictures/ColourScale.h"
 #include "tools/pictures/Drawing.h"
 #include "tools/pictures/Preview.h"
@@ -145,15 +146,38 @@ TEST(Preview, NamesTheHottestAndTheColdestWhereTheyAre) {
     }
 }
 
+/// Frames as the solver's model sees a scene, which is taken for the image; cyclic, so that frames can move.
+Window framesOf(const cv::Mat_<float>& scene, const std::vector<cv::Point2f>& shifts, float psfSigma,
+                double noise) {
+    const cv::Size size = scene.size() / 2;
+    SensorModel model(size, psfSigma);
+    cv::RNG random(7);
+    Window window{{}, shifts, {}};
+    for (const cv::Point2f& shift : shifts) {
+        const cv::Point whole = SensorModel::wholePixels(shift);
+        cv::Mat_<float> seen;
+        const int before = SensorModel::kBefore + 2 * 8, behind = SensorModel::kBehind + 2 * 8;
+        cv::copyMakeBorder(scene, seen, before, behind, before, behind, cv::BORDER_REFLECT_101);
+        const cv::Size extended = scene.size() + cv::Size(SensorModel::kTaps - 1, SensorModel::kTaps - 1);
+        const cv::Rect part(cv::Point(16, 16) - 2 * whole, extended);
+        cv::Mat_<float> frame = model.frame(seen(part).clone(), shift - cv::Point2f(whole)), added(size);
+        random.fill(added, cv::RNG::NORMAL, 0.0, noise);
+        frame += added;
+        window.frames.push_back(frame);
+        window.masks.emplace_back(size, uchar{1});
+    }
+    return window;
+}
+
 /// Frames of a known scene with known noise, and the scene itself as the image: the map must tell the noise.
 TEST(Agreement, NoiseMapTellsTheNoiseOfTheFrames) {
     SimulationParameters p;
-    p.shifts = {{0.3f, -1.4f}, {0.0f, 0.0f}, {-0.5f, 0.25f}, {2.2f, 0.5f}, {-0.4f, -0.3f}};
+    p.shifts = {{0.0f, 0.0f}};
+    const Burst burst = simulateBurst(p);
     for (const double noise : {0.05, 1.0}) {
-        p.noise = noise;
-        Burst burst = simulateBurst(p);
-        Window window{burst.frames, p.shifts, {}};
-        for (std::size_t k = 0; k < 5; ++k) window.masks.emplace_back(p.frameSize, uchar{1});
+        Window window =
+            framesOf(burst.truth, {{0.3f, -1.4f}, {0.0f, 0.0f}, {-0.5f, 0.25f}, {2.2f, 0.5f}, {-0.4f, -0.3f}},
+                     p.psfSigma, noise);
         // A frame that differs, and one without a value, which must not count.
         window.frames[2](cv::Rect(20, 20, 8, 8)) += 50.0f;
         window.masks[2](cv::Rect(0, 0, 60, 60)) = uchar{0};

@@ -1,4 +1,4 @@
-#include "tools/simulate/SensorModel.h"
+#include "tools/measure/SensorModel.h"
 
 #include <cmath>
 
