@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# From nothing to a picture: builds the program, simulates a burst, enhances it and compares the result with the
-# truth and with bicubic enlargement. Leaves demo/comparison.png.
+# From nothing to a picture: builds the program, simulates a burst, enlarges it by the precise and by the float pipeline,
+# and compares both with the truth and with bicubic enlargement. Leaves demo/comparison.png and demo/report.html.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -17,10 +17,12 @@ mkdir -p demo
 rm -rf demo/burst
 "$superres" simulate -o demo/burst --width 160 --height 120 --noise 0.05 --seed 3
 
-echo "== enhancing them into demo/enhanced.tif"
-"$superres" enhance demo/burst -o demo/enhanced.tif --shifts demo/shifts.csv
+echo "== enlarging them into demo/precise.tif and, by the pipeline of live cameras, demo/float.tif"
+"$superres" enhance demo/burst -o demo/precise.tif --shifts demo/shifts.csv --encoding celsius \
+    --report demo/report.html
+"$superres" enhance demo/burst -o demo/float.tif --pipeline float
 
-echo "== comparing with the truth (result: this library; bicubic: frame 1 enlarged)"
-"$superres" evaluate demo/enhanced.tif demo/burst/truth.tif --reference demo/burst/frame_001.tif \
-    --picture demo/comparison.png
-echo "== look at $PWD/demo/comparison.png"
+echo "== comparing with the truth (result: precise; bicubic: frame 1 enlarged)"
+"$superres" evaluate demo/precise.tif demo/burst/truth.tif --beside demo/float.tif \
+    --reference demo/burst/frame_001.tif --picture demo/comparison.png
+echo "== look at $PWD/demo/comparison.png and $PWD/demo/report.html"
