@@ -106,7 +106,7 @@ def bursts(name, half, number):
     if kind.scene in ("mwir", "lwir"):
         return recorded.windows(name, kind, number)
     if kind.scene == "plate":
-        return [lambda seed=seed: _plate(name, kind, half, seed) for seed in range(2 * number)]
+        return [lambda seed=seed: _plate(name, kind, half, seed) for seed in range(4 * number)]
     views = list(scenes.views(half, number))
     return [lambda view=view, i=i: _rendered(name, kind, view, kind.blur[i % len(kind.blur)])
             for i, view in enumerate(views)]
