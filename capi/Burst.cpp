@@ -143,6 +143,10 @@ const Figure kFigures[] = {
     {"withheld_error", [](const SrPreciseResult& r) { return r.withheldError; }},
     {"bicubic_error", [](const SrPreciseResult& r) { return r.bicubicError; }},
     {"withheld_pixels", [](const SrPreciseResult& r) { return static_cast<double>(r.withheldPixels); }},
+    {"gain_db", [](const SrPreciseResult& r) { return r.gain; }},
+    {"trusted", [](const SrPreciseResult& r) { return r.trusted ? 1.0 : 0.0; }},
+    {"leaning", [](const SrPreciseResult& r) { return r.leaning; }},
+    {"share_on_reference", [](const SrPreciseResult& r) { return r.shareOnReference; }},
     {"dead_pixels", [](const SrPreciseResult& r) { return static_cast<double>(r.deadPixels.size()); }},
 };
 

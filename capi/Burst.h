@@ -117,7 +117,8 @@ ORAVO_EXPORT int oravo_burst_dead_pixels(oravo_burst burst, unsigned char* out);
 ORAVO_EXPORT int oravo_burst_frame_info(oravo_burst burst, int index, oravo_burst_frame* out);
 
 /** Copies the figure with this name: "frames", "used_frames", "contrast", "noise", "smoothness", "withheld_error",
- * "bicubic_error", "withheld_pixels", "dead_pixels"; see SrPreciseResult. */
+ * "bicubic_error", "withheld_pixels", "gain_db", "trusted" (1 or 0), "leaning", "share_on_reference", "dead_pixels"; see
+ * SrPreciseResult. */
 ORAVO_EXPORT int oravo_burst_figure(oravo_burst burst, const char* name, double* out);
 
 /** The text of the latest failure of this burst, "" without one; valid until its next call. For 0: of the calling

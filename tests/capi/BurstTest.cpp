@@ -63,6 +63,14 @@ TEST(Burst, GivesWhatTheEngineGives) {
     EXPECT_EQ(figure, expected.withheldError);
     ASSERT_EQ(oravo_burst_figure(handle, "used_frames", &figure), ORAVO_BURST_OK);
     EXPECT_EQ(figure, 5.0);
+    const std::pair<const char*, double> judgement[] = {{"gain_db", expected.gain},
+                                                        {"trusted", expected.trusted ? 1.0 : 0.0},
+                                                        {"leaning", expected.leaning},
+                                                        {"share_on_reference", expected.shareOnReference}};
+    for (const auto& [name, value] : judgement) {
+        ASSERT_EQ(oravo_burst_figure(handle, name, &figure), ORAVO_BURST_OK) << name;
+        EXPECT_EQ(figure, value) << name;
+    }
     oravo_burst_destroy(handle);
 }
 

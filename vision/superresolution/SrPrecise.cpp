@@ -21,6 +21,7 @@ using detail::precise::ReconstructionOptions;
 
 constexpr const char* kSource = "vision/superresolution/SrPrecise";
 constexpr int kMostFactor = 4;
+constexpr double kMostLeaning = 0.5;  ///< of an image that is trusted
 constexpr double kLeastSigma = 0.3, kMostSigma = 2.0;
 
 std::string number(double value) {
@@ -142,6 +143,12 @@ SrPreciseResult resultOf(const Reconstruction& run, const cv::Mat_<float>& refer
     result.withheldError = run.contrast() * run.withheld().error;
     result.bicubicError = run.contrast() * run.withheld().bicubicError;
     result.withheldPixels = run.withheld().pixels;
+    const auto used = std::count_if(result.frames.begin(), result.frames.end(),
+                                    [](const SrPreciseFrame& frame) { return frame.used; });
+    result.gain = run.gain();
+    result.leaning = run.leaning();
+    result.shareOnReference = run.shareOnReference();
+    result.trusted = used > 1 && result.gain > 0.0 && result.leaning < kMostLeaning;
     return result;
 }
 

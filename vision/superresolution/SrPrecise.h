@@ -80,6 +80,17 @@ struct SrPreciseResult {
     double withheldError = 0.0;
     double bicubicError = 0.0;       ///< see withheldError
     std::size_t withheldPixels = 0;  ///< how many were predicted
+    /// How much smaller withheldError is than bicubicError, in decibels; 0 when there was nothing to predict.
+    double gain = 0.0;
+    /// Whether the image may be taken for better than bicubic enlargement of the reference. False when the reference is the
+    /// only frame that takes part, when gain is not above 0, and when the frames do not fit one image: when they are
+    /// warped against each other, or show the scene other than the reference does.
+    bool trusted = false;
+    /// By how much the image fell back to what the reference alone tells, from 0, not at all, to 1, because the frames do not
+    /// fit one image; from 0.5 on it is not trusted.
+    double leaning = 0.0;
+    /// Share of the image's pixels, from 0 to 1, which the other frames lend less than half a frame's weight.
+    double shareOnReference = 0.0;
 };
 
 /// The best image that a burst can yield: all frames are explained at once by one image, seen through the camera's blur

@@ -100,7 +100,11 @@ TEST(SrPrecise, RecoversMotionsByTheSimplestModelAndBeatsBicubic) {
         EXPECT_NEAR(result.contrast, cv::norm(frames[kReference] - mean) / std::sqrt(kSize.area()), 1e-3);
         EXPECT_GT(result.noise, 0.6 * c.noise);
         EXPECT_LT(result.noise, 1.3 * c.noise);
-        EXPECT_LT(result.withheldError, result.bicubicError);
+        EXPECT_NEAR(result.gain, 20.0 * std::log10(result.bicubicError / result.withheldError), 1e-9);
+        EXPECT_GT(result.gain, 0.0);
+        EXPECT_TRUE(result.trusted);
+        EXPECT_EQ(result.leaning, 0.0);
+        EXPECT_LT(result.shareOnReference, 0.1);
         EXPECT_GT(result.withheldPixels, 100U);
     }
     // Standard errors follow the noise.
@@ -194,6 +198,37 @@ TEST(SrPrecise, WhatMovesOnItsOwnNeitherLeadsNorBreaksPixels) {
     }
     EXPECT_TRUE(result.deadPixels.empty());
     EXPECT_GT(gainOverBicubic(result.image, frames[kReference], scene().truth()), 3.0);
+}
+
+TEST(SrPrecise, FallsBackToTheReferenceWhereFramesDoNotFitOneImage) {
+    const std::vector<Pose> poses = handHeld(5);
+    const std::vector<Image> frames = burst(scene(), poses, kNoise);
+    const Image truth = scene().truth();
+    // Interlaced: every second row was taken from elsewhere.
+    std::vector<Image> interlaced = clones(frames);
+    for (std::size_t k = 0; k < poses.size(); ++k) {
+        if (static_cast<int>(k) == kReference) continue;
+        const double aside = k % 2 == 0 ? 0.9 : -0.8;
+        const Image later =
+            noisy(scene().frame({poses[k].dx + aside, poses[k].dy}), 70 + static_cast<unsigned>(k), kNoise);
+        for (int y = 1; y < kSize.height; y += 2) later.row(y).copyTo(interlaced[k].row(y));
+    }
+    const SrPreciseResult warped = enhance(interlaced, kReference);
+    EXPECT_FALSE(warped.trusted);
+    EXPECT_GT(warped.leaning, 0.9);
+    EXPECT_GT(warped.shareOnReference, 0.9);
+    EXPECT_GT(gainOverBicubic(warped.image, frames[kReference], truth), 0.0);
+
+    // Frames that a recorder repeats vouch for nothing.
+    const SrPreciseResult repeated =
+        enhance({frames[0], frames[0], frames[kReference], frames[kReference], frames[4]}, 2);
+    EXPECT_TRUE(repeated.frames[1].used && repeated.frames[2].used && repeated.frames[4].used);
+    EXPECT_FALSE(repeated.frames[0].used || repeated.frames[3].used);
+    EXPECT_TRUE(repeated.trusted);
+    const SrPreciseResult alone = enhance(std::vector<Image>(5, frames[kReference]), 1);
+    EXPECT_FALSE(alone.trusted);
+    EXPECT_EQ(alone.gain, 0.0);
+    EXPECT_EQ(alone.shareOnReference, 1.0);
 }
 
 TEST(SrPrecise, KeepsItsPlaceAtEveryFactor) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/precise/FrameNoise.h"
 #include "vision/superresolution/detail/precise/SeparableFilter.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
@@ -94,29 +95,6 @@ Buffer<float> knownPart(const PaddedImage& weight) {
     const Buffer<float> known = denseCopy(weight);
     for (float& value : known) value = value > kLeastKnown ? 1.0f : 0.0f;
     return known;
-}
-
-/// Standard deviation of what noise leaves of a difference of two blurred frames, noise being what the second differences
-/// along both axes show in the median. Where a frame is rough all over, it comes out too large.
-double blurredNoise(const FrameState& frame, int width, int height) {
-    std::vector<float> rough, work;
-    for (int y = 1; y + 1 < height; ++y) {
-        const float* v = frame.values.data() + static_cast<std::ptrdiff_t>(y) * width;
-        const float* known = frame.present.data() + static_cast<std::ptrdiff_t>(y) * width;
-        for (int x = 1; x + 1 < width; ++x) {
-            float across[3], all = 1.0f;
-            for (int j = -1; j <= 1; ++j) {
-                const float* at = v + j * width + x;
-                across[j + 1] = at[-1] - 2.0f * at[0] + at[1];
-                const float* there = known + j * width + x;
-                all = std::min(all, std::min(there[-1], std::min(there[0], there[1])));
-            }
-            if (all > 0.0f) rough.push_back(across[0] - 2.0f * across[1] + across[2]);
-        }
-    }
-    constexpr double kGain = 6.0;  // root of the sum of the squares of the weights
-    const double noise = kSigmaPerMedian * medianMagnitude(rough.data(), rough.size(), work) / kGain;
-    return noise * std::sqrt(2.0 / kPixelsPerValue);
 }
 
 /// known / (1 + slope^2 / typical slope^2), with slopes by their mean square around a pixel: so every part of a frame has about
@@ -361,7 +339,9 @@ void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& f
     const auto possible = std::count(finest.known.begin(), finest.known.end(), 1.0f);
     const double scale = kSigmaPerQuartile * quantileOf(magnitudes, 0.25) + 1e-6;
     // Where even the better half of the pixels differs by far more than noise, only a match that is otherwise close counts.
-    const bool strange = scale > kStrange * blurredNoise(frame, width_, height_);
+    const double blurredNoise =
+        std::sqrt(2.0 / kPixelsPerValue);  // of a difference of two frames, over a frame's
+    const bool strange = scale > kStrange * blurredNoise * frameNoise(frame, width_, height_);
     const double explained = strange ? kExplainedOfStrange : kLeastExplained;
     frame.used = count > kLeastOverlap * static_cast<double>(possible) &&
                  residual / count < (1.0 - explained) * doubt * variance;

@@ -9,6 +9,7 @@
 #include "vision/superresolution/detail/precise/Misfit.h"
 #include "vision/superresolution/detail/precise/SeparableFilter.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
+#include "vision/superresolution/detail/precise/Trust.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
@@ -33,7 +34,10 @@ constexpr double kLeastFreedom = 0.05;  ///< share of the noise that an image le
 constexpr double kProbeBlur = 1.6;      ///< of squared responses, pixels of the image
 constexpr double kMostDead = 0.02;      ///< share of a sensor's pixels that may be dead
 constexpr double kLeastMovement =
-    0.25;  ///< of the scene over the sensor, in pixels, that tells the two apart
+    0.25;                             ///< of the scene over the sensor, in pixels, that tells the two apart
+constexpr double kMostLeaning = 0.5;  ///< on the reference, from which the image is taken to be its estimate
+constexpr float kFewOthers =
+    0.5f;  ///< frames' worth of weight, below which the reference alone makes a pixel
 constexpr double kLeastPresence = 1e-3;  ///< frames' worth of values below which a pixel is unknown
 // The best strength of rendered bursts follows the noise: strength = kStrength noise^kStrengthPower, both in contrasts.
 constexpr double kStrength = 0.13;
@@ -94,8 +98,24 @@ void Reconstruction::normalise() {
     }
 }
 
+bool Reconstruction::repeatsAnother(int k) const {
+    const auto alike = [](const Buffer<float>& a, const Buffer<float>& b) {
+        return std::equal(a.begin(), a.end(), b.begin());
+    };
+    const FrameState& frame = frames_[static_cast<std::size_t>(k)];
+    const int step = k < reference_ ? 1 : -1;  // towards the reference: those have been placed
+    for (int i = k + step; i != reference_ + step; i += step) {
+        const FrameState& other = frames_[static_cast<std::size_t>(i)];
+        if (other.used && alike(frame.values, other.values) && alike(frame.present, other.present))
+            return true;
+    }
+    return false;
+}
+
 void Reconstruction::placeFrame(FirstGuess& guess, int k, int towardsReference) {
     FrameState& frame = frames_[static_cast<std::size_t>(k)];
+    frame.used = !repeatsAnother(k);
+    if (!frame.used) return;
     std::vector<Motion> hints;
     // The frame before it in time lies near, and going on as before is likely.
     const int near = k + towardsReference, far = near + towardsReference;
@@ -254,23 +274,87 @@ void Reconstruction::run(int reference) {
     solver_.presence(frames_, presence_);
     report(0.95);
     noise_ = medianScale(frames_);
-    if (options_.deviation) estimateDeviation();
+    judge();
+    measureShare();
+    std::vector<FrameState> alone;
+    if (leaning_ > 0.0) {
+        alone.push_back(referenceAlone());
+        fallBack(alone.front());
+    }
+    if (options_.deviation) estimateDeviation(leaning_ < kMostLeaning ? frames_ : alone);
     report(1.0);
 }
 
-double Reconstruction::explainedNoise(const std::vector<Buffer<float>>& noise, const PaddedImage& response) {
+void Reconstruction::judge() {
+    std::vector<FrameState> others(frames_);
+    others.erase(others.begin() + reference_);
+    const Evidence evidence{withheld_.error, withheld_.bicubicError, withheld_.frameNoise,
+                            medianScale(others), frames_[static_cast<std::size_t>(reference_)].scale};
+    leaning_ = leaningOnReference(evidence);
+    gain_ = gainInDecibels(evidence);
+    processed_ = isProcessed(evidence);
+}
+
+void Reconstruction::measureShare() {
+    const PaddedImage own(grid_.columns(), grid_.rows());
+    solver_.sensitivity({frames_[static_cast<std::size_t>(reference_)]}, own);
+    const float perFrame =
+        static_cast<float>(grid_.factor * grid_.factor) * static_cast<float>(1.0 - leaning_);
+    double resting = 0.0;
+    for (int y = kMargin; y < grid_.rows() - kMargin; ++y) {
+        for (int x = kMargin; x < grid_.columns() - kMargin; ++x)
+            resting += perFrame * (sensitivity_.row(y)[x] - own.row(y)[x]) < kFewOthers ? 1.0 : 0.0;
+    }
+    shareOnReference_ =
+        resting / (static_cast<double>(grid_.columns() - 2 * kMargin) * (grid_.rows() - 2 * kMargin));
+}
+
+FrameState Reconstruction::referenceAlone() {
+    FrameState alone = frames_[static_cast<std::size_t>(reference_)];
+    alone.weight = alone.present;
+    alone.scale = std::max(withheld_.frameNoise, 1e-6);
+    return alone;
+}
+
+void Reconstruction::fallBack(const FrameState& alone) {
+    const PaddedImage own(grid_.columns(), grid_.rows()), image(grid_.columns(), grid_.rows());
+    const std::vector<FrameState> frames{alone};
+    BicubicReference(alone, grid_.width, grid_.height, pattern_.values()).enlarge(grid_, image);
+    // What a codec has smoothed is not what the model says, and is sharpened for the worse.
+    if (!processed_) {
+        WithheldPixels withheld(grid_, options_.sigma, frames, 0, pattern_.values(), image);
+        const double guess = kStrength * std::pow(alone.scale, kStrengthPower);
+        const double strength = options_.strength > 0.0 ? options_.strength : withheld.choose(guess).strength;
+        withheldSteps_ += withheld.steps();
+        solver_.solve(frames, pattern_.values(), strength, {kFinalFreezes, kFinalSteps, 1e-3}, image);
+    }
+    solver_.presence(frames, own);
+    const float perFrame = static_cast<float>(grid_.factor * grid_.factor),
+                leaning = static_cast<float>(leaning_);
+    for (int y = 0; y < grid_.rows(); ++y) {
+        for (int x = 0; x < grid_.columns(); ++x) {
+            // Where the reference has no value, others still speak.
+            const float share = leaning * std::clamp(perFrame * own.row(y)[x], 0.0f, 1.0f);
+            image_.row(y)[x] += share * (image.row(y)[x] - image_.row(y)[x]);
+            sensitivity_.row(y)[x] += share * (own.row(y)[x] - sensitivity_.row(y)[x]);
+        }
+    }
+}
+
+double Reconstruction::explainedNoise(const std::vector<FrameState>& frames,
+                                      const std::vector<Buffer<float>>& noise, const PaddedImage& response) {
     const SplineImage& coefficients = solver_.coefficients(response);
     std::vector<float> row(static_cast<std::size_t>(grid_.width));
     double explained = 0.0, all = 0.0;
-    for (std::size_t k = 0; k < frames_.size(); ++k) {
-        if (!frames_[k].used) continue;
-        for (const SampleRun& run : frames_[k].runs) {
+    for (std::size_t k = 0; k < frames.size(); ++k) {
+        if (!frames[k].used) continue;
+        for (const SampleRun& run : frames[k].runs) {
             preciseKernels().sample(coefficients.view(), run, row.data());
             for (int i = run.first; i < run.first + run.count; ++i) {
                 const std::size_t q =
                     static_cast<std::size_t>(run.y) * static_cast<std::size_t>(grid_.width) +
                     static_cast<std::size_t>(i);
-                const double sent = static_cast<double>(frames_[k].weight[q]) * noise[k][q];
+                const double sent = static_cast<double>(frames[k].weight[q]) * noise[k][q];
                 explained += sent * row[static_cast<std::size_t>(i)];
                 all += sent * noise[k][q];
             }
@@ -279,15 +363,15 @@ double Reconstruction::explainedNoise(const std::vector<Buffer<float>>& noise, c
     return all > 0.0 ? explained / all : 0.0;
 }
 
-void Reconstruction::estimateDeviation() {
+void Reconstruction::estimateDeviation(const std::vector<FrameState>& frames) {
     // An image explains part of the noise, too, so that the misfit is smaller than the noise: by the square root of the
     // degrees of freedom that are left. The probe tells that part.
     // Noise of each frame's own strength, with signs from a hash, through the linearised estimator: what it does to a
     // pixel, squared and averaged over a neighbourhood, is the pixel's variance (M. F. Hutchinson, Commun. Statist.
     // Simul. 19, 1990).
     std::vector<Buffer<float>> noise;
-    for (std::size_t k = 0; k < frames_.size(); ++k) {
-        const FrameState& frame = frames_[k];
+    for (std::size_t k = 0; k < frames.size(); ++k) {
+        const FrameState& frame = frames[k];
         Buffer<float> signs(frame.values.size());
         for (std::size_t q = 0; q < signs.size(); ++q) {
             std::uint64_t hash = (q + 1) * 0x9E3779B97F4A7C15ull + k * 0xD1B54A32D192ED03ull;
@@ -299,9 +383,10 @@ void Reconstruction::estimateDeviation() {
         noise.push_back(signs);
     }
     const PaddedImage response(grid_.columns(), grid_.rows());
-    solver_.propagate(frames_, noise, kProbeSteps, response);
-    const double correction = 1.0 / std::sqrt(std::max(1.0 - explainedNoise(noise, response), kLeastFreedom));
-    noise_ = correction * medianScale(frames_);
+    solver_.propagate(frames, noise, kProbeSteps, response);
+    const double correction =
+        1.0 / std::sqrt(std::max(1.0 - explainedNoise(frames, noise, response), kLeastFreedom));
+    noise_ = correction * medianScale(frames);
     for (int y = 0; y < response.rows(); ++y) {
         for (int x = 0; x < response.columns(); ++x) response.row(y)[x] *= response.row(y)[x];
     }

@@ -46,12 +46,18 @@ class Reconstruction {
     const Buffer<float>& pattern() const { return pattern_.values(); }
     const WithheldChoice& withheld() const { return withheld_; }
     double contrast() const { return contrast_; }  ///< the unit of all normalised values
+    double leaning() const { return leaning_; }    ///< by which the image fell back to the reference alone
+    double gain() const { return gain_; }          ///< over bicubic interpolation, decibels; 0 if unknown
+    double shareOnReference() const { return shareOnReference_; }  ///< of the image
     double noise() const;  ///< standard deviation of the frames' misfit, in the frames' unit
     long solverSteps() const { return solver_.steps() + withheldSteps_; }
 
   private:
     void normalise();
     void placeFrames();
+    /// Whether a frame has the values of one nearer to the reference: recorders repeat frames, which brings nothing new
+    /// but would vouch for its noise.
+    bool repeatsAnother(int k) const;
     void placeFrame(FirstGuess& guess, int k, int towardsReference);
     void solve(double strength, const SolverLimits& limits);
     void refineMotions();
@@ -63,8 +69,13 @@ class Reconstruction {
     void chooseStrength();
     void giveSecondChance();
     /// Share of noise in the frames that the image takes over.
-    double explainedNoise(const std::vector<Buffer<float>>& noise, const PaddedImage& response);
-    void estimateDeviation();
+    double explainedNoise(const std::vector<FrameState>& frames, const std::vector<Buffer<float>>& noise,
+                          const PaddedImage& response);
+    void estimateDeviation(const std::vector<FrameState>& frames);
+    FrameState referenceAlone();
+    void judge();
+    void fallBack(const FrameState& alone);
+    void measureShare();
     void copyScaled(const PaddedImage& image, double scale, double offset, float* out) const;
     void report(double share) const;
 
@@ -73,6 +84,8 @@ class Reconstruction {
     int reference_ = 0;
     std::vector<FrameState> frames_;
     double mean_ = 0.0, contrast_ = 1.0, noise_ = 0.0;
+    double leaning_ = 0.0, gain_ = 0.0, shareOnReference_ = 0.0;
+    bool processed_ = false;  ///< frames have less noise than any sensor
     ImageSolver solver_;
     MotionFit fit_;
     SensorPattern pattern_;

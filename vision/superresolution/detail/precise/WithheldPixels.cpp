@@ -6,6 +6,7 @@
 
 #include "vision/superresolution/detail/precise/BicubicReference.h"
 #include "vision/superresolution/detail/precise/FrameCrop.h"
+#include "vision/superresolution/detail/precise/FrameNoise.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
 namespace oravo::vision::detail::precise {
@@ -122,6 +123,7 @@ double WithheldPixels::bicubicSquaredError() const {
 WithheldChoice WithheldPixels::choose(double guess) {
     WithheldChoice choice;
     choice.strength = guess;
+    choice.frameNoise = frameNoise(frames_[static_cast<std::size_t>(reference_)], grid_.width, grid_.height);
     if (held_.empty()) return choice;
     std::vector<Trial> trials;
     const auto attempt = [&](double exponent) {
