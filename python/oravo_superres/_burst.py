@@ -96,6 +96,7 @@ class Reconstruction:
         smoothness: weight of the prior.
         withheld_error, bicubic_error: root mean square error of predicting withheld pixels of other frames, by the
             image and by bicubic interpolation of the reference; 0 when there was nothing to predict.
+        leaning: by how much the image fell back to the reference alone, 0 to 1, because the frames do not fit one image.
     """
 
     image: npt.NDArray[np.float32]
@@ -108,6 +109,7 @@ class Reconstruction:
     smoothness: float
     withheld_error: float
     bicubic_error: float
+    leaning: float
 
     @property
     def doubts(self) -> List[str]:
@@ -115,6 +117,8 @@ class Reconstruction:
         found = []
         if sum(frame.used for frame in self.frames) < 2:
             found.append("the image rests on the reference frame alone")
+        elif self.leaning >= 0.5:
+            found.append(f"the frames do not fit one image: it rests on the reference frame by {self.leaning:.0%}")
         if 0 < self.bicubic_error <= self.withheld_error:
             found.append(f"bicubic interpolation predicts withheld pixels better: {self.bicubic_error:.3g} against "
                          f"{self.withheld_error:.3g}")
@@ -186,7 +190,8 @@ def reconstruct_arrays(frames: List[npt.NDArray[np.float32]], reference: int, ps
             noise=burst.figure("noise"),
             smoothness=burst.figure("smoothness"),
             withheld_error=burst.figure("withheld_error"),
-            bicubic_error=burst.figure("bicubic_error"))
+            bicubic_error=burst.figure("bicubic_error"),
+            leaning=burst.figure("leaning"))
 
 
 def checked_frames(frames: Iterable[npt.NDArray[np.float32]], most: int) -> List[npt.NDArray[np.float32]]:

@@ -35,10 +35,16 @@ vision::SrPrecise acceptedEngine(cv::Size size, const EnhanceParameters& p,
     }
 }
 
+constexpr double kMostLeaning = 0.5;  ///< on the reference frame, of an image that may go without a word
+
 /// What speaks against taking the image for better than an enlargement of its reference frame; empty where nothing does.
 std::string doubtAbout(const Enlarged& enlarged) {
     if (enlarged.frames.size() < 2) {
         return "the image rests on the reference frame alone; it is that frame without its blur, not more";
+    }
+    if (enlarged.precise->leaning >= kMostLeaning) {
+        return format("the frames do not fit one image: it rests on the reference frame by %.0f %%",
+                      100.0 * enlarged.precise->leaning);
     }
     const std::optional<double> better = decibelsOverBicubic(*enlarged.precise);
     if (better && *better < 0.0) {

@@ -12,6 +12,7 @@ constexpr double kMuchBetter = 4.0, kHardlyBetter = 2.5;                ///< gai
 constexpr double kBetterThanCodec = 2.0, kAsCodec = 1.0;                ///< the same for processed frames
 constexpr double kAlike = 1.2, kOdd = 1.5;               ///< misfit of the reference over the others'
 constexpr double kFarBetter = 7.0, kNotFarBetter = 5.0;  ///< gains at which an odd reference matters
+constexpr double kSplendid = 8.0, kGood = 6.5;           ///< the same, where more than noise is missed
 constexpr double kNoMisfit = 0.002;
 
 /// 0 at and before `none`, 1 from `all` on, which may lie on either side.
@@ -38,8 +39,8 @@ double leaningOnReference(const Evidence& evidence) {
                                                 : ramp(gain, kMuchBetter, kHardlyBetter);
     const double warped = ramp(missed, kExplained, kUnexplained) * little;
     const bool measurable = evidence.referenceMisfit > kNoMisfit && evidence.misfit > 0.0;
-    const double unlikely =
-        std::max(ramp(gain, kFarBetter, kNotFarBetter), ramp(missed, kAsNoise, kExplained));
+    const double unlikely = std::max(ramp(gain, kFarBetter, kNotFarBetter),
+                                     ramp(missed, kAsNoise, kExplained) * ramp(gain, kSplendid, kGood));
     const double odd =
         measurable ? ramp(evidence.referenceMisfit / evidence.misfit, kAlike, kOdd) * unlikely : 0.0;
     return std::max(warped, odd);
