@@ -10,7 +10,6 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "support/Exception.h"
 #include "tools/base/Guard.h"
 
 namespace oravo::tools {
@@ -131,6 +130,16 @@ std::string currentExceptionText() {
     }
 }
 
+bool currentExceptionIs(Exception::Kind kind) {
+    try {
+        throw;
+    } catch (const Exception& e) {
+        return e.kind() == kind;
+    } catch (...) {
+        return false;
+    }
+}
+
 bool currentExceptionIsLackOfMemory() {
     try {
         throw;
@@ -139,7 +148,7 @@ bool currentExceptionIsLackOfMemory() {
     } catch (const cv::Exception& e) {
         return e.code == cv::Error::StsNoMem;
     } catch (const Exception& e) {
-        return e.message().rfind("Not enough memory", 0) == 0;
+        return e.kind() == Exception::Kind::outOfMemory;
     } catch (...) {
         return false;
     }

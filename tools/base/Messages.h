@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/Exception.h"
+
 namespace oravo::tools {
 
 /// printf into a string.
@@ -33,7 +35,10 @@ std::string ranges(const std::vector<std::size_t>& numbers);
 /// its own, C strings), by OpenCV or by the standard library.
 std::string currentExceptionText();
 
-/// Whether it tells that there is not enough memory.
+/// Whether it is the library's and of this kind.
+bool currentExceptionIs(Exception::Kind kind);
+
+/// Whether it says that there is not enough memory.
 bool currentExceptionIsLackOfMemory();
 
 }  // namespace oravo::tools

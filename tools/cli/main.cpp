@@ -275,7 +275,6 @@ void obey(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     openClosedStreams();
-    unsetenv("ORAVO_REPORT");  // the program collects the library's report, for --timing and --report
     const ExitCode code = outcomeOf([&] { obey(argc, argv); });
     return code == ExitCode::kSuccess ? finish(code) : static_cast<int>(code);
 }

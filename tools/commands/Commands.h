@@ -11,6 +11,7 @@
 #include "tools/input/FrameReader.h"
 #include "tools/pictures/ColourScale.h"
 #include "tools/values/Decode.h"
+#include "vision/superresolution/Defaults.h"
 
 namespace oravo::tools {
 
@@ -50,7 +51,7 @@ struct SimulateCommand {
     int reference = -1;  ///< -1: the frame that enhance refers to by default
     std::uint64_t seed = 1;
     double noise = 0.05;
-    float psfSigma = 0.683f;
+    float psfSigma = vision::defaults::kPsfSigma;
     double maxShift = 1.0;
     std::string shifts;
     std::string scene;

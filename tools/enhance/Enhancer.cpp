@@ -3,26 +3,16 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/Exception.h"
 #include "support/StopWatch.h"
 #include "tools/base/Messages.h"
-#include "tools/base/StandardOutputGuard.h"
 #include "tools/base/UserError.h"
+#include "vision/superresolution/detail/Status.h"
 
 namespace oravo::tools {
 namespace {
 
-// What the library returns in place of a gain.
-constexpr float kRegistrationFailed = -998.0f;
-constexpr float kTooLargeMotion = -6.0f;
-constexpr float kTooFewValidPixels = -3.0f;
-constexpr int kFallbackValue = -2;
-
-constexpr char kTooManyDefects[] = "Too many defect pixels";
-constexpr char kTooLargeDisplacement[] = "Too large displacement";
-
-bool startsWith(const std::string& text, const char* beginning) {
-    return text.rfind(beginning, 0) == 0;
-}
+namespace status = vision::status;
 
 EnhanceParameters settled(EnhanceParameters parameters) {
     settlePipeline(parameters);
@@ -54,17 +44,15 @@ void Enhancer::restart(int referenceIndex, float tvWeight) {
 }
 
 Enhancer::Intake Enhancer::addFrame(std::size_t number, const cv::Mat_<float>& frame) {
-    const StandardOutputGuard guard(!parameters_.timing);
     const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
     if (window_.size() == static_cast<std::size_t>(kWindowSize)) window_.pop_front();
     window_.push_back({number, dense, false});
     try {
-        if (pipeline_->addFrame(dense) != kFallbackValue) return {};
+        if (pipeline_->addFrame(dense) != status::fallbackPixel) return {};
         return {"has a defective pixel without enough sound neighbours; a stand-in value was used", false};
     } catch (...) {
-        const std::string text = currentExceptionText();
         window_.back().refused = true;
-        if (!startsWith(text, kTooManyDefects)) return {text, true};
+        if (!currentExceptionIs(Exception::Kind::tooManyDefects)) return {currentExceptionText(), true};
         return {"has more defective pixels than can be repaired", true};
     }
 }
@@ -85,21 +73,19 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     }
     Enlarged result;
     try {
-        const StandardOutputGuard guard(!parameters_.timing);
         StopWatch watch;
         result.gain = pipeline_->computeSR(result.image);
         result.seconds = watch.stop();
-        result.stages = stageTimes(guard.text());
+        result.stages = pipeline_->stageTimes();
     } catch (...) {
-        const std::string text = currentExceptionText();
-        refusal.reason = text;
-        if (startsWith(text, kTooLargeDisplacement)) {
+        refusal.reason = currentExceptionText();
+        if (currentExceptionIs(Exception::Kind::tooLargeDisplacement)) {
             refusal.position = displacedFrom(size_.height / 2);
             refusal.reason = displacement(refusal.position) + ", half the frame height or more";
         }
         return std::nullopt;
     }
-    if (result.gain == kRegistrationFailed) {
+    if (status::isStatus(result.gain, status::registrationFailed)) {
         refusal.reason = "some frame shows no detail that could be followed into it (registration failed)";
         return std::nullopt;
     }
@@ -112,10 +98,10 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)].number;
     result.masks = pipeline_->masks();
     result.parameters = parameters_;
-    if (result.gain == kTooLargeMotion) {
+    if (status::isStatus(result.gain, status::tooLargeDisplacement)) {
         result.warning =
             displacement(displacedFrom(size_.height / 10)) + ", more than a tenth of the frame height";
-    } else if (result.gain == kTooFewValidPixels) {
+    } else if (status::isStatus(result.gain, status::tooFewValidPixels)) {
         result.warning = "at least half of a frame's pixels do not agree with the reference frame";
     }
     result.gain = std::max(result.gain, 0.0f);

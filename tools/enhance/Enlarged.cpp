@@ -2,9 +2,9 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 
+#include "support/FloatBits.h"
 #include "tools/values/Decode.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
@@ -14,8 +14,7 @@ WithoutValue markWithoutValue(cv::Mat_<float>& image) {
     WithoutValue count;
     for (float& pixel : image) {
         if (isValue(pixel)) continue;
-        std::uint32_t bits = 0;
-        std::memcpy(&bits, &pixel, sizeof bits);
+        const std::uint32_t bits = bitsOf(pixel);
         ++(bits == vision::CODE_OVER_RANGE    ? count.overRange
            : bits == vision::CODE_UNDER_RANGE ? count.underRange
                                               : count.bad);

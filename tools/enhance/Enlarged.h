@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "tools/enhance/Pipelines.h"
-#include "tools/enhance/StageTimes.h"
 #include "vision/superresolution/SrPrecise.h"
+#include "vision/superresolution/detail/pipeline/TimingReport.h"
 
 namespace oravo::tools {
 
@@ -44,7 +44,7 @@ struct Enlarged {
     std::vector<cv::Mat_<float>> inputs;  ///< the frames as they were given
     std::vector<cv::Mat_<uchar>> masks;   ///< on the reference's grid: 1 where a frame agrees with it
     EnhanceParameters parameters;         ///< that it was computed with
-    std::vector<StageTime> stages;        ///< what took how long
+    vision::detail::StageTimes stages;    ///< what took how long
     double seconds = 0.0;                 ///< that all of it took
 
     /// What the precise pipeline found out, with an entry for each frame that takes part; null for the others.

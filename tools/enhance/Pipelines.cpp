@@ -25,7 +25,7 @@ class FloatPipeline final : public Pipeline {
     FloatPipeline(cv::Size size, const PipelineParameters& p)
         : pipeline_(size.width, size.height, kWindowSize, static_cast<float>(kFactor)) {
         pipeline_.setReferenceIndex(p.referenceIndex.value());
-        applySolverParameters(pipeline_, p);
+        applySharedParameters(pipeline_, p);
         pipeline_.setDataIsNUC(p.rawCounts);
     }
 
@@ -37,6 +37,9 @@ class FloatPipeline final : public Pipeline {
         return shifts;
     }
     std::vector<cv::Mat_<uchar>> masks() const override { return masksOf(pipeline_); }
+    vision::detail::StageTimes stageTimes() const override {
+        return vision::detail::RunAccess::stageTimes(pipeline_);
+    }
 
   private:
     vision::SrFloat<Registration> pipeline_;
@@ -64,11 +67,12 @@ struct Offer {
 };
 
 constexpr Offer kOffers[] = {
-    {PipelineKind::precise, "precise", nullptr, Registration::corners, false, 3, true, true, false,
-     "aligns frames by a fit of its own"},
-    {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true, 3, true, true, true, ""},
-    {PipelineKind::vector, "vector", makeVectorPipeline, Registration::corners, false, 3, true, false, false,
-     "aligns frames by corners only"},
+    {PipelineKind::precise, "precise", nullptr, Registration::corners, false,
+     vision::defaults::kReferenceIndex, true, true, false, "aligns frames by a fit of its own"},
+    {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true,
+     vision::defaults::kReferenceIndex, true, true, true, ""},
+    {PipelineKind::vector, "vector", makeVectorPipeline, Registration::corners, false,
+     vision::defaults::kReferenceIndex, true, false, false, "aligns frames by corners only"},
     {PipelineKind::reference, "reference", makeReferencePipeline, Registration::phase, false, 0, false, true,
      true, "aligns frames by phase correlation only"},
 };

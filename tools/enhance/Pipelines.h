@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "vision/superresolution/Defaults.h"
+#include "vision/superresolution/detail/pipeline/RunAccess.h"
+
 namespace oravo::tools {
 
 /// The library's ways from frames to an image.
@@ -27,11 +30,11 @@ struct PipelineParameters {
     PipelineKind kind = PipelineKind::precise;
     std::optional<Registration> registration;  ///< none: the pipeline's own; settlePipeline() fills it in
     std::optional<int> referenceIndex;         ///< counted back from the window's newest frame; likewise
-    float psfSigma = 0.683f;
-    float tvWeight = 400.0f;
-    int iterations = 8;
-    float relativeResidue = 0.007f;
-    float registrationError = 0.0001f;
+    float psfSigma = vision::defaults::kPsfSigma;
+    float tvWeight = vision::defaults::kWeightTV;
+    int iterations = vision::defaults::kMaxCGIters;
+    float relativeResidue = vision::defaults::kRelativeResidue;
+    float registrationError = vision::defaults::kRegError;
     bool rawCounts = false;
     int frames = 12;          ///< of the precise pipeline: the most that an image is made of
     double smoothness = 0.0;  ///< of the precise pipeline: weight of its prior; 0 lets it choose
@@ -54,8 +57,8 @@ void requireUsableSize(cv::Size size, const PipelineParameters& parameters, cons
 /// What the program needs of the library's pipelines of five frames, whatever their class; see SrFloat.
 class Pipeline {
   public:
-    static constexpr int kWindowSize = 5;
-    static constexpr int kFactor = 2;
+    static constexpr int kWindowSize = vision::defaults::kWindowSize;
+    static constexpr int kFactor = static_cast<int>(vision::defaults::kFactor);
 
     Pipeline() = default;
     Pipeline(const Pipeline&) = delete;
@@ -65,8 +68,10 @@ class Pipeline {
     virtual int addFrame(const cv::Mat_<float>& frame) = 0;
     virtual float computeSR(cv::Mat_<float>& out) = 0;
     virtual std::vector<cv::Point2f> completeShifts() const = 0;
-    /// Of the last run, oldest first: 1 where a frame agrees with the reference; empty where masks are not told.
+    /// Of the last run, oldest first: 1 where a frame agrees with the reference; empty where masks are unavailable.
     virtual std::vector<cv::Mat_<uchar>> masks() const { return {}; }
+    /// Of the last run; empty for a pipeline that does not report them.
+    virtual vision::detail::StageTimes stageTimes() const { return {}; }
 };
 
 /// A pipeline of five frames. Throws what the library throws for parameters that it refuses. The parameters have to be
@@ -81,9 +86,10 @@ std::vector<cv::Mat_<uchar>> masksOf(const Library& pipeline) {
     return masks;
 }
 
-/// The parameters that all pipelines share.
+/// The parameters that all pipelines share, and whether their runs print a report.
 template <class Library>
-void applySolverParameters(Library& pipeline, const PipelineParameters& p) {
+void applySharedParameters(Library& pipeline, const PipelineParameters& p) {
+    vision::detail::RunAccess::setReports(pipeline, p.timing);
     pipeline.setPsfSigma(p.psfSigma);
     pipeline.setWeightTV(p.tvWeight);
     pipeline.setMaxCGIters(p.iterations);

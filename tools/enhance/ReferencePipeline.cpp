@@ -10,7 +10,7 @@ class ReferencePipeline final : public Pipeline {
     ReferencePipeline(cv::Size size, const PipelineParameters& p)
         : enlarged_(size * kFactor),
           pipeline_(size.width, size.height, kWindowSize, static_cast<float>(kFactor)) {
-        applySolverParameters(pipeline_, p);
+        applySharedParameters(pipeline_, p);
         pipeline_.setDataIsNUC(p.rawCounts);
     }
 
@@ -30,6 +30,9 @@ class ReferencePipeline final : public Pipeline {
         return shifts;
     }
     std::vector<cv::Mat_<uchar>> masks() const override { return masksOf(pipeline_); }
+    vision::detail::StageTimes stageTimes() const override {
+        return vision::detail::RunAccess::stageTimes(pipeline_);
+    }
 
   private:
     cv::Size enlarged_;

@@ -11,7 +11,7 @@ class VectorPipeline final : public Pipeline {
     VectorPipeline(cv::Size size, const PipelineParameters& p)
         : pipeline_(size.width, size.height, kWindowSize, static_cast<float>(kFactor)) {
         pipeline_.setReferenceIndex(p.referenceIndex.value());
-        applySolverParameters(pipeline_, p);
+        applySharedParameters(pipeline_, p);
     }
 
     int addFrame(const cv::Mat_<float>& frame) override { return pipeline_.addFrame(frame); }

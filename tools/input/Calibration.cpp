@@ -10,9 +10,12 @@
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 #include "tools/input/FrameReader.h"
+#include "vision/superresolution/detail/defects/StatusCodes.h"
 
 namespace oravo::tools {
 namespace {
+
+using vision::detail::isStatusCode;
 
 constexpr float kLowest = std::numeric_limits<short>::lowest();
 constexpr float kHighest = std::numeric_limits<short>::max();

@@ -347,7 +347,7 @@ std::string factTable(const char* heading, const std::vector<Fact>& facts) {
 
 std::vector<Fact> timings(const Report& r) {
     std::vector<Fact> facts;
-    for (const StageTime& stage : r.stages)
+    for (const vision::detail::StageTime& stage : r.stages)
         facts.push_back({stage.name, format("%.2f ms", stage.milliseconds)});
     facts.push_back({"whole run", format("%.2f s", r.seconds)});
     return facts;

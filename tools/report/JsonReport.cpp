@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "tools/base/Messages.h"
 #include "tools/pictures/Preview.h"
 #include "tools/report/Report.h"
 
@@ -16,6 +18,11 @@ Json number(double value) {
     if (!std::isfinite(value)) return nullptr;
     if (std::abs(value) < kWhole && value == std::floor(value)) return static_cast<std::int64_t>(value);
     return value;
+}
+
+/// As --timing prints it.
+double inSixDigits(double value) {
+    return std::strtod(format("%.6g", value).c_str(), nullptr);
 }
 
 Json textOrNull(const std::string& text) {
@@ -178,7 +185,9 @@ Json guards(const std::vector<Guard>& all) {
 
 std::string jsonReport(const Report& report) {
     Json stages = Json::object();
-    for (const StageTime& stage : report.stages) stages[stage.name] = number(stage.milliseconds);
+    for (const vision::detail::StageTime& stage : report.stages) {
+        stages[stage.name] = number(inSixDigits(stage.milliseconds));
+    }
     const Json all{{"versions", object(report.versions)},
                    {"created", report.created},
                    {"input", object(report.input)},

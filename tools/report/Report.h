@@ -12,9 +12,9 @@
 
 #include "tools/base/Guard.h"
 #include "tools/enhance/Enlarged.h"
-#include "tools/enhance/StageTimes.h"
 #include "tools/pictures/ColourScale.h"
 #include "tools/values/PlausibleRange.h"
+#include "vision/superresolution/detail/pipeline/TimingReport.h"
 
 namespace oravo::tools {
 
@@ -69,7 +69,7 @@ struct Report {
 
     std::optional<OutOfRange> outside;  ///< of the recording's values, where there are such
     std::vector<Guard> guards;          ///< what was said along the way
-    std::vector<StageTime> stages;      ///< of the last image
+    vision::detail::StageTimes stages;  ///< of the last image
     double seconds = 0.0;               ///< of the whole run, until now
 };
 

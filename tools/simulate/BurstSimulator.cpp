@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
 
+#include "support/FloatBits.h"
 #include "tools/base/MemoryCheck.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
@@ -80,12 +80,6 @@ class Stage {
     cv::Mat_<float> scene_;
 };
 
-float asPixel(std::uint32_t code) {
-    float pixel = 0.0f;
-    std::memcpy(&pixel, &code, sizeof pixel);
-    return pixel;
-}
-
 /// Isolated places off the border.
 std::vector<cv::Point> defectPlaces(cv::Size size, int count, cv::RNG random) {
     std::vector<cv::Point> places;
@@ -108,7 +102,7 @@ std::vector<cv::Point> defectPlaces(cv::Size size, int count, cv::RNG random) {
 void plantDefects(const std::vector<cv::Point>& places, cv::Mat_<float>& frame) {
     constexpr std::array<std::uint32_t, 3> kCodes{vision::CODE_BAD_PIXEL, vision::CODE_OVER_RANGE,
                                                   vision::CODE_UNDER_RANGE};
-    for (std::size_t i = 0; i < places.size(); ++i) frame(places[i]) = asPixel(kCodes[i % kCodes.size()]);
+    for (std::size_t i = 0; i < places.size(); ++i) frame(places[i]) = floatOf(kCodes[i % kCodes.size()]);
 }
 
 void addNoise(double deviation, cv::RNG& random, cv::Mat_<float>& frame) {

@@ -5,14 +5,16 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "vision/superresolution/Defaults.h"
+
 namespace oravo::tools {
 
 struct SimulationParameters {
     cv::Size frameSize{160, 120};
     std::vector<cv::Point2f> shifts;  ///< one for each frame, in frame pixels: frame(p + d) = reference(p)
-    float psfSigma = 0.683f;          ///< in pixels of the enlarged image
-    double noise = 0.05;              ///< standard deviation, in degrees Celsius
-    int defects = 0;                  ///< isolated defective pixels, at the same places in every frame
+    float psfSigma = vision::defaults::kPsfSigma;  ///< in pixels of the enlarged image
+    double noise = 0.05;                           ///< standard deviation, in degrees Celsius
+    int defects = 0;  ///< isolated defective pixels, at the same places in every frame
     std::uint64_t seed = 1;
     cv::Mat_<float> scene;  ///< a sharp picture whose middle is seen; empty: the rendered scene
 };

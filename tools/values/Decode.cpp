@@ -2,21 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
-#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/detail/defects/StatusCodes.h"
 
 namespace oravo::tools {
 
-bool isStatusCode(float pixel) {
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &pixel, sizeof bits);
-    return bits == vision::CODE_OVER_RANGE || bits == vision::CODE_UNDER_RANGE ||
-           bits == vision::CODE_BAD_PIXEL || bits == vision::CODE_INVALID;
-}
+using vision::detail::isStatusCode;
 
 bool isValue(float pixel) {
     return std::isfinite(pixel) && !isStatusCode(pixel);

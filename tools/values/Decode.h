@@ -6,8 +6,6 @@
 
 namespace oravo::tools {
 
-/// Whether a pixel carries one of the status codes in place of a value, told by its bit pattern.
-bool isStatusCode(float pixel);
 /// Whether a pixel holds a value: finite and no status code.
 bool isValue(float pixel);
 

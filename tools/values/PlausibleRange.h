@@ -5,6 +5,8 @@
 #include <opencv2/core.hpp>
 #include <string>
 
+#include "vision/superresolution/Defaults.h"
+
 namespace oravo::tools {
 
 /// The values that the library takes for real: temperatures, or signed 16-bit counts. It treats others as defects.
@@ -13,7 +15,8 @@ struct PlausibleRange {
     float highest;
 
     static PlausibleRange of(bool rawCounts) {
-        return rawCounts ? PlausibleRange{-32768.0f, 32767.0f} : PlausibleRange{-274.0f, 5000.0f};
+        if (rawCounts) return {-32768.0f, 32767.0f};
+        return {vision::defaults::kLowestValue, vision::defaults::kHighestValue};
     }
     /// How far outside a value lies; 0 for one inside, a status code, or NaN.
     float distance(float value) const;

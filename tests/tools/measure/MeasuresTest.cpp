@@ -8,6 +8,7 @@
 #include "tools/simulate/BurstSimulator.h"
 #include "tools/simulate/Scene.h"
 #include "tools/values/Decode.h"
+#include "vision/superresolution/detail/defects/StatusCodes.h"
 
 namespace oravo::tools {
 namespace {
@@ -144,7 +145,7 @@ TEST(BurstSimulator, NoiseAndDefectsAreAsAskedAndRepeatable) {
     p.defects = 12;
     const Burst defective = simulateBurst(p);
     const auto codes = [](const cv::Mat_<float>& f) {
-        return std::count_if(f.begin(), f.end(), isStatusCode);
+        return std::count_if(f.begin(), f.end(), vision::detail::isStatusCode);
     };
     EXPECT_EQ(codes(defective.frames[0]), 12);
     EXPECT_EQ(codes(defective.frames[1]), 12);

@@ -5,7 +5,6 @@
 #include "tests/tools/Program.h"
 #include "tools/base/Guard.h"
 #include "tools/base/Messages.h"
-#include "tools/enhance/StageTimes.h"
 #include "tools/formats/ShiftTable.h"
 #include "tools/measure/Metrics.h"
 #include "tools/output/ImageWriter.h"
@@ -31,11 +30,6 @@ TEST(Report, PhasesAreWhereFramesSampleTheReference) {
     }
     EXPECT_EQ(medianOf(cv::Mat_<float>((cv::Mat_<float>(1, 4) << 9, std::nanf(""), 1, 2))), 2.0);
     EXPECT_TRUE(std::isnan(medianOf(cv::Mat_<float>(2, 2, std::nanf("")))));
-    const std::vector<StageTime> stages =
-        stageTimes("+++ SrFloat +++\n registration:   0.5[ms]\n a+b:  12[ms]\n++\n");
-    ASSERT_EQ(stages.size(), 2u);
-    EXPECT_EQ(stages[1].name, "a+b");
-    EXPECT_EQ(stages[1].milliseconds, 12.0);
 }
 
 TEST(HtmlText, HoldsNoMarkupAndNoBrokenCharacters) {
