@@ -26,7 +26,7 @@ class Enhancer {
     void restart(int referenceIndex, float tvWeight);
 
     struct Intake {
-        std::string told;  ///< empty where all is well
+        std::string problem;  ///< empty where all is well
         bool refused =
             false;  ///< the frame has too many defects; it holds a place in the window all the same
     };

@@ -19,7 +19,7 @@ constexpr double kMuchNoisier = 4.0;  // than the reference, and
 constexpr double kMostlyNoise = 0.2;  // of the contrast
 
 constexpr float kSameWeight = 1.25f;         // factor within which a new weight is not worth a new pipeline
-constexpr float kMuchTooLargeWeight = 3.0f;  // factor beyond which a weight of the user's is remarked on
+constexpr float kMuchTooLargeWeight = 3.0f;  // factor beyond which a user's weight is commented on
 
 double medianOf(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -56,6 +56,15 @@ std::size_t placeOfReference(const Frames& window, const RecordedFrame* referenc
     return window.size() - 1 - std::min(static_cast<std::size_t>(countedBack), window.size() - 1);
 }
 
+template <class Condition>
+void dropIf(Frames& frames, Condition condition) {
+    frames.erase(std::remove_if(frames.begin(), frames.end(), condition), frames.end());
+}
+
+void dropOlderThan(const RecordedFrame& oldest, Frames& frames) {
+    dropIf(frames, [&oldest](const auto* frame) { return frame->number < oldest.number; });
+}
+
 }  // namespace
 
 void SayOnce::operator()(const Guard& guard) {
@@ -85,62 +94,86 @@ std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) 
 }
 
 /// Tries windows until one is free of suspects. Where none is, the first image stands.
-std::optional<Enlarged> WindowRunner::runGuarded(Frames pool, Refusal& refusal) {
-    std::optional<Enlarged> first;
-    std::string leftOut;
-    const RecordedFrame* newest = pool.back();
-    const RecordedFrame* reference = nullptr;
+std::optional<Enlarged> WindowRunner::runGuarded(const Frames& pool, Refusal& refusal) {
+    Search search{pool, pool.back()};
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        pool.erase(std::remove_if(pool.begin(), pool.end(),
-                                  [&](const auto* frame) { return unusable_.count(frame->number) != 0; }),
-                   pool.end());
-        if (pool.size() < kFewest) break;
-        const Frames window = newestOf(pool);
-        const std::size_t place = placeOfReference(window, reference, *parameters_.referenceIndex);
-        reference = window[place];
-        const std::size_t unusable = unusable_.size();
-        load(window, place);
-        if (every_ && unusable_.count(newest->number) != 0) {
-            refusal.reason = format("frame %zu has too many defective pixels", newest->number);
+        const std::optional<Window> window = chooseWindow(search);
+        if (!window) break;
+        const bool allUsable = load(window->frames, window->reference);
+        if (every_ && unusable_.count(search.newest->number) != 0) {
+            refusal.reason = format("frame %zu has too many defective pixels", search.newest->number);
             return std::nullopt;
         }
-        if (unusable_.size() != unusable) continue;
+        if (!allUsable) continue;
+
         Refusal why;
         std::optional<Enlarged> result = enhancer_.run(why);
-        if (first == std::nullopt) refusal = why;
-        const std::vector<Suspect> suspects = suspectsIn(window, place, result);
+        if (!search.first) refusal = why;
+
+        const std::vector<Suspect> suspects = suspectsIn(*window, result);
         if (suspects.empty()) {
-            if (!leftOut.empty()) warn(Guard{"alignment", {}, leftOut.substr(2), "left out"});
+            if (!search.leftOut.empty()) warn(Guard{"alignment", {}, search.leftOut, "left out"});
             return result;
         }
-        if (!first) first = result;
-        for (const Suspect& suspect : suspects) {
-            const std::string what = format("frame %zu ", suspect.frame->number) + suspect.reason;
-            if (every_ && suspect.frame == newest) {
-                refusal.reason = what;
-                return std::nullopt;
-            }
-            leftOut += "; " + what;
-            pool.erase(std::find(pool.begin(), pool.end(), suspect.frame));
+        if (!search.first) search.first = std::move(result);
+        if (const Suspect* newest = needed(suspects, search.newest)) {
+            refusal.reason = describe(*newest);
+            return std::nullopt;
         }
-        if (attempt + 2 < kAttempts) continue;
-        // Behind a cut, older frames only bring in more of the scene before it.
-        pool.erase(std::remove_if(pool.begin(), pool.end(),
-                                  [&](const auto* frame) { return frame->number < window.front()->number; }),
-                   pool.end());
+        exclude(suspects, search);
+        // After a cut, older frames only bring in more of the scene before it.
+        if (attempt + 2 >= kAttempts) dropOlderThan(*window->frames.front(), search.pool);
     }
-    if (first && !leftOut.empty())
+    return firstImage(search, refusal);
+}
+
+/// The newest usable frames; none where there are too few. The reference stays the same frame while it is usable.
+std::optional<WindowRunner::Window> WindowRunner::chooseWindow(Search& search) const {
+    dropIf(search.pool, [&](const auto* frame) { return unusable_.count(frame->number) != 0; });
+    if (search.pool.size() < kFewest) return std::nullopt;
+    Window window{newestOf(search.pool), 0};
+    window.reference = placeOfReference(window.frames, search.reference, *parameters_.referenceIndex);
+    search.reference = window.frames[window.reference];
+    return window;
+}
+
+/// The suspect that an image has to hold all the same, since one is wanted for each frame; null where there is none.
+const WindowRunner::Suspect* WindowRunner::needed(const std::vector<Suspect>& suspects,
+                                                  const RecordedFrame* newest) const {
+    if (!every_) return nullptr;
+    const auto found = std::find_if(suspects.begin(), suspects.end(),
+                                    [newest](const Suspect& suspect) { return suspect.frame == newest; });
+    return found == suspects.end() ? nullptr : &*found;
+}
+
+void WindowRunner::exclude(const std::vector<Suspect>& suspects, Search& search) {
+    for (const Suspect& suspect : suspects) {
+        if (!search.leftOut.empty()) search.leftOut += "; ";
+        search.leftOut += describe(suspect);
+        dropIf(search.pool, [&](const auto* frame) { return frame == suspect.frame; });
+    }
+}
+
+/// What stands where no window was free of suspects: the first image, or none and the reason.
+std::optional<Enlarged> WindowRunner::firstImage(Search& search, Refusal& refusal) {
+    if (search.first && !search.leftOut.empty()) {
         warn(Guard{
             "alignment",
             {},
-            leftOut.substr(2),
+            search.leftOut,
             "no window without such frames was found; the image may be worse than a bicubic enlargement"});
-    if (!first && refusal.reason.empty()) refusal.reason = "too few usable frames";
-    return first;
+    }
+    if (!search.first && refusal.reason.empty()) refusal.reason = "too few usable frames";
+    return std::move(search.first);
 }
 
-std::vector<WindowRunner::Suspect> WindowRunner::suspectsIn(const Frames& window, std::size_t reference,
+std::string WindowRunner::describe(const Suspect& suspect) {
+    return format("frame %zu ", suspect.frame->number) + suspect.reason;
+}
+
+std::vector<WindowRunner::Suspect> WindowRunner::suspectsIn(const Window& looked,
                                                             const std::optional<Enlarged>& enlarged) const {
+    const auto& [window, reference] = looked;
     if (!enlarged) return {{window[oddOneOut(window)], "cannot be aligned with the others"}};
     std::vector<Suspect> suspects;
     for (std::size_t i = 0; i < window.size(); ++i) {
@@ -179,7 +212,8 @@ std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const Recor
     return format("does not fit the reference frame where it was found (misfit %.0f %%)", 100.0 * apart);
 }
 
-void WindowRunner::load(const Frames& window, std::size_t reference) {
+bool WindowRunner::load(const Frames& window, std::size_t reference) {
+    const std::size_t unusableBefore = unusable_.size();
     const int countedBack = static_cast<int>(window.size() - 1 - reference);
     const float weight = weightFor(window);
     std::vector<std::size_t> wanted;
@@ -187,22 +221,23 @@ void WindowRunner::load(const Frames& window, std::size_t reference) {
     const std::vector<std::size_t> loaded = enhancer_.window();
     const bool same = enhancer_.parameters().referenceIndex == countedBack &&
                       enhancer_.parameters().tvWeight == weight && !loaded.empty();
-    if (same && loaded == wanted) return;
+    if (same && loaded == wanted) return true;
     const bool follows = same && loaded.size() == kFull && wanted.size() == kFull &&
                          std::equal(loaded.begin() + 1, loaded.end(), wanted.begin());
     if (follows) {
         takeIn(*window.back());
-        return;
+    } else {
+        enhancer_.restart(countedBack, weight);
+        for (const RecordedFrame* frame : window) takeIn(*frame);
     }
-    enhancer_.restart(countedBack, weight);
-    for (const RecordedFrame* frame : window) takeIn(*frame);
+    return unusable_.size() == unusableBefore;
 }
 
 void WindowRunner::takeIn(const RecordedFrame& frame) {
     const Enhancer::Intake intake = enhancer_.addFrame(frame.number, frame.values);
     if (intake.refused) unusable_.insert(frame.number);
-    if (intake.told.empty() || (frame.quiet && !intake.refused)) return;
-    const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.told;
+    if (intake.problem.empty() || (frame.quiet && !intake.refused)) return;
+    const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.problem;
     if (intake.refused) {
         sayOnce_({"defects", frame.number, what, parameters_.guarded ? "left out" : ""});
     } else {

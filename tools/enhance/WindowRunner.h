@@ -39,12 +39,32 @@ class WindowRunner final : public Reconstructor {
         std::string reason;  ///< in words that follow "frame 7 "
     };
 
-    std::optional<Enlarged> runGuarded(Frames pool, Refusal& refusal);
-    std::vector<Suspect> suspectsIn(const Frames& window, std::size_t reference,
-                                    const std::optional<Enlarged>& enlarged) const;
+    /// Frames that an image is to be made of.
+    struct Window {
+        Frames frames;
+        std::size_t reference;  ///< its place in them
+    };
+
+    /// How far the search for a window without suspects has come.
+    struct Search {
+        Frames pool;                               ///< frames that can still take part, in order
+        const RecordedFrame* newest;               ///< of the pool as given
+        const RecordedFrame* reference = nullptr;  ///< of the last window
+        std::optional<Enlarged> first = {};        ///< image, in spite of its suspects
+        std::string leftOut = {};                  ///< the suspects of all windows, in words
+    };
+
+    std::optional<Enlarged> runGuarded(const Frames& pool, Refusal& refusal);
+    std::optional<Window> chooseWindow(Search& search) const;
+    std::vector<Suspect> suspectsIn(const Window& window, const std::optional<Enlarged>& enlarged) const;
+    const Suspect* needed(const std::vector<Suspect>& suspects, const RecordedFrame* newest) const;
+    static void exclude(const std::vector<Suspect>& suspects, Search& search);
+    static std::optional<Enlarged> firstImage(Search& search, Refusal& refusal);
+    static std::string describe(const Suspect& suspect);
     std::string complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
                                const Enlarged& enlarged, std::size_t position, bool newest) const;
-    void load(const Frames& window, std::size_t reference);
+    /// False where frames were refused that were not known to be unusable.
+    bool load(const Frames& window, std::size_t reference);
     void takeIn(const RecordedFrame& frame);
     float weightFor(const Frames& window);
 
