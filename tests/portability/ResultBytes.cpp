@@ -252,8 +252,7 @@ void writeAll(const fs::path& folder) {
     solver<vision::SuperResolutionMinimization, char, PointF>(own, "solver-reference");
     transforms(own);
     filters(own);
-    precise(
-        opencv);  // the C library's exp, log and pow take part, whose last bits machines may round otherwise
+    precise(own);
     pipeline<vision::SrFloat<vision::SrFloatRegistration1>, unsigned char>(own, "phase");
     pipeline<vision::SuperResolution, unsigned char>(own, "reference");
     pipeline<vision::SrFloat<vision::SrFloatRegistration2>, unsigned char>(opencv, "corners");

@@ -1,13 +1,10 @@
 #include "vision/superresolution/detail/precise/CameraBlur.h"
 
-#include <cmath>
-
+#include "vision/superresolution/detail/precise/Elementary.h"
 #include "vision/superresolution/detail/precise/SmallSystem.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 /// Least squares over frequencies; low ones count most, so that the sum of the taps and their second moment come out right.
 BlurTaps designTaps(double sigma) {
@@ -17,10 +14,15 @@ BlurTaps designTaps(double sigma) {
     system.n = kBlurRadius + 1;
     for (int i = 0; i < kSteps; ++i) {
         const double w = kPi * (i + 0.5) / kSteps;
-        const double sinc = std::sin(0.5 * w) / (0.5 * w);
-        const double response = std::exp(-0.5 * sigma * sigma * w * w) / (sinc * sinc * sinc * sinc);
-        double row[SmallSystem::kMost] = {1.0};
-        for (int n = 1; n <= kBlurRadius; ++n) row[n] = 2.0 * std::cos(n * w);
+        const double half = sine(0.5 * w);
+        const double sinc = half / (0.5 * w);
+        const double response = exponential(-0.5 * sigma * sigma * w * w) / (sinc * sinc * sinc * sinc);
+        const double cosine = 1.0 - 2.0 * half * half;
+        // cos (n + 1) w = 2 cos w cos n w - cos (n - 1) w; all but the first count twice.
+        double row[SmallSystem::kMost] = {1.0, 2.0 * cosine};
+        for (int n = 2; n <= kBlurRadius; ++n) {
+            row[n] = 2.0 * cosine * row[n - 1] - (n == 2 ? 2.0 : row[n - 2]);
+        }
         const double root = 1.0 / (w * w + kLowest);
         system.add(row, response, root * root);
     }

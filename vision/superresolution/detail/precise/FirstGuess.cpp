@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/precise/Elementary.h"
 #include "vision/superresolution/detail/precise/FrameNoise.h"
 #include "vision/superresolution/detail/precise/SeparableFilter.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
@@ -42,7 +43,7 @@ constexpr double kStrange = 6.0;
 constexpr double kExplainedOfStrange = 0.98;
 // Of n independent values a fit of p parameters explains p / n where there is nothing to explain. Blurred by a Gaussian,
 // 4 pi sigma^2 pixels make one such value: in small frames that is far from nothing.
-constexpr double kPixelsPerValue = 4.0 * 3.14159265358979323846 * kBlur * kBlur;
+constexpr double kPixelsPerValue = 4.0 * kPi * kBlur * kBlur;
 constexpr double kParameters = 8.0;
 constexpr double kLeastDoubt = 0.1;  ///< of the variance left to explain by chance, however small the frame
 

@@ -39,9 +39,12 @@ constexpr double kMostLeaning = 0.5;  ///< on the reference, from which the imag
 constexpr float kFewOthers =
     0.5f;  ///< frames' worth of weight, below which the reference alone makes a pixel
 constexpr double kLeastPresence = 1e-3;  ///< frames' worth of values below which a pixel is unknown
-// The best strength of rendered bursts follows the noise: strength = kStrength noise^kStrengthPower, both in contrasts.
 constexpr double kStrength = 0.13;
-constexpr double kStrengthPower = 1.5;
+
+/// The best strength of rendered bursts follows the noise, to the power of 1.5, both in contrasts.
+double strengthFor(double noise) {
+    return kStrength * noise * std::sqrt(noise);
+}
 
 }  // namespace
 
@@ -215,7 +218,7 @@ bool Reconstruction::sceneMoves() const {
 }
 
 double Reconstruction::guessStrength() const {
-    return kStrength * std::pow(medianScale(frames_), kStrengthPower);
+    return strengthFor(medianScale(frames_));
 }
 
 void Reconstruction::chooseStrength() {
@@ -323,7 +326,7 @@ void Reconstruction::fallBack(const FrameState& alone) {
     // What a codec has smoothed is not what the model says, and is sharpened for the worse.
     if (!processed_) {
         WithheldPixels withheld(grid_, options_.sigma, frames, 0, pattern_.values(), image);
-        const double guess = kStrength * std::pow(alone.scale, kStrengthPower);
+        const double guess = strengthFor(alone.scale);
         const double strength = options_.strength > 0.0 ? options_.strength : withheld.choose(guess).strength;
         withheldSteps_ += withheld.steps();
         solver_.solve(frames, pattern_.values(), strength, {kFinalFreezes, kFinalSteps, 1e-3}, image);

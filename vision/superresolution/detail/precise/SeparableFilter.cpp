@@ -1,14 +1,13 @@
 #include "vision/superresolution/detail/precise/SeparableFilter.h"
 
-#include <cmath>
-
+#include "vision/superresolution/detail/precise/Elementary.h"
 namespace oravo::vision::detail::precise {
 
 BlurTaps gaussianTaps(double sigma) {
     double exact[kBlurRadius + 1];
     double sum = 0.0;
     for (int i = 0; i <= kBlurRadius; ++i) {
-        exact[i] = std::exp(-0.5 * i * i / (sigma * sigma));
+        exact[i] = exponential(-0.5 * i * i / (sigma * sigma));
         sum += i == 0 ? exact[i] : 2.0 * exact[i];
     }
     BlurTaps taps;

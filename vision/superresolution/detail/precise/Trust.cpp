@@ -1,7 +1,8 @@
 #include "vision/superresolution/detail/precise/Trust.h"
 
 #include <algorithm>
-#include <cmath>
+
+#include "vision/superresolution/detail/precise/Elementary.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
@@ -28,7 +29,7 @@ bool isProcessed(const Evidence& evidence) {
 
 double gainInDecibels(const Evidence& evidence) {
     if (!(evidence.withheldError > 0.0) || !(evidence.bicubicError > 0.0)) return 0.0;
-    return 20.0 * std::log10(evidence.bicubicError / evidence.withheldError);
+    return decibels(evidence.bicubicError / evidence.withheldError);
 }
 
 double leaningOnReference(const Evidence& evidence) {

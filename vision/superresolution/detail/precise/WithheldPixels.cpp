@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "vision/superresolution/detail/precise/BicubicReference.h"
+#include "vision/superresolution/detail/precise/Elementary.h"
 #include "vision/superresolution/detail/precise/FrameCrop.h"
 #include "vision/superresolution/detail/precise/FrameNoise.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
@@ -127,7 +128,7 @@ WithheldChoice WithheldPixels::choose(double guess) {
     if (held_.empty()) return choice;
     std::vector<Trial> trials;
     const auto attempt = [&](double exponent) {
-        const Trial trial{exponent, predict(guess * std::exp2(exponent))};
+        const Trial trial{exponent, predict(guess * powerOfTwo(exponent))};
         trials.insert(
             std::upper_bound(trials.begin(), trials.end(), trial,
                              [](const Trial& p, const Trial& q) { return p.exponent < q.exponent; }),
@@ -157,10 +158,10 @@ WithheldChoice WithheldPixels::choose(double guess) {
     const auto at = best();
     double exponent = at->exponent;
     if (at != trials.begin() && at + 1 != trials.end()) {
-        exponent = vertex((at - 1)->exponent, std::log((at - 1)->error), exponent, std::log(at->error),
-                          (at + 1)->exponent, std::log((at + 1)->error));
+        exponent = vertex((at - 1)->exponent, logarithm((at - 1)->error), exponent, logarithm(at->error),
+                          (at + 1)->exponent, logarithm((at + 1)->error));
     }
-    choice.strength = guess * std::exp2(exponent);
+    choice.strength = guess * powerOfTwo(exponent);
     predict(choice.strength);
     choice.error = std::sqrt(squaredError(false, choice.pixels));
     choice.bicubicError = std::sqrt(bicubicSquaredError());

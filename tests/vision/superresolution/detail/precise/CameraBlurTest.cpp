@@ -4,15 +4,9 @@
 
 #include <cmath>
 
-#include "tests/TestScenes.h"
+#include "vision/superresolution/detail/precise/Elementary.h"
 
 namespace oravo::vision::detail::precise {
-namespace {
-
-constexpr double kPi = 3.14159265358979323846;
-
-}  // namespace
-
 TEST(CameraBlur, ShowsAPointAsAGaussianWhereverASampleLies) {
     struct Case {
         double sigma, tolerance;  ///< of the transfer function, as documented
