@@ -1,5 +1,4 @@
-#include "tools/cli/DefectsOptions.h"
-
+#include "tools/cli/CommandOptions.h"
 #include "tools/cli/InputOptions.h"
 
 namespace oravo::tools {

@@ -1,0 +1,120 @@
+#include <cmath>
+#include <limits>
+
+#include "tools/cli/CommandOptions.h"
+#include "tools/cli/InputOptions.h"
+#include "tools/cli/PipelineOptions.h"
+#include "tools/cli/ResultOptions.h"
+#include "tools/cli/Validators.h"
+#include "tools/commands/Batch.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr float kLargestBlur = 1e3f;  // far beyond any camera; at 1e30 no weights are left
+
+void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
+    sub->add_option(
+           "INPUT", c.inputs,
+           "Frames in order: single-channel TIFF (multi-page too), PNG or PGM files of 8 or 16 bits or "
+           "float, NumPy arrays (.npy: rows x columns or frames x rows x columns), matrices of numbers as "
+           "text (.csv, .tsv, .asc, .txt; with heading lines, and with decimal commas unless commas "
+           "separate the numbers), raw dumps (see --raw), "
+           "or folders of them. A folder is read in natural order (frame_9 before frame_10); where some "
+           "names begin with \"frame\", only these are read")
+        ->required();
+    sub->add_option(
+           "-o,--output", c.output,
+           "OUT.tif: 32-bit float, in the unit of the decoded input, NaN where no frame has a value; "
+           "- for standard output. With --every one page for each image, or a folder (without frames, or a "
+           "new "
+           "name ending in /) for files named after the newest frame")
+        ->check(notEmpty())
+        ->required();
+    sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
+    sub->add_option(
+           "--jobs", c.jobs,
+           "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each, "
+           "and so many of them are enhanced at a time. Names of other outputs hold {}, which NAME takes the "
+           "place of, such as --report out/{}.html")
+        ->check(CLI::Range(1, 1024));
+}
+
+void addSolverOptions(CLI::App* sub, EnhanceCommand& c) {
+    EnhanceParameters& p = c.parameters;
+    CLI::Option* camera =
+        sub->add_option("--camera", c.camera,
+                        "Camera description that sets the blur: model number (101 to 108) and field of "
+                        "view, such as \"107 FOV 20\"")
+            ->check(notEmpty());
+    sub->add_option("--psf-sigma", p.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
+        ->check(numberWithin(0.0f, kLargestBlur, true))
+        ->capture_default_str()
+        ->excludes(camera);
+    sub->add_option("--tv-weight", p.tvWeight,
+                    "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
+        ->check(numberWithin(1.0f, kLargestFloat))
+        ->capture_default_str();
+    sub->add_option("--iterations", p.iterations, "The most steps of the solver")
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+        ->capture_default_str();
+    // The library compares in double precision, in which 1e-6 as a float lies below its bound of 1e-6.
+    const float leastResidue = std::nextafter(1e-6f, 1.0f);
+    sub->add_option("--relative-residue", p.relativeResidue, "Relative residue at which the solver stops")
+        ->check(numberWithin(leastResidue, kLargestFloat))
+        ->capture_default_str();
+    sub->add_option("--registration-error", p.registrationError,
+                    "Largest disagreement with the reference at which a pixel is used")
+        ->check(numberWithin(0.0f, 1.0f, true))
+        ->capture_default_str();
+}
+
+/// What the numbers of the input mean.
+void addValueOptions(CLI::App* sub, EnhanceCommand& c) {
+    EnhanceParameters& p = c.parameters;
+    addReadOptions(sub, c.reading);
+    addDecodeOptions(sub, c.decode);
+    CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
+                                     "Values are raw counts: the plausible range is -32768 .. 32767 instead "
+                                     "of -274 .. 5000. (The reference pipeline refuses others)");
+    sub->add_option(
+           "--calibration", c.calibration,
+           "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
+           "each pixel's line through two frames of counts turns into temperatures. A temperature "
+           "is a number or an image of floats. The frames of counts are read as the input is (--raw, "
+           "--scale ...), and all images are cropped with it. A pixel whose two counts are equal takes "
+           "its neighbours' line; one without any counts as defective")
+        ->expected(4)
+        ->excludes(nuc);
+}
+
+}  // namespace
+
+void addEnhance(CLI::App& app, EnhanceCommand& c, const std::string& exitCodes) {
+    CLI::App* sub = app.add_subcommand("enhance", "Enlarge a burst or recording to twice its size");
+    EnhanceParameters& p = c.parameters;
+    addInputAndOutput(sub, c);
+    addPipelineOptions(*sub, p);
+    addSolverOptions(sub, c);
+    addValueOptions(sub, c);
+    sub->add_option("--shifts", c.shiftsFile,
+                    "FILE.csv for the shifts of the last window's frames against their reference: "
+                    "frame,dx,dy with frame(p + d) = reference(p)")
+        ->check(notEmpty());
+    addResultOptions(sub, c.results);
+    sub->add_flag("--timing", p.timing, "Print the library's timing report to standard output");
+    sub->footer(exitCodes);
+    bool* const guarded = &p.guarded;
+    sub->add_flag_callback(
+        "--no-guard", [guarded] { *guarded = false; },
+        "Take every frame and parameter as given. Otherwise repeated frames are skipped, no window "
+        "reaches across a jump of level or contrast, frames that moved too far or do not fit are left "
+        "out, and the TV weight is lowered for noisy frames unless --tv-weight is given; each is said");
+    sub->callback([&c, sub] {
+        refuseUselessOptions(*sub, c.parameters);
+        c.parameters.chooseWeight = sub->count("--tv-weight") == 0;
+        c.jobs == 0 ? enhance(c) : enhanceBatch(c);
+    });
+}
+
+}  // namespace oravo::tools
