@@ -16,7 +16,7 @@ struct Guard {
     std::string action;                ///< what was done, or is to be done; may be empty
 };
 
-/// Says it as a warning (see Messages.h): the text, and the action behind a semicolon.
+/// Says it as a warning (see Messages.h): the text, and the action after a semicolon.
 void warn(const Guard& guard);
 
 /// Keeps what is said as a warning, plain or as a guard, for as long as it lives. One at a time.

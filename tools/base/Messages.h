@@ -25,7 +25,7 @@ void complain(const std::string& line);
 void setMessagePrefix(const std::string& prefix);
 
 /// On a terminal, a line that the next one of any kind replaces; empty to take it away. Not shown elsewhere, nor
-/// behind a prefix.
+/// after a prefix.
 void showStatus(const std::string& line);
 
 /// Ascending numbers in few words: "0 to 4, 6".

@@ -26,7 +26,7 @@ void addThresholds(CLI::App* sub, DetectDefectsCommand& c) {
     sub->add_option(
            "--high", c.high,
            "Stuck pixels: every pixel with this count or more is bad. Default: the full scale of the "
-           "camera, told from the largest count (4095, 16383 or 65535; 32767 in signed frames). Raise it "
+           "camera, judged by the largest count (4095, 16383 or 65535; 32767 in signed frames). Raise it "
            "when something hot in the scene is listed")
         ->check(CLI::Range(-32767, 65535));
     sub->add_option(

@@ -24,7 +24,7 @@ void addReadOptions(CLI::App* command, ReadOptions& options) {
         "WxH:TYPE[@BYTES]: every input file is a raw dump of frames of W x H pixels, without a header or "
         "with "
         "one of BYTES bytes that is skipped. TYPE is u8, i8, u16, i16, u32, i32, f32 or f64, with le or be "
-        "behind it for the byte order: 640x512:u16le. Of folders, .raw, .bin and .dat files are read");
+        "after it for the byte order: 640x512:u16le. Of folders, .raw, .bin and .dat files are read");
     command->add_option_function<std::string>(
         "--crop", [&options](const std::string& text) { options.crop = parseCrop(text); },
         "WxH[+X+Y]: the part of each frame that is used, X columns and Y rows from the upper left corner. "

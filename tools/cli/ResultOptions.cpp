@@ -11,7 +11,7 @@ void addResultOptions(CLI::App* command, ResultOptions& options) {
             "--preview", options.preview,
             "FILE.png: a picture of the (last) image in colours, with a scale of values in the unit "
             "of --encoding or --unit, and with its hottest and coldest pixel marked. Pixels without a "
-            "value have a colour of their own, told below it")
+            "value have a colour of their own, explained below it")
         ->check(notEmpty());
     command->add_option("--palette", options.palette, "Colours of pictures and reports, lowest value first")
         ->check(CLI::IsMember(paletteNames()))

@@ -44,7 +44,7 @@ inline CLI::Validator scaleFactor() {
     return finiteNumber() & CLI::Validator(check, "");
 }
 
-/// A whole number of 64 bits without a sign. The parser alone would take others for the nearest such number.
+/// An unsigned integer of 64 bits. The parser alone would take others for the nearest such number.
 inline CLI::Validator wholeNumber() {
     const auto check = [](std::string& text) {
         std::uint64_t value = 0;

@@ -29,7 +29,7 @@ struct Job {
     EnhanceCommand command;
 };
 
-/// The last part of a path, without slashes behind it and without its extension.
+/// The last part of a path, without trailing slashes and without its extension.
 std::string nameOf(const std::string& input) {
     std::error_code ignored;
     const fs::path path = fs::path(input).lexically_normal();

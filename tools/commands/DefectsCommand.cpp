@@ -127,7 +127,7 @@ void writeMarked(const std::string& path, const cv::Mat& frame, const DefectList
     writeImage(path, picture);
 }
 
-void summarise(const std::string& path, const DefectList& list, const char* mend) {
+void summarise(const std::string& path, const DefectList& list, const char* remedy) {
     const double share = 100.0 * list.rows.rows / static_cast<double>(list.frameSize.area());
     note(format("%s: %d bad pixels of %d x %d (%.2f %%)", path.c_str(), list.rows.rows, list.frameSize.width,
                 list.frameSize.height, share));
@@ -135,7 +135,7 @@ void summarise(const std::string& path, const DefectList& list, const char* mend
         warn(path + ": " + kNothingHealthy);
     } else if (const int stranded = list.withoutReplacement()) {
         warn(format("%s: %d bad pixels have no good pixel near enough to replace them; %s", path.c_str(),
-                    stranded, mend));
+                    stranded, remedy));
     }
 }
 
@@ -143,7 +143,7 @@ cv::Mat repairedCounts(const cv::Mat& frame, const cv::Mat_<ushort>& rows) {
     double most = 0.0;
     cv::minMaxLoc(frame, nullptr, &most);
     ShiftedCounts counts = ShiftedCounts::of(frame, static_cast<int>(most));
-    // False only for rows without replacement pixels, which are told of once for the list.
+    // False only for rows without replacement pixels, which are reported once for the list.
     vision::BadPixel::removeBadPixel(counts.numbers, rows);
     return counts.counts(frame.type());
 }

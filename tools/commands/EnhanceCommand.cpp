@@ -155,7 +155,7 @@ class Enhancement {
         return recording_.add(frame.values, frame.plausible, reader_.name(index), frame.outside);
     }
 
-    /// A frame that was skipped, or stands too near behind a jump, has no image, and that has been said.
+    /// A frame that was skipped, or comes too soon after a jump, has no image, and that has been said.
     void enlargeEach(std::size_t newest, bool taken) {
         if (taken && recording_.ready()) {
             if (enlarge(newest)) return;

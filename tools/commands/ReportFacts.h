@@ -9,7 +9,7 @@
 
 namespace oravo::tools {
 
-/// The unit of decoded values: as told, "counts" for raw ones, else empty.
+/// The unit of decoded values: as given, "counts" for raw ones, else empty.
 std::string unitOf(const EnhanceCommand& command);
 
 // What a report says about how an image was made.

@@ -34,7 +34,7 @@ struct FoundDefects {
     int isolated() const { return rows.rows - outOfRange; }
 };
 
-/// Searches a 16-bit frame. Throws UserError, naming the option that mends it, when the thresholds do not fit
+/// Searches a 16-bit frame. Throws UserError, naming the option that fixes it, when the thresholds do not fit
 /// the frame or more pixels are bad than one search can list.
 FoundDefects findDefects(const cv::Mat& frame, const std::string& name, const DefectThresholds& thresholds);
 

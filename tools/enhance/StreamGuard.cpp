@@ -9,7 +9,7 @@
 namespace oravo::tools {
 namespace {
 
-// Thresholds were set on recorded and simulated bursts; what was measured stands behind each.
+// Thresholds were set on recorded and simulated bursts; each states what was measured.
 
 /// Of the contrast. Frames that move by a few pixels: up to 0.011. From 0.05 on the image suffers.
 constexpr double kLevelJump = 0.04;

@@ -5,7 +5,7 @@
 
 namespace oravo::tools {
 
-/// The pipeline on vector operations. It repairs no bad pixels, and its masks are not told whole.
+/// The pipeline on vector operations. It repairs no bad pixels, and its masks are unavailable.
 std::unique_ptr<Pipeline> makeVectorPipeline(cv::Size size, const PipelineParameters& parameters);
 
 }  // namespace oravo::tools

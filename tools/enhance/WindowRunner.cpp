@@ -242,7 +242,7 @@ void WindowRunner::takeIn(const RecordedFrame& frame) {
         sayOnce_({"defects", frame.number, what, parameters_.guarded ? "left out" : ""});
     } else {
         // A cluster of defects is there in every frame of a camera.
-        sayOnce_({"stand-in", {}, what + " (told of the first such frame only)", ""});
+        sayOnce_({"stand-in", {}, what + " (reported for the first such frame only)", ""});
     }
 }
 

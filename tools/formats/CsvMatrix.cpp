@@ -34,7 +34,7 @@ struct Row {
     bool isNumeric() const { return faults == 0; }
 };
 
-/// The ASCII characters of UTF-16 text behind its byte-order mark, '?' for all others.
+/// The ASCII characters of UTF-16 text after its byte-order mark, '?' for all others.
 std::string fromUtf16(std::string_view bytes, bool bigEndian) {
     std::string text;
     text.reserve(bytes.size() / 2);
@@ -144,7 +144,7 @@ Row rowOf(std::string_view line, std::uint32_t number, const Form& form, std::ve
     return row;
 }
 
-/// Whether the values from the given one on are whole numbers one after the other, from 0 or 1.
+/// Whether the values from the given one on are consecutive integers, from 0 or 1.
 bool countsUp(const double* first, const double* last) {
     if (last - first < 3 || (*first != 0.0 && *first != 1.0)) return false;
     return std::adjacent_find(first, last, [](double a, double b) { return b != a + 1.0; }) == last;
@@ -173,7 +173,7 @@ void checkRow(const Row& row, std::uint32_t columns, const Form& form) {
     }
 }
 
-/// What the whole numbers in front of a decimal comma have in common, or the decimals behind it.
+/// What the digits before a decimal comma have in common from number to number, or those after it.
 struct Digits {
     std::set<std::size_t> counts;
     bool sign = false;
@@ -253,20 +253,20 @@ std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const Form& 
     const bool corner = first != rows.begin() && (first - 1)->fields == columns && (first - 1)->faults == 1 &&
                         (first - 1)->firstFault == 1 && countsUp(*(first - 1), 1);
     for (auto row = rows.begin(); row != first - (corner ? 1 : 0); ++row) {
-        // A heading may hold a few numbers; half a row of them is a damaged row.
+        // A header row may hold a few numbers; half a row of them is a damaged row.
         if (row->fields - row->faults > columns / 2 && columns > 4) checkRow(*row, columns, form);
     }
     std::for_each(first, rows.end(), [&](const Row& row) { checkRow(row, columns, form); });
     const bool several = rows.end() - first > 1;
-    const bool heading = several && countsUp(*first, 0) && !countsUp(*(first + 1), 0);
-    const bool headingOfLabelled = several && countsUp(*first, 1) && areNumbered(first + 1, rows.end());
-    if (heading || headingOfLabelled) ++first;
+    const bool header = several && countsUp(*first, 0) && !countsUp(*(first + 1), 0);
+    const bool headerOfLabelled = several && countsUp(*first, 1) && areNumbered(first + 1, rows.end());
+    if (header || headerOfLabelled) ++first;
     const bool labelled = corner || areNumbered(first, rows.end());
     rows.erase(rows.begin(), first);
     return {std::move(rows), labelled};
 }
 
-/// What separates the numbers, told from the line with the most digits: rows of the matrix have far more of them than
+/// What separates the numbers, judged by the line with the most digits: rows of the matrix have far more of them than
 /// what stands around.
 char separatorOf(std::string_view text) {
     std::string_view richest;

@@ -11,7 +11,7 @@
 
 namespace oravo::tools {
 
-/// Where the frames of an uncompressed file lie: one behind the other from `offset` to the end of the file.
+/// Where the frames of an uncompressed file lie: one after the other from `offset` to the end of the file.
 struct FrameLayout {
     PixelFormat format;
     cv::Size size;
@@ -27,7 +27,7 @@ struct FrameLayout {
     cv::Mat frame(const char* bytes) const;
 };
 
-/// The size of a file. Throws UserError when it cannot be told.
+/// The size of a file. Throws UserError when it cannot be found out.
 std::uint64_t sizeOfFile(const std::string& path);
 
 /// The first bytes of a file, fewer when it is shorter. Throws UserError when it cannot be read.

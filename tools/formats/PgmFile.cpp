@@ -18,7 +18,7 @@ class Tokens {
   public:
     Tokens(std::string_view bytes, const std::string& name) : bytes_(bytes), name_(name) {}
 
-    /// The next whole number, behind blanks and remarks (from '#' to the end of the line).
+    /// The next unsigned integer, after whitespace and comments (from '#' to the end of the line).
     std::uint32_t number() {
         skip();
         std::uint32_t value = 0;
@@ -30,14 +30,14 @@ class Tokens {
         return value;
     }
     void skip() {
-        for (bool remark = false; at < bytes_.size(); ++at) {
+        for (bool comment = false; at < bytes_.size(); ++at) {
             const char c = bytes_[at];
-            remark = c == '#' || (remark && c != '\n');
-            if (!remark && std::isspace(static_cast<unsigned char>(c)) == 0) return;
+            comment = c == '#' || (comment && c != '\n');
+            if (!comment && std::isspace(static_cast<unsigned char>(c)) == 0) return;
         }
     }
 
-    std::size_t at = 2;  // behind the two letters that tell the kind
+    std::size_t at = 2;  // after the two characters that name the kind
 
   private:
     std::string_view bytes_;
@@ -103,7 +103,7 @@ cv::Mat decodePgm(std::string_view bytes, const std::string& name) {
     requireMemory(layout.size, name);
     if (!binary) return plainPixels(tokens, layout.size, header.most, name);
     if (held > needed) {
-        throw inputError(format("%s: holds %llu bytes behind its image", name.c_str(),
+        throw inputError(format("%s: holds %llu bytes after its image", name.c_str(),
                                 static_cast<unsigned long long>(held - needed)));
     }
     return layout.frame(bytes.data() + layout.offset);

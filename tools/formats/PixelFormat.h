@@ -13,7 +13,7 @@ constexpr std::uint64_t kMostPixels = 1u << 30;
 
 /// How the numbers of an uncompressed frame are stored.
 struct PixelFormat {
-    char kind = 'u';  ///< 'u' unsigned, 'i' signed whole numbers; 'f' IEEE floating point
+    char kind = 'u';  ///< 'u' unsigned, 'i' signed integers; 'f' IEEE floating point
     int bytes = 2;    ///< 1, 2, 4 or 8; floating point from 2
     bool bigEndian = false;
 
@@ -26,9 +26,9 @@ struct PixelFormat {
 /// Whether so many pixels can be: both sides at least 1, at most kMostPixels in all.
 bool isPossibleSize(std::uint64_t width, std::uint64_t height);
 
-/// One channel out of size.area() * format.bytes bytes in row order. Every number keeps its value: whole
-/// numbers of 8, 16 and (signed) 32 bits, float and double keep their type, half precision becomes float, the
-/// rest double (which rounds whole numbers beyond 2^53).
+/// One channel out of size.area() * format.bytes bytes in row order. Every number keeps its value: integers
+/// of 8, 16 and (signed) 32 bits, float and double keep their type, half precision becomes float, the
+/// rest double (which rounds integers beyond 2^53).
 cv::Mat unpack(const char* bytes, cv::Size size, const PixelFormat& format);
 
 }  // namespace oravo::tools

@@ -64,8 +64,8 @@ std::vector<cv::Point2f> parseLines(std::istream& lines, char separator, const s
 }  // namespace
 
 std::string shiftTable(const std::vector<cv::Point2f>& shifts, const std::vector<std::size_t>& frames,
-                       const std::string& remark) {
-    std::string text = "# " + remark + "\nframe,dx,dy\n";
+                       const std::string& comment) {
+    std::string text = "# " + comment + "\nframe,dx,dy\n";
     for (std::size_t i = 0; i < shifts.size(); ++i) {
         text += format("%zu,%.6f,%.6f\n", frames[i], static_cast<double>(shifts[i].x),
                        static_cast<double>(shifts[i].y));

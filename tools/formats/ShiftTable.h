@@ -12,13 +12,13 @@ namespace oravo::tools {
 
 constexpr std::size_t kMostShifts = 100000;  ///< of one recording
 
-/// Comma-separated text: remarks behind '#', the heading frame,dx,dy, and a line for each frame, numbered
+/// Comma-separated text: comments after '#', the header row frame,dx,dy, and a line for each frame, numbered
 /// with the given numbers.
 std::string shiftTable(const std::vector<cv::Point2f>& shifts, const std::vector<std::size_t>& frames,
-                       const std::string& remark);
+                       const std::string& comment);
 
 /// Shifts out of a text "dx,dy;dx,dy;...", or out of the file of that name: the last two columns of its
-/// lines, remarks and a heading skipped. Throws UserError, naming what could not be understood.
+/// lines; comments and a header row are skipped. Throws UserError, naming what could not be understood.
 std::vector<cv::Point2f> parseShifts(const std::string& textOrFile);
 
 }  // namespace oravo::tools

@@ -38,7 +38,7 @@ int ignoreMessage(TIFF*, void*, const char*, const char*, va_list) {
     return 1;  // handled: nothing goes to standard error
 }
 
-/// Opens a file whose troubles are told by results alone. Null on failure.
+/// Opens a file whose errors show in return values alone. Null on failure.
 TIFF* openSilently(const std::string& path, const char* mode) {
     const std::unique_ptr<TIFFOpenOptions, void (*)(TIFFOpenOptions*)> options(TIFFOpenOptionsAlloc(),
                                                                                TIFFOpenOptionsFree);

@@ -15,7 +15,7 @@ namespace oravo::tools {
 bool isTiff(const std::string& path);
 
 /// A TIFF or BigTIFF file of single-channel pages, open for reading. Values come as they are stored, whatever
-/// the byte order, compression and arrangement: signed and unsigned whole numbers of 8 and 16 bits, float and
+/// the byte order, compression and arrangement: signed and unsigned integers of 8 and 16 bits, float and
 /// double. (The image codec reads signed numbers as unsigned and fills up what a cut-off file lacks.)
 ///
 /// Failures are UserErrors of the input kind that name the file and, where there are several, the page.
@@ -62,7 +62,7 @@ class TiffWriter {
     TiffWriter(const TiffWriter&) = delete;
     TiffWriter& operator=(const TiffWriter&) = delete;
 
-    /// One channel of 8-bit or 16-bit whole numbers, float or double.
+    /// One channel of 8-bit or 16-bit integers, float or double.
     void add(const cv::Mat& image);
     /// Writes out what is still held back. Without it the file is worth nothing.
     void close();

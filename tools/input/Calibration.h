@@ -12,7 +12,7 @@
 namespace oravo::tools {
 
 /// The values of a frame as signed 16-bit counts; pixels with status codes become 0. Throws UserError that
-/// names the frame, the pixel and the value where one is not a whole number from -32768 to 32767.
+/// names the frame, the pixel and the value where one is not an integer from -32768 to 32767.
 cv::Mat_<short> signedCounts(const cv::Mat_<float>& frame, const std::string& name);
 
 /// Turns raw counts into temperatures, per pixel by the line through two frames of known temperature; the

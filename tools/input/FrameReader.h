@@ -46,7 +46,7 @@ class FrameReader {
     /// Whether frames come from the file of this name.
     bool readsFrom(const std::string& path) const;
 
-    /// The frame, or its part, as stored: one channel of whole numbers of up to 32 bits, float or double.
+    /// The frame, or its part, as stored: one channel of integers of up to 32 bits, float or double.
     /// Refuses other kinds, sizes that differ from the first frame read, and crops that reach beyond.
     cv::Mat read(std::size_t index);
 

@@ -18,7 +18,7 @@ struct ValueOptions {
     const ReadOptions& reading;                   ///< of the frames
     PlausibleRange plausible;                     ///< what the pipeline does not take for a defect
     bool rawCounts;                               ///< the output is in counts
-    bool signedCounts;                            ///< and these have to be whole numbers of 16 bits
+    bool signedCounts;                            ///< and these have to be integers of 16 bits
 };
 
 /// A recording's frames in the unit of the output: decoded, and calibrated where that was asked for. Keeps count of

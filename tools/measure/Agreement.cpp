@@ -71,8 +71,8 @@ cv::Mat_<float> noiseOf(const Window& window, const cv::Mat_<float>& image, floa
     const cv::Mat_<uchar> everywhere(size, uchar{1});
     SensorModel model(size, psfSigma);
     cv::Mat_<float> seen;
-    cv::copyMakeBorder(repaired(image), seen, SensorModel::kBefore, SensorModel::kBehind,
-                       SensorModel::kBefore, SensorModel::kBehind, cv::BORDER_REPLICATE);
+    cv::copyMakeBorder(repaired(image), seen, SensorModel::kMarginBefore, SensorModel::kMarginAfter,
+                       SensorModel::kMarginBefore, SensorModel::kMarginAfter, cv::BORDER_REPLICATE);
     Residuals residuals(size);
     for (std::size_t k = 0; k < window.frames.size(); ++k) {
         const cv::Point whole = SensorModel::wholePixels(window.shifts[k]);

@@ -11,10 +11,10 @@ struct Window {
     std::vector<cv::Mat_<float>> frames;
     std::vector<cv::Point2f> shifts;     ///< frame(p + d) = reference(p)
     std::vector<cv::Mat_<uchar>> masks;  ///< on the reference frame's grid: 1 where a frame agrees with it;
-                                         ///< none where that is not told, and all pixels count
+                                         ///< none where that is unknown, and all pixels count
 };
 
-/// How many frames vouch for each pixel of the enlarged image: the sum of the masks, of twice their size.
+/// How many frames are valid at each pixel of the enlarged image: the sum of the masks, of twice their size.
 cv::Mat_<uchar> coverageOf(const std::vector<cv::Mat_<uchar>>& masks);
 
 /// The share of a mask's pixels that are valid.
@@ -28,7 +28,7 @@ double validShare(const cv::Mat_<uchar>& mask);
 /// it, with one degree of freedom less than residuals at each pixel:
 ///   s^2 = sum_q sum_k (r_qk - mean_k r_qk)^2 / sum_q (n_q - 1).
 /// It includes what the image cannot explain, so that it rises along edges and where something moved. NaN where
-/// no two frames vouch for a pixel nearby.
+/// no pixel nearby has two valid frames.
 cv::Mat_<float> noiseOf(const Window& window, const cv::Mat_<float>& image, float psfSigma);
 
 }  // namespace oravo::tools

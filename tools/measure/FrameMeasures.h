@@ -5,7 +5,7 @@
 
 namespace oravo::tools {
 
-// What can be told of frames before and after they were aligned. All of them take frames without status codes
+// What can be found out about frames before and after they were aligned. All of them take frames without status codes
 // (see repaired()); shifts are in pixels, frame(p + d) = reference(p).
 
 /// Standard deviation of the values.

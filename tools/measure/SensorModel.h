@@ -15,13 +15,14 @@ class SensorModel {
   public:
     static constexpr int kFactor = 2;
     static constexpr int kTaps = 3 * kFactor;
-    static constexpr int kBefore = (kTaps - 1) / 2;  ///< rows and columns that a frame sees before the image
-    static constexpr int kBehind = kTaps - 1 - kBefore;  ///< and behind it
+    static constexpr int kMarginBefore =
+        (kTaps - 1) / 2;  ///< rows and columns that a frame sees before the image
+    static constexpr int kMarginAfter = kTaps - 1 - kMarginBefore;  ///< and after it
 
     /// @param psfSigma  standard deviation of the blur, in pixels of the image
     SensorModel(cv::Size frameSize, float psfSigma);
 
-    /// @param seen       the image with kBefore more rows and columns before it and kBehind behind
+    /// @param seen       the image with kMarginBefore more rows and columns before it and kMarginAfter after it
     /// @param remainder  of the frame's shift, each within [-0.5, 0.5] frame pixels
     cv::Mat_<float> frame(const cv::Mat_<float>& seen, cv::Point2f remainder);
 

@@ -11,7 +11,7 @@
 namespace oravo::tools {
 
 /// The hottest and the coldest pixel; the first in row order where several are. The outermost two pixels of all but
-/// tiny images are left out: fewer samples vouch for them, and their values overshoot.
+/// tiny images are left out: fewer samples are valid there, and their values overshoot.
 struct Spots {
     struct Spot {
         cv::Point at;
@@ -39,7 +39,7 @@ struct Preview {
     cv::Mat draw(const cv::Mat_<float>& image) const;
 };
 
-/// A picture of how many of so many frames vouch for each pixel, with its legend.
+/// A picture of how many of the frames are valid at each pixel, with its legend.
 cv::Mat drawCoverage(const cv::Mat_<uchar>& coverage, int frames);
 /// The colour (B, G, R) that stands for so many of so many frames: from red (none) over yellow to blue (all).
 cv::Vec3b coverageColour(int count, int frames);

@@ -54,9 +54,9 @@ td.n, th.n { text-align:right; } td.name { white-space:nowrap; } td.wide { overf
 )";
 
 std::string percent(double share) {
-    // All but a few must not look like all.
-    if (std::isnan(share)) return "not told";
+    if (std::isnan(share)) return "unknown";
     const double value = 100.0 * share;
+    // 99.97 % must not print as 100.0 %.
     return value > 99.95 && value < 100.0 ? ">99.9 %" : format("%.1f %%", value);
 }
 
@@ -126,7 +126,7 @@ std::string overlay(const char* kind, cv::Rect2d place, cv::Size image) {
     return text + "\"></i>";
 }
 
-/// What the colour of pixels without a value stands for, behind a caption; empty where there are none.
+/// What the colour of pixels without a value stands for, to follow a caption; empty where there are none.
 std::string noValueText(const cv::Mat_<float>& image, const ColourScale& scale, const char* reason) {
     const int pixels = withoutValue(image);
     if (pixels == 0) return "";

@@ -14,7 +14,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 Json number(double value) {
-    constexpr double kWhole = 1e15;  // beyond, whole numbers and others look the same
+    constexpr double kWhole = 1e15;  // beyond, integers and other numbers look the same
     if (!std::isfinite(value)) return nullptr;
     if (std::abs(value) < kWhole && value == std::floor(value)) return static_cast<std::int64_t>(value);
     return value;
@@ -120,7 +120,7 @@ Json outOfRange(const std::optional<OutOfRange>& outside) {
               {"name", outside->name}}}};
 }
 
-/// The share of pixels that so many frames vouch for, by that number.
+/// The share of pixels at which N frames are valid, for each N from 0.
 Json coverage(const Report& report) {
     if (report.coverage.empty()) return nullptr;
     Json shares = Json::array();

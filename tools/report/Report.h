@@ -32,7 +32,7 @@ struct ReportedFrame {
     std::size_t number = 0;
     std::string name;
     cv::Point2f shift;        ///< frame(p + d) = reference(p)
-    double validShare = 0.0;  ///< of its pixels that agree with the reference; NaN where that is not told
+    double validShare = 0.0;  ///< of its pixels that agree with the reference; NaN where that is unknown
     std::string status;       ///< kReference, "used", or what is to be said about it
     std::optional<vision::SrPreciseFrame> fit;  ///< by the precise pipeline
 };
@@ -63,7 +63,7 @@ struct Report {
     std::shared_ptr<const vision::SrPreciseResult> precise;    ///< null for other pipelines
     cv::Mat_<float> image;
     cv::Mat_<float> reference;  ///< the frame that it lies on
-    cv::Mat_<uchar> coverage;   ///< frames per pixel of the image; empty where that is not told
+    cv::Mat_<uchar> coverage;   ///< frames per pixel of the image; empty where that is unknown
     cv::Mat_<float> noise;      ///< per pixel of the image: its own (precise pipeline) or that of the frames
     ColourScale scale;          ///< of image and reference in pictures
 

@@ -259,7 +259,7 @@ TEST(PgmFile, IsReadAsStoredOrRefused) {
                   {"P5 2 2 255", "truncated PGM file: holds 0 bytes of pixels, 4 are needed at least"},
                   {"P2 30000 30000 255 1",
                    "truncated PGM file: holds 1 bytes of pixels, 1799999999 are needed at least"},
-                  {"P5 2 2 255 abcde", "holds 1 bytes behind its image"},
+                  {"P5 2 2 255 abcde", "holds 1 bytes after its image"},
                   {"P2 1 1 9 10", "holds 10, above its largest value 9"}};
     for (const auto& c : kCases) {
         EXPECT_EQ(complaint([&] { decodePgm(c.bytes, "a.pgm"); }, ExitCode::kInput), "a.pgm: "s + c.fault);

@@ -156,8 +156,8 @@ Window framesOf(const cv::Mat_<float>& scene, const std::vector<cv::Point2f>& sh
     for (const cv::Point2f& shift : shifts) {
         const cv::Point whole = SensorModel::wholePixels(shift);
         cv::Mat_<float> seen;
-        const int before = SensorModel::kBefore + 2 * 8, behind = SensorModel::kBehind + 2 * 8;
-        cv::copyMakeBorder(scene, seen, before, behind, before, behind, cv::BORDER_REFLECT_101);
+        const int before = SensorModel::kMarginBefore + 2 * 8, after = SensorModel::kMarginAfter + 2 * 8;
+        cv::copyMakeBorder(scene, seen, before, after, before, after, cv::BORDER_REFLECT_101);
         const cv::Size extended = scene.size() + cv::Size(SensorModel::kTaps - 1, SensorModel::kTaps - 1);
         const cv::Rect part(cv::Point(16, 16) - 2 * whole, extended);
         cv::Mat_<float> frame = model.frame(seen(part).clone(), shift - cv::Point2f(whole)), added(size);
