@@ -89,8 +89,9 @@ void recording(Input& in) {
     const int least = precise ? 8 : 3;
     const cv::Size size(2 * in.between(4, 20), in.between(least, 40));
     tools::settlePipeline(parameters);
-    tools::Recording recording(tools::rulesFor(parameters, every));
-    const auto reconstructor = tools::makeReconstructor(size, parameters, every, {});
+    tools::Findings findings;
+    tools::Recording recording(tools::rulesFor(parameters, every), findings);
+    const auto reconstructor = tools::makeReconstructor(size, parameters, every, findings, {});
     tools::StreamGuard guard;
     Frame frame, before;
     for (int i = in.between(1, 12); i > 0; --i) {

@@ -1,22 +1,16 @@
 #include "tools/base/Guard.h"
 
+#include "tools/base/Messages.h"
+
 namespace oravo::tools {
-namespace {
 
-GuardLog* living = nullptr;
-
-}  // namespace
-
-GuardLog::GuardLog() {
-    living = this;
+void Findings::warn(const Guard& guard) {
+    tools::warn(guard.text + (guard.action.empty() ? "" : "; " + guard.action));
+    all_.push_back(guard);
 }
 
-GuardLog::~GuardLog() {
-    living = nullptr;
-}
-
-void GuardLog::note(const Guard& guard) {
-    if (living != nullptr) living->guards_.push_back(guard);
+void Findings::warn(const std::string& text) {
+    warn(Guard{"warning", std::nullopt, text, ""});
 }
 
 }  // namespace oravo::tools

@@ -16,24 +16,18 @@ struct Guard {
     std::string action;                ///< what was done, or is to be done; may be empty
 };
 
-/// Says it as a warning (see Messages.h): the text, and the action after a semicolon.
-void warn(const Guard& guard);
-
-/// Keeps what is said as a warning, plain or as a guard, for as long as it lives. One at a time.
-class GuardLog {
+/// What was found wrong with a recording, in the order of its discovery; for the report.
+class Findings {
   public:
-    GuardLog();
-    ~GuardLog();
-    GuardLog(const GuardLog&) = delete;
-    GuardLog& operator=(const GuardLog&) = delete;
+    /// Prints a warning (see Messages.h), the text and the action after a semicolon, and keeps it.
+    void warn(const Guard& guard);
+    /// The same for a text that is no guard's.
+    void warn(const std::string& text);
 
-    const std::vector<Guard>& guards() const { return guards_; }
-
-    /// Adds to the log that lives, if one does.
-    static void note(const Guard& guard);
+    const std::vector<Guard>& all() const { return all_; }
 
   private:
-    std::vector<Guard> guards_;
+    std::vector<Guard> all_;
 };
 
 }  // namespace oravo::tools

@@ -10,8 +10,6 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "tools/base/Guard.h"
-
 namespace oravo::tools {
 namespace {
 
@@ -79,13 +77,7 @@ void note(const std::string& line) {
 }
 
 void warn(const std::string& line) {
-    warn(Guard{"warning", std::nullopt, line, ""});
-}
-
-void warn(const Guard& guard) {
-    const std::string action = guard.action.empty() ? "" : "; " + guard.action;
-    put("oravo-superres: " + coloured("warning: ", kYellow), guard.text + action);
-    GuardLog::note(guard);
+    put("oravo-superres: " + coloured("warning: ", kYellow), line);
 }
 
 void complain(const std::string& line) {

@@ -34,13 +34,14 @@ void refuseForeignTable(const std::string& target) {
     }
 }
 
-EnhanceParameters withCamera(const EnhanceCommand& command) {
+EnhanceParameters withCamera(const EnhanceCommand& command, Findings& findings) {
     EnhanceParameters parameters = command.parameters;
     if (command.camera.empty()) return parameters;
     parameters.psfSigma = capi::psfSigmaOf(command.camera);
     if (parameters.psfSigma == capi::psfSigmaOf("")) {
-        warn(format("camera \"%s\": no known model number with a field of view; the default blur is taken",
-                    command.camera.c_str()));
+        findings.warn(
+            format("camera \"%s\": no known model number with a field of view; the default blur is taken",
+                   command.camera.c_str()));
     }
     note(format("camera \"%s\": point-spread sigma %g", command.camera.c_str(),
                 static_cast<double>(parameters.psfSigma)));
@@ -66,7 +67,7 @@ EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
 }
 
 /// What the precise pipeline found out about the image and the sensor.
-std::string findings(const Enlarged& enlarged, const std::string& unit) {
+std::string preciseSummary(const Enlarged& enlarged, const std::string& unit) {
     const vision::SrPreciseResult& result = *enlarged.precise;
     const std::string inUnit = unit.empty() ? "" : " " + unit;
     std::string line;
@@ -80,14 +81,14 @@ std::string findings(const Enlarged& enlarged, const std::string& unit) {
     return line;
 }
 
-void summarise(const Enlarged& enlarged, const std::string& unit) {
+void summarise(const Enlarged& enlarged, const std::string& unit, Findings& findings) {
     if (!enlarged.warning.empty()) {
-        warn(Guard{"result", enlarged.newest,
-                   format("frame %zu: %s", enlarged.newest, enlarged.warning.c_str()), ""});
+        findings.warn(Guard{"result", enlarged.newest,
+                            format("frame %zu: %s", enlarged.newest, enlarged.warning.c_str()), ""});
     }
     std::string line = format("frames %s: ", ranges(enlarged.frames).c_str());
     if (enlarged.precise) {
-        line += findings(enlarged, unit);
+        line += preciseSummary(enlarged, unit);
     } else if (enlarged.warning.empty()) {
         line += format("gain %.2f", static_cast<double>(enlarged.gain));
     }
@@ -102,22 +103,23 @@ void summarise(const Enlarged& enlarged, const std::string& unit) {
 class Enhancement {
   public:
     Enhancement(const EnhanceCommand& command, FrameReader& reader, const InputFiles& inputs,
-                const EnhanceParameters& parameters, cv::Size size, ResultFiles& results)
+                const EnhanceParameters& parameters, cv::Size size, ResultFiles& results, Findings& findings)
         : command_(command),
           reader_(reader),
-          recording_(rulesFor(parameters, command.every)),
-          reconstructor_(makeReconstructor(size, parameters, command.every,
+          findings_(findings),
+          recording_(rulesFor(parameters, command.every), findings),
+          reconstructor_(makeReconstructor(size, parameters, command.every, findings,
                                            [this](double share) {
                                                if (progress_) progress_->done(share);
                                            })),
-          values_(reader, valueOptions(command)),
+          values_(reader, valueOptions(command), findings),
           results_(results),
           enlargedSize_(size * Pipeline::kFactor),
           sink_(enlargedOutput(command, enlargedSize_), inputs, files_) {}
 
     void run() {
         takeAll();
-        values_.warnOfOutside();
+        values_.warnOfOutside(findings_);
         if (!command_.every) enlargeLast();
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
@@ -159,7 +161,7 @@ class Enhancement {
     void enlargeEach(std::size_t newest, bool taken) {
         if (taken && recording_.ready()) {
             if (enlarge(newest)) return;
-            warn(refusal_);
+            findings_.warn(refusal_);
         }
         without_.push_back(newest);
     }
@@ -183,7 +185,7 @@ class Enhancement {
                               refusal.reason.c_str());
             return false;
         }
-        summarise(*enlarged, unitOf(command_));
+        summarise(*enlarged, unitOf(command_), findings_);
         sink_.add(enlarged->image, newest);
         results_.take(*enlarged);
         withoutValue_ += static_cast<std::size_t>(enlarged->withoutValue.total());
@@ -195,6 +197,7 @@ class Enhancement {
 
     const EnhanceCommand& command_;
     FrameReader& reader_;
+    Findings& findings_;
     Recording recording_;
     std::unique_ptr<Reconstructor> reconstructor_;
     ValueReader values_;
@@ -236,14 +239,15 @@ void enhance(const EnhanceCommand& command) {
         }
         refuseForeignTable(command.shiftsFile);
     }
-    ResultFiles results(command, inputs);
-    EnhanceParameters parameters = withCamera(command);
+    Findings findings;
+    ResultFiles results(command, inputs, findings);
+    EnhanceParameters parameters = withCamera(command, findings);
     const cv::Size size = reader.first().size();
     settlePipeline(parameters);
     requireUsableSize(size, parameters, reader.name(0));
     std::optional<Enhancement> enhancement;
     try {
-        enhancement.emplace(command, reader, inputs, parameters, size, results);
+        enhancement.emplace(command, reader, inputs, parameters, size, results, findings);
     } catch (...) {
         if (!currentExceptionIsLackOfMemory()) throw;
         throw inputError(format("%s: frames of %d x %d pixels need more memory than there is",

@@ -55,8 +55,12 @@ std::pair<double, double> parseRange(const std::string& text) {
     throw UserError(ExitCode::kUsage, "--range " + text + ": is not LOW:HIGH, such as -5:40");
 }
 
-ResultFiles::ResultFiles(const EnhanceCommand& command, const InputFiles& inputs)
-    : command_(command), options_(command.results), reader_(inputs.frames), unit_(unitOf(command)) {
+ResultFiles::ResultFiles(const EnhanceCommand& command, const InputFiles& inputs, const Findings& findings)
+    : command_(command),
+      options_(command.results),
+      reader_(inputs.frames),
+      findings_(findings),
+      unit_(unitOf(command)) {
     std::set<std::filesystem::path> taken{settledPath(command.output), settledPath(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
         if (!wants(path)) return;
@@ -164,7 +168,7 @@ Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outsi
     r.noise = noise;
     r.scale = scaleOf(last_.image);
     if (outside.pixels > 0) r.outside = outside;
-    r.guards = log_.guards();
+    r.guards = findings_.all();
     r.stages = last_.stages;
     r.seconds = StopWatch(watch_).stop();
     return r;

@@ -19,13 +19,13 @@ namespace oravo::tools {
 /// The lowest and highest value out of "LOW:HIGH". Throws UserError of the usage kind.
 std::pair<double, double> parseRange(const std::string& text);
 
-/// The files beside the last enlarged image of a recording: what lets people see it and judge it. Keeps the
-/// warnings that are said meanwhile, for its reports.
+/// The files beside the last enlarged image of a recording: what lets people see it and judge it.
+/// Reports hold all findings up to the end.
 class ResultFiles {
   public:
     /// Refuses targets that cannot be written, before the work.
-    /// @param command  has to outlive this object, and so has the reader of the inputs
-    ResultFiles(const EnhanceCommand& command, const InputFiles& inputs);
+    /// @param command  has to outlive this object, and so have the reader of the inputs and the findings
+    ResultFiles(const EnhanceCommand& command, const InputFiles& inputs, const Findings& findings);
 
     /// Each enlarged image.
     void take(const Enlarged& enlarged);
@@ -42,10 +42,10 @@ class ResultFiles {
     const EnhanceCommand& command_;
     const ResultOptions& options_;
     const FrameReader& reader_;
+    const Findings& findings_;
     std::string unit_;
     Enlarged last_;
     std::vector<ReportedImage> images_;
-    GuardLog log_;
     StopWatch watch_;
 };
 

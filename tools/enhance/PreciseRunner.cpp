@@ -78,9 +78,11 @@ void divideFrames(vision::SrPreciseResult& result, const Frames& window, Enlarge
 
 }  // namespace
 
-PreciseRunner::PreciseRunner(cv::Size frameSize, const EnhanceParameters& parameters,
+PreciseRunner::PreciseRunner(cv::Size frameSize, const EnhanceParameters& parameters, Findings& findings,
                              std::function<void(double)> progress)
-    : parameters_(parameters), engine_(acceptedEngine(frameSize, parameters, std::move(progress))) {
+    : parameters_(parameters),
+      findings_(findings),
+      engine_(acceptedEngine(frameSize, parameters, std::move(progress))) {
 }
 
 std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal) {
@@ -122,11 +124,11 @@ void PreciseRunner::sayDoubts(const Enlarged& enlarged) {
         if (leftOut_.insert(number).second) unsaid.push_back(number);
     }
     if (!unsaid.empty()) {
-        warn(Guard{"alignment",
-                   unsaid.size() == 1 ? std::optional<std::size_t>(unsaid.front()) : std::nullopt,
-                   format("frame%s %s: nothing in common with the reference frame, %zu, was found",
-                          unsaid.size() == 1 ? "" : "s", ranges(unsaid).c_str(), enlarged.reference),
-                   "left out"});
+        findings_.warn(
+            Guard{"alignment", unsaid.size() == 1 ? std::optional<std::size_t>(unsaid.front()) : std::nullopt,
+                  format("frame%s %s: nothing in common with the reference frame, %zu, was found",
+                         unsaid.size() == 1 ? "" : "s", ranges(unsaid).c_str(), enlarged.reference),
+                  "left out"});
     }
 }
 

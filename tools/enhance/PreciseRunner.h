@@ -3,7 +3,6 @@
 
 #include <set>
 
-#include "tools/base/Guard.h"
 #include "tools/enhance/Reconstructor.h"
 
 namespace oravo::tools {
@@ -12,7 +11,7 @@ namespace oravo::tools {
 /// doubt about each image.
 class PreciseRunner final : public Reconstructor {
   public:
-    PreciseRunner(cv::Size frameSize, const EnhanceParameters& parameters,
+    PreciseRunner(cv::Size frameSize, const EnhanceParameters& parameters, Findings& findings,
                   std::function<void(double)> progress);
 
     std::optional<Enlarged> run(const Frames& pool, Refusal& refusal) override;
@@ -21,8 +20,9 @@ class PreciseRunner final : public Reconstructor {
     void sayDoubts(const Enlarged& enlarged);
 
     EnhanceParameters parameters_;
+    Findings& findings_;
     vision::SrPrecise engine_;
-    std::set<std::size_t> leftOut_;  // frames that were said to be
+    std::set<std::size_t> leftOut_;  // frames that were found to be
 };
 
 }  // namespace oravo::tools

@@ -22,11 +22,12 @@ RecordingRules rulesFor(const EnhanceParameters& parameters, bool every) {
 }
 
 std::unique_ptr<Reconstructor> makeReconstructor(cv::Size frameSize, const EnhanceParameters& parameters,
-                                                 bool every, std::function<void(double)> progress) {
+                                                 bool every, Findings& findings,
+                                                 std::function<void(double)> progress) {
     if (parameters.kind == PipelineKind::precise) {
-        return std::make_unique<PreciseRunner>(frameSize, parameters, std::move(progress));
+        return std::make_unique<PreciseRunner>(frameSize, parameters, findings, std::move(progress));
     }
-    return std::make_unique<WindowRunner>(frameSize, parameters, every);
+    return std::make_unique<WindowRunner>(frameSize, parameters, every, findings);
 }
 
 }  // namespace oravo::tools

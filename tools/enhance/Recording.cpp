@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "tools/base/Guard.h"
 #include "tools/base/Messages.h"
 #include "tools/measure/Metrics.h"
 
@@ -24,15 +23,16 @@ bool Recording::add(const cv::Mat_<float>& values, const cv::Mat_<float>& plausi
         const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + finding.reason;
         if (finding.verdict == StreamGuard::Verdict::repeated) {
             ++repeated_;
-            if (repeated_ == 1) warn(Guard{"repeated", frame.number, what, "such frames are skipped"});
+            if (repeated_ == 1)
+                findings_.warn(Guard{"repeated", frame.number, what, "such frames are skipped"});
             return false;
         }
         if (finding.verdict == StreamGuard::Verdict::restart) {
             ++stretches_;
-            warn(Guard{"jump", frame.number, what, "a new window begins (shutter calibration?)"});
+            findings_.warn(Guard{"jump", frame.number, what, "a new window begins (shutter calibration?)"});
         }
         if (finding.verdict == StreamGuard::Verdict::resume) {
-            warn(Guard{"jump", frame.number, what, "the frames in between are left out"});
+            findings_.warn(Guard{"jump", frame.number, what, "the frames in between are left out"});
         }
         frame.stretch = guard_.stretch();
         // A recording may begin with a closed shutter, so the first frame of every stretch is asked.
@@ -47,7 +47,7 @@ bool Recording::add(const cv::Mat_<float>& values, const cv::Mat_<float>& plausi
 void Recording::warnWhenEnlargedBefore(const cv::Mat_<float>& sound) {
     const std::string reason = enlargedBefore(sound);
     if (reason.empty()) return;
-    warn(Guard{"enlarged before", {}, "the frames " + reason, ""});
+    findings_.warn(Guard{"enlarged before", {}, "the frames " + reason, ""});
     enlargedBefore_ = true;
 }
 
@@ -97,7 +97,7 @@ Frames Recording::latest() const {
     const Frames stretch = latestStretch();
     if (!stretch.empty()) return newestOf(stretch, most);
     if (stretches_ > 0) {
-        warn(Guard{
+        findings_.warn(Guard{
             "jump", {}, "no five frames in a row belong together", "the last five are taken all the same"});
     }
     Frames all;

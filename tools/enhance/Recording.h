@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/base/Guard.h"
 #include "tools/enhance/StreamGuard.h"
 #include "tools/measure/FrameMeasures.h"
 
@@ -34,12 +35,14 @@ struct RecordingRules {
 };
 
 /// The latest frames of a recording, divided into stretches of frames that belong together; see StreamGuard. What is
-/// skipped, and where a stretch ends, is said on standard error.
+/// skipped, and where a stretch ends, is a finding.
 class Recording {
   public:
     static constexpr std::size_t kEnough = StreamGuard::kInterruption;  ///< frames that make a stretch
 
-    explicit Recording(const RecordingRules& rules) : rules_(rules), guard_(rules.levelsCount) {}
+    /// @param findings  has to outlive this object
+    Recording(const RecordingRules& rules, Findings& findings)
+        : rules_(rules), findings_(findings), guard_(rules.levelsCount) {}
 
     /// Takes in the next frame. False where it was skipped.
     /// @param plausible  its values without those that are defects to the library, for the guards to judge
@@ -65,6 +68,7 @@ class Recording {
     void forgetOldFrames();
 
     RecordingRules rules_;
+    Findings& findings_;
     StreamGuard guard_;
     std::deque<RecordedFrame> frames_;
     bool enlargedBefore_ = false;  // it was said

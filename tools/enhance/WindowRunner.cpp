@@ -67,12 +67,18 @@ void dropOlderThan(const RecordedFrame& oldest, Frames& frames) {
 
 }  // namespace
 
-void SayOnce::operator()(const Guard& guard) {
-    if (said_.emplace(guard.name, guard.frame).second) warn(guard);
+void FindOnce::operator()(const Guard& guard) {
+    if (found_.emplace(guard.name, guard.frame).second) findings_.warn(guard);
 }
 
-WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every)
-    : size_(frameSize), every_(every), enhancer_(frameSize, parameters), parameters_(enhancer_.parameters()) {
+WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every,
+                           Findings& findings)
+    : size_(frameSize),
+      every_(every),
+      enhancer_(frameSize, parameters),
+      parameters_(enhancer_.parameters()),
+      findings_(findings),
+      findOnce_(findings) {
 }
 
 std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) {
@@ -83,7 +89,7 @@ std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) 
     }
     std::optional<Enlarged> result = runGuarded(pool, refusal);
     if (result && samePhase(result->shifts)) {
-        sayOnce_(
+        findOnce_(
             {"phase",
              {},
              "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
@@ -112,7 +118,7 @@ std::optional<Enlarged> WindowRunner::runGuarded(const Frames& pool, Refusal& re
 
         const std::vector<Suspect> suspects = suspectsIn(*window, result);
         if (suspects.empty()) {
-            if (!search.leftOut.empty()) warn(Guard{"alignment", {}, search.leftOut, "left out"});
+            if (!search.leftOut.empty()) findings_.warn(Guard{"alignment", {}, search.leftOut, "left out"});
             return result;
         }
         if (!search.first) search.first = std::move(result);
@@ -157,7 +163,7 @@ void WindowRunner::exclude(const std::vector<Suspect>& suspects, Search& search)
 /// What stands where no window was free of suspects: the first image, or none and the reason.
 std::optional<Enlarged> WindowRunner::firstImage(Search& search, Refusal& refusal) {
     if (search.first && !search.leftOut.empty()) {
-        warn(Guard{
+        findings_.warn(Guard{
             "alignment",
             {},
             search.leftOut,
@@ -239,10 +245,10 @@ void WindowRunner::takeIn(const RecordedFrame& frame) {
     if (intake.problem.empty() || (frame.quiet && !intake.refused)) return;
     const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.problem;
     if (intake.refused) {
-        sayOnce_({"defects", frame.number, what, parameters_.guarded ? "left out" : ""});
+        findOnce_({"defects", frame.number, what, parameters_.guarded ? "left out" : ""});
     } else {
         // A cluster of defects is there in every frame of a camera.
-        sayOnce_({"stand-in", {}, what + " (reported for the first such frame only)", ""});
+        findOnce_({"stand-in", {}, what + " (reported for the first such frame only)", ""});
     }
 }
 
@@ -258,20 +264,20 @@ float WindowRunner::weightFor(const Frames& window) {
     const float advised = weightForNoise(share, given);
     if (!parameters_.chooseWeight) {
         if (kMuchTooLargeWeight * advised < given) {
-            sayOnce_({"noise",
-                      {},
-                      format("noise is %.0f %% of the contrast; a TV weight near %.0f would smooth it",
-                             100.0 * share, static_cast<double>(advised)),
-                      ""});
+            findOnce_({"noise",
+                       {},
+                       format("noise is %.0f %% of the contrast; a TV weight near %.0f would smooth it",
+                              100.0 * share, static_cast<double>(advised)),
+                       ""});
         }
         return given;
     }
     if (advised < given) {
-        sayOnce_({"noise",
-                  {},
-                  format("noise is %.0f %% of the contrast", 100.0 * share),
-                  format("TV weight %.0f in place of %g (--tv-weight)", static_cast<double>(advised),
-                         static_cast<double>(given))});
+        findOnce_({"noise",
+                   {},
+                   format("noise is %.0f %% of the contrast", 100.0 * share),
+                   format("TV weight %.0f in place of %g (--tv-weight)", static_cast<double>(advised),
+                          static_cast<double>(given))});
     }
     const float now = enhancer_.parameters().tvWeight;
     return now < kSameWeight * advised && advised < kSameWeight * now ? now : advised;

@@ -7,28 +7,29 @@
 #include <utility>
 #include <vector>
 
-#include "tools/base/Guard.h"
 #include "tools/enhance/Enhancer.h"
 #include "tools/enhance/Reconstructor.h"
 
 namespace oravo::tools {
 
-/// Each guard warns once, of each frame that it is about.
-class SayOnce {
+/// Reports each guard once for each frame that it is about.
+class FindOnce {
   public:
+    explicit FindOnce(Findings& findings) : findings_(findings) {}
     void operator()(const Guard& guard);
 
   private:
-    std::set<std::pair<std::string, std::optional<std::size_t>>> said_;
+    Findings& findings_;
+    std::set<std::pair<std::string, std::optional<std::size_t>>> found_;
 };
 
 /// Enlarges windows of frames. When guarded, it looks at what came of a window, leaves frames out that spoil
 /// the image, takes older ones in their place where there are any, and lowers the TV weight for noisy frames.
-/// What it finds and does is said on standard error.
+/// What it finds and does goes to its findings.
 class WindowRunner final : public Reconstructor {
   public:
     /// @param every  an image is wanted for each frame, not just one for the recording
-    WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every);
+    WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every, Findings& findings);
 
     /// Enlarges the newest frames of a pool in which frames that belong together stand in order.
     std::optional<Enlarged> run(const Frames& pool, Refusal& refusal) override;
@@ -59,7 +60,7 @@ class WindowRunner final : public Reconstructor {
     std::vector<Suspect> suspectsIn(const Window& window, const std::optional<Enlarged>& enlarged) const;
     const Suspect* needed(const std::vector<Suspect>& suspects, const RecordedFrame* newest) const;
     static void exclude(const std::vector<Suspect>& suspects, Search& search);
-    static std::optional<Enlarged> firstImage(Search& search, Refusal& refusal);
+    std::optional<Enlarged> firstImage(Search& search, Refusal& refusal);
     static std::string describe(const Suspect& suspect);
     std::string complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
                                const Enlarged& enlarged, std::size_t position, bool newest) const;
@@ -73,7 +74,8 @@ class WindowRunner final : public Reconstructor {
     Enhancer enhancer_;
     EnhanceParameters parameters_;
     std::set<std::size_t> unusable_;  // frames with too many defects
-    SayOnce sayOnce_;
+    Findings& findings_;
+    FindOnce findOnce_;
 };
 
 }  // namespace oravo::tools

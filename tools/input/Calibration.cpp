@@ -70,7 +70,7 @@ cv::Mat_<short> signedCounts(const cv::Mat_<float>& frame, const std::string& na
 }
 
 Calibration::Calibration(const std::vector<std::string>& points, const Decode& decode,
-                         const ReadOptions& reading, cv::Size storedSize) {
+                         const ReadOptions& reading, cv::Size storedSize, Findings& findings) {
     const CalibrationImages images(reading, storedSize);
     const auto counts = [&](const std::string& path) {
         return signedCounts(decode(images.counts(path), path), path);
@@ -104,7 +104,7 @@ Calibration::Calibration(const std::vector<std::string>& points, const Decode& d
                    lost, pixels));
     }
     if (same > 0) note(format("calibration: %d pixels with equal counts take their neighbours' line", same));
-    if (lost > 0) warn(format("calibration: %d pixels have no line and count as defective", lost));
+    if (lost > 0) findings.warn(format("calibration: %d pixels have no line and count as defective", lost));
 }
 
 cv::Mat_<float> Calibration::operator()(const cv::Mat_<float>& counts, const std::string& name) const {

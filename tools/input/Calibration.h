@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/base/Guard.h"
 #include "tools/input/FrameReader.h"
 #include "tools/values/Decode.h"
 #include "vision/superresolution/detail/calibration/TwoPointCalibration.h"
@@ -25,10 +26,11 @@ class Calibration {
     /// @param reading     of the frames: files of counts are raw dumps where frames are, and all images are cropped
     ///                    as they are
     /// @param storedSize  of the frames before the crop, and of all images
-    /// Says on standard error how many pixels take their neighbours' line or have none. Throws UserError
+    /// @param findings    gets how many pixels have no line
+    /// Says on standard error how many pixels take their neighbours' line. Throws UserError
     /// where files cannot be used, or most pixels have equal counts or equal temperatures.
     Calibration(const std::vector<std::string>& points, const Decode& decode, const ReadOptions& reading,
-                cv::Size storedSize);
+                cv::Size storedSize, Findings& findings);
 
     /// Status codes pass through. Pixels without a line become NaN, which the library repairs.
     cv::Mat_<float> operator()(const cv::Mat_<float>& counts, const std::string& name) const;

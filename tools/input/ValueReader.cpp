@@ -1,19 +1,18 @@
 #include "tools/input/ValueReader.h"
 
-#include "tools/base/Guard.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 
 namespace oravo::tools {
 
-ValueReader::ValueReader(FrameReader& reader, const ValueOptions& options)
+ValueReader::ValueReader(FrameReader& reader, const ValueOptions& options, Findings& findings)
     : reader_(reader),
       decode_(options.decode),
       rawCounts_(options.rawCounts),
       wantsSignedCounts_(options.signedCounts),
       outside_(options.plausible) {
     if (!options.calibration.empty()) {
-        calibration_.emplace(options.calibration, decode_, options.reading, reader.storedSize());
+        calibration_.emplace(options.calibration, decode_, options.reading, reader.storedSize(), findings);
     }
 }
 
@@ -33,7 +32,7 @@ ValueReader::Frame ValueReader::read(std::size_t index) {
     return frame;
 }
 
-void ValueReader::warnOfOutside() const {
+void ValueReader::warnOfOutside(Findings& findings) const {
     const OutOfRange& o = outside_;
     if (o.pixels == 0) return;
     const std::string text =
@@ -41,7 +40,7 @@ void ValueReader::warnOfOutside() const {
                o.frames, reader_.count(), o.pixels == 1 ? "s" : "") +
         o.rangeText() + " and count as defects: what they show is lost; the most extreme is " +
         o.extremeText() + format(" in frame %zu (%s)", o.frame, o.name.c_str());
-    warn(Guard{"plausible range", o.frame, text, remedy()});
+    findings.warn(Guard{"plausible range", o.frame, text, remedy()});
 }
 
 const char* ValueReader::remedy() const {

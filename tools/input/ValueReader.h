@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/base/Guard.h"
 #include "tools/input/Calibration.h"
 #include "tools/input/FrameReader.h"
 #include "tools/values/PlausibleRange.h"
@@ -27,7 +28,7 @@ class ValueReader {
   public:
     /// Reads the frames of the calibration. The reader has read a frame, by which the size of all is known, and outlives
     /// this object.
-    ValueReader(FrameReader& reader, const ValueOptions& options);
+    ValueReader(FrameReader& reader, const ValueOptions& options, Findings& findings);
 
     struct Frame {
         cv::Mat_<float> values;
@@ -40,8 +41,8 @@ class ValueReader {
 
     /// In the frames read.
     const OutOfRange& outside() const { return outside_; }
-    /// Says how many values lie outside, how far, and what to do; nothing where none do.
-    void warnOfOutside() const;
+    /// A finding: how many values lie outside, how far, and what to do; none where none do.
+    void warnOfOutside(Findings& findings) const;
 
   private:
     const char* remedy() const;

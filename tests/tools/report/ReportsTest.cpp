@@ -59,18 +59,16 @@ TEST(HtmlText, HoldsNoMarkupAndNoBrokenCharacters) {
     }
 }
 
-TEST(GuardLog, KeepsWarningsWhileItLives) {
+TEST(Findings, ArePrintedAndKept) {
     testing::internal::CaptureStderr();
-    {
-        const GuardLog log;
-        warn("plain");
-        warn(Guard{"jump", 7, "frame 7 is odd", "left out"});
-        note("no warning");
-        ASSERT_EQ(log.guards().size(), 2u);
-        EXPECT_EQ(log.guards()[0].text, "plain");
-        EXPECT_EQ(log.guards()[1].frame, std::optional<std::size_t>(7));
-    }
-    warn("nobody listens");
+    Findings findings;
+    findings.warn("plain");
+    findings.warn(Guard{"jump", 7, "frame 7 is odd", "left out"});
+    warn("not for the report");
+    ASSERT_EQ(findings.all().size(), 2u);
+    EXPECT_EQ(findings.all()[0].text, "plain");
+    EXPECT_EQ(findings.all()[0].name, "warning");
+    EXPECT_EQ(findings.all()[1].frame, std::optional<std::size_t>(7));
     EXPECT_NE(testing::internal::GetCapturedStderr().find("frame 7 is odd; left out\n"), std::string::npos);
 }
 
