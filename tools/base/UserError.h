@@ -9,7 +9,15 @@
 namespace oravo::tools {
 
 /// What the program returns to its caller; the manual (--help) lists them.
-enum class ExitCode { kSuccess = 0, kUsage = 1, kInput = 2, kOutput = 3, kReconstruction = 4, kInternal = 5 };
+enum class ExitCode {
+    kSuccess = 0,
+    kUsage = 1,
+    kInput = 2,
+    kOutput = 3,
+    kReconstruction = 4,
+    kInternal = 5,
+    kDoubtful = 6  ///< done, but an image is not known to be better than an enlargement of one frame
+};
 
 /// A failure that the user can do something about: one printable line, and what the program exits with.
 class UserError : public std::runtime_error {

@@ -175,7 +175,7 @@ void enhanceBatch(const EnhanceCommand& command) {
     const int threads = std::max(1, cv::getNumberOfCPUs() / command.jobs);
     Processes processes;
     Progress progress("recording", jobs.size());
-    std::size_t started = 0, failed = 0;
+    std::size_t started = 0, failed = 0, doubtful = 0;
     ExitCode worst = ExitCode::kSuccess;
     while (started < jobs.size() || processes.running() > 0) {
         if (started < jobs.size() && processes.running() < atOnce) {
@@ -183,12 +183,20 @@ void enhanceBatch(const EnhanceCommand& command) {
             continue;
         }
         const ExitCode code = processes.next();
-        worst = std::max(worst, code);
-        failed += code == ExitCode::kSuccess ? 0 : 1;
+        if (code != ExitCode::kDoubtful) worst = std::max(worst, code);
+        failed += code == ExitCode::kSuccess || code == ExitCode::kDoubtful ? 0 : 1;
+        doubtful += code == ExitCode::kDoubtful ? 1 : 0;
         progress.done(started - processes.running());
     }
     if (failed > 0) throw UserError(worst, format("%zu of %zu recordings failed", failed, jobs.size()));
     note(format("%s: %zu recordings", command.output.c_str(), jobs.size()));
+    if (doubtful > 0) {
+        throw UserError(
+            ExitCode::kDoubtful,
+            format("%zu of %zu recordings gave an image that is not known to be better than bicubic "
+                   "enlargement",
+                   doubtful, jobs.size()));
+    }
 }
 
 }  // namespace oravo::tools

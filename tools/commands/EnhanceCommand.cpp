@@ -139,6 +139,11 @@ class Enhancement {
                                  : format(", %zu pixel%s without a value (NaN)", withoutValue_,
                                           withoutValue_ == 1 ? "" : "s")) +
              (without_.empty() ? "" : ", none for frames " + ranges(without_)) + recording_.skipped());
+        if (doubtful_ != 0) {
+            throw UserError(ExitCode::kDoubtful,
+                            format("%zu of %zu image%s not known to be better than bicubic enlargement",
+                                   doubtful_, sink_.count(), sink_.count() == 1 ? " is" : "s are"));
+        }
     }
 
   private:
@@ -189,6 +194,7 @@ class Enhancement {
         sink_.add(enlarged->image, newest);
         results_.take(*enlarged);
         withoutValue_ += static_cast<std::size_t>(enlarged->withoutValue.total());
+        doubtful_ += enlarged->precise && !enlarged->precise->trusted ? 1 : 0;
         shifts_ = shiftTable(enlarged->shifts, enlarged->frames,
                              format("%s in input pixels; frame(p + d) = reference(p); reference is frame %zu",
                                     kTableTitle, enlarged->reference));
@@ -206,6 +212,7 @@ class Enhancement {
     PendingFiles files_;
     EnlargedSink sink_;
     std::size_t withoutValue_ = 0;      // pixels of all images
+    std::size_t doubtful_ = 0;          // images
     std::string shifts_;                // the table of the latest image
     std::string refusal_;               // the latest
     std::optional<Progress> progress_;  // of the only image

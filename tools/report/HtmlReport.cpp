@@ -365,6 +365,7 @@ std::string tiles(const Report& r) {
                    "better than bicubic enlargement at withheld pixels") +
                   tile(significant(medianOf(r.noise), r.unit), "standard deviation of a pixel, median") +
                   tile(std::to_string(r.frames.size()), "frames take part") +
+                  tile(percent(r.precise->shareOnReference), "of the image rests on one frame") +
                   tile(significant(r.precise->noise, r.unit), "noise of the frames")
             : tile(last.gain > 0.0 && last.warning.empty() ? format("%.2f", last.gain) : "&ndash;",
                    "gain of resolution, as far as frames agree (2 at most)") +

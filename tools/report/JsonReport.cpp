@@ -79,7 +79,10 @@ Json precise(const Report& report) {
     const bool predicted = p.withheldPixels > 0;
     Json dead = Json::array();
     for (const cv::Point& pixel : p.deadPixels) dead.push_back({pixel.x, pixel.y});
-    return {{"withheld_pixels", p.withheldPixels},
+    return {{"trusted", p.trusted},
+            {"leaning_on_reference", number(p.leaning)},
+            {"share_on_reference", number(p.shareOnReference)},
+            {"withheld_pixels", p.withheldPixels},
             {"withheld_error", predicted ? number(p.withheldError) : Json(nullptr)},
             {"bicubic_error", predicted ? number(p.bicubicError) : Json(nullptr)},
             {"contrast", number(p.contrast)},

@@ -362,6 +362,7 @@ TEST_F(Program, EveryFrameIsDecodedOnce) {
     for (int i = 0; i < 5; ++i) dump.write(frame.ptr<char>(), 480 * 640 * 2);
     dump.close();
     EnhanceCommand enlarge;
+    enlarge.parameters.kind = PipelineKind::floatingPoint;
     enlarge.inputs = {path("f.raw")};
     enlarge.reading.raw = parseRawFormat("640x480:u16le");
     enlarge.output = path("o.tif");

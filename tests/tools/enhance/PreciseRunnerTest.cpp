@@ -89,7 +89,9 @@ TEST_F(Precise, TakesUpToTwelveFramesWhateverTheirLevel) {
 TEST_F(Precise, SaysWhatThereIsToDoubt) {
     ASSERT_EQ(run("simulate -o b --width 96 --height 72").code, 0);
     const Outcome single = run("enhance " + frame(1) + " -o o.tif --noise-map n.tif");
-    EXPECT_EQ(single.code, 0);
+    EXPECT_EQ(single.code, 6);
+    EXPECT_TRUE(says(single.err, "1 of 1 image is not known to be better than bicubic enlargement\n"))
+        << single.err;
     EXPECT_TRUE(says(single.err, "warning: frame 0: the image rests on the reference frame alone"))
         << single.err;
     EXPECT_LT(errorOf("o.tif"),
