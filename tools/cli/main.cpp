@@ -28,7 +28,8 @@ constexpr char kExitCodes[] =
     "  4  no enlarged image could be reconstructed; nothing was written\n"
     "  5  internal failure\n"
     "  6  done, but an image is not known to be better than a bicubic enlargement\n"
-    "With --jobs, the highest code of all recordings that failed. What --every has no image for is reported in "
+    "With --jobs, the highest code of all recordings that failed. What --every has no image for is reported "
+    "in "
     "the last "
     "line.\n"
     "Each file appears whole or not at all. Messages go to standard error.";
