@@ -33,8 +33,8 @@ cv::Mat pictureOf(const cv::Mat_<float>& noise, const std::string& unit, const c
 /// Of the image itself where the pipeline estimates it, else of the frames around it.
 cv::Mat_<float> deviationOf(const Enlarged& enlarged) {
     if (enlarged.precise) return enlarged.precise->deviation;
-    return noiseOf({enlarged.inputs, enlarged.shifts, enlarged.masks}, enlarged.image,
-                   enlarged.parameters.psfSigma);
+    return noiseMapOf({enlarged.inputs, enlarged.shifts, enlarged.masks}, enlarged.image,
+                      enlarged.parameters.psfSigma);
 }
 
 }  // namespace

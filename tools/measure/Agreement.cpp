@@ -66,18 +66,18 @@ double validShare(const cv::Mat_<uchar>& mask) {
     return static_cast<double>(cv::countNonZero(mask)) / static_cast<double>(mask.total());
 }
 
-cv::Mat_<float> noiseOf(const Window& window, const cv::Mat_<float>& image, float psfSigma) {
-    const cv::Size size = window.frames.front().size();
+cv::Mat_<float> noiseMapOf(const AlignedFrames& aligned, const cv::Mat_<float>& image, float psfSigma) {
+    const cv::Size size = aligned.frames.front().size();
     const cv::Mat_<uchar> everywhere(size, uchar{1});
     SensorModel model(size, psfSigma);
     cv::Mat_<float> seen;
     cv::copyMakeBorder(repaired(image), seen, SensorModel::kMarginBefore, SensorModel::kMarginAfter,
                        SensorModel::kMarginBefore, SensorModel::kMarginAfter, cv::BORDER_REPLICATE);
     Residuals residuals(size);
-    for (std::size_t k = 0; k < window.frames.size(); ++k) {
-        const cv::Point whole = SensorModel::wholePixels(window.shifts[k]);
-        const cv::Mat_<float> expected = model.frame(seen, window.shifts[k] - cv::Point2f(whole));
-        addFrame(window.frames[k], whole, window.masks.empty() ? everywhere : window.masks[k], expected,
+    for (std::size_t k = 0; k < aligned.frames.size(); ++k) {
+        const cv::Point whole = SensorModel::wholePixels(aligned.shifts[k]);
+        const cv::Mat_<float> expected = model.frame(seen, aligned.shifts[k] - cv::Point2f(whole));
+        addFrame(aligned.frames[k], whole, aligned.masks.empty() ? everywhere : aligned.masks[k], expected,
                  residuals);
     }
     cv::Mat_<double> scatter(size, 0.0);

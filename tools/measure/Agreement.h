@@ -7,7 +7,7 @@
 namespace oravo::tools {
 
 /// The frames that an image was computed from, on their own grids, and what the library found out about them.
-struct Window {
+struct AlignedFrames {
     std::vector<cv::Mat_<float>> frames;
     std::vector<cv::Point2f> shifts;     ///< frame(p + d) = reference(p)
     std::vector<cv::Mat_<uchar>> masks;  ///< on the reference frame's grid: 1 where a frame agrees with it;
@@ -29,7 +29,7 @@ double validShare(const cv::Mat_<uchar>& mask);
 ///   s^2 = sum_q sum_k (r_qk - mean_k r_qk)^2 / sum_q (n_q - 1).
 /// It includes what the image cannot explain, so that it rises along edges and where something moved. NaN where
 /// no pixel nearby has two valid frames.
-cv::Mat_<float> noiseOf(const Window& window, const cv::Mat_<float>& image, float psfSigma);
+cv::Mat_<float> noiseMapOf(const AlignedFrames& aligned, const cv::Mat_<float>& image, float psfSigma);
 
 }  // namespace oravo::tools
 

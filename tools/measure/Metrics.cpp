@@ -78,7 +78,7 @@ cv::Mat_<uchar> valueMask(const cv::Mat_<float>& image) {
     return mask;
 }
 
-int withoutValue(const cv::Mat_<float>& image) {
+int countWithoutValue(const cv::Mat_<float>& image) {
     return static_cast<int>(image.total()) - cv::countNonZero(valueMask(image));
 }
 

@@ -37,7 +37,7 @@ RegionErrors regionErrors(const cv::Mat_<float>& image, const cv::Mat_<float>& t
 cv::Mat_<uchar> valueMask(const cv::Mat_<float>& image);
 
 /// The number of pixels that do not.
-int withoutValue(const cv::Mat_<float>& image);
+int countWithoutValue(const cv::Mat_<float>& image);
 
 /// The frame with pixels that hold no value replaced by the mean of those among their eight neighbours that
 /// do, or by the frame's mean where there are none: what an ordinary viewer would enlarge.

@@ -160,7 +160,7 @@ cv::Mat Preview::draw(const cv::Mat_<float>& image) const {
                 placeText("coldest", spots->coldest, scale, unit);
     }
     const cv::Rect bar = layout.barPlace();
-    const int none = withoutValue(image);
+    const int none = countWithoutValue(image);
     const int lines = none == 0 ? 1 : 2;
     cv::Mat picture = layout.blank(colourBarTextWidth(scale, bar.height, unit, layout.lettering), lines);
     view.copyTo(picture(layout.viewPlace()));

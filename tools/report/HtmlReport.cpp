@@ -128,7 +128,7 @@ std::string overlay(const char* kind, cv::Rect2d place, cv::Size image) {
 
 /// What the colour of pixels without a value stands for, to follow a caption; empty where there are none.
 std::string noValueText(const cv::Mat_<float>& image, const ColourScale& scale, const char* reason) {
-    const int pixels = withoutValue(image);
+    const int pixels = countWithoutValue(image);
     if (pixels == 0) return "";
     return format("<br><i class=key style=\"background:%s\"></i>no value: %d pixel%s, ",
                   rgb(scale.noValue()).c_str(), pixels, pixels == 1 ? "" : "s") +

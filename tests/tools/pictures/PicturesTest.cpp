@@ -147,12 +147,12 @@ TEST(Preview, NamesTheHottestAndTheColdestWhereTheyAre) {
 }
 
 /// Frames as the solver's model sees a scene, which is taken for the image; cyclic, so that frames can move.
-Window framesOf(const cv::Mat_<float>& scene, const std::vector<cv::Point2f>& shifts, float psfSigma,
-                double noise) {
+AlignedFrames framesOf(const cv::Mat_<float>& scene, const std::vector<cv::Point2f>& shifts, float psfSigma,
+                       double noise) {
     const cv::Size size = scene.size() / 2;
     SensorModel model(size, psfSigma);
     cv::RNG random(7);
-    Window window{{}, shifts, {}};
+    AlignedFrames window{{}, shifts, {}};
     for (const cv::Point2f& shift : shifts) {
         const cv::Point whole = SensorModel::wholePixels(shift);
         cv::Mat_<float> seen;
@@ -175,14 +175,14 @@ TEST(Agreement, NoiseMapTellsTheNoiseOfTheFrames) {
     p.shifts = {{0.0f, 0.0f}};
     const Burst burst = simulateBurst(p);
     for (const double noise : {0.05, 1.0}) {
-        Window window =
+        AlignedFrames window =
             framesOf(burst.truth, {{0.3f, -1.4f}, {0.0f, 0.0f}, {-0.5f, 0.25f}, {2.2f, 0.5f}, {-0.4f, -0.3f}},
                      p.psfSigma, noise);
         // A frame that differs, and one without a value, which must not count.
         window.frames[2](cv::Rect(20, 20, 8, 8)) += 50.0f;
         window.masks[2](cv::Rect(0, 0, 60, 60)) = uchar{0};
         window.frames[4](80, 90) = pixelOf(vision::CODE_BAD_PIXEL);
-        const cv::Mat_<float> map = noiseOf(window, burst.truth, p.psfSigma);
+        const cv::Mat_<float> map = noiseMapOf(window, burst.truth, p.psfSigma);
         ASSERT_EQ(map.size(), burst.truth.size());
         const cv::Mat_<float> inner = map(cv::Rect(20, 20, 280, 200));
         EXPECT_NEAR(cv::mean(inner)[0], noise, 0.03 * noise);
@@ -196,7 +196,7 @@ TEST(Agreement, NoiseMapTellsTheNoiseOfTheFrames) {
         EXPECT_EQ(coverageOf(window.masks)(120, 120), 5);
         EXPECT_DOUBLE_EQ(validShare(window.masks[2]), 1.0 - 3600.0 / 19200.0);
         for (cv::Mat_<uchar>& mask : window.masks) mask(cv::Rect(100, 0, 20, 20)) = uchar{0};
-        EXPECT_TRUE(std::isnan(noiseOf(window, burst.truth, p.psfSigma)(20, 220)));
+        EXPECT_TRUE(std::isnan(noiseMapOf(window, burst.truth, p.psfSigma)(20, 220)));
     }
 }
 
