@@ -18,7 +18,8 @@ void addResultOptions(CLI::App* command, ResultOptions& options) {
         ->capture_default_str();
     command->add_option_function<std::string>(
         "--range", [&options](const std::string& text) { options.range = parseRange(text); },
-        "LOW:HIGH: the values that the colours span (default: from the lowest to the highest of the image). "
+        "LOW:HIGH: the values that the colours span (default: from the lowest to the highest of the image, "
+        "but for a few outliers). "
         "Fixed ranges make pictures comparable");
     command
         ->add_option("--coverage", options.coverage,

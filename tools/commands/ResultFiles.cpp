@@ -87,7 +87,7 @@ void ResultFiles::take(const Enlarged& enlarged) {
 
 ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
     const Palette palette = paletteNamed(options_.palette);
-    if (!options_.range) return ColourScale::of(image, palette);
+    if (!options_.range) return ColourScale::withoutOutliers(image, palette);
     return ColourScale::within(options_.range->first, options_.range->second, image, palette);
 }
 

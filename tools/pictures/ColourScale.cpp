@@ -109,6 +109,16 @@ ColourScale ColourScale::of(const cv::Mat_<float>& image, const Palette& palette
     return within(lowest, valueAt(100.0 - percentile), image, palette);
 }
 
+ColourScale ColourScale::withoutOutliers(const cv::Mat_<float>& image, const Palette& palette) {
+    constexpr double kOutliers = 0.05;  // percent
+    constexpr double kMostSpan = 0.5;   // of that of all other values
+    const ColourScale all = of(image, palette), most = of(image, palette, kOutliers);
+    const double spare = kMostSpan * (most.highest - most.lowest);
+    if (!(spare > 0.0)) return all;
+    return within(most.lowest - all.lowest > spare ? most.lowest : all.lowest,
+                  all.highest - most.highest > spare ? most.highest : all.highest, image, palette);
+}
+
 ColourScale ColourScale::within(double lowest, double highest, const cv::Mat_<float>& image,
                                 const Palette& palette) {
     const std::vector<float> values = valuesOf(image);

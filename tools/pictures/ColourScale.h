@@ -27,6 +27,9 @@ struct ColourScale {
 
     /// All values of the image, from the given percentile up to its counterpart: 0 shows every value as it is.
     static ColourScale of(const cv::Mat_<float>& image, const Palette& palette, double percentile = 0.0);
+    /// All values but for a few outliers, one pixel in 2000 at each end, where these alone would take up more than a third of
+    /// the colours.
+    static ColourScale withoutOutliers(const cv::Mat_<float>& image, const Palette& palette);
     /// A given range, for an image that may exceed it.
     static ColourScale within(double lowest, double highest, const cv::Mat_<float>& image,
                               const Palette& palette);

@@ -173,7 +173,7 @@ std::string after(const Report& r, const cv::Rect& detail) {
 std::string pictures(const Report& r) {
     const cv::Rect detail = detailOf(r.image);
     // A scale of its own: contrast that the whole image cannot spare.
-    const ColourScale fine = ColourScale::of(r.image(detail), r.scale.palette);
+    const ColourScale fine = ColourScale::withoutOutliers(r.image(detail), r.scale.palette);
     const cv::Rect low(detail.x / 2, detail.y / 2, detail.width / 2, detail.height / 2);
     std::string text = "<h2>Before and after</h2>\n<div class=pair>" + before(r, detail) + after(r, detail) +
                        colourBar(r.scale, r.unit) + "</div>\n";

@@ -69,6 +69,16 @@ TEST(ColourScale, OrdersValuesByBrightnessAndShowsWhatHasNone) {
     EXPECT_TRUE(part.clipsBelow);
     EXPECT_FALSE(part.clipsAbove);
     EXPECT_EQ(ColourScale::of(cv::Mat_<float>(2, 2, image(3)), paletteNamed("iron")).highest, 1.0);
+
+    cv::Mat_<float> ramp(100, 100);
+    for (int i = 0; i < 10000; ++i) ramp(i) = static_cast<float>(i % 100);
+    ramp(7) = 140.0f;  // hot, but not out of all proportion
+    ramp(8) = -900.0f;
+    const ColourScale usual = ColourScale::withoutOutliers(ramp, paletteNamed("iron"));
+    EXPECT_EQ(usual.lowest, 0.0);
+    EXPECT_EQ(usual.highest, 140.0);
+    EXPECT_TRUE(usual.clipsBelow && !usual.clipsAbove);
+    EXPECT_EQ(ColourScale::withoutOutliers(cv::Mat_<float>(9, 9, 4.0f), paletteNamed("iron")).highest, 4.0);
 }
 
 TEST(Preview, FindsSpotsAndDrawsAnySize) {
