@@ -57,16 +57,17 @@ std::vector<Fact> parameterFacts(const EnhanceCommand& command, const EnhancePar
                             {"reference-index", static_cast<double>(p.referenceIndex.value_or(0))},
                             {"psf-sigma", asDouble(p.psfSigma)},
                             {"nuc", p.rawCounts}};
-    const std::vector<Fact> own =
-        p.kind == PipelineKind::precise
-            ? std::vector<Fact>{{"frames", static_cast<double>(p.frames)}, {"smoothness", p.smoothness}}
-            : std::vector<Fact>{
-                  {"registration", std::string(p.registration == Registration::phase ? "phase" : "corners")},
-                  {"tv-weight", asDouble(p.tvWeight)},
-                  {"iterations", static_cast<double>(p.iterations)},
-                  {"relative-residue", asDouble(p.relativeResidue)},
-                  {"registration-error", asDouble(p.registrationError)}};
-    facts.insert(facts.end(), own.begin(), own.end());
+    if (p.kind == PipelineKind::precise) {
+        facts.push_back({"frames", static_cast<double>(p.frames)});
+        facts.push_back({"smoothness", p.smoothness});
+    } else {
+        facts.push_back(
+            {"registration", std::string(p.registration == Registration::phase ? "phase" : "corners")});
+        facts.push_back({"tv-weight", asDouble(p.tvWeight)});
+        facts.push_back({"iterations", static_cast<double>(p.iterations)});
+        facts.push_back({"relative-residue", asDouble(p.relativeResidue)});
+        facts.push_back({"registration-error", asDouble(p.registrationError)});
+    }
     if (!command.camera.empty()) facts.push_back({"camera", command.camera});
     return facts;
 }
