@@ -3,25 +3,20 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/precise/DenseImage.h"
 #include "vision/superresolution/detail/precise/Elementary.h"
 #include "vision/superresolution/detail/precise/FrameNoise.h"
-#include "vision/superresolution/detail/precise/SeparableFilter.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
 
-constexpr double kBlur = 1.5;          ///< of the frames, pixels
-constexpr double kLevelBlur = 1.2;     ///< before every second pixel is taken
-constexpr int kCoarsest = 48;          ///< frames whose shorter side is longer are halved
 constexpr int kFarthest = 40;          ///< longest shift that is searched, in pixels of the coarsest level
 constexpr int kPeaks = 3;              ///< of the correlation
 constexpr std::size_t kFinalists = 2;  ///< candidates that finer levels go on with
 constexpr int kRefinePixels = 20000;   ///< that candidates are compared by
 constexpr double kRefineStill = 5e-4;  ///< of a step, in pixels
-constexpr int kBalanceRadius = 2;      ///< of the neighbourhood that a slope is taken over
-constexpr float kBalance = 25.0f;  ///< mean square of the slope over its median at which a pixel counts half
-constexpr double kNoWorse = 1.05;  ///< misfit that tells the same motion, over another's
+constexpr double kNoWorse = 1.05;      ///< misfit that tells the same motion, over another's
 constexpr double kLeastOverlap = 0.3;  ///< of the frame; candidates of less lose against others
 
 // A motion model beyond a translation has to be seen: blurred noise is correlated, so the errors of least squares are
@@ -35,7 +30,6 @@ constexpr double kVisibleShear = 0.05;
 constexpr double kDisplacement = 0.03;
 constexpr double kTolerance = 2.0;
 constexpr double kMostMisfit = 20.0;     ///< standard deviations that one pixel may add to its neighbourhood
-constexpr float kLeastKnown = 0.8f;      ///< of a blurred value, below which it is none
 constexpr double kLeastExplained = 0.5;  ///< share of the variance, below which a frame shows something else
 // Frames that show the same differ by 0.2 to 2 times their noise, compressed ones by up to 10 times, but those are alike to
 // 0.1 %; a mirrored scene, which has its own levels and outlines, is alike to 45 to 94 %, and 10 to 80 times off.
@@ -43,84 +37,9 @@ constexpr double kStrange = 6.0;
 constexpr double kExplainedOfStrange = 0.98;
 // Of n independent values a fit of p parameters explains p / n where there is nothing to explain. Blurred by a Gaussian,
 // 4 pi sigma^2 pixels make one such value: in small frames that is far from nothing.
-constexpr double kPixelsPerValue = 4.0 * kPi * kBlur * kBlur;
+constexpr double kPixelsPerValue = 4.0 * kPi * kFrameBlur * kFrameBlur;
 constexpr double kParameters = 8.0;
 constexpr double kLeastDoubt = 0.1;  ///< of the variance left to explain by chance, however small the frame
-
-std::size_t areaOf(int width, int height) {
-    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-}
-
-/// A frame blurred over its defects.
-/// @param weight  how much of each value comes from the frame's pixels, from 0 to 1
-PaddedImage blurredFrame(const FrameState& frame, int width, int height, PaddedImage& weight) {
-    const PaddedImage values(width, height), present(width, height);
-    for (int y = 0; y < height; ++y) {
-        const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(y) * width;
-        std::copy_n(frame.values.data() + start, width, values.row(y));
-        std::copy_n(frame.present.data() + start, width, present.row(y));
-    }
-    const BlurTaps taps = gaussianTaps(kBlur);
-    const PaddedImage sum = filtered(taps, values);
-    weight = filtered(taps, present);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) sum.row(y)[x] /= std::max(weight.row(y)[x], 0.05f);
-    }
-    return sum;
-}
-
-PaddedImage halved(const PaddedImage& image) {
-    const PaddedImage blurred = filtered(gaussianTaps(kLevelBlur), image);
-    const PaddedImage half(image.columns() / 2, image.rows() / 2);
-    for (int y = 0; y < half.rows(); ++y) {
-        const float* upper = blurred.row(2 * y);
-        const float* lower = blurred.row(2 * y + 1);
-        for (int x = 0; x < half.columns(); ++x) {
-            half.row(y)[x] = 0.25f * ((upper[2 * x] + upper[2 * x + 1]) + (lower[2 * x] + lower[2 * x + 1]));
-        }
-    }
-    return half;
-}
-
-Buffer<float> denseCopy(const PaddedImage& image) {
-    const Buffer<float> dense(areaOf(image.columns(), image.rows()));
-    for (int y = 0; y < image.rows(); ++y) {
-        std::copy_n(image.row(y), image.columns(),
-                    dense.data() + static_cast<std::ptrdiff_t>(y) * image.columns());
-    }
-    return dense;
-}
-
-/// 1 where most of a blurred value comes from pixels that the frame has.
-Buffer<float> knownPart(const PaddedImage& weight) {
-    const Buffer<float> known = denseCopy(weight);
-    for (float& value : known) value = value > kLeastKnown ? 1.0f : 0.0f;
-    return known;
-}
-
-/// known / (1 + slope^2 / typical slope^2), with slopes by their mean square around a pixel: so every part of a frame has about
-/// the same say, be it a hot plate that moves on its own, or the faint background that most of the frame shows.
-Buffer<float> balanced(const PaddedImage& image, const Buffer<float>& known) {
-    const int width = image.columns(), height = image.rows();
-    const Buffer<float> squares(areaOf(width, height));
-    for (int y = 0; y < height; ++y) {
-        const float* above = image.row(std::max(0, y - 1));
-        const float* below = image.row(std::min(height - 1, y + 1));
-        for (int x = 0; x < width; ++x) {
-            const float* row = image.row(y);
-            const float dx = row[std::min(width - 1, x + 1)] - row[std::max(0, x - 1)],
-                        dy = below[x] - above[x];
-            squares[areaOf(y, width) + static_cast<std::size_t>(x)] = dx * dx + dy * dy;
-        }
-    }
-    Buffer<float> out(squares.size());
-    boxMean(squares, known, width, height, kBalanceRadius, out);
-    std::vector<float> work;
-    const float typical =
-        kBalance * static_cast<float>(medianMagnitude(out.data(), out.size(), work)) + 1e-12f;
-    for (std::size_t q = 0; q < out.size(); ++q) out[q] = known[q] * typical / (typical + out[q]);
-    return out;
-}
 
 /// Lower is better; what hardly overlaps is no match however well it fits.
 double costOf(const FitOutcome& outcome) {
@@ -130,72 +49,27 @@ double costOf(const FitOutcome& outcome) {
 
 }  // namespace
 
-void boxMean(const Buffer<float>& values, const Buffer<float>& weight, int width, int height, int radius,
-             Buffer<float>& out) {
-    const std::size_t area = areaOf(width, height);
-    std::vector<double> sums(area), counts(area);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const int last = std::min(width - 1, x + radius);
-            double sum = 0.0, count = 0.0;
-            for (int i = std::max(0, x - radius); i <= last; ++i) {
-                const std::size_t at = areaOf(y, width) + static_cast<std::size_t>(i);
-                sum += static_cast<double>(weight[at]) * values[at];
-                count += weight[at];
-            }
-            sums[areaOf(y, width) + static_cast<std::size_t>(x)] = sum;
-            counts[areaOf(y, width) + static_cast<std::size_t>(x)] = count;
-        }
-    }
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const int last = std::min(height - 1, y + radius);
-            double sum = 0.0, count = 0.0;
-            for (int i = std::max(0, y - radius); i <= last; ++i) {
-                sum += sums[areaOf(i, width) + static_cast<std::size_t>(x)];
-                count += counts[areaOf(i, width) + static_cast<std::size_t>(x)];
-            }
-            out[areaOf(y, width) + static_cast<std::size_t>(x)] =
-                count > 0.0 ? static_cast<float>(sum / count) : 0.0f;
-        }
-    }
-}
-
 FirstGuess::FirstGuess(int width, int height) : width_(width), height_(height) {
 }
 
-std::vector<FirstGuess::Level> FirstGuess::pyramid(const FrameState& frame) const {
-    std::vector<Level> levels;
-    PaddedImage weight;
-    PaddedImage image = blurredFrame(frame, width_, height_, weight);
-    for (;;) {
-        const Buffer<float> known = knownPart(weight);
-        levels.push_back({Grid{image.columns(), image.rows(), 1, 0}, image, filtered(splineTaps(), image),
-                          known, balanced(image, known)});
-        if (std::min(image.columns(), image.rows()) < kCoarsest) return levels;
-        image = halved(image);
-        weight = halved(weight);
-    }
-}
-
 void FirstGuess::setReference(const FrameState& reference) {
-    reference_ = pyramid(reference);
+    reference_ = framePyramid(reference, width_, height_);
     splines_.clear();
     fits_.clear();
-    for (const Level& level : reference_) {
+    for (const PyramidLevel& level : reference_) {
         const SplineImage spline(level.grid);
         for (int y = 0; y < level.grid.height; ++y)
             std::copy_n(level.image.row(y), level.grid.width, spline.row(y, 0));
         splines_.push_back(spline);
         fits_.emplace_back(level.grid);
     }
-    const Level& finest = reference_.front();
+    const PyramidLevel& finest = reference_.front();
     known_ = SplineImage(finest.grid);
     for (int y = 0; y < height_; ++y)
         std::copy_n(finest.known.data() + areaOf(y, width_), width_, known_.row(y, 0));
 }
 
-double FirstGuess::correlation(const Level& level, int dx, int dy) const {
+double FirstGuess::correlation(const PyramidLevel& level, int dx, int dy) const {
     const PaddedImage& reference = reference_.back().image;
     const int width = level.grid.width, height = level.grid.height;
     double n = 0.0, a = 0.0, b = 0.0, aa = 0.0, bb = 0.0, ab = 0.0;
@@ -216,7 +90,7 @@ double FirstGuess::correlation(const Level& level, int dx, int dy) const {
     return variances > 0.0 ? (ab - a * b / n) / std::sqrt(variances) : -1.0;
 }
 
-std::vector<Motion> FirstGuess::correlationPeaks(const Level& level) const {
+std::vector<Motion> FirstGuess::correlationPeaks(const PyramidLevel& level) const {
     struct Shift {
         double correlation;
         int dx, dy;
@@ -245,7 +119,7 @@ std::vector<Motion> FirstGuess::correlationPeaks(const Level& level) const {
     return peaks;
 }
 
-void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Level>& levels) {
+void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<PyramidLevel>& levels) {
     const std::size_t top = levels.size() - 1;
     for (std::size_t level = top + 1; level-- > 0;) {
         const Buffer<float> shown = denseCopy(levels[level].shown);
@@ -271,7 +145,7 @@ void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Le
     }
 }
 
-void FirstGuess::chooseModel(const Level& finest, FrameState& frame, Candidate& best) {
+void FirstGuess::chooseModel(const PyramidLevel& finest, FrameState& frame, Candidate& best) {
     const Buffer<float> shown = denseCopy(finest.shown);
     const double unit = 0.5 * std::max(width_, height_);
     Buffer<float> weight = finest.balance;
@@ -311,7 +185,7 @@ void FirstGuess::chooseModel(const Level& finest, FrameState& frame, Candidate& 
     best = translation;
 }
 
-void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& frame) {
+void FirstGuess::judge(const PyramidLevel& finest, const Candidate& best, FrameState& frame) {
     const std::size_t area = areaOf(width_, height_);
     Buffer<float> misfit(area), slope(area), inside(area);
     std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), known(value),
@@ -359,7 +233,7 @@ void FirstGuess::judge(const Level& finest, const Candidate& best, FrameState& f
 }
 
 void FirstGuess::place(const std::vector<Motion>& hints, FrameState& frame) {
-    const std::vector<Level> levels = pyramid(frame);
+    const std::vector<PyramidLevel> levels = framePyramid(frame, width_, height_);
     const double toTop = std::ldexp(1.0, 1 - static_cast<int>(levels.size()));
     std::vector<Candidate> candidates(1);
     for (const Motion& peak : correlationPeaks(levels.back())) {

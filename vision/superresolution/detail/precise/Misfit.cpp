@@ -4,7 +4,7 @@
 #include <cmath>
 #include <iterator>
 
-#include "vision/superresolution/detail/precise/FirstGuess.h"
+#include "vision/superresolution/detail/precise/DenseImage.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
 namespace oravo::vision::detail::precise {
