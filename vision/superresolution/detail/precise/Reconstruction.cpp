@@ -2,14 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 #include "vision/superresolution/detail/precise/BicubicReference.h"
+#include "vision/superresolution/detail/precise/DeviationEstimate.h"
 #include "vision/superresolution/detail/precise/FirstGuess.h"
 #include "vision/superresolution/detail/precise/Misfit.h"
-#include "vision/superresolution/detail/precise/SeparableFilter.h"
-#include "vision/superresolution/detail/precise/Statistics.h"
-#include "vision/superresolution/detail/precise/Trust.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
@@ -22,29 +19,16 @@ constexpr SolverLimits kPatternDraft{1, 10, 1e-3};
 constexpr int kPatternRounds = 6;
 constexpr double kPatternSmoothness = 8.0;
 constexpr SolverLimits kSecondChance{3, 8, 1e-3};
-constexpr float kForgiveness = 5.0f;  ///< of misfits, while values get a second chance
-constexpr int kFinalFreezes = 5;
-constexpr int kFinalSteps = 6;
+constexpr float kForgiveness = 5.0f;   ///< of misfits, while values get a second chance
 constexpr double kStillChange = 0.05;  ///< of the noise: the final image has converged when it moves less
 constexpr double kLeastChange = 1e-4;
 constexpr int kRefinements = 3;      ///< Gauss-Newton steps against an image
 constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have, over that before
-constexpr int kProbeSteps = 10;
-constexpr double kLeastFreedom = 0.05;  ///< share of the noise that an image leaves unexplained, at least
-constexpr double kProbeBlur = 1.6;      ///< of squared responses, pixels of the image
-constexpr double kMostDead = 0.02;      ///< share of a sensor's pixels that may be dead
+constexpr double kMostDead = 0.02;   ///< share of a sensor's pixels that may be dead
 constexpr double kLeastMovement =
-    0.25;                             ///< of the scene over the sensor, in pixels, that tells the two apart
-constexpr double kMostLeaning = 0.5;  ///< on the reference, from which the image is taken to be its estimate
-constexpr float kFewOthers =
-    0.5f;  ///< frames' worth of weight, below which the reference alone makes a pixel
-constexpr double kLeastPresence = 1e-3;  ///< frames' worth of values below which a pixel is unknown
+    0.25;  ///< of the scene over the sensor, in pixels, that tells the two apart
 constexpr double kStrength = 0.13;
-
-/// The best strength of rendered bursts follows the noise, to the power of 1.5, both in contrasts.
-double strengthFor(double noise) {
-    return kStrength * noise * std::sqrt(noise);
-}
+constexpr double kMostLeaning = 0.5;  ///< on the reference, from which the image is taken to be its estimate
 
 }  // namespace
 
@@ -217,6 +201,11 @@ bool Reconstruction::sceneMoves() const {
     return n > 1.0 && squares / n - (x * x + y * y) / (n * n) > kLeastMovement * kLeastMovement;
 }
 
+/// The best strength of rendered bursts follows the noise, to the power of 1.5, both in contrasts.
+double Reconstruction::strengthFor(double noise) {
+    return kStrength * noise * std::sqrt(noise);
+}
+
 double Reconstruction::guessStrength() const {
     return strengthFor(medianScale(frames_));
 }
@@ -284,157 +273,9 @@ void Reconstruction::run(int reference) {
         alone.push_back(referenceAlone());
         fallBack(alone.front());
     }
-    if (options_.deviation) estimateDeviation(leaning_ < kMostLeaning ? frames_ : alone);
+    if (options_.deviation)
+        noise_ = estimateDeviation(leaning_ < kMostLeaning ? frames_ : alone, solver_, deviation_);
     report(1.0);
-}
-
-void Reconstruction::judge() {
-    std::vector<FrameState> others(frames_);
-    others.erase(others.begin() + reference_);
-    const Evidence evidence{withheld_.error, withheld_.bicubicError, withheld_.frameNoise,
-                            medianScale(others), frames_[static_cast<std::size_t>(reference_)].scale};
-    leaning_ = leaningOnReference(evidence);
-    gain_ = gainInDecibels(evidence);
-    processed_ = isProcessed(evidence);
-}
-
-void Reconstruction::measureShare() {
-    const PaddedImage own(grid_.columns(), grid_.rows());
-    solver_.sensitivity({frames_[static_cast<std::size_t>(reference_)]}, own);
-    const float perFrame =
-        static_cast<float>(grid_.factor * grid_.factor) * static_cast<float>(1.0 - leaning_);
-    double resting = 0.0;
-    for (int y = kMargin; y < grid_.rows() - kMargin; ++y) {
-        for (int x = kMargin; x < grid_.columns() - kMargin; ++x)
-            resting += perFrame * (sensitivity_.row(y)[x] - own.row(y)[x]) < kFewOthers ? 1.0 : 0.0;
-    }
-    shareOnReference_ =
-        resting / (static_cast<double>(grid_.columns() - 2 * kMargin) * (grid_.rows() - 2 * kMargin));
-}
-
-FrameState Reconstruction::referenceAlone() {
-    FrameState alone = frames_[static_cast<std::size_t>(reference_)];
-    alone.weight = alone.present;
-    alone.scale = std::max(withheld_.frameNoise, 1e-6);
-    return alone;
-}
-
-void Reconstruction::fallBack(const FrameState& alone) {
-    const PaddedImage own(grid_.columns(), grid_.rows()), image(grid_.columns(), grid_.rows());
-    const std::vector<FrameState> frames{alone};
-    BicubicReference(alone, grid_.width, grid_.height, pattern_.values()).enlarge(grid_, image);
-    // What a codec has smoothed is not what the model says, and is sharpened for the worse.
-    if (!processed_) {
-        WithheldPixels withheld(grid_, options_.sigma, frames, 0, pattern_.values(), image);
-        const double guess = strengthFor(alone.scale);
-        const double strength = options_.strength > 0.0 ? options_.strength : withheld.choose(guess).strength;
-        withheldSteps_ += withheld.steps();
-        solver_.solve(frames, pattern_.values(), strength, {kFinalFreezes, kFinalSteps, 1e-3}, image);
-    }
-    solver_.presence(frames, own);
-    const float perFrame = static_cast<float>(grid_.factor * grid_.factor),
-                leaning = static_cast<float>(leaning_);
-    for (int y = 0; y < grid_.rows(); ++y) {
-        for (int x = 0; x < grid_.columns(); ++x) {
-            // Where the reference has no value, others still speak.
-            const float share = leaning * std::clamp(perFrame * own.row(y)[x], 0.0f, 1.0f);
-            image_.row(y)[x] += share * (image.row(y)[x] - image_.row(y)[x]);
-            sensitivity_.row(y)[x] += share * (own.row(y)[x] - sensitivity_.row(y)[x]);
-        }
-    }
-}
-
-double Reconstruction::explainedNoise(const std::vector<FrameState>& frames,
-                                      const std::vector<Buffer<float>>& noise, const PaddedImage& response) {
-    const SplineImage& coefficients = solver_.coefficients(response);
-    std::vector<float> row(static_cast<std::size_t>(grid_.width));
-    double explained = 0.0, all = 0.0;
-    for (std::size_t k = 0; k < frames.size(); ++k) {
-        if (!frames[k].used) continue;
-        for (const SampleRun& run : frames[k].runs) {
-            preciseKernels().sample(coefficients.view(), run, row.data());
-            for (int i = run.first; i < run.first + run.count; ++i) {
-                const std::size_t q =
-                    static_cast<std::size_t>(run.y) * static_cast<std::size_t>(grid_.width) +
-                    static_cast<std::size_t>(i);
-                const double sent = static_cast<double>(frames[k].weight[q]) * noise[k][q];
-                explained += sent * row[static_cast<std::size_t>(i)];
-                all += sent * noise[k][q];
-            }
-        }
-    }
-    return all > 0.0 ? explained / all : 0.0;
-}
-
-void Reconstruction::estimateDeviation(const std::vector<FrameState>& frames) {
-    // An image explains part of the noise, too, so that the misfit is smaller than the noise: by the square root of the
-    // degrees of freedom that are left. The probe tells that part.
-    // Noise of each frame's own strength, with signs from a hash, through the linearised estimator: what it does to a
-    // pixel, squared and averaged over a neighbourhood, is the pixel's variance (M. F. Hutchinson, Commun. Statist.
-    // Simul. 19, 1990).
-    std::vector<Buffer<float>> noise;
-    for (std::size_t k = 0; k < frames.size(); ++k) {
-        const FrameState& frame = frames[k];
-        Buffer<float> signs(frame.values.size());
-        for (std::size_t q = 0; q < signs.size(); ++q) {
-            std::uint64_t hash = (q + 1) * 0x9E3779B97F4A7C15ull + k * 0xD1B54A32D192ED03ull;
-            hash ^= hash >> 31;
-            hash *= 0x94D049BB133111EBull;
-            hash ^= hash >> 30;
-            signs[q] = static_cast<float>((hash & 1) != 0 ? frame.scale : -frame.scale);
-        }
-        noise.push_back(signs);
-    }
-    const PaddedImage response(grid_.columns(), grid_.rows());
-    solver_.propagate(frames, noise, kProbeSteps, response);
-    const double correction =
-        1.0 / std::sqrt(std::max(1.0 - explainedNoise(frames, noise, response), kLeastFreedom));
-    noise_ = correction * medianScale(frames);
-    for (int y = 0; y < response.rows(); ++y) {
-        for (int x = 0; x < response.columns(); ++x) response.row(y)[x] *= response.row(y)[x];
-    }
-    const PaddedImage variance = filtered(gaussianTaps(kProbeBlur), response);
-    for (int y = 0; y < variance.rows(); ++y) {
-        for (int x = 0; x < variance.columns(); ++x)
-            deviation_.row(y)[x] = static_cast<float>(correction) * std::sqrt(variance.row(y)[x]);
-    }
-}
-
-double Reconstruction::noise() const {
-    return contrast_ * noise_;
-}
-
-void Reconstruction::copyScaled(const PaddedImage& image, double scale, double offset, float* out) const {
-    const double perFrame = static_cast<double>(grid_.factor) * grid_.factor;
-    const int width = grid_.factor * grid_.width;
-    for (int y = 0; y < grid_.factor * grid_.height; ++y) {
-        const float* from = image.row(y + kMargin) + kMargin;
-        const float* seen = presence_.row(y + kMargin) + kMargin;
-        float* to = out + static_cast<std::ptrdiff_t>(y) * width;
-        for (int x = 0; x < width; ++x) {
-            to[x] = perFrame * seen[x] < kLeastPresence ? std::nanf("")
-                                                        : static_cast<float>(from[x] * scale + offset);
-        }
-    }
-}
-
-void Reconstruction::copyImage(float* out) const {
-    copyScaled(image_, contrast_, mean_, out);
-}
-
-void Reconstruction::copyDeviation(float* out) const {
-    copyScaled(deviation_, contrast_, 0.0, out);
-}
-
-void Reconstruction::copyWeight(float* out) const {
-    const float perFrame = static_cast<float>(grid_.factor * grid_.factor);
-    const int width = grid_.factor * grid_.width;
-    for (int y = 0; y < grid_.factor * grid_.height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            out[static_cast<std::ptrdiff_t>(y) * width + x] =
-                std::max(0.0f, perFrame * sensitivity_.row(y + kMargin)[x + kMargin]);
-        }
-    }
 }
 
 }  // namespace oravo::vision::detail::precise

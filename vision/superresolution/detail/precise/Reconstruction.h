@@ -53,6 +53,10 @@ class Reconstruction {
     long solverSteps() const { return solver_.steps() + withheldSteps_; }
 
   private:
+    // Limits of a final image, of all frames or of the reference alone.
+    static constexpr int kFinalFreezes = 5;
+    static constexpr int kFinalSteps = 6;
+
     void normalise();
     void placeFrames();
     /// Whether a frame has the values of one nearer to the reference: recorders repeat frames, which brings nothing new
@@ -65,13 +69,10 @@ class Reconstruction {
     bool updatePattern();
     void dropDeadPixels();
     bool sceneMoves() const;
+    static double strengthFor(double noise);
     double guessStrength() const;
     void chooseStrength();
     void giveSecondChance();
-    /// Share of noise in the frames that the image takes over.
-    double explainedNoise(const std::vector<FrameState>& frames, const std::vector<Buffer<float>>& noise,
-                          const PaddedImage& response);
-    void estimateDeviation(const std::vector<FrameState>& frames);
     FrameState referenceAlone();
     void judge();
     void fallBack(const FrameState& alone);
