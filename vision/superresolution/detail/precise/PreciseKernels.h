@@ -7,8 +7,9 @@
 
 namespace oravo::vision::detail::precise {
 
-/// The hot loops of the precise engine. This header and PreciseKernels.cpp hold plain data and plain loops only: the
-/// source is compiled once per instruction set, and nothing in it may be shared between those copies by the linker.
+/// The hot loops of the precise engine. This header, PreciseKernels.cpp and its parts (SplineRuns.h,
+/// SampleAndSpreadRuns.h, PriorRows.h) hold plain data and plain loops only: the source is compiled once per instruction
+/// set, and nothing in it may be shared between those copies by the linker.
 /// Every value is computed by the same operations in the same order on each of them.
 
 /// A SplineImage: element i of phase p of row y is data[((y & mask) factor + p) pitch + i].
