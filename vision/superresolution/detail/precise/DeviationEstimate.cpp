@@ -37,15 +37,8 @@ double explainedNoise(ImageSolver& solver, const std::vector<FrameState>& frames
     return all > 0.0 ? explained / all : 0.0;
 }
 
-}  // namespace
-
-double estimateDeviation(const std::vector<FrameState>& frames, ImageSolver& solver,
-                         const PaddedImage& deviation) {
-    // An image explains part of the noise, too, so that the misfit is smaller than the noise: by the square root of the
-    // degrees of freedom that are left. The probe tells that part.
-    // Noise of each frame's own strength, with signs from a hash, through the linearised estimator: what it does to a
-    // pixel, squared and averaged over a neighbourhood, is the pixel's variance (M. F. Hutchinson, Commun. Statist.
-    // Simul. 19, 1990).
+/// Noise of each frame's own strength, with signs from a hash.
+std::vector<Buffer<float>> probeNoise(const std::vector<FrameState>& frames) {
     std::vector<Buffer<float>> noise;
     for (std::size_t k = 0; k < frames.size(); ++k) {
         const FrameState& frame = frames[k];
@@ -59,8 +52,19 @@ double estimateDeviation(const std::vector<FrameState>& frames, ImageSolver& sol
         }
         noise.push_back(signs);
     }
+    return noise;
+}
+
+}  // namespace
+
+double estimateDeviation(const std::vector<FrameState>& frames, ImageSolver& solver,
+                         const PaddedImage& deviation) {
+    // The response of the linearised estimator to such noise, squared and averaged over a neighbourhood, is a pixel's
+    // variance (M. F. Hutchinson, Commun. Statist. Simul. 19, 1990).
+    const std::vector<Buffer<float>> noise = probeNoise(frames);
     const PaddedImage response(solver.grid().columns(), solver.grid().rows());
     solver.propagate(frames, noise, kProbeSteps, response);
+    // The misfit is smaller than the noise by the square root of the degrees of freedom that the image leaves.
     const double correction =
         1.0 / std::sqrt(std::max(1.0 - explainedNoise(solver, frames, noise, response), kLeastFreedom));
     for (int y = 0; y < response.rows(); ++y) {

@@ -185,12 +185,12 @@ void FirstGuess::chooseModel(const PyramidLevel& finest, FrameState& frame, Cand
     best = translation;
 }
 
-void FirstGuess::judge(const PyramidLevel& finest, const Candidate& best, FrameState& frame) {
+FirstGuess::Misfit FirstGuess::misfitOf(const PyramidLevel& finest, const Candidate& best) const {
     const std::size_t area = areaOf(width_, height_);
-    Buffer<float> misfit(area), slope(area), inside(area);
-    std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), known(value),
-        magnitudes;
-    double residual = 0.0, sum = 0.0, squares = 0.0, count = 0.0;
+    Misfit result;
+    for (Buffer<float>* buffer : {&result.misfit, &result.slope, &result.inside})
+        *buffer = Buffer<float>(area);
+    std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), known(value);
     for (const SampleRun& run : sampleRuns(finest.grid, best.pose.motion)) {
         preciseKernels().sampleGradient(splines_[0].view(), run, value.data(), dx.data(), dy.data());
         preciseKernels().sample(known_.view(), run, known.data());
@@ -199,33 +199,47 @@ void FirstGuess::judge(const PyramidLevel& finest, const Candidate& best, FrameS
             const std::size_t x = static_cast<std::size_t>(i);
             if (!(finest.known[at] > 0.0f) || known[x] < kLeastKnown) continue;
             const double seen = (finest.shown.row(run.y)[i] - best.pose.offset) / best.pose.gain;
-            misfit[at] = static_cast<float>(seen - value[x]);
-            slope[at] = std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
-            inside[at] = 1.0f;
-            magnitudes.push_back(std::abs(misfit[at]));
-            residual += static_cast<double>(misfit[at]) * misfit[at];
-            sum += seen;
-            squares += seen * seen;
-            count += 1.0;
+            const float misfit = static_cast<float>(seen - value[x]);
+            result.misfit[at] = misfit;
+            result.slope[at] = std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
+            result.inside[at] = 1.0f;
+            result.magnitudes.push_back(std::abs(misfit));
+            result.residual += static_cast<double>(misfit) * misfit;
+            result.sum += seen;
+            result.squares += seen * seen;
+            result.count += 1.0;
         }
     }
-    const double variance = count > 0.0 ? squares / count - sum * sum / (count * count) : 0.0;
+    return result;
+}
+
+bool FirstGuess::showsTheReference(const Misfit& misfit, double scale, const PyramidLevel& finest,
+                                   const FrameState& frame) const {
+    const double count = misfit.count;
+    const double variance =
+        count > 0.0 ? misfit.squares / count - misfit.sum * misfit.sum / (count * count) : 0.0;
     const double doubt = std::max(kLeastDoubt, 1.0 - kParameters * kPixelsPerValue / std::max(count, 1.0));
     const auto possible = std::count(finest.known.begin(), finest.known.end(), 1.0f);
-    const double scale = kSigmaPerQuartile * quantileOf(magnitudes, 0.25) + 1e-6;
     // Where even the better half of the pixels differs by far more than noise, only a match that is otherwise close counts.
     const double blurredNoise =
         std::sqrt(2.0 / kPixelsPerValue);  // of a difference of two frames, over a frame's
     const bool strange = scale > kStrange * blurredNoise * frameNoise(frame, width_, height_);
     const double explained = strange ? kExplainedOfStrange : kLeastExplained;
-    frame.used = count > kLeastOverlap * static_cast<double>(possible) &&
-                 residual / count < (1.0 - explained) * doubt * variance;
+    return count > kLeastOverlap * static_cast<double>(possible) &&
+           misfit.residual / count < (1.0 - explained) * doubt * variance;
+}
+
+void FirstGuess::judge(const PyramidLevel& finest, const Candidate& best, FrameState& frame) {
+    Misfit misfit = misfitOf(finest, best);
+    const double scale = kSigmaPerQuartile * quantileOf(misfit.magnitudes, 0.25) + 1e-6;
+    frame.used = showsTheReference(misfit, scale, finest, frame);
+    const std::size_t area = areaOf(width_, height_);
     Buffer<float> squared(area), mean(area);
     for (std::size_t i = 0; i < area; ++i) {
-        const double u = misfit[i] / lengthOf(scale, kDisplacement * slope[i]);
+        const double u = misfit.misfit[i] / lengthOf(scale, kDisplacement * misfit.slope[i]);
         squared[i] = static_cast<float>(std::min(u * u, kMostMisfit * kMostMisfit));
     }
-    boxMean(squared, inside, width_, height_, 1, mean);
+    boxMean(squared, misfit.inside, width_, height_, 1, mean);
     for (std::size_t i = 0; i < area; ++i) {
         const double excess = mean[i] / (kTolerance * kTolerance);
         frame.agreement[i] = excess <= 1.0 ? 1.0f : static_cast<float>(1.0 / (excess * excess));

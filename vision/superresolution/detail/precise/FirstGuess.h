@@ -25,11 +25,23 @@ class FirstGuess {
         FramePose pose;
         FitOutcome outcome;
     };
+    /// What a placed frame shows less what the reference shows, where both have values; sums over those pixels.
+    struct Misfit {
+        Buffer<float> misfit, slope, inside;
+        std::vector<float> magnitudes;
+        double residual = 0.0;            ///< sum of squared misfits
+        double sum = 0.0, squares = 0.0;  ///< of the frame's values
+        double count = 0.0;
+    };
 
     std::vector<Motion> correlationPeaks(const PyramidLevel& level) const;
     double correlation(const PyramidLevel& level, int dx, int dy) const;
     void refine(std::vector<Candidate>& candidates, const std::vector<PyramidLevel>& levels);
     void chooseModel(const PyramidLevel& finest, FrameState& frame, Candidate& best);
+    Misfit misfitOf(const PyramidLevel& finest, const Candidate& best) const;
+    bool showsTheReference(const Misfit& misfit, double scale, const PyramidLevel& finest,
+                           const FrameState& frame) const;
+    /// Sets whether the frame is used, and its agreement.
     void judge(const PyramidLevel& finest, const Candidate& best, FrameState& frame);
 
     int width_, height_;

@@ -121,12 +121,42 @@ MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, 
     return Equations(motion + 2, sums);
 }
 
+MotionErrors MotionFit::errorsOf(const Equations& equations, MotionModel model) {
+    MotionErrors errors;
+    errors.x = std::sqrt(equations.variance(0));
+    errors.y = std::sqrt(equations.variance(1));
+    double corner = equations.variance(0) + equations.variance(1);
+    for (int i = 2; i < motionParameters(model); ++i)
+        corner += 2.0 * equations.variance(i) / (model == MotionModel::affine ? 2 : 1);
+    errors.corner = std::sqrt(corner);
+    return errors;
+}
+
+void MotionFit::advance(FramePose& pose, MotionModel model, const double* step) const {
+    Motion& m = pose.motion;
+    m.tx += step[0];
+    m.ty += step[1];
+    if (model == MotionModel::similarity) {
+        m.axx += step[2] / unit_;
+        m.ayy += step[2] / unit_;
+        m.axy -= step[3] / unit_;
+        m.ayx += step[3] / unit_;
+    } else if (model == MotionModel::affine) {
+        m.axx += step[2] / unit_;
+        m.axy += step[3] / unit_;
+        m.ayx += step[4] / unit_;
+        m.ayy += step[5] / unit_;
+    }
+    const int motion = motionParameters(model);
+    pose.gain = std::clamp(pose.gain + step[motion], kLeastGain, kMostGain);
+    pose.offset += step[motion + 1];
+}
+
 FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const float* weight,
                           MotionModel model, FitLimits limits, FramePose& pose) {
     FitOutcome outcome;
     const double pixels = static_cast<double>(grid_.width) * grid_.height;
     const int rowStep = std::max(1, static_cast<int>(pixels / limits.pixels + 0.5));
-    const int motion = motionParameters(model);
     bool moving = true;
     for (int step = 0;; ++step) {
         collect(image, values, weight, pose, rowStep);
@@ -140,12 +170,7 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
         if (!equations.decompose()) return outcome;
         outcome.valid = true;
         if (!moving || step == limits.steps) {
-            outcome.errors.x = std::sqrt(equations.variance(0));
-            outcome.errors.y = std::sqrt(equations.variance(1));
-            double corner = equations.variance(0) + equations.variance(1);
-            for (int i = 2; i < motion; ++i)
-                corner += 2.0 * equations.variance(i) / (model == MotionModel::affine ? 2 : 1);
-            outcome.errors.corner = std::sqrt(corner);
+            outcome.errors = errorsOf(equations, model);
             return outcome;
         }
         double b[SmallSystem::kMost];
@@ -154,22 +179,7 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
         const double length = lengthOf(b[0], b[1]);
         const double share = length > kLongestStep ? kLongestStep / length : 1.0;
         for (int i = 0; i < equations.n; ++i) b[i] *= share;
-        Motion& m = pose.motion;
-        m.tx += b[0];
-        m.ty += b[1];
-        if (model == MotionModel::similarity) {
-            m.axx += b[2] / unit_;
-            m.ayy += b[2] / unit_;
-            m.axy -= b[3] / unit_;
-            m.ayx += b[3] / unit_;
-        } else if (model == MotionModel::affine) {
-            m.axx += b[2] / unit_;
-            m.axy += b[3] / unit_;
-            m.ayx += b[4] / unit_;
-            m.ayy += b[5] / unit_;
-        }
-        pose.gain = std::clamp(pose.gain + b[motion], kLeastGain, kMostGain);
-        pose.offset += b[motion + 1];
+        advance(pose, model, b);
         moving = length > limits.still;
     }
 }

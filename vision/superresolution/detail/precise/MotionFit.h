@@ -54,6 +54,9 @@ class MotionFit {
     void collect(const SplineImage& image, const float* values, const float* weight, const FramePose& pose,
                  int rowStep);
     Equations normalEquations(MotionModel model, double gain, double scale) const;
+    static MotionErrors errorsOf(const Equations& equations, MotionModel model);
+    /// Adds a Gauss-Newton step: the motion's parameters, then gain and offset.
+    void advance(FramePose& pose, MotionModel model, const double* step) const;
 
     Grid grid_;
     double unit_;  ///< half the longer side: coordinates are measured in it

@@ -226,18 +226,16 @@ void Reconstruction::giveSecondChance() {
     weighByMisfit(grid_, frames_);
 }
 
-void Reconstruction::run(int reference) {
-    reference_ = reference;
-    normalise();
-    placeFrames();
-    report(0.1);
-    BicubicReference(frames_[static_cast<std::size_t>(reference)], grid_.width, grid_.height, {})
+void Reconstruction::makeDraft() {
+    BicubicReference(frames_[static_cast<std::size_t>(reference_)], grid_.width, grid_.height, {})
         .enlarge(grid_, image_);
     weighByAgreement(frames_);
     solve(options_.strength > 0.0 ? options_.strength : kFirstStrength, kDraft);
     refineMotions();
     measure();
-    report(0.25);
+}
+
+void Reconstruction::findSensorFaults() {
     dropDeadPixels();
     updatePattern();
     weighByMisfit(grid_, frames_);
@@ -253,9 +251,9 @@ void Reconstruction::run(int reference) {
     }
     dropDeadPixels();
     weighByMisfit(grid_, frames_);
-    report(0.5);
-    chooseStrength();
-    report(0.75);
+}
+
+void Reconstruction::makeImage() {
     double change = kLeastChange;
     for (const FrameState& frame : frames_)
         change = std::max(change, frame.used ? kStillChange * frame.scale : 0.0);
@@ -264,8 +262,10 @@ void Reconstruction::run(int reference) {
     measure();
     solver_.sensitivity(frames_, sensitivity_);
     solver_.presence(frames_, presence_);
-    report(0.95);
     noise_ = medianScale(frames_);
+}
+
+void Reconstruction::assessImage() {
     judge();
     measureShare();
     std::vector<FrameState> alone;
@@ -275,6 +275,22 @@ void Reconstruction::run(int reference) {
     }
     if (options_.deviation)
         noise_ = estimateDeviation(leaning_ < kMostLeaning ? frames_ : alone, solver_, deviation_);
+}
+
+void Reconstruction::run(int reference) {
+    reference_ = reference;
+    normalise();
+    placeFrames();
+    report(0.1);
+    makeDraft();
+    report(0.25);
+    findSensorFaults();
+    report(0.5);
+    chooseStrength();
+    report(0.75);
+    makeImage();
+    report(0.95);
+    assessImage();
     report(1.0);
 }
 

@@ -27,7 +27,7 @@ class FirstGuess;
 /// Thrown when progress() returns false.
 struct Cancelled {};
 
-/// From frames to an image: motion, image, motion against the image, weights, image. See the steps of run().
+/// From frames to an image: motion, image, motion against the image, weights, image. run() names the steps.
 class Reconstruction {
   public:
     Reconstruction(int width, int height, ReconstructionOptions options);
@@ -73,6 +73,14 @@ class Reconstruction {
     double guessStrength() const;
     void chooseStrength();
     void giveSecondChance();
+    /// An image of all frames from the first guess of their motions, and the motions against it.
+    void makeDraft();
+    /// Dead pixels and the sensor's pattern, each with the image and the motions that follow without them.
+    void findSensorFaults();
+    /// The final image, for the strength that withheld pixels chose.
+    void makeImage();
+    /// How far the image can be trusted, its fall-back to the reference, and its standard deviation.
+    void assessImage();
     FrameState referenceAlone();
     void judge();
     void fallBack(const FrameState& alone);
