@@ -26,7 +26,10 @@ constexpr double kDeadMost = 10.0;  ///< standard deviations that one frame adds
 constexpr double kStuckRange =
     5.0;  ///< standard deviations that values of a stuck pixel differ from frame to frame
 constexpr double kStuckShare = 0.05;  ///< of how much its neighbours differ
-constexpr float kDeadMisfit = 3.0f;   ///< mean misfit over the frames from which a pixel is dead
+constexpr double kFarOff =
+    60.0;  ///< standard deviations from its neighbours at which a stuck pixel shows by itself
+constexpr double kFarOffRanges = 2.0;  ///< and ranges of these neighbours
+constexpr float kDeadMisfit = 3.0f;    ///< mean misfit over the frames from which a pixel is dead
 constexpr int kDeadFrames = 3;
 constexpr int kAside = 3;             ///< pixels, that a dead pixel hardly reaches
 constexpr float kStandsOut = 3.0f;    ///< deviation of a dead pixel over that kAside pixels away
@@ -132,7 +135,7 @@ bool standsOut(const Grid& grid, const std::vector<float>& deviation, std::size_
 /// How far a pixel is from following the scene, in standard deviations on average over the frames; 0 where it may be
 /// the image that is wrong, or fewer than `enough` frames show it.
 double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std::size_t q, int enough) {
-    double moving = 0.0, stuck = 0.0, unexplained = 0.0, peculiar = 0.0, noise = 0.0;
+    double moving = 0.0, stuck = 0.0, unexplained = 0.0, peculiar = 0.0, ranges = 0.0, noise = 0.0;
     double lowest = 1e30, highest = -1e30, lowestAround = 1e30, highestAround = -1e30;
     int count = 0;
     for (const FrameState& frame : frames) {
@@ -145,6 +148,7 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
             std::min(misfit / lengthOf(lengthOf(frame.scale, edge), kDeadRange * ring.range), kDeadMost);
         unexplained += misfit;
         peculiar += std::abs(frame.values[q] - ring.mean) / frame.gain;
+        ranges += ring.range;
         noise = std::max(noise, frame.scale);
         lowest = std::min(lowest, static_cast<double>(frame.values[q]));
         highest = std::max(highest, static_cast<double>(frame.values[q]));
@@ -154,6 +158,12 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
     }
     if (count < enough) return 0.0;
     const double range = highest - lowest;
+    // A pixel far off smooth neighbours, whose value stays while the scene moves, is no detail of the scene: such a spot would
+    // change with every fraction of a pixel. An image with little prior may explain it all the same.
+    if (range < kStuckRange * noise && peculiar > kFarOff * noise * count &&
+        peculiar > kFarOffRanges * ranges) {
+        return kDeadMost;
+    }
     const bool missed = unexplained > kDeadUnexplained * peculiar;
     // Beside a sharp edge a good pixel changes little as well, while its neighbours do, but the image explains it.
     if (missed && range < kStuckRange * noise && range < kStuckShare * (highestAround - lowestAround)) {
