@@ -61,6 +61,21 @@ void translatedSampleAndSpread(const SplineView& from, const SampleRun& run, con
     }
 }
 
+/// Adds the first `reached` elements of products with the weights along x, times those along y, to the coefficients.
+inline void spreadTurned(const SplineView& to, const SampleRun& run, int offset, int reached,
+                         const float* const* y, const float* const* product) {
+    for (int r = 0; r < kTaps; ++r) {
+        const float* weightY = y[r];
+        float* first = tapOf(to, run, offset, r, 0);
+        float* second = tapOf(to, run, offset, r, 1);
+#pragma GCC ivdep
+        for (int i = 0; i < reached; ++i) {
+            first[i] += weightY[i] * product[0][i] + weightY[i - 1] * product[2][i - 1];
+            second[i] += weightY[i] * product[1][i] + weightY[i - 1] * product[3][i - 1];
+        }
+    }
+}
+
 /// A run of any other frame at factor 2. Adds zeros beyond its end, within the slack of a SplineImage.
 void turnedSampleAndSpread(const SplineView& from, const SampleRun& run, const float* weights,
                            const SplineView& to) {
@@ -95,16 +110,7 @@ void turnedSampleAndSpread(const SplineView& from, const SampleRun& run, const f
         for (int c = 0; c < kTaps; ++c) {
             for (int i = filled; i < reached; ++i) y[c][i] = product[c][i] = 0.0f;
         }
-        for (int r = 0; r < kTaps; ++r) {
-            const float* weightY = y[r];
-            float* first = tapOf(to, run, offset, r, 0);
-            float* second = tapOf(to, run, offset, r, 1);
-#pragma GCC ivdep
-            for (int i = 0; i < reached; ++i) {
-                first[i] += weightY[i] * product[0][i] + weightY[i - 1] * product[2][i - 1];
-                second[i] += weightY[i] * product[1][i] + weightY[i - 1] * product[3][i - 1];
-            }
-        }
+        spreadTurned(to, run, offset, reached, y, product);
     }
 }
 
