@@ -8,7 +8,7 @@
 
 namespace oravo::vision::detail::precise {
 
-/// Number of values of a dense image, and where its row `height` begins.
+/// Number of values of a dense image; also the index at which row `height` of one begins.
 inline std::size_t areaOf(int width, int height) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
 }

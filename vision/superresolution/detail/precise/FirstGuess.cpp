@@ -16,11 +16,11 @@ constexpr int kPeaks = 3;              ///< of the correlation
 constexpr std::size_t kFinalists = 2;  ///< candidates that finer levels go on with
 constexpr int kRefinePixels = 20000;   ///< that candidates are compared by
 constexpr double kRefineStill = 5e-4;  ///< of a step, in pixels
-constexpr double kNoWorse = 1.05;      ///< misfit that tells the same motion, over another's
+constexpr double kNoWorse = 1.05;  ///< ratio of misfits up to which two fits are taken for the same motion
 constexpr double kLeastOverlap = 0.3;  ///< of the frame; candidates of less lose against others
 
-// A motion model beyond a translation has to be seen: blurred noise is correlated, so the errors of least squares are
-// several times too small.
+// A motion model beyond a translation has to be significant: blurred noise is correlated, so the errors of least squares
+// are several times too small.
 constexpr double kSignificance = 20.0;
 constexpr double kVisibleTurn = 0.01;  ///< pixels at the frame's end
 constexpr double kVisibleShear = 0.05;
@@ -155,7 +155,7 @@ void FirstGuess::chooseModel(const PyramidLevel& finest, FrameState& frame, Cand
             fits_[0].fit(splines_[0], shown.data(), weight.data(), model, FitLimits(), candidate.pose);
         return candidate;
     };
-    // Steep places tell most of a motion, unless they move on their own: then most pixels fit worse.
+    // Steep places determine a motion best, unless they move on their own: then most pixels fit worse.
     const Candidate refined = fit(MotionModel::similarity, best.pose);
     if (refined.outcome.valid) best = refined;
     weight = finest.known;

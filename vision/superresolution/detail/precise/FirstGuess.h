@@ -17,7 +17,7 @@ class FirstGuess {
     FirstGuess(int width, int height);
 
     void setReference(const FrameState& reference);
-    /// Settles motion, gain, offset and agreement of a frame, or that it is not used.
+    /// Sets motion, gain, offset and agreement of a frame, or clears its `used`.
     void place(const std::vector<Motion>& hints, FrameState& frame);
 
   private:

@@ -9,7 +9,7 @@
 
 namespace oravo::vision::detail::precise {
 
-/// What all frames have to say about an image, sum_k B^T S_k^T w_k S_k B, with B the camera's blur and S_k the sampling of a
+/// The normal operator of all frames, sum_k B^T S_k^T w_k S_k B, with B the camera's blur and S_k the sampling of a
 /// spline image where frame k's pixels lie.
 ///
 /// One sweep down the grid does all of it: a row of coefficients is made when the first pixel needs it, pixels are visited in

@@ -53,7 +53,7 @@ Buffer<float> knownPart(const PaddedImage& weight) {
 }
 
 /// known / (1 + slope^2 / typical slope^2), with slopes by their mean square around a pixel: so every part of a frame has about
-/// the same say, be it a hot plate that moves on its own, or the faint background that most of the frame shows.
+/// the same influence, a hot plate that moves on its own as well as the faint background that fills most of the frame.
 Buffer<float> balanced(const PaddedImage& image, const Buffer<float>& known) {
     const int width = image.columns(), height = image.rows();
     const Buffer<float> squares(areaOf(width, height));

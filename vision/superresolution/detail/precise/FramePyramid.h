@@ -18,7 +18,7 @@ struct PyramidLevel {
     PaddedImage image;
     PaddedImage shown;    ///< the image as a spline with these coefficients shows it
     Buffer<float> known;  ///< 1 where the image comes from values, 0 within larger defects
-    /// What a pixel counts for its motion: less where the image is steep, lest the steepest thing decides for all.
+    /// Weight of a pixel in motion fits: less where the image is steep, so that one steep object does not decide alone.
     Buffer<float> balance;
 };
 

@@ -10,14 +10,14 @@
 
 namespace oravo::vision::detail::precise {
 
-/// What is known of a frame. Images are dense, rows x columns of the frame. Values are those of the frame less the
+/// A frame, its place and its weights. Images are dense, rows x columns of the frame. Values are those of the frame less the
 /// reference's mean, over the reference's standard deviation, the unit in which everything below is computed.
 struct FrameState {
     Buffer<float> values;     ///< 0 where there is none
     Buffer<float> present;    ///< 1 where the frame has a value, 0 at defects
     Buffer<float> agreement;  ///< in [0, 1]: whether the frame shows there what the reference does
     Buffer<float> weight;     ///< of each value for the image
-    Buffer<float> misfit;     ///< (value - offset) / gain - pattern - what the image says; see `inside`
+    Buffer<float> misfit;     ///< (value - offset) / gain - pattern - the image's value there; see `inside`
     Buffer<float> slope;      ///< length of the image's gradient there, a frame's pixel as the unit of length
     Buffer<float> inside;     ///< 1 where misfit and slope are known: a value that lies on the grid
     std::vector<SampleRun> runs;

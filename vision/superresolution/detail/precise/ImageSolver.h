@@ -28,7 +28,7 @@ class ImageSolver {
     ImageSolver(const Grid& grid, double sigma);
 
     /// Moves the image to the minimum for weights and motions as they stand.
-    /// @param pattern   subtracted from what each frame's pixels say; empty for none
+    /// @param pattern  of the sensor, subtracted from each frame's (value - offset) / gain; empty for none
     void solve(const std::vector<FrameState>& frames, const Buffer<float>& pattern, double strength,
                const SolverLimits& limits, const PaddedImage& image);
 

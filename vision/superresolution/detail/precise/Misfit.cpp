@@ -86,12 +86,12 @@ Ring ringAround(const Grid& grid, const FrameState& frame, std::size_t q) {
     return count == 0 ? Ring() : Ring{sum / count, highest - lowest};
 }
 
-/// What is quickly seen of a pixel over all frames.
+/// Summary of a pixel over all frames, cheap enough for every pixel.
 struct Glance {
     float deviation = 0.0f;    ///< mean misfit, in standard deviations of each frame, kDeadMost at most
     float unexplained = 0.0f;  ///< sum of misfits
     float range = 0.0f;        ///< of the values
-    int count = 0;             ///< frames that show it
+    int count = 0;             ///< frames with a misfit there
 };
 
 Glance glanceAt(const std::vector<FrameState>& frames, std::size_t q) {
@@ -169,7 +169,7 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
     if (missed && range < kStuckRange * noise && range < kStuckShare * (highestAround - lowestAround)) {
         return kDeadMost;
     }
-    // What stays the same while the image says that it should not is stuck, however much the scene varies around it.
+    // A value that stays the same where the image predicts a change is stuck, however much the scene varies around it.
     if (range < kStuckRange * noise) return stuck / count;
     return missed ? moving / count : 0.0;
 }

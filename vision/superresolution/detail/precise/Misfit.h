@@ -29,7 +29,8 @@ void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forg
 void weighByAgreement(std::vector<FrameState>& frames);
 
 /// Finds sensor pixels whose values do not follow the scene: their misfit is large in the frames on average, and larger
-/// than that of their neighbours. Frames count where they show what the reference shows. A hot spot of the scene fits wherever it moves, and is none. Takes three frames.
+/// than that of their neighbours. Frames count where they show what the reference shows. A hot spot of the scene moves
+/// with it, so the image explains it. Takes three frames.
 /// @return indices of pixels of a frame, ascending
 std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& frames);
 

@@ -26,9 +26,10 @@ constexpr int kRefinements = 3;      ///< Gauss-Newton steps against an image
 constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have, over that before
 constexpr double kMostDead = 0.02;   ///< share of a sensor's pixels that may be dead
 constexpr double kLeastMovement =
-    0.25;  ///< of the scene over the sensor, in pixels, that tells the two apart
+    0.25;  ///< of the scene over the sensor, in pixels, that separates scene from sensor
 constexpr double kStrength = 0.13;
-constexpr double kMostLeaning = 0.5;  ///< on the reference, from which the image is taken to be its estimate
+constexpr double kMostLeaning =
+    0.5;  ///< on the reference, from which deviations are those of the reference's image
 
 }  // namespace
 
@@ -104,7 +105,7 @@ void Reconstruction::placeFrame(FirstGuess& guess, int k, int towardsReference) 
     frame.used = !repeatsAnother(k);
     if (!frame.used) return;
     std::vector<Motion> hints;
-    // The frame before it in time lies near, and going on as before is likely.
+    // Cameras move smoothly: hints are the motion of the neighbour in time, and that motion plus its last step.
     const int near = k + towardsReference, far = near + towardsReference;
     if (near != reference_) {
         const FrameState& last = frames_[static_cast<std::size_t>(near)];
@@ -176,7 +177,7 @@ bool Reconstruction::updatePattern() {
 void Reconstruction::dropDeadPixels() {
     if (!options_.findDeadPixels || !sceneMoves()) return;
     const std::vector<std::size_t> found = findDeadPixels(grid_, frames_);
-    // So many do not die: what the frames have in common at them is the work of a codec or of the camera's own filter.
+    // No sensor has so many dead pixels: a codec or the camera's own filter causes what the frames have in common there.
     const double pixels = static_cast<double>(grid_.width) * grid_.height;
     if (static_cast<double>(found.size()) > kMostDead * pixels) return;
     deadPixels_.insert(deadPixels_.end(), found.begin(), found.end());
@@ -201,7 +202,7 @@ bool Reconstruction::sceneMoves() const {
     return n > 1.0 && squares / n - (x * x + y * y) / (n * n) > kLeastMovement * kLeastMovement;
 }
 
-/// The best strength of rendered bursts follows the noise, to the power of 1.5, both in contrasts.
+/// The strength that is best for rendered bursts is proportional to noise^1.5, both in units of the contrast.
 double Reconstruction::strengthFor(double noise) {
     return kStrength * noise * std::sqrt(noise);
 }
@@ -217,8 +218,8 @@ void Reconstruction::chooseStrength() {
     withheldSteps_ = withheld.steps();
 }
 
-/// Drafts are smooth, and what is sharper than they are fits them badly: the finest details would go on weighing little,
-/// so that the image never shows them. Once the strength is known, they get the weight to show that they fit.
+/// Drafts are smooth, so values at the finest details misfit and get low weights, and the image would never show these
+/// details. Once the strength is known, such values are weighed leniently for one image, then by their misfit from it.
 void Reconstruction::giveSecondChance() {
     weighByMisfit(grid_, frames_, kForgiveness);
     solve(withheld_.strength, kSecondChance);
@@ -243,9 +244,9 @@ void Reconstruction::findSensorFaults() {
     solve(strength(), kDraft);
     refineMotions();
     measure();
-    dropDeadPixels();  // those beside others, too
+    dropDeadPixels();  // now also those that neighbouring dead pixels concealed
     for (int round = 0; round < kPatternRounds && updatePattern(); ++round) {
-        // A smooth image leaves the pattern to the pattern.
+        // A smooth image cannot absorb the pattern.
         solve(kPatternSmoothness * strength(), kPatternDraft);
         measure();
     }

@@ -19,7 +19,7 @@ struct ReconstructionOptions {
     bool findDeadPixels = true;
     bool findPattern = true;
     bool deviation = true;                 ///< compute standard deviations
-    std::function<bool(double)> progress;  ///< told the share that is done; false ends the run
+    std::function<bool(double)> progress;  ///< gets the share that is done; false ends the run
 };
 
 class FirstGuess;
@@ -59,8 +59,8 @@ class Reconstruction {
 
     void normalise();
     void placeFrames();
-    /// Whether a frame has the values of one nearer to the reference: recorders repeat frames, which brings nothing new
-    /// but would vouch for its noise.
+    /// Whether a frame has the values of one nearer to the reference. Recorders repeat frames; counted twice, a frame's
+    /// noise would pass for signal.
     bool repeatsAnother(int k) const;
     void placeFrame(FirstGuess& guess, int k, int towardsReference);
     void solve(double strength, const SolverLimits& limits);

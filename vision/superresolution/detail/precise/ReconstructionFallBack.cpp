@@ -50,7 +50,7 @@ void Reconstruction::fallBack(const FrameState& alone) {
     const PaddedImage own(grid_.columns(), grid_.rows()), image(grid_.columns(), grid_.rows());
     const std::vector<FrameState> frames{alone};
     BicubicReference(alone, grid_.width, grid_.height, pattern_.values()).enlarge(grid_, image);
-    // What a codec has smoothed is not what the model says, and is sharpened for the worse.
+    // Frames that a codec has smoothed do not follow the camera model, and solving for it would sharpen artefacts.
     if (!processed_) {
         WithheldPixels withheld(grid_, options_.sigma, frames, 0, pattern_.values(), image);
         const double guess = strengthFor(alone.scale);
@@ -63,7 +63,7 @@ void Reconstruction::fallBack(const FrameState& alone) {
                 leaning = static_cast<float>(leaning_);
     for (int y = 0; y < grid_.rows(); ++y) {
         for (int x = 0; x < grid_.columns(); ++x) {
-            // Where the reference has no value, others still speak.
+            // Where the reference has no value, the image of all frames stays.
             const float share = leaning * std::clamp(perFrame * own.row(y)[x], 0.0f, 1.0f);
             image_.row(y)[x] += share * (image.row(y)[x] - image_.row(y)[x]);
             sensitivity_.row(y)[x] += share * (own.row(y)[x] - sensitivity_.row(y)[x]);

@@ -15,7 +15,7 @@ constexpr float kTrusted = 0.3f;      ///< weight from which a value counts as n
 constexpr double kMedianLoss = 1.57;  ///< variance of a median over that of a mean
 constexpr int kLineRadius = 8;        ///< lines over which the scene may change
 constexpr int kPixelRadius = 3;
-// A pattern is believed from so many times the variance that noise explains; without one the ratio is 0.5 to 2.7 for
+// A pattern is accepted from so many times the variance that noise explains; without one the ratio is 0.5 to 2.7 for
 // lines and 0.8 to 1.2 for pixels, with one of 3 % of the contrast above 5.
 constexpr double kLineEvidence = 4.0;
 constexpr double kPixelEvidence = 2.0;

@@ -10,7 +10,8 @@ namespace oravo::vision::detail::precise {
 /// The fixed pattern of a sensor, which stays where it is while the scene moves: what the misfit of all frames has in
 /// common at a sensor pixel, as columns, rows and single pixels. Each part is shrunk towards zero as far as noise
 /// explains it (the posterior mean of a normal distribution whose variance is what the noise leaves of the observed one),
-/// and left out where the pattern cannot be told from noise. What changes slowly over the sensor is left to the scene.
+/// and left out where the pattern cannot be distinguished from noise. What changes slowly over the sensor is left to the
+/// scene.
 class SensorPattern {
   public:
     SensorPattern(int width, int height) : width_(width), height_(height) {}

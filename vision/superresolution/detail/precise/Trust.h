@@ -3,7 +3,7 @@
 
 namespace oravo::vision::detail::precise {
 
-/// What tells whether one image explains all frames. All in units of the scene's contrast.
+/// Measurements that show whether one image explains all frames, in units of the scene's contrast.
 struct Evidence {
     double withheldError =
         0.0;  ///< of predicting withheld pixels of frames other than the reference; 0 for none
@@ -13,7 +13,7 @@ struct Evidence {
     double referenceMisfit = 0.0;  ///< of the reference
 };
 
-/// Share, from 0 to 1, by which the image should fall back to what the reference alone tells. From rendered and recorded
+/// Share, from 0 to 1, by which the image should fall back to one made of the reference alone. From rendered and recorded
 /// bursts with known truth: where frames are warped by the air, by a rolling shutter or by interlacing, withheld pixels are
 /// missed by more than 1.5 times the noise, and hardly better than bicubic interpolation misses them (less than 3 dB);
 /// where the others agree with each other and the reference does not, as when motion has blurred them, its misfit is larger
