@@ -48,14 +48,47 @@ Pose sheared(double dx, double dy, double amount) {
     return {dx, dy, {{amount, 0.5 * amount}, {0.0, -amount}}};
 }
 
+/// How frames differ from the scene in level.
+struct Level {
+    double gain = 1.0, offset = 0.0;
+};
+constexpr Level kLevels[] = {{}, {1.06, 2.0}, {}, {0.95, -3.0}, {}};
+
+/// Poses, and how well they have to be found.
+struct Case {
+    const char* name;
+    std::vector<Pose> poses;
+    double noise, corner, gain;
+};
+
+void expectMotion(const SrPreciseFrame& frame, const Pose& pose, double corner) {
+    ASSERT_TRUE(frame.used);
+    EXPECT_LT(cornerError(frame, pose), corner);
+    EXPECT_EQ(isTranslation(frame), pose.linear[0][0] == 0.0 && pose.linear[1][0] == 0.0);
+    EXPECT_EQ(isSimilarity(frame), pose.linear[0][0] == pose.linear[1][1]);
+}
+
+void expectErrors(const SrPreciseFrame& frame, double most) {
+    EXPECT_GT(frame.dxError, 0.0);
+    EXPECT_LT(frame.dxError, most);
+    EXPECT_GT(frame.dyError, 0.0);
+    EXPECT_LT(frame.dyError, most);
+}
+
+void expectTrust(const SrPreciseResult& result, double noise) {
+    EXPECT_GT(result.noise, 0.6 * noise);
+    EXPECT_LT(result.noise, 1.3 * noise);
+    EXPECT_NEAR(result.gain, 20.0 * std::log10(result.bicubicError / result.withheldError), 1e-9);
+    EXPECT_GT(result.gain, 0.0);
+    EXPECT_TRUE(result.trusted);
+    EXPECT_EQ(result.leaning, 0.0);
+    EXPECT_LT(result.shareOnReference, 0.1);
+    EXPECT_GT(result.withheldPixels, 100U);
+}
+
 }  // namespace
 
 TEST(SrPrecise, RecoversMotionsByTheSimplestModelAndBeatsBicubic) {
-    struct Case {
-        const char* name;
-        std::vector<Pose> poses;
-        double noise, corner, gain;
-    };
     std::vector<Pose> affine = handHeld(5, 1.0, 0.003);
     affine[0] = sheared(0.8, -1.1, 0.02);
     affine[3] = Pose::similarity(0.4, 0.5, 0.8, 0.003);
@@ -68,44 +101,24 @@ TEST(SrPrecise, RecoversMotionsByTheSimplestModelAndBeatsBicubic) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         std::vector<Image> frames = burst(scene(), c.poses, c.noise);
-        frames[1] = linear(frames[1], 1.06, 2.0);
-        frames[3] = linear(frames[3], 0.95, -3.0);
+        for (const std::size_t k : {1U, 3U})
+            frames[k] = linear(frames[k], kLevels[k].gain, kLevels[k].offset);
         const SrPreciseResult result = enhance(frames, kReference);
         EXPECT_GT(gainOverBicubic(result.image, frames[kReference], scene().truth()), c.gain);
         const double mean = cv::mean(frames[kReference])[0];
         for (std::size_t k = 0; k < frames.size(); ++k) {
             SCOPED_TRACE(::testing::Message() << "frame " << k);
             const SrPreciseFrame& frame = result.frames[k];
-            ASSERT_TRUE(frame.used);
-            EXPECT_LT(cornerError(frame, c.poses[k]), c.corner);
-            const bool sheared = c.poses[k].linear[0][0] != c.poses[k].linear[1][1];
-            EXPECT_EQ(isTranslation(frame), c.poses[k].linear[0][0] == 0.0 && c.poses[k].linear[1][0] == 0.0);
-            EXPECT_EQ(isSimilarity(frame), !sheared);
-            const double gain = k == 1   ? 1.06
-                                : k == 3 ? 0.95
-                                         : 1.0,
-                         offset = k == 1   ? 2.0
-                                  : k == 3 ? -3.0
-                                           : 0.0;
-            EXPECT_NEAR(frame.gain, gain, 0.15 * c.noise / result.contrast + 1e-3);
-            EXPECT_NEAR(frame.offset, (gain - 1.0) * mean + offset, 0.1 * c.noise);
+            expectMotion(frame, c.poses[k], c.corner);
+            EXPECT_NEAR(frame.gain, kLevels[k].gain, 0.15 * c.noise / result.contrast + 1e-3);
+            EXPECT_NEAR(frame.offset, (kLevels[k].gain - 1.0) * mean + kLevels[k].offset, 0.1 * c.noise);
             if (static_cast<int>(k) == kReference) continue;
-            EXPECT_GT(frame.dxError, 0.0);
-            EXPECT_LT(frame.dxError, c.corner);
-            EXPECT_GT(frame.dyError, 0.0);
-            EXPECT_LT(frame.dyError, c.corner);
+            expectErrors(frame, c.corner);
             if (c.noise > kNoise) error[1] += frame.dxError;
             if (&c == cases) error[0] += frame.dxError;
         }
         EXPECT_NEAR(result.contrast, cv::norm(frames[kReference] - mean) / std::sqrt(kSize.area()), 1e-3);
-        EXPECT_GT(result.noise, 0.6 * c.noise);
-        EXPECT_LT(result.noise, 1.3 * c.noise);
-        EXPECT_NEAR(result.gain, 20.0 * std::log10(result.bicubicError / result.withheldError), 1e-9);
-        EXPECT_GT(result.gain, 0.0);
-        EXPECT_TRUE(result.trusted);
-        EXPECT_EQ(result.leaning, 0.0);
-        EXPECT_LT(result.shareOnReference, 0.1);
-        EXPECT_GT(result.withheldPixels, 100U);
+        expectTrust(result, c.noise);
     }
     // Standard errors follow the noise.
     EXPECT_GT(error[1], 2.0 * error[0]);

@@ -7,22 +7,20 @@
 #include "vision/superresolution/detail/precise/Elementary.h"
 
 namespace oravo::vision::detail::precise {
-TEST(CameraBlur, ShowsAPointAsAGaussianWhereverASampleLies) {
-    struct Case {
-        double sigma, tolerance;  ///< of the transfer function, as documented
-    };
-    for (const auto& [sigma, tolerance] : {Case{0.3, 0.1},
-                                           {0.65, 0.004},
-                                           {0.683, 0.004},
-                                           {1.0, 0.004},
-                                           {1.366, 0.004},
-                                           {1.8, 0.004},
-                                           {2.0, 0.1}}) {
-        const Grid grid{20, 20, 2, 4};
-        const CameraBlur blur(grid, sigma);
-        const PaddedImage point(grid.columns(), grid.rows());
-        const int centre = grid.columns() / 2;
-        const SplineImage coefficients(grid);
+namespace {
+
+struct Case {
+    double sigma, tolerance;  ///< of the transfer function, as documented
+};
+constexpr Case kCases[] = {{0.3, 0.1},     {0.65, 0.004}, {0.683, 0.004}, {1.0, 0.004},
+                           {1.366, 0.004}, {1.8, 0.004},  {2.0, 0.1}};
+const Grid kGrid{20, 20, 2, 4};
+
+}  // namespace
+
+TEST(CameraBlur, HasTheTransferFunctionAndTheMomentOfAGaussian) {
+    for (const auto& [sigma, tolerance] : kCases) {
+        const CameraBlur blur(kGrid, sigma);
         double response[kBlurRadius + 1] = {};
         for (int k = 0; k <= kBlurRadius; ++k) response[k] = static_cast<double>(blur.taps().taps[k]);
         for (double w = 0.0; w < kPi; w += kPi / 16.0) {
@@ -37,6 +35,15 @@ TEST(CameraBlur, ShowsAPointAsAGaussianWhereverASampleLies) {
         for (int k = 1; k <= kBlurRadius; ++k) moment += 2.0 * k * k * response[k];
         // A moment that is off by d moves the transfer function by d / 2 at frequency 1.
         EXPECT_NEAR(moment, sigma * sigma, 2.0 * tolerance) << sigma;
+    }
+}
+
+TEST(CameraBlur, ShowsAPointAsAGaussianWhereverASampleLies) {
+    for (const auto& [sigma, tolerance] : kCases) {
+        const CameraBlur blur(kGrid, sigma);
+        const PaddedImage point(kGrid.columns(), kGrid.rows());
+        const int centre = kGrid.columns() / 2;
+        const SplineImage coefficients(kGrid);
         // In space, what the grid cannot show is missing, the Gaussian's spectrum beyond pi, and the spline lets through
         // some of the spectrum's copies at +-2 pi, (v / 2 pi)^4 of frequency v, which has the moment 3 / sigma^4.
         const double peak = 0.5 / (kPi * sigma * sigma), copies = 2.0 * 3.0 / std::pow(2.0 * kPi * sigma, 4);
@@ -48,12 +55,12 @@ TEST(CameraBlur, ShowsAPointAsAGaussianWhereverASampleLies) {
             Motion motion;
             motion.tx = 0.5 * place;
             motion.ty = -0.3 * place;
-            std::vector<float> shown(static_cast<std::size_t>(grid.width));
-            for (const SampleRun& run : sampleRuns(grid, motion)) {
+            std::vector<float> shown(static_cast<std::size_t>(kGrid.width));
+            for (const SampleRun& run : sampleRuns(kGrid, motion)) {
                 preciseKernels().sample(coefficients.view(), run, shown.data());
-                const double dy = 2.0 * run.y + 0.5 + grid.margin - 0.6 * place - centre;
+                const double dy = 2.0 * run.y + 0.5 + kGrid.margin - 0.6 * place - centre;
                 for (int i = run.first; i < run.first + run.count; ++i) {
-                    const double dx = 2.0 * i + 0.5 + grid.margin + place - centre;
+                    const double dx = 2.0 * i + 0.5 + kGrid.margin + place - centre;
                     ASSERT_NEAR(shown[static_cast<std::size_t>(i)],
                                 peak * std::exp(-0.5 * (dx * dx + dy * dy) / (sigma * sigma)), bound)
                         << sigma << " at " << dx << ", " << dy;

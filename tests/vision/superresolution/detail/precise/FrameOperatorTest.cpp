@@ -50,39 +50,27 @@ std::vector<FrameState> frames(const Grid& grid) {
     return out;
 }
 
-}  // namespace
-
-TEST(FrameOperator, IsSamplingAndItsAdjointRowByRow) {
-    for (const Grid& grid :
-         {Grid{8, 8, 2, 4}, Grid{9, 13, 1, 4}, Grid{11, 8, 3, 4}, Grid{17, 9, 4, 4}, Grid{40, 37, 2, 4}}) {
-        SCOPED_TRACE(::testing::Message() << grid.width << " x " << grid.height << " by " << grid.factor);
-        const std::vector<FrameState> shown = frames(grid);
-        FrameOperator frameOperator(grid, 0.683 * grid.factor / 2.0);
+/// A grid with frames on it, and what their operator has to give.
+struct OperatorCase {
+    explicit OperatorCase(const Grid& g)
+        : grid(g),
+          shown(frames(g)),
+          u(randomPadded(g, 100)),
+          v(randomPadded(g, 200)),
+          z(test::randomVector(g.width, 7)),
+          out(g.columns(), g.rows()),
+          frameOperator(g, 0.683 * g.factor / 2.0) {
         frameOperator.place(shown);
-        const PaddedImage u = randomPadded(grid, 100), v = randomPadded(grid, 200);
-        const PaddedImage unread(grid.columns(), grid.rows()), out(grid.columns(), grid.rows());
-        int read = 0, finished = 0;
-        frameOperator.apply(
-            unread,
-            [&](int y) {
-                EXPECT_EQ(y, read++);
-                std::copy_n(v.row(y), grid.columns(), unread.row(y));
-            },
-            [&](int y) {
-                EXPECT_EQ(y, finished++);
-                EXPECT_GE(read, std::min(y + 3, grid.rows()));
-            },
-            out);
-        EXPECT_EQ(finished, grid.rows());
+        sumUp();
+    }
 
-        // <u, A v> = sum over the frames of <S B u, w S B v>, and <u, B^T S^T z> = <S B u, z>.
+    /// <u, A v> = sum over the frames of <S B u, w S B v>, and <u, B^T S^T z> = <S B u, z>.
+    void sumUp() {
         const SplineImage ofU(grid), ofV(grid);
         frameOperator.blur().toCoefficients(u, ofU);
         frameOperator.blur().toCoefficients(v, ofV);
-        const std::size_t width = static_cast<std::size_t>(grid.width);
-        std::vector<float> sampleU(width), sampleV(width);
-        const std::vector<float> z = test::randomVector(grid.width, 7);
-        double expected = 0.0, gathered = 0.0, spread = 0.0, pixels = 0.0;
+        std::vector<float> sampleU(z.size()), sampleV(z.size());
+        double pixels = 0.0;
         for (std::size_t k = 0; k < 2; ++k) {
             for (const SampleRun& run : shown[k].runs) {
                 preciseKernels().sample(ofU.view(), run, sampleU.data());
@@ -90,7 +78,7 @@ TEST(FrameOperator, IsSamplingAndItsAdjointRowByRow) {
                 for (int i = run.first; i < run.first + run.count; ++i) {
                     const std::size_t at = static_cast<std::size_t>(i);
                     const double weight = shown[k].weight.data()[grid.rowStart(run.y) + i], value = z[at];
-                    expected += weight * static_cast<double>(sampleU[at]) * static_cast<double>(sampleV[at]);
+                    applied += weight * static_cast<double>(sampleU[at]) * static_cast<double>(sampleV[at]);
                     gathered += value * static_cast<double>(sampleU[at]);
                     spread += value;
                     pixels += 1.0;
@@ -98,19 +86,63 @@ TEST(FrameOperator, IsSamplingAndItsAdjointRowByRow) {
             }
         }
         // Every sample, and its way back, is some forty roundings of values of up to 1.7^2 for the filter's taps.
-        const double bound = pixels * 2.9 * 80.0 * std::ldexp(1.0, -24);
-        EXPECT_NEAR(dot(u, out), expected, bound);
-        const auto values = [&](std::size_t k, const SampleRun& run, float* row) {
-            EXPECT_LT(k, 2U);
-            std::copy_n(z.data() + run.first, run.count, row + run.first);
-        };
-        frameOperator.gather(values, out);
-        EXPECT_NEAR(dot(u, out), gathered, bound);
-        frameOperator.spread(values, out);
-        const PaddedImage ones(grid.columns(), grid.rows());
-        for (int y = 0; y < grid.rows(); ++y) std::fill_n(ones.row(y), grid.columns(), 1.0f);
-        EXPECT_NEAR(dot(ones, out), spread, bound);
+        bound = pixels * 2.9 * 80.0 * std::ldexp(1.0, -24);
     }
+
+    Grid grid;
+    std::vector<FrameState> shown;
+    PaddedImage u, v;
+    std::vector<float> z;
+    PaddedImage out;
+    FrameOperator frameOperator;
+    double applied = 0.0, gathered = 0.0, spread = 0.0, bound = 0.0;
+};
+
+template <class Test>
+void onEveryGrid(Test test) {
+    for (const Grid& grid :
+         {Grid{8, 8, 2, 4}, Grid{9, 13, 1, 4}, Grid{11, 8, 3, 4}, Grid{17, 9, 4, 4}, Grid{40, 37, 2, 4}}) {
+        SCOPED_TRACE(::testing::Message() << grid.width << " x " << grid.height << " by " << grid.factor);
+        OperatorCase theCase(grid);
+        test(theCase);
+    }
+}
+
+}  // namespace
+
+TEST(FrameOperator, IsSamplingAndItsAdjointRowByRow) {
+    onEveryGrid([](OperatorCase& s) {
+        const PaddedImage unread(s.grid.columns(), s.grid.rows());
+        int read = 0, finished = 0;
+        s.frameOperator.apply(
+            unread,
+            [&](int y) {
+                EXPECT_EQ(y, read++);
+                std::copy_n(s.v.row(y), s.grid.columns(), unread.row(y));
+            },
+            [&](int y) {
+                EXPECT_EQ(y, finished++);
+                EXPECT_GE(read, std::min(y + 3, s.grid.rows()));
+            },
+            s.out);
+        EXPECT_EQ(finished, s.grid.rows());
+        EXPECT_NEAR(dot(s.u, s.out), s.applied, s.bound);
+    });
+}
+
+TEST(FrameOperator, GathersAndSpreadsByTheAdjoint) {
+    onEveryGrid([](OperatorCase& s) {
+        const auto values = [&s](std::size_t k, const SampleRun& run, float* row) {
+            EXPECT_LT(k, 2U);
+            std::copy_n(s.z.data() + run.first, run.count, row + run.first);
+        };
+        s.frameOperator.gather(values, s.out);
+        EXPECT_NEAR(dot(s.u, s.out), s.gathered, s.bound);
+        s.frameOperator.spread(values, s.out);
+        const PaddedImage ones(s.grid.columns(), s.grid.rows());
+        for (int y = 0; y < s.grid.rows(); ++y) std::fill_n(ones.row(y), s.grid.columns(), 1.0f);
+        EXPECT_NEAR(dot(ones, s.out), s.spread, s.bound);
+    });
 }
 
 }  // namespace oravo::vision::detail::precise

@@ -63,9 +63,9 @@ RowTriple around(const PaddedImage& image, int y) {
     return {image.row(mirrored(y - 1, image.rows())), image.row(y), image.row(mirrored(y + 1, image.rows()))};
 }
 
-}  // namespace
-
-TEST(PreciseKernels, SamplingAndSpreadingHaveTheBitsOfTheirTwins) {
+/// Calls test(kernels, grid, runs) for grids and motions of every kind, at every level.
+template <class Test>
+void onEveryGridAndMotion(Test test) {
     Motion turned;
     turned.tx = 1.37;
     turned.ty = -0.81;
@@ -79,54 +79,69 @@ TEST(PreciseKernels, SamplingAndSpreadingHaveTheBitsOfTheirTwins) {
                              Grid{67, 9, 4, 2}, Grid{33, 8, 1, 4}}) {
         for (const Motion& motion : {Motion(), shifted, turned}) {
             SCOPED_TRACE(::testing::Message() << grid.width << " x " << grid.height << " by " << grid.factor);
-            const Plane coefficients = test::randomImage(grid.rows(), grid.columns(), 1);
-            const std::size_t width = static_cast<std::size_t>(grid.width);
-            const Floats values = test::randomVector(grid.width, 2);
             const std::vector<SampleRun> runs = sampleRuns(grid, motion);
             ASSERT_FALSE(runs.empty());
-            onEveryLevel([&](const PreciseKernels& kernels) {
-                const SplineImage image = sorted(grid, coefficients);
-                Plane spreadByTwin = test::randomImage(grid.rows(), grid.columns(), 3),
-                      before = spreadByTwin.clone();
-                const SplineImage spread = sorted(grid, spreadByTwin);
-                double there = 0.0, back = 0.0;
-                for (const SampleRun& run : runs) {
-                    Floats value(width, kUntouched), again(value), dx(value), dy(value);
-                    kernels.sample(image.view(), run, value.data());
-                    kernels.sampleGradient(image.view(), run, again.data(), dx.data(), dy.data());
-                    for (int x = 0; x < grid.width; ++x) {
-                        const std::size_t at = static_cast<std::size_t>(x);
-                        const int i = x - run.first;
-                        if (i < 0 || i >= run.count) {
-                            ASSERT_TRUE(value[at] == kUntouched && dx[at] == kUntouched &&
-                                        dy[at] == kUntouched)
-                                << x;
-                            continue;
-                        }
-                        const plain::SplineValue twin =
-                            plain::sampleSpline(coefficients, grid.factor, run, i);
-                        ASSERT_TRUE(value[at] == twin.value && dx[at] == twin.dx && dy[at] == twin.dy)
-                            << run.y << ' ' << x;
-                        ASSERT_NEAR(again[at], twin.value, 4e-7f) << "in another order";
-                        there += static_cast<double>(value[at]) * static_cast<double>(values[at]);
-                    }
-                    kernels.spread(spread.view(), run, values.data());
-                    plain::spreadSpline(spreadByTwin, grid.factor, run, values.data());
-                }
-                const Plane out = unsorted(grid, spread);
-                ASSERT_TRUE(test::sameBits(out, spreadByTwin));
-                for (const SampleRun& run : runs) {
-                    kernels.sampleAndSpread(image.view(), run, values.data(), spread.view());
-                    plain::sampleAndSpread(coefficients, grid.factor, run, values.data(), spreadByTwin);
-                }
-                ASSERT_TRUE(test::sameBits(unsorted(grid, spread), spreadByTwin));
-                // <S c, v> = <c, S^T v>, each of the terms rounded to 2^-24 some twenty times.
-                back = (out - before).dot(coefficients);
-                const double pixels = static_cast<double>(grid.width) * grid.height;
-                EXPECT_NEAR(there, back, pixels * 16.0 * 20.0 * std::ldexp(1.0, -24));
-            });
+            onEveryLevel([&](const PreciseKernels& kernels) { test(kernels, grid, runs); });
         }
     }
+}
+
+}  // namespace
+
+TEST(PreciseKernels, SamplingHasTheBitsOfItsTwin) {
+    onEveryGridAndMotion([](const PreciseKernels& kernels, const Grid& grid, const auto& runs) {
+        const Plane coefficients = test::randomImage(grid.rows(), grid.columns(), 1);
+        const SplineImage image = sorted(grid, coefficients);
+        for (const SampleRun& run : runs) {
+            Floats value(static_cast<std::size_t>(grid.width), kUntouched), again(value), dx(value),
+                dy(value);
+            kernels.sample(image.view(), run, value.data());
+            kernels.sampleGradient(image.view(), run, again.data(), dx.data(), dy.data());
+            for (int x = 0; x < grid.width; ++x) {
+                const std::size_t at = static_cast<std::size_t>(x);
+                const int i = x - run.first;
+                if (i < 0 || i >= run.count) {
+                    ASSERT_TRUE(value[at] == kUntouched && dx[at] == kUntouched && dy[at] == kUntouched) << x;
+                    continue;
+                }
+                const plain::SplineValue twin = plain::sampleSpline(coefficients, grid.factor, run, i);
+                ASSERT_TRUE(value[at] == twin.value && dx[at] == twin.dx && dy[at] == twin.dy)
+                    << run.y << ' ' << x;
+                ASSERT_NEAR(again[at], twin.value, 4e-7f) << "in another order";
+            }
+        }
+    });
+}
+
+TEST(PreciseKernels, SpreadingHasTheBitsOfItsTwinAndIsTheAdjoint) {
+    onEveryGridAndMotion([](const PreciseKernels& kernels, const Grid& grid, const auto& runs) {
+        const Plane coefficients = test::randomImage(grid.rows(), grid.columns(), 1);
+        const SplineImage image = sorted(grid, coefficients);
+        const Floats values = test::randomVector(grid.width, 2);
+        Plane spreadByTwin = test::randomImage(grid.rows(), grid.columns(), 3), before = spreadByTwin.clone();
+        const SplineImage spread = sorted(grid, spreadByTwin);
+        double there = 0.0;
+        for (const SampleRun& run : runs) {
+            Floats value(values.size());
+            kernels.sample(image.view(), run, value.data());
+            for (int i = run.first; i < run.first + run.count; ++i) {
+                const std::size_t at = static_cast<std::size_t>(i);
+                there += static_cast<double>(value[at]) * static_cast<double>(values[at]);
+            }
+            kernels.spread(spread.view(), run, values.data());
+            plain::spreadSpline(spreadByTwin, grid.factor, run, values.data());
+        }
+        const Plane out = unsorted(grid, spread);
+        ASSERT_TRUE(test::sameBits(out, spreadByTwin));
+        // <S c, v> = <c, S^T v>, each of the terms rounded to 2^-24 some twenty times.
+        const double pixels = static_cast<double>(grid.width) * grid.height;
+        EXPECT_NEAR(there, (out - before).dot(coefficients), pixels * 16.0 * 20.0 * std::ldexp(1.0, -24));
+        for (const SampleRun& run : runs) {
+            kernels.sampleAndSpread(image.view(), run, values.data(), spread.view());
+            plain::sampleAndSpread(coefficients, grid.factor, run, values.data(), spreadByTwin);
+        }
+        ASSERT_TRUE(test::sameBits(unsorted(grid, spread), spreadByTwin));
+    });
 }
 
 TEST(PreciseKernels, FiltersHaveTheBitsOfTheirTwins) {
