@@ -6,7 +6,7 @@
 namespace oravo::vision::detail::precise {
 
 Buffer<float> denseCopy(const PaddedImage& image) {
-    const Buffer<float> dense(areaOf(image.columns(), image.rows()));
+    Buffer<float> dense(areaOf(image.columns(), image.rows()));
     for (int y = 0; y < image.rows(); ++y) {
         std::copy_n(image.row(y), image.columns(),
                     dense.data() + static_cast<std::ptrdiff_t>(y) * image.columns());

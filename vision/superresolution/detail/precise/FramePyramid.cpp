@@ -24,7 +24,7 @@ PaddedImage blurredFrame(const FrameState& frame, int width, int height, PaddedI
         std::copy_n(frame.present.data() + start, width, present.row(y));
     }
     const BlurTaps taps = gaussianTaps(kFrameBlur);
-    const PaddedImage sum = filtered(taps, values);
+    PaddedImage sum = filtered(taps, values);
     weight = filtered(taps, present);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) sum.row(y)[x] /= std::max(weight.row(y)[x], 0.05f);
@@ -34,7 +34,7 @@ PaddedImage blurredFrame(const FrameState& frame, int width, int height, PaddedI
 
 PaddedImage halved(const PaddedImage& image) {
     const PaddedImage blurred = filtered(gaussianTaps(kLevelBlur), image);
-    const PaddedImage half(image.columns() / 2, image.rows() / 2);
+    PaddedImage half(image.columns() / 2, image.rows() / 2);
     for (int y = 0; y < half.rows(); ++y) {
         const float* upper = blurred.row(2 * y);
         const float* lower = blurred.row(2 * y + 1);
@@ -47,7 +47,7 @@ PaddedImage halved(const PaddedImage& image) {
 
 /// 1 where most of a blurred value comes from pixels that the frame has.
 Buffer<float> knownPart(const PaddedImage& weight) {
-    const Buffer<float> known = denseCopy(weight);
+    Buffer<float> known = denseCopy(weight);
     for (float& value : known) value = value > kLeastKnown ? 1.0f : 0.0f;
     return known;
 }

@@ -160,8 +160,8 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
     bool moving = true;
     for (int step = 0;; ++step) {
         collect(image, values, weight, pose, rowStep);
-        const double rows = (grid_.height + rowStep - 1) / rowStep;
-        outcome.covered = static_cast<double>(points_.size()) / (rows * grid_.width);
+        const int rows = (grid_.height + rowStep - 1) / rowStep;
+        outcome.covered = static_cast<double>(points_.size()) / (static_cast<double>(rows) * grid_.width);
         outcome.valid = false;
         if (points_.size() < kFewest) return outcome;
         outcome.misfit =

@@ -10,7 +10,7 @@ namespace oravo::vision::detail::precise {
 namespace {
 
 PaddedImage randomPadded(const Grid& grid, unsigned seed) {
-    const PaddedImage image(grid.columns(), grid.rows());
+    PaddedImage image(grid.columns(), grid.rows());
     for (int y = 0; y < grid.rows(); ++y) {
         const std::vector<float> values = test::randomVector(grid.columns(), seed + static_cast<unsigned>(y));
         std::copy(values.begin(), values.end(), image.row(y));
@@ -19,7 +19,7 @@ PaddedImage randomPadded(const Grid& grid, unsigned seed) {
 }
 
 Buffer<float> randomBuffer(const Grid& grid, unsigned seed, float lowest) {
-    const Buffer<float> out(static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height));
+    Buffer<float> out(static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height));
     const std::vector<float> values = test::randomVector(static_cast<int>(out.size()), seed);
     for (std::size_t q = 0; q < out.size(); ++q) out[q] = std::max(values[q], lowest);
     return out;
