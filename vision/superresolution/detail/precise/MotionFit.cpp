@@ -156,7 +156,7 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
                           MotionModel model, FitLimits limits, FramePose& pose) {
     FitOutcome outcome;
     const double pixels = static_cast<double>(grid_.width) * grid_.height;
-    const int rowStep = std::max(1, static_cast<int>(pixels / limits.pixels + 0.5));
+    const int rowStep = std::max(1, static_cast<int>(std::lround(pixels / limits.pixels)));
     bool moving = true;
     for (int step = 0;; ++step) {
         collect(image, values, weight, pose, rowStep);
