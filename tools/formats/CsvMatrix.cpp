@@ -235,32 +235,51 @@ bool areNumbered(std::vector<Row>::const_iterator first, std::vector<Row>::const
     return columnCountsUp(0) && !columnCountsUp(1);
 }
 
-/// The rows of the matrix out of all lines that hold something, and whether their first number is their label.
-std::pair<std::vector<Row>, bool> matrixRows(std::vector<Row> rows, const Form& form) {
-    takeOffWords(rows);
+using Rows = std::vector<Row>;
+
+/// Of the widest row of numbers. Throws UserError, naming the widest line, where there is none.
+std::uint32_t columnsOf(const Rows& rows, const Form& form) {
     std::uint32_t columns = 0;
     for (const Row& row : rows) {
         if (row.isNumeric()) columns = std::max(columns, row.fields);
     }
-    if (columns == 0) {
-        const Row& longest = *std::max_element(
-            rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.fields < b.fields; });
-        throw inputError(form.name + format(": holds no matrix of numbers; line %u ", longest.line) +
-                         faultIn(longest, form));
-    }
-    auto first = std::find_if(rows.begin(), rows.end(),
-                              [&](const Row& row) { return row.isNumeric() && row.fields == columns; });
-    const bool corner = first != rows.begin() && (first - 1)->fields == columns && (first - 1)->faults == 1 &&
-                        (first - 1)->firstFault == 1 && countsUp(*(first - 1), 1);
-    for (auto row = rows.begin(); row != first - (corner ? 1 : 0); ++row) {
-        // A header row may hold a few numbers; half a row of them is a damaged row.
+    if (columns > 0) return columns;
+    const Row& longest = *std::max_element(rows.begin(), rows.end(),
+                                           [](const Row& a, const Row& b) { return a.fields < b.fields; });
+    throw inputError(form.name + format(": holds no matrix of numbers; line %u ", longest.line) +
+                     faultIn(longest, form));
+}
+
+/// Whether a row numbers the columns, with a word in the corner above the labels of the rows.
+bool numbersColumnsAfterACorner(const Row& row, std::uint32_t columns) {
+    return row.fields == columns && row.faults == 1 && row.firstFault == 1 && countsUp(row, 1);
+}
+
+/// Whether the first row numbers the columns of those after it, from 0 or, where the rows are numbered, from 1.
+bool beginsWithNumbers(Rows::const_iterator first, Rows::const_iterator end) {
+    if (end - first < 2) return false;
+    return (countsUp(*first, 0) && !countsUp(*(first + 1), 0)) ||
+           (countsUp(*first, 1) && areNumbered(first + 1, end));
+}
+
+/// A header row may hold a few numbers; half a row of them is a damaged row.
+void refuseDamagedRows(Rows::const_iterator begin, Rows::const_iterator end, std::uint32_t columns,
+                       const Form& form) {
+    for (auto row = begin; row != end; ++row) {
         if (row->fields - row->faults > columns / 2 && columns > 4) checkRow(*row, columns, form);
     }
+}
+
+/// The rows of the matrix out of all lines that hold something, and whether their first number is their label.
+std::pair<Rows, bool> matrixRows(Rows rows, const Form& form) {
+    takeOffWords(rows);
+    const std::uint32_t columns = columnsOf(rows, form);
+    auto first = std::find_if(rows.begin(), rows.end(),
+                              [&](const Row& row) { return row.isNumeric() && row.fields == columns; });
+    const bool corner = first != rows.begin() && numbersColumnsAfterACorner(*(first - 1), columns);
+    refuseDamagedRows(rows.begin(), first - (corner ? 1 : 0), columns, form);
     std::for_each(first, rows.end(), [&](const Row& row) { checkRow(row, columns, form); });
-    const bool several = rows.end() - first > 1;
-    const bool header = several && countsUp(*first, 0) && !countsUp(*(first + 1), 0);
-    const bool headerOfLabelled = several && countsUp(*first, 1) && areNumbered(first + 1, rows.end());
-    if (header || headerOfLabelled) ++first;
+    if (beginsWithNumbers(first, rows.end())) ++first;
     const bool labelled = corner || areNumbered(first, rows.end());
     rows.erase(rows.begin(), first);
     return {std::move(rows), labelled};
