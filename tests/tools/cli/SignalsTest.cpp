@@ -39,7 +39,7 @@ class Signals : public Program {
 TEST_F(Signals, EndTheProgramWithoutATrace) {
     record("r.tif", 800);
     for (const int signal : {SIGTERM, SIGHUP, SIGPIPE, SIGXCPU}) {
-        EXPECT_EQ(during("enhance r.tif -o o.tif --every", ".", 1,
+        EXPECT_EQ(during("enhance r.tif -o o.tif --every --pipeline float", ".", 1,
                          "kill -" + std::to_string(signal) + " $p; wait $p"),
                   128 + signal);
         EXPECT_EQ(entries(), 4u) << signal;  // burst, recording, script, messages
@@ -49,7 +49,8 @@ TEST_F(Signals, EndTheProgramWithoutATrace) {
 TEST_F(Signals, ThatAreIgnoredStayIgnored) {
     record("r.tif", 60);
     std::ofstream(path("nohup")) << "trap '' HUP\nexec bash script\n";
-    ASSERT_EQ(during("enhance r.tif -o o.tif --every", ".", 1, "kill -HUP $p; wait $p"), 128 + SIGHUP);
+    ASSERT_EQ(during("enhance r.tif -o o.tif --every --pipeline float", ".", 1, "kill -HUP $p; wait $p"),
+              128 + SIGHUP);
     const int status = std::system(("cd " + folder_.string() + " && bash nohup").c_str());
     EXPECT_EQ(WEXITSTATUS(status), 0) << text(path("err"));
     EXPECT_EQ(FrameReader({path("o.tif")}).count(), 56u);
@@ -60,7 +61,7 @@ TEST_F(Signals, RecordingsOfABatchEndWithIt) {
     for (const char* name : {"r1.tif", "r2.tif"}) record(name, 800);
     for (const char* signal : {"KILL", "TERM"}) {
         const std::string gone = "! ls -A out 2>/dev/null | grep -q part$";
-        const int status = during("enhance r1.tif r2.tif -o out/ --every --jobs 2", "out", 2,
+        const int status = during("enhance r1.tif r2.tif -o out/ --every --pipeline float --jobs 2", "out", 2,
                                   std::string("kill -") + signal + " $p; wait $p; for i in $(seq 1000); do " +
                                       gone + " && break; sleep 0.01; done; " + gone + " || exit 8");
         EXPECT_EQ(status, 0) << signal;
