@@ -66,7 +66,7 @@ Buffer<float> FrameCrop::of(const Buffer<float>& dense) const {
 }
 
 PaddedImage FrameCrop::of(const PaddedImage& image) const {
-    const PaddedImage out(part.columns(), part.rows());
+    PaddedImage out(part.columns(), part.rows());
     for (int y = 0; y < part.rows(); ++y) {
         std::copy_n(image.row(y + part.factor * top) + part.factor * left, part.columns(), out.row(y));
     }

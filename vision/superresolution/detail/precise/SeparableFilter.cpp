@@ -33,7 +33,7 @@ void filterRow(const BlurTaps& taps, const float* const* rows, int n, const Padd
 PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image) {
     image.mirrorPads();
     const PaddedImage line(image.columns(), 1);
-    const PaddedImage out(image.columns(), image.rows());
+    PaddedImage out(image.columns(), image.rows());
     const float* rows[2 * kBlurRadius + 1];
     for (int y = 0; y < image.rows(); ++y) {
         for (int k = -kBlurRadius; k <= kBlurRadius; ++k)
