@@ -10,6 +10,7 @@
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/defects/StatusCodes.h"
 #include "vision/superresolution/detail/precise/Reconstruction.h"
+#include "vision/superresolution/detail/precise/Trust.h"
 
 namespace oravo::vision {
 namespace {
@@ -21,7 +22,6 @@ using detail::precise::ReconstructionOptions;
 
 constexpr const char* kSource = "vision/superresolution/SrPrecise";
 constexpr int kMostFactor = 4;
-constexpr double kMostLeaning = 0.5;  ///< of an image that is trusted
 constexpr double kLeastSigma = 0.3, kMostSigma = 2.0;
 
 std::string number(double value) {
@@ -148,7 +148,7 @@ SrPreciseResult resultOf(const Reconstruction& run, const cv::Mat_<float>& refer
     result.gain = run.gain();
     result.leaning = run.leaning();
     result.shareOnReference = run.shareOnReference();
-    result.trusted = used > 1 && result.gain > 0.0 && result.leaning < kMostLeaning;
+    result.trusted = used > 1 && result.gain > 0.0 && result.leaning < detail::precise::kMostLeaning;
     return result;
 }
 

@@ -36,7 +36,7 @@ struct SrPreciseOptions {
 
 /// What is known about one frame.
 struct SrPreciseFrame {
-    /// Whether the frame takes part. A frame that shows nothing of what the reference shows does not.
+    /// Whether the frame takes part. One that shows nothing of what the reference shows, or repeats another, does not.
     bool used = false;
     /// Displacement of the frame's centre in pixels of the frames: frame(p + d) = reference(p), x right, y down.
     double dx = 0.0;

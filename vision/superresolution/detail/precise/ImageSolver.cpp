@@ -38,24 +38,23 @@ const SplineImage& ImageSolver::coefficients(const PaddedImage& image) {
     return coefficients_;
 }
 
-void ImageSolver::sensitivity(const std::vector<FrameState>& frames, const PaddedImage& out) {
+void ImageSolver::spread(const std::vector<FrameState>& frames, Buffer<float> FrameState::*values,
+                         const PaddedImage& out) {
     operator_.place(frames);
     operator_.spread(
         [&](std::size_t k, const SampleRun& run, float* row) {
-            std::copy_n(frames[k].weight.data() + grid_.rowStart(run.y) + run.first, run.count,
+            std::copy_n((frames[k].*values).data() + grid_.rowStart(run.y) + run.first, run.count,
                         row + run.first);
         },
         out);
 }
 
+void ImageSolver::sensitivity(const std::vector<FrameState>& frames, const PaddedImage& out) {
+    spread(frames, &FrameState::weight, out);
+}
+
 void ImageSolver::presence(const std::vector<FrameState>& frames, const PaddedImage& out) {
-    operator_.place(frames);
-    operator_.spread(
-        [&](std::size_t k, const SampleRun& run, float* row) {
-            std::copy_n(frames[k].present.data() + grid_.rowStart(run.y) + run.first, run.count,
-                        row + run.first);
-        },
-        out);
+    spread(frames, &FrameState::present, out);
 }
 
 void ImageSolver::prepareInverse() {

@@ -47,6 +47,8 @@ class ImageSolver {
     long steps() const { return steps_; }
 
   private:
+    void spread(const std::vector<FrameState>& frames, Buffer<float> FrameState::*values,
+                const PaddedImage& out);
     void prepareInverse();
     void conjugateGradients(const PaddedImage& estimate, int steps);
 

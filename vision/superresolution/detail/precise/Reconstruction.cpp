@@ -7,6 +7,7 @@
 #include "vision/superresolution/detail/precise/DeviationEstimate.h"
 #include "vision/superresolution/detail/precise/FirstGuess.h"
 #include "vision/superresolution/detail/precise/Misfit.h"
+#include "vision/superresolution/detail/precise/Trust.h"
 
 namespace oravo::vision::detail::precise {
 namespace {
@@ -28,8 +29,6 @@ constexpr double kMostDead = 0.02;   ///< share of a sensor's pixels that may be
 constexpr double kLeastMovement =
     0.25;  ///< of the scene over the sensor, in pixels, that separates scene from sensor
 constexpr double kStrength = 0.13;
-constexpr double kMostLeaning =
-    0.5;  ///< on the reference, from which deviations are those of the reference's image
 
 }  // namespace
 

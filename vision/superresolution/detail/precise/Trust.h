@@ -20,6 +20,9 @@ struct Evidence {
 /// than theirs.
 double leaningOnReference(const Evidence& evidence);
 
+/// From here on an image rests on the reference and is not trusted.
+constexpr double kMostLeaning = 0.5;
+
 /// Whether frames have less noise than any sensor, as those that a codec has smoothed.
 bool isProcessed(const Evidence& evidence);
 
