@@ -97,6 +97,7 @@ class Reconstruction:
         withheld_error, bicubic_error: root mean square error of predicting withheld pixels of other frames, by the
             image and by bicubic interpolation of the reference; 0 when there was nothing to predict.
         leaning: by how much the image fell back to the reference alone, 0 to 1, because the frames do not fit one image.
+        trusted: whether the image may be taken for better than bicubic interpolation of the reference; see `doubts`.
     """
 
     image: npt.NDArray[np.float32]
@@ -110,6 +111,7 @@ class Reconstruction:
     withheld_error: float
     bicubic_error: float
     leaning: float
+    trusted: bool
 
     @property
     def doubts(self) -> List[str]:
@@ -117,11 +119,13 @@ class Reconstruction:
         found = []
         if sum(frame.used for frame in self.frames) < 2:
             found.append("the image rests on the reference frame alone")
-        elif self.leaning >= 0.5:
-            found.append(f"the frames do not fit one image: it rests on the reference frame by {self.leaning:.0%}")
-        if 0 < self.bicubic_error <= self.withheld_error:
+        elif self.withheld_error == 0 or self.bicubic_error == 0:
+            found.append("no pixel could be withheld and predicted, so that nothing tells how good the image is")
+        elif self.bicubic_error <= self.withheld_error:
             found.append(f"bicubic interpolation predicts withheld pixels better: {self.bicubic_error:.3g} against "
                          f"{self.withheld_error:.3g}")
+        elif not self.trusted:
+            found.append(f"the frames do not fit one image: it rests on the reference frame by {self.leaning:.0%}")
         return found
 
 
@@ -191,7 +195,8 @@ def reconstruct_arrays(frames: List[npt.NDArray[np.float32]], reference: int, ps
             smoothness=burst.figure("smoothness"),
             withheld_error=burst.figure("withheld_error"),
             bicubic_error=burst.figure("bicubic_error"),
-            leaning=burst.figure("leaning"))
+            leaning=burst.figure("leaning"),
+            trusted=burst.figure("trusted") == 1)
 
 
 def checked_frames(frames: Iterable[npt.NDArray[np.float32]], most: int) -> List[npt.NDArray[np.float32]]:

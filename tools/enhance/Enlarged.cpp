@@ -1,6 +1,5 @@
 #include "tools/enhance/Enlarged.h"
 
-#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -25,7 +24,7 @@ WithoutValue markWithoutValue(cv::Mat_<float>& image) {
 
 std::optional<double> decibelsOverBicubic(const vision::SrPreciseResult& result) {
     if (!(result.withheldError > 0.0) || !(result.bicubicError > 0.0)) return std::nullopt;
-    return 20.0 * std::log10(result.bicubicError / result.withheldError);
+    return result.gain;
 }
 
 }  // namespace oravo::tools

@@ -53,8 +53,7 @@ struct Enlarged {
         leftOut;  ///< numbers of frames that the precise pipeline found nothing to use in
 };
 
-/// By how many decibels the error of predicting withheld pixels is below that of bicubic enlargement; none where
-/// nothing could be predicted.
+/// The gain over bicubic enlargement in decibels, where pixels could be withheld and predicted.
 std::optional<double> decibelsOverBicubic(const vision::SrPreciseResult& result);
 
 /// Why a window of frames gave no image, in words for its user.

@@ -35,22 +35,22 @@ vision::SrPrecise acceptedEngine(cv::Size size, const EnhanceParameters& p,
     }
 }
 
-constexpr double kMostLeaning = 0.5;  ///< on the reference frame, of an image that may go without a word
-
 /// What speaks against taking the image for better than an enlargement of its reference frame; empty where nothing does.
 std::string doubtAbout(const Enlarged& enlarged) {
     if (enlarged.frames.size() < 2) {
         return "the image rests on the reference frame alone; it is that frame without its blur, not more";
     }
-    if (enlarged.precise->leaning >= kMostLeaning) {
-        return format("the frames do not fit one image: it rests on the reference frame by %.0f %%",
-                      100.0 * enlarged.precise->leaning);
-    }
     const std::optional<double> better = decibelsOverBicubic(*enlarged.precise);
-    if (better && *better < 0.0) {
+    if (!better)
+        return "no pixel could be withheld and predicted, so that nothing tells how good the image is";
+    if (*better <= 0.0) {
         return format(
             "bicubic enlargement of the reference frame predicts withheld pixels better, by %.1f dB",
             -*better);
+    }
+    if (!enlarged.precise->trusted) {
+        return format("the frames do not fit one image: it rests on the reference frame by %.0f %%",
+                      100.0 * enlarged.precise->leaning);
     }
     if (samePhase(enlarged.shifts)) {
         return "the frames lie whole pixels apart (a tripod?): they hold less noise together, but no more "
@@ -126,7 +126,7 @@ void PreciseRunner::sayDoubts(const Enlarged& enlarged) {
     if (!unsaid.empty()) {
         findings_.warn(
             Guard{"alignment", unsaid.size() == 1 ? std::optional<std::size_t>(unsaid.front()) : std::nullopt,
-                  format("frame%s %s: nothing in common with the reference frame, %zu, was found",
+                  format("frame%s %s: nothing new in common with the reference frame, %zu, was found",
                          unsaid.size() == 1 ? "" : "s", ranges(unsaid).c_str(), enlarged.reference),
                   "left out"});
     }

@@ -295,7 +295,7 @@ std::string frameTable(const Report& r) {
     }
     for (const auto& [number, name] : r.leftOut) {
         text += "<tr>" + cell(std::to_string(number), "n") + cell(htmlText(name), "wide") + "<td><td><td>" +
-                cell("left out: nothing in common with the reference") + "</tr>\n";
+                cell("left out: nothing new in common with the reference") + "</tr>\n";
     }
     return text +
            "</table></div><p>Shifts are in pixels of a frame, x to the right, y down: what the reference "

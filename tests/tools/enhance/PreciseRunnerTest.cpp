@@ -102,14 +102,15 @@ TEST_F(Precise, SaysWhatThereIsToDoubt) {
     cv::RNG(5).fill(other, cv::RNG::NORMAL, 20.0, 3.0);
     writeImage(path(frame(3)), other);
     const Outcome foreign = run("enhance b -o foreign.tif --report r.json --report r.html");
-    EXPECT_TRUE(says(foreign.err,
-                     "warning: frame 3: nothing in common with the reference frame, 1, was found; left out"))
+    EXPECT_TRUE(
+        says(foreign.err,
+             "warning: frame 3: nothing new in common with the reference frame, 1, was found; left out"))
         << foreign.err;
     EXPECT_TRUE(says(foreign.err, "\nframes 0 to 2, 4: ")) << foreign.err;
     const Json report = Json::parse(text(path("r.json")));
     EXPECT_EQ(report["image"]["left_out"], (Json{{{"number", 3}, {"name", "b/frame_003.tif"}}}));
     EXPECT_EQ(report["image"]["frames"].size(), 4u);
-    EXPECT_TRUE(says(text(path("r.html")), "left out: nothing in common with the reference"));
+    EXPECT_TRUE(says(text(path("r.html")), "left out: nothing new in common with the reference"));
 
     writeImage(path(frame(1)), cv::Mat_<float>(72, 96, 6000.0f));
     const Outcome refused = run("enhance b -o refused.tif");
