@@ -98,7 +98,7 @@ Frames Recording::latest() const {
     if (!stretch.empty()) return newestOf(stretch, most);
     if (stretches_ > 0) {
         findings_.warn(Guard{
-            "jump", {}, "no five frames in a row belong together", "the last five are taken all the same"});
+            "jump", {}, "no five frames in a row belong together", "the last ones are taken all the same"});
     }
     Frames all;
     for (const RecordedFrame& frame : frames_) all.push_back(&frame);

@@ -28,10 +28,10 @@ struct RecordingRules {
     bool guarded = true;      ///< skips repeated frames and looks for jumps
     bool levelsCount = true;  ///< a step of the level ends a stretch, as a step of the contrast does
     bool every = false;       ///< an image is wanted for each frame, not just one for the recording
-    std::size_t least = 5;    ///< frames that an image takes
-    std::size_t window = 5;   ///< frames that an image takes at most
-    std::size_t spare = 0;    ///< older frames kept to take the place of bad ones
-    bool wantsDetail = true;  ///< frames are compared by their detail
+    std::size_t least = StreamGuard::kInterruption;   ///< frames that an image takes
+    std::size_t window = StreamGuard::kInterruption;  ///< frames that an image takes at most
+    std::size_t spare = 0;                            ///< older frames kept to take the place of bad ones
+    bool wantsDetail = true;                          ///< frames are compared by their detail
 };
 
 /// The latest frames of a recording, divided into stretches of frames that belong together; see StreamGuard. What is

@@ -201,7 +201,7 @@ TEST_F(Program, DriftBeyondMeasureStillGivesAnImage) {
     }
     const Outcome outcome = run("enhance --pipeline float b -o o.tif");
     EXPECT_EQ(outcome.code, 0) << outcome.err;
-    EXPECT_TRUE(says(outcome.err, "no five frames in a row belong together; the last five are taken"))
+    EXPECT_TRUE(says(outcome.err, "no five frames in a row belong together; the last ones are taken"))
         << outcome.err;
     EXPECT_EQ(run("enhance --pipeline float b -o new/ --every").code, 4);
     EXPECT_EQ(run("enhance --pipeline float b -o new/ --every --no-guard").code, 0);
