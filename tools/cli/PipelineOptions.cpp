@@ -22,9 +22,7 @@ constexpr Limited kLimited[] = {
     {"--tv-weight", false, "chooses the weight of its prior by itself (--smoothness sets it)"},
     {"--iterations", false, "goes on until the image no longer changes"},
     {"--relative-residue", false, "goes on until the image no longer changes"},
-    {"--registration", false, "aligns frames by a fit of its own"},
     {"--registration-error", false, "weighs each pixel by how well it fits"},
-    {"--timing", false, "prints no report"},
 };
 
 }  // namespace

@@ -57,7 +57,7 @@ struct Offer {
     PipelineKind kind;
     const char* name;
     std::unique_ptr<Pipeline> (*make)(cv::Size, const PipelineParameters&);
-    Registration registration;  // the default, or the only one
+    std::optional<Registration> registration;  // the default, or the only one; none where it has no name
     bool choosesRegistration;
     int referenceIndex;  // the default, or the only one
     bool choosesReference;
@@ -67,8 +67,8 @@ struct Offer {
 };
 
 constexpr Offer kOffers[] = {
-    {PipelineKind::precise, "precise", nullptr, Registration::corners, false,
-     vision::defaults::kReferenceIndex, true, true, false, "aligns frames by a fit of its own"},
+    {PipelineKind::precise, "precise", nullptr, std::nullopt, false, vision::defaults::kReferenceIndex, true,
+     true, false, "aligns frames by a fit of its own"},
     {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true,
      vision::defaults::kReferenceIndex, true, true, true, ""},
     {PipelineKind::vector, "vector", makeVectorPipeline, Registration::corners, false,
@@ -116,7 +116,7 @@ std::string nameOf(PipelineKind kind) {
 void settlePipeline(PipelineParameters& p) {
     const Offer& offer = offerOf(p.kind);
     const bool precise = p.kind == PipelineKind::precise;
-    p.registration = p.registration.value_or(offer.registration);
+    if (!p.registration) p.registration = offer.registration;
     if (!offer.choosesRegistration && p.registration != offer.registration) {
         throw unknownTo(offer, "--registration", offer.alignment);
     }
@@ -172,8 +172,9 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
 }
 
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters) {
-    if (parameters.kind == PipelineKind::precise) throw UserError(ExitCode::kInternal, "no window of five");
-    return offerOf(parameters.kind).make(size, parameters);
+    const Offer& offer = offerOf(parameters.kind);
+    if (offer.make == nullptr) throw unknownTo(offer, "window", "does not work on five frames");
+    return offer.make(size, parameters);
 }
 
 }  // namespace oravo::tools
