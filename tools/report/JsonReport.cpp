@@ -45,13 +45,28 @@ Json spot(const Spots::Spot& where, const Report& report) {
     return {{"x", where.at.x},
             {"y", where.at.y},
             {"value", number(static_cast<double>(where.value))},
-            {"in_reference_frame", number(referenceValueAt(report, where.at))}};
+            {"in_reference_frame", number(referenceValueAt(report, where.at))},
+            {"bicubic", number(bicubicValueAt(report, where.at))},
+            {"seen_by_camera", number(seenValueAt(report, where.at))}};
 }
 
 Json spots(const Report& report) {
     const std::optional<Spots> found = Spots::of(report.image);
     if (!found) return nullptr;
     return {{"hottest", spot(found->hottest, report)}, {"coldest", spot(found->coldest, report)}};
+}
+
+/// By how much the image reads above the reference frame where the scene is flat.
+Json flatBias(const std::optional<FlatBias>& bias) {
+    if (!bias) return nullptr;
+    return {{"pixels", bias->pixels},
+            {"difference", number(bias->difference)},
+            {"standard_error", number(bias->error)},
+            {"worst_area",
+             {{"x", bias->worstAt.x},
+              {"y", bias->worstAt.y},
+              {"difference", number(bias->worst)},
+              {"standard_error", number(bias->worstError)}}}};
 }
 
 Json frame(const ReportedFrame& f) {
@@ -157,7 +172,8 @@ Json lastImage(const Report& report) {
             {"precise", precise(report)},
             {"coverage_shares", coverage(report)},
             {"noise_median", number(medianOf(report.noise))},
-            {"spots", spots(report)}};
+            {"spots", spots(report)},
+            {"flat_bias", flatBias(report.flatBias)}};
 }
 
 Json images(const std::vector<ReportedImage>& all) {

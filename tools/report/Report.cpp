@@ -6,6 +6,7 @@
 #include <limits>
 #include <set>
 
+#include "tools/measure/Metrics.h"
 #include "tools/values/Decode.h"
 
 namespace oravo::tools {
@@ -37,6 +38,15 @@ int phasesReached(const std::vector<ReportedFrame>& frames) {
 double referenceValueAt(const Report& report, cv::Point pixel) {
     const float value = report.reference(pixel.y / 2, pixel.x / 2);
     return isValue(value) ? static_cast<double>(value) : std::numeric_limits<double>::quiet_NaN();
+}
+
+double bicubicValueAt(const Report& report, cv::Point pixel) {
+    const cv::Mat_<float> enlarged = bicubic(repaired(report.reference), report.image.size());
+    return static_cast<double>(enlarged(pixel));
+}
+
+double seenValueAt(const Report& report, cv::Point pixel) {
+    return static_cast<double>(report.seen(pixel / 2));
 }
 
 double medianOf(const cv::Mat_<float>& image) {

@@ -12,6 +12,7 @@
 
 #include "tools/base/Guard.h"
 #include "tools/enhance/Enlarged.h"
+#include "tools/measure/Radiometry.h"
 #include "tools/pictures/ColourScale.h"
 #include "tools/values/PlausibleRange.h"
 #include "vision/superresolution/detail/pipeline/TimingReport.h"
@@ -65,7 +66,10 @@ struct Report {
     cv::Mat_<float> reference;  ///< the frame that it lies on
     cv::Mat_<uchar> coverage;   ///< frames per pixel of the image; empty where that is unknown
     cv::Mat_<float> noise;      ///< per pixel of the image: its own (precise pipeline) or that of the frames
-    ColourScale scale;          ///< of image and reference in pictures
+    cv::Mat_<float> seen;       ///< the image as its camera would show it again in the reference frame
+    std::optional<FlatBias>
+        flatBias;       ///< of the image against the reference frame, where there are flat areas
+    ColourScale scale;  ///< of image and reference in pictures
 
     std::optional<OutOfRange> outside;  ///< of the recording's values, where there are such
     std::vector<Guard> guards;          ///< what was said along the way
@@ -86,6 +90,13 @@ int phasesReached(const std::vector<ReportedFrame>& frames);
 /// What the reference frame shows where the image has a pixel, which may overshoot it beside a sharp edge; NaN where
 /// that pixel of the frame is defective.
 double referenceValueAt(const Report& report, cv::Point pixel);
+
+/// What a bicubic enlargement of the reference frame shows at a pixel of the image.
+double bicubicValueAt(const Report& report, cv::Point pixel);
+
+/// What the camera would show of the image at that pixel of the frame; NaN where that is unknown. Next to
+/// referenceValueAt() it tells whether a spot that the image shows hotter than any frame did agrees with the frame.
+double seenValueAt(const Report& report, cv::Point pixel);
 
 /// The median of the values that are none of NaN; NaN where there are none.
 double medianOf(const cv::Mat_<float>& image);
