@@ -22,9 +22,4 @@ WithoutValue markWithoutValue(cv::Mat_<float>& image) {
     return count;
 }
 
-std::optional<double> decibelsOverBicubic(const vision::SrPreciseResult& result) {
-    if (!(result.withheldError > 0.0) || !(result.bicubicError > 0.0)) return std::nullopt;
-    return result.gain;
-}
-
 }  // namespace oravo::tools

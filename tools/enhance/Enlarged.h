@@ -10,6 +10,7 @@
 
 #include "tools/enhance/Pipelines.h"
 #include "vision/superresolution/SrPrecise.h"
+#include "vision/superresolution/detail/choice/Doubts.h"
 #include "vision/superresolution/detail/pipeline/TimingReport.h"
 
 namespace oravo::tools {
@@ -53,8 +54,7 @@ struct Enlarged {
         leftOut;  ///< numbers of frames that the precise pipeline found nothing to use in
 };
 
-/// The gain over bicubic enlargement in decibels, where pixels could be withheld and predicted.
-std::optional<double> decibelsOverBicubic(const vision::SrPreciseResult& result);
+using vision::detail::decibelsOverBicubic;
 
 /// Why a window of frames gave no image, in words for its user.
 struct Refusal {

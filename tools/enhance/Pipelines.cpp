@@ -2,85 +2,19 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iterator>
 
 #include "support/Exception.h"
 #include "tools/base/MemoryCheck.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
-#include "tools/enhance/ReferencePipeline.h"
-#include "tools/enhance/VectorPipeline.h"
-#include "vision/superresolution/SrFloat.h"
-#include "vision/superresolution/SrFloatRegistration1.h"
-#include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SrPrecise.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 
 namespace oravo::tools {
 namespace {
 
-template <class Registration>
-class FloatPipeline final : public Pipeline {
-  public:
-    FloatPipeline(cv::Size size, const PipelineParameters& p)
-        : pipeline_(size.width, size.height, kWindowSize, static_cast<float>(kFactor)) {
-        pipeline_.setReferenceIndex(p.referenceIndex.value());
-        applySharedParameters(pipeline_, p);
-        pipeline_.setDataIsNUC(p.rawCounts);
-    }
-
-    int addFrame(const cv::Mat_<float>& frame) override { return pipeline_.addFrame(frame); }
-    float computeSR(cv::Mat_<float>& out) override { return pipeline_.computeSR(out); }
-    std::vector<cv::Point2f> completeShifts() const override {
-        std::vector<cv::Point2f> shifts;
-        pipeline_.getCompleteShifts(shifts);
-        return shifts;
-    }
-    std::vector<cv::Mat_<uchar>> masks() const override { return masksOf(pipeline_); }
-    vision::detail::StageTimes stageTimes() const override {
-        return vision::detail::RunAccess::stageTimes(pipeline_);
-    }
-
-  private:
-    vision::SrFloat<Registration> pipeline_;
-};
-
-std::unique_ptr<Pipeline> makeFloat(cv::Size size, const PipelineParameters& parameters) {
-    if (parameters.registration == Registration::phase) {
-        return std::make_unique<FloatPipeline<vision::SrFloatRegistration1>>(size, parameters);
-    }
-    return std::make_unique<FloatPipeline<vision::SrFloatRegistration2>>(size, parameters);
-}
-
-/// What the pipelines differ in; one row for each on offer.
-struct Offer {
-    PipelineKind kind;
-    const char* name;
-    std::unique_ptr<Pipeline> (*make)(cv::Size, const PipelineParameters&);
-    std::optional<Registration> registration;  // the default, or the only one; none where it has no name
-    bool choosesRegistration;
-    int referenceIndex;  // the default, or the only one
-    bool choosesReference;
-    bool knowsRawCounts;
-    bool printsReport;
-    const char* alignment;  // why there is no other registration
-};
-
-constexpr Offer kOffers[] = {
-    {PipelineKind::precise, "precise", nullptr, std::nullopt, false, vision::defaults::kReferenceIndex, true,
-     true, false, "aligns frames by a fit of its own"},
-    {PipelineKind::floatingPoint, "float", makeFloat, Registration::corners, true,
-     vision::defaults::kReferenceIndex, true, true, true, ""},
-    {PipelineKind::vector, "vector", makeVectorPipeline, Registration::corners, false,
-     vision::defaults::kReferenceIndex, true, false, false, "aligns frames by corners only"},
-    {PipelineKind::reference, "reference", makeReferencePipeline, Registration::phase, false, 0, false, true,
-     true, "aligns frames by phase correlation only"},
-};
-
-const Offer& offerOf(PipelineKind kind) {
-    return *std::find_if(std::begin(kOffers), std::end(kOffers),
-                         [kind](const Offer& offer) { return offer.kind == kind; });
-}
+using vision::detail::PipelineTraits;
+using vision::detail::traitsOf;
 
 /// What the precise pipeline takes at its peak, which it allocates as it goes.
 std::uint64_t memoryOfPrecise(cv::Size size, int frames) {
@@ -90,7 +24,7 @@ std::uint64_t memoryOfPrecise(cv::Size size, int frames) {
            static_cast<std::uint64_t>(size.width) * static_cast<std::uint64_t>(size.height);
 }
 
-UserError unknownTo(const Offer& offer, const char* option, const char* reason) {
+UserError unknownTo(const PipelineTraits& offer, const char* option, const char* reason) {
     return {ExitCode::kUsage, std::string(option) + ": the " + offer.name + " pipeline " + reason};
 }
 
@@ -98,23 +32,23 @@ UserError unknownTo(const Offer& offer, const char* option, const char* reason) 
 
 std::vector<std::string> pipelineNames() {
     std::vector<std::string> names;
-    for (const Offer& offer : kOffers) names.emplace_back(offer.name);
+    for (const PipelineTraits& offer : vision::detail::kPipelines) names.emplace_back(offer.name);
     return names;
 }
 
 std::optional<PipelineKind> pipelineNamed(const std::string& name) {
-    for (const Offer& offer : kOffers) {
+    for (const PipelineTraits& offer : vision::detail::kPipelines) {
         if (name == offer.name) return offer.kind;
     }
     return std::nullopt;
 }
 
 std::string nameOf(PipelineKind kind) {
-    return offerOf(kind).name;
+    return traitsOf(kind).name;
 }
 
 void settlePipeline(PipelineParameters& p) {
-    const Offer& offer = offerOf(p.kind);
+    const PipelineTraits& offer = traitsOf(p.kind);
     const bool precise = p.kind == PipelineKind::precise;
     if (!p.registration) p.registration = offer.registration;
     if (!offer.choosesRegistration && p.registration != offer.registration) {
@@ -140,9 +74,6 @@ void settlePipeline(PipelineParameters& p) {
 void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::string& name) {
     const bool phase = p.registration == Registration::phase;
     const std::string frames = format("%s: frames of %d x %d pixels ", name.c_str(), size.width, size.height);
-    // Corners lie off the border. Frames may move by less than half their height without its fraction, in one row by
-    // less than nothing.
-    const int least = phase ? 2 : 3;
     if (p.kind == PipelineKind::precise) {
         constexpr int kLeast = vision::SrPrecise::kMinSide;
         if (size.width < kLeast || size.height < kLeast) {
@@ -152,6 +83,7 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
         requireMemory(memoryOfPrecise(size, p.frames), frames.substr(0, frames.size() - 1));
         return;
     }
+    const int least = vision::detail::leastSide(p.registration.value());
     if (size.width < least || size.height < least) {
         throw inputError(frames + format("are too small; aligning them by %s takes at least %d x %d",
                                          phase ? "phase correlation" : "corners", least, least));
@@ -171,10 +103,21 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
     }
 }
 
-std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters) {
-    const Offer& offer = offerOf(parameters.kind);
-    if (offer.make == nullptr) throw unknownTo(offer, "window", "does not work on five frames");
-    return offer.make(size, parameters);
+std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& p) {
+    if (p.kind == PipelineKind::precise)
+        throw unknownTo(traitsOf(p.kind), "window", "does not work on five frames");
+    vision::detail::WindowParameters chosen;
+    chosen.kind = p.kind;
+    chosen.registration = p.registration.value();
+    chosen.referenceIndex = p.referenceIndex.value();
+    chosen.psfSigma = p.psfSigma;
+    chosen.tvWeight = p.tvWeight;
+    chosen.iterations = p.iterations;
+    chosen.relativeResidue = p.relativeResidue;
+    chosen.registrationError = p.registrationError;
+    chosen.rawCounts = p.rawCounts;
+    chosen.report = p.timing;
+    return vision::detail::makeWindowPipeline(size, chosen);
 }
 
 }  // namespace oravo::tools

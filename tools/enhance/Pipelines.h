@@ -8,23 +8,13 @@
 #include <vector>
 
 #include "vision/superresolution/Defaults.h"
-#include "vision/superresolution/detail/pipeline/RunAccess.h"
+#include "vision/superresolution/detail/choice/WindowPipeline.h"
 
 namespace oravo::tools {
 
-/// The library's ways from frames to an image.
-enum class PipelineKind {
-    precise,        ///< SrPrecise
-    floatingPoint,  ///< SrFloat
-    vector,         ///< SrFloatNeon
-    reference       ///< SuperResolution
-};
-
-/// How the frames of a burst are aligned.
-enum class Registration {
-    corners,  ///< tracked corners
-    phase     ///< phase correlation; even widths only
-};
+using vision::detail::PipelineKind;
+using vision::detail::Registration;
+using Pipeline = vision::detail::WindowPipeline;
 
 struct PipelineParameters {
     PipelineKind kind = PipelineKind::precise;
@@ -54,48 +44,9 @@ void settlePipeline(PipelineParameters& parameters);
 /// align or enlarge.
 void requireUsableSize(cv::Size size, const PipelineParameters& parameters, const std::string& name);
 
-/// What the program needs of the library's pipelines of five frames, whatever their class; see SrFloat.
-class Pipeline {
-  public:
-    static constexpr int kWindowSize = vision::defaults::kWindowSize;
-    static constexpr int kFactor = static_cast<int>(vision::defaults::kFactor);
-
-    Pipeline() = default;
-    Pipeline(const Pipeline&) = delete;
-    Pipeline& operator=(const Pipeline&) = delete;
-    virtual ~Pipeline() = default;
-
-    virtual int addFrame(const cv::Mat_<float>& frame) = 0;
-    virtual float computeSR(cv::Mat_<float>& out) = 0;
-    virtual std::vector<cv::Point2f> completeShifts() const = 0;
-    /// Of the last run, oldest first: 1 where a frame agrees with the reference; empty where masks are unavailable.
-    virtual std::vector<cv::Mat_<uchar>> masks() const { return {}; }
-    /// Of the last run; empty for a pipeline that does not report them.
-    virtual vision::detail::StageTimes stageTimes() const { return {}; }
-};
-
 /// A pipeline of five frames. Throws what the library throws for parameters that it refuses. The parameters have to be
 /// settled.
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& parameters);
-
-/// The masks of a pipeline's last run.
-template <class Library>
-std::vector<cv::Mat_<uchar>> masksOf(const Library& pipeline) {
-    std::vector<cv::Mat_<uchar>> masks;
-    pipeline.getMasks(masks);
-    return masks;
-}
-
-/// The parameters that all pipelines share, and whether their runs print a report.
-template <class Library>
-void applySharedParameters(Library& pipeline, const PipelineParameters& p) {
-    vision::detail::RunAccess::setReports(pipeline, p.timing);
-    pipeline.setPsfSigma(p.psfSigma);
-    pipeline.setWeightTV(p.tvWeight);
-    pipeline.setMaxCGIters(p.iterations);
-    pipeline.setRelativeResidue(p.relativeResidue);
-    pipeline.setRegError(p.registrationError);
-}
 
 }  // namespace oravo::tools
 

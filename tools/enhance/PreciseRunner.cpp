@@ -1,12 +1,10 @@
 #include "tools/enhance/PreciseRunner.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "support/StopWatch.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
-#include "tools/enhance/StreamGuard.h"
 #include "tools/values/PlausibleRange.h"
 
 namespace oravo::tools {
@@ -33,30 +31,6 @@ vision::SrPrecise acceptedEngine(cv::Size size, const EnhanceParameters& p,
         if (currentExceptionIsLackOfMemory()) throw;
         throw UserError(ExitCode::kUsage, currentExceptionText());
     }
-}
-
-/// What speaks against taking the image for better than an enlargement of its reference frame; empty where nothing does.
-std::string doubtAbout(const Enlarged& enlarged) {
-    if (enlarged.frames.size() < 2) {
-        return "the image rests on the reference frame alone; it is that frame without its blur, not more";
-    }
-    const std::optional<double> better = decibelsOverBicubic(*enlarged.precise);
-    if (!better)
-        return "no pixel could be withheld and predicted, so that nothing tells how good the image is";
-    if (*better <= 0.0) {
-        return format(
-            "bicubic enlargement of the reference frame predicts withheld pixels better, by %.1f dB",
-            -*better);
-    }
-    if (!enlarged.precise->trusted) {
-        return format("the frames do not fit one image: it rests on the reference frame by %.0f %%",
-                      100.0 * enlarged.precise->leaning);
-    }
-    if (samePhase(enlarged.shifts)) {
-        return "the frames lie whole pixels apart (a tripod?): they hold less noise together, but no more "
-               "detail than one of them";
-    }
-    return "";
 }
 
 /// Keeps what the engine found out about frames that take part, and the numbers of the others.
@@ -113,7 +87,7 @@ std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal)
     enlarged.parameters = parameters_;
     enlarged.parameters.referenceIndex = static_cast<int>(back);
     enlarged.precise = std::move(result);
-    enlarged.warning = doubtAbout(enlarged);
+    enlarged.warning = vision::detail::doubtAbout(*enlarged.precise);
     sayDoubts(enlarged);
     return enlarged;
 }

@@ -17,8 +17,6 @@ constexpr double kLevelJump = 0.04;
 constexpr double kContrastJump = 2.0;
 /// Decibels. Sharp and blurred frames: above -13; pictures enlarged by interpolation: below -19.
 constexpr double kNoFineDetail = -17.0;
-/// Pixels, about the error of the shifts.
-constexpr float kPhaseSpread = 0.1f;
 /// Noise per contrast. Up to here the default weight is within 2 dB of the best; from 0.14 on it can come out
 /// worse than bicubic enlargement. Recorded bursts: up to 0.096.
 constexpr double kNoisy = 0.11;
@@ -76,16 +74,6 @@ std::string enlargedBefore(const cv::Mat_<float>& frame) {
     if (detail > kNoFineDetail) return {};
     return format("hold no detail finer than two pixels (%.0f dB); enlarged before, or out of focus?",
                   detail);
-}
-
-bool samePhase(const std::vector<cv::Point2f>& shifts) {
-    const auto near = [](float a, float b) {
-        const float apart = a - b;
-        return std::abs(apart - std::round(apart)) < kPhaseSpread;
-    };
-    return std::all_of(shifts.begin(), shifts.end(), [&](cv::Point2f d) {
-        return near(d.x, shifts.front().x) && near(d.y, shifts.front().y);
-    });
 }
 
 float weightForNoise(double share, float weight) {

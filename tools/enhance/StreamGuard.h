@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "vision/superresolution/detail/choice/Doubts.h"
+
 namespace oravo::tools {
 
 /// Looks at each frame of a recording as it arrives, before any alignment, for what a camera does to a stream:
@@ -61,9 +63,7 @@ class StreamGuard {
 /// against it.
 std::string enlargedBefore(const cv::Mat_<float>& frame);
 
-/// Whether the frames lie so near to whole pixels from each other, in x and y, that they sample the same
-/// places of the scene.
-bool samePhase(const std::vector<cv::Point2f>& shifts);
+using vision::detail::samePhase;
 
 /// The TV weight for frames whose noise is this share of their contrast: the given one as long as noise is
 /// low, else one at which noise is smoothed and detail is not.

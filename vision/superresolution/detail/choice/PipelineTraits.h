@@ -1,0 +1,45 @@
+#ifndef ORAVO_VISION_DETAIL_CHOICE_PIPELINETRAITS_H
+#define ORAVO_VISION_DETAIL_CHOICE_PIPELINETRAITS_H
+
+#include <optional>
+
+namespace oravo::vision::detail {
+
+/// The library's ways from frames to an image.
+enum class PipelineKind {
+    precise,        ///< SrPrecise
+    floatingPoint,  ///< SrFloat
+    vector,         ///< SrFloatNeon
+    reference       ///< SuperResolution
+};
+
+/// How the frames of a burst are aligned.
+enum class Registration {
+    corners,  ///< tracked corners
+    phase     ///< phase correlation; even widths only
+};
+
+/// What the pipelines differ in.
+struct PipelineTraits {
+    PipelineKind kind;
+    const char* name;
+    std::optional<Registration> registration;  ///< the default, or the only one; none where it has no name
+    bool choosesRegistration;
+    int referenceIndex;  ///< the default, or the only one
+    bool choosesReference;
+    bool knowsRawCounts;
+    bool printsReport;
+    const char* alignment;  ///< why there is no other registration
+};
+
+/// One row for each pipeline, in the order of PipelineKind.
+extern const PipelineTraits kPipelines[4];
+
+const PipelineTraits& traitsOf(PipelineKind kind);
+
+/// The least width and height of frames that a registration can align.
+int leastSide(Registration registration);
+
+}  // namespace oravo::vision::detail
+
+#endif
