@@ -5,7 +5,7 @@
 Every figure on the page is measured in the same run.
 """
 
-import re
+import json
 import subprocess
 import sys
 import tempfile
@@ -42,7 +42,7 @@ class Gallery:
         run = subprocess.run([self.program, *map(str, arguments)], capture_output=True, text=True, check=False)
         if run.returncode != 0:
             raise SystemExit(f"{' '.join(map(str, run.args))}\n{run.stderr}")
-        return run.stdout + run.stderr
+        return run.stdout
 
     def burst(self, name, **options):
         folder = self.scratch / name
@@ -51,16 +51,16 @@ class Gallery:
         return folder
 
     def enhance(self, burst, **options):
-        """The enlarged image of a burst, its figures against the truth, and what the program said."""
+        """The enlarged image of a burst and its figures against the truth."""
         out = self.scratch / "enlarged.tif"
         arguments = [f"--{key.replace('_', '-')}={value}" for key, value in options.items()]
-        said = self.run("enhance", burst, "-o", out, "--no-guard", "--pipeline", "float", *arguments)
-        return read(out), self.figures(out, burst, "result"), said
+        self.run("enhance", burst, "-o", out, "--no-guard", "--pipeline", "float", *arguments)
+        return read(out), self.figures(out, burst, "result")
 
     def figures(self, image, burst, row):
-        measured = self.run("evaluate", image, burst / "truth.tif", "--reference", burst / "frame_001.tif")
-        psnr = re.search(rf"{row}\s+PSNR\s+(\S+) dB", measured).group(1)
-        return f"{float(psnr):.1f} dB"
+        measured = self.run("evaluate", image, burst / "truth.tif", "--reference", burst / "frame_001.tif", "--json")
+        psnr = next(image["psnr"] for image in json.loads(measured)["images"] if image["name"] == row)
+        return f"{psnr:.1f} dB"
 
     def bicubic(self, burst):
         enlarged = Image.fromarray(read(burst / "frame_001.tif")).resize((2 * WIDTH, 2 * HEIGHT), Image.BICUBIC)
@@ -97,7 +97,7 @@ class Gallery:
         """One enlarged image per value of an option, between bicubic enlargement and truth."""
         panels = [("bicubic", *reversed(self.bicubic(burst)))]
         for value in values:
-            image, figure, _ = self.enhance(burst, **{option: value}, **(fixed or {}))
+            image, figure = self.enhance(burst, **{option: value}, **(fixed or {}))
             panels.append((f"{value}", figure, image))
         panels.append(("truth", "", read(burst / "truth.tif")))
         self.strip(name, title, text, panels, **drawing)
@@ -182,7 +182,7 @@ def main(program, docs):
         gallery.series("tv-weight", "TV weight", "Frames with 1 K of noise. The larger `--tv-weight`, the more the "
                        "data count against smoothness.", noisy, "tv_weight", [400, 100, 30, 10])
         gallery.series("psf-sigma", "Point-spread function", "Frames blurred with 0.683 high pixels; the solver is "
-                       "told `--psf-sigma`. Too little leaves the image soft, too much rings.", plain, "psf_sigma",
+                       "given `--psf-sigma`. Too little leaves the image soft, too much rings.", plain, "psf_sigma",
                        [0.35, 0.55, 0.683, 0.85, 1.1])
         gallery.series("iterations", "Iterations", "`--iterations`, with `--relative-residue 2e-6` so that nothing "
                        "else stops the solver.", plain, "iterations", [1, 2, 4, 8, 16], {"relative_residue": 2e-6})
@@ -201,17 +201,17 @@ def main(program, docs):
         whole = gallery.burst("whole", shifts="1,0;0,0;-1,2;0,-1;2,1")
         gallery.strip("displacement", "Displacement", "Five frames without displacement, displaced by whole pixels, "
                       "and by fractions of a pixel. Only fractions bring detail.",
-                      [(label, *reversed(gallery.enhance(burst)[:2])) for label, burst in
+                      [(label, *reversed(gallery.enhance(burst))) for label, burst in
                        (("none", still), ("whole pixels", whole), ("fractions", plain))])
         gallery.strip("rotation", "Rotation", "Frames that turn from one to the next by so many degrees. The model "
                       "knows displacements only.",
-                      [(f"{degrees}", *reversed(gallery.enhance(rotated(gallery, degrees))[:2]))
+                      [(f"{degrees}", *reversed(gallery.enhance(rotated(gallery, degrees))))
                        for degrees in (0, 0.25, 1, 3)])
         gallery.page += ["## Drift", "", "The first burst, with so many degrees more from each frame to the next.", ""]
         gallery.page += gallery.table([(f"{step} K", gallery.enhance(drifting(gallery, plain, step))[1])
                                        for step in (0, 0.05, 0.2, 0.5, 1, 2)])
         defective = gallery.burst("defective", defects=300)
-        repaired, figure, _ = gallery.enhance(defective)
+        repaired, figure = gallery.enhance(defective)
         frame = read(defective / "frame_001.tif").repeat(2, 0).repeat(2, 1)
         gallery.strip("defects", "Defective pixels", "300 of 19200 pixels carry a status code instead of a value, at "
                       "the same places in every frame.",

@@ -2,10 +2,12 @@
 
     readme.py prepare README STEPS    writes the README's files, and its commands as one script
     readme.py raw                     writes the recording that one of the commands reads (called by that script)
-    readme.py verify README LOG       holds what the commands made and printed against each other and the README
+    readme.py verify README PROGRAM   holds what the commands made against each other and the README
 """
 
+import json
 import re
+import subprocess
 import sys
 from pathlib import Path
 
@@ -40,7 +42,7 @@ def prepare(readme, steps):
     steps.write_text("".join(commands))
 
 
-def verify(readme, log):
+def verify(readme, program):
     enlarged = np.array(Image.open("enlarged.tif"))
     fast = np.array(Image.open("fast.tif"))  # sessions in C and the class in C++ are the float pipeline
     made = {"from_python.tif": (np.array(Image.open("from_python.tif")), enlarged),
@@ -56,8 +58,9 @@ def verify(readme, log):
         if not Path(made_there).exists():
             raise SystemExit(f"{made_there} was not made")
 
-    measured = re.findall(r"^(result|bicubic)\s+PSNR\s+\S+ dB\s+RMSE\s+(\S+)", log.read_text(), re.M)
-    rmse = {row: float(found) for row, found in measured}
+    measured = subprocess.run([program, "evaluate", "enlarged.tif", "burst/truth.tif", "--json", "--reference",
+                               "burst/frame_001.tif"], capture_output=True, check=True)
+    rmse = {image["name"]: image["rmse"] for image in json.loads(measured.stdout)["images"]}
     if not rmse["result"] < 0.7 * rmse["bicubic"]:
         raise SystemExit(f"the image is hardly better than bicubic enlargement: {rmse}")
 

@@ -21,7 +21,7 @@ cd "$scratch/tree"
 export HOME=$scratch/home PATH=/usr/bin:$PATH CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
 echo "== running README.md"
 bash -euo pipefail "$scratch/steps.sh" >"$scratch/log" 2>&1 || { tail -n 30 "$scratch/log"; exit 1; }
-/usr/bin/python3 "$root/scripts/checks/readme.py" verify README.md "$scratch/log"
+/usr/bin/python3 "$root/scripts/checks/readme.py" verify README.md "$HOME/oravo/bin/oravo-superres"
 echo "== measuring the gallery"
 /usr/bin/python3 "$root/scripts/gallery.py" "$HOME/oravo/bin/oravo-superres" "$scratch/docs"
 diff "$scratch/docs/gallery.md" docs/gallery.md

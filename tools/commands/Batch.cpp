@@ -41,9 +41,9 @@ std::string nameOf(const std::string& input) {
 std::vector<std::pair<const char*, std::string*>> otherOutputs(EnhanceCommand& command) {
     ResultOptions& r = command.results;
     std::vector<std::pair<const char*, std::string*>> all{{"--shifts", &command.shiftsFile},
-                                                          {"--preview", &r.preview},
-                                                          {"--coverage", &r.coverage},
-                                                          {"--noise-map", &r.noiseMap}};
+                                                          {"--preview", &r.preview}};
+    for (std::string& coverage : r.coverages) all.emplace_back("--coverage", &coverage);
+    for (std::string& noiseMap : r.noiseMaps) all.emplace_back("--noise-map", &noiseMap);
     for (std::string& report : r.reports) all.emplace_back("--report", &report);
     all.erase(std::remove_if(all.begin(), all.end(), [](const auto& o) { return o.second->empty(); }),
               all.end());

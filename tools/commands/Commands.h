@@ -18,12 +18,12 @@ namespace oravo::tools {
 // What the program does, command by command. Each throws UserError; results go to files and, for figures, to
 // standard output, everything else to standard error.
 
-/// What is written beside the (last) enlarged image; empty names are not.
+/// What is written beside the (last) enlarged image.
 struct ResultOptions {
-    std::string preview;               ///< FILE.png
-    std::string coverage;              ///< FILE.tif for numbers, FILE.png for a picture
-    std::string noiseMap;              ///< likewise
-    std::vector<std::string> reports;  ///< FILE.json or FILE.html
+    std::string preview;                 ///< FILE.png, or a folder for a picture of every image; empty: none
+    std::vector<std::string> coverages;  ///< FILE.tif for numbers, FILE.png for a picture
+    std::vector<std::string> noiseMaps;  ///< likewise
+    std::vector<std::string> reports;    ///< FILE.json or FILE.html
     std::string palette = kDefaultPalette;
     std::optional<std::pair<double, double>> range;  ///< of the palette; none: that of the image
 };

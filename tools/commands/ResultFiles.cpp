@@ -12,16 +12,17 @@
 #include "tools/commands/ReportFacts.h"
 #include "tools/measure/Agreement.h"
 #include "tools/measure/Metrics.h"
-#include "tools/output/ImageWriter.h"
 #include "tools/pictures/Preview.h"
 
 namespace oravo::tools {
 namespace {
 
-constexpr double kLeastShare = 0.5;  // of valid pixels, below which the library warns
+constexpr double kLeastShare = 0.5;          // of valid pixels, below which the library warns
+constexpr char kPreviewName[] = "preview_";  // in a folder of them
 
-bool isPicture(const std::string& path) {
-    return lowerExtension(path) == ".png";
+/// The picture where the file is to be one, else the numbers.
+cv::Mat chosen(const std::string& file, const cv::Mat& picture, const cv::Mat& numbers) {
+    return lowerExtension(file) == ".png" ? picture : numbers;
 }
 
 cv::Mat pictureOf(const cv::Mat_<float>& noise, const std::string& unit, const char* caption) {
@@ -63,23 +64,43 @@ ResultFiles::ResultFiles(const EnhanceCommand& command, const InputFiles& inputs
       unit_(unitOf(command)) {
     std::set<std::filesystem::path> taken{settledPath(command.output), settledPath(command.shiftsFile)};
     const auto check = [&](const std::string& path, const std::vector<std::string>& extensions) {
-        if (!wants(path)) return;
         checkTarget(path, extensions);
         if (!taken.insert(settledPath(path)).second) throw outputError(path + ": is named for two outputs");
         if (inputs.contain(path)) throw outputError(path + ": is one of the inputs");
     };
-    if (wants(options_.coverage) && command.parameters.kind == PipelineKind::vector) {
+    if (!options_.coverages.empty() && command.parameters.kind == PipelineKind::vector) {
         throw UserError(ExitCode::kUsage,
-                        "--coverage: the vector pipeline does not tell which pixels of a frame agree");
+                        "--coverage: the vector pipeline does not report which pixels of a frame agree");
     }
-    check(options_.preview, {".png"});
-    check(options_.coverage, {".tif", ".tiff", ".png"});
-    check(options_.noiseMap, {".tif", ".tiff", ".png"});
+    if (command.every && namesFolder(options_.preview)) {
+        checkPreviewFolder(inputs);
+    } else if (!options_.preview.empty()) {
+        check(options_.preview, {".png"});
+    }
+    for (const std::string& path : options_.coverages) check(path, {".tif", ".tiff", ".png"});
+    for (const std::string& path : options_.noiseMaps) check(path, {".tif", ".tiff", ".png"});
     for (const std::string& path : options_.reports) check(path, {".json", ".html", ".htm"});
+}
+
+/// Pictures of two recordings would mix in one folder, and be read as frames in another.
+void ResultFiles::checkPreviewFolder(const InputFiles& inputs) {
+    if (inputs.lieIn(options_.preview)) {
+        throw outputError(options_.preview + ": is a folder of input frames");
+    }
+    previews_ = std::make_unique<TargetFolder>(options_.preview);
+    for (const auto& entry : std::filesystem::directory_iterator(options_.preview)) {
+        if (entry.path().filename().string().rfind(kPreviewName, 0) != 0) continue;
+        throw outputError(options_.preview + ": already holds " + entry.path().filename().string() +
+                          "; previews of two runs would mix there. Name another folder, or empty this one");
+    }
 }
 
 void ResultFiles::take(const Enlarged& enlarged) {
     last_ = enlarged;
+    if (previews_) {
+        const std::string name = format("%s%06zu.png", kPreviewName, enlarged.newest);
+        writeImage((std::filesystem::path(options_.preview) / name).string(), previewOf(enlarged.image));
+    }
     images_.push_back({enlarged.newest, static_cast<double>(enlarged.gain),
                        enlarged.precise ? decibelsOverBicubic(*enlarged.precise) : std::nullopt,
                        enlarged.warning, enlarged.withoutValue, enlarged.seconds});
@@ -91,28 +112,33 @@ ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {
     return ColourScale::within(options_.range->first, options_.range->second, image, palette);
 }
 
-void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
-    if (wants(options_.preview)) {
-        writeImage(files, options_.preview, Preview{scaleOf(last_.image), unit_, "", true}.draw(last_.image));
-    }
-    if (wants(options_.coverage)) {
-        const int frames = static_cast<int>(last_.frames.size());
-        writeImage(files, options_.coverage,
-                   isPicture(options_.coverage) ? drawCoverage(coverage(), frames) : cv::Mat(coverage()));
-    }
-    if (!wants(options_.noiseMap) && options_.reports.empty()) return;
+cv::Mat ResultFiles::previewOf(const cv::Mat_<float>& image) const {
+    return Preview{scaleOf(image), unit_, "", true}.draw(image);
+}
 
-    const cv::Mat_<float> noise = deviationOf(last_);
-    if (wants(options_.noiseMap)) {
-        const char* caption = last_.precise ? "Standard deviation of the image at each pixel"
-                                            : "Noise of the frames at each pixel (standard deviation)";
-        writeImage(files, options_.noiseMap,
-                   isPicture(options_.noiseMap) ? pictureOf(noise, unit_, caption) : cv::Mat(noise));
+void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
+    if (!options_.preview.empty() && !previews_) {
+        writeImage(files, options_.preview, previewOf(last_.image));
     }
+    const bool wantsDeviation = !options_.noiseMaps.empty() || !options_.reports.empty();
+    const cv::Mat_<float> deviation = wantsDeviation ? deviationOf(last_) : cv::Mat_<float>();
+    writeMaps(files, deviation);
     if (options_.reports.empty()) return;
-    const Report all = report(noise, outside);
+    const Report all = report(deviation, outside);
     for (const std::string& path : options_.reports) {
         writeText(files, path, lowerExtension(path) == ".json" ? jsonReport(all) : htmlReport(all));
+    }
+}
+
+void ResultFiles::writeMaps(PendingFiles& files, const cv::Mat_<float>& deviation) const {
+    const int frames = static_cast<int>(last_.frames.size());
+    for (const std::string& file : options_.coverages) {
+        writeImage(files, file, chosen(file, drawCoverage(coverage(), frames), coverage()));
+    }
+    const char* caption = last_.precise ? "Standard deviation of the image at each pixel"
+                                        : "Noise of the frames at each pixel (standard deviation)";
+    for (const std::string& file : options_.noiseMaps) {
+        writeImage(files, file, chosen(file, pictureOf(deviation, unit_, caption), deviation));
     }
 }
 

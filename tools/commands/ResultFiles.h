@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_COMMANDS_RESULTFILES_H
 #define ORAVO_TOOLS_COMMANDS_RESULTFILES_H
 
+#include <memory>
 #include <opencv2/core.hpp>
 #include <string>
 #include <utility>
@@ -10,7 +11,7 @@
 #include "tools/base/Guard.h"
 #include "tools/commands/Commands.h"
 #include "tools/input/InputFiles.h"
-#include "tools/output/PendingFile.h"
+#include "tools/output/ImageWriter.h"
 #include "tools/report/Report.h"
 #include "tools/values/PlausibleRange.h"
 
@@ -27,13 +28,15 @@ class ResultFiles {
     /// @param command  has to outlive this object, and so have the reader of the inputs and the findings
     ResultFiles(const EnhanceCommand& command, const InputFiles& inputs, const Findings& findings);
 
-    /// Each enlarged image.
+    /// Each enlarged image. Writes its preview where a folder is to hold those of all.
     void take(const Enlarged& enlarged);
     /// @param outside  what of the recording lies outside the plausible range
     void write(PendingFiles& files, const OutOfRange& outside) const;
 
   private:
-    bool wants(const std::string& file) const { return !file.empty(); }
+    void checkPreviewFolder(const InputFiles& inputs);
+    void writeMaps(PendingFiles& files, const cv::Mat_<float>& deviation) const;
+    cv::Mat previewOf(const cv::Mat_<float>& image) const;
     ColourScale scaleOf(const cv::Mat_<float>& image) const;
     std::vector<ReportedFrame> frames() const;
     cv::Mat_<uchar> coverage() const;
@@ -44,6 +47,7 @@ class ResultFiles {
     const FrameReader& reader_;
     const Findings& findings_;
     std::string unit_;
+    std::unique_ptr<TargetFolder> previews_;  // of all images
     Enlarged last_;
     std::vector<ReportedImage> images_;
     StopWatch watch_;

@@ -21,13 +21,13 @@ const cv::Scalar kBlack(0, 0, 0);
 
 /// Where things go in a picture of an image of some size.
 struct Layout {
-    explicit Layout(cv::Size image)
+    explicit Layout(cv::Size image, int leastLines = kLeastLines)
         : zoom(std::max(1, static_cast<int>(std::lround(kUsualSide / std::max(image.width, image.height))))),
           view(image * zoom),
           lettering{std::clamp(0.5 * std::max(view.width, view.height) / kUsualSide, 0.5, 1.6), kInk, false},
           line(static_cast<int>(std::lround(44.0 * lettering.size))),
           gap(line / 2),
-          height(std::max(view.height, kLeastLines * line)) {}
+          height(std::max(view.height, leastLines * line)) {}
 
     cv::Rect viewPlace() const { return {{gap, gap}, view}; }
     /// Beside the image; the unit stands in the line above it.
@@ -175,7 +175,7 @@ cv::Mat Preview::draw(const cv::Mat_<float>& image) const {
 }
 
 cv::Vec3b coverageColour(int count, int frames) {
-    // Told apart without red and green: dark red, orange, pale yellow, light blue, dark blue.
+    // Distinct without red and green: dark red, orange, pale yellow, light blue, dark blue.
     static const std::vector<cv::Vec3b> kColours{{38, 0, 165},    {39, 87, 226},   {97, 174, 253},
                                                  {191, 255, 255}, {209, 191, 116}, {149, 54, 49}};
     const double place =
@@ -191,26 +191,32 @@ cv::Mat_<cv::Vec3b> coverageColours(const cv::Mat_<uchar>& coverage, int frames)
 }
 
 cv::Mat drawCoverage(const cv::Mat_<uchar>& coverage, int frames) {
-    const Layout layout(coverage.size());
+    constexpr int kMostRows = 12;                           // of the legend, beside none
+    const int step = (frames + kMostRows - 1) / kMostRows;  // counts of a row
+    const int rows = frames == 0 ? 0 : (frames + step - 1) / step;
+    const Layout layout(coverage.size(), std::max(kLeastLines, 2 + (rows + 1) * 5 / 4));
     const Lettering& lettering = layout.lettering;
-    const std::string widest = format("%d  100.0 %%", frames);
+    const std::string widest = step > 1 ? "00-00  100.0 %" : format("%d  100.0 %%", frames);
     cv::Mat picture = layout.blank(textSize(widest, lettering).width + layout.gap, 1);
     enlarged(coverageColours(coverage, frames), layout).copyTo(picture(layout.viewPlace()));
     const cv::Rect bar = layout.barPlace();
     drawText(picture, "frames", {bar.x, bar.y - layout.gap}, lettering);
-    for (int count = 0; count <= frames; ++count) {
-        const double share =
-            100.0 * cv::countNonZero(coverage == count) / static_cast<double>(coverage.total());
-        const cv::Vec3b colour = coverageColour(count, frames);
-        const int y = bar.y + (frames - count) * layout.line * 5 / 4;
+    for (int row = 0; row <= rows; ++row) {
+        const int highest = std::min(row * step, frames), lowest = std::min(highest, (row - 1) * step + 1);
+        const cv::Mat within = row == 0 ? coverage == 0 : (coverage >= lowest) & (coverage <= highest);
+        const double share = 100.0 * cv::countNonZero(within) / static_cast<double>(coverage.total());
+        const std::string counts =
+            row == 0 || lowest == highest ? format("%d", highest) : format("%d-%d", lowest, highest);
+        const cv::Vec3b colour = coverageColour(row == 0 ? 0 : (lowest + highest) / 2, frames);
+        const int y = bar.y + (rows - row) * layout.line * 5 / 4;
         const cv::Rect box(bar.x, y, layout.line, layout.line);
         cv::rectangle(picture, box, cv::Scalar(colour[0], colour[1], colour[2]), cv::FILLED);
         cv::rectangle(picture, box, kInk, 1);
-        drawText(picture, format("%d  %.1f %%", count, share),
+        drawText(picture, format("%s  %.1f %%", counts.c_str(), share),
                  {box.br().x + layout.gap / 2, y + (layout.line + textSize("0", lettering).height) / 2},
                  lettering);
     }
-    drawText(picture, "How many frames vouch for each pixel", layout.textLine(0), lettering);
+    drawText(picture, "How many frames each pixel rests on", layout.textLine(0), lettering);
     return picture;
 }
 
