@@ -6,6 +6,7 @@
 
 #include "tools/commands/Commands.h"
 #include "tools/commands/DefectsCommand.h"
+#include "tools/commands/MeasureCommand.h"
 
 namespace oravo::tools {
 
@@ -17,6 +18,8 @@ void addSimulate(CLI::App& app, SimulateCommand& command, const std::string& exi
 void addEvaluate(CLI::App& app, EvaluateCommand& command, const std::string& exitCodes);
 /// "defects", with commands of its own.
 void addDefects(CLI::App& app, DefectsCommand& command, const std::string& exitCodes);
+/// "measure", likewise.
+void addMeasure(CLI::App& app, MeasureCommand& command, const std::string& exitCodes);
 
 }  // namespace oravo::tools
 

@@ -77,6 +77,8 @@ void runCommandLine(int argc, char** argv) {
     addEvaluate(app, evaluateCommand, kExitCodes);
     DefectsCommand defectsCommand;
     addDefects(app, defectsCommand, kExitCodes);
+    MeasureCommand measureCommand;
+    addMeasure(app, measureCommand, kExitCodes);
     try {
         refuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);

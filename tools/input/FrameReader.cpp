@@ -25,15 +25,16 @@ bool isFrameName(const std::string& name) {
 
 }  // namespace
 
-cv::Rect parseCrop(const std::string& text) {
+cv::Rect parseCrop(const std::string& text, const std::string& option) {
     static const std::regex pattern("([0-9]{1,6})x([0-9]{1,6})(?:\\+([0-9]{1,6})\\+([0-9]{1,6}))?");
     std::smatch parts;
     if (!std::regex_match(text, parts, pattern)) {
-        throw UserError(ExitCode::kUsage, "--crop " + text + ": is not WxH or WxH+X+Y, such as 640x480+0+16");
+        throw UserError(ExitCode::kUsage,
+                        option + " " + text + ": is not WxH or WxH+X+Y, such as 640x480+0+16");
     }
     const auto number = [&](std::size_t i) { return parts[i].matched ? std::stoi(parts[i]) : 0; };
     const cv::Rect crop(number(3), number(4), number(1), number(2));
-    if (crop.empty()) throw UserError(ExitCode::kUsage, "--crop " + text + ": leaves nothing");
+    if (crop.empty()) throw UserError(ExitCode::kUsage, option + " " + text + ": leaves nothing");
     return crop;
 }
 

@@ -19,8 +19,8 @@ struct ReadOptions {
 };
 
 /// Out of "WxH" or "WxH+X+Y", the rectangle's size and its place from the upper left corner. Throws UserError of
-/// the usage kind.
-cv::Rect parseCrop(const std::string& text);
+/// the usage kind, which names the option.
+cv::Rect parseCrop(const std::string& text, const std::string& option = "--crop");
 
 /// The part of an image. Throws UserError, naming the image, where the crop reaches beyond.
 cv::Mat cropped(const cv::Mat& image, const std::optional<cv::Rect>& crop, const std::string& name);
