@@ -29,8 +29,8 @@ struct SrPreciseOptions {
     bool findPattern = true;
     /// Estimate standard deviations, which costs about a tenth of the time.
     bool deviation = true;
-    /// Called from time to time with the share of the work that is done, 0 to 1, on the calling thread;
-    /// returning false ends the run with an oravo::Exception SrPrecise::kCancelled. May be empty.
+    /// Called for each frame and each step of a solver with the share of the work that is done, 0 to 1, on the calling
+    /// thread; returning false ends the run with an oravo::Exception SrPrecise::kCancelled. May be empty.
     std::function<bool(double)> progress;
 };
 

@@ -82,6 +82,7 @@ void ImageSolver::conjugateGradients(const PaddedImage& estimate, int steps) {
     const double enough = kEnough * rz;
     float beta = 0.0f;
     for (int step = 0; step < steps && rz > enough; ++step, ++steps_) {
+        if (checkpoint_) checkpoint_();
         double curvature = 0.0;
         const auto turn = [&](int y) {
             if (step > 0) kernels.turn(beta, inverse_.row(y), residual_.row(y), n, direction_.row(y));

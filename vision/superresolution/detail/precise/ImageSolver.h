@@ -1,6 +1,8 @@
 #ifndef ORAVO_VISION_DETAIL_PRECISE_IMAGESOLVER_H
 #define ORAVO_VISION_DETAIL_PRECISE_IMAGESOLVER_H
 
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "vision/superresolution/detail/precise/FrameOperator.h"
@@ -43,6 +45,9 @@ class ImageSolver {
     /// The same for weights of 1 wherever a frame has a value.
     void presence(const std::vector<FrameState>& frames, const PaddedImage& out);
 
+    /// Called before each step. What it throws ends the solution, and leaves the image as far as it has come.
+    void setCheckpoint(std::function<void()> checkpoint) { checkpoint_ = std::move(checkpoint); }
+
     const Grid& grid() const { return grid_; }
     long steps() const { return steps_; }
 
@@ -59,6 +64,7 @@ class ImageSolver {
     SplineImage coefficients_;
     PaddedImage sensitivity_, rightSide_, residual_, direction_, product_, inverse_, before_;
     long steps_ = 0;
+    std::function<void()> checkpoint_;
 };
 
 }  // namespace oravo::vision::detail::precise

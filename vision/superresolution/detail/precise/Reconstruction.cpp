@@ -29,6 +29,7 @@ constexpr double kMostDead = 0.02;   ///< share of a sensor's pixels that may be
 constexpr double kLeastMovement =
     0.25;  ///< of the scene over the sensor, in pixels, that separates scene from sensor
 constexpr double kStrength = 0.13;
+constexpr double kPlaced = 0.1;  ///< share of the work that is done once all frames are placed
 
 }  // namespace
 
@@ -42,6 +43,7 @@ Reconstruction::Reconstruction(int width, int height, ReconstructionOptions opti
       deviation_(grid_.columns(), grid_.rows()),
       sensitivity_(grid_.columns(), grid_.rows()),
       presence_(grid_.columns(), grid_.rows()) {
+    solver_.setCheckpoint([this] { report(share_); });
 }
 
 void Reconstruction::addFrame(const float* values, const float* present) {
@@ -57,7 +59,8 @@ void Reconstruction::addFrame(const float* values, const float* present) {
     frames_.push_back(frame);
 }
 
-void Reconstruction::report(double share) const {
+void Reconstruction::report(double share) {
+    share_ = share;
     if (options_.progress && !options_.progress(share)) throw Cancelled();
 }
 
@@ -128,8 +131,12 @@ void Reconstruction::placeFrames() {
     if (count == 1) return;
     FirstGuess guess(grid_.width, grid_.height);
     guess.setReference(reference);
-    for (int k = reference_ - 1; k >= 0; --k) placeFrame(guess, k, 1);
-    for (int k = reference_ + 1; k < count; ++k) placeFrame(guess, k, -1);
+    auto place = [&, placed = 1](int k, int towardsReference) mutable {
+        placeFrame(guess, k, towardsReference);
+        report(kPlaced * ++placed / count);
+    };
+    for (int k = reference_ - 1; k >= 0; --k) place(k, 1);
+    for (int k = reference_ + 1; k < count; ++k) place(k, -1);
 }
 
 void Reconstruction::solve(double strength, const SolverLimits& limits) {
@@ -212,6 +219,7 @@ double Reconstruction::guessStrength() const {
 
 void Reconstruction::chooseStrength() {
     WithheldPixels withheld(grid_, options_.sigma, frames_, reference_, pattern_.values(), image_);
+    withheld.setCheckpoint([this] { report(share_); });
     withheld_ = withheld.choose(options_.strength > 0.0 ? options_.strength : guessStrength());
     if (options_.strength > 0.0) withheld_.strength = options_.strength;
     withheldSteps_ = withheld.steps();
@@ -281,7 +289,7 @@ void Reconstruction::run(int reference) {
     reference_ = reference;
     normalise();
     placeFrames();
-    report(0.1);
+    report(kPlaced);
     makeDraft();
     report(0.25);
     findSensorFaults();

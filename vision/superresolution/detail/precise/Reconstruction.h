@@ -18,8 +18,9 @@ struct ReconstructionOptions {
     double strength = 0.0;  ///< of the prior; 0 chooses it by withheld pixels
     bool findDeadPixels = true;
     bool findPattern = true;
-    bool deviation = true;                 ///< compute standard deviations
-    std::function<bool(double)> progress;  ///< gets the share that is done; false ends the run
+    bool deviation = true;  ///< compute standard deviations
+    /// Gets the share that is done, for each frame and each step of a solver; false ends the run.
+    std::function<bool(double)> progress;
 };
 
 class FirstGuess;
@@ -31,6 +32,8 @@ struct Cancelled {};
 class Reconstruction {
   public:
     Reconstruction(int width, int height, ReconstructionOptions options);
+    Reconstruction(const Reconstruction&) = delete;  // its solver calls back
+    Reconstruction& operator=(const Reconstruction&) = delete;
 
     /// Takes the next frame: dense values, and 1 where there is one.
     void addFrame(const float* values, const float* present);
@@ -86,12 +89,13 @@ class Reconstruction {
     void fallBack(const FrameState& alone);
     void measureShare();
     void copyScaled(const PaddedImage& image, double scale, double offset, float* out) const;
-    void report(double share) const;
+    void report(double share);
 
     ReconstructionOptions options_;
     Grid grid_;
     int reference_ = 0;
     std::vector<FrameState> frames_;
+    double share_ = 0.0;  ///< of the work that is done
     double mean_ = 0.0, contrast_ = 1.0, noise_ = 0.0;
     double leaning_ = 0.0, gain_ = 0.0, shareOnReference_ = 0.0;
     bool processed_ = false;  ///< frames have less noise than any sensor

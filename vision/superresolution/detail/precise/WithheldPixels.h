@@ -1,6 +1,8 @@
 #ifndef ORAVO_VISION_DETAIL_PRECISE_WITHHELDPIXELS_H
 #define ORAVO_VISION_DETAIL_PRECISE_WITHHELDPIXELS_H
 
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "vision/superresolution/detail/precise/FrameState.h"
@@ -29,6 +31,9 @@ class WithheldPixels {
                    const Buffer<float>& pattern, const PaddedImage& start);
 
     WithheldChoice choose(double guess);
+
+    /// See ImageSolver.
+    void setCheckpoint(std::function<void()> checkpoint) { solver_.setCheckpoint(std::move(checkpoint)); }
 
     long steps() const { return solver_.steps(); }
 
