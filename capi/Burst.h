@@ -2,131 +2,311 @@
 #define ORAVO_CAPI_BURST_H
 
 /** @file
- * The best image of a burst: the C interface of the precise pipeline (vision/superresolution/SrPrecise.h).
+ * Images from bursts, by any pipeline and any parameter of it: the C interface for hosts with threads of their own.
  *
  *     oravo_burst_options options;
  *     oravo_burst_options_init(&options, sizeof options);
+ *     options.frames = 8;
  *     oravo_burst burst = oravo_burst_create(640, 480, &options);
- *     for (int i = 0; i < 12; ++i) oravo_burst_add(burst, frames[i], 0);
- *     if (oravo_burst_reconstruct(burst, 8) == ORAVO_BURST_OK) oravo_burst_image(burst, image);
- *     else fprintf(stderr, "no image: %s\n", oravo_burst_error(burst));
+ *     for (int i = 0; i < 8; ++i) oravo_burst_add(burst, frames[i], 0);
+ *     if (oravo_burst_reconstruct(burst, ORAVO_BURST_OWN_REFERENCE) == ORAVO_BURST_OK)
+ *         oravo_burst_image(burst, image, 0);
+ *     else
+ *         fprintf(stderr, "no image: %s\n", oravo_burst_error(burst));
  *     oravo_burst_destroy(burst);
  *
- * Every function may be called with any argument: an invalid one yields a status and a text. Nothing is printed.
+ * A burst holds the latest frames of one size: once it holds as many as the options say, the next frame displaces the
+ * oldest. So a live camera adds each frame and reconstructs, again and again, and memory stays as it is.
  *
- * Threads: different bursts may be used from different threads at once, without a lock around the calls; one burst by
- * one thread at a time. The library starts no threads here.
+ * Calls: every function may be called with any argument: an invalid one yields a status and a text, and changes nothing.
+ * What cannot be checked is a pointer that is not null: it has to point to as much memory as the function reads or
+ * writes. C++ exceptions never leave a function; one that leaves a callback ends the call with ORAVO_BURST_FAILED.
  *
- * Images are dense, row-major, 32-bit float.
+ * Output: nothing is printed. What there is to say goes to the log callback of the options, if there is one. (OpenCV writes
+ * a line on standard error when it runs out of memory; hosts may take it by cv::redirectError() in C++.)
+ *
+ * Threads: different bursts may be used from different threads at once, without a lock around the calls. One burst
+ * serves one call at a time; a second one is refused with ORAVO_BURST_BUSY, but for oravo_burst_cancel(),
+ * oravo_burst_destroy(), oravo_burst_error() and oravo_burst_error_code(), which may be called at any time. The
+ * callbacks run on the thread of the call that they belong to, and may make these four calls on their own burst
+ * and any call on others. The library starts no thread; OpenCV, which aligns frames for the float, vector and
+ * reference pipelines, may (cv::setNumThreads(1) in C++ keeps it from that). After fork() the child has the bursts of
+ * its parent, as copies.
+ *
+ * Images are row-major. A pitch is the number of bytes from one row to the next: 0 for dense rows, else at least the
+ * bytes of a row, or at most their negative for images that lie upside down in memory, where the pointer names the
+ * first row of the image, which is the last in memory. Rows need not be aligned. Pixel i of the reference frame lies
+ * at f i + (f - 1) / 2 of an image enlarged by f.
  */
 
 #include <stddef.h>
 #include <stdint.h>
 
 #include "support/Export.h"
+#include "support/Version.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/** A burst: never 0 and never reused, so that one which was destroyed is refused. */
+/** A burst, by a number that says nothing: never 0, never given out twice, and not to be guessed, so that a burst which
+ * was destroyed, or a number from elsewhere, is refused with ORAVO_BURST_STALE and never taken for another burst. */
 typedef uint64_t oravo_burst;
 
-/** What functions return: ORAVO_BURST_OK, ORAVO_BURST_STALE for a burst that does not exist, and the others as stated. */
+/** What functions return. Failures are below 0 and leave a text, see oravo_burst_error(). */
 enum oravo_burst_status {
-    ORAVO_BURST_OK = 0,        /**< done */
-    ORAVO_BURST_STALE = -1,    /**< no such burst, or one that was destroyed: create another */
-    ORAVO_BURST_ARGUMENT = -2, /**< an invalid argument; oravo_burst_error() names it */
-    ORAVO_BURST_NO_RESULT =
-        -3, /**< nothing was reconstructed since the last frame: call oravo_burst_reconstruct() */
-    ORAVO_BURST_MEMORY = -4,    /**< out of memory: free some, or take smaller frames or fewer of them */
-    ORAVO_BURST_CANCELLED = -5, /**< the progress callback ended the run; it may be started again */
-    ORAVO_BURST_FAILED = -6     /**< an error inside the library, which oravo_burst_error() describes */
+    /** Done. */
+    ORAVO_BURST_OK = 0,
+    /** There is no such burst, or it was destroyed. Create one, and drop handles that were destroyed. */
+    ORAVO_BURST_STALE = -1,
+    /** An argument or option is invalid. The text names it with its value and its bounds: correct the call. */
+    ORAVO_BURST_ARGUMENT = -2,
+    /** There is no image: nothing was reconstructed since the last frame was added, or that failed. Call
+     * oravo_burst_reconstruct(), which tells why it fails. */
+    ORAVO_BURST_NO_RESULT = -3,
+    /** More memory than the machine, its control group or the options allow. Take smaller frames or fewer of them,
+     * raise most_memory, or destroy other bursts and try again. */
+    ORAVO_BURST_MEMORY = -4,
+    /** oravo_burst_cancel() or the progress callback ended the run. Frames are kept; it may be started again. */
+    ORAVO_BURST_CANCELLED = -5,
+    /** An error inside the library or a callback, which the text describes. Report it; the burst may be used on. */
+    ORAVO_BURST_FAILED = -6,
+    /** Another call on this burst is under way, on another thread or around this callback. Wait for its end, or give
+     * each thread a burst of its own. */
+    ORAVO_BURST_BUSY = -7,
+    /** The pipeline does not tell this, or the options left it out. Choose another pipeline or other options. */
+    ORAVO_BURST_UNAVAILABLE = -8,
+    /** The frame, or one of the frames held, cannot be used; the text says which and why. By oravo_burst_add(): it was
+     * not taken in; go on with the next one. By oravo_burst_reconstruct(): add other frames, or use the precise
+     * pipeline, which leaves such frames out. */
+    ORAVO_BURST_FRAME = -9
 };
 
-/** Options; see SrPreciseOptions for what each means. Fill the structure by oravo_burst_options_init() and change what should differ from the defaults. */
+/** The ways from frames to an image. */
+enum oravo_burst_pipeline {
+    ORAVO_BURST_PRECISE =
+        0, /**< the best image, of up to 64 frames that may turn, zoom and drift; seconds an image */
+    ORAVO_BURST_FLOAT = 1,  /**< real time; frames that are displaced only */
+    ORAVO_BURST_VECTOR = 2, /**< as float, by vector operations; repairs no bad pixels */
+    ORAVO_BURST_REFERENCE =
+        3 /**< the plain method that the others are compared with; its reference is the newest frame */
+};
+
+/** How the float pipeline aligns frames; the others have one way each. */
+enum oravo_burst_registration {
+    ORAVO_BURST_OWN_REGISTRATION = 0, /**< the pipeline's own */
+    ORAVO_BURST_CORNERS = 1,          /**< tracked corners: float, vector */
+    ORAVO_BURST_PHASE = 2             /**< phase correlation, for frames of even width: float, reference */
+};
+
+/** What a line of the log is. */
+enum oravo_burst_level {
+    ORAVO_BURST_WARNING = 1, /**< something that may spoil an image, or a frame that was refused */
+    ORAVO_BURST_INFO = 2     /**< what was done, and how long it took */
+};
+
+/** The reference that the pipeline takes by itself: the newest frame but three, or the newest for
+ * ORAVO_BURST_REFERENCE. */
+#define ORAVO_BURST_OWN_REFERENCE (-1)
+
+/** Options of a burst. Let oravo_burst_options_init() fill them and change what should differ. An option that the chosen
+ * pipeline does not have is refused unless it keeps its default. Each comment ends with the default. */
 typedef struct oravo_burst_options {
-    size_t size;          /**< of the structure in the caller's header */
-    int factor;           /**< enlargement, 1 to 4; 2 */
-    float psf_sigma;      /**< blur of the camera in pixels of the image at factor 2, 0.3 to 2; 0.683 */
-    float lowest;         /**< values below are defects; -274 */
-    float highest;        /**< values above are defects; 5000 */
-    double smoothness;    /**< weight of the prior; 0 chooses it; 0 */
-    int find_dead_pixels; /**< leave out pixels that do not follow the scene; 1 */
-    int find_pattern;     /**< estimate and subtract the sensor's fixed pattern; 1 */
-    int deviation;        /**< estimate standard deviations; 1 */
-    /** Called by oravo_burst_reconstruct() with the share that is done, 0 to 1; returning 0 cancels. May be null; null. */
+    size_t size;      /**< of the structure that the library filled; leave it alone */
+    int pipeline;     /**< an oravo_burst_pipeline; ORAVO_BURST_PRECISE */
+    int registration; /**< an oravo_burst_registration; ORAVO_BURST_OWN_REGISTRATION */
+    int frames;       /**< the most that are held, 1 to 64; 0 stands for 12 (precise) or 5 (the others); 0 */
+    int factor;       /**< enlargement, 1 to 4; 2 for all pipelines but precise; 2 */
+    /** Blur of the camera, optics and pixel together, as the standard deviation of a Gaussian in pixels of the image at
+     * factor 2, which are half a pixel of the frames: 0.3 to 2 (precise), above 0 to 100 (others); 0.683. */
+    float psf_sigma;
+    /** Values below are defects, as are NaN, infinities and pixels with a status code. The float and the reference
+     * pipeline take limits within [-32768, 32767], the vector pipeline takes all values as they are; -274. */
+    float lowest;
+    float highest; /**< values above are defects; see lowest; 5000 */
+
+    double
+        smoothness; /**< precise: weight of the prior, from 0; 0 finds the best one by withheld pixels; 0 */
+    int find_dead_pixels; /**< precise: leave out sensor pixels that do not follow the scene; 1 */
+    int find_pattern;     /**< precise: estimate and subtract the sensor's fixed pattern; 1 */
+    int deviation;        /**< precise: estimate standard deviations, for a tenth of the time; 1 */
+
+    float tv_weight; /**< others: weight of the data against total variation, from 1; 400 */
+    float
+        relative_residue; /**< others: of the right-hand side, at which the solver stops, from 1e-6; 0.007 */
+    float registration_error; /**< others: the largest at which a pixel is used, above 0 to 1; 0.0001 */
+    int iterations;           /**< others: the most steps of the solver, from 1; 8 */
+
+    /** The most bytes that the burst may take, its frames, images and a run's scratch together; 0 sets no limit but what
+     * the machine has; 0. A burst that would take more is refused by oravo_burst_create(). */
+    uint64_t most_memory;
+    /** Called by oravo_burst_reconstruct() with the share that is done, 0 to 1, which never falls; returning 0 cancels.
+     * May be null; null. */
     int (*progress)(double share, void* user);
-    void* user; /**< handed to progress; null */
+    /** Gets each line of the log: an oravo_burst_level, and a text that lives until the callback returns. May be null, for
+     * silence; null. */
+    void (*log)(int level, const char* text, void* user);
+    void* user; /**< handed to the callbacks; null */
 } oravo_burst_options;
 
-/** What is known about a frame; see SrPreciseFrame. */
+/** What is known about a frame after a run. What the pipeline does not tell is NaN. */
 typedef struct oravo_burst_frame {
-    int used; /**< 1 when the frame takes part */
-    double
-        dx; /**< displacement in pixels, to the right: frame(p + d) = reference(p), at the frame's centre */
-    double dy;        /**< the same, downwards */
-    double dx_error;  /**< standard error of dx */
-    double dy_error;  /**< standard error of dy */
+    int used;         /**< 1 when the frame takes part, else 0 */
+    double dx;        /**< displacement in pixels of the frames, to the right: frame(p + d) = reference(p) */
+    double dy;        /**< the same, downwards; both at the frame's centre */
+    double dx_error;  /**< standard error of dx; precise */
+    double dy_error;  /**< standard error of dy; precise */
     double linear[4]; /**< linear part of the motion about the centre, row by row; 0 for a translation */
-    double gain;      /**< value - m = gain (reference - m) + offset, with m the reference's mean value */
-    double offset;    /**< see gain; in the frames' unit */
-    double misfit;    /**< standard deviation of what the image leaves unexplained */
-    double weight;    /**< mean weight of the frame's pixels, 0 to 1 */
+    double gain; /**< value - m = gain (reference - m) + offset, with m the reference's mean value; else 1 */
+    double offset; /**< see gain; in the frames' unit; else 0 */
+    double
+        misfit; /**< standard deviation of what the image leaves unexplained, in the frames' unit; precise */
+    double
+        weight; /**< mean weight of the frame's pixels, or the share of pixels that agree, 0 to 1; not vector */
 } oravo_burst_frame;
 
 /** Sets all options to their defaults.
- * @param size  sizeof(oravo_burst_options); only so many bytes are written
- * @return ORAVO_BURST_OK, or ORAVO_BURST_ARGUMENT for a null pointer or a size too small to be one */
+ * @param options  receives them
+ * @param size     sizeof(oravo_burst_options); no more bytes are written. Hosts that were built with an older or newer
+ *                 header than the library are served as far as both know the options
+ * @return ORAVO_BURST_OK, or ORAVO_BURST_ARGUMENT for a null pointer or a size that is too small */
 ORAVO_EXPORT int oravo_burst_options_init(oravo_burst_options* options, size_t size);
 
-/** Makes a burst for frames of width x height pixels, 8 at least each way.
- * @param options  null for the defaults; copied
- * @return the burst, or 0: oravo_burst_error(0) then says why */
+/** How many bytes a burst would take at most, by what runs of all sizes were measured to take.
+ * @return the bytes, or 0 when oravo_burst_create() would refuse the arguments, for a reason other than memory;
+ *         oravo_burst_error(0) then says why */
+ORAVO_EXPORT uint64_t oravo_burst_memory(int width, int height, const oravo_burst_options* options);
+
+/** Makes an empty burst.
+ * @param width, height  of the frames: at least 8 x 8 (precise), 3 x 3 (corners), or 2 x 2 with an even width (phase)
+ * @param options        null for the defaults; copied
+ * @return the burst, or 0: oravo_burst_error(0) then says why, oravo_burst_error_code(0) by which status:
+ *         ORAVO_BURST_ARGUMENT or ORAVO_BURST_MEMORY */
 ORAVO_EXPORT oravo_burst oravo_burst_create(int width, int height, const oravo_burst_options* options);
 
-/** Takes in a copy of the next frame, up to 64. A result from before is dropped.
- * @param pixels  height rows of width values; NaN, infinities, status codes and values beyond the limits are defects
- * @param pitch   bytes from one row to the next; 0 for dense rows */
+/** Frees a burst. A call that is under way on it is cancelled, and frees the burst when it ends. May be called until the
+ * very end of the process, from atexit() handlers as well.
+ * @return ORAVO_BURST_OK or ORAVO_BURST_STALE */
+ORAVO_EXPORT int oravo_burst_destroy(oravo_burst burst);
+
+/** Names the pixels of frames to come that hold no value: the sensor's known bad pixels, or what a host masks.
+ * @param mask   height rows of width bytes, copied: 0 where a pixel is good; null where all are, as at first
+ * @param pitch  see above
+ * @return ORAVO_BURST_UNAVAILABLE for the vector pipeline, which repairs no bad pixels */
+ORAVO_EXPORT int oravo_burst_set_bad_pixels(oravo_burst burst, const unsigned char* mask, ptrdiff_t pitch);
+
+/** Takes in a copy of the next frame. The image from before is dropped; where the burst is full, so is the oldest frame.
+ * @param pixels  height rows of width values. NaN, infinities, status codes (SuperResolutionBadPixelHandling.h) and
+ *                values beyond the limits are defects
+ * @param pitch   see above
+ * @return ORAVO_BURST_FRAME when it has more defects than the float or reference pipeline can repair */
 ORAVO_EXPORT int oravo_burst_add(oravo_burst burst, const float* pixels, ptrdiff_t pitch);
 
-/** Drops all frames and the result. */
+/** The same for unsigned 16-bit counts, whose values are scale * count + offset.
+ * @param counts  height rows of width counts
+ * @param pitch   see above
+ * @param scale   of one count, in the unit of the image; finite, and not 0
+ * @param offset  value of the count 0; finite */
+ORAVO_EXPORT int oravo_burst_add_u16(oravo_burst burst, const uint16_t* counts, ptrdiff_t pitch, double scale,
+                                     double offset);
+
+/** The same for signed 16-bit counts. */
+ORAVO_EXPORT int oravo_burst_add_i16(oravo_burst burst, const int16_t* counts, ptrdiff_t pitch, double scale,
+                                     double offset);
+
+/** How many frames are held.
+ * @return their number, or a status below 0 */
+ORAVO_EXPORT int oravo_burst_frames(oravo_burst burst);
+
+/** Drops all frames and the image; bad pixels and options stay. */
 ORAVO_EXPORT int oravo_burst_clear(oravo_burst burst);
 
-/** Reconstructs one image of all frames.
- * @param reference  the frame on whose grid the image lies, 0 for the first */
+/** Reconstructs one image of the frames that are held, at least one.
+ * @param reference  the frame on whose grid the image lies, counted back from the newest, which is 0; below `frames` of
+ *                   the options, and while fewer frames are held, the oldest stands for those that are missing.
+ *                   ORAVO_BURST_OWN_REFERENCE for the pipeline's own
+ * @return ORAVO_BURST_OK; ORAVO_BURST_FRAME when the frames cannot be aligned, or the reference has no value at all;
+ *         ORAVO_BURST_CANCELLED; ORAVO_BURST_MEMORY; ORAVO_BURST_ARGUMENT. Whether a good image is to be doubted, the
+ *         figure "trusted" and oravo_burst_warning() tell */
 ORAVO_EXPORT int oravo_burst_reconstruct(oravo_burst burst, int reference);
 
-/** Copies the image: factor height rows of factor width values in the frames' unit. Pixels that no frame has a value for
- * carry a status code (SuperResolutionBadPixelHandling.h). */
-ORAVO_EXPORT int oravo_burst_image(oravo_burst burst, float* out);
+/** Ends the reconstruction that is under way on the burst, if there is one, with ORAVO_BURST_CANCELLED: the precise
+ * pipeline within a step of its solver, the others between registration and solver. Does not wait for it. */
+ORAVO_EXPORT int oravo_burst_cancel(oravo_burst burst);
 
-/** Copies the standard deviation of each pixel of the image; ORAVO_BURST_NO_RESULT when it was not requested. */
-ORAVO_EXPORT int oravo_burst_deviation(oravo_burst burst, float* out);
+/** The size of images: factor times that of the frames. A null pointer takes none. */
+ORAVO_EXPORT int oravo_burst_image_size(oravo_burst burst, int* width, int* height);
 
-/** Copies how many frames' worth of trusted values each pixel of the image rests on. */
-ORAVO_EXPORT int oravo_burst_weight(oravo_burst burst, float* out);
+/** Copies the image, in the frames' unit. Pixels that no frame has a value for carry a status code
+ * (SuperResolutionBadPixelHandling.h): as floats they are next to 0.
+ * @param out    factor height rows of factor width values
+ * @param pitch  of out; see above */
+ORAVO_EXPORT int oravo_burst_image(oravo_burst burst, float* out, ptrdiff_t pitch);
 
-/** Copies the sensor's fixed pattern, height x width; zeros where none was found. */
-ORAVO_EXPORT int oravo_burst_pattern(oravo_burst burst, float* out);
+/** Copies the standard deviation of the noise of each pixel of the image, in its unit; NaN where it has no value.
+ * ORAVO_BURST_UNAVAILABLE but for the precise pipeline with `deviation`. */
+ORAVO_EXPORT int oravo_burst_deviation(oravo_burst burst, float* out, ptrdiff_t pitch);
 
-/** Copies a 1 for each sensor pixel that was found not to follow the scene, a 0 for all others; height x width. */
-ORAVO_EXPORT int oravo_burst_dead_pixels(oravo_burst burst, unsigned char* out);
+/** Copies how many frames' worth of trusted values each pixel of the image rests on: for the float and reference
+ * pipelines, how many frames agree with the reference there. Not of the vector pipeline. */
+ORAVO_EXPORT int oravo_burst_weight(oravo_burst burst, float* out, ptrdiff_t pitch);
 
-/** Copies what is known about frame `index`. */
-ORAVO_EXPORT int oravo_burst_frame_info(oravo_burst burst, int index, oravo_burst_frame* out);
+/** Copies the fixed pattern of the sensor that was subtracted, of the frames' size and in their unit; zeros where none was
+ * found. ORAVO_BURST_UNAVAILABLE but for the precise pipeline. */
+ORAVO_EXPORT int oravo_burst_pattern(oravo_burst burst, float* out, ptrdiff_t pitch);
 
-/** Copies the figure with this name: "frames", "used_frames", "contrast", "noise", "smoothness", "withheld_error",
- * "bicubic_error", "withheld_pixels", "gain_db", "trusted" (1 or 0), "leaning", "share_on_reference", "dead_pixels"; see
- * SrPreciseResult. */
+/** Copies a 1 for each sensor pixel that was found not to follow the scene, a 0 for all others, of the frames' size.
+ * ORAVO_BURST_UNAVAILABLE but for the precise pipeline. */
+ORAVO_EXPORT int oravo_burst_dead_pixels(oravo_burst burst, unsigned char* out, ptrdiff_t pitch);
+
+/** Copies where a frame agrees with the reference, on the reference's grid: 1 where it does, else 0, of the frames'
+ * size. ORAVO_BURST_UNAVAILABLE but for the float and reference pipelines.
+ * @param index  of the frame, 0 for the oldest */
+ORAVO_EXPORT int oravo_burst_mask(oravo_burst burst, int index, unsigned char* out, ptrdiff_t pitch);
+
+/** Copies what is known about a frame.
+ * @param index  of the frame, 0 for the oldest
+ * @param out    receives it
+ * @param size   sizeof(oravo_burst_frame); no more bytes are written */
+ORAVO_EXPORT int oravo_burst_frame_info(oravo_burst burst, int index, oravo_burst_frame* out, size_t size);
+
+/** Copies a figure of the image.
+ * @param name  one of
+ *              "frames", how many were held; "used_frames", how many of them take part; "reference", the index of the
+ *              reference, 0 for the oldest; "seconds", the time of the run; "warnings", see oravo_burst_warning();
+ *              and of the precise pipeline, in the frames' unit:
+ *              "contrast", the reference's standard deviation; "noise", that of the frames' noise; "smoothness", weight
+ *              of the prior that was used; "withheld_error", "bicubic_error", root mean square errors of predicting
+ *              pixels that were withheld, by the image and by bicubic enlargement of the reference, 0 where there
+ *              were none; "withheld_pixels", how many; "gain_db", by how many decibels the image predicts better;
+ *              "trusted", 1 when the image may be taken for better than bicubic enlargement, else 0; "leaning", 0 to 1,
+ *              by how much the image fell back to what the reference alone tells; "share_on_reference", share of the
+ *              image that the other frames lend less than half a frame's weight; "dead_pixels", how many were found;
+ *              and of the others:
+ *              "resolution_gain", 1 + the mean over all pixels of (c - 1) / 4 with c frames that agree there;
+ *              "registration_seconds", "solver_seconds", what the time was spent on (not vector)
+ * @param out   receives the figure
+ * @return ORAVO_BURST_UNAVAILABLE for a figure of another pipeline, ORAVO_BURST_ARGUMENT for any other name */
 ORAVO_EXPORT int oravo_burst_figure(oravo_burst burst, const char* name, double* out);
 
-/** The text of the latest failure of this burst, "" without one; valid until its next call. For 0: of the calling
- * thread's latest oravo_burst_create(), or call with a burst that does not exist. */
-ORAVO_EXPORT const char* oravo_burst_error(oravo_burst burst);
+/** The names of the figures, one by one.
+ * @return the name with this index, from 0, valid for the life of the process; null beyond the last */
+ORAVO_EXPORT const char* oravo_burst_figure_name(int index);
 
-/** Frees a burst. */
-ORAVO_EXPORT int oravo_burst_destroy(oravo_burst burst);
+/** Copies what there is to doubt about the image: sentences for people, without a line end, the gravest first.
+ * @param index  0 to the figure "warnings" less 1
+ * @param text   receives the sentence, cut where it does not fit, and a terminating zero
+ * @param size   of text, at least 1; 512 hold any */
+ORAVO_EXPORT int oravo_burst_warning(oravo_burst burst, int index, char* text, size_t size);
+
+/** The status of the latest call on this burst that failed, ORAVO_BURST_OK when none did, ORAVO_BURST_STALE for a burst
+ * that does not exist. For 0: of the calling thread's latest call that failed without a burst, such as
+ * oravo_burst_create(). Calls that succeed leave it as it is. */
+ORAVO_EXPORT int oravo_burst_error_code(oravo_burst burst);
+
+/** The text that goes with oravo_burst_error_code(), "" without a failure. Never null; valid until the calling thread
+ * calls this function again. */
+ORAVO_EXPORT const char* oravo_burst_error(oravo_burst burst);
 
 #ifdef __cplusplus
 }

@@ -20,9 +20,11 @@ _RANGE = (-274.0, 5000.0)
 
 
 class _Options(ctypes.Structure):
-    _fields_ = [("size", c_size_t), ("factor", c_int), ("psf_sigma", c_float), ("lowest", c_float),
-                ("highest", c_float), ("smoothness", c_double), ("find_dead_pixels", c_int), ("find_pattern", c_int),
-                ("deviation", c_int), ("progress", c_void_p), ("user", c_void_p)]
+    _fields_ = [("size", c_size_t), ("pipeline", c_int), ("registration", c_int), ("frames", c_int), ("factor", c_int),
+                ("psf_sigma", c_float), ("lowest", c_float), ("highest", c_float), ("smoothness", c_double),
+                ("find_dead_pixels", c_int), ("find_pattern", c_int), ("deviation", c_int), ("tv_weight", c_float),
+                ("relative_residue", c_float), ("registration_error", c_float), ("iterations", c_int),
+                ("most_memory", c_uint64), ("progress", c_void_p), ("log", c_void_p), ("user", c_void_p)]
 
 
 class _FrameInfo(ctypes.Structure):
@@ -36,12 +38,12 @@ _PROTOTYPES = {
     "oravo_burst_create": (c_uint64, [c_int, c_int, POINTER(_Options)]),
     "oravo_burst_add": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
     "oravo_burst_reconstruct": (c_int, [c_uint64, c_int]),
-    "oravo_burst_image": (c_int, [c_uint64, POINTER(c_float)]),
-    "oravo_burst_deviation": (c_int, [c_uint64, POINTER(c_float)]),
-    "oravo_burst_weight": (c_int, [c_uint64, POINTER(c_float)]),
-    "oravo_burst_pattern": (c_int, [c_uint64, POINTER(c_float)]),
-    "oravo_burst_dead_pixels": (c_int, [c_uint64, POINTER(c_ubyte)]),
-    "oravo_burst_frame_info": (c_int, [c_uint64, c_int, POINTER(_FrameInfo)]),
+    "oravo_burst_image": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
+    "oravo_burst_deviation": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
+    "oravo_burst_weight": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
+    "oravo_burst_pattern": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
+    "oravo_burst_dead_pixels": (c_int, [c_uint64, POINTER(c_ubyte), c_ssize_t]),
+    "oravo_burst_frame_info": (c_int, [c_uint64, c_int, POINTER(_FrameInfo), c_size_t]),
     "oravo_burst_figure": (c_int, [c_uint64, c_char_p, POINTER(c_double)]),
     "oravo_burst_error": (c_char_p, [c_uint64]),
     "oravo_burst_destroy": (c_int, [c_uint64]),
@@ -151,7 +153,7 @@ class _Handle:
 
     def array(self, name: str, shape: Tuple[int, int]) -> npt.NDArray[np.float32]:
         out = np.empty(shape, np.float32)
-        self.call(name, out.ctypes.data_as(POINTER(c_float)))
+        self.call(name, out.ctypes.data_as(POINTER(c_float)), 0)
         return out
 
     def figure(self, name: str) -> float:
@@ -161,7 +163,7 @@ class _Handle:
 
     def frame(self, index: int) -> FrameInfo:
         info = _FrameInfo()
-        self.call("frame_info", index, byref(info))
+        self.call("frame_info", index, byref(info), ctypes.sizeof(info))
         return FrameInfo(bool(info.used), (info.dx, info.dy), (info.dx_error, info.dy_error),
                          np.array(info.linear).reshape(2, 2), info.gain, info.offset, info.misfit, info.weight)
 
@@ -174,6 +176,7 @@ def reconstruct_arrays(frames: List[npt.NDArray[np.float32]], reference: int, ps
     _library().oravo_burst_options_init(byref(options), ctypes.sizeof(options))
     options.lowest, options.highest = _COUNTS_RANGE if counts else _RANGE
     options.smoothness = smoothness
+    options.frames = MOST_FRAMES
     if psf_sigma is not None:
         options.psf_sigma = psf_sigma
     with _Handle(width, height, options) as burst:
@@ -181,9 +184,9 @@ def reconstruct_arrays(frames: List[npt.NDArray[np.float32]], reference: int, ps
             if frame.shape != (height, width):
                 raise ValueError(f"a frame has shape {frame.shape}, the first one {(height, width)}")
             burst.call("add", frame.ctypes.data_as(POINTER(c_float)), 0)
-        burst.call("reconstruct", reference)
+        burst.call("reconstruct", len(frames) - 1 - reference)
         dead = np.empty((height, width), np.uint8)
-        burst.call("dead_pixels", dead.ctypes.data_as(POINTER(c_ubyte)))
+        burst.call("dead_pixels", dead.ctypes.data_as(POINTER(c_ubyte)), 0)
         return Reconstruction(
             image=burst.array("image", (2 * height, 2 * width)),
             deviation=burst.array("deviation", (2 * height, 2 * width)),

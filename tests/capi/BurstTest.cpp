@@ -4,170 +4,300 @@
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "capi/SuperResolution.h"
+#include "support/FloatBits.h"
 #include "tests/TestScenes.h"
+#include "tests/capi/Bursts.h"
+#include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatNeon.h"
+#include "vision/superresolution/SrFloatNeonRegistration.h"
+#include "vision/superresolution/SrFloatRegistration1.h"
+#include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SrPrecise.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/reference/SuperResolution.h"
 
 namespace oravo::test {
 namespace {
 
-constexpr int kWidth = 40;
-constexpr int kHeight = 32;
-constexpr std::size_t kPixels = static_cast<std::size_t>(kWidth) * kHeight;
-
-std::vector<Image> movingBurst(int seed) {
-    std::vector<Point> shifts;
-    for (int i = 0; i < 5; ++i)
-        shifts.emplace_back(0.3f * static_cast<float>(i), -0.2f * static_cast<float>(i));
-    return burst(Scene(seed, kHeight, kWidth), kHeight, kWidth, shifts);
+double figureOf(oravo_burst burst, const char* name) {
+    double value = 0.0;
+    EXPECT_EQ(oravo_burst_figure(burst, name, &value), ORAVO_BURST_OK) << oravo_burst_error(burst);
+    return value;
 }
 
-oravo_burst filled(const std::vector<Image>& frames, const oravo_burst_options* options = nullptr) {
-    const oravo_burst handle = oravo_burst_create(kWidth, kHeight, options);
-    EXPECT_NE(handle, 0u) << oravo_burst_error(0);
-    for (const Image& frame : frames)
-        EXPECT_EQ(oravo_burst_add(handle, frame.ptr<float>(), 0), ORAVO_BURST_OK);
-    return handle;
-}
-
-std::vector<float> imageOf(oravo_burst handle) {
-    std::vector<float> image(4 * kPixels);
-    EXPECT_EQ(oravo_burst_image(handle, image.data()), ORAVO_BURST_OK) << oravo_burst_error(handle);
-    return image;
-}
-
-TEST(Burst, GivesWhatTheEngineGives) {
+TEST(Burst, GivesWhatThePreciseEngineGives) {
     const std::vector<Image> frames = movingBurst(3);
-    const oravo_burst handle = filled(frames);
-    ASSERT_EQ(oravo_burst_reconstruct(handle, 1), ORAVO_BURST_OK) << oravo_burst_error(handle);
+    oravo_burst_options options = optionsOf(ORAVO_BURST_PRECISE);
+    options.psf_sigma = 0.8f;
+    const OwnedBurst burst(frames, options);
+    ASSERT_EQ(oravo_burst_reconstruct(burst, 3), ORAVO_BURST_OK) << oravo_burst_error(burst);
+    vision::SrPreciseOptions same;
+    same.psfSigma = 0.8f;
     const vision::SrPreciseResult expected =
-        vision::SrPrecise(kWidth, kHeight).compute({frames.begin(), frames.end()}, 1);
-    const std::vector<float> image = imageOf(handle);
-    EXPECT_EQ(std::memcmp(image.data(), expected.image[0], image.size() * sizeof(float)), 0);
-    std::vector<float> map(4 * kPixels);
-    ASSERT_EQ(oravo_burst_deviation(handle, map.data()), ORAVO_BURST_OK);
-    EXPECT_EQ(std::memcmp(map.data(), expected.deviation[0], map.size() * sizeof(float)), 0);
-    ASSERT_EQ(oravo_burst_weight(handle, map.data()), ORAVO_BURST_OK);
-    EXPECT_EQ(std::memcmp(map.data(), expected.weight[0], map.size() * sizeof(float)), 0);
+        vision::SrPrecise(kWidth, kHeight, same).compute({frames.begin(), frames.end()}, 1);
+    EXPECT_TRUE(sameBits(burst.image(), expected.image));
+    Image map(2 * kHeight, 2 * kWidth);
+    ASSERT_EQ(oravo_burst_deviation(burst, map[0], 0), ORAVO_BURST_OK);
+    EXPECT_TRUE(sameBits(map, expected.deviation));
+    ASSERT_EQ(oravo_burst_weight(burst, map[0], 0), ORAVO_BURST_OK);
+    EXPECT_TRUE(sameBits(map, expected.weight));
     oravo_burst_frame info;
-    ASSERT_EQ(oravo_burst_frame_info(handle, 4, &info), ORAVO_BURST_OK);
+    ASSERT_EQ(oravo_burst_frame_info(burst, 4, &info, sizeof info), ORAVO_BURST_OK);
     EXPECT_EQ(info.dx, expected.frames[4].dx);
     EXPECT_EQ(info.linear[2], expected.frames[4].linear[1][0]);
+    EXPECT_EQ(info.gain, expected.frames[4].gain);
     EXPECT_EQ(info.weight, expected.frames[4].weight);
-    double figure = 0.0;
-    ASSERT_EQ(oravo_burst_figure(handle, "withheld_error", &figure), ORAVO_BURST_OK);
-    EXPECT_EQ(figure, expected.withheldError);
-    ASSERT_EQ(oravo_burst_figure(handle, "used_frames", &figure), ORAVO_BURST_OK);
-    EXPECT_EQ(figure, 5.0);
-    const std::pair<const char*, double> judgement[] = {{"gain_db", expected.gain},
-                                                        {"trusted", expected.trusted ? 1.0 : 0.0},
-                                                        {"leaning", expected.leaning},
-                                                        {"share_on_reference", expected.shareOnReference}};
-    for (const auto& [name, value] : judgement) {
-        ASSERT_EQ(oravo_burst_figure(handle, name, &figure), ORAVO_BURST_OK) << name;
-        EXPECT_EQ(figure, value) << name;
-    }
-    oravo_burst_destroy(handle);
+    const std::pair<const char*, double> figures[] = {{"withheld_error", expected.withheldError},
+                                                      {"gain_db", expected.gain},
+                                                      {"trusted", expected.trusted ? 1.0 : 0.0},
+                                                      {"leaning", expected.leaning},
+                                                      {"share_on_reference", expected.shareOnReference},
+                                                      {"noise", expected.noise},
+                                                      {"used_frames", 5.0},
+                                                      {"reference", 1.0}};
+    for (const auto& [name, value] : figures) EXPECT_EQ(figureOf(burst, name), value) << name;
 }
 
-TEST(Burst, ReadsRowsAtAnyPitch) {
-    const std::vector<Image> frames = movingBurst(3);
-    const oravo_burst dense = filled(frames), padded = oravo_burst_create(kWidth, kHeight, nullptr);
-    for (const Image& frame : frames) {
-        Image wide(kHeight, kWidth + 3, 1e9f);
-        frame.copyTo(wide.colRange(0, kWidth));
-        ASSERT_EQ(oravo_burst_add(padded, wide.ptr<float>(), (kWidth + 3) * 4), ORAVO_BURST_OK);
-    }
-    ASSERT_EQ(oravo_burst_reconstruct(dense, 2), ORAVO_BURST_OK);
-    ASSERT_EQ(oravo_burst_reconstruct(padded, 2), ORAVO_BURST_OK);
-    EXPECT_EQ(imageOf(dense), imageOf(padded));
-    oravo_burst_destroy(dense);
-    oravo_burst_destroy(padded);
+/// What a pipeline of the public classes makes of a window of frames.
+template <class Pipeline>
+Image madeBy(const std::vector<Image>& frames, int reference) {
+    testing::internal::CaptureStdout();
+    Pipeline pipeline(kWidth, kHeight, static_cast<int>(frames.size()), 2.0f);
+    if constexpr (!std::is_same_v<Pipeline, vision::SuperResolution>) pipeline.setReferenceIndex(reference);
+    pipeline.setPsfSigma(0.75f);
+    pipeline.setWeightTV(100.0f);
+    pipeline.setMaxCGIters(20);
+    pipeline.setRelativeResidue(0.003f);
+    pipeline.setRegError(0.001f);
+    for (const Image& frame : frames) pipeline.addFrame(frame.ptr<float>());
+    Image out(2 * kHeight, 2 * kWidth);
+    pipeline.computeSR(out.ptr<float>());
+    testing::internal::GetCapturedStdout();
+    return out;
 }
 
-TEST(Burst, RefusesWhatCannotBeAndSaysWhat) {
-    EXPECT_EQ(oravo_burst_create(7, 100, nullptr), 0u);
-    EXPECT_STREQ(oravo_burst_error(0), "Frames of 7 x 100 pixels: each side has to be at least 8.");
-    const oravo_burst handle = oravo_burst_create(kWidth, kHeight, nullptr);
-    std::vector<float> out(4 * kPixels);
-    EXPECT_EQ(oravo_burst_image(handle, out.data()), ORAVO_BURST_NO_RESULT);
-    EXPECT_EQ(oravo_burst_reconstruct(handle, 0), ORAVO_BURST_ARGUMENT);
-    EXPECT_STREQ(oravo_burst_error(handle), "0 frames: 1 to 64 make an image.");
-    EXPECT_EQ(oravo_burst_add(handle, nullptr, 0), ORAVO_BURST_ARGUMENT);
-    EXPECT_EQ(oravo_burst_add(handle, out.data(), 4), ORAVO_BURST_ARGUMENT);
-    EXPECT_STREQ(oravo_burst_error(handle), "a pitch of 4 bytes is less than a row's 160");
-    for (int i = 0; i < 64; ++i) ASSERT_EQ(oravo_burst_add(handle, out.data(), 0), ORAVO_BURST_OK);
-    EXPECT_EQ(oravo_burst_add(handle, out.data(), 0), ORAVO_BURST_ARGUMENT);
-    ASSERT_EQ(oravo_burst_clear(handle), ORAVO_BURST_OK);
-    ASSERT_EQ(oravo_burst_add(handle, out.data(), 0), ORAVO_BURST_OK);
-    ASSERT_EQ(oravo_burst_reconstruct(handle, 0), ORAVO_BURST_OK) << oravo_burst_error(handle);
-    double figure = 0.0;
-    EXPECT_EQ(oravo_burst_figure(handle, "gloss", &figure), ORAVO_BURST_ARGUMENT);
-    EXPECT_STREQ(oravo_burst_error(handle), "there is no figure \"gloss\"");
-    EXPECT_EQ(oravo_burst_figure(handle, nullptr, &figure), ORAVO_BURST_ARGUMENT);
-    EXPECT_EQ(oravo_burst_image(handle, nullptr), ORAVO_BURST_ARGUMENT);
+TEST(Burst, GivesWhatThePipelinesOfAWindowGiveAndPrintsNothing) {
+    const struct {
+        int pipeline, registration, reference;
+        Image (*expected)(const std::vector<Image>&, int);
+    } cases[] = {
+        {ORAVO_BURST_FLOAT, ORAVO_BURST_CORNERS, 2, madeBy<vision::SrFloat<vision::SrFloatRegistration2>>},
+        {ORAVO_BURST_FLOAT, ORAVO_BURST_PHASE, 1, madeBy<vision::SrFloat<vision::SrFloatRegistration1>>},
+        {ORAVO_BURST_VECTOR, ORAVO_BURST_OWN_REGISTRATION, 4,
+         madeBy<vision::SrFloatNeon<vision::SrFloatNeonRegistration>>},
+        {ORAVO_BURST_REFERENCE, ORAVO_BURST_PHASE, 0, madeBy<vision::SuperResolution>}};
+    const std::vector<Image> frames = movingBurst(4);
+    for (const auto& each : cases) {
+        const Image expected = each.expected(frames, each.reference);
+        oravo_burst_options options = optionsOf(each.pipeline);
+        options.registration = each.registration;
+        options.psf_sigma = 0.75f;
+        options.tv_weight = 100.0f;
+        options.iterations = 20;
+        options.relative_residue = 0.003f;
+        options.registration_error = 0.001f;
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        const OwnedBurst burst(frames, options);
+        EXPECT_EQ(oravo_burst_reconstruct(burst, each.reference), ORAVO_BURST_OK) << oravo_burst_error(burst);
+        EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
+        EXPECT_TRUE(sameBits(burst.image(), expected)) << each.pipeline << ' ' << each.registration;
+    }
+}
+
+TEST(Burst, FollowsALiveCameraAsASessionDoes) {
+    const std::vector<Image> frames = movingBurst(5, 8);
+    const OwnedBurst burst({}, optionsOf(ORAVO_BURST_FLOAT));
+    testing::internal::CaptureStdout();
+    const int session = SuperResolution_init(kWidth, kHeight);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        ASSERT_EQ(oravo_burst_add(burst, frames[i][0], 0), ORAVO_BURST_OK);
+        ASSERT_EQ(SuperResolution_addImage(session, frames[i][0]), 0);
+        EXPECT_EQ(oravo_burst_frames(burst), static_cast<int>(std::min<std::size_t>(i + 1, 5)));
+        if (i < 4) continue;
+        ASSERT_EQ(oravo_burst_reconstruct(burst, ORAVO_BURST_OWN_REFERENCE), ORAVO_BURST_OK);
+        Image expected(2 * kHeight, 2 * kWidth);
+        SuperResolution_getSuperresolutionImage(session, expected[0]);
+        EXPECT_TRUE(sameBits(burst.image(), expected)) << i;
+    }
+    SuperResolution_release(session);
+    testing::internal::GetCapturedStdout();
+}
+
+TEST(Burst, TellsWhatTheFloatPipelineFindsOut) {
+    const std::vector<Image> frames = movingBurst(4);
+    const OwnedBurst burst(frames, optionsOf(ORAVO_BURST_FLOAT));
+    ASSERT_EQ(oravo_burst_reconstruct(burst, 4), ORAVO_BURST_OK) << oravo_burst_error(burst);
     oravo_burst_frame info;
-    EXPECT_EQ(oravo_burst_frame_info(handle, 1, &info), ORAVO_BURST_ARGUMENT);
-    EXPECT_EQ(oravo_burst_destroy(handle), ORAVO_BURST_OK);
-    const oravo_burst other = oravo_burst_create(kWidth, kHeight, nullptr);
-    EXPECT_EQ(oravo_burst_add(handle, out.data(), 0), ORAVO_BURST_STALE);
-    EXPECT_EQ(oravo_burst_destroy(handle), ORAVO_BURST_STALE);
-    oravo_burst_destroy(other);
+    ASSERT_EQ(oravo_burst_frame_info(burst, 3, &info, sizeof info), ORAVO_BURST_OK);
+    EXPECT_NEAR(info.dx, 0.9, 0.05);
+    EXPECT_NEAR(info.dy, -0.6, 0.05);
+    EXPECT_TRUE(std::isnan(info.misfit));
+    std::vector<unsigned char> mask(kPixels);
+    ASSERT_EQ(oravo_burst_mask(burst, 3, mask.data(), 0), ORAVO_BURST_OK);
+    EXPECT_NEAR(info.weight, static_cast<double>(std::count(mask.begin(), mask.end(), 1)) / kPixels, 1e-12);
+    Image weight(2 * kHeight, 2 * kWidth);
+    ASSERT_EQ(oravo_burst_weight(burst, weight[0], 0), ORAVO_BURST_OK);
+    EXPECT_EQ(weight(kHeight, kWidth), 5.0f);
+    EXPECT_NEAR(figureOf(burst, "resolution_gain"), 0.25 * (cv::mean(weight)[0] - 1.0) + 1.0, 1e-5);
+    EXPECT_GT(figureOf(burst, "solver_seconds"), 0.0);
+    Image out(2 * kHeight, 2 * kWidth);
+    EXPECT_EQ(oravo_burst_deviation(burst, out[0], 0), ORAVO_BURST_UNAVAILABLE);
+    EXPECT_EQ(oravo_burst_pattern(burst, out[0], 0), ORAVO_BURST_UNAVAILABLE);
+    EXPECT_EQ(oravo_burst_dead_pixels(burst, mask.data(), 0), ORAVO_BURST_UNAVAILABLE);
+    double figure = 0.0;
+    EXPECT_EQ(oravo_burst_figure(burst, "gain_db", &figure), ORAVO_BURST_UNAVAILABLE);
 }
 
-TEST(Burst, OptionsOfASmallerHeaderKeepTheDefaultsOfTheRest) {
-    oravo_burst_options options;
-    ASSERT_EQ(oravo_burst_options_init(&options, sizeof options), ORAVO_BURST_OK);
-    EXPECT_EQ(options.factor, 2);
-    options.factor = 9;
-    EXPECT_EQ(oravo_burst_create(kWidth, kHeight, &options), 0u);
-    EXPECT_STREQ(oravo_burst_error(0), "Factor 9 is not from 1 to 4.");
-    options.size = offsetof(oravo_burst_options, factor);
-    const oravo_burst handle = oravo_burst_create(kWidth, kHeight, &options);
-    EXPECT_NE(handle, 0u);
-    oravo_burst_destroy(handle);
-    EXPECT_EQ(oravo_burst_options_init(nullptr, sizeof options), ORAVO_BURST_ARGUMENT);
+/// An image of frames that `add` puts into a burst one by one.
+template <class Add>
+Image imageBy(const std::vector<Image>& frames, Add add) {
+    const OwnedBurst burst({}, optionsOf(ORAVO_BURST_FLOAT));
+    for (const Image& frame : frames)
+        EXPECT_EQ(add(burst, frame), ORAVO_BURST_OK) << oravo_burst_error(burst);
+    EXPECT_EQ(oravo_burst_reconstruct(burst, 2), ORAVO_BURST_OK) << oravo_burst_error(burst);
+    return burst.image();
 }
 
-TEST(Burst, CanBeWatchedAndCancelled) {
-    oravo_burst_options options;
-    oravo_burst_options_init(&options, sizeof options);
-    std::vector<double> shares;
-    options.progress = [](double share, void* user) {
-        static_cast<std::vector<double>*>(user)->push_back(share);
-        return share < 0.4 ? 1 : 0;
-    };
-    options.user = &shares;
-    const oravo_burst handle = filled(movingBurst(5), &options);
-    EXPECT_EQ(oravo_burst_reconstruct(handle, 1), ORAVO_BURST_CANCELLED);
-    ASSERT_GE(shares.size(), 2u);
-    EXPECT_GE(shares.back(), 0.4);
-    std::vector<float> out(4 * kPixels);
-    EXPECT_EQ(oravo_burst_image(handle, out.data()), ORAVO_BURST_NO_RESULT);
-    oravo_burst_destroy(handle);
-}
-
-TEST(Burst, ThreadsWorkOnBurstsOfTheirOwn) {
-    constexpr int kThreads = 4;
-    std::vector<std::vector<float>> alone, together(kThreads);
-    const auto work = [](int seed) {
-        const oravo_burst handle = filled(movingBurst(seed));
-        EXPECT_EQ(oravo_burst_reconstruct(handle, 1), ORAVO_BURST_OK);
-        std::vector<float> image = imageOf(handle);
-        oravo_burst_destroy(handle);
-        return image;
-    };
-    for (int seed = 0; seed < kThreads; ++seed) alone.push_back(work(seed));
-    std::vector<std::thread> threads;
-    for (int seed = 0; seed < kThreads; ++seed) {
-        threads.emplace_back([&, seed] { together[static_cast<std::size_t>(seed)] = work(seed); });
+TEST(Burst, ReadsRowsAtAnyPitchAndCountsOfAnyScale) {
+    std::vector<Image> frames = movingBurst(3);
+    for (Image& frame : frames) {
+        for (float& value : frame) value = 0.25f * std::round(4.0f * value);
     }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(alone, together);
+    const auto plain = [](oravo_burst burst, const Image& frame) {
+        return oravo_burst_add(burst, frame[0], 0);
+    };
+    const Image expected = imageBy(frames, plain);
+    constexpr std::ptrdiff_t kPitch = 4 * kWidth + 5;
+    EXPECT_TRUE(sameBits(expected, imageBy(frames, [](oravo_burst burst, const Image& frame) {
+                             std::vector<char> padded(kPitch * kHeight + 1,
+                                                      'x');  // odd: rows are not aligned
+                             for (int y = 0; y < kHeight; ++y)
+                                 std::memcpy(&padded[1 + y * kPitch], frame[kHeight - 1 - y], 4 * kWidth);
+                             const char* last = &padded[1 + (kHeight - 1) * kPitch];
+                             return oravo_burst_add(burst, reinterpret_cast<const float*>(last), -kPitch);
+                         })));
+    EXPECT_TRUE(sameBits(expected, imageBy(frames, [](oravo_burst burst, const Image& frame) {
+                             std::vector<std::uint16_t> counts;
+                             for (const float value : frame)
+                                 counts.push_back(static_cast<std::uint16_t>(4.0f * value + 1200.0f));
+                             return oravo_burst_add_u16(burst, counts.data(), 0, 0.25, -300.0);
+                         })));
+    EXPECT_TRUE(sameBits(expected, imageBy(frames, [](oravo_burst burst, const Image& frame) {
+                             std::vector<std::int16_t> counts;
+                             for (const float value : frame)
+                                 counts.push_back(static_cast<std::int16_t>(-4.0f * value));
+                             return oravo_burst_add_i16(burst, counts.data(), 0, -0.25, 0.0);
+                         })));
+    Image wide(2 * kHeight, 2 * kWidth + 3, -1.0f);
+    const OwnedBurst burst(frames, optionsOf(ORAVO_BURST_FLOAT));
+    ASSERT_EQ(oravo_burst_reconstruct(burst, 2), ORAVO_BURST_OK);
+    ASSERT_EQ(oravo_burst_image(burst, wide[0], 4 * wide.cols), ORAVO_BURST_OK);
+    EXPECT_TRUE(sameBits(expected, Image(wide.colRange(0, 2 * kWidth).clone())));
+    EXPECT_EQ(wide(0, 2 * kWidth), -1.0f);
+}
+
+TEST(Burst, LeavesOutBadPixelsAndValuesBeyondTheLimits) {
+    for (const int pipeline : {ORAVO_BURST_PRECISE, ORAVO_BURST_FLOAT, ORAVO_BURST_REFERENCE}) {
+        std::vector<Image> frames = movingBurst(6);
+        const Image clean = OwnedBurst(frames, optionsOf(pipeline)).reconstructed();
+        oravo_burst_options options = optionsOf(pipeline);
+        options.highest = 100.0f;
+        const OwnedBurst burst({}, options);
+        std::vector<unsigned char> mask(kPixels, 0);
+        mask[10 * kWidth + 20] = 7;
+        ASSERT_EQ(oravo_burst_set_bad_pixels(burst, mask.data(), 0), ORAVO_BURST_OK);
+        for (Image& frame : frames) {
+            frame(10, 20) = 60.0f;
+            frame(20, 10) = 150.0f;
+            ASSERT_EQ(oravo_burst_add(burst, frame[0], 0), ORAVO_BURST_OK);
+        }
+        EXPECT_LT(largestDifference(burst.reconstructed(), clean), 4.0) << pipeline;
+        EXPECT_GT(largestDifference(OwnedBurst(frames, optionsOf(pipeline)).reconstructed(), clean), 20.0);
+    }
+}
+
+TEST(Burst, HoldsTheLatestFrames) {
+    const std::vector<Image> frames = movingBurst(3, 8);
+    oravo_burst_options options = optionsOf(ORAVO_BURST_PRECISE);
+    options.frames = 3;
+    const OwnedBurst all(frames, options), latest({frames.end() - 3, frames.end()}, options);
+    EXPECT_EQ(oravo_burst_frames(all), 3);
+    EXPECT_TRUE(sameBits(all.reconstructed(), latest.reconstructed()));
+    ASSERT_EQ(oravo_burst_clear(all), ORAVO_BURST_OK);
+    EXPECT_EQ(oravo_burst_frames(all), 0);
+    EXPECT_EQ(oravo_burst_reconstruct(all, 0), ORAVO_BURST_ARGUMENT);
+}
+
+TEST(Burst, ARefusedFrameChangesNothing) {
+    std::vector<Image> frames = movingBurst(3, 6);
+    oravo_burst_options options = optionsOf(ORAVO_BURST_FLOAT);
+    Said said;
+    said.listenTo(options);
+    const OwnedBurst burst({frames.begin(), frames.begin() + 5}, options);
+    const Image expected = burst.reconstructed();
+    std::vector<unsigned char> mask(kPixels);
+    Image bad = frames[5].clone();
+    bad(cv::Rect(10, 10, 12, 12)) = std::nanf("");
+    EXPECT_EQ(oravo_burst_add(burst, bad[0], 0), ORAVO_BURST_FRAME);
+    EXPECT_STREQ(oravo_burst_error(burst), "Too many defect pixels. No processing possible.");
+    EXPECT_NE(said.text.find("1 a frame was refused: Too many defect pixels."), std::string::npos)
+        << said.text;
+    EXPECT_EQ(oravo_burst_mask(burst, 0, mask.data(), 0), ORAVO_BURST_OK);
+    EXPECT_TRUE(sameBits(burst.image(), expected));
+    EXPECT_TRUE(sameBits(burst.reconstructed(), expected));
+    ASSERT_EQ(oravo_burst_add(burst, frames[5][0], 0), ORAVO_BURST_OK);
+    EXPECT_TRUE(sameBits(burst.reconstructed(),
+                         OwnedBurst({frames.begin() + 1, frames.end()}, options).reconstructed()));
+}
+
+TEST(Burst, SaysWhyFramesGiveNoImageAndWhatThereIsToDoubt) {
+    std::vector<Image> frames = movingBurst(3);
+    frames[1] = cyclicMove(frames[1], 17, 0);
+    oravo_burst_options options = optionsOf(ORAVO_BURST_FLOAT);
+    options.registration = ORAVO_BURST_PHASE;
+    const OwnedBurst moved(frames, options);
+    EXPECT_EQ(oravo_burst_reconstruct(moved, 4), ORAVO_BURST_FRAME);
+    EXPECT_NE(std::string(oravo_burst_error(moved)).find("frame 1 moved by ("), std::string::npos)
+        << oravo_burst_error(moved);
+    const OwnedBurst flat(std::vector<Image>(5, Image(kHeight, kWidth, 20.0f)), optionsOf(ORAVO_BURST_FLOAT));
+    EXPECT_EQ(oravo_burst_reconstruct(flat, 0), ORAVO_BURST_FRAME);
+    const OwnedBurst empty({Image(kHeight, kWidth, std::nanf(""))}, optionsOf(ORAVO_BURST_PRECISE));
+    EXPECT_EQ(oravo_burst_reconstruct(empty, 0), ORAVO_BURST_FRAME);
+    options = optionsOf(ORAVO_BURST_PRECISE);
+    Said said;
+    said.listenTo(options);
+    const OwnedBurst tripod(std::vector<Image>(3, frames[0]), options);
+    ASSERT_EQ(oravo_burst_reconstruct(tripod, 0), ORAVO_BURST_OK);
+    ASSERT_EQ(figureOf(tripod, "warnings"), 2.0);
+    char text[512];
+    ASSERT_EQ(oravo_burst_warning(tripod, 0, text, sizeof text), ORAVO_BURST_OK);
+    EXPECT_NE(said.text.find("1 " + std::string(text) + "\n"), std::string::npos) << said.text;
+    ASSERT_EQ(oravo_burst_warning(tripod, 1, text, 15), ORAVO_BURST_OK);
+    EXPECT_STREQ(text, "frames 0, 1: n");
+    EXPECT_EQ(oravo_burst_warning(tripod, 2, text, sizeof text), ORAVO_BURST_ARGUMENT);
+    EXPECT_NE(said.text.find("2 precise pipeline: image of 1 of 3 frames in"), std::string::npos)
+        << said.text;
+}
+
+TEST(Burst, EveryFigureHasAName) {
+    const OwnedBurst precise(movingBurst(3), optionsOf(ORAVO_BURST_PRECISE));
+    const OwnedBurst window(movingBurst(3), optionsOf(ORAVO_BURST_FLOAT));
+    precise.reconstructed();
+    window.reconstructed();
+    int both = 0;
+    for (int i = 0; oravo_burst_figure_name(i) != nullptr; ++i) {
+        double value = 0.0;
+        const int first = oravo_burst_figure(precise, oravo_burst_figure_name(i), &value);
+        const int second = oravo_burst_figure(window, oravo_burst_figure_name(i), &value);
+        EXPECT_TRUE(first == ORAVO_BURST_OK || second == ORAVO_BURST_OK) << oravo_burst_figure_name(i);
+        both += first == ORAVO_BURST_OK && second == ORAVO_BURST_OK ? 1 : 0;
+    }
+    EXPECT_EQ(both, 5);
 }
 
 }  // namespace

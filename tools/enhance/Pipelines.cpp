@@ -1,13 +1,13 @@
 #include "tools/enhance/Pipelines.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include "support/Exception.h"
 #include "tools/base/MemoryCheck.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 #include "vision/superresolution/SrPrecise.h"
+#include "vision/superresolution/detail/choice/MemoryNeeds.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 
 namespace oravo::tools {
@@ -15,14 +15,6 @@ namespace {
 
 using vision::detail::PipelineTraits;
 using vision::detail::traitsOf;
-
-/// What the precise pipeline takes at its peak, which it allocates as it goes.
-std::uint64_t memoryOfPrecise(cv::Size size, int frames) {
-    // Peaks of runs at 160 x 120 to 1280 x 960 with 1 to 64 frames, and a tenth more.
-    constexpr std::uint64_t kPerPixel = 350, kPerValue = 44;
-    return (kPerPixel + kPerValue * static_cast<std::uint64_t>(frames)) *
-           static_cast<std::uint64_t>(size.width) * static_cast<std::uint64_t>(size.height);
-}
 
 UserError unknownTo(const PipelineTraits& offer, const char* option, const char* reason) {
     return {ExitCode::kUsage, std::string(option) + ": the " + offer.name + " pipeline " + reason};
@@ -80,7 +72,8 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
             throw inputError(frames + format("are too small; the precise pipeline takes at least %d x %d",
                                              kLeast, kLeast));
         }
-        requireMemory(memoryOfPrecise(size, p.frames), frames.substr(0, frames.size() - 1));
+        requireMemory(vision::detail::memoryNeeded(p.kind, size, p.frames, Pipeline::kFactor),
+                      frames.substr(0, frames.size() - 1));
         return;
     }
     const int least = vision::detail::leastSide(p.registration.value());

@@ -59,5 +59,7 @@ namespace oravo::vision {
 template class SrFloatNeon<SrFloatNeonRegistration>;
 template const detail::StageTimes& detail::RunAccess::stageTimes(const SrFloatNeon<SrFloatNeonRegistration>&);
 template void detail::RunAccess::setReports(SrFloatNeon<SrFloatNeonRegistration>&, bool);
+template void detail::RunAccess::setProgress(SrFloatNeon<SrFloatNeonRegistration>&,
+                                             std::function<void(double)>);
 
 }  // namespace oravo::vision

@@ -28,6 +28,7 @@ class Wrapped final : public WindowPipeline {
           pipeline_(size.width, size.height, p.windowSize, static_cast<float>(kFactor)) {
         setReferenceIndex(p.referenceIndex);
         RunAccess::setReports(pipeline_, p.report);
+        RunAccess::setProgress(pipeline_, p.progress);
         pipeline_.setPsfSigma(p.psfSigma);
         pipeline_.setWeightTV(p.tvWeight);
         pipeline_.setMaxCGIters(p.iterations);

@@ -1,6 +1,7 @@
 #ifndef ORAVO_VISION_DETAIL_CHOICE_WINDOWPIPELINE_H
 #define ORAVO_VISION_DETAIL_CHOICE_WINDOWPIPELINE_H
 
+#include <functional>
 #include <memory>
 #include <opencv2/core.hpp>
 #include <vector>
@@ -23,7 +24,8 @@ struct WindowParameters {
     float relativeResidue = defaults::kRelativeResidue;
     float registrationError = defaults::kRegError;
     bool rawCounts = false;
-    bool report = false;  ///< runs print the library's timing report
+    bool report = false;                   ///< runs print the library's timing report
+    std::function<void(double)> progress;  ///< see RunAccess::setProgress(); may be empty
 };
 
 /// What hosts need of a pipeline on a window of frames, whatever its class; see SrFloat.

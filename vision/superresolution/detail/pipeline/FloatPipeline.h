@@ -2,8 +2,10 @@
 #define ORAVO_VISION_DETAIL_PIPELINE_FLOATPIPELINE_H
 
 #include <algorithm>
+#include <functional>
 #include <opencv2/core.hpp>
 #include <string>
+#include <utility>
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/Defaults.h"
@@ -86,6 +88,11 @@ const StageTimes& RunAccess::stageTimes(const Pipeline& pipeline) {
 template <class Pipeline>
 void RunAccess::setReports(Pipeline& pipeline, bool reports) {
     pipeline.state_->run.reports = reports;
+}
+
+template <class Pipeline>
+void RunAccess::setProgress(Pipeline& pipeline, std::function<void(double)> progress) {
+    pipeline.state_->run.progress = std::move(progress);
 }
 
 }  // namespace detail

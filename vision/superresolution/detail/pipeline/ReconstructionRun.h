@@ -2,6 +2,7 @@
 #define ORAVO_VISION_DETAIL_PIPELINE_RECONSTRUCTIONRUN_H
 
 #include <algorithm>
+#include <functional>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -78,6 +79,7 @@ class ReconstructionRun {
                                                            shifts.data(), masks.data(), shiftedFrames.data());
         if (registered < 0) return static_cast<float>(status::registrationFailed);
         report.end("registration");
+        if (progress) progress(kShareOfRegistration);
 
         registration.getCompleteShifts(completeShifts_);
         report.start();
@@ -90,6 +92,7 @@ class ReconstructionRun {
                                                      shifts.data(), masks.data(), image.data());
         report.end("minimization");
         if (iterations < 0) return static_cast<float>(iterations);
+        if (progress) progress(kShareOfRegistration + kShareOfSolver);
 
         if (badPixelHandling != nullptr) refill(*badPixelHandling);
 
@@ -124,8 +127,12 @@ class ReconstructionRun {
     Buffer<float> image;
     bool reports = reportWanted();
     StageTimes stageTimes;  ///< of the last run
+    /// Called between the stages with the share that is done; what it throws ends the run, which may be repeated.
+    std::function<void(double)> progress;
 
   private:
+    static constexpr double kShareOfRegistration = 0.4, kShareOfSolver = 0.5;  // of a run's time, about
+
     void refill(SuperResolutionBadPixelHandling& badPixelHandling) {
         cv::Mat_<float> enlarged(output_.height, output_.width, image.data());
         refillShifts_.clear();

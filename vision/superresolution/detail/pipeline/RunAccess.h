@@ -1,6 +1,8 @@
 #ifndef ORAVO_VISION_DETAIL_PIPELINE_RUNACCESS_H
 #define ORAVO_VISION_DETAIL_PIPELINE_RUNACCESS_H
 
+#include <functional>
+
 #include "vision/superresolution/detail/pipeline/TimingReport.h"
 
 namespace oravo::vision::detail {
@@ -15,6 +17,10 @@ struct RunAccess {
     /// Keeps the pipeline's runs from printing, or lets them print; at first the environment decides (reportWanted).
     template <class Pipeline>
     static void setReports(Pipeline& pipeline, bool reports);
+
+    /// Has the pipeline's runs tell the share that is done; see ReconstructionRun.
+    template <class Pipeline>
+    static void setProgress(Pipeline& pipeline, std::function<void(double)> progress);
 };
 
 }  // namespace oravo::vision::detail

@@ -1,0 +1,105 @@
+#include <algorithm>
+
+#include "capi/BurstEngine.h"
+#include "capi/BurstError.h"
+#include "support/Exception.h"
+#include "vision/superresolution/detail/choice/Doubts.h"
+#include "vision/superresolution/detail/memory/ReservedMemory.h"
+
+namespace oravo::capi {
+namespace {
+
+using vision::SrPrecise;
+using vision::SrPreciseFrame;
+using vision::SrPreciseOptions;
+using vision::SrPreciseResult;
+
+oravo_burst_frame infoOf(const SrPreciseFrame& frame) {
+    return {frame.used,    frame.dx,
+            frame.dy,      frame.dxError,
+            frame.dyError, {frame.linear[0][0], frame.linear[0][1], frame.linear[1][0], frame.linear[1][1]},
+            frame.gain,    frame.offset,
+            frame.misfit,  frame.weight};
+}
+
+/// What there is to doubt, the gravest first.
+std::vector<std::string> warningsAbout(const SrPreciseResult& result) {
+    std::vector<std::string> warnings;
+    const std::string doubt = vision::detail::doubtAbout(result);
+    if (!doubt.empty()) warnings.push_back(doubt);
+    std::vector<std::size_t> unused;
+    for (std::size_t i = 0; i < result.frames.size(); ++i) {
+        if (!result.frames[i].used) unused.push_back(i);
+    }
+    if (!unused.empty()) {
+        warnings.push_back(namesOf(unused) +
+                           ": nothing new in common with the reference frame was found; left out");
+    }
+    return warnings;
+}
+
+std::vector<BurstFigure> figuresOf(const SrPreciseResult& r) {
+    return {{"contrast", r.contrast},
+            {"noise", r.noise},
+            {"smoothness", r.smoothness},
+            {"withheld_error", r.withheldError},
+            {"bicubic_error", r.bicubicError},
+            {"withheld_pixels", static_cast<double>(r.withheldPixels)},
+            {"gain_db", r.gain},
+            {"trusted", r.trusted ? 1.0 : 0.0},
+            {"leaning", r.leaning},
+            {"share_on_reference", r.shareOnReference},
+            {"dead_pixels", static_cast<double>(r.deadPixels.size())}};
+}
+
+class PreciseEngine final : public BurstEngine {
+  public:
+    PreciseEngine(const BurstSettings& settings, BurstCallbacks& callbacks)
+        : memory_(settings.memory),
+          engine_(settings.size.width, settings.size.height, watched(settings.precise, callbacks)) {}
+
+    void add(const cv::Mat_<float>&, const std::vector<cv::Mat_<float>>&) override {}
+    void clear() override {}
+
+    void run(const std::vector<cv::Mat_<float>>& frames, int reference, BurstResult& result) override {
+        vision::detail::requireMemory(static_cast<std::size_t>(memory_));
+        SrPreciseResult found = compute(frames, static_cast<int>(frames.size()) - 1 - reference);
+        result.warnings = warningsAbout(found);
+        result.figures = figuresOf(found);
+        result.frames.clear();
+        for (const SrPreciseFrame& frame : found.frames) result.frames.push_back(infoOf(frame));
+        result.knowsSensor = true;
+        result.pattern = std::move(found.pattern);
+        result.deadPixels = std::move(found.deadPixels);
+        result.deviation = std::move(found.deviation);
+        result.weight = std::move(found.weight);
+        result.image = std::move(found.image);
+    }
+
+  private:
+    static SrPreciseOptions watched(SrPreciseOptions options, BurstCallbacks& callbacks) {
+        options.progress = [&callbacks](double share) { return callbacks.goesOn(share); };
+        return options;
+    }
+
+    /// All arguments are valid, so what is refused is a reference frame without any value.
+    SrPreciseResult compute(const std::vector<cv::Mat_<float>>& frames, int reference) const {
+        try {
+            return engine_.compute(frames, reference);
+        } catch (const Exception& exception) {
+            if (exception.kind() != Exception::Kind::badArgument) throw;
+            throw UnusableFrame(exception.message());
+        }
+    }
+
+    std::uint64_t memory_;
+    SrPrecise engine_;
+};
+
+}  // namespace
+
+std::unique_ptr<BurstEngine> makePreciseEngine(const BurstSettings& settings, BurstCallbacks& callbacks) {
+    return std::make_unique<PreciseEngine>(settings, callbacks);
+}
+
+}  // namespace oravo::capi
