@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
 
-#include "vision/superresolution/detail/precise/DenseImage.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
 namespace oravo::vision::detail::precise {
@@ -13,31 +11,7 @@ namespace {
 constexpr std::size_t kFewest = 16;    ///< values that a scale takes
 constexpr double kUnknownScale = 1e3;  ///< of frames with fewer
 constexpr double kLeastScale = 1e-6;
-constexpr float kCauchy = 4.0f;          ///< misfit, in standard deviations, at which a value counts half
-constexpr double kDisplacement = 0.05;   ///< of an edge that is not held against a value, in pixels
-constexpr float kMostMisfit = 5.0f;      ///< standard deviations that one value adds to its neighbourhood
-constexpr float kLocalTolerance = 2.0f;  ///< mean squared misfit of a neighbourhood that still fits
-constexpr int kLocalRadius = 3;
-constexpr double kDeadDisplacement = 0.1;
-constexpr double kDeadRange = 0.15;  ///< of the values around a pixel: structure that an image may miss
-constexpr double kDeadUnexplained =
-    0.3;  ///< share of a pixel's difference from its neighbours that the image misses
-constexpr double kDeadMost = 10.0;  ///< standard deviations that one frame adds to the mean
-constexpr double kStuckRange =
-    5.0;  ///< standard deviations that values of a stuck pixel differ from frame to frame
-constexpr double kStuckShare = 0.05;  ///< of how much its neighbours differ
-constexpr double kFarOff =
-    60.0;  ///< standard deviations from its neighbours at which a stuck pixel shows by itself
-constexpr double kFarOffRanges = 2.0;  ///< and ranges of these neighbours
-constexpr float kDeadMisfit = 3.0f;    ///< mean misfit over the frames from which a pixel is dead
-constexpr int kDeadFrames = 3;
-constexpr int kAside = 3;             ///< pixels, that a dead pixel hardly reaches
-constexpr float kStandsOut = 3.0f;    ///< deviation of a dead pixel over that kAside pixels away
 constexpr double kMostUnusual = 3.0;  ///< misfit of a frame, over the usual one
-/// A pixel whose values have a range of kStuckShare of its neighbours' differs from them by 1 / kStuckShare of that range
-/// in sum, of which the image has to miss kDeadUnexplained; half of that, as gains differ.
-constexpr float kMissedRange = static_cast<float>(0.5 * kDeadUnexplained / kStuckShare);
-
 void measure(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern, FrameState& frame) {
     std::vector<float> value(static_cast<std::size_t>(grid.width)), dx(value), dy(value), misfits, work;
     misfits.reserve(frame.values.size());
@@ -61,119 +35,6 @@ void measure(const Grid& grid, const SplineImage& image, const Buffer<float>& pa
                       : kSigmaPerMedian * medianMagnitude(misfits.data(), misfits.size(), work) + kLeastScale;
 }
 
-/// The up to eight neighbours of a pixel.
-struct Ring {
-    double mean = 0.0, range = 0.0;
-};
-
-Ring ringAround(const Grid& grid, const FrameState& frame, std::size_t q) {
-    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
-    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
-    double sum = 0.0, lowest = 1e30, highest = -1e30;
-    int count = 0;
-    for (int j = std::max(0, y - 1); j <= std::min(grid.height - 1, y + 1); ++j) {
-        for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
-            const std::size_t beside = static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
-                                       static_cast<std::size_t>(i);
-            if (beside == q || !(frame.present[beside] > 0.0f)) continue;
-            const double value = frame.values[beside];
-            sum += value;
-            lowest = std::min(lowest, value);
-            highest = std::max(highest, value);
-            ++count;
-        }
-    }
-    return count == 0 ? Ring() : Ring{sum / count, highest - lowest};
-}
-
-/// Summary of a pixel over all frames, cheap enough for every pixel.
-struct Glance {
-    float deviation = 0.0f;    ///< mean misfit, in standard deviations of each frame, kDeadMost at most
-    float unexplained = 0.0f;  ///< sum of misfits
-    float range = 0.0f;        ///< of the values
-    int count = 0;             ///< frames with a misfit there
-};
-
-Glance glanceAt(const std::vector<FrameState>& frames, std::size_t q) {
-    Glance seen;
-    float lowest = 1e30f, highest = -1e30f;
-    for (const FrameState& frame : frames) {
-        if (!(frame.inside[q] > 0.0f)) continue;
-        const float misfit = std::abs(frame.misfit[q]);
-        seen.unexplained += misfit;
-        seen.deviation += std::min(misfit / static_cast<float>(frame.scale), static_cast<float>(kDeadMost));
-        lowest = std::min(lowest, frame.values[q]);
-        highest = std::max(highest, frame.values[q]);
-        ++seen.count;
-    }
-    if (seen.count == 0) return seen;
-    seen.deviation /= static_cast<float>(seen.count);
-    seen.range = highest - lowest;
-    return seen;
-}
-
-/// Whether a pixel deviates more than those kAside pixels away, which a dead pixel does not reach. Where the scene itself
-/// changes they all do.
-bool standsOut(const Grid& grid, const std::vector<float>& deviation, std::size_t q) {
-    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
-    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
-    float sum = 0.0f;
-    int count = 0;
-    for (int j = -kAside; j <= kAside; ++j) {
-        for (int i = -kAside; i <= kAside; ++i) {
-            if (std::max(std::abs(i), std::abs(j)) < kAside || x + i < 0 || x + i >= grid.width ||
-                y + j < 0 || y + j >= grid.height) {
-                continue;
-            }
-            sum += deviation[static_cast<std::size_t>(grid.rowStart(y + j) + x + i)];
-            ++count;
-        }
-    }
-    return deviation[q] * static_cast<float>(count) > kStandsOut * sum;
-}
-
-/// How far a pixel is from following the scene, in standard deviations on average over the frames; 0 where it may be
-/// the image that is wrong, or fewer than `enough` frames show it.
-double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std::size_t q, int enough) {
-    double moving = 0.0, stuck = 0.0, unexplained = 0.0, peculiar = 0.0, ranges = 0.0, noise = 0.0;
-    double lowest = 1e30, highest = -1e30, lowestAround = 1e30, highestAround = -1e30;
-    int count = 0;
-    for (const FrameState& frame : frames) {
-        if (!(frame.inside[q] > 0.0f)) continue;
-        const Ring ring = ringAround(grid, frame, q);
-        const double misfit = std::abs(frame.misfit[q]);
-        const double edge = kDeadDisplacement * frame.slope[q];
-        stuck += std::min(misfit / lengthOf(frame.scale, edge), kDeadMost);
-        moving +=
-            std::min(misfit / lengthOf(lengthOf(frame.scale, edge), kDeadRange * ring.range), kDeadMost);
-        unexplained += misfit;
-        peculiar += std::abs(frame.values[q] - ring.mean) / frame.gain;
-        ranges += ring.range;
-        noise = std::max(noise, frame.scale);
-        lowest = std::min(lowest, static_cast<double>(frame.values[q]));
-        highest = std::max(highest, static_cast<double>(frame.values[q]));
-        lowestAround = std::min(lowestAround, ring.mean);
-        highestAround = std::max(highestAround, ring.mean);
-        ++count;
-    }
-    if (count < enough) return 0.0;
-    const double range = highest - lowest;
-    // A pixel far off smooth neighbours, whose value stays while the scene moves, is no detail of the scene: such a spot would
-    // change with every fraction of a pixel. An image with little prior may explain it all the same.
-    if (range < kStuckRange * noise && peculiar > kFarOff * noise * count &&
-        peculiar > kFarOffRanges * ranges) {
-        return kDeadMost;
-    }
-    const bool missed = unexplained > kDeadUnexplained * peculiar;
-    // Beside a sharp edge a good pixel changes little as well, while its neighbours do, but the image explains it.
-    if (missed && range < kStuckRange * noise && range < kStuckShare * (highestAround - lowestAround)) {
-        return kDeadMost;
-    }
-    // A value that stays the same where the image predicts a change is stuck, however much the scene varies around it.
-    if (range < kStuckRange * noise) return stuck / count;
-    return missed ? moving / count : 0.0;
-}
-
 }  // namespace
 
 double medianScale(const std::vector<FrameState>& frames) {
@@ -193,82 +54,6 @@ void measureMisfit(const Grid& grid, const SplineImage& image, const Buffer<floa
 
 bool fitsUsually(const FrameState& frame, double usual) {
     return frame.used && frame.scale <= kMostUnusual * usual;
-}
-
-void weighByAgreement(std::vector<FrameState>& frames) {
-    for (FrameState& frame : frames) {
-        for (std::size_t q = 0; q < frame.weight.size(); ++q)
-            frame.weight[q] = frame.present[q] * frame.agreement[q];
-    }
-}
-
-void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forgiveness) {
-    const double usual = medianScale(frames);
-    const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
-    Buffer<float> squared(area), local(area);
-    for (FrameState& frame : frames) {
-        if (!frame.used) continue;
-        const float forgiven = forgiveness * forgiveness;
-        const float noise = forgiven * static_cast<float>(frame.scale * frame.scale);
-        const float edge = forgiven * static_cast<float>(kDisplacement * kDisplacement);
-        const auto squaredMisfit = [&](std::size_t q) {
-            return frame.misfit[q] * frame.misfit[q] / (noise + edge * frame.slope[q] * frame.slope[q]);
-        };
-        for (std::size_t q = 0; q < area; ++q) {
-            squared[q] =
-                frame.inside[q] > 0.0f ? std::min(squaredMisfit(q), kMostMisfit * kMostMisfit) : 0.0f;
-        }
-        boxMean(squared, frame.inside, grid.width, grid.height, kLocalRadius, local);
-        const double share = usual / frame.scale;
-        const float frameWeight = static_cast<float>(std::min(1.0, share * share));
-        for (std::size_t q = 0; q < area; ++q) {
-            const float localWeight = local[q] > kLocalTolerance ? kLocalTolerance / local[q] : 1.0f;
-            const float weight = frameWeight * localWeight * frame.agreement[q] /
-                                 (1.0f + squaredMisfit(q) / (kCauchy * kCauchy));
-            frame.weight[q] = frame.inside[q] > 0.0f ? weight : 0.0f;
-        }
-    }
-}
-
-std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& all) {
-    const double usual = medianScale(all);
-    std::vector<FrameState> frames;
-    std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
-                 [usual](const FrameState& frame) { return fitsUsually(frame, usual); });
-    const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
-    std::vector<float> score(area), deviation(area);
-    const int enough = std::max(kDeadFrames, static_cast<int>(frames.size()) / 2);
-    std::vector<std::size_t> possible;
-    for (std::size_t q = 0; q < area; ++q) {
-        const Glance seen = glanceAt(frames, q);
-        deviation[q] = seen.deviation;
-        if (seen.count >= enough &&
-            (seen.deviation >= kDeadMisfit || seen.unexplained > kMissedRange * seen.range)) {
-            possible.push_back(q);
-        }
-    }
-    for (const std::size_t q : possible) {
-        if (standsOut(grid, deviation, q))
-            score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
-    }
-    std::vector<std::size_t> dead;
-    for (int y = 0; y < grid.height; ++y) {
-        for (int x = 0; x < grid.width; ++x) {
-            const std::size_t q = static_cast<std::size_t>(y) * static_cast<std::size_t>(grid.width) +
-                                  static_cast<std::size_t>(x);
-            bool highest = score[q] >= kDeadMisfit;
-            for (int j = std::max(0, y - 1); highest && j <= std::min(grid.height - 1, y + 1); ++j) {
-                for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
-                    const std::size_t beside =
-                        static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
-                        static_cast<std::size_t>(i);
-                    highest = highest && score[beside] <= score[q];
-                }
-            }
-            if (highest) dead.push_back(q);
-        }
-    }
-    return dead;
 }
 
 }  // namespace oravo::vision::detail::precise

@@ -4,10 +4,12 @@
 #include <cmath>
 
 #include "vision/superresolution/detail/precise/BicubicReference.h"
+#include "vision/superresolution/detail/precise/DeadPixels.h"
 #include "vision/superresolution/detail/precise/DeviationEstimate.h"
 #include "vision/superresolution/detail/precise/FirstGuess.h"
 #include "vision/superresolution/detail/precise/Misfit.h"
 #include "vision/superresolution/detail/precise/Trust.h"
+#include "vision/superresolution/detail/precise/Weights.h"
 
 namespace oravo::vision::detail::precise {
 namespace {

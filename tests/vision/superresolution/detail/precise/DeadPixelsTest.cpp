@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/precise/Misfit.h"
+#include "vision/superresolution/detail/precise/DeadPixels.h"
 
 #include <gtest/gtest.h>
 
@@ -37,7 +37,7 @@ std::vector<FrameState> framesWithAnOddPixel(float height, float changes, float 
 
 }  // namespace
 
-TEST(Misfit, AValueThatStaysFarOffSmoothNeighboursIsDeadThoughTheImageExplainsIt) {
+TEST(DeadPixels, AValueThatStaysFarOffSmoothNeighboursIsDeadThoughTheImageExplainsIt) {
     const Grid grid{kSide, kSide, 2, 4};
     EXPECT_EQ(findDeadPixels(grid, framesWithAnOddPixel(2.0f, 0.0f, 0.0f)), std::vector<std::size_t>{kPixel});
     EXPECT_EQ(findDeadPixels(grid, framesWithAnOddPixel(-2.0f, 0.005f, 0.0f)),

@@ -1,0 +1,188 @@
+#include "vision/superresolution/detail/precise/DeadPixels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+#include "vision/superresolution/detail/precise/Misfit.h"
+#include "vision/superresolution/detail/precise/Statistics.h"
+
+namespace oravo::vision::detail::precise {
+namespace {
+
+constexpr double kDeadDisplacement = 0.1;
+constexpr double kDeadRange = 0.15;  ///< of the values around a pixel: structure that an image may miss
+constexpr double kDeadUnexplained =
+    0.3;  ///< share of a pixel's difference from its neighbours that the image misses
+constexpr double kDeadMost = 10.0;  ///< standard deviations that one frame adds to the mean
+constexpr double kStuckRange =
+    5.0;  ///< standard deviations that values of a stuck pixel differ from frame to frame
+constexpr double kStuckShare = 0.05;  ///< of how much its neighbours differ
+constexpr double kFarOff =
+    60.0;  ///< standard deviations from its neighbours at which a stuck pixel shows by itself
+constexpr double kFarOffRanges = 2.0;  ///< and ranges of these neighbours
+constexpr float kDeadMisfit = 3.0f;    ///< mean misfit over the frames from which a pixel is dead
+constexpr int kDeadFrames = 3;
+constexpr int kAside = 3;             ///< pixels, that a dead pixel hardly reaches
+constexpr float kStandsOut = 3.0f;    ///< deviation of a dead pixel over that kAside pixels away
+/// A pixel whose values have a range of kStuckShare of its neighbours' differs from them by 1 / kStuckShare of that range
+/// in sum, of which the image has to miss kDeadUnexplained; half of that, as gains differ.
+constexpr float kMissedRange = static_cast<float>(0.5 * kDeadUnexplained / kStuckShare);
+
+/// The up to eight neighbours of a pixel.
+struct Ring {
+    double mean = 0.0, range = 0.0;
+};
+
+Ring ringAround(const Grid& grid, const FrameState& frame, std::size_t q) {
+    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
+    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
+    double sum = 0.0, lowest = 1e30, highest = -1e30;
+    int count = 0;
+    for (int j = std::max(0, y - 1); j <= std::min(grid.height - 1, y + 1); ++j) {
+        for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
+            const std::size_t beside = static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
+                                       static_cast<std::size_t>(i);
+            if (beside == q || !(frame.present[beside] > 0.0f)) continue;
+            const double value = frame.values[beside];
+            sum += value;
+            lowest = std::min(lowest, value);
+            highest = std::max(highest, value);
+            ++count;
+        }
+    }
+    return count == 0 ? Ring() : Ring{sum / count, highest - lowest};
+}
+
+/// Summary of a pixel over all frames, cheap enough for every pixel.
+struct Glance {
+    float deviation = 0.0f;    ///< mean misfit, in standard deviations of each frame, kDeadMost at most
+    float unexplained = 0.0f;  ///< sum of misfits
+    float range = 0.0f;        ///< of the values
+    int count = 0;             ///< frames with a misfit there
+};
+
+Glance glanceAt(const std::vector<FrameState>& frames, std::size_t q) {
+    Glance seen;
+    float lowest = 1e30f, highest = -1e30f;
+    for (const FrameState& frame : frames) {
+        if (!(frame.inside[q] > 0.0f)) continue;
+        const float misfit = std::abs(frame.misfit[q]);
+        seen.unexplained += misfit;
+        seen.deviation += std::min(misfit / static_cast<float>(frame.scale), static_cast<float>(kDeadMost));
+        lowest = std::min(lowest, frame.values[q]);
+        highest = std::max(highest, frame.values[q]);
+        ++seen.count;
+    }
+    if (seen.count == 0) return seen;
+    seen.deviation /= static_cast<float>(seen.count);
+    seen.range = highest - lowest;
+    return seen;
+}
+
+/// Whether a pixel deviates more than those kAside pixels away, which a dead pixel does not reach. Where the scene itself
+/// changes they all do.
+bool standsOut(const Grid& grid, const std::vector<float>& deviation, std::size_t q) {
+    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
+    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
+    float sum = 0.0f;
+    int count = 0;
+    for (int j = -kAside; j <= kAside; ++j) {
+        for (int i = -kAside; i <= kAside; ++i) {
+            if (std::max(std::abs(i), std::abs(j)) < kAside || x + i < 0 || x + i >= grid.width ||
+                y + j < 0 || y + j >= grid.height) {
+                continue;
+            }
+            sum += deviation[static_cast<std::size_t>(grid.rowStart(y + j) + x + i)];
+            ++count;
+        }
+    }
+    return deviation[q] * static_cast<float>(count) > kStandsOut * sum;
+}
+
+/// How far a pixel is from following the scene, in standard deviations on average over the frames; 0 where it may be
+/// the image that is wrong, or fewer than `enough` frames show it.
+double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std::size_t q, int enough) {
+    double moving = 0.0, stuck = 0.0, unexplained = 0.0, peculiar = 0.0, ranges = 0.0, noise = 0.0;
+    double lowest = 1e30, highest = -1e30, lowestAround = 1e30, highestAround = -1e30;
+    int count = 0;
+    for (const FrameState& frame : frames) {
+        if (!(frame.inside[q] > 0.0f)) continue;
+        const Ring ring = ringAround(grid, frame, q);
+        const double misfit = std::abs(frame.misfit[q]);
+        const double edge = kDeadDisplacement * frame.slope[q];
+        stuck += std::min(misfit / lengthOf(frame.scale, edge), kDeadMost);
+        moving +=
+            std::min(misfit / lengthOf(lengthOf(frame.scale, edge), kDeadRange * ring.range), kDeadMost);
+        unexplained += misfit;
+        peculiar += std::abs(frame.values[q] - ring.mean) / frame.gain;
+        ranges += ring.range;
+        noise = std::max(noise, frame.scale);
+        lowest = std::min(lowest, static_cast<double>(frame.values[q]));
+        highest = std::max(highest, static_cast<double>(frame.values[q]));
+        lowestAround = std::min(lowestAround, ring.mean);
+        highestAround = std::max(highestAround, ring.mean);
+        ++count;
+    }
+    if (count < enough) return 0.0;
+    const double range = highest - lowest;
+    // A pixel far off smooth neighbours, whose value stays while the scene moves, is no detail of the scene: such a spot would
+    // change with every fraction of a pixel. An image with little prior may explain it all the same.
+    if (range < kStuckRange * noise && peculiar > kFarOff * noise * count &&
+        peculiar > kFarOffRanges * ranges) {
+        return kDeadMost;
+    }
+    const bool missed = unexplained > kDeadUnexplained * peculiar;
+    // Beside a sharp edge a good pixel changes little as well, while its neighbours do, but the image explains it.
+    if (missed && range < kStuckRange * noise && range < kStuckShare * (highestAround - lowestAround)) {
+        return kDeadMost;
+    }
+    // A value that stays the same where the image predicts a change is stuck, however much the scene varies around it.
+    if (range < kStuckRange * noise) return stuck / count;
+    return missed ? moving / count : 0.0;
+}
+
+}  // namespace
+
+std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& all) {
+    const double usual = medianScale(all);
+    std::vector<FrameState> frames;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
+                 [usual](const FrameState& frame) { return fitsUsually(frame, usual); });
+    const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
+    std::vector<float> score(area), deviation(area);
+    const int enough = std::max(kDeadFrames, static_cast<int>(frames.size()) / 2);
+    std::vector<std::size_t> possible;
+    for (std::size_t q = 0; q < area; ++q) {
+        const Glance seen = glanceAt(frames, q);
+        deviation[q] = seen.deviation;
+        if (seen.count >= enough &&
+            (seen.deviation >= kDeadMisfit || seen.unexplained > kMissedRange * seen.range)) {
+            possible.push_back(q);
+        }
+    }
+    for (const std::size_t q : possible) {
+        if (standsOut(grid, deviation, q))
+            score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
+    }
+    std::vector<std::size_t> dead;
+    for (int y = 0; y < grid.height; ++y) {
+        for (int x = 0; x < grid.width; ++x) {
+            const std::size_t q = static_cast<std::size_t>(y) * static_cast<std::size_t>(grid.width) +
+                                  static_cast<std::size_t>(x);
+            bool highest = score[q] >= kDeadMisfit;
+            for (int j = std::max(0, y - 1); highest && j <= std::min(grid.height - 1, y + 1); ++j) {
+                for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
+                    const std::size_t beside =
+                        static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
+                        static_cast<std::size_t>(i);
+                    highest = highest && score[beside] <= score[q];
+                }
+            }
+            if (highest) dead.push_back(q);
+        }
+    }
+    return dead;
+}
+
+}  // namespace oravo::vision::detail::precise
