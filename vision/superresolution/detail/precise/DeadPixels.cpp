@@ -23,8 +23,8 @@ constexpr double kFarOff =
 constexpr double kFarOffRanges = 2.0;  ///< and ranges of these neighbours
 constexpr float kDeadMisfit = 3.0f;    ///< mean misfit over the frames from which a pixel is dead
 constexpr int kDeadFrames = 3;
-constexpr int kAside = 3;             ///< pixels, that a dead pixel hardly reaches
-constexpr float kStandsOut = 3.0f;    ///< deviation of a dead pixel over that kAside pixels away
+constexpr int kAside = 3;           ///< pixels, that a dead pixel hardly reaches
+constexpr float kStandsOut = 3.0f;  ///< deviation of a dead pixel over that kAside pixels away
 /// A pixel whose values have a range of kStuckShare of its neighbours' differs from them by 1 / kStuckShare of that range
 /// in sum, of which the image has to miss kDeadUnexplained; half of that, as gains differ.
 constexpr float kMissedRange = static_cast<float>(0.5 * kDeadUnexplained / kStuckShare);

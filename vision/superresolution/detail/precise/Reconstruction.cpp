@@ -234,6 +234,7 @@ void Reconstruction::giveSecondChance() {
     solve(withheld_.strength, kSecondChance);
     measure();
     weighByMisfit(grid_, frames_);
+    weighByGain(grid_, frames_, reference_, pattern_.values());
 }
 
 void Reconstruction::makeDraft() {
