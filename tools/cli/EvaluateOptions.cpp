@@ -13,8 +13,7 @@ void addEvaluate(CLI::App& app, EvaluateCommand& c, const std::string& exitCodes
         ->check(notEmpty());
     sub->add_option("--beside", c.others,
                     "A further enlarged image, judged under the name of its file; may be given several times")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false)  // what follows may be the result
         ->check(notEmpty());
     sub->add_option("--crop", c.crop, "Pixels left out along the border")
         ->check(CLI::Range(0, 1000000))
