@@ -9,10 +9,8 @@ namespace {
 
 /// An option that names one file each time it is given.
 void addFiles(CLI::App* command, const char* name, std::vector<std::string>& files, const char* text) {
-    command->add_option(name, files, text)
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-        ->check(notEmpty());
+    // What follows the file is no other file of the option: it may be the input.
+    command->add_option(name, files, text)->allow_extra_args(false)->check(notEmpty());
 }
 
 }  // namespace
@@ -45,10 +43,11 @@ void addResultOptions(CLI::App* command, ResultOptions& options) {
         "the frames: how they scatter around what the image says they should show, within 5 x 5 of their "
         "pixels, which is larger where something moved or the image is not sharp enough to explain an "
         "edge. May be given twice");
-    addFiles(command, "--report", options.reports,
-             "FILE.html: a page about the (last) image for people, with pictures before and after, the "
-             "frames' sub-pixel positions, coverage, noise and all parameters, or FILE.json: its figures "
-             "for programs. May be given twice");
+    addFiles(
+        command, "--report", options.reports,
+        "FILE.html: a page about the (last) image for people: how good it is, what was left out and why, "
+        "pictures before and after under one slider with the value under the pointer, maps, motions and "
+        "all parameters, or FILE.json: its figures for programs. May be given twice");
 }
 
 }  // namespace oravo::tools

@@ -185,9 +185,13 @@ Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outsi
     r.created = timeNow();
     r.output = command_.output;
     r.unit = unit_;
+    r.recorded = reader_.count();
+    r.mostFrames = last_.precise ? last_.parameters.frames : Pipeline::kWindowSize;
     r.images = images_;
     r.frames = frames();
-    for (const std::size_t number : last_.leftOut) r.leftOut.emplace_back(number, reader_.name(number));
+    for (const std::size_t number : last_.leftOut) {
+        r.leftOut.push_back({number, reader_.name(number), "nothing new in common with the reference frame"});
+    }
     r.precise = last_.precise;
     r.image = last_.image;
     if (last_.precise || !last_.masks.empty()) r.coverage = coverage();

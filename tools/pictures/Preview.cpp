@@ -1,6 +1,7 @@
 #include "tools/pictures/Preview.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
@@ -18,6 +19,9 @@ constexpr int kLeastLines = 9;           // of text, beside the image
 constexpr std::size_t kLongestUnit = 4;  // bytes
 const cv::Scalar kWhite(255, 255, 255);
 const cv::Scalar kBlack(0, 0, 0);
+// Distinct without red and green: dark red, orange, pale yellow, light blue, dark blue.
+const std::array<cv::Vec3b, 6> kCoverageColours{cv::Vec3b(38, 0, 165), {39, 87, 226},   {97, 174, 253},
+                                                {191, 255, 255},       {209, 191, 116}, {149, 54, 49}};
 
 /// Where things go in a picture of an image of some size.
 struct Layout {
@@ -175,12 +179,22 @@ cv::Mat Preview::draw(const cv::Mat_<float>& image) const {
 }
 
 cv::Vec3b coverageColour(int count, int frames) {
-    // Distinct without red and green: dark red, orange, pale yellow, light blue, dark blue.
-    static const std::vector<cv::Vec3b> kColours{{38, 0, 165},    {39, 87, 226},   {97, 174, 253},
-                                                 {191, 255, 255}, {209, 191, 116}, {149, 54, 49}};
     const double place =
-        static_cast<double>(count) * static_cast<double>(kColours.size() - 1) / std::max(frames, 1);
-    return kColours[std::min(static_cast<std::size_t>(std::lround(place)), kColours.size() - 1)];
+        static_cast<double>(count) * static_cast<double>(kCoverageColours.size() - 1) / std::max(frames, 1);
+    return kCoverageColours[std::min(static_cast<std::size_t>(std::lround(place)),
+                                     kCoverageColours.size() - 1)];
+}
+
+Palette coveragePalette() {
+    cv::Mat_<cv::Vec3b> colours(static_cast<int>(kCoverageColours.size()), 1), palette(256, 1);
+    std::copy(kCoverageColours.begin(), kCoverageColours.end(), colours.begin());
+    for (int i = 0; i < palette.rows; ++i) {
+        const double place = i * (colours.rows - 1.0) / (palette.rows - 1.0);
+        const int below = std::min(static_cast<int>(place), colours.rows - 2);
+        const double share = place - below;
+        palette(i) = cv::Vec3d(colours(below)) * (1.0 - share) + cv::Vec3d(colours(below + 1)) * share;
+    }
+    return palette;
 }
 
 cv::Mat_<cv::Vec3b> coverageColours(const cv::Mat_<uchar>& coverage, int frames) {

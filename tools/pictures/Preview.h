@@ -44,6 +44,8 @@ cv::Mat drawCoverage(const cv::Mat_<uchar>& coverage, int frames);
 /// The colour (B, G, R) that stands for so many of so many frames: from red (none) over yellow to blue (all).
 cv::Vec3b coverageColour(int count, int frames);
 cv::Mat_<cv::Vec3b> coverageColours(const cv::Mat_<uchar>& coverage, int frames);
+/// The same colours and those between them, for a scale from no frame to all.
+Palette coveragePalette();
 
 }  // namespace oravo::tools
 

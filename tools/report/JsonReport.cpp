@@ -7,6 +7,7 @@
 #include "tools/base/Messages.h"
 #include "tools/pictures/Preview.h"
 #include "tools/report/Report.h"
+#include "tools/report/Verdict.h"
 
 namespace oravo::tools {
 namespace {
@@ -87,6 +88,28 @@ Json frame(const ReportedFrame& f) {
     return result;
 }
 
+Json verdict(const Report& report) {
+    const Verdict found = verdictOn(report);
+    return {{"level", nameOf(found.level)}, {"headline", found.headline}, {"explanation", found.explanation}};
+}
+
+/// Of the image (precise pipeline), or of the frames around it.
+Json deviation(const Report& report) {
+    const DeviationFigures all = deviationOf(report);
+    if (!all.known) return nullptr;
+    return {{"median", number(all.median)},
+            {"most", number(all.most)},
+            {"worst", {{"x", all.at.x}, {"y", all.at.y}, {"value", number(all.worst)}}}};
+}
+
+Json weightMedian(const Report& report) {
+    return report.coverage.empty() ? Json(nullptr) : number(medianOf(weightOf(report)));
+}
+
+Json orNull(const std::optional<double>& value) {
+    return value ? number(*value) : Json(nullptr);
+}
+
 /// What the precise pipeline found out about the image and the sensor.
 Json precise(const Report& report) {
     if (!report.precise) return nullptr;
@@ -104,12 +127,7 @@ Json precise(const Report& report) {
             {"noise", number(p.noise)},
             {"smoothness", number(p.smoothness)},
             {"dead_pixels", dead},
-            {"fixed_pattern",
-             p.pattern.empty() ? Json(nullptr) : number(cv::norm(p.pattern) / std::sqrt(p.pattern.total()))}};
-}
-
-Json orNull(const std::optional<double>& value) {
-    return value ? number(*value) : Json(nullptr);
+            {"fixed_pattern", orNull(patternOf(report))}};
 }
 
 Json resolutionGain(const ReportedImage& image) {
@@ -153,14 +171,15 @@ Json lastImage(const Report& report) {
     Json frames = Json::array();
     for (const ReportedFrame& f : report.frames) frames.push_back(frame(f));
     Json leftOut = Json::array();
-    for (const auto& [number, name] : report.leftOut) {
-        leftOut.push_back({{"number", number}, {"name", name}});
+    for (const LeftOutFrame& frame : report.leftOut) {
+        leftOut.push_back({{"number", frame.number}, {"name", frame.name}, {"reason", frame.reason}});
     }
     const ReportedImage& last = report.images.back();
     return {{"file", report.output},
             {"width", report.image.cols},
             {"height", report.image.rows},
             {"unit", textOrNull(report.unit)},
+            {"verdict", verdict(report)},
             {"newest_frame", last.newest},
             {"gain", resolutionGain(last)},
             {"decibels_over_bicubic", orNull(last.decibels)},
@@ -169,8 +188,11 @@ Json lastImage(const Report& report) {
             {"phases_reached", phasesReached(report.frames)},
             {"frames", frames},
             {"left_out", leftOut},
+            {"left_out_or_corrected", leftOutOf(report)},
             {"precise", precise(report)},
             {"coverage_shares", coverage(report)},
+            {"weight_median", weightMedian(report)},
+            {"deviation", deviation(report)},
             {"noise_median", number(medianOf(report.noise))},
             {"spots", spots(report)},
             {"flat_bias", flatBias(report.flatBias)}};

@@ -10,6 +10,20 @@
 #include "tools/values/Decode.h"
 
 namespace oravo::tools {
+namespace {
+
+/// NaN where all values are.
+double quantileOf(const cv::Mat_<float>& image, double share) {
+    std::vector<float> values;
+    std::copy_if(image.begin(), image.end(), std::back_inserter(values),
+                 [](float v) { return !std::isnan(v); });
+    if (values.empty()) return std::numeric_limits<double>::quiet_NaN();
+    const auto place = static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size()));
+    std::nth_element(values.begin(), values.begin() + place, values.end());
+    return static_cast<double>(values[static_cast<std::size_t>(place)]);
+}
+
+}  // namespace
 
 cv::Point2d phaseOf(cv::Point2f shift) {
     // frame(p + d) = reference(p): pixel i of the frame sees what lies at i - d of the reference.
@@ -50,13 +64,40 @@ double seenValueAt(const Report& report, cv::Point pixel) {
 }
 
 double medianOf(const cv::Mat_<float>& image) {
-    std::vector<float> values;
-    std::copy_if(image.begin(), image.end(), std::back_inserter(values),
-                 [](float v) { return !std::isnan(v); });
-    if (values.empty()) return std::numeric_limits<double>::quiet_NaN();
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return static_cast<double>(*middle);
+    return quantileOf(image, 0.5);
+}
+
+DeviationFigures deviationOf(const Report& report) {
+    DeviationFigures all;
+    all.median = medianOf(report.noise);
+    all.most = quantileOf(report.noise, 0.95);
+    for (int y = 0; y < report.noise.rows; ++y) {
+        for (int x = 0; x < report.noise.cols; ++x) {
+            const auto value = static_cast<double>(report.noise(y, x));
+            if (std::isnan(value) || (all.known && value <= all.worst)) continue;
+            all.known = true;
+            all.worst = value;
+            all.at = {x, y};
+        }
+    }
+    return all;
+}
+
+std::optional<double> patternOf(const Report& report) {
+    if (!report.precise || report.precise->pattern.empty()) return std::nullopt;
+    const cv::Mat_<float>& pattern = report.precise->pattern;
+    return cv::norm(pattern) / std::sqrt(static_cast<double>(pattern.total()));
+}
+
+cv::Mat_<float> weightOf(const Report& report) {
+    cv::Mat_<float> weight;
+    if (report.precise) {
+        report.precise->weight.copyTo(weight);
+        weight.setTo(0.0f, valueMask(report.image) == 0);
+    } else {
+        report.coverage.convertTo(weight, CV_32F);
+    }
+    return weight;
 }
 
 }  // namespace oravo::tools

@@ -6,7 +6,6 @@
 #include <opencv2/core.hpp>
 #include <optional>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -38,6 +37,13 @@ struct ReportedFrame {
     std::optional<vision::SrPreciseFrame> fit;  ///< by the precise pipeline
 };
 
+/// A frame that the image could have been computed from, and was not.
+struct LeftOutFrame {
+    std::size_t number = 0;
+    std::string name;
+    std::string reason;  ///< in words that follow "frame 7: "
+};
+
 /// An image of the recording.
 struct ReportedImage {
     std::size_t newest = 0;  ///< frame
@@ -58,10 +64,12 @@ struct Report {
     std::string output;
     std::string unit;  ///< of the values; may be empty
 
+    std::size_t recorded = 0;           ///< frames of the recording
+    int mostFrames = 0;                 ///< that an image is made of
     std::vector<ReportedImage> images;  ///< oldest first; the last one is that of the following
     std::vector<ReportedFrame> frames;  ///< that take part, oldest first
-    std::vector<std::pair<std::size_t, std::string>> leftOut;  ///< numbers and names of frames that do not
-    std::shared_ptr<const vision::SrPreciseResult> precise;    ///< null for other pipelines
+    std::vector<LeftOutFrame> leftOut;  ///< oldest first
+    std::shared_ptr<const vision::SrPreciseResult> precise;  ///< null for other pipelines
     cv::Mat_<float> image;
     cv::Mat_<float> reference;  ///< the frame that it lies on
     cv::Mat_<uchar> coverage;   ///< frames per pixel of the image; empty where that is unknown
@@ -100,6 +108,22 @@ double seenValueAt(const Report& report, cv::Point pixel);
 
 /// The median of the values that are none of NaN; NaN where there are none.
 double medianOf(const cv::Mat_<float>& image);
+
+/// What a map of standard deviations says, in the unit of the image.
+struct DeviationFigures {
+    bool known = false;
+    double median = 0.0;
+    double most = 0.0;   ///< 95 % of the pixels have less
+    double worst = 0.0;  ///< the largest, and the first pixel that has it
+    cv::Point at;
+};
+DeviationFigures deviationOf(const Report& report);
+
+/// The sensor's fixed pattern as a root mean square; none where none was found.
+std::optional<double> patternOf(const Report& report);
+
+/// How many frames' worth of values each pixel of the image rests on; 0 where it has none. The report has to hold a coverage.
+cv::Mat_<float> weightOf(const Report& report);
 
 /// For programs: see the keys in JsonReport.cpp. Unavailable values are null, numbers and texts alike.
 std::string jsonReport(const Report& report);

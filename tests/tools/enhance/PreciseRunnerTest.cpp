@@ -108,7 +108,10 @@ TEST_F(Precise, SaysWhatThereIsToDoubt) {
         << foreign.err;
     EXPECT_TRUE(says(foreign.err, "\nframes 0 to 2, 4: ")) << foreign.err;
     const Json report = Json::parse(text(path("r.json")));
-    EXPECT_EQ(report["image"]["left_out"], (Json{{{"number", 3}, {"name", "b/frame_003.tif"}}}));
+    const Json leftOut{{"number", 3},
+                       {"name", "b/frame_003.tif"},
+                       {"reason", "nothing new in common with the reference frame"}};
+    EXPECT_EQ(report["image"]["left_out"], Json::array({leftOut}));
     EXPECT_EQ(report["image"]["frames"].size(), 4u);
     EXPECT_TRUE(says(text(path("r.html")), "left out: nothing new in common with the reference"));
 

@@ -9,8 +9,9 @@
 #include "tools/measure/Metrics.h"
 #include "tools/output/ImageWriter.h"
 #include "tools/pictures/Preview.h"
-#include "tools/report/HtmlText.h"
 #include "tools/report/Report.h"
+#include "tools/report/ReportText.h"
+#include "tools/report/ValueGrid.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
 namespace oravo::tools {
@@ -57,6 +58,51 @@ TEST(HtmlText, HoldsNoMarkupAndNoBrokenCharacters) {
         EXPECT_EQ((address.size() - start.size()) % 4, 0u);
         EXPECT_EQ(cv::norm(cv::imdecode(bytes, cv::IMREAD_COLOR), picture, cv::NORM_INF), 0.0);
     }
+}
+
+/// Each value comes back to half a step, which is a round number and no finer than it has to be.
+TEST(ValueGrid, IsTrueToHalfARoundStep) {
+    cv::RNG random(5);
+    for (const double span : {0.0, 3e-4, 0.7, 44.0, 65532.0, 1e6}) {
+        for (const double lowest : {-273.15, -0.4 * span, 0.0, 21.37}) {
+            for (const double finest : {0.0, 0.01, 0.5}) {
+                cv::Mat_<float> image(7, 9);
+                random.fill(image, cv::RNG::UNIFORM, lowest, lowest + span);
+                image(0, 0) = static_cast<float>(lowest);
+                image(6, 8) = static_cast<float>(lowest + span);
+                image(3, 3) = std::nanf("");
+                image(3, 4) = pixelOf(vision::CODE_OVER_RANGE);
+                const ValueGrid grid(image, 63, finest);
+                SCOPED_TRACE(testing::Message()
+                             << span << ' ' << lowest << ' ' << finest << ' ' << grid.step);
+                EXPECT_LE(grid.step, std::max({3.0 * span / 65532.0, 2.5 * finest, 3e-4}));
+                EXPECT_GE(grid.step, finest);
+                const double leading = grid.step / std::pow(10.0, std::floor(std::log10(grid.step) + 1e-6));
+                EXPECT_LT(
+                    std::min({std::abs(leading - 1.0), std::abs(leading - 2.0), std::abs(leading - 5.0)}),
+                    1e-6);
+                const double inDigits = grid.step * std::pow(10.0, grid.decimals);
+                EXPECT_NEAR(inDigits, std::round(inDigits), 1e-6);
+                for (int i = 0; i < 63; ++i) {
+                    const bool none = i == 30 || i == 31;
+                    ASSERT_EQ(grid.codes(i) == ValueGrid::kNoValue, none) << i;
+                    if (none) continue;
+                    ASSERT_NEAR(grid.offset + grid.step * grid.codes(i), static_cast<double>(image(i)),
+                                0.5001 * grid.step);
+                }
+            }
+        }
+    }
+    cv::Mat_<float> ramp(5, 7);
+    for (int i = 0; i < 35; ++i) ramp(i) = static_cast<float>(i);
+    const ValueGrid thinned(ramp, 12, 1.0);
+    EXPECT_EQ(thinned.stride, 2);
+    EXPECT_EQ(thinned.codes.size(), cv::Size(4, 3));
+    EXPECT_EQ(thinned.codes(1, 1), 16);
+    EXPECT_EQ(thinned.bytes()[10], 16);
+    EXPECT_EQ(thinned.bytes().size(), 24u);
+    EXPECT_DOUBLE_EQ(harmlessStep(0.0581), 0.001);
+    EXPECT_EQ(harmlessStep(std::nan("")), 0.0);
 }
 
 TEST(Findings, ArePrintedAndKept) {
@@ -125,7 +171,7 @@ TEST_F(Program, ReportsWhatItDid) {
     const std::string page = text(path("r.html"));
     EXPECT_NE(page.find("&lt;o&gt;.tif"), std::string::npos);
     EXPECT_EQ(page.find("<o>"), std::string::npos);
-    EXPECT_EQ(page.find("http"), std::string::npos);  // needs nothing beside itself
+    EXPECT_EQ(page.find("http:"), std::string::npos);  // needs nothing beside itself
     EXPECT_NE(page.find("moved by (9.6"), std::string::npos);
     // A pipeline that does not hand out its masks.
     ASSERT_EQ(run("enhance b -o v.tif --pipeline vector --report v.json --report v.html").code, 0);
@@ -136,6 +182,55 @@ TEST_F(Program, ReportsWhatItDid) {
     EXPECT_EQ(run("enhance b -o o.tif --report o.tif").code, 3);
     EXPECT_EQ(run("enhance b -o o.tif --report r.html --report ./r.html").code, 3);
     EXPECT_EQ(run("enhance b -o o.tif --preview ./b/../p.png --coverage p.png").code, 3);
+}
+
+/// What matters stands at the top, in words and in the colour that belongs to them, and programs get the same words.
+TEST_F(Program, ReportBeginsWithItsVerdict) {
+    ASSERT_EQ(run("simulate -o good --width 64 --height 48 --frames 14 --noise 0.1").code, 0);
+    ASSERT_EQ(run("simulate -o still --width 64 --height 48 --noise 1 --shifts '0,0;1,0;0,1;2,1;1,1'").code,
+              0);
+    std::filesystem::create_directory(path("noise"));
+    for (int i = 0; i < 5; ++i) {
+        cv::Mat_<float> frame(48, 64);
+        cv::randn(frame, 20.0, 1.0);
+        writeImage(path("noise/" + std::to_string(i) + ".tif"), frame);
+    }
+    const struct {
+        const char* arguments;
+        int code;
+        const char* level;
+        const char* look;
+        const char* leftOut;
+    } kBursts[] = {
+        {"good", 0, "better", "good",
+         "2 frames before frame 2: an image is made of the newest frames, up to 12."},
+        {"still", 0, "caution", "caution", ""},
+        {"noise", 6, "doubtful", "bad", "Frames 0, 2 to 4: nothing new in common with the reference frame."},
+        {"good --pipeline float", 0, "unmeasured", "unknown",
+         "9 frames before frame 9: an image is made of the newest frames, up to 5."}};
+    for (const auto& burst : kBursts) {
+        SCOPED_TRACE(burst.arguments);
+        const Outcome done =
+            run(std::string("enhance -o o.tif --report r.html --report r.json ") + burst.arguments);
+        EXPECT_EQ(done.code, burst.code) << done.err;
+        const Json image = Json::parse(text(path("r.json")))["image"];
+        EXPECT_EQ(image["verdict"]["level"], burst.level);
+        const std::string page = text(path("r.html"));
+        const std::size_t top =
+            page.find("<main>\n<header class=\"verdict " + std::string(burst.look) + "\">");
+        ASSERT_NE(top, std::string::npos);
+        const std::string headline = image["verdict"]["headline"];
+        EXPECT_LT(page.find(headline + "</h1>", top), top + 400) << headline;
+        const std::size_t list = page.find("Left out or corrected");
+        EXPECT_LT(list, page.find("<figure"));
+        EXPECT_LT(page.find(burst.leftOut, list), page.find("</section>", list));
+        if (image["decibels_over_bicubic"].is_number() && burst.code == 0) {
+            EXPECT_EQ(headline, format("%.1f dB better than bicubic enlargement",
+                                       image["decibels_over_bicubic"].get<double>()));
+        }
+        const std::string reason = burst.code == 6 ? "nothing new in common with the reference frame" : "";
+        EXPECT_EQ(burst.code == 6 ? image["left_out"][0].value("reason", "none") : "", reason);
+    }
 }
 
 /// What a camera cannot tell, and what the library takes for a defect, is no temperature in any output.
