@@ -51,6 +51,12 @@ void addSolverOptions(CLI::App* sub, EnhanceCommand& c) {
         ->check(numberWithin(0.0f, kLargestBlur, true))
         ->capture_default_str()
         ->excludes(camera);
+    sub->add_option("--psf-box", p.psfBox,
+                    "Side of the square that a pixel of the camera averages over, in enlarged pixels: 2 for "
+                    "pixels without gaps. --psf-sigma is that of the optics then (precise pipeline; default: "
+                    "0, --psf-sigma stands for all blur)")
+        ->check(numberWithin(0.0f, 2.0f))
+        ->excludes(camera);
     sub->add_option("--tv-weight", p.tvWeight,
                     "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
         ->check(numberWithin(1.0f, kLargestFloat))

@@ -19,6 +19,7 @@ struct Limited {
 constexpr Limited kLimited[] = {
     {"--frames", true, "makes each image of five frames"},
     {"--smoothness", true, "takes a --tv-weight"},
+    {"--psf-box", true, "takes the whole blur for a Gaussian (--psf-sigma)"},
     {"--tv-weight", false, "chooses the weight of its prior by itself (--smoothness sets it)"},
     {"--iterations", false, "goes on until the image no longer changes"},
     {"--relative-residue", false, "goes on until the image no longer changes"},

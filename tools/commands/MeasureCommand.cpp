@@ -122,6 +122,12 @@ std::vector<std::string> doubtsAbout(const BlurMeasurement& m) {
     return doubts;
 }
 
+/// The options of enhance that tell it of this blur.
+std::string optionsFor(const BlurModel& model) {
+    const std::string sigma = format("--psf-sigma %.3f", kPerFramePixel * model.optics);
+    return model.pixel > 0.0 ? sigma + format(" --psf-box %g", kPerFramePixel * model.pixel) : sigma;
+}
+
 nlohmann::ordered_json modelInJson(const BlurModel& model) {
     return {{"pixel", model.pixel},
             {"optics", model.optics},
@@ -143,6 +149,7 @@ std::string asJson(const BlurMeasurement& m, const std::vector<std::string>& dou
     const nlohmann::ordered_json all = {
         {"psf_sigma", kPerFramePixel * m.gaussian.spread()},
         {"psf_sigma_error", kPerFramePixel * m.gaussian.spreadError()},
+        {"options", optionsFor(m.best())},
         {"better_model", m.boxFitsBetter ? "box_and_optics" : "gaussian"},
         {"gaussian", modelInJson(m.gaussian)},
         {"box_and_optics", m.box.pixel > 0.0 ? modelInJson(m.box) : nlohmann::ordered_json(nullptr)},
@@ -163,10 +170,10 @@ std::string asJson(const BlurMeasurement& m, const std::vector<std::string>& dou
     return all.dump(2) + "\n";
 }
 
-std::string modelInWords(const char* name, const BlurModel& model, bool better) {
-    return format(
-        "%-8s  sigma %.4f +- %.4f pixels of the frames, misses the edge by %.2f %% of its height%s\n", name,
-        model.spread(), model.spreadError(), 100.0 * model.misfit, better ? "; fits better" : "");
+std::string modelInWords(const char* name, const BlurModel& model) {
+    return format("%-8s  %.4f +- %.4f pixels of the frames, %.2f %% of the height off the edge: ", name,
+                  model.spread(), model.spreadError(), 100.0 * model.misfit) +
+           optionsFor(model) + "\n";
 }
 
 std::string inWords(const BlurMeasurement& m) {
@@ -177,17 +184,12 @@ std::string inWords(const BlurMeasurement& m) {
         e.region.width, e.region.height, e.region.x, e.region.y, e.degrees, e.alongRows ? "rows" : "columns",
         e.low, e.high, 100.0 * e.noise / (e.high - e.low), m.used, m.frames, m.frames == 1 ? "" : "s");
     const double half = frequencyAt(m.spread, 0.5);
-    text += format("transfer  %s at the finest detail of a frame (0.5 cycles per pixel)",
-                   format("%.0f %%", 100.0 * m.spread.transfer(0.5)).c_str());
+    text += format("transfer  %.0f %% at the finest detail of a frame (0.5 cycles per pixel)",
+                   100.0 * m.spread.transfer(0.5));
     text += half > 0.0 ? format(", 50 %% at %.3f cycles per pixel\n", half) : "\n";
-    text += modelInWords("Gaussian", m.gaussian, !m.boxFitsBetter);
-    if (m.box.pixel > 0.0) {
-        text += modelInWords("box", m.box, m.boxFitsBetter);
-        text += format("          a pixel's square of side 1 with optics of sigma %.4f +- %.4f\n",
-                       m.box.optics, m.box.error);
-    }
-    text += format("--psf-sigma %.3f\n", kPerFramePixel * m.gaussian.spread());
-    return text;
+    text += modelInWords("Gaussian", m.gaussian);
+    if (m.box.pixel > 0.0) text += modelInWords("square", m.box);
+    return text + optionsFor(m.best()) + "\n";
 }
 
 }  // namespace

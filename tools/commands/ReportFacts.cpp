@@ -58,6 +58,7 @@ std::vector<Fact> parameterFacts(const EnhanceCommand& command, const EnhancePar
                             {"psf-sigma", asDouble(p.psfSigma)},
                             {"nuc", p.rawCounts}};
     if (p.kind == PipelineKind::precise) {
+        facts.push_back({"psf-box", asDouble(p.psfBox)});
         facts.push_back({"frames", static_cast<double>(p.frames)});
         facts.push_back({"smoothness", p.smoothness});
     } else {

@@ -196,7 +196,7 @@ Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outsi
     r.image = last_.image;
     if (last_.precise || !last_.masks.empty()) r.coverage = coverage();
     r.noise = noise;
-    r.seen = seenByCamera(r.image, last_.parameters.psfSigma);
+    r.seen = seenByCamera(r.image, last_.parameters.blurSpread());
     r.flatBias = FlatBias::of(r.seen, r.reference);
     r.scale = scaleOf(last_.image);
     if (outside.pixels > 0) r.outside = outside;

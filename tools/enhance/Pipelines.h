@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_ENHANCE_PIPELINES_H
 #define ORAVO_TOOLS_ENHANCE_PIPELINES_H
 
+#include <cmath>
 #include <memory>
 #include <opencv2/core.hpp>
 #include <optional>
@@ -21,6 +22,9 @@ struct PipelineParameters {
     std::optional<Registration> registration;  ///< none: the pipeline's own; settlePipeline() fills it in
     std::optional<int> referenceIndex;         ///< counted back from the window's newest frame; likewise
     float psfSigma = vision::defaults::kPsfSigma;
+    float psfBox = 0.0f;  ///< side of a pixel's square, see SrPreciseOptions
+    /// Standard deviation of the whole blur, in pixels of the image.
+    float blurSpread() const { return std::sqrt(psfSigma * psfSigma + psfBox * psfBox / 12.0f); }
     float tvWeight = vision::defaults::kWeightTV;
     int iterations = vision::defaults::kMaxCGIters;
     float relativeResidue = vision::defaults::kRelativeResidue;

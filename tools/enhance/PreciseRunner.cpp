@@ -16,6 +16,7 @@ vision::SrPrecise acceptedEngine(cv::Size size, const EnhanceParameters& p,
     const PlausibleRange range = PlausibleRange::of(p.rawCounts);
     options.factor = Pipeline::kFactor;
     options.psfSigma = p.psfSigma;
+    options.psfBox = p.psfBox;
     options.lowest = range.lowest;
     options.highest = range.highest;
     options.smoothness = p.smoothness;

@@ -15,6 +15,7 @@
 namespace oravo::vision {
 namespace {
 
+using detail::precise::BlurShape;
 using detail::precise::FrameState;
 using detail::precise::Motion;
 using detail::precise::Reconstruction;
@@ -23,6 +24,7 @@ using detail::precise::ReconstructionOptions;
 constexpr const char* kSource = "vision/superresolution/SrPrecise";
 constexpr int kMostFactor = 4;
 constexpr double kLeastSigma = 0.3, kMostSigma = 2.0;
+constexpr float kMostBox = 2.0f;  // the whole of a pixel
 
 std::string number(double value) {
     char text[32];
@@ -75,7 +77,8 @@ SrPreciseFrame describe(const FrameState& state, double contrast) {
 ReconstructionOptions engineOptions(const SrPreciseOptions& given) {
     ReconstructionOptions options;
     options.factor = given.factor;
-    options.sigma = 0.5 * given.factor * static_cast<double>(given.psfSigma);
+    const double scale = 0.5 * given.factor;
+    options.blur = {scale * static_cast<double>(given.psfSigma), scale * static_cast<double>(given.psfBox)};
     options.strength = given.smoothness;
     options.findDeadPixels = given.findDeadPixels;
     options.findPattern = given.findPattern;
@@ -171,9 +174,14 @@ SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
           "An image of " + number(columns) + " x " + number(rows) + " pixels is too large.", __LINE__,
           kWhere);
     const double unit = 2.0 / options.factor;  // of the blur in pixels of the image
-    check(options.psfSigma >= unit * kLeastSigma && options.psfSigma <= unit * kMostSigma,
-          "Blur of " + number(options.psfSigma) + " pixels is not from " + number(unit * kLeastSigma) +
-              " to " + number(unit * kMostSigma) + ".",
+    check(options.psfBox >= 0.0f && options.psfBox <= kMostBox,
+          "Pixel side of " + number(options.psfBox) + " is not from 0 to " + number(kMostBox) + ".", __LINE__,
+          kWhere);
+    // A square blurs by itself, so that optics may be as sharp as they like.
+    const double spread = BlurShape(options.psfSigma, options.psfBox).spread();
+    check(options.psfSigma >= 0.0f && spread >= unit * kLeastSigma && spread <= unit * kMostSigma,
+          "Blur of " + number(options.psfBox > 0.0f ? spread : options.psfSigma) + " pixels is not from " +
+              number(unit * kLeastSigma) + " to " + number(unit * kMostSigma) + ".",
           __LINE__, kWhere);
     check(options.lowest < options.highest,
           "Lowest value " + number(options.lowest) + " is not below the highest, " + number(options.highest) +

@@ -18,6 +18,10 @@ struct SrPreciseOptions {
     /// factor 2 (half a pixel of the frames), from 0.3 to 2. At other factors it is scaled with the image, and so are the
     /// bounds: from 0.6 to 4 at factor 1, from 0.15 to 1 at factor 4.
     float psfSigma = defaults::kPsfSigma;
+    /// Side of the square that a pixel averages over, in the unit of psfSigma, from 0 to 2, where 2 is a pixel without gaps. 0
+    /// takes psfSigma for the whole blur; with a square, psfSigma is that of the optics alone, from 0, and its
+    /// bounds are those of the standard deviation of both together, sqrt(psfSigma^2 + psfBox^2 / 12).
+    float psfBox = 0.0f;
     /// Values outside [lowest, highest] count as defects, as do NaN, infinities and the status codes of pixels.
     float lowest = defaults::kLowestValue;
     float highest = defaults::kHighestValue;  ///< see lowest
@@ -99,7 +103,7 @@ struct SrPreciseResult {
 ///     y_k(q) = g_k (B x)(W_k(q)) + o_k + p(q) + noise
 ///
 /// W_k is a translation, similarity or affine map, the simplest that explains the frame, refined against the image; g_k
-/// and o_k its gain and offset; B a Gaussian blur that is exact for every displacement; p the sensor's pattern. Values
+/// and o_k its gain and offset; B a blur, Gaussian and square, that is exact for every displacement; p the sensor's pattern. Values
 /// weigh as much as they agree with the image (Cauchy's weight, scale by the median misfit). The prior is first plus
 /// second order total variation, its weight the one that best predicts pixels which were withheld.
 ///

@@ -38,6 +38,7 @@ TEST_F(Precise, OptionsWithoutUseAreRefusedWithTheReason) {
         {"--pipeline float --frames 5", "--frames: the float pipeline makes each image of five frames"},
         {"--pipeline vector --smoothness 1", "--smoothness: the vector pipeline takes a --tv-weight"},
         {"--frames 65", "65"},
+        {"--pipeline float --psf-box 2", "--psf-box: the float pipeline takes the whole blur for a Gaussian"},
         {"--smoothness nan", "nan"},
         {"--frames 3 --reference-index 3",
          "--reference-index 3: an image is made of 3 frames, counted back from 0 to 2"},

@@ -156,11 +156,20 @@ TEST(BlurMeter, SaysWhyAnEdgeIsOfNoUse) {
     }
 }
 
+TEST_F(Program, TellsOfTheSquareOfAPixelWhereItShows) {
+    writeImage(path("edge.tif"), Edge{7.0, 0.2, 1.0, 0.002}.frame());
+    const Outcome words = run("measure blur edge.tif");
+    const std::size_t last = words.out.find("\n--psf-sigma ");
+    ASSERT_NE(last, std::string::npos) << words.out;
+    EXPECT_NEAR(std::stod(words.out.substr(last + 13)), 0.4, 0.01);
+    EXPECT_NE(words.out.find(" --psf-box 2\n", last), std::string::npos) << words.out;
+}
+
 TEST_F(Program, MeasuresABlurAndPrintsTheOptionThatTakesIt) {
     writeImage(path("edge.tif"), Edge{}.frame());
     const Outcome words = run("measure blur edge.tif --picture mtf.png");
     ASSERT_EQ(words.code, 0) << words.err;
-    const std::size_t option = words.out.find("--psf-sigma ");
+    const std::size_t option = words.out.rfind("--psf-sigma ");
     ASSERT_NE(option, std::string::npos) << words.out;
     EXPECT_NEAR(std::stod(words.out.substr(option + 12)), 0.68, 0.02);
     EXPECT_GT(std::filesystem::file_size(path("mtf.png")), 10000u);

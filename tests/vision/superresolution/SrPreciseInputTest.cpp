@@ -90,6 +90,11 @@ TEST(SrPreciseInput, WrongArgumentsAreNamed) {
     o.factor = 2;
     o.psfSigma = kNan;
     EXPECT_EQ(refusal(frames, 0, o), "Blur of nan pixels is not from 0.3 to 2.");
+    o.psfSigma = 0.0f;
+    o.psfBox = 1.0f;
+    EXPECT_EQ(refusal(frames, 0, o), "Blur of 0.288675 pixels is not from 0.3 to 2.");
+    o.psfBox = 2.5f;
+    EXPECT_EQ(refusal(frames, 0, o), "Pixel side of 2.5 is not from 0 to 2.");
     o = SrPreciseOptions();
     o.lowest = 30.0f;
     o.highest = 30.0f;

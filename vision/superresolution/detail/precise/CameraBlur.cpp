@@ -6,8 +6,15 @@
 namespace oravo::vision::detail::precise {
 namespace {
 
+/// sin x / x for x up to 2 pi, by sin x = 2 sin(x / 2) cos(x / 2), twice.
+double boxResponse(double x) {
+    if (!(x > 0.0)) return 1.0;
+    const double quarter = sine(0.25 * x), eighth = sine(0.125 * x);
+    return (1.0 - 2.0 * quarter * quarter) * (1.0 - 2.0 * eighth * eighth) * quarter / (0.25 * x);
+}
+
 /// Least squares over frequencies; low ones count most, so that the sum of the taps and their second moment come out right.
-BlurTaps designTaps(double sigma) {
+BlurTaps designTaps(const BlurShape& shape) {
     constexpr int kSteps = 4096;
     constexpr double kLowest = 0.01;
     SmallSystem system;
@@ -16,7 +23,8 @@ BlurTaps designTaps(double sigma) {
         const double w = kPi * (i + 0.5) / kSteps;
         const double half = sine(0.5 * w);
         const double sinc = half / (0.5 * w);
-        const double response = exponential(-0.5 * sigma * sigma * w * w) / (sinc * sinc * sinc * sinc);
+        const double gaussian = exponential(-0.5 * shape.sigma * shape.sigma * w * w);
+        const double response = gaussian * boxResponse(0.5 * shape.box * w) / (sinc * sinc * sinc * sinc);
         const double cosine = 1.0 - 2.0 * half * half;
         // cos (n + 1) w = 2 cos w cos n w - cos (n - 1) w; all but the first count twice.
         double row[SmallSystem::kMost] = {1.0, 2.0 * cosine};
@@ -37,8 +45,8 @@ BlurTaps designTaps(double sigma) {
 
 }  // namespace
 
-CameraBlur::CameraBlur(const Grid& grid, double sigma)
-    : grid_(grid), taps_(designTaps(sigma)), line_(grid.columns(), 1), filtered_(grid.columns(), 1) {
+CameraBlur::CameraBlur(const Grid& grid, const BlurShape& shape)
+    : grid_(grid), taps_(designTaps(shape)), line_(grid.columns(), 1), filtered_(grid.columns(), 1) {
 }
 
 void CameraBlur::toCoefficients(const PaddedImage& image, const SplineImage& coefficients) const {

@@ -15,9 +15,9 @@ static_assert(kSplineRows >= kStride + kTaps && kJoinedRows >= kStride + 3 * kBl
 
 }  // namespace
 
-FrameOperator::FrameOperator(const Grid& grid, double sigma)
+FrameOperator::FrameOperator(const Grid& grid, const BlurShape& blur)
     : grid_(grid),
-      blur_(grid, sigma),
+      blur_(grid, blur),
       coefficients_(grid, kSplineRows),
       gathered_(grid, kSplineRows),
       joined_(grid.columns(), kJoinedRows),

@@ -21,7 +21,7 @@ class FrameOperator {
     /// Fills out[run.first] to out[run.first + run.count - 1] with values of frame k.
     using RunValues = std::function<void(std::size_t k, const SampleRun& run, float* out)>;
 
-    FrameOperator(const Grid& grid, double sigma);
+    FrameOperator(const Grid& grid, const BlurShape& blur);
 
     /// Takes the places and weights of the frames' pixels, for all that follows. Weights may change later, places may not.
     void place(const std::vector<FrameState>& frames);

@@ -18,11 +18,11 @@ constexpr double kEnough = 1e-6;
 
 }  // namespace
 
-ImageSolver::ImageSolver(const Grid& grid, double sigma)
+ImageSolver::ImageSolver(const Grid& grid, const BlurShape& blur)
     : grid_(grid),
-      operator_(grid, sigma),
+      operator_(grid, blur),
       prior_(grid.columns(), grid.rows()),
-      sampleEnergy_(energyOfGaussian(sigma)),
+      sampleEnergy_(energyOfGaussian(blur.spread())),
       coefficients_(grid),
       sensitivity_(grid.columns(), grid.rows()),
       rightSide_(grid.columns(), grid.rows()),

@@ -27,7 +27,7 @@ struct SolverLimits {
 /// E. Stiefel, J. Research NBS 49, 1952) with a diagonal preconditioner.
 class ImageSolver {
   public:
-    ImageSolver(const Grid& grid, double sigma);
+    ImageSolver(const Grid& grid, const BlurShape& blur);
 
     /// Moves the image to the minimum for weights and motions as they stand.
     /// @param pattern  of the sensor, subtracted from each frame's (value - offset) / gain; empty for none

@@ -38,7 +38,7 @@ constexpr double kPlaced = 0.1;  ///< share of the work that is done once all fr
 Reconstruction::Reconstruction(int width, int height, ReconstructionOptions options)
     : options_(std::move(options)),
       grid_{width, height, options_.factor, kMargin},
-      solver_(grid_, options_.sigma),
+      solver_(grid_, options_.blur),
       fit_(grid_),
       pattern_(width, height),
       image_(grid_.columns(), grid_.rows()),
@@ -220,7 +220,7 @@ double Reconstruction::guessStrength() const {
 }
 
 void Reconstruction::chooseStrength() {
-    WithheldPixels withheld(grid_, options_.sigma, frames_, reference_, pattern_.values(), image_);
+    WithheldPixels withheld(grid_, options_.blur, frames_, reference_, pattern_.values(), image_);
     withheld.setCheckpoint([this] { report(share_); });
     withheld_ = withheld.choose(options_.strength > 0.0 ? options_.strength : guessStrength());
     if (options_.strength > 0.0) withheld_.strength = options_.strength;

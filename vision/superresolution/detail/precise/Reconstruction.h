@@ -14,8 +14,8 @@ namespace oravo::vision::detail::precise {
 
 struct ReconstructionOptions {
     int factor = 2;
-    double sigma = 0.683;   ///< of the camera's blur, in pixels of the image
-    double strength = 0.0;  ///< of the prior; 0 chooses it by withheld pixels
+    BlurShape blur = 0.683;  ///< of the camera
+    double strength = 0.0;   ///< of the prior; 0 chooses it by withheld pixels
     bool findDeadPixels = true;
     bool findPattern = true;
     bool deviation = true;  ///< compute standard deviations

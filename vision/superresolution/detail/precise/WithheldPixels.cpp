@@ -40,9 +40,9 @@ double vertex(double x1, double y1, double x2, double y2, double x3, double y3) 
 
 }  // namespace
 
-WithheldPixels::WithheldPixels(const Grid& grid, double sigma, const std::vector<FrameState>& frames,
+WithheldPixels::WithheldPixels(const Grid& grid, const BlurShape& blur, const std::vector<FrameState>& frames,
                                int reference, const Buffer<float>& pattern, const PaddedImage& start)
-    : grid_(grid), reference_(reference), solver_(croppedGrid(grid), sigma) {
+    : grid_(grid), reference_(reference), solver_(croppedGrid(grid), blur) {
     const FrameCrop crop = busiestCrop(grid, start);
     grid_ = solver_.grid();
     for (const FrameState& frame : frames) frames_.push_back(crop.of(frame));

@@ -27,8 +27,8 @@ struct WithheldChoice {
 class WithheldPixels {
   public:
     /// @param pattern  of the sensor; empty for none
-    WithheldPixels(const Grid& grid, double sigma, const std::vector<FrameState>& frames, int reference,
-                   const Buffer<float>& pattern, const PaddedImage& start);
+    WithheldPixels(const Grid& grid, const BlurShape& blur, const std::vector<FrameState>& frames,
+                   int reference, const Buffer<float>& pattern, const PaddedImage& start);
 
     WithheldChoice choose(double guess);
 

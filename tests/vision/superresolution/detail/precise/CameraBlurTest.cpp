@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "vision/superresolution/detail/precise/Elementary.h"
 
@@ -12,6 +13,8 @@ namespace {
 struct Case {
     double sigma, tolerance;  ///< of the transfer function, as documented
 };
+/// Optics and a square.
+constexpr std::pair<double, double> kSquares[] = {{0.365, 2.0}, {0.6, 1.6}, {1.0, 2.0}, {0.6, 4.0}};
 constexpr Case kCases[] = {{0.3, 0.1},     {0.65, 0.004}, {0.683, 0.004}, {1.0, 0.004},
                            {1.366, 0.004}, {1.8, 0.004},  {2.0, 0.1}};
 const Grid kGrid{20, 20, 2, 4};
@@ -35,6 +38,21 @@ TEST(CameraBlur, HasTheTransferFunctionAndTheMomentOfAGaussian) {
         for (int k = 1; k <= kBlurRadius; ++k) moment += 2.0 * k * k * response[k];
         // A moment that is off by d moves the transfer function by d / 2 at frequency 1.
         EXPECT_NEAR(moment, sigma * sigma, 2.0 * tolerance) << sigma;
+    }
+}
+
+TEST(CameraBlur, HasTheTransferFunctionOfAGaussianAndASquare) {
+    for (const auto& [sigma, side] : kSquares) {
+        const CameraBlur blur(kGrid, {sigma, side});
+        for (double w = kPi / 16.0; w < kPi; w += kPi / 16.0) {
+            double filter = static_cast<double>(blur.taps().taps[0]);
+            for (int k = 1; k <= kBlurRadius; ++k)
+                filter += 2.0 * static_cast<double>(blur.taps().taps[k]) * std::cos(k * w);
+            const double spline = std::pow(std::sin(0.5 * w) / (0.5 * w), 4);
+            const double square = std::sin(0.5 * side * w) / (0.5 * side * w);
+            EXPECT_NEAR(filter * spline, std::exp(-0.5 * sigma * sigma * w * w) * square, 0.01)
+                << sigma << ' ' << side << ' ' << w;
+        }
     }
 }
 
