@@ -23,9 +23,10 @@ oravo_burst_frame infoOf(const SrPreciseFrame& frame) {
 }
 
 /// What there is to doubt, the gravest first.
-std::vector<std::string> warningsAbout(const SrPreciseResult& result) {
+std::vector<std::string> warningsAbout(const SrPreciseResult& result,
+                                       const std::vector<cv::Mat_<float>>& frames, std::size_t reference) {
     std::vector<std::string> warnings;
-    const std::string doubt = vision::detail::doubtAbout(result);
+    const std::string doubt = vision::detail::doubtAbout(result, frames, reference);
     if (!doubt.empty()) warnings.push_back(doubt);
     std::vector<std::size_t> unused;
     for (std::size_t i = 0; i < result.frames.size(); ++i) {
@@ -63,8 +64,9 @@ class PreciseEngine final : public BurstEngine {
 
     void run(const std::vector<cv::Mat_<float>>& frames, int reference, BurstResult& result) override {
         vision::detail::requireMemory(static_cast<std::size_t>(memory_));
-        SrPreciseResult found = compute(frames, static_cast<int>(frames.size()) - 1 - reference);
-        result.warnings = warningsAbout(found);
+        const int place = static_cast<int>(frames.size()) - 1 - reference;
+        SrPreciseResult found = compute(frames, place);
+        result.warnings = warningsAbout(found, frames, static_cast<std::size_t>(place));
         result.figures = figuresOf(found);
         result.frames.clear();
         for (const SrPreciseFrame& frame : found.frames) result.frames.push_back(infoOf(frame));

@@ -85,6 +85,10 @@ class WindowEngine final : public BurstEngine {
                 result.figures.push_back({"solver_seconds", 1e-3 * stage.milliseconds});
         }
         result.warnings = warnings(gain, {shifts.begin(), shifts.begin() + static_cast<long>(frames.size())});
+        const std::size_t place = frames.size() - 1 - static_cast<std::size_t>(reference);
+        if (frames.size() > 1 && vision::detail::samePhase(frames, shifts, place))
+            result.warnings.emplace_back(
+                "the frames lie whole pixels apart (a tripod?): they hold no more detail than one does");
         report(1.0);
     }
 
@@ -151,9 +155,6 @@ class WindowEngine final : public BurstEngine {
                             ", more than a tenth of the frame height");
         if (status::isStatus(gain, status::tooFewValidPixels))
             found.emplace_back("at least half of a frame's pixels do not agree with the reference frame");
-        if (shifts.size() > 1 && vision::detail::samePhase(shifts))
-            found.emplace_back(
-                "the frames lie whole pixels apart (a tripod?): they hold no more detail than one does");
         std::vector<std::size_t> standIns;
         for (std::size_t i = 0; i < standIns_.size(); ++i) {
             if (standIns_[i]) standIns.push_back(i);

@@ -89,7 +89,7 @@ void summarise(const Enlarged& enlarged, const std::string& unit, Findings& find
     std::string line = format("frames %s: ", ranges(enlarged.frames).c_str());
     if (enlarged.precise) {
         line += preciseSummary(enlarged, unit);
-    } else if (enlarged.warning.empty()) {
+    } else if (enlarged.warning.empty() && enlarged.gain > 0.0f) {
         line += format("gain %.2f", static_cast<double>(enlarged.gain));
     }
     line += line.back() == ' ' ? "shifts" : ", shifts";

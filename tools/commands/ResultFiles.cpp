@@ -176,9 +176,8 @@ cv::Mat_<uchar> ResultFiles::coverage() const {
 }
 
 Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outside) const {
-    const auto place = std::find(last_.frames.begin(), last_.frames.end(), last_.reference);
     Report r;
-    r.reference = last_.inputs.at(static_cast<std::size_t>(place - last_.frames.begin()));
+    r.reference = last_.inputs.at(last_.placeOfReference());
     r.versions = versionFacts();
     r.input = inputFacts(command_, reader_, r.reference.size());
     r.parameters = parameterFacts(command_, last_.parameters);

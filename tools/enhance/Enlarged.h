@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_ENHANCE_ENLARGED_H
 #define ORAVO_TOOLS_ENHANCE_ENLARGED_H
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <opencv2/core.hpp>
@@ -52,6 +53,11 @@ struct Enlarged {
     std::shared_ptr<const vision::SrPreciseResult> precise;
     std::vector<std::size_t>
         leftOut;  ///< numbers of frames that the precise pipeline found nothing to use in
+
+    /// Where the reference stands among frames, shifts and inputs.
+    std::size_t placeOfReference() const {
+        return static_cast<std::size_t>(std::find(frames.begin(), frames.end(), reference) - frames.begin());
+    }
 };
 
 using vision::detail::decibelsOverBicubic;

@@ -88,7 +88,8 @@ std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal)
     enlarged.parameters = parameters_;
     enlarged.parameters.referenceIndex = static_cast<int>(back);
     enlarged.precise = std::move(result);
-    enlarged.warning = vision::detail::doubtAbout(*enlarged.precise);
+    enlarged.warning =
+        vision::detail::doubtAbout(*enlarged.precise, enlarged.inputs, enlarged.placeOfReference());
     sayDoubts(enlarged);
     return enlarged;
 }

@@ -5,6 +5,7 @@
 
 #include "tools/base/Messages.h"
 #include "tools/measure/FrameMeasures.h"
+#include "tools/measure/Metrics.h"
 
 namespace oravo::tools {
 namespace {
@@ -13,6 +14,9 @@ namespace {
 
 /// Of the contrast. Frames that move by a few pixels: up to 0.011. From 0.05 on the image suffers.
 constexpr double kLevelJump = 0.04;
+/// Of the noise. Such a step costs 0.1 to 1 dB, the more the noisier frames are; fewer frames cost as much. It is three standard
+/// errors of a step even in frames of 12 x 12 pixels, so that noise alone makes no jump.
+constexpr double kHarmlessStep = 0.5;
 /// Between successive frames of one scene the contrast changes by some percent.
 constexpr double kContrastJump = 2.0;
 /// Decibels. Sharp and blurred frames: above -13; pictures enlarged by interpolation: below -19.
@@ -24,7 +28,7 @@ constexpr double kNoisy = 0.11;
 }  // namespace
 
 StreamGuard::Finding StreamGuard::look(const cv::Mat_<float>& frame) {
-    const Seen seen{frame.clone(), contrastOf(frame)};
+    const Seen seen{frame.clone(), contrastOf(frame), noiseOf(frame)};
     if (!current_.last.frame.empty() && sameValues(frame, current_.last.frame)) {
         return {Verdict::repeated, "repeats the frame before it"};
     }
@@ -60,8 +64,10 @@ std::string StreamGuard::jumpBetween(const Seen& before, const Seen& after) cons
         return format("has a contrast of %.3g after %.3g", after.contrast, before.contrast);
     }
     if (!levelsCount_) return {};
-    const double step = levelStep(before.frame, after.frame, 0.5 * kLevelJump * larger);
-    if (std::abs(step) <= kLevelJump * larger) return {};
+    const double harmless =
+        std::max(kLevelJump * larger, kHarmlessStep * std::min(before.noise, after.noise));
+    const double step = levelStep(before.frame, after.frame, 0.5 * harmless);
+    if (std::abs(step) <= harmless) return {};
     return format("lies %.3g %s the frame before it", std::abs(step), step > 0.0 ? "above" : "below");
 }
 
@@ -71,9 +77,11 @@ std::string enlargedBefore(const cv::Mat_<float>& frame) {
     if (hasDoubledPixels(frame))
         return "consist of equal blocks of 2 x 2 pixels; enlarged by repetition before?";
     const double detail = fineDetail(frame);
-    if (detail > kNoFineDetail) return {};
-    return format("hold no detail finer than two pixels (%.0f dB); enlarged before, or out of focus?",
-                  detail);
+    // A soft camera in front of a sensor leaves detail to regain; its noise shows that the pixels are the sensor's own.
+    if (detail > kNoFineDetail || hasNoiseFloor(frame)) return {};
+    return format(
+        "hold neither detail nor noise finer than two pixels (%.0f dB); enlarged before, or smoothed?",
+        detail);
 }
 
 float weightForNoise(double share, float weight) {

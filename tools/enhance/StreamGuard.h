@@ -45,6 +45,7 @@ class StreamGuard {
     struct Seen {
         cv::Mat_<float> frame;
         double contrast = 0.0;
+        double noise = 0.0;
     };
     struct Stretch {
         std::size_t number = 0;

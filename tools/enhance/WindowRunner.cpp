@@ -88,12 +88,13 @@ std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) 
         return enhancer_.run(refusal);
     }
     std::optional<Enlarged> result = runGuarded(pool, refusal);
-    if (result && samePhase(result->shifts)) {
+    if (result && samePhase(result->inputs, result->shifts, result->placeOfReference())) {
+        result->gain = 0.0f;  // frames that agree are counted by it, and these agree on the detail of one
         findOnce_(
             {"phase",
              {},
-             "the frames lie whole pixels apart (a tripod?): they hold no more than one frame does, and the "
-             "image is hardly better than its bicubic enlargement, if at all",
+             "the frames lie whole pixels apart (a tripod?): they hold less noise together, but no more "
+             "detail than one of them; without noise the image may be worse than its bicubic enlargement",
              ""});
     }
     return result;

@@ -75,6 +75,44 @@ double bandPower(const cv::Mat_<cv::Vec2f>& spectrum, double low, double high) {
     return sum / std::max(count, 1);
 }
 
+/// Of the frame times spectralScale(), without its mean, through a window that fades towards the borders.
+cv::Mat_<cv::Vec2f> windowedSpectrum(const cv::Mat_<float>& frame) {
+    cv::Mat_<float> window, levelled;
+    cv::createHanningWindow(window, frame.size(), CV_32F);
+    cv::subtract(frame, cv::mean(frame), levelled);
+    cv::multiply(levelled, window, levelled, spectralScale(frame));
+    cv::Mat_<cv::Vec2f> spectrum;
+    cv::dft(levelled, spectrum, cv::DFT_COMPLEX_OUTPUT);
+    return spectrum;
+}
+
+/// Median power where both frequencies are above one, in cycles per pixel: few scenes reach there.
+double cornerPower(const cv::Mat_<cv::Vec2f>& spectrum, double above) {
+    std::vector<float> powers;
+    for (int y = 0; y < spectrum.rows; ++y) {
+        if (static_cast<double>(std::min(y, spectrum.rows - y)) / spectrum.rows <= above) continue;
+        for (int x = 0; 2 * x <= spectrum.cols; ++x) {
+            if (static_cast<double>(x) / spectrum.cols <= above) continue;
+            powers.push_back(static_cast<float>(cv::norm(spectrum(y, x), cv::NORM_L2SQR)));
+        }
+    }
+    return median(powers);
+}
+
+/// Standard deviation of the rounding of the values, from the smallest step between two of them.
+double roundingOf(const cv::Mat_<float>& frame) {
+    std::vector<float> values(frame.begin(), frame.end());
+    std::sort(values.begin(), values.end());
+    double step = HUGE_VAL;
+    for (std::size_t i = 1; i < values.size(); ++i) {
+        const double apart = static_cast<double>(values[i]) - static_cast<double>(values[i - 1]);
+        if (apart > 0.0) step = std::min(step, apart);
+    }
+    constexpr double kFloat =
+        1e-6;  // of the largest value: what single precision and interpolation by it leave
+    return std::max(step / std::sqrt(12.0), kFloat * cv::norm(frame, cv::NORM_INF));
+}
+
 double fineDetailAlong(const cv::Mat_<cv::Vec2f>& spectrum) {
     const double coarse = bandPower(spectrum, 0.1, 0.2);
     return coarse > 0.0 ? 10.0 * std::log10(bandPower(spectrum, 0.3, 0.45) / coarse + 1e-12) : 0.0;
@@ -139,14 +177,25 @@ bool sameValues(const cv::Mat_<float>& a, const cv::Mat_<float>& b) {
 }
 
 double fineDetail(const cv::Mat_<float>& frame) {
-    cv::Mat_<float> window;
-    cv::createHanningWindow(window, frame.size(), CV_32F);
-    cv::Mat_<cv::Vec2f> spectrum;
-    cv::Mat_<float> levelled;
-    cv::subtract(frame, cv::mean(frame), levelled);
-    cv::multiply(levelled, window, levelled, spectralScale(frame));
-    cv::dft(levelled, spectrum, cv::DFT_COMPLEX_OUTPUT);
+    const cv::Mat_<cv::Vec2f> spectrum = windowedSpectrum(frame);
     return std::max(fineDetailAlong(spectrum), fineDetailAlong(transposed(spectrum)));
+}
+
+bool hasNoiseFloor(const cv::Mat_<float>& frame) {
+    constexpr double kCorner = 0.3, kTop = 0.42;  // cycles per pixel
+    constexpr double kWhite = 0.25;               // of the power in the corner that is left at its top
+    constexpr double kBeyondRounding = 2.0;
+    constexpr double kAlike = 1.5;                  // factor between what two ways find of white noise
+    constexpr double kMedianToMean = 1.0 / 0.6931;  // of a power, which is distributed exponentially
+    constexpr double kWindowPower = 0.375 * 0.375;  // mean square of the window
+    const cv::Mat_<cv::Vec2f> spectrum = windowedSpectrum(frame);
+    const double top = cornerPower(spectrum, kTop);
+    if (!(top > kWhite * cornerPower(spectrum, kCorner))) return false;
+    const double floor =
+        std::sqrt(kMedianToMean * top / (kWindowPower * static_cast<double>(frame.total()))) /
+        spectralScale(frame);
+    const double noise = noiseOf(frame);
+    return floor > noise / kAlike && floor < noise * kAlike && floor > kBeyondRounding * roundingOf(frame);
 }
 
 bool hasDoubledPixels(const cv::Mat_<float>& frame) {

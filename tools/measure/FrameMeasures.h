@@ -31,6 +31,10 @@ bool sameValues(const cv::Mat_<float>& a, const cv::Mat_<float>& b);
 /// decibels, along the axis where there is more of it. An interpolated picture has next to none.
 double fineDetail(const cv::Mat_<float>& frame);
 
+/// Whether the frame holds noise that is as strong at the highest frequencies as below them, as that of a sensor is, and
+/// stronger than the rounding of its values. Interpolation leaves no such noise; blur in front of the sensor does.
+bool hasNoiseFloor(const cv::Mat_<float>& frame);
+
 /// Whether pixels come in equal blocks of 2 x 2.
 bool hasDoubledPixels(const cv::Mat_<float>& frame);
 

@@ -7,6 +7,7 @@
 #include "tools/measure/Metrics.h"
 #include "tools/output/ImageWriter.h"
 #include "tools/simulate/BurstSimulator.h"
+#include "vision/superresolution/detail/choice/SubpixelShift.h"
 
 namespace oravo::tools {
 namespace {
@@ -117,12 +118,29 @@ TEST(StreamGuard, KnowsEnlargedFrames) {
         for (const int kind : {cv::INTER_NEAREST, cv::INTER_LINEAR, cv::INTER_CUBIC, cv::INTER_LANCZOS4}) {
             cv::Mat_<float> enlarged;
             cv::resize(burst.frames[0], enlarged, {}, 2.0, 2.0, kind);
-            EXPECT_TRUE(says(enlargedBefore(enlarged),
-                             kind == cv::INTER_NEAREST ? "blocks of 2 x 2" : "no detail finer"))
+            EXPECT_TRUE(says(enlargedBefore(enlarged), kind == cv::INTER_NEAREST
+                                                           ? "blocks of 2 x 2"
+                                                           : "neither detail nor noise finer"))
                 << kind;
         }
     }
     EXPECT_EQ(enlargedBefore(cv::Mat_<float>(64, 64, 1.0f)), "");
+    // A soft camera leaves as little detail, but its sensor's noise; rounding is no noise.
+    SimulationParameters soft;
+    soft.shifts = {{0, 0}};
+    soft.psfSigma = 2.2f;
+    for (const auto& [noise, rounded, enlarged] :
+         {std::tuple(0.05, 0.0, false), {0.15, 0.01, false}, {0.0, 0.0, true}, {0.0, 0.05, true}}) {
+        soft.noise = noise;
+        cv::Mat_<float> frame = simulateBurst(soft).frames[0];
+        for (float& value : frame) {
+            if (rounded > 0.0)
+                value = static_cast<float>(rounded * std::round(static_cast<double>(value) / rounded));
+        }
+        EXPECT_LT(fineDetail(frame), -17.0);
+        EXPECT_EQ(says(enlargedBefore(frame), "neither detail nor noise"), enlarged)
+            << noise << ' ' << rounded;
+    }
 }
 
 TEST_F(Program, AClosedShutterDoesNotHideThatFramesWereEnlarged) {
@@ -137,6 +155,47 @@ TEST_F(Program, AClosedShutterDoesNotHideThatFramesWereEnlarged) {
     const std::size_t first = err.find("enlarged by repetition before?");
     EXPECT_NE(first, std::string::npos) << err;
     EXPECT_EQ(err.find("enlarged by repetition before?", first + 1), std::string::npos) << err;
+}
+
+/// Noise leads shifts astray by tenths of a pixel, and neither makes a tripod of a hand nor a hand of a tripod.
+TEST(StreamGuard, PhasesAreFoundUnderNoise) {
+    const std::vector<cv::Point2f> still{{0, 0}, {0, 0}, {1, -2}, {0.03f, -0.02f}};
+    const std::vector<cv::Point2f> moving{{0, 0}, {0.3f, 0.1f}, {-0.2f, 0.2f}, {0.1f, -0.3f}};
+    for (const double noise : {0.05, 1.0, 4.0}) {
+        for (const std::vector<cv::Point2f>& shifts : {still, moving}) {
+            const Burst burst = burstOf(shifts, noise, {96, 72});
+            std::vector<cv::Point2f> astray = shifts;
+            for (std::size_t i = 1; i < astray.size(); ++i) astray[i] += cv::Point2f(0.3f, -0.4f);
+            EXPECT_EQ(samePhase(burst.frames, astray, 0), shifts == still) << noise;
+            const auto found = vision::detail::SubpixelShift::of(burst.frames[0], burst.frames[3], astray[3]);
+            ASSERT_TRUE(found);
+            EXPECT_NEAR(found->remainder.y, static_cast<double>(shifts[3].y), 0.1 + 4.0 * found->error.y)
+                << noise;
+            EXPECT_LT(found->error.y, 0.02 + 0.02 * noise);
+        }
+    }
+    const cv::Mat_<float> flat(72, 96, 3.0f);
+    EXPECT_FALSE(vision::detail::SubpixelShift::of(flat, flat, {}));
+    EXPECT_FALSE(vision::detail::SubpixelShift::of(flat, flat, {200.0f, std::nanf("")}));
+}
+
+/// Whether a step matters depends on the noise of faint scenes, not on their contrast alone.
+TEST(StreamGuard, StepsBelowTheNoiseAreNoShutter) {
+    const Burst burst = burstOf({{0, 0}, {0.3f, 0.2f}}, 0.0);
+    cv::RNG random(5);
+    const auto faint = [&](int frame, double step) {
+        cv::Mat_<float> values;
+        burst.frames[static_cast<std::size_t>(frame)].convertTo(values, CV_32F, 0.02,
+                                                                step);  // 0.2 K of contrast
+        for (float& value : values) value += static_cast<float>(random.gaussian(0.05));
+        return values;
+    };
+    for (const auto& [step, expected] :
+         {std::pair(0.02, Verdict::use), {-0.02, Verdict::use}, {0.06, Verdict::restart}}) {
+        StreamGuard guard;
+        guard.look(faint(0, 0.0));
+        EXPECT_EQ(guard.look(faint(1, step)).verdict, expected) << step;
+    }
 }
 
 TEST(StreamGuard, PhasesAreComparedModuloOnePixel) {

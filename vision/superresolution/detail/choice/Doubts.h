@@ -17,8 +17,17 @@ std::optional<double> decibelsOverBicubic(const SrPreciseResult& result);
 /// places of the scene.
 bool samePhase(const std::vector<cv::Point2f>& shifts);
 
+/// The same for shifts that noise may have led astray: each is found anew, to what its standard error allows.
+/// @param frames     as they were given, one for each shift
+/// @param reference  the place of the one that shifts refer to
+bool samePhase(const std::vector<cv::Mat_<float>>& frames, const std::vector<cv::Point2f>& shifts,
+               std::size_t reference);
+
 /// What speaks against taking the image for better than an enlargement of its reference frame; empty where nothing does.
-std::string doubtAbout(const SrPreciseResult& result);
+/// @param frames     that it was made of, one for each of the result
+/// @param reference  the place of its reference frame
+std::string doubtAbout(const SrPreciseResult& result, const std::vector<cv::Mat_<float>>& frames,
+                       std::size_t reference);
 
 }  // namespace oravo::vision::detail
 
