@@ -103,7 +103,8 @@ void ResultFiles::take(const Enlarged& enlarged) {
     }
     images_.push_back({enlarged.newest, static_cast<double>(enlarged.gain),
                        enlarged.precise ? decibelsOverBicubic(*enlarged.precise) : std::nullopt,
-                       enlarged.warning, enlarged.withoutValue, enlarged.seconds});
+                       enlarged.precise && !enlarged.precise->trusted, enlarged.warning,
+                       enlarged.withoutValue, enlarged.seconds});
 }
 
 ColourScale ResultFiles::scaleOf(const cv::Mat_<float>& image) const {

@@ -46,6 +46,11 @@ std::string frameRow(const ReportedFrame& f) {
            fitCells(f) + cell(percent(f.validShare)) + cell(htmlText(f.status), "") + "</tr>\n";
 }
 
+std::string decibelsText(const ReportedImage& image) {
+    if (!image.decibels) return image.doubtful ? "doubtful" : "";
+    return format("%.1f", *image.decibels) + (image.doubtful ? " (doubtful)" : "");
+}
+
 /// A table that may be scrolled sideways, by the keyboard too.
 std::string scrolled(const std::string& name, const std::string& table) {
     return "<div class=\"card\" role=\"region\" tabindex=\"0\" aria-label=\"" + name + "\">" + table +
@@ -130,7 +135,7 @@ std::string framesPart(const Report& r) {
                 format("<td colspan=\"%d\"></td>", empty) + cell(htmlText("left out: " + frame.reason), "") +
                 "</tr>\n";
     }
-    return scrolled("Frames and their motions", head + "</tbody></table>") +
+    return scrolled("Table of frames", head + "</tbody></table>") +
            "<p>Shifts are in pixels of a frame, x to the right, y down: what the reference frame shows at p, "
            "this frame shows at "
            "p + shift" +
@@ -152,15 +157,14 @@ std::string imagesPart(const Report& r) {
         "<th class=\"n\" scope=\"col\">Gain</th><th class=\"n\" scope=\"col\">No value</th>"
         "<th class=\"n\" scope=\"col\">Time</th><th scope=\"col\">Warning</th></tr></thead><tbody>\n";
     for (const ReportedImage& image : r.images) {
-        text += "<tr>" + cell(std::to_string(image.newest)) +
-                cell(image.decibels ? format("%.1f", *image.decibels) : "") +
+        text += "<tr>" + cell(std::to_string(image.newest)) + cell(decibelsText(image)) +
                 cell(image.gain > 0.0 && image.warning.empty() ? format("%.2f", image.gain) : "") +
                 cell(std::to_string(image.withoutValue.total())) +
                 cell(format("%.1f ms", 1e3 * image.seconds)) + cell(htmlText(image.warning), "wide") +
                 "</tr>\n";
     }
     return "<section aria-labelledby=\"images\">\n<h2 id=\"images\">All images of the recording</h2>\n" +
-           scrolled("All images of the recording", text + "</tbody></table>") + "</section>";
+           scrolled("Table of images", text + "</tbody></table>") + "</section>";
 }
 
 std::string factsPart(const Report& r) {

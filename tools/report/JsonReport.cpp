@@ -204,6 +204,7 @@ Json images(const std::vector<ReportedImage>& all) {
         result.push_back({{"newest_frame", image.newest},
                           {"gain", resolutionGain(image)},
                           {"decibels_over_bicubic", orNull(image.decibels)},
+                          {"doubtful", image.doubtful},
                           {"warning", textOrNull(image.warning)},
                           {"without_value", withoutValue(image.withoutValue)},
                           {"seconds", number(image.seconds)}});

@@ -49,7 +49,8 @@ struct ReportedImage {
     std::size_t newest = 0;  ///< frame
     double gain = 0.0;       ///< of resolution; 0 where it is unknown
     std::optional<double>
-        decibels;  ///< better than bicubic enlargement at withheld pixels, where that is known
+        decibels;           ///< better than bicubic enlargement at withheld pixels, where that is known
+    bool doubtful = false;  ///< measured, and not known to be better than bicubic enlargement
     std::string warning;
     WithoutValue withoutValue;
     double seconds = 0.0;  ///< that it took, its registration included

@@ -27,15 +27,30 @@ std::string predictionText(const Report& r) {
                 : "");
 }
 
+/// About the other images of the recording; empty where nothing speaks against them.
+std::string doubtsAboutOthers(const Report& r) {
+    std::vector<std::size_t> doubtful;
+    for (const ReportedImage& image : r.images) {
+        if (image.doubtful && image.newest != r.images.back().newest) doubtful.push_back(image.newest);
+    }
+    if (doubtful.empty()) return "";
+    return format(
+        " Of the %zu other images of the recording, %zu %s not known to be better than bicubic enlargement: "
+        "of frame%s %s.",
+        r.images.size() - 1, doubtful.size(), doubtful.size() == 1 ? "is" : "are",
+        doubtful.size() == 1 ? "" : "s", ranges(doubtful).c_str());
+}
+
 Verdict preciseVerdict(const Report& r) {
     const ReportedImage& last = r.images.back();
     const std::string doubt = last.warning.empty() ? "" : sentence(last.warning) + " ";
-    if (!r.precise->trusted || !last.decibels) {
-        return {Verdict::Level::doubtful, "Not known to be better than bicubic enlargement",
-                doubt + predictionText(r)};
+    const std::string others = doubtsAboutOthers(r);
+    const std::string explanation = doubt + predictionText(r) + others;
+    if (last.doubtful || !last.decibels) {
+        return {Verdict::Level::doubtful, "Not known to be better than bicubic enlargement", explanation};
     }
-    return {doubt.empty() ? Verdict::Level::better : Verdict::Level::caution,
-            format("%.1f dB better than bicubic enlargement", *last.decibels), doubt + predictionText(r)};
+    return {doubt.empty() && others.empty() ? Verdict::Level::better : Verdict::Level::caution,
+            format("%.1f dB better than bicubic enlargement", *last.decibels), explanation};
 }
 
 Verdict unmeasuredVerdict(const Report& r) {

@@ -213,8 +213,10 @@ TEST_F(Program, ReportBeginsWithItsVerdict) {
         const Outcome done =
             run(std::string("enhance -o o.tif --report r.html --report r.json ") + burst.arguments);
         EXPECT_EQ(done.code, burst.code) << done.err;
-        const Json image = Json::parse(text(path("r.json")))["image"];
+        const Json report = Json::parse(text(path("r.json")));
+        const Json& image = report["image"];
         EXPECT_EQ(image["verdict"]["level"], burst.level);
+        EXPECT_EQ(report["images"][0]["doubtful"], burst.code == 6);
         const std::string page = text(path("r.html"));
         const std::size_t top =
             page.find("<main>\n<header class=\"verdict " + std::string(burst.look) + "\">");
