@@ -88,8 +88,8 @@ void addValueOptions(CLI::App* sub, EnhanceCommand& c) {
            "COUNTS1 TEMPERATURE1 COUNTS2 TEMPERATURE2: the input holds signed 16-bit counts, which "
            "each pixel's line through two frames of counts turns into temperatures. A temperature "
            "is a number or an image of floats. The frames of counts are read as the input is (--raw, "
-           "--scale ...), and all images are cropped with it. A pixel whose two counts are equal takes "
-           "its neighbours' line; one without any counts as defective")
+           "--scale ...), and all images are cropped with it. Pixels whose counts are equal or "
+           "hardly change count as defective")
         ->expected(4)
         ->excludes(nuc);
 }

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <functional>
+#include <iterator>
 #include <limits>
-#include <numeric>
 
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
@@ -49,6 +48,65 @@ class CalibrationImages {
     const ReadOptions& reading_;
     cv::Size size_;
 };
+
+/// Counts for a degree; NaN where both temperatures are equal.
+cv::Mat_<float> responseOf(const cv::Mat_<short>& counts1, const cv::Mat_<float>& values1,
+                           const cv::Mat_<short>& counts2, const cv::Mat_<float>& values2) {
+    cv::Mat_<float> response(counts1.size());
+    for (int y = 0; y < response.rows; ++y) {
+        for (int x = 0; x < response.cols; ++x) {
+            const float degrees = values2(y, x) - values1(y, x);
+            response(y, x) = degrees != 0.0f ? static_cast<float>(counts2(y, x) - counts1(y, x)) / degrees
+                                             : std::numeric_limits<float>::quiet_NaN();
+        }
+    }
+    return response;
+}
+
+float medianOf(const cv::Mat_<float>& image) {
+    std::vector<float> values;
+    std::copy_if(image.begin(), image.end(), std::back_inserter(values),
+                 [](float v) { return std::isfinite(v); });
+    if (values.empty()) return 0.0f;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// 255 at pixels that are stuck, noise apart: whose counts are equal, or change by less than a tenth of the usual.
+cv::Mat_<uchar> withoutResponse(const cv::Mat_<short>& counts1, const cv::Mat_<float>& values1,
+                                const cv::Mat_<short>& counts2, const cv::Mat_<float>& values2) {
+    constexpr float kLeastResponse = 0.1f;  // of the usual one
+    const cv::Mat_<float> response = responseOf(counts1, values1, counts2, values2);
+    const float usual = medianOf(response);
+    cv::Mat_<uchar> stuck(response.size());
+    std::transform(response.begin(), response.end(), stuck.begin(), [usual](float own) -> uchar {
+        const bool weak = usual > 0.0f ? own < kLeastResponse * usual : own > kLeastResponse * usual;
+        return weak || own == 0.0f || std::isnan(own) ? 255 : 0;
+    });
+    return stuck;
+}
+
+/// 255 at pixels whose line misses the points that it was laid through: it was out of range, and replaced.
+cv::Mat_<uchar> withoutLine(const vision::detail::TwoPointCalibration& lines, const cv::Mat_<short>& counts1,
+                            const cv::Mat_<float>& values1, const cv::Mat_<short>& counts2,
+                            const cv::Mat_<float>& values2) {
+    constexpr float kNear = 0.01f;  // of the difference between both temperatures
+    cv::Mat_<float> again1, again2;
+    lines.apply(counts1, again1);
+    lines.apply(counts2, again2);
+    cv::Mat_<uchar> missed(counts1.size());
+    for (int y = 0; y < missed.rows; ++y) {
+        for (int x = 0; x < missed.cols; ++x) {
+            // Rounding of a line's offset, which may be as large as 1000.
+            const float bound = kNear * std::abs(values2(y, x) - values1(y, x)) + 1e-3f;
+            const bool hits = std::abs(again1(y, x) - values1(y, x)) <= bound &&
+                              std::abs(again2(y, x) - values2(y, x)) <= bound;
+            missed(y, x) = hits ? 0 : 255;
+        }
+    }
+    return missed;
+}
 
 }  // namespace
 
@@ -94,17 +152,26 @@ Calibration::Calibration(const std::vector<std::string>& points, const Decode& d
                    "same there",
                    points[1].c_str(), points[3].c_str(), level, pixels));
     }
-    const auto hasNoLine = [](float gain, float offset) { return std::isnan(gain) || std::isnan(offset); };
-    const int lost = std::inner_product(lines_.gain.begin(), lines_.gain.end(), lines_.offset.begin(), 0,
-                                        std::plus<>(), hasNoLine);
+    const cv::Mat_<uchar> stuck = withoutResponse(counts1, values1, counts2, values2);
+    defective_ = stuck | withoutLine(lines_, counts1, values1, counts2, values2);
+    const int silent = cv::countNonZero(stuck), lost = cv::countNonZero(defective_) - silent;
     if (2 * lost > pixels) {
         throw inputError(
             format("calibration: in %d of %d pixels the line leaves the range of gains and offsets "
                    "between -1000 and 1000; --offset can bring the counts nearer to 0",
                    lost, pixels));
     }
-    if (same > 0) note(format("calibration: %d pixels with equal counts take their neighbours' line", same));
-    if (lost > 0) findings.warn(format("calibration: %d pixels have no line and count as defective", lost));
+    if (silent > 0) {
+        note(format(
+            "calibration: %d pixels hardly respond to temperature, or not at all, and count as defective",
+            silent));
+    }
+    if (lost > 0) {
+        findings.warn(
+            format("calibration: the line of %d pixels leaves the range of gains and offsets; they count as "
+                   "defective",
+                   lost));
+    }
 }
 
 cv::Mat_<float> Calibration::operator()(const cv::Mat_<float>& counts, const std::string& name) const {
@@ -112,6 +179,12 @@ cv::Mat_<float> Calibration::operator()(const cv::Mat_<float>& counts, const std
     lines_.apply(signedCounts(counts, name), values);
     std::transform(counts.begin(), counts.end(), values.begin(), values.begin(),
                    [](float before, float after) { return isStatusCode(before) ? before : after; });
+    for (int y = 0; y < values.rows; ++y) {
+        for (int x = 0; x < values.cols; ++x) {
+            if (defective_(y, x) != 0 && !isStatusCode(counts(y, x)))
+                values(y, x) = std::numeric_limits<float>::quiet_NaN();
+        }
+    }
     return values;
 }
 

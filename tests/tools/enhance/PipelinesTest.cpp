@@ -138,6 +138,27 @@ TEST_F(Program, CalibrationTurnsCountsIntoTheTemperaturesOfTheReferencePipeline)
     ASSERT_EQ(dumped.code, 0) << dumped.err;
     EXPECT_EQ(cv::norm(image("d.tif"), expected), 0.0);
 
+    // Stuck pixels, one of them with noise, and one that reads beyond the range of offsets.
+    cv::Mat_<short> cold2 = cold.clone(), warm2 = warm.clone();
+    cold2(20, 30) = warm2(20, 30) = 12000;
+    cold2(30, 20) = 12000, warm2(30, 20) = 12001;
+    cold2(10, 40) = 32000, warm2(10, 40) = 32300;
+    writeImage(path("cold2.tif"), cold2);
+    writeImage(path("warm2.tif"), warm2);
+    for (int i = 0; i < 5; ++i) {
+        cv::Mat_<short> counts = readSingleImage(path("raw/frame_00" + std::to_string(i) + ".tif"));
+        counts(20, 30) = counts(30, 20) = 12000;
+        counts(10, 40) = 32000;
+        std::filesystem::create_directory(path("stuck"));
+        writeImage(path("stuck/frame_00" + std::to_string(i) + ".tif"), counts);
+    }
+    const Outcome stuck =
+        run("enhance stuck -o s.tif --calibration cold2.tif 10 warm2.tif 30 --pipeline float "
+            "--reference-index 0");
+    EXPECT_NE(stuck.err.find("2 pixels hardly respond"), std::string::npos) << stuck.err;
+    EXPECT_NE(stuck.err.find("the line of 1 pixels leaves the range"), std::string::npos) << stuck.err;
+    EXPECT_LT(compareWithTruth(image("s.tif"), image("o.tif"), 3).rmse, 0.3);
+
     writeImage(path("small.tif"), cold(cv::Rect(0, 0, 9, 9)));
     cv::Mat_<ushort> beyond = countsAt(image("b/frame_002.tif"), CV_16U);
     beyond(7, 5) = 40000;
