@@ -14,6 +14,7 @@ namespace {
 constexpr int kMostValues = 1500000;
 constexpr int kMostMapValues = 500000;
 constexpr double kWeightStep = 0.1;  // frames
+constexpr double kFewFrames = 1.5;
 
 /// What the colour of pixels without a value stands for, to follow a caption (markup); empty where there are none.
 std::string noValueText(const cv::Mat_<float>& image, const ColourScale& scale, const char* reason) {
@@ -36,90 +37,74 @@ std::string spotText(const char* name, const Spots::Spot& spot, const Report& r)
 }
 
 Layer frameLayer(const Report& r, double finest) {
-    return {"frame",
-            "Frame",
-            true,
-            "image",
-            r.reference,
-            r.scale,
-            r.unit,
-            format("<b>Before</b>: the reference frame, %d x %d pixels", r.reference.cols, r.reference.rows) +
-                noValueText(r.reference, r.scale, "defective"),
-            "reference frame {}",
-            ValueGrid(r.reference, kMostValues, finest)};
+    Layer layer{"frame", "Frame", "reference frame", "image", r.scale, r.unit, r.reference};
+    layer.left = true;
+    layer.caption =
+        format("<b>Before</b>: the reference frame, %d x %d pixels", r.reference.cols, r.reference.rows) +
+        noValueText(r.reference, r.scale, "defective");
+    layer.reading = "reference frame {}";
+    layer.grid = ValueGrid(r.reference, kMostValues, finest);
+    return layer;
 }
 
 Layer bicubicLayer(const Report& r) {
-    return {"bicubic",
-            "Bicubic",
-            true,
-            "image",
-            bicubic(repaired(r.reference), r.image.size()),
-            r.scale,
-            r.unit,
-            "<b>Bicubic enlargement</b> of the reference frame",
-            "",
-            {}};
+    Layer layer{"bicubic",
+                "Bicubic",
+                "bicubic enlargement",
+                "image",
+                r.scale,
+                r.unit,
+                bicubic(repaired(r.reference), r.image.size())};
+    layer.left = true;
+    layer.caption = "<b>Bicubic enlargement</b> of the reference frame";
+    return layer;
 }
 
 Layer imageLayer(const Report& r, double finest) {
-    std::string caption = format("<b>After</b>: the image, %d x %d pixels", r.image.cols, r.image.rows);
+    Layer layer{"image", "Image", "image", "image", r.scale, r.unit, r.image};
+    layer.caption = format("<b>After</b>: the image, %d x %d pixels", r.image.cols, r.image.rows);
     if (const std::optional<Spots> spots = Spots::of(r.image)) {
-        caption += spotText("hottest", spots->hottest, r) + spotText("coldest", spots->coldest, r);
+        layer.caption += spotText("hottest", spots->hottest, r) + spotText("coldest", spots->coldest, r);
     }
-    return {"image",
-            "Image",
-            false,
-            "image",
-            r.image,
-            r.scale,
-            r.unit,
-            caption + noValueText(r.image, r.scale, "where all frames are defective (NaN in the file)"),
-            "image {}",
-            ValueGrid(r.image, kMostValues, finest)};
+    layer.caption += noValueText(r.image, r.scale, "where all frames are defective (NaN in the file)");
+    layer.reading = "image {}";
+    layer.grid = ValueGrid(r.image, kMostValues, finest);
+    return layer;
 }
 
 Layer deviationLayer(const Report& r, double median) {
     constexpr double kClipped = 1.0;  // percent: a few edges would hide the rest
     const ColourScale scale = ColourScale::of(r.noise, paletteNamed("inferno"), kClipped);
-    const std::string in = htmlText(figure(median, r.unit)) + " in the median.";
-    return {"deviation",
-            r.precise ? "Standard deviation" : "Noise",
-            false,
-            "deviation",
-            r.noise,
-            scale,
-            r.unit,
-            r.precise ? "<b>Standard deviation</b> of the image's noise, " + in +
-                            noValueText(r.noise, scale, "where no frame has one")
-                      : "<b>Noise</b>: how far the frames scatter around the image (standard deviation), " +
-                            in + " Edges that the image cannot explain and things that moved stand out." +
-                            noValueText(r.noise, scale, "where no two frames are valid"),
-            r.precise ? "standard deviation {}" : "noise of the frames {}",
-            ValueGrid(r.noise, kMostMapValues, harmlessStep(median))};
+    const std::string inMedian = htmlText(figure(median, r.unit)) + " in the median.";
+    Layer layer{"deviation", "Standard deviation", "standard deviation", "deviation", scale, r.unit, r.noise};
+    layer.caption = "<b>Standard deviation</b> of the image's noise, " + inMedian +
+                    noValueText(r.noise, scale, "where no frame has one");
+    if (!r.precise) {
+        layer.name = "Noise";
+        layer.noun = "noise of the frames";
+        layer.caption = "<b>Noise</b>: how far the frames scatter around the image (standard deviation), " +
+                        inMedian + " Edges that the image cannot explain and things that moved stand out." +
+                        noValueText(r.noise, scale, "where no two frames are valid");
+    }
+    layer.reading = layer.noun + " {}";
+    layer.grid = ValueGrid(r.noise, kMostMapValues, harmlessStep(median));
+    return layer;
 }
 
 Layer weightLayer(const Report& r) {
     const int frames = static_cast<int>(r.frames.size());
     const cv::Mat_<float> weight = weightOf(r);
-    int few = 0;
-    for (const float value : weight) few += value < 1.5f ? 1 : 0;
-    const char* what = r.precise ? "how many frames' worth of values each pixel rests on"
-                                 : "how many frames are valid at each pixel";
-    return {
-        "weight",
-        "Weight",
-        false,
-        "weight",
-        weight,
-        {0.0, static_cast<double>(frames), coveragePalette(), false, false},
-        "frames",
-        format(
-            "<b>Weight</b>: %s, %s of %d in the median; %s of the image rests on less than one and a half.",
-            what, figure(medianOf(weight), "", 3).c_str(), frames,
-            percent(few / static_cast<double>(weight.total())).c_str()),
-        "rests on {}' worth of values",
-        ValueGrid(weight, kMostMapValues, kWeightStep)};
+    const ColourScale scale = ColourScale::within(0.0, frames, weight, coveragePalette());
+    Layer layer{"weight", "Weight", "weight", "weight", scale, "frames", weight};
+    const double few = cv::countNonZero(weight < kFewFrames) / static_cast<double>(weight.total());
+    layer.caption = std::string("<b>Weight</b>: ") +
+                    (r.precise ? "how many frames' worth of values each pixel rests on"
+                               : "how many frames are valid at each pixel") +
+                    format(", %s of %d in the median; %s of the image rests on less than one and a half.",
+                           figure(medianOf(weight), "", 3).c_str(), frames, percent(few).c_str());
+    layer.reading = "rests on {}' worth of values";
+    layer.grid = ValueGrid(weight, kMostMapValues, kWeightStep);
+    return layer;
 }
 
 }  // namespace
@@ -138,11 +123,11 @@ std::string valueNote(const std::vector<Layer>& layers) {
     std::string rounded, thinned;
     for (const Layer& layer : layers) {
         if (!layer.grid) continue;
-        const std::string name = layer.id == "frame" ? "frame" : layer.id == "image" ? "image" : layer.name;
-        rounded += (rounded.empty() ? "" : ", ") + name + " to " + figure(layer.grid->step, layer.unit, 1);
+        rounded +=
+            (rounded.empty() ? "" : ", ") + layer.noun + " to " + figure(layer.grid->step, layer.unit, 1);
         if (layer.grid->stride > 1)
-            thinned += format(" Of the %s, one pixel in %d x %d is kept.", name.c_str(), layer.grid->stride,
-                              layer.grid->stride);
+            thinned += format(" Of the %s, one pixel in %d x %d is kept.", layer.noun.c_str(),
+                              layer.grid->stride, layer.grid->stride);
     }
     return "Values under the pointer are rounded (" + rounded + "); the files hold all digits." + thinned;
 }

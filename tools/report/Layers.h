@@ -13,17 +13,17 @@ namespace oravo::tools {
 
 /// One of the pictures of a report. All of them show the same part of the scene.
 struct Layer {
-    std::string id;    ///< in the page
-    std::string name;  ///< of the button that shows it
-    bool left;         ///< of the slider; else right
-    std::string
-        scaleId;  ///< of the layer whose colour bar it shares; its own id where it has a bar of its own
-    cv::Mat_<float> values;
+    std::string id;       ///< in the page
+    std::string name;     ///< of the button that shows it
+    std::string noun;     ///< of its values, in sentences
+    std::string scaleId;  ///< of the layer whose colour bar it shares; its own id where it has one of its own
     ColourScale scale;
     std::string unit;
-    std::string caption;  ///< markup
-    std::string reading;  ///< in which {} is the value under the pointer; empty where no value is shown
-    std::optional<ValueGrid> grid;
+    cv::Mat_<float> values;
+    bool left = false;                   ///< of the slider; else right
+    std::string caption = {};            ///< markup
+    std::string reading = {};            ///< in which {} is the value under the pointer
+    std::optional<ValueGrid> grid = {};  ///< of these values; none where they are not shown
 };
 
 /// The reference frame and its bicubic enlargement, the image, and the maps that there are.
