@@ -6,6 +6,7 @@
 #include <string>
 
 #include "capi/BurstCalls.h"
+#include "capi/CameraDescription.h"
 #include "support/CodeLocation.h"
 #include "support/StopWatch.h"
 #include "vision/superresolution/detail/memory/ReservedMemory.h"
@@ -118,6 +119,14 @@ int oravo_burst_options_init(oravo_burst_options* options, size_t size) {
     built.size = std::min(size, sizeof built);
     std::memcpy(options, &built, built.size);
     return ORAVO_BURST_OK;
+}
+
+float oravo_burst_camera_blur(const char* description) {
+    try {
+        return oravo::capi::psfSigmaOf(description != nullptr ? description : "");
+    } catch (...) {
+        return oravo::capi::defaultBurstOptions().psf_sigma;
+    }
 }
 
 uint64_t oravo_burst_memory(int width, int height, const oravo_burst_options* options) {

@@ -79,7 +79,10 @@ enum oravo_burst_status {
     /** The frame, or one of the frames held, cannot be used; the text says which and why. By oravo_burst_add(): it was
      * not taken in; go on with the next one. By oravo_burst_reconstruct(): add other frames, or use the precise
      * pipeline, which leaves such frames out. */
-    ORAVO_BURST_FRAME = -9
+    ORAVO_BURST_FRAME = -9,
+    /** Some frame shows no detail that the float, vector or reference pipeline could follow into it. See that the lens is
+     * focused and the values lie within the limits, add other frames, or use the precise pipeline. */
+    ORAVO_BURST_NO_DETAIL = -10
 };
 
 /** The ways from frames to an image. */
@@ -133,7 +136,7 @@ typedef struct oravo_burst_options {
 
     float tv_weight; /**< others: weight of the data against total variation, from 1; 400 */
     float
-        relative_residue; /**< others: of the right-hand side, at which the solver stops, from 1e-6; 0.007 */
+        relative_residue; /**< others: of the right-hand side, at which the solver stops, above 1e-6; 0.007 */
     float registration_error; /**< others: the largest at which a pixel is used, above 0 to 1; 0.0001 */
     int iterations;           /**< others: the most steps of the solver, from 1; 8 */
 
@@ -171,6 +174,11 @@ typedef struct oravo_burst_frame {
  *                 header than the library are served as far as both know the options
  * @return ORAVO_BURST_OK, or ORAVO_BURST_ARGUMENT for a null pointer or a size that is too small */
 ORAVO_EXPORT int oravo_burst_options_init(oravo_burst_options* options, size_t size);
+
+/** The blur of a camera that is described in free text, as SuperResolution_setCameraAndLensType() takes it: one of the
+ * model numbers 101 to 108 (the lowest found counts), and "FOV" followed by the field of view.
+ * @return what to set psf_sigma of the pipelines other than precise to; 0.683 for a text without both, and for null */
+ORAVO_EXPORT float oravo_burst_camera_blur(const char* description);
 
 /** How many bytes a burst would take at most, by what runs of all sizes were measured to take.
  * @return the bytes, or 0 when oravo_burst_create() would refuse the arguments, for a reason other than memory;
@@ -225,8 +233,8 @@ ORAVO_EXPORT int oravo_burst_clear(oravo_burst burst);
  * @param reference  the frame on whose grid the image lies, counted back from the newest, which is 0; below `frames` of
  *                   the options, and while fewer frames are held, the oldest stands for those that are missing.
  *                   ORAVO_BURST_OWN_REFERENCE for the pipeline's own
- * @return ORAVO_BURST_OK; ORAVO_BURST_FRAME when the frames cannot be aligned, or the reference has no value at all;
- *         ORAVO_BURST_CANCELLED; ORAVO_BURST_MEMORY; ORAVO_BURST_ARGUMENT. Whether a good image is to be doubted, the
+ * @return ORAVO_BURST_OK; ORAVO_BURST_FRAME when a frame moved by half the frame height or more (not precise), or the
+ *         reference has no value at all (precise); ORAVO_BURST_NO_DETAIL; ORAVO_BURST_CANCELLED; ORAVO_BURST_MEMORY; ORAVO_BURST_ARGUMENT. Whether a good image is to be doubted, the
  *         figure "trusted" and oravo_burst_warning() tell */
 ORAVO_EXPORT int oravo_burst_reconstruct(oravo_burst burst, int reference);
 

@@ -40,8 +40,8 @@ BurstError errorOfException() noexcept {
         const bool memory = exception.code == cv::Error::StsNoMem;
         error.set(memory ? ORAVO_BURST_MEMORY : ORAVO_BURST_FAILED,
                   memory ? "Out of memory." : exception.err.c_str());
-    } catch (const UnusableFrame& exception) {
-        error.set(ORAVO_BURST_FRAME, exception.what());
+    } catch (const BurstFailure& failure) {
+        error.set(failure.status, failure.what());
     } catch (const std::exception& exception) {
         error.set(ORAVO_BURST_FAILED, exception.what());
     } catch (const char* text) {

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <stdexcept>
+#include <string>
 
 #include "capi/Burst.h"
 
@@ -21,9 +22,10 @@ struct BurstError {
     }
 };
 
-/// Thrown for ORAVO_BURST_FRAME.
-struct UnusableFrame : std::runtime_error {
-    using std::runtime_error::runtime_error;
+/// Thrown for failures that exceptions of the library do not tell apart.
+struct BurstFailure : std::runtime_error {
+    BurstFailure(int code, const std::string& words) : std::runtime_error(words), status(code) {}
+    int status;
 };
 
 /// The status and the text of the exception that is being handled.

@@ -140,7 +140,7 @@ void checkWindowOptions(const PipelineTraits& traits, const Options& options) {
             "above 0, to 100");
     require(options.tv_weight >= 1.0f, "tv_weight", options.tv_weight, "a number from 1 on");
     require(static_cast<double>(options.relative_residue) >= 1e-6, "relative_residue",
-            options.relative_residue, "a number from 1e-6 on");
+            options.relative_residue, "a number above 1e-6");
     require(options.registration_error > 0.0f && options.registration_error <= 1.0f, "registration_error",
             options.registration_error, "above 0, to 1");
     require(options.iterations >= 1, "iterations", options.iterations, "from 1 on");

@@ -90,7 +90,7 @@ class PreciseEngine final : public BurstEngine {
             return engine_.compute(frames, reference);
         } catch (const Exception& exception) {
             if (exception.kind() != Exception::Kind::badArgument) throw;
-            throw UnusableFrame(exception.message());
+            throw BurstFailure(ORAVO_BURST_FRAME, exception.message());
         }
     }
 

@@ -133,11 +133,14 @@ class WindowEngine final : public BurstEngine {
             gain = pipeline_->computeSR(image);
         } catch (const Exception& exception) {
             if (exception.kind() != ErrorKind::tooLargeDisplacement) throw;
-            throw UnusableFrame(displacement(pipeline_->completeShifts(), size_.height / 2) +
-                                ", half the frame height or more.");
+            throw BurstFailure(
+                ORAVO_BURST_FRAME,
+                "Too large displacement: " + displacement(pipeline_->completeShifts(), size_.height / 2) +
+                    ", half the frame height or more.");
         }
         if (status::isStatus(gain, status::registrationFailed))
-            throw UnusableFrame("Some frame shows no detail that could be followed into it.");
+            throw BurstFailure(ORAVO_BURST_NO_DETAIL,
+                               "Some frame shows no detail that could be followed into it.");
         const bool delivered = gain >= 0.0f || status::isStatus(gain, status::tooLargeDisplacement) ||
                                status::isStatus(gain, status::tooFewValidPixels);
         if (!delivered) {

@@ -262,10 +262,11 @@ TEST(Burst, SaysWhyFramesGiveNoImageAndWhatThereIsToDoubt) {
     options.registration = ORAVO_BURST_PHASE;
     const OwnedBurst moved(frames, options);
     EXPECT_EQ(oravo_burst_reconstruct(moved, 4), ORAVO_BURST_FRAME);
-    EXPECT_NE(std::string(oravo_burst_error(moved)).find("frame 1 moved by ("), std::string::npos)
+    EXPECT_NE(std::string(oravo_burst_error(moved)).find("displacement: frame 1 moved by ("),
+              std::string::npos)
         << oravo_burst_error(moved);
     const OwnedBurst flat(std::vector<Image>(5, Image(kHeight, kWidth, 20.0f)), optionsOf(ORAVO_BURST_FLOAT));
-    EXPECT_EQ(oravo_burst_reconstruct(flat, 0), ORAVO_BURST_FRAME);
+    EXPECT_EQ(oravo_burst_reconstruct(flat, 0), ORAVO_BURST_NO_DETAIL);
     const OwnedBurst empty({Image(kHeight, kWidth, std::nanf(""))}, optionsOf(ORAVO_BURST_PRECISE));
     EXPECT_EQ(oravo_burst_reconstruct(empty, 0), ORAVO_BURST_FRAME);
     options = optionsOf(ORAVO_BURST_PRECISE);
@@ -282,6 +283,12 @@ TEST(Burst, SaysWhyFramesGiveNoImageAndWhatThereIsToDoubt) {
     EXPECT_EQ(oravo_burst_warning(tripod, 2, text, sizeof text), ORAVO_BURST_ARGUMENT);
     EXPECT_NE(said.text.find("2 precise pipeline: image of 1 of 3 frames in"), std::string::npos)
         << said.text;
+}
+
+TEST(Burst, ReadsDescriptionsOfCamerasAsSessionsDo) {
+    EXPECT_EQ(oravo_burst_camera_blur("c107, FOV 45"), 0.35f);
+    for (const char* unknown : {"c107", "", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(oravo_burst_camera_blur(unknown), 0.683f);
 }
 
 TEST(Burst, EveryFigureHasAName) {

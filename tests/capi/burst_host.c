@@ -51,6 +51,7 @@ static int reconstruct(int pipeline) {
     int i, width = 0, height = 0;
 
     REQUIRE(oravo_burst_options_init(&options, sizeof options) == ORAVO_BURST_OK);
+    REQUIRE(oravo_burst_camera_blur("108 FOV 12") == 0.34f);
     options.pipeline = pipeline;
     options.frames = 5;
     options.progress = watch;
