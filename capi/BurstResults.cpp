@@ -50,11 +50,16 @@ const char* const kFigures[] = {"frames",        "used_frames",     "reference",
 
 /// How many frames agree at each pixel of the image.
 cv::Mat_<float> agreement(const std::vector<Mask>& masks, int factor) {
-    cv::Mat_<float> image(masks.front().size() * factor, 0.0f);
+    const cv::Size size = masks.front().size();
+    cv::Mat_<float> counts(size, 0.0f), image(size * factor);
     for (const Mask& mask : masks) {
-        for (int y = 0; y < image.rows; ++y) {
-            for (int x = 0; x < image.cols; ++x) image(y, x) += mask(y / factor, x / factor);
-        }
+        std::transform(mask.begin(), mask.end(), counts.begin(), counts.begin(),
+                       [](unsigned char agrees, float count) { return count + static_cast<float>(agrees); });
+    }
+    for (int y = 0; y < image.rows; ++y) {
+        const float* from = counts[y / factor];
+        float* to = image[y];
+        for (int x = 0; x < size.width; ++x, to += factor) std::fill_n(to, factor, from[x]);
     }
     return image;
 }

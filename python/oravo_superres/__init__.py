@@ -9,24 +9,36 @@ Slightly displaced frames of one scene become one image of twice the resolution:
     enlarged = oravo_superres.enhance(frames)  # (2 height, 2 width), float32, degrees Celsius
 
 :func:`reconstruct` also reports how good the image is: its standard deviation, the motion of each frame, and how well it
-predicts pixels that it has not seen. A live camera keeps a :class:`Session`, which is faster and less precise, and adds
-its frames as they come.
+predicts pixels that it has not seen. :func:`enhance_many` takes many bursts and uses all processors. A live camera keeps a
+:class:`Burst`, or goes through :func:`enhance_stream`::
+
+    for image in oravo_superres.enhance_stream(camera(), pipeline="float", scale=0.01, offset=-273.15):
+        show(image)
+
+:class:`Parameters` lists what can be set. :class:`Session` and :func:`stream` are the C library's first interface, with the
+float pipeline alone and one thread at a time.
 
 Arrays are indexed [row, column]. Values are temperatures or radiances in one unit of the caller's choice; what lies
 outside [-274, 5000], is not a number, is masked, or carries a :class:`PixelCode` counts as a defective pixel and is
 repaired. Raw counts have a range of their own: ``counts=True``.
 """
 
-from ._burst import FrameInfo, Reconstruction
-from ._errors import BurstError, Status, SuperResolutionError, SuperResolutionWarning
+from ._burst import Burst
+from ._enhance import enhance, enhance_many, enhance_stream, reconstruct, reconstruct_many, reconstruct_stream
+from ._errors import BurstError, BurstStatus, Status, SuperResolutionError, SuperResolutionWarning
+from ._parameters import Parameters
 from ._pixels import PixelCode, has_code
-from ._session import WINDOW_SIZE, Session, enhance, reconstruct, stream
+from ._results import FrameInfo, Reconstruction
+from ._session import WINDOW_SIZE, Session, stream
 from ._version import __version__
 
 __all__ = [
     "WINDOW_SIZE",
+    "Burst",
     "BurstError",
+    "BurstStatus",
     "FrameInfo",
+    "Parameters",
     "PixelCode",
     "Reconstruction",
     "Session",
@@ -35,7 +47,11 @@ __all__ = [
     "SuperResolutionWarning",
     "__version__",
     "enhance",
+    "enhance_many",
+    "enhance_stream",
     "has_code",
     "reconstruct",
+    "reconstruct_many",
+    "reconstruct_stream",
     "stream",
 ]

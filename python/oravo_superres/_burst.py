@@ -1,213 +1,377 @@
-"""The precise pipeline: the best image of a burst, and what is known about it."""
+"""Bursts: the latest frames of a camera, and images of them by any pipeline."""
 
+import contextlib
 import ctypes
+import logging
 import operator
-from ctypes import POINTER, byref, c_char_p, c_double, c_float, c_int, c_size_t, c_ssize_t, c_ubyte, c_uint64, c_void_p
-from dataclasses import dataclass
-from typing import Iterable, List, Optional, Tuple
+import threading
+from ctypes import byref
+from dataclasses import replace
+from types import TracebackType
+from typing import Any, Callable, Dict, List, NoReturn, Optional, Tuple, Type
 
 import numpy as np
 import numpy.typing as npt
 
-from . import _native
-from ._errors import BurstError
+from . import _library
+from ._errors import BurstError, BurstStatus
+from ._frames import native_frame
+from ._parameters import Parameters
+from ._results import FloatImage, FrameInfo, Reconstruction
 
-MOST_FRAMES = 64
-"""Frames that one image can be reconstructed from."""
-
-_COUNTS_RANGE = (-32768.0, 32767.0)
-_RANGE = (-274.0, 5000.0)
-
-
-class _Options(ctypes.Structure):
-    _fields_ = [("size", c_size_t), ("pipeline", c_int), ("registration", c_int), ("frames", c_int), ("factor", c_int),
-                ("psf_sigma", c_float), ("lowest", c_float), ("highest", c_float), ("smoothness", c_double),
-                ("find_dead_pixels", c_int), ("find_pattern", c_int), ("deviation", c_int), ("tv_weight", c_float),
-                ("relative_residue", c_float), ("registration_error", c_float), ("iterations", c_int),
-                ("most_memory", c_uint64), ("progress", c_void_p), ("log", c_void_p), ("user", c_void_p)]
+_LEVELS = {1: logging.WARNING, 2: logging.INFO}
+_MOST_SIDE = (1 << 31) - 1
 
 
-class _FrameInfo(ctypes.Structure):
-    _fields_ = [("used", c_int), ("dx", c_double), ("dy", c_double), ("dx_error", c_double), ("dy_error", c_double),
-                ("linear", c_double * 4), ("gain", c_double), ("offset", c_double), ("misfit", c_double),
-                ("weight", c_double)]
+class Burst:
+    """Holds the latest frames of one size, and reconstructs images of them.
 
+    ::
 
-_PROTOTYPES = {
-    "oravo_burst_options_init": (c_int, [POINTER(_Options), c_size_t]),
-    "oravo_burst_create": (c_uint64, [c_int, c_int, POINTER(_Options)]),
-    "oravo_burst_add": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
-    "oravo_burst_reconstruct": (c_int, [c_uint64, c_int]),
-    "oravo_burst_image": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
-    "oravo_burst_deviation": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
-    "oravo_burst_weight": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
-    "oravo_burst_pattern": (c_int, [c_uint64, POINTER(c_float), c_ssize_t]),
-    "oravo_burst_dead_pixels": (c_int, [c_uint64, POINTER(c_ubyte), c_ssize_t]),
-    "oravo_burst_frame_info": (c_int, [c_uint64, c_int, POINTER(_FrameInfo), c_size_t]),
-    "oravo_burst_figure": (c_int, [c_uint64, c_char_p, POINTER(c_double)]),
-    "oravo_burst_error": (c_char_p, [c_uint64]),
-    "oravo_burst_destroy": (c_int, [c_uint64]),
-}
+        with Burst(640, 480, pipeline="float", tv_weight=100) as burst:
+            for frame in camera:
+                burst.add(frame)
+                if len(burst) == burst.parameters.window:
+                    show(burst.image())
 
+    Threads may use different bursts side by side; Python's lock is released while the library works. One burst serves one
+    call at a time: a second one raises a :class:`BurstError` with the status BUSY, but for :meth:`cancel`. Ctrl-C ends a
+    reconstruction of the precise pipeline within a step of its solver. A burst can be neither copied nor pickled.
 
-def _library() -> ctypes.CDLL:
-    loaded = _native.library()
-    for name, (result, arguments) in _PROTOTYPES.items():
-        function = getattr(loaded, name)
-        function.restype = result
-        function.argtypes = arguments
-    return loaded
+    Args:
+        width, height: columns and rows of a frame: at least 8 each for precise, 3 for corners, 2 for phase correlation.
+        parameters: what images are reconstructed with.
+        progress: called with the share of a reconstruction that is done, 0 to 1, which never falls; returning False
+            cancels it. What it raises ends the reconstruction, too, and is raised by it.
+        log: called with a level of the module `logging` and a line of text, such as ``logging.getLogger("burst").log``.
+        changes: parameters by name, see :class:`Parameters`.
 
-
-@dataclass(frozen=True)
-class FrameInfo:
-    """What was found out about one frame.
-
-    Attributes:
-        used: whether the frame takes part.
-        shift: displacement (dx, dy) of its centre in pixels, frame(p + d) = reference(p).
-        shift_error: standard errors of the shift.
-        linear: 2 x 2 linear part of the motion about the centre, zero for a translation.
-        gain, offset: value = gain reference + offset, at the reference's mean value.
-        misfit: standard deviation of what the image leaves unexplained, in the frames' unit.
-        weight: mean weight of the frame's pixels, 0 to 1.
+    Raises:
+        TypeError, ValueError: invalid parameters, named with their values.
+        BurstError: with the status MEMORY, when the burst would take more memory than there is or than it may.
+        OSError: the library cannot be loaded.
     """
 
-    used: bool
-    shift: Tuple[float, float]
-    shift_error: Tuple[float, float]
-    linear: npt.NDArray[np.float64]
-    gain: float
-    offset: float
-    misfit: float
-    weight: float
+    _handle = 0
 
-
-@dataclass(frozen=True)
-class Reconstruction:
-    """An enlarged image and what is known about it; arrays are [row, column].
-
-    Attributes:
-        image: (2 height, 2 width), float32, in the frames' unit; unknown pixels carry a :class:`PixelCode`.
-        deviation: standard deviation of the image's noise, of the same shape; NaN where the image has no value.
-        weight: how many frames' worth of trusted values lie on each pixel.
-        pattern: (height, width) fixed pattern of the sensor that was subtracted; zeros where none was found.
-        dead_pixels: (height, width), True where a sensor pixel does not follow the scene and was left out.
-        frames: a :class:`FrameInfo` for each frame.
-        noise: standard deviation of the frames' noise.
-        smoothness: weight of the prior.
-        withheld_error, bicubic_error: root mean square error of predicting withheld pixels of other frames, by the
-            image and by bicubic interpolation of the reference; 0 when there was nothing to predict.
-        leaning: by how much the image fell back to the reference alone, 0 to 1, because the frames do not fit one image.
-        trusted: whether the image may be taken for better than bicubic interpolation of the reference; see `doubts`.
-    """
-
-    image: npt.NDArray[np.float32]
-    deviation: npt.NDArray[np.float32]
-    weight: npt.NDArray[np.float32]
-    pattern: npt.NDArray[np.float32]
-    dead_pixels: npt.NDArray[np.bool_]
-    frames: List[FrameInfo]
-    noise: float
-    smoothness: float
-    withheld_error: float
-    bicubic_error: float
-    leaning: float
-    trusted: bool
+    def __init__(self, width: int, height: int, parameters: Optional[Parameters] = None, *,
+                 progress: Optional[Callable[[float], object]] = None,
+                 log: Optional[Callable[[int, str], object]] = None, **changes: Any) -> None:
+        self.parameters = replace(parameters or Parameters(), **changes)
+        self._shape = (_side(height, "height"), _side(width, "width"))
+        self._library = _library.library()
+        self._raised: List[BaseException] = []
+        self._has_progress = progress is not None
+        options = self.parameters.options()
+        if progress is not None:
+            options.progress = _library.ProgressFunction(self._guarded_progress(progress))
+        if log is not None:
+            options.log = _library.LogFunction(self._guarded_log(log))
+        self._options = options  # keeps the callbacks alive
+        self._handle = self._library.oravo_burst_create(self._shape[1], self._shape[0], byref(options))
+        self._raise_from_callback()
+        if self._handle == 0:
+            _fail(self._library.oravo_burst_error_code(0), _library.message(0))
 
     @property
-    def doubts(self) -> List[str]:
-        """Why the image may be no better than an enlargement of the reference frame; empty when all is well."""
-        found = []
-        if sum(frame.used for frame in self.frames) < 2:
-            found.append("the image rests on the reference frame alone")
-        elif self.withheld_error == 0 or self.bicubic_error == 0:
-            found.append("no pixel could be withheld and predicted, so that nothing tells how good the image is")
-        elif self.bicubic_error <= self.withheld_error:
-            found.append(f"bicubic interpolation predicts withheld pixels better: {self.bicubic_error:.3g} against "
-                         f"{self.withheld_error:.3g}")
-        elif not self.trusted:
-            found.append(f"the frames do not fit one image: it rests on the reference frame by {self.leaning:.0%}")
-        return found
+    def shape(self) -> Tuple[int, int]:
+        """Rows and columns of a frame."""
+        return self._shape
 
+    @property
+    def output_shape(self) -> Tuple[int, int]:
+        """Rows and columns of the image."""
+        factor: int = self._options.factor
+        return factor * self._shape[0], factor * self._shape[1]
 
-class _Handle:
-    """A burst of the library, destroyed at the end of a with statement."""
+    @property
+    def memory(self) -> int:
+        """Bytes that the burst takes at most, by what runs of all sizes were measured to take."""
+        return int(self._library.oravo_burst_memory(self._shape[1], self._shape[0], byref(self._options)))
 
-    def __init__(self, width: int, height: int, options: _Options) -> None:
-        self._library = _library()
-        self._burst = self._library.oravo_burst_create(width, height, byref(options))
-        if self._burst == 0:
-            raise ValueError(self._library.oravo_burst_error(0).decode("utf-8", "replace"))
+    @property
+    def closed(self) -> bool:
+        return self._handle == 0
 
-    def __enter__(self) -> "_Handle":
-        return self
+    def __len__(self) -> int:
+        """How many frames are held: the latest ones, `parameters.window` at most."""
+        return self._call("frames")
 
-    def __exit__(self, *_: object) -> None:
-        self._library.oravo_burst_destroy(self._burst)
+    def add(self, frame: npt.ArrayLike, *, mask: Optional[npt.ArrayLike] = None, scale: float = 1.0,
+            offset: float = 0.0) -> None:
+        """Takes in a copy of the next frame; where the burst is full, the oldest one goes.
 
-    def call(self, name: str, *arguments: object) -> None:
-        status = getattr(self._library, f"oravo_burst_{name}")(self._burst, *arguments)
-        if status != 0:
-            raise BurstError(status, self._library.oravo_burst_error(self._burst).decode("utf-8", "replace"))
+        Args:
+            frame: (height, width), any real type and layout. NaN, infinities, masked pixels, pixels with a
+                :class:`PixelCode` and values beyond the limits are defects.
+            mask: True where pixels have no value, beside the frame's own mask.
+            scale, offset: the value of a number in the frame is scale number + offset.
 
-    def array(self, name: str, shape: Tuple[int, int]) -> npt.NDArray[np.float32]:
-        out = np.empty(shape, np.float32)
-        self.call(name, out.ctypes.data_as(POINTER(c_float)), 0)
+        Raises:
+            TypeError, ValueError: no frame of this burst.
+            BurstError: with the status FRAME, when it has more defects than the float or reference pipeline can repair.
+                The burst is as before then.
+        """
+        native = native_frame(frame, mask, scale, offset)
+        if native.shape != self._shape:
+            raise ValueError(f"a frame has shape {native.shape}, the burst takes {self._shape}")
+        if native.has_holes and self.parameters.pipeline == "vector":
+            raise ValueError("masked pixels: the vector pipeline repairs no bad pixels")
+        scales = () if native.function == "add" else (scale, offset)
+        self._call(native.function, native.values.ctypes.data, native.pitch, *scales)
+
+    def set_bad_pixels(self, mask: Optional[npt.ArrayLike]) -> None:
+        """Names the sensor's bad pixels for frames to come.
+
+        Args:
+            mask: (height, width), true where a pixel is bad; None for no bad pixels, as at first.
+        """
+        if mask is None:
+            self._call("set_bad_pixels", None, 0)
+            return
+        bad = np.ascontiguousarray(np.asarray(mask).astype(bool))
+        if bad.shape != self._shape:
+            raise ValueError(f"the mask has shape {bad.shape}, the burst {self._shape}")
+        self._call("set_bad_pixels", bad.ctypes.data, 0)
+
+    def clear(self) -> None:
+        """Drops all frames; bad pixels and parameters stay."""
+        self._call("clear")
+
+    def reconstruct(self, reference: Optional[int] = None) -> Reconstruction:
+        """Reconstructs one image of the frames that are held.
+
+        Args:
+            reference: the frame on whose grid the image lies, counted back from the newest, which is 0; the oldest where
+                there are fewer. None for the pipeline's own: 3, or 0 for the reference pipeline.
+
+        Raises:
+            ValueError: an invalid reference, or no frames.
+            BurstError: FRAME or NO_DETAIL when the frames cannot be aligned, or the reference frame has no value;
+                CANCELLED; MEMORY.
+        """
+        self._run(reference)
+        return self._result()
+
+    def image(self, reference: Optional[int] = None, out: Optional[FloatImage] = None) -> FloatImage:
+        """Reconstructs one image as :meth:`reconstruct` does, and gives nothing but the image, which is faster.
+
+        Args:
+            out: an array to write into instead of a new one: float32, row-major, of :attr:`output_shape`.
+        """
+        if out is None:
+            out = np.empty(self.output_shape, np.float32)
+        elif out.shape != self.output_shape or out.dtype != np.float32 or not out.flags.carray:
+            raise ValueError(f"out must be a writable, row-major float32 array of shape {self.output_shape}")
+        self._run(reference)
+        self._call("image", out.ctypes.data, 0)
         return out
 
-    def figure(self, name: str) -> float:
-        value = c_double()
-        self.call("figure", name.encode(), byref(value))
-        return value.value
+    def warnings(self) -> List[str]:
+        """What there is to doubt about the latest image: sentences, the gravest first."""
+        count = ctypes.c_double()
+        self._call("figure", b"warnings", byref(count))
+        return [self._warning(i) for i in range(int(count.value))]
 
-    def frame(self, index: int) -> FrameInfo:
-        info = _FrameInfo()
-        self.call("frame_info", index, byref(info), ctypes.sizeof(info))
+    def _run(self, reference: Optional[int]) -> None:
+        try:
+            self._run_any(reference)
+        except BurstError as error:
+            if "no value in" in error.message and not self.parameters.counts:
+                error.message += " (counts=True takes raw counts; scale and offset make temperatures of them)"
+            raise
+
+    def _run_any(self, reference: Optional[int]) -> None:
+        back = _library.OWN_REFERENCE
+        if reference is not None:
+            back = operator.index(reference)
+            if not 0 <= back < self.parameters.window:
+                raise ValueError(f"reference is {back}; it must be from 0 (the newest frame) to "
+                                 f"{self.parameters.window - 1}")
+        if self.parameters.pipeline == "precise" and not self._has_progress:
+            _interruptibly(lambda: self._call("reconstruct", back), self.cancel)
+        else:
+            self._call("reconstruct", back)
+
+    def cancel(self) -> None:
+        """Ends the reconstruction under way on another thread, if there is one, which raises a :class:`BurstError` with
+        the status CANCELLED there. Does not wait for it."""
+        if self._handle:
+            self._library.oravo_burst_cancel(self._handle)
+
+    def close(self) -> None:
+        """Gives the burst's memory back, and cancels what is under way. May be repeated; nothing else may follow."""
+        handle, self._handle = self._handle, 0
+        if handle:
+            self._library.oravo_burst_destroy(handle)
+
+    def __enter__(self) -> "Burst":
+        return self
+
+    def __exit__(self, kind: Optional[Type[BaseException]], error: Optional[BaseException],
+                 trace: Optional[TracebackType]) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        self.close()
+
+    def __reduce_ex__(self, protocol: object) -> NoReturn:
+        raise TypeError("a Burst cannot be copied or pickled: its frames are the library's, under one handle")
+
+    def _call(self, name: str, *arguments: object) -> int:
+        """Calls a function on this burst; what it reports as an error is raised."""
+        handle = self._handle
+        if not handle:
+            raise ValueError("the burst is closed")
+        status: int = getattr(self._library, f"oravo_burst_{name}")(handle, *arguments)
+        self._raise_from_callback()
+        if status < 0:
+            _fail(status, _library.message(handle))
+        return status
+
+    def _raise_from_callback(self) -> None:
+        if self._raised:
+            error = self._raised[0]
+            self._raised.clear()
+            raise error
+
+    def _guarded_progress(self, progress: Callable[[float], object]) -> Callable[[float, object], int]:
+        def guarded(share: float, _: object) -> int:
+            try:
+                return 0 if progress(share) is False else 1
+            except BaseException as error:  # pylint: disable=broad-except; raised by the call
+                self._raised.append(error)
+                return 0
+        return guarded
+
+    def _guarded_log(self, log: Callable[[int, str], object]) -> Callable[[int, bytes, object], None]:
+        def guarded(level: int, text: bytes, _: object) -> None:
+            try:
+                log(_LEVELS.get(level, logging.INFO), text.decode("utf-8", "replace"))
+            except BaseException as error:  # pylint: disable=broad-except; raised by the call
+                self._raised.append(error)
+        return guarded
+
+    def _result(self) -> Reconstruction:
+        figures = self._figures()
+        dead = self._array("dead_pixels", self._shape, np.uint8)
+        return Reconstruction(
+            image=self._array("image", self.output_shape, np.float32),
+            deviation=self._array("deviation", self.output_shape, np.float32),
+            weight=self._array("weight", self.output_shape, np.float32),
+            pattern=self._array("pattern", self._shape, np.float32),
+            dead_pixels=None if dead is None else dead.astype(bool),
+            masks=self._masks(int(figures["frames"])),
+            frames=[self._frame(i) for i in range(int(figures["frames"]))],
+            figures=figures,
+            warnings=self.warnings())
+
+    def _array(self, name: str, shape: Tuple[int, int], kind: Any) -> Any:
+        """What a function writes; None where the pipeline does not tell it."""
+        out = np.empty(shape, kind)
+        with _unless_unavailable() as known:
+            self._call(name, out.ctypes.data, 0)
+        return out if known else None
+
+    def _masks(self, count: int) -> Optional[npt.NDArray[np.bool_]]:
+        out = np.empty((count, *self._shape), np.uint8)
+        with _unless_unavailable() as known:
+            for i in range(count):
+                self._call("mask", i, out[i].ctypes.data, 0)
+        return out.astype(bool) if known else None
+
+    def _figures(self) -> Dict[str, float]:
+        figures: Dict[str, float] = {}
+        value = ctypes.c_double()
+        for name in _figure_names():
+            with _unless_unavailable():
+                self._call("figure", name, byref(value))
+                figures[name.decode()] = value.value
+        return figures
+
+    def _frame(self, index: int) -> FrameInfo:
+        info = _library.Frame()
+        self._call("frame_info", index, byref(info), ctypes.sizeof(info))
         return FrameInfo(bool(info.used), (info.dx, info.dy), (info.dx_error, info.dy_error),
                          np.array(info.linear).reshape(2, 2), info.gain, info.offset, info.misfit, info.weight)
 
-
-def reconstruct_arrays(frames: List[npt.NDArray[np.float32]], reference: int, psf_sigma: Optional[float],
-                       smoothness: float, counts: bool) -> Reconstruction:
-    """As :func:`oravo_superres.reconstruct`, of float32 arrays and with the reference counted from the first frame."""
-    height, width = frames[0].shape
-    options = _Options()
-    _library().oravo_burst_options_init(byref(options), ctypes.sizeof(options))
-    options.lowest, options.highest = _COUNTS_RANGE if counts else _RANGE
-    options.smoothness = smoothness
-    options.frames = MOST_FRAMES
-    if psf_sigma is not None:
-        options.psf_sigma = psf_sigma
-    with _Handle(width, height, options) as burst:
-        for frame in frames:
-            if frame.shape != (height, width):
-                raise ValueError(f"a frame has shape {frame.shape}, the first one {(height, width)}")
-            burst.call("add", frame.ctypes.data_as(POINTER(c_float)), 0)
-        burst.call("reconstruct", len(frames) - 1 - reference)
-        dead = np.empty((height, width), np.uint8)
-        burst.call("dead_pixels", dead.ctypes.data_as(POINTER(c_ubyte)), 0)
-        return Reconstruction(
-            image=burst.array("image", (2 * height, 2 * width)),
-            deviation=burst.array("deviation", (2 * height, 2 * width)),
-            weight=burst.array("weight", (2 * height, 2 * width)),
-            pattern=burst.array("pattern", (height, width)),
-            dead_pixels=dead.astype(bool),
-            frames=[burst.frame(i) for i in range(len(frames))],
-            noise=burst.figure("noise"),
-            smoothness=burst.figure("smoothness"),
-            withheld_error=burst.figure("withheld_error"),
-            bicubic_error=burst.figure("bicubic_error"),
-            leaning=burst.figure("leaning"),
-            trusted=burst.figure("trusted") == 1)
+    def _warning(self, index: int) -> str:
+        text = ctypes.create_string_buffer(512)
+        self._call("warning", index, text, len(text))
+        return text.value.decode("utf-8", "replace")
 
 
-def checked_frames(frames: Iterable[npt.NDArray[np.float32]], most: int) -> List[npt.NDArray[np.float32]]:
-    """The last `most` of some frames, at least one."""
-    number = operator.index(most)
-    if not 1 <= number <= MOST_FRAMES:
-        raise ValueError(f"max_frames is {number}; it must be from 1 to {MOST_FRAMES}")
-    last = list(frames)[-number:]
-    if not last:
-        raise ValueError("no frames; an image needs at least one")
-    return last
+def _side(value: int, name: str) -> int:
+    number = operator.index(value)
+    if not 1 <= number <= _MOST_SIDE:
+        raise ValueError(f"{name} is {number}; it must be from 1 to {_MOST_SIDE}")
+    return number
+
+
+def _figure_names() -> List[bytes]:
+    names: List[bytes] = []
+    while True:
+        name: Optional[bytes] = _library.library().oravo_burst_figure_name(len(names))
+        if name is None:
+            return names
+        names.append(name)
+
+
+def _fail(status: int, message: str) -> NoReturn:
+    if status == BurstStatus.ARGUMENT:
+        raise ValueError(message)
+    raise BurstError(status, message)
+
+
+class _Known:
+    """Whether the library told what it was asked for."""
+
+    def __init__(self) -> None:
+        self._known = True
+
+    def __bool__(self) -> bool:
+        return self._known
+
+    def deny(self) -> None:
+        self._known = False
+
+
+@contextlib.contextmanager
+def _unless_unavailable() -> Any:
+    known = _Known()
+    try:
+        yield known
+    except BurstError as error:
+        if error.status != BurstStatus.UNAVAILABLE:
+            raise
+        known.deny()
+
+
+def _interruptibly(call: Callable[[], object], cancel: Callable[[], None]) -> None:
+    """Makes a call that signals cancel. Their handlers run on the main thread alone, and only between Python's own steps,
+    so there the call goes to another thread."""
+    if threading.current_thread() is not threading.main_thread():
+        call()
+        return
+    raised: List[BaseException] = []
+    begun, done = threading.Event(), threading.Event()  # a thread may not be joined again once that was interrupted
+
+    def work() -> None:
+        begun.set()
+        try:
+            call()
+        except BaseException as error:  # pylint: disable=broad-except; raised below
+            raised.append(error)
+        finally:
+            done.set()
+
+    try:
+        threading.Thread(target=work, name="oravo_superres").start()
+        done.wait()
+    except BaseException:
+        if begun.wait(1):  # else there is no thread
+            while not done.wait(0.02):
+                cancel()  # which has no effect before the run itself has begun
+        raise
+    if raised:
+        raise raised[0]

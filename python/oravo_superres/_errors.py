@@ -43,12 +43,43 @@ class SuperResolutionError(RuntimeError):
         return f"{first_line} (status {int(self.status)})"
 
 
+class BurstStatus(IntEnum):
+    """The status codes of bursts; capi/Burst.h tells what to do about each."""
+
+    OK = 0
+    STALE = -1
+    """The burst does not exist any more."""
+    ARGUMENT = -2
+    """An invalid argument; raised as a ValueError."""
+    NO_RESULT = -3
+    """Nothing was reconstructed yet."""
+    MEMORY = -4
+    """More memory than there is, or than ``most_memory``."""
+    CANCELLED = -5
+    """:meth:`Burst.cancel` or the progress callback ended the reconstruction."""
+    FAILED = -6
+    """An error inside the library."""
+    BUSY = -7
+    """Another call on the burst is under way."""
+    UNAVAILABLE = -8
+    """The pipeline does not have this."""
+    FRAME = -9
+    """A frame cannot be used; the message says which and why."""
+    NO_DETAIL = -10
+    """Some frame shows no detail that the registration could follow into it."""
+
+
 class BurstError(SuperResolutionError):
-    """A failure of the precise pipeline; ``status`` is one of the ORAVO_BURST codes of capi/Burst.h."""
+    """A failure of a burst.
+
+    Attributes:
+        status: a :class:`BurstStatus` where it is a known one.
+        message: what the library says about it.
+    """
 
     def __init__(self, status: int, message: str) -> None:
         super().__init__(status, message)
-        self.status = status
+        self.status = BurstStatus(status) if status in BurstStatus._value2member_map_ else status
 
 
 class SuperResolutionWarning(UserWarning):

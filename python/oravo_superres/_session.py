@@ -11,8 +11,9 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _native
-from ._burst import Reconstruction, checked_frames, reconstruct_arrays
 from ._errors import Status, SuperResolutionError, SuperResolutionWarning
+from ._frames import as_float_frame as _as_frame
+from ._parameters import camera_text
 from ._watch import ImageWatch, why_old
 
 WINDOW_SIZE = 5
@@ -36,21 +37,6 @@ def _checked_reference(index: int) -> int:
     if not 0 <= number < WINDOW_SIZE:
         raise ValueError(f"reference is {number}; it must be from 0 (the newest frame) to {WINDOW_SIZE - 1}")
     return number
-
-
-def _as_frame(frame: npt.ArrayLike) -> npt.NDArray[np.float32]:
-    """A 2-D frame as the library reads it; the same memory where that serves already."""
-    masked = isinstance(frame, np.ma.MaskedArray) or (
-        isinstance(frame, (list, tuple)) and any(isinstance(row, np.ma.MaskedArray) for row in frame))
-    array = np.ma.asarray(frame) if masked else np.asarray(frame)  # type: ignore[no-untyped-call]
-    if array.dtype.kind not in "fiu":
-        raise TypeError(f"a frame must hold real numbers; this one has type {array.dtype}")
-    if array.ndim != 2:
-        raise ValueError(f"a frame must have two dimensions (height, width); this one has shape {array.shape}")
-    with np.errstate(over="ignore"):  # what float32 cannot hold becomes infinite, a defective pixel
-        if masked:
-            array = array.astype(np.float32).filled(np.nan)
-        return np.require(array, np.float32, ["C", "A"])
 
 
 def _pointer(array: npt.NDArray[np.float32]) -> "ctypes._Pointer[ctypes.c_float]":
@@ -161,12 +147,7 @@ class Session:
 
     def describe_camera(self, description: str) -> None:
         """Selects the sensor's point-spread function by camera and lens; see the class's ``camera``."""
-        if not isinstance(description, str):
-            raise TypeError(f"a camera description is a text, not {type(description).__name__}")
-        text = description.encode()
-        if b"\0" in text:
-            raise ValueError("a camera description may not contain a zero byte")
-        self._call("SuperResolution_setCameraAndLensType", text)
+        self._call("SuperResolution_setCameraAndLensType", camera_text(description))
 
     def add(self, frame: npt.ArrayLike) -> Status:
         """Takes in the newest frame; from the fifth on, reconstructs the image.
@@ -282,81 +263,19 @@ def _runs(frames: Iterable[npt.ArrayLike], camera: Optional[str], reference: int
             session.close()
 
 
-def _enhance_by_session(frames: Iterable[npt.ArrayLike], camera: Optional[str], reference: int, counts: bool,
-                        timing_report: bool) -> npt.NDArray[np.float32]:
+def enhance_by_session(frames: Iterable[npt.ArrayLike], camera: Optional[str], reference: int,
+                       counts: bool) -> npt.NDArray[np.float32]:
+    """One image of the last five frames, with the library's report on standard output."""
     last = collections.deque((_as_frame(frame) for frame in frames), WINDOW_SIZE)
     if len(last) < WINDOW_SIZE:
         raise ValueError(f"{len(last)} frames; an image of the float pipeline needs {WINDOW_SIZE}")
-    for session, status in _runs(last, camera, reference, counts, timing_report):
+    for session, status in _runs(last, camera, reference, counts, timing_report=True):
         if status is Status.NO_NEW_IMAGE:
             raise SuperResolutionError(status, session._why_old())
         if status is not Status.OK:
-            warnings.warn(f"the image has status {status.name}", SuperResolutionWarning, stacklevel=3)
+            warnings.warn(f"the image has status {status.name}", SuperResolutionWarning, stacklevel=4)
         image = session.image()
     return image
-
-
-def reconstruct(frames: Iterable[npt.ArrayLike], *, reference: int = _DEFAULT_REFERENCE, counts: bool = False,
-                max_frames: int = 12, psf_sigma: Optional[float] = None, smoothness: float = 0.0) -> Reconstruction:
-    """Reconstructs the best image of some frames, and reports what is known about it.
-
-    Threads work in parallel: the library needs no lock here, and Python's is released meanwhile.
-
-    Args:
-        frames: an array (n, height, width) or n arrays (height, width), oldest first, n at least 1; sides of 8 pixels at
-            least. Masked pixels, NaN, pixels with a :class:`PixelCode` and values outside the plausible range are left out.
-        reference: the frame on whose grid the image lies, counted back from the newest; the oldest where there are fewer.
-        counts: the frames hold raw counts; values from -32768 to 32767 are plausible then, instead of -274 to 5000.
-        max_frames: the newest frames that are used, 64 at most.
-        psf_sigma: blur of the camera, as the standard deviation of a Gaussian in pixels of the image; 0.683 unless given.
-        smoothness: weight of the prior; 0 chooses the one that predicts withheld pixels best.
-
-    Raises:
-        TypeError, ValueError: invalid frames or arguments.
-        BurstError: the library cannot reconstruct an image, for example of a reference frame without any value.
-    """
-    last = checked_frames((_as_frame(frame) for frame in frames), max_frames)
-    back = operator.index(reference)
-    if not 0 <= back < max_frames:
-        raise ValueError(f"reference is {back}; it must be from 0 (the newest frame) to {max_frames - 1}")
-    return reconstruct_arrays(last, max(0, len(last) - 1 - back), psf_sigma, smoothness, counts)
-
-
-def enhance(frames: Iterable[npt.ArrayLike], *, pipeline: str = "precise", camera: Optional[str] = None,
-            reference: int = _DEFAULT_REFERENCE, counts: bool = False,
-            timing_report: bool = False) -> npt.NDArray[np.float32]:
-    """Reconstructs one image from the last of some frames.
-
-    Args:
-        frames: an array (n, height, width) or n arrays (height, width), oldest first.
-        pipeline: "precise" for the best image, of the last twelve frames (see :func:`reconstruct`), or "float" for the
-            real-time pipeline of :class:`Session`, of the last five, which is what n has to be at least.
-        reference, counts: as in :class:`Session`.
-        camera, timing_report: as in :class:`Session`, for the float pipeline only.
-
-    Returns:
-        (2 height, 2 width), float32, in the frames' unit.
-
-    Warns:
-        SuperResolutionWarning: the image may be no better than an enlargement of the reference frame, or the last frame's
-            status is not OK.
-
-    Raises:
-        TypeError, ValueError: invalid frames or arguments.
-        SuperResolutionError: the library cannot reconstruct an image from them.
-    """
-    if pipeline == "float":
-        return _enhance_by_session(frames, camera, reference, counts, timing_report)
-    if pipeline != "precise":
-        raise ValueError(f'pipeline is {pipeline!r}; it must be "precise" or "float"')
-    if camera is not None:
-        raise ValueError("camera: descriptions select the blur of the float pipeline; give reconstruct() a psf_sigma")
-    if timing_report:
-        raise ValueError("timing_report: the precise pipeline prints no report")
-    result = reconstruct(frames, reference=reference, counts=counts)
-    for doubt in result.doubts:
-        warnings.warn(doubt, SuperResolutionWarning, stacklevel=2)
-    return result.image
 
 
 def stream(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,

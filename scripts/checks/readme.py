@@ -47,6 +47,7 @@ def verify(readme, program):
     fast = np.array(Image.open("fast.tif"))  # sessions in C and the class in C++ are the float pipeline
     made = {"from_python.tif": (np.array(Image.open("from_python.tif")), enlarged),
             "from_cpp.tif": (np.array(Image.open("from_cpp.tif")), fast),
+            "from_burst.raw": (np.fromfile("from_burst.raw", np.float32).reshape(240, 320), fast),
             "from_c.raw": (np.fromfile("from_c.raw", np.float32).reshape(240, 320), fast)}
     for name, (image, expected) in made.items():
         if not np.array_equal(image, expected):
