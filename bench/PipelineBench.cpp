@@ -6,6 +6,7 @@
 #include <string>
 
 #include "bench/Workload.h"
+#include "capi/Burst.h"
 #include "capi/SuperResolution.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
@@ -70,6 +71,23 @@ void addImage(benchmark::State& state) {
         if (code != 0) state.SkipWithError("addImage failed");
     }
     SuperResolution_release(handle);
+}
+
+/// The same through a burst.
+void burstImage(benchmark::State& state) {
+    Workload load(state);
+    oravo_burst_options options;
+    oravo_burst_options_init(&options, sizeof options);
+    options.pipeline = ORAVO_BURST_FLOAT;
+    const oravo_burst burst = oravo_burst_create(load.width, load.height, &options);
+    for (const Image& frame : load.frames) oravo_burst_add(burst, frame.ptr<float>(), 0);
+    std::size_t next = 0;
+    for (auto _ : state) {
+        oravo_burst_add(burst, load.frames[next++ % kFrames].ptr<float>(), 0);
+        if (oravo_burst_reconstruct(burst, ORAVO_BURST_OWN_REFERENCE) != ORAVO_BURST_OK)
+            state.SkipWithError("no image");
+    }
+    oravo_burst_destroy(burst);
 }
 
 /// A whole image of the precise engine, from five frames that nothing is known about.
@@ -149,6 +167,7 @@ BENCHMARK(addFrame)->Apply(sizes);
 BENCHMARK(pipelineFloat)->Apply(sizes);
 BENCHMARK(pipelineVector)->Apply(sizes);
 BENCHMARK(addImage)->Apply(sizes)->Args({1280, 960});
+BENCHMARK(burstImage)->Apply(sizes)->Args({1280, 960});
 
 }  // namespace
 }  // namespace oravo::bench

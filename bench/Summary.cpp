@@ -57,6 +57,7 @@ void Summary::print(std::ostream& out) const {
     printSpeedUps(out);
     printOperator(out);
     printPipeline(out);
+    printBursts(out);
     printPrecise(out);
     printMemory(out);
 }
@@ -116,6 +117,17 @@ void Summary::printPipeline(std::ostream& out) const {
                       "whole addImage",
                       {"", "at most 8 ms", "at most 33 ms", "at most 1.5"},
                       {"addFrame", "registration", "reconstruct"}});
+}
+
+void Summary::printBursts(std::ostream& out) const {
+    for (const std::string size : kSizes) {
+        const double burst = milliseconds("burstImage/" + size);
+        const double session = milliseconds("addImage/" + size);
+        if (burst > 0.0 && session > 0.0) {
+            line(out, "a frame through a burst, " + size, burst, "ms",
+                 inMilliseconds("through a session", session), burst / session, "at most 1");
+        }
+    }
 }
 
 void Summary::printPrecise(std::ostream& out) const {

@@ -39,6 +39,7 @@ class Summary : public benchmark::ConsoleReporter {
     };
     void printImages(std::ostream& out, const Images& images) const;
     void printPipeline(std::ostream& out) const;
+    void printBursts(std::ostream& out) const;
     void printPrecise(std::ostream& out) const;
     void printMemory(std::ostream& out) const;
 
