@@ -123,6 +123,10 @@ typedef struct oravo_burst_options {
     /** Blur of the camera, optics and pixel together, as the standard deviation of a Gaussian in pixels of the image at
      * factor 2, which are half a pixel of the frames: 0.3 to 2 (precise), above 0 to 100 (others); 0.683. */
     float psf_sigma;
+    /** precise: side of the square that a pixel averages over, in the unit of psf_sigma, 0 to 2, where 2 is a pixel without
+     * gaps. 0 takes psf_sigma for the whole blur; with a square, psf_sigma is that of the optics alone, and its bounds
+     * are those of sqrt(psf_sigma^2 + psf_box^2 / 12); 0. */
+    float psf_box;
     /** Values below are defects, as are NaN, infinities and pixels with a status code. The float and the reference
      * pipeline take limits within [-32768, 32767], the vector pipeline takes all values as they are; -274. */
     float lowest;

@@ -64,10 +64,11 @@ Options completed(const Options* given) {
         refuse("options.size is " + std::to_string(given->size) +
                "; oravo_burst_options_init() has to fill the options.");
     takeFields(given, options, &Options::pipeline, &Options::registration, &Options::frames, &Options::factor,
-               &Options::psf_sigma, &Options::lowest, &Options::highest, &Options::smoothness,
-               &Options::find_dead_pixels, &Options::find_pattern, &Options::deviation, &Options::tv_weight,
-               &Options::relative_residue, &Options::registration_error, &Options::iterations,
-               &Options::most_memory, &Options::progress, &Options::log, &Options::user);
+               &Options::psf_sigma, &Options::psf_box, &Options::lowest, &Options::highest,
+               &Options::smoothness, &Options::find_dead_pixels, &Options::find_pattern, &Options::deviation,
+               &Options::tv_weight, &Options::relative_residue, &Options::registration_error,
+               &Options::iterations, &Options::most_memory, &Options::progress, &Options::log,
+               &Options::user);
     return options;
 }
 
@@ -88,6 +89,7 @@ SrPreciseOptions preciseOptions(const PipelineTraits& traits, const Options& opt
     SrPreciseOptions precise;
     precise.factor = options.factor;
     precise.psfSigma = options.psf_sigma;
+    precise.psfBox = options.psf_box;
     precise.lowest = options.lowest;
     precise.highest = options.highest;
     precise.smoothness = options.smoothness;
@@ -132,6 +134,7 @@ void settleRange(const PipelineTraits& traits, const Options& options, BurstSett
 
 void checkWindowOptions(const PipelineTraits& traits, const Options& options) {
     requireDefault(traits, options, &Options::factor, "factor");
+    requireDefault(traits, options, &Options::psf_box, "psf_box");
     requireDefault(traits, options, &Options::smoothness, "smoothness");
     requireDefault(traits, options, &Options::find_dead_pixels, "find_dead_pixels");
     requireDefault(traits, options, &Options::find_pattern, "find_pattern");
@@ -188,6 +191,7 @@ oravo_burst_options defaultBurstOptions() {
     options.frames = 0;
     options.factor = precise.factor;
     options.psf_sigma = precise.psfSigma;
+    options.psf_box = precise.psfBox;
     options.lowest = precise.lowest;
     options.highest = precise.highest;
     options.smoothness = precise.smoothness;

@@ -31,6 +31,8 @@ class Parameters:
         lowest, highest: limits of the plausible values, which ``counts`` chooses otherwise; what lies beyond is a defect.
         psf_sigma: blur of the camera, optics and pixel together, as the standard deviation of a Gaussian in half pixels of
             the frames: 0.3 to 2 for precise, above 0 to 100 for the others; 0.683.
+        psf_box: precise: side of the square that a pixel averages over, in the unit of ``psf_sigma``, 0 to 2, where 2 is a
+            pixel without gaps; ``psf_sigma`` is then the blur of the optics alone. 0 for a blur that holds both; 0.
         factor: enlargement: 1 to 4 for precise; 2.
         smoothness: precise: weight of the prior, from 0; 0 finds the best one by withheld pixels.
         find_dead_pixels: precise: leave out sensor pixels that do not follow the scene.
@@ -51,6 +53,7 @@ class Parameters:
     lowest: Optional[float] = None
     highest: Optional[float] = None
     psf_sigma: Optional[float] = None
+    psf_box: Optional[float] = None
     factor: Optional[int] = None
     smoothness: Optional[float] = None
     find_dead_pixels: bool = True
@@ -93,7 +96,7 @@ class Parameters:
         options.frames = self.window
         if self.counts:
             options.lowest, options.highest = _COUNTS_RANGE
-        for name in ("lowest", "highest", "psf_sigma", "smoothness", "tv_weight", "relative_residue",
+        for name in ("lowest", "highest", "psf_sigma", "psf_box", "smoothness", "tv_weight", "relative_residue",
                      "registration_error"):
             value = getattr(self, name)
             if value is not None:

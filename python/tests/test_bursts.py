@@ -49,7 +49,7 @@ def test_images_are_those_of_sessions():
 
 
 @pytest.mark.parametrize("pipeline, changes", [
-    ("precise", {"max_frames": 3}), ("precise", {"psf_sigma": 1.0}), ("precise", {"smoothness": 0.1}),
+    ("precise", {"max_frames": 3}), ("precise", {"psf_sigma": 1.0}), ("precise", {"smoothness": 0.1}), ("precise", {"psf_box": 2}),
     ("precise", {"factor": 3}), ("precise", {"highest": 27.0}), ("float", {"max_frames": 3}),
     ("float", {"registration": "phase"}), ("float", {"psf_sigma": 0.4}), ("float", {"camera": "107 FOV 45"}),
     ("float", {"tv_weight": 5}), ("float", {"relative_residue": 0.5}), ("float", {"registration_error": 1e-8}),

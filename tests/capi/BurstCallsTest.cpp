@@ -38,6 +38,7 @@ TEST(BurstCalls, InvalidOptionsAreNamedWithTheirValue) {
         {0, [](Options& o) { o.smoothness = -1.0; }, "Smoothness -1 is not a number from 0 on."},
         {0, [](Options& o) { o.iterations = 9; },
          "iterations is 9, but the precise pipeline has no such option"},
+        {1, [](Options& o) { o.psf_box = 1.0f; }, "psf_box is 1, but the float pipeline has no such option"},
         {1, [](Options& o) { o.iterations = 0; }, "iterations is 0; it has to be from 1 on."},
         {1, [](Options& o) { o.tv_weight = kNan; }, "tv_weight is nan; it has to be a number from 1 on."},
         {1, [](Options& o) { o.relative_residue = 0.0f; }, "relative_residue is 0;"},

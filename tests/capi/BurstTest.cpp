@@ -32,11 +32,13 @@ double figureOf(oravo_burst burst, const char* name) {
 TEST(Burst, GivesWhatThePreciseEngineGives) {
     const std::vector<Image> frames = movingBurst(3);
     oravo_burst_options options = optionsOf(ORAVO_BURST_PRECISE);
-    options.psf_sigma = 0.8f;
+    options.psf_sigma = 0.6f;
+    options.psf_box = 1.8f;
     const OwnedBurst burst(frames, options);
     ASSERT_EQ(oravo_burst_reconstruct(burst, 3), ORAVO_BURST_OK) << oravo_burst_error(burst);
     vision::SrPreciseOptions same;
-    same.psfSigma = 0.8f;
+    same.psfSigma = 0.6f;
+    same.psfBox = 1.8f;
     const vision::SrPreciseResult expected =
         vision::SrPrecise(kWidth, kHeight, same).compute({frames.begin(), frames.end()}, 1);
     EXPECT_TRUE(sameBits(burst.image(), expected.image));
