@@ -93,10 +93,10 @@ void warnIfDisplaced(const std::string& name, const cv::Mat_<float>& image, cons
     if (!(std::hypot(moved.x, moved.y) >= kBeside)) return;  // nor where it is no number
     const FrameDetail here(sound), there(soundImage);
     if (misfit(here, there, cv::Point2f(moved)) > 0.5 * misfit(here, there, {})) return;
-    warn(format(
-        "%s lies (%.1f, %.1f) pixels from the truth: they are not on one grid, and the figures mostly tell "
-        "of that",
-        name.c_str(), moved.x, moved.y));
+    warn(
+        format("%s lies (%.1f, %.1f) pixels from the truth: they are not on one grid, and the figures mostly "
+               "measure that",
+               name.c_str(), moved.x, moved.y));
 }
 
 Judged judge(const std::string& name, const std::string& file, const cv::Mat_<float>& image,

@@ -1,6 +1,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgcodecs.hpp>
+#include <set>
 
 #include "tests/tools/Program.h"
 #include "tools/base/Guard.h"
@@ -184,6 +185,18 @@ TEST_F(Program, ReportsWhatItDid) {
     EXPECT_EQ(run("enhance b -o o.tif --preview ./b/../p.png --coverage p.png").code, 3);
 }
 
+/// The names of all figures, but for those of parameters and of other things that have names of their own.
+std::set<std::string> keysOf(const Json& json) {
+    static const std::set<std::string> kNamed{"versions", "input", "parameters", "stages_ms"};
+    std::set<std::string> keys;
+    for (const auto& [key, value] : json.items()) {
+        if (json.is_object()) keys.insert(key);
+        if (!value.is_structured() || kNamed.count(key) != 0) continue;
+        keys.merge(keysOf(value));
+    }
+    return keys;
+}
+
 /// What matters stands at the top, in words and in the colour that belongs to them, and programs get the same words.
 TEST_F(Program, ReportBeginsWithItsVerdict) {
     ASSERT_EQ(run("simulate -o good --width 64 --height 48 --frames 14 --noise 0.1").code, 0);
@@ -208,6 +221,7 @@ TEST_F(Program, ReportBeginsWithItsVerdict) {
         {"noise", 6, "doubtful", "bad", "Frames 0, 2 to 4: nothing new in common with the reference frame."},
         {"good --pipeline float", 0, "unmeasured", "unknown",
          "9 frames before frame 9: an image is made of the newest frames, up to 5."}};
+    const std::string manual = text(ORAVO_SOURCE "/docs/report.md");
     for (const auto& burst : kBursts) {
         SCOPED_TRACE(burst.arguments);
         const Outcome done =
@@ -217,6 +231,9 @@ TEST_F(Program, ReportBeginsWithItsVerdict) {
         const Json& image = report["image"];
         EXPECT_EQ(image["verdict"]["level"], burst.level);
         EXPECT_EQ(report["images"][0]["doubtful"], burst.code == 6);
+        for (const std::string& key : keysOf(report)) {
+            EXPECT_NE(manual.find("`" + key + "`"), std::string::npos) << key << " is not in docs/report.md";
+        }
         const std::string page = text(path("r.html"));
         const std::size_t top =
             page.find("<main>\n<header class=\"verdict " + std::string(burst.look) + "\">");

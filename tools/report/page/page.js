@@ -174,9 +174,10 @@
           ? `rgb(${[0, 1, 2].map((i) => palette.charCodeAt(entry + i)).join(" ")})` : data.noValue;
         context.fillRect(x * size, y * size, size, size);
       });
-      context.strokeStyle = "#fff";
-      context.lineWidth = 2;
-      context.strokeRect((point.x - left) * size - 1, (point.y - top) * size - 1, size + 2, size + 2);
+      for (const [colour, width] of [["#000", 4], ["#fff", 2]]) {
+        Object.assign(context, { strokeStyle: colour, lineWidth: width });
+        context.strokeRect((point.x - left) * size - 2, (point.y - top) * size - 2, size + 4, size + 4);
+      }
     }
     byId("loupe-range").textContent = Number.isFinite(lowest)
       ? `Magnified; colours from ${inUnit(lowest, layers.get("image"))} to ${inUnit(highest, layers.get("image"))}.` : "";
