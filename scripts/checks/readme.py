@@ -73,7 +73,8 @@ def verify(readme, program):
 
     figures = set(re.findall(r"\b\d\d\.\d\b", Path("docs/gallery.md").read_text()))
     for page in (Path("docs/parameters.md"), Path("docs/limits.md")):
-        for figure in re.findall(r"\b\d\d\.\d\b", page.read_text()):
+        decibels = " ".join(text for text in page.read_text().split("\n\n") if " dB" in text)
+        for figure in re.findall(r"\b\d\d\.\d\b", decibels):
             if figure not in figures:
                 raise SystemExit(f"{page} says {figure}, which docs/gallery.md does not know")
     print(f"README.md: the image is the same in {len(made) + 1} ways, and {len(rows)} rows of figures hold")
