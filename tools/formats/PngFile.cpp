@@ -7,6 +7,7 @@
 #include "tools/base/Messages.h"
 #include "tools/base/StandardErrorSilencer.h"
 #include "tools/base/UserError.h"
+#include "tools/formats/ForeignFile.h"
 #include "tools/formats/FrameFile.h"
 #include "tools/formats/PixelFormat.h"
 
@@ -41,9 +42,10 @@ Header headerOf(std::string_view bytes, const std::string& name) {
 }
 
 void check(const Header& header, std::size_t fileSize, const std::string& name) {
-    if (header.isPalette()) throw inputError(name + ": holds palette colours, not values");
+    if (header.isPalette()) throw inputError(name + ": holds palette colours, not values; " + kWantedValues);
     if (header.channels() != 1) {
-        throw inputError(format("%s: has %u channels; frames have one", name.c_str(), header.channels()));
+        throw inputError(format("%s: has %u channels: colours for the eye, not temperatures; %s",
+                                name.c_str(), header.channels(), kWantedValues));
     }
     const bool possible = isPossibleSize(header.width, header.height) &&
                           header.width * header.height * header.bits / 8 <= fileSize * kMostDeflation;

@@ -12,6 +12,7 @@
 #include "tools/base/MemoryCheck.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
+#include "tools/formats/ForeignFile.h"
 #include "tools/formats/PixelFormat.h"
 
 namespace oravo::tools {
@@ -61,6 +62,20 @@ const PixelKind* pixelKind(TIFF* file) {
         return k.sampleFormat == format && k.bits == bits;
     });
     return found == kPixelKinds.end() ? nullptr : found;
+}
+
+const char* sampleFormat(TIFF* file) {
+    switch (field<std::uint16_t>(file, TIFFTAG_SAMPLEFORMAT)) {
+        case SAMPLEFORMAT_IEEEFP:
+            return "floating point";
+        case SAMPLEFORMAT_COMPLEXINT:
+        case SAMPLEFORMAT_COMPLEXIEEEFP:
+            return "complex numbers";
+        case SAMPLEFORMAT_VOID:
+            return "undefined numbers";
+        default:
+            return "integers";
+    }
 }
 
 }  // namespace
@@ -122,14 +137,17 @@ TiffReader::Page TiffReader::describe(std::uint64_t fileSize) const {
 
 void TiffReader::checkKind() const {
     const auto channels = field<std::uint16_t>(file_, TIFFTAG_SAMPLESPERPIXEL);
-    if (channels != 1) fail(format("has %d channels; frames have one", channels));
+    if (channels != 1)
+        fail(format("has %d channels: colours or bands, not one value a pixel; %s", channels, kWantedValues));
     if (field<std::uint16_t>(file_, TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_PALETTE) {
-        fail("holds palette colours, not values");
+        fail(std::string("holds palette colours, not values; ") + kWantedValues);
     }
     if (pixelKind(file_) == nullptr) {
-        const bool isFloat = field<std::uint16_t>(file_, TIFFTAG_SAMPLEFORMAT) == SAMPLEFORMAT_IEEEFP;
-        fail(format("unsupported pixel type (%s of %d bits)", isFloat ? "float" : "whole numbers",
-                    field<std::uint16_t>(file_, TIFFTAG_BITSPERSAMPLE)));
+        fail(
+            format("unsupported pixel type (%s, %d bits); read are integers of 8 and 16 bits and floating "
+                   "point of 32 "
+                   "and 64",
+                   sampleFormat(file_), field<std::uint16_t>(file_, TIFFTAG_BITSPERSAMPLE)));
     }
     const auto compression = field<std::uint16_t>(file_, TIFFTAG_COMPRESSION);
     if (TIFFIsCODECConfigured(compression) == 0) fail(format("unsupported compression (%d)", compression));

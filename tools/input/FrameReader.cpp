@@ -11,6 +11,7 @@
 #include "tools/base/FileNames.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
+#include "tools/formats/ForeignFile.h"
 
 namespace oravo::tools {
 namespace {
@@ -21,6 +22,35 @@ using NameTest = bool (*)(const std::string& name);
 
 bool isFrameName(const std::string& name) {
     return name.rfind("frame", 0) == 0;
+}
+
+std::vector<std::string> filesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    std::error_code failed;
+    for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end;
+         entry.increment(failed)) {
+        std::error_code ignored;
+        const std::string name = entry->path().filename().string();
+        // A link to nothing, or a pipe, stands for a frame that the recording would lack.
+        if (!entry->is_directory(ignored) && name.front() != '.') names.push_back(name);
+    }
+    if (failed) throw inputError(folder + ": folder cannot be read: " + failed.message());
+    return names;
+}
+
+/// What a folder holds in place of frames, by its first file; empty where there is none.
+std::string foreignIn(const std::string& folder, const std::vector<std::string>& names) {
+    const auto first = std::min_element(names.begin(), names.end(), naturallyLess);
+    if (first == names.end()) return {};
+    try {
+        openFrames((fs::path(folder) / *first).string(), std::nullopt);
+    } catch (const UserError& error) {
+        std::string what = error.what();  // the file, a colon, and what it is
+        const std::size_t colon = what.find(": ", folder.size());
+        if (colon != std::string::npos) what.erase(colon, 1);
+        return format("; of %zu file%s there ", names.size(), names.size() == 1 ? "" : "s") + what;
+    }
+    return {};
 }
 
 }  // namespace
@@ -59,26 +89,18 @@ FrameReader::FrameReader(const std::vector<std::string>& inputs, const ReadOptio
 void FrameReader::addFile(const std::string& path) {
     std::error_code failed;
     if (!fs::exists(path, failed)) {
+        if (failed) throw inputError(path + ": cannot be reached: " + failed.message());
         throw inputError(path + (fs::is_symlink(path, failed) ? ": is a link to a file that is not there"
                                                               : ": no such file or folder"));
     }
-    if (!fs::is_regular_file(path, failed)) throw inputError(path + ": is neither a file nor a folder");
+    if (!fs::is_regular_file(path, failed))
+        throw inputError(path + ": is " + kindOfNonFile(path) + ", not a file of frames");
     const std::unique_ptr<FrameSource> file = openFrames(path, options_.raw);
     files_.push_back({path, count_, file->count(), file->unit()});
     count_ += file->count();
 }
 
-std::vector<std::string> FrameReader::frameNames(const std::string& folder) const {
-    std::vector<std::string> all;
-    std::error_code failed;
-    for (fs::directory_iterator entry(folder, failed), end; !failed && entry != end;
-         entry.increment(failed)) {
-        std::error_code ignored;
-        const std::string name = entry->path().filename().string();
-        // A link to nothing, or a pipe, stands for a frame that the recording would lack.
-        if (!entry->is_directory(ignored) && name.front() != '.') all.push_back(name);
-    }
-    if (failed) throw inputError(folder + ": folder cannot be read: " + failed.message());
+std::vector<std::string> FrameReader::frameNames(const std::vector<std::string>& all) const {
     std::vector<std::string> names;
     const auto take = [&](NameTest wanted) {
         std::copy_if(all.begin(), all.end(), std::back_inserter(names), wanted);
@@ -89,11 +111,13 @@ std::vector<std::string> FrameReader::frameNames(const std::string& folder) cons
 }
 
 void FrameReader::addFolder(const std::string& path) {
-    std::vector<std::string> names = frameNames(path);
+    const std::vector<std::string> all = filesIn(path);
+    std::vector<std::string> names = frameNames(all);
     if (names.empty()) {
-        throw inputError(
-            path + (options_.raw ? ": folder holds no raw files (.raw, .bin, .dat)"
-                                 : ": folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)"));
+        throw inputError(path + (options_.raw
+                                     ? ": folder holds no raw files (.raw, .bin, .dat)"
+                                     : ": folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)" +
+                                           foreignIn(path, all)));
     }
     if (std::any_of(names.begin(), names.end(), isFrameName)) {
         names.erase(std::remove_if(names.begin(), names.end(), std::not_fn(isFrameName)), names.end());

@@ -68,7 +68,7 @@ class FrameReader {
 
     void addFile(const std::string& path);
     void addFolder(const std::string& path);
-    std::vector<std::string> frameNames(const std::string& folder) const;
+    std::vector<std::string> frameNames(const std::vector<std::string>& all) const;
     const File& fileOf(std::size_t index) const;
     cv::Mat decode(std::size_t index);
 

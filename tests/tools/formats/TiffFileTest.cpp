@@ -107,6 +107,7 @@ TEST_F(TiffFile, EveryPixelKindComesAsStoredHoweverItIsStored) {
 TEST_F(TiffFile, OtherKindsOfPixelsAreRefused) {
     store("int.tif", cv::Mat(9, 9, CV_32S, cv::Scalar(3)), SAMPLEFORMAT_INT);
     store("half.tif", cv::Mat(9, 9, CV_16U, cv::Scalar(3)), SAMPLEFORMAT_IEEEFP);
+    store("complex.tif", cv::Mat(9, 9, CV_64F, cv::Scalar(3)), SAMPLEFORMAT_COMPLEXIEEEFP);
     store("rgb.tif", cv::Mat(9, 27, CV_8U, cv::Scalar(3)), SAMPLEFORMAT_UINT, {}, 3);
     const cv::Mat bytes(9, 24, CV_8U, cv::Scalar(0x12));
     store("palette.tif", bytes, SAMPLEFORMAT_UINT, {"w", COMPRESSION_NONE, 0, false, PHOTOMETRIC_PALETTE});
@@ -114,14 +115,17 @@ TEST_F(TiffFile, OtherKindsOfPixelsAreRefused) {
         store(std::to_string(bits) + "bits.tif", bytes, SAMPLEFORMAT_UINT,
               {"w", COMPRESSION_NONE, 0, false, PHOTOMETRIC_MINISBLACK, bits});
     }
-    const std::pair<const char*, const char*> kCases[] = {
-        {"palette.tif", ": holds palette colours, not values"},
-        {"1bits.tif", ": unsupported pixel type (whole numbers of 1 bits)"},
-        {"4bits.tif", ": unsupported pixel type (whole numbers of 4 bits)"},
-        {"12bits.tif", ": unsupported pixel type (whole numbers of 12 bits)"},
-        {"int.tif", ": unsupported pixel type (whole numbers of 32 bits)"},
-        {"half.tif", ": unsupported pixel type (float of 16 bits)"},
-        {"rgb.tif", ": has 3 channels; frames have one"}};
+    const std::string values = "export the values themselves, one channel of 16 bits or floating point";
+    const std::string types = "; read are integers of 8 and 16 bits and floating point of 32 and 64";
+    const std::pair<const char*, std::string> kCases[] = {
+        {"palette.tif", ": holds palette colours, not values; " + values},
+        {"1bits.tif", ": unsupported pixel type (integers, 1 bits)" + types},
+        {"4bits.tif", ": unsupported pixel type (integers, 4 bits)" + types},
+        {"12bits.tif", ": unsupported pixel type (integers, 12 bits)" + types},
+        {"int.tif", ": unsupported pixel type (integers, 32 bits)" + types},
+        {"complex.tif", ": unsupported pixel type (complex numbers, 64 bits)" + types},
+        {"half.tif", ": unsupported pixel type (floating point, 16 bits)" + types},
+        {"rgb.tif", ": has 3 channels: colours or bands, not one value a pixel; " + values}};
     for (const auto& [name, fault] : kCases) {
         const std::string file = path(name);
         EXPECT_EQ(complaint([&] { TiffReader reader(file); }, ExitCode::kInput), file + fault);

@@ -69,7 +69,7 @@ TEST_F(Files, NoFrameOfAFolderIsLeftOutInSilence) {
     EXPECT_EQ(complaint(list, ExitCode::kInput), path("b.png: is a link to a file that is not there"));
     std::filesystem::remove(path("b.png"));
     ASSERT_EQ(::mkfifo(path("b.png").c_str(), 0600), 0);
-    EXPECT_EQ(complaint(list, ExitCode::kInput), path("b.png: is neither a file nor a folder"));
+    EXPECT_EQ(complaint(list, ExitCode::kInput), path("b.png: is a pipe, not a file of frames"));
 }
 
 TEST_F(Files, PagesOfFloatTiffKeepEveryBitInAnyOrder) {
@@ -127,29 +127,54 @@ TEST_F(Files, ComplaintsNameTheFile) {
     std::string palette((std::istreambuf_iterator<char>(grey)), {});
     palette[25] = 3;
     std::ofstream(path("palette.png"), std::ios::binary) << palette;
-    const std::string kInstead =
-        ", a format that is not read; export the frames as TIFF, PNG, PGM, NumPy arrays or text";
+    const std::string radiometric(20000, 'T');
+    std::ofstream(path("radiometric.jpg"), std::ios::binary)
+        << "\xff\xd8\xff\xe1N\"" << radiometric << "\xff\xd9";
+    std::ofstream(path("pointer.csv")) << "version https://git-lfs.github.com/spec/v1\noid sha256:4d7a\n";
+    std::ofstream(path("page.txt")) << "\n<!DOCTYPE html>\n<html><body>Please log in</body></html>\n";
+    std::ofstream(path("frames.zip"), std::ios::binary) << "PK\3\4\24" << std::string(60, '\0');
+    std::filesystem::create_directory(path("photos"));
+    for (const char* name : {"photos/a.jpg", "photos/b.jpg"})
+        std::filesystem::copy(path("photo.jpg"), path(name));
+    std::ofstream(path("words")) << "some words, and some more of them\n";
+    const std::string kForeign = "is of no format that is read",
+                      kSound = "export the values themselves, one channel of 16 bits or floating point";
+    const std::string kEye = "; a picture for the eye holds colours, not temperatures; " + kSound;
     const std::string kUnknown =
-        "is of no format that is read: TIFF, PNG, PGM, NumPy arrays, text named .csv, .tsv, .asc or .txt, or "
-        "a "
-        "raw dump (see --raw)";
+        "; read are TIFF, PNG, PGM, NumPy arrays, text named .csv, .tsv, .asc or .txt, and raw dumps (see "
+        "--raw)";
+    const std::string kText = "; matrices of numbers are read from files named .csv, .tsv, .asc or .txt";
     const struct {
         const char* file;
         std::string fault;
     } kCases[] = {
         {"missing.tif", "no such file or folder"},
-        {"colour.png", "has 3 channels; frames have one"},
+        {"colour.png", "has 3 channels: colours for the eye, not temperatures; " + kSound},
         {"large.png", "is 4 x 30 pixels, but the frames before it are 4 x 3"},
-        {"text.png", kUnknown},
-        {"clip.csq", kUnknown},
-        {"jpeg.png", "is a JPEG image" + kInstead},
-        {"photo.jpg", "is a JPEG image" + kInstead},
-        {"slice.png", "is a DICOM image" + kInstead},
-        {"clip.mp4", "is a video or image (MP4, QuickTime or HEIF)" + kInstead},
-        {"palette.png", "holds palette colours, not values"},
+        {"text.png", kForeign + " (ASCII text)" + kText},
+        {"clip.csq", kForeign + " (ASCII text)" + kText},
+        {"words", kForeign + " (ASCII text)" + kText},
+        {"jpeg.png", kForeign + " (JPEG image data)" + kEye},
+        {"photo.jpg", kForeign + " (JPEG image data)" + kEye},
+        {"radiometric.jpg", kForeign + " (JPEG image data); its picture holds colours, but 20 kB of its "
+                                       "metadata may hold the temperatures "
+                                       "(a radiometric JPEG): extract them by the camera's software or "
+                                       "exiftool, and save them as TIFF or "
+                                       "PNG of 16 bits"},
+        {"slice.png",
+         kForeign + " (DICOM medical imaging data); save its frames as TIFF or as NumPy array (.npy)"},
+        {"clip.mp4",
+         kForeign + " (ISO Media); a video holds colours or grey levels, not temperatures; " + kSound},
+        {"frames.zip", kForeign + " (Zip archive data); unpack it first"},
+        {"page.txt",
+         kForeign + " (HTML document); a page from the web in place of a file? Fetch the file itself"},
+        {"pointer.csv", "is a pointer of Git LFS in place of the file; fetch it by git lfs pull"},
+        {"palette.png", "holds palette colours, not values; " + kSound},
         {"empty.tif", "is empty"},
         {"frames.npz",
          "is an archive of arrays (.npz); save the one that holds the frames with numpy.save, as .npy"},
+        {"photos", "folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv); of 2 files there " +
+                       path("photos/a.jpg") + " " + kForeign + " (JPEG image data)" + kEye},
         {"hollow", "folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)"},
         {"cut.png", "truncated or damaged PNG file"},
         {"cut.pgm", "truncated PGM file: holds 1580 bytes of pixels, 1600 are needed at least"}};
