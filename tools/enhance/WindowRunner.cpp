@@ -5,6 +5,7 @@
 
 #include "tools/base/Messages.h"
 #include "tools/enhance/StreamGuard.h"
+#include "tools/measure/FixedPattern.h"
 #include "tools/measure/FrameMeasures.h"
 
 namespace oravo::tools {
@@ -96,8 +97,31 @@ std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) 
              "the frames lie whole pixels apart (a tripod?): they hold less noise together, but no more "
              "detail than one of them; without noise the image may be worse than its bicubic enlargement",
              ""});
+    } else if (result) {
+        lookForPattern(*result);
     }
     return result;
+}
+
+/// Looks at images that share no frame, until a pattern was found: looking takes as long as an image.
+void WindowRunner::lookForPattern(const Enlarged& enlarged) {
+    if (patternSaid_ || (patternAskedAt_ && enlarged.newest < *patternAskedAt_ + kFull)) return;
+    patternAskedAt_ = enlarged.newest;
+    const std::optional<FixedPattern> found =
+        FixedPattern::in(enlarged.inputs, enlarged.shifts, enlarged.image, parameters_.psfSigma);
+    if (!found) return;
+    patternSaid_ = true;
+    const char* what = found->kind == FixedPattern::Kind::columns ? "fixed columns"
+                       : found->kind == FixedPattern::Kind::rows  ? "fixed rows"
+                                                                  : "a fixed pattern of pixels";
+    findings_.warn(
+        Guard{"fixed pattern",
+              {},
+              format("the sensor has %s of %.2g or more (%.0f %% of the contrast), which the scene moves "
+                     "over and the image sharpens; --pipeline precise subtracts them, --calibration keeps "
+                     "them out of the frames",
+                     what, found->deviation, 100.0 * found->share),
+              ""});
 }
 
 /// Tries windows until one is free of suspects. Where none is, the first image stands.

@@ -68,6 +68,7 @@ class WindowRunner final : public Reconstructor {
     bool load(const Frames& window, std::size_t reference);
     void takeIn(const RecordedFrame& frame);
     float weightFor(const Frames& window);
+    void lookForPattern(const Enlarged& enlarged);
 
     cv::Size size_;
     bool every_;
@@ -76,6 +77,8 @@ class WindowRunner final : public Reconstructor {
     std::set<std::size_t> unusable_;  // frames with too many defects
     Findings& findings_;
     FindOnce findOnce_;
+    bool patternSaid_ = false;
+    std::optional<std::size_t> patternAskedAt_;  // newest frame of the image that was looked at last
 };
 
 }  // namespace oravo::tools

@@ -334,6 +334,40 @@ TEST_F(Program, SaysThatATripodGainsLittle) {
                      "the frames lie whole pixels apart (a tripod?)"));
 }
 
+/// What stays with the sensor, by its kind and how strong it is at least; what moves with the scene is no pattern.
+TEST_F(Program, NamesFixedPatterns) {
+    const struct {
+        const char* shifts;
+        cv::Size pattern;  // of which one value each is drawn; empty: none
+        std::string said;
+    } kCases[] = {{"0,0;0.6,0.3;-0.7,0.8;1.3,-0.4;0.4,-0.9", {}, ""},
+                  {"0,0;0.6,0.3;-0.7,0.8;1.3,-0.4;0.4,-0.9", {160, 1}, "has fixed columns of "},
+                  {"0,0;0.6,0.3;-0.7,0.8;1.3,-0.4;0.4,-0.9", {1, 120}, "has fixed rows of "},
+                  {"0,0;0.6,0.3;-0.7,0.8;1.3,-0.4;0.4,-0.9", {160, 120}, "has a fixed pattern of pixels of "},
+                  {"0,0;0,0;0,0;0,0;0,0", {160, 1}, ""}};
+    for (const auto& c : kCases) {
+        std::filesystem::remove_all(path("b"));
+        ASSERT_EQ(run(std::string("simulate -o b --shifts '") + c.shifts + "'").code, 0);
+        cv::Mat_<float> pattern(120, 160, 0.0f);
+        if (!c.pattern.empty()) {
+            cv::Mat_<float> drawn(c.pattern);
+            cv::RNG(9).fill(drawn, cv::RNG::NORMAL, 0.0, 0.8);
+            cv::repeat(drawn, 120 / drawn.rows, 160 / drawn.cols, pattern);
+        }
+        for (int i = 0; i < 5; ++i) {
+            const std::string name = "b/frame_00" + std::to_string(i) + ".tif";
+            writeImage(path(name), image(name) + pattern);
+        }
+        const std::string err = run("enhance --pipeline float b -o o.tif").err;
+        EXPECT_EQ(says(err, "warning: the sensor has"), !c.said.empty()) << err;
+        EXPECT_TRUE(says(err, c.said)) << err;
+        if (c.said.empty()) continue;
+        const double strength = std::strtod(err.c_str() + err.find(c.said) + c.said.size(), nullptr);
+        EXPECT_GT(strength, 0.8 / 6.0);
+        EXPECT_LT(strength, 0.8);
+    }
+}
+
 TEST_F(Program, RecordedBurstsRaiseNoAlarm) {
     const char* folder = std::getenv("ORAVO_TEST_DATA");
     if (folder == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
@@ -341,7 +375,11 @@ TEST_F(Program, RecordedBurstsRaiseNoAlarm) {
         const Outcome outcome =
             run(std::string("enhance --pipeline float ") + folder + "/bursts/" + name + " -o o.tif --every");
         EXPECT_EQ(outcome.code, 0) << name;
-        EXPECT_FALSE(says(outcome.err, "warning")) << name << '\n' << outcome.err;
+        // The sensor of the first recordings reads out by columns that differ.
+        const bool columns = says(name, "mwir") && says(outcome.err, "warning: the sensor has fixed columns");
+        const std::size_t last = outcome.err.rfind("warning: ");
+        EXPECT_EQ(last, columns ? outcome.err.find("warning: ") : std::string::npos) << name << '\n'
+                                                                                     << outcome.err;
     }
 }
 
