@@ -1,3 +1,5 @@
+#include <map>
+
 #include "tools/cli/CommandOptions.h"
 #include "tools/cli/InputOptions.h"
 
@@ -5,8 +7,8 @@ namespace oravo::tools {
 namespace {
 
 constexpr char kFrames[] =
-    "Raw frames: single-channel TIFF (multi-page too), PNG or PGM files, NumPy arrays or raw dumps (see "
-    "--raw) of 16 bits, or folders of them";
+    "Frames: single-channel TIFF (multi-page too), PNG or PGM files, NumPy arrays or raw dumps (see "
+    "--raw), or folders of them";
 
 void addRadius(CLI::App* sub, int& radius) {
     sub->add_option(
@@ -45,9 +47,25 @@ void addThresholds(CLI::App* sub, DetectDefectsCommand& c) {
 }
 
 void addDetect(CLI::App* defects, DetectDefectsCommand& c, const std::string& footer) {
-    CLI::App* sub = defects->add_subcommand("detect", "Find the bad pixels of raw frames");
-    sub->add_option("FRAME", c.frames, std::string(kFrames) + ". A pixel bad in any of them is listed, once")
+    CLI::App* sub = defects->add_subcommand("detect", "Find the bad pixels of a sensor");
+    sub->add_option("FRAME", c.frames,
+                    std::string(kFrames) + ". Best is a recording while the camera moves; see --search")
         ->required();
+    const std::map<std::string, DefectSearchKind> ways{{"auto", DefectSearchKind::automatic},
+                                                       {"motion", DefectSearchKind::motion},
+                                                       {"values", DefectSearchKind::values}};
+    sub->add_option_function<std::string>(
+           "--search", [&c, ways](const std::string& name) { c.search = ways.at(name); },
+           "motion: pixels that do not follow the scene while it moves over the sensor, by a quarter of a "
+           "pixel at least, in four frames or more, whatever their values; hot points of the scene move with "
+           "it and are not listed. values: pixels whose counts are nearly alone in a frame (see "
+           "--max-count), bad in any frame; of other values than counts of 16 bits, those that stand out "
+           "from "
+           "their neighbours. auto: motion where the scene moves, else values, and of several frames pixels "
+           "that stand "
+           "out, too")
+        ->check(CLI::IsMember({"auto", "motion", "values"}))
+        ->default_str("auto");
     sub->add_option("-o,--output", c.output,
                     "LIST.csv: a line for each bad pixel, with the four good ones that replace it")
         ->required();
@@ -58,7 +76,8 @@ void addDetect(CLI::App* defects, DetectDefectsCommand& c, const std::string& fo
     addThresholds(sub, c);
     addRadius(sub, c.radius);
     sub->footer(
-        "An evenly lit scene without hot objects, such as a closed shutter, is best. A search that finds "
+        "For the search by values, an evenly lit scene without hot objects, such as a closed shutter, is "
+        "best. One that finds "
         "more "
         "than 65534 bad pixels, or more than 65535 when all are out of range, fails with 4 and says which "
         "option to change.\n\n" +
@@ -98,8 +117,7 @@ void addMerge(CLI::App* defects, MergeDefectsCommand& c, const std::string& foot
 }  // namespace
 
 void addDefects(CLI::App& app, DefectsCommand& command, const std::string& exitCodes) {
-    CLI::App* defects =
-        app.add_subcommand("defects", "Find, list and repair the bad pixels of raw 16-bit frames");
+    CLI::App* defects = app.add_subcommand("defects", "Find, list and repair the bad pixels of a sensor");
     defects->require_subcommand(1);
     defects->footer("oravo-superres defects COMMAND --help is the manual of a command.\n\n" + exitCodes);
     addDetect(defects, command.detect, exitCodes);

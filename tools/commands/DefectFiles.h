@@ -1,0 +1,33 @@
+#ifndef ORAVO_TOOLS_COMMANDS_DEFECTFILES_H
+#define ORAVO_TOOLS_COMMANDS_DEFECTFILES_H
+
+#include <opencv2/core.hpp>
+#include <string>
+
+#include "tools/defects/DefectList.h"
+#include "tools/input/FrameReader.h"
+
+namespace oravo::tools {
+
+// What the commands about bad pixels have in common.
+
+constexpr char kNothingHealthy[] =
+    "lists every pixel, and no healthy one is left to replace them (are --low and --high right?)";
+
+/// The same frame. Throws UserError unless it holds counts of 16 bits.
+const cv::Mat& requireCounts(const cv::Mat& frame, const std::string& name);
+/// The same for counts of 16 bits or 32-bit floats.
+const cv::Mat& requireRepairable(const cv::Mat& frame, const std::string& name);
+
+/// Throws UserError where the target is one of the inputs.
+void refuseInput(const FrameReader& reader, const std::string& target);
+
+/// Says how many bad pixels a list holds, and warns of those that cannot be replaced.
+void summarise(const std::string& path, const DefectList& list, const char* remedy);
+
+/// A picture of a frame in grey with its bad pixels marked.
+void writeMarked(const std::string& path, const cv::Mat& frame, const DefectList& list);
+
+}  // namespace oravo::tools
+
+#endif
