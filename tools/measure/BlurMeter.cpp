@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "tools/base/Messages.h"
 
@@ -97,6 +98,30 @@ bool hasBothSides(const EdgeFit& fit) {
     }
     return std::min(sides[0], sides[1]) >= kLeastSide * static_cast<double>(fit.used.size());
 }
+
+/// Values that spread by about 1, whatever their unit: fits weigh squares of values against lengths.
+struct Scaled {
+    explicit Scaled(const cv::Mat_<float>& frame) : values(frame.size()) {
+        std::vector<float> sorted;
+        std::copy_if(frame.begin(), frame.end(), std::back_inserter(sorted),
+                     [](float v) { return std::isfinite(v); });
+        std::sort(sorted.begin(), sorted.end());
+        const auto between = [&](std::size_t left) {  // out at each end, such as defects
+            return static_cast<double>(sorted[sorted.size() - 1 - left]) - static_cast<double>(sorted[left]);
+        };
+        if (!sorted.empty()) {
+            middle = static_cast<double>(sorted[sorted.size() / 2]);
+            unit = between(sorted.size() / 20);
+            if (!(unit > 0.0)) unit = between(0);
+        }
+        if (!(unit > 0.0)) unit = 1.0;
+        std::transform(frame.begin(), frame.end(), values.begin(), [this](float v) {
+            return static_cast<float>((static_cast<double>(v) - middle) / unit);
+        });
+    }
+    cv::Mat_<float> values;
+    double middle = 0.0, unit = 0.0;
+};
 
 bool lacksPhases(const EdgeFit& fit) {
     EdgeSpread spread;
@@ -207,9 +232,10 @@ BlurMeter::Measured BlurMeter::sharpest(const cv::Mat_<float>& frame) const {
 
 std::string BlurMeter::add(const cv::Mat_<float>& frame) {
     ++measured_.frames;
+    const Scaled scaled(frame);
     Measured m;
-    if (region_ || last_) m = measure(frame, region_ ? *region_ : *last_);
-    if (!region_ && !m.useless.empty()) m = sharpest(frame);
+    if (region_ || last_) m = measure(scaled.values, region_ ? *region_ : *last_);
+    if (!region_ && !m.useless.empty()) m = sharpest(scaled.values);
     if (!m.useless.empty()) return m.useless;
     last_ = m.region;
     if (++measured_.used == 1) {
@@ -217,9 +243,9 @@ std::string BlurMeter::add(const cv::Mat_<float>& frame) {
         measured_.edge = {m.region,
                           m.alongRows,
                           degreesOf(line),
-                          std::min(line.levels(0), line.levels(3)),
-                          std::max(line.levels(0), line.levels(3)),
-                          m.gaussian.noise,
+                          scaled.middle + scaled.unit * std::min(line.levels(0), line.levels(3)),
+                          scaled.middle + scaled.unit * std::max(line.levels(0), line.levels(3)),
+                          scaled.unit * m.gaussian.noise,
                           std::abs(line.c2)};
     }
     gaussian_.add(m.gaussian, frame.size());

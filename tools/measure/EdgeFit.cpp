@@ -91,6 +91,7 @@ bool minimise(EdgeFit& fit, const std::vector<EdgeSample>& samples) {
     NormalEquations here(fit, samples);
     for (int step = 0; step < kMostSteps && damping < 1e9; ++step) {
         Matrix damped = here.left;
+        // The last term is for an optics so sharp that nothing depends on it.
         for (int i = 0; i < kUnknowns; ++i) damped(i, i) += damping * here.left(i, i) + 1e-12;
         EdgeFit moved = fit;
         bool solved = false;

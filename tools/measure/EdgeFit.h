@@ -41,7 +41,7 @@ struct EdgeRegion {
     bool alongRows = false;           ///< the edge runs more along the rows; x and y are exchanged
 };
 
-/// The region of a frame, which has at least 5 x 5 pixels and lies within it.
+/// The region of a frame, which has at least 5 x 5 pixels and lies within it. The frame's values spread by about 1.
 EdgeRegion edgeRegion(const cv::Mat_<float>& frame, cv::Rect region);
 
 /// The least squares fit of an edge seen through optics and pixel. Pixels far off the fit, as defective ones are, are left

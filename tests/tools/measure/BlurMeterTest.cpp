@@ -88,6 +88,18 @@ TEST(BlurMeter, FindsTheEdgeByItself) {
     EXPECT_NEAR(m.gaussian.spread(), 0.4, 4.0 * m.gaussian.spreadError());
 }
 
+TEST(BlurMeter, TakesValuesOfAnySize) {
+    const cv::Mat_<float> frame = Edge{}.frame();
+    const BlurModel expected = measured(frame).gaussian;
+    for (const float scale : {1e-9f, 1e9f}) {
+        cv::Mat_<float> scaled = frame.clone();
+        scaled *= scale;
+        const BlurModel found = measured(scaled).gaussian;
+        EXPECT_NEAR(found.spread(), expected.spread(), 1e-4) << scale;
+        EXPECT_NEAR(found.error, expected.error, 0.01 * expected.error) << scale;
+    }
+}
+
 TEST(BlurMeter, TransferIsThatOfTheGaussian) {
     const BlurMeasurement m = measured(Edge{9.0, 0.4, 0.0, 0.001}.frame(), cv::Rect(0, 0, 64, 64));
     for (const double f : {0.1, 0.25, 0.4, 0.5})
