@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <utility>
 
 #include "tools/base/Messages.h"
 
@@ -24,6 +25,7 @@ constexpr double kMostError = 0.15;     // of the blur
 constexpr double kMostSaturated = 0.4;  // share of the pixels of one side that have one extreme value
 constexpr double kPhases = 1.5;         // pixels from the edge within which no bin may be empty
 constexpr int kSegments = 8;
+constexpr double kMayBeOff = 2.0;  // standard errors by which a result may well be off
 
 double squared(double v) {
     return v * v;
@@ -178,9 +180,6 @@ struct BlurMeter::Measured {
     cv::Rect region;
     bool alongRows = false;
     EdgeFit gaussian, box;
-
-    /// The blur, if it is larger by as much as it may well be.
-    double atMost() const { return gaussian.optics + 2.0 * gaussian.error; }
 };
 
 BlurMeter::BlurMeter(std::optional<cv::Rect> region) : region_(region) {
@@ -221,13 +220,24 @@ BlurMeter::Measured BlurMeter::measure(const cv::Mat_<float>& frame, cv::Rect pl
     return m;
 }
 
+/// Of the edges that may be the sharpest, the one that is known best: the one that seems sharpest owes that to its noise.
 BlurMeter::Measured BlurMeter::sharpest(const cv::Mat_<float>& frame) const {
-    Measured best;
+    std::vector<Measured> edges;
     for (const cv::Rect& place : edgeCandidates(frame)) {
-        const Measured m = measure(frame, place);
-        if (m.useless.empty() && (!best.useless.empty() || m.atMost() < best.atMost())) best = m;
+        Measured m = measure(frame, place);
+        if (m.useless.empty()) edges.push_back(std::move(m));
     }
-    return best;
+    if (edges.empty()) return {};
+    const auto atMost = [](const Measured& m) { return m.gaussian.optics + kMayBeOff * m.gaussian.error; };
+    const auto sharper = [&](const Measured& a, const Measured& b) { return atMost(a) < atMost(b); };
+    const double least = atMost(*std::min_element(edges.begin(), edges.end(), sharper));
+    const auto better = [&](const Measured& a, const Measured& b) {
+        const auto cannotBe = [&](const Measured& m) {
+            return m.gaussian.optics - kMayBeOff * m.gaussian.error > least;
+        };
+        return std::make_pair(cannotBe(a), a.gaussian.error) < std::make_pair(cannotBe(b), b.gaussian.error);
+    };
+    return *std::min_element(edges.begin(), edges.end(), better);
 }
 
 std::string BlurMeter::add(const cv::Mat_<float>& frame) {
