@@ -76,7 +76,8 @@ std::string preciseSummary(const Enlarged& enlarged, const std::string& unit) {
                        result.withheldError, inUnit.c_str(), result.bicubicError, inUnit.c_str());
     }
     line += format("noise %.2g%s", result.noise, inUnit.c_str());
-    if (!result.deadPixels.empty()) line += format(", %zu dead pixels left out", result.deadPixels.size());
+    const std::size_t dead = result.deadPixels.size();
+    if (dead > 0) line += format(", %zu dead pixel%s left out", dead, dead == 1 ? "" : "s");
     if (!result.pattern.empty()) line += ", a fixed pattern subtracted";
     return line;
 }

@@ -75,6 +75,9 @@ ResultFiles::ResultFiles(const EnhanceCommand& command, const InputFiles& inputs
     if (command.every && namesFolder(options_.preview)) {
         checkPreviewFolder(inputs);
     } else if (!options_.preview.empty()) {
+        if (namesFolder(options_.preview)) {
+            throw outputError(options_.preview + ": a folder takes the previews of --every");
+        }
         check(options_.preview, {".png"});
     }
     for (const std::string& path : options_.coverages) check(path, {".tif", ".tiff", ".png"});

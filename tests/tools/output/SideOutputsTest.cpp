@@ -95,7 +95,8 @@ TEST_F(SideOutputs, OfMapsAreNumbersAndPicturesAndPreviewsAreOfEveryImage) {
     EXPECT_NE(run(command + "--preview b").err.find("b: is a folder of input frames\n"), std::string::npos);
     const Outcome single = run("enhance b -o o.tif --preview p");
     EXPECT_EQ(single.code, 3);
-    EXPECT_NE(single.err.find("p: is a folder, where"), std::string::npos) << single.err;
+    EXPECT_NE(single.err.find("p: a folder takes the previews of --every\n"), std::string::npos)
+        << single.err;
 }
 
 /// Each pair of outputs may be mistaken for each other by another way of writing the same name.
