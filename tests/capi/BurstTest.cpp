@@ -175,14 +175,15 @@ TEST(Burst, ReadsRowsAtAnyPitchAndCountsOfAnyScale) {
     };
     const Image expected = imageBy(frames, plain);
     constexpr std::ptrdiff_t kPitch = 4 * kWidth + 5;
-    EXPECT_TRUE(sameBits(expected, imageBy(frames, [](oravo_burst burst, const Image& frame) {
-                             std::vector<char> padded(kPitch * kHeight + 1,
-                                                      'x');  // odd: rows are not aligned
-                             for (int y = 0; y < kHeight; ++y)
-                                 std::memcpy(&padded[1 + y * kPitch], frame[kHeight - 1 - y], 4 * kWidth);
-                             const char* last = &padded[1 + (kHeight - 1) * kPitch];
-                             return oravo_burst_add(burst, reinterpret_cast<const float*>(last), -kPitch);
-                         })));
+    EXPECT_TRUE(
+        sameBits(expected, imageBy(frames, [](oravo_burst burst, const Image& frame) {
+                     std::vector<char> padded(kPitch * kHeight + 1,
+                                              'x');  // odd: rows are not aligned
+                     for (int y = 0; y < kHeight; ++y)
+                         std::memcpy(padded.data() + 1 + y * kPitch, frame[kHeight - 1 - y], 4 * kWidth);
+                     const char* last = padded.data() + 1 + (kHeight - 1) * kPitch;
+                     return oravo_burst_add(burst, reinterpret_cast<const float*>(last), -kPitch);
+                 })));
     EXPECT_TRUE(sameBits(expected, imageBy(frames, [](oravo_burst burst, const Image& frame) {
                              std::vector<std::uint16_t> counts;
                              for (const float value : frame)

@@ -5,14 +5,14 @@
 namespace oravo::vision::detail {
 
 const PipelineTraits kPipelines[4] = {
-    {PipelineKind::precise, "precise", std::nullopt, false, defaults::kReferenceIndex, true, true, false,
-     "aligns frames by a fit of its own"},
-    {PipelineKind::floatingPoint, "float", Registration::corners, true, defaults::kReferenceIndex, true, true,
-     true, ""},
-    {PipelineKind::vector, "vector", Registration::corners, false, defaults::kReferenceIndex, true, false,
-     false, "aligns frames by corners only"},
-    {PipelineKind::reference, "reference", Registration::phase, false, 0, false, true, true,
-     "aligns frames by phase correlation only"},
+    {"precise", "aligns frames by a fit of its own", PipelineKind::precise, defaults::kReferenceIndex,
+     std::nullopt, false, true, true, false},
+    {"float", "", PipelineKind::floatingPoint, defaults::kReferenceIndex, Registration::corners, true, true,
+     true, true},
+    {"vector", "aligns frames by corners only", PipelineKind::vector, defaults::kReferenceIndex,
+     Registration::corners, false, true, false, false},
+    {"reference", "aligns frames by phase correlation only", PipelineKind::reference, 0, Registration::phase,
+     false, false, true, true},
 };
 
 const PipelineTraits& traitsOf(PipelineKind kind) {

@@ -21,15 +21,15 @@ enum class Registration {
 
 /// What the pipelines differ in.
 struct PipelineTraits {
-    PipelineKind kind;
     const char* name;
+    const char* alignment;  ///< why there is no other registration
+    PipelineKind kind;
+    int referenceIndex;                        ///< the default, or the only one
     std::optional<Registration> registration;  ///< the default, or the only one; none where it has no name
     bool choosesRegistration;
-    int referenceIndex;  ///< the default, or the only one
     bool choosesReference;
     bool knowsRawCounts;
     bool printsReport;
-    const char* alignment;  ///< why there is no other registration
 };
 
 /// One row for each pipeline, in the order of PipelineKind.
