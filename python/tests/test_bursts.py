@@ -16,7 +16,7 @@ import numpy as np
 import pytest
 
 import oravo_superres as sr
-from test_oravo_superres import HEIGHT, SHIFTS, WIDTH, burst
+from test_oravo_superres import HEIGHT, SHIFTS, WIDTH, burst, run_python
 
 PIPELINES = ("precise", "float", "vector", "reference")
 
@@ -304,6 +304,28 @@ def test_threads_run_side_by_side():
     for each in opened:
         each.close()
     assert both > 10
+
+
+def test_a_fork_beside_running_bursts_leaves_the_child_a_library_that_works():
+    printed = run_python("""
+        expected = [sr.enhance(frames, pipeline=name) for name in ("precise", "float")]
+        def camera():
+            while not done.is_set():
+                for name in ("precise", "float"): sr.enhance(frames, pipeline=name)
+        done = threading.Event()
+        thread = threading.Thread(target=camera)
+        thread.start()
+        for _ in range(5):
+            child = os.fork()
+            if child == 0:
+                images = [sr.enhance(frames, pipeline=name) for name in ("precise", "float")]
+                os._exit(0 if all((a == b).all() for a, b in zip(images, expected)) else 1)
+            assert os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]) == 0
+        done.set()
+        thread.join()
+        print("done")
+        """)
+    assert printed == "done\n"
 
 
 def test_one_burst_serves_one_call_at_a_time():
