@@ -184,7 +184,8 @@ def _stream(frames: Iterable[npt.ArrayLike], intake: _Intake, every: int,
     full = 0
     try:
         for frame in frames:
-            burst = burst or intake.burst_for(frame)
+            if burst is None:
+                burst = intake.burst_for(frame)
             try:
                 intake.add(burst, frame)
                 full += int(len(burst) == intake.parameters.window)

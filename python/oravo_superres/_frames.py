@@ -39,7 +39,8 @@ def _with_dense_rows(array: npt.NDArray[Any]) -> npt.NDArray[Any]:
     return np.ascontiguousarray(array)
 
 
-def _holes(frame: npt.ArrayLike, mask: Optional[npt.ArrayLike], shape: Tuple[int, ...]) -> Optional[npt.NDArray[np.bool_]]:
+def _holes(frame: npt.ArrayLike, mask: Optional[npt.ArrayLike],
+           shape: Tuple[int, ...]) -> Optional[npt.NDArray[np.bool_]]:
     """Where a frame has no value by its own mask or another one; None where it has one everywhere."""
     holes = np.ma.getmask(frame) if isinstance(frame, np.ma.MaskedArray) else None  # type: ignore[no-untyped-call]
     if mask is not None:
@@ -61,7 +62,8 @@ def native_frame(frame: npt.ArrayLike, mask: Optional[npt.ArrayLike] = None, sca
     """
     if isinstance(frame, (list, tuple)) and any(isinstance(row, np.ma.MaskedArray) for row in frame):
         frame = np.ma.asarray(frame)  # type: ignore[no-untyped-call]
-    array = np.ma.getdata(frame) if isinstance(frame, np.ma.MaskedArray) else np.asarray(frame)  # type: ignore[no-untyped-call]
+    masked = isinstance(frame, np.ma.MaskedArray)
+    array = np.ma.getdata(frame) if masked else np.asarray(frame)  # type: ignore[no-untyped-call]
     if array.dtype.kind not in "fiu":
         raise TypeError(f"a frame must hold real numbers; this one has type {array.dtype}")
     if array.ndim != 2:
@@ -75,7 +77,8 @@ def native_frame(frame: npt.ArrayLike, mask: Optional[npt.ArrayLike] = None, sca
     function = _DIRECT.get(array.dtype, "")
     if holes is not None or not function or (function == "add" and not plain):
         with np.errstate(over="ignore"):  # what float32 cannot hold becomes infinite, a defective pixel
-            array = array.astype(np.float32) if plain else (scale * array.astype(np.float64) + offset).astype(np.float32)
+            values = array if plain else scale * array.astype(np.float64) + offset
+            array = values.astype(np.float32)
         function = "add"
         if holes is not None:
             array[holes] = np.nan

@@ -19,8 +19,8 @@ class Options(ctypes.Structure):
 
     _fields_ = [("size", c_size_t), ("pipeline", c_int), ("registration", c_int), ("frames", c_int), ("factor", c_int),
                 ("psf_sigma", c_float), ("psf_box", c_float), ("lowest", c_float), ("highest", c_float),
-                ("smoothness", c_double), ("find_dead_pixels", c_int), ("find_pattern", c_int), ("deviation", c_int), ("tv_weight", c_float),
-                ("relative_residue", c_float), ("registration_error", c_float), ("iterations", c_int),
+                ("smoothness", c_double), ("find_dead_pixels", c_int), ("find_pattern", c_int), ("deviation", c_int),
+                ("tv_weight", c_float), ("relative_residue", c_float), ("registration_error", c_float), ("iterations", c_int),
                 ("most_memory", c_uint64), ("progress", ProgressFunction), ("log", LogFunction), ("user", c_void_p)]
 
 

@@ -26,7 +26,8 @@ def test_every_pipeline_tells_what_it_finds_out(pipeline):
     frames = burst(5).astype(np.float32)
     result = sr.reconstruct(frames, pipeline=pipeline, reference=0)
     assert result.image.shape == (2 * HEIGHT, 2 * WIDTH) and result.image.dtype == np.float32
-    np.testing.assert_allclose(result.shifts, np.subtract(SHIFTS[:5], SHIFTS[4]), atol=0.35 if pipeline == "reference" else 0.12)
+    accuracy = 0.35 if pipeline == "reference" else 0.12
+    np.testing.assert_allclose(result.shifts, np.subtract(SHIFTS[:5], SHIFTS[4]), atol=accuracy)
     assert result.reference == 4 and result.figures["seconds"] > 0
     assert (result.deviation is not None) == (pipeline == "precise") == (result.dead_pixels is not None)
     assert (result.weight is None) == (pipeline == "vector")
@@ -49,7 +50,8 @@ def test_images_are_those_of_sessions():
 
 
 @pytest.mark.parametrize("pipeline, changes", [
-    ("precise", {"max_frames": 3}), ("precise", {"psf_sigma": 1.0}), ("precise", {"smoothness": 0.1}), ("precise", {"psf_box": 2}),
+    ("precise", {"max_frames": 3}), ("precise", {"psf_sigma": 1.0}), ("precise", {"smoothness": 0.1}),
+    ("precise", {"psf_box": 2}),
     ("precise", {"factor": 3}), ("precise", {"highest": 27.0}), ("float", {"max_frames": 3}),
     ("float", {"registration": "phase"}), ("float", {"psf_sigma": 0.4}), ("float", {"camera": "107 FOV 45"}),
     ("float", {"tv_weight": 5}), ("float", {"relative_residue": 0.5}), ("float", {"registration_error": 1e-8}),
@@ -112,7 +114,8 @@ def test_bad_pixels_and_masks_are_left_out():
         masked = sr.enhance(np.ma.masked_array(spoilt.astype(np.uint16), np.broadcast_to(bad, spoilt.shape)),
                             pipeline=pipeline)
         assert np.abs(masked - clean).max() < 3.5  # of whole degrees
-    hole = np.ma.masked_array(frames, np.broadcast_to(np.pad(np.ones((9, 9), bool), ((20, 31), (30, 41))), frames.shape))
+    patch = np.pad(np.ones((9, 9), bool), ((20, 31), (30, 41)))
+    hole = np.ma.masked_array(frames, np.broadcast_to(patch, frames.shape))
     assert sr.reconstruct(hole).masked_image.mask.any()
     with pytest.raises(ValueError, match="vector pipeline repairs no bad pixels"):
         sr.enhance(hole, pipeline="vector")
@@ -255,9 +258,12 @@ def test_a_stream_outlives_frames_that_cannot_be_used():
     frames = list(burst(6))
     broken = frames[2].copy()
     broken[20:40, 20:40] = np.nan
+    lines = []
     with pytest.warns(sr.SuperResolutionWarning, match="no image: Too many defect pixels"):
-        images = list(sr.enhance_stream([*frames, broken, *frames], pipeline="float"))
+        images = list(sr.enhance_stream([broken, *frames, broken, *frames], pipeline="float",
+                                        log=lambda _, line: lines.append(line)))
     assert len(images) == 8
+    assert sum("burst of" in line for line in lines) == 1
 
 
 def test_many_bursts_give_what_each_gives_alone():
