@@ -18,8 +18,8 @@ USUAL = ["bicubic", "float", "float-unguarded", "precise"]
 # What tells more about some kinds; --full adds it.
 MORE = {"noise_1": ["float-long", "precise-patternless", "precise-best"], "noise_5": ["float-long", "precise-best"],
         "noise_15": ["precise-best"], "white_3": ["precise-patternless"], "columns_3": ["precise-patternless"],
-        "blur_sharp": ["float-told", "precise-told"], "blur_wide": ["float-told", "precise-told"],
-        "blur_far_off": ["float-told", "precise-told"], "real": ["precise-best"], "real_video": ["precise-best"]}
+        "blur_sharp": ["float-given", "precise-given"], "blur_wide": ["float-given", "precise-given"],
+        "blur_far_off": ["float-given", "precise-given"], "real": ["precise-best"], "real_video": ["precise-best"]}
 BEGIN, END = "<!-- measured by scripts/quality.sh -->", "<!-- end -->"
 
 

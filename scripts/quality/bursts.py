@@ -32,6 +32,8 @@ class Kind:
     dead: int = 0
     pattern: str = ""
     strength: float = 0.0
+    rows: float = 0.0  # of a level that each row of each frame has of its own
+    sweep: float = 0.0  # pixels that frames move by, at most, from their first row to the last, beyond the reference
     frames: int = 5
     blur: tuple = (GAUSS, PIXEL)  # of the first, second, third ... burst in turn
     layers: str = ""
@@ -53,6 +55,8 @@ KINDS = {
     "columns_10": Kind("fixed columns of 10 %", pattern="columns", strength=0.1),
     "white_3": Kind("fixed white pattern of 3 %", pattern="white", strength=0.03),
     "columns_3": Kind("fixed columns of 3 %", pattern="columns", strength=0.03),
+    "rows": Kind("rows of each frame shifted in level by 3 %", rows=0.03),
+    "rolling": Kind("rolling shutter: up to a pixel from first to last row", sweep=1),
     "halves": Kind("displaced by halves of pixels", halves=True),
     "sideways": Kind("displaced sideways only", along=(1, 0.03)),
     "far": Kind("displaced by up to 5 pixels", reach=5),
@@ -128,13 +132,22 @@ def _motions(kind, view):
     return [Motion(*shifts[i], turns[i], zooms[i]) for i in reversed(range(kind.frames))]
 
 
+def _sweeps(kind, view, number):
+    """How far each frame moves while it is read, oldest first; none for the reference, on whose rows the image lies."""
+    sweeps = view.random("sweep").uniform(-1, 1, (24, 2)) * kind.sweep
+    sweeps[3] = 0
+    return sweeps[:number][::-1]
+
+
 def _rendered(name, kind, view, blur):
     motions = _motions(kind, view)
     truth = view.truth
     contrast = float(truth.std())
     pictures = _layered(kind, view, len(motions))
     corner = (scenes.MARGIN, scenes.MARGIN)
-    frames = np.array([picture.frame(scenes.FRAME, corner, motion, blur) for picture, motion in zip(pictures, motions)])
+    sweeps = _sweeps(kind, view, len(motions))
+    frames = np.array([picture.frame(scenes.FRAME, corner, motion, blur, sweep)
+                       for picture, motion, sweep in zip(pictures, motions, sweeps)])
     frames = _sensed(kind, view, frames, contrast)
     reference = len(frames) - 4
     sharp = pictures[reference].picture[scenes.MARGIN:-scenes.MARGIN, scenes.MARGIN:-scenes.MARGIN]
@@ -155,7 +168,8 @@ def _sensed(kind, view, frames, contrast):
                "columns": view.random("pattern").normal(size=(1, width))}[kind.pattern]
     noise = kind.kelvin or kind.noise * contrast
     newest = view.random("noise").normal(size=(24, height, width))[newest_first]
-    frames = frames + kind.strength * contrast * pattern + noise * newest
+    lines = view.random("rows").normal(size=(24, height, 1))[newest_first]
+    frames = frames + kind.strength * contrast * pattern + noise * newest + kind.rows * contrast * lines
     if kind.dead:
         random = view.random("dead")
         places = random.choice(height * width, kind.dead, replace=False)

@@ -101,10 +101,15 @@ class Scene:
         return ndimage.map_coordinates(spline, [np.asarray(v) * _FINER, np.asarray(u) * _FINER], order=5, mode="mirror",
                                        prefilter=False)
 
-    def frame(self, shape, corner, motion, blur):
-        """A frame of height x width pixels. Pixel (0, 0) of an unmoved one lies at corner + 0.5 (SCALE - 1), (u, v)."""
+    def frame(self, shape, corner, motion, blur, sweep=(0, 0)):
+        """A frame of height x width pixels. Pixel (0, 0) of an unmoved one lies at corner + 0.5 (SCALE - 1), (u, v).
+
+        A rolling shutter reads its rows one after another, while the scene moves on by `sweep` pixels in x and y.
+        """
         height, width = shape
         y, x = np.mgrid[0:height, 0:width].astype(float)
+        late = y / (height - 1) - 0.5
+        x, y = x - sweep[0] * late, y - sweep[1] * late
         px, py = motion.seen_by(x, y, ((width - 1) / 2, (height - 1) / 2))
         middle = (SCALE - 1) / 2
         return self.values(corner[0] + SCALE * px + middle, corner[1] + SCALE * py + middle, blur, motion.linear)

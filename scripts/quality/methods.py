@@ -55,8 +55,8 @@ class Methods:
     def float_long(self, burst):
         return self._enhanced(burst, "--relative-residue", "0.001", "--iterations", "30")
 
-    def float_told(self, burst):
-        """Float, told the camera's blur."""
+    def float_given(self, burst):
+        """Float, given the camera's blur."""
         return self._enhanced(burst, "--psf-sigma", f"{burst.blur.sigma:.4f}")
 
     def precise(self, burst):
@@ -103,8 +103,8 @@ class Methods:
         with mock.patch.object(_burst, "_Handle", Handle):
             return self.precise_library(burst)
 
-    def precise_told(self, burst):
-        """Precise, told the camera's blur."""
+    def precise_given(self, burst):
+        """Precise, given the camera's blur."""
         return self.precise_library(burst, psf_sigma=burst.blur.sigma)
 
     def precise_best(self, burst):

@@ -12,8 +12,8 @@ PARTS = "flat", "hot", "cold", "plate"
 RADIOMETRY = "noise_1", "noise_15", "dead", "columns_10", "object", "plate", "plate_moves"
 # What a choice changes: method, what it is held against, and what it is.
 CHOICES = [("float-long", "float", "float with `--relative-residue 0.001 --iterations 30`"),
-           ("float-told", "float", "float, told the camera's true blur"),
-           ("precise-told", "precise", "precise, told the camera's true blur"),
+           ("float-given", "float", "float, given the camera's true blur"),
+           ("precise-given", "precise", "precise, given the camera's true blur"),
            ("precise-best", "precise", "precise with the weight that is best with the truth in hand"),
            ("precise-patternless", "precise", "precise without looking for fixed patterns"),
            ("precise-5", "precise", "precise, given the newest five frames only")]

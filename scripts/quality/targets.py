@@ -23,31 +23,31 @@ def judged(rows):
     for kind, mean in ("noise_1", 2.8), ("noise_5", 0.9), ("noise_15", 4.3):
         gains = table.difference(kind, "precise", kind, "float-unguarded")
         if gains.size:
-            target(f"{kind}: over float --no-guard", f"mean +{mean}, worst -0.2 dB", told(gains),
+            target(f"{kind}: over float --no-guard", f"mean +{mean}, worst -0.2 dB", in_words(gains),
                    gains.mean() >= mean and gains.min() >= -0.2)
     for kind in "turn_1", "turn_2", "zoom", "drift", "gain", "jump", "dead":
         most = 0.5 if kind == "dead" else 0.4
         losses = table.difference("noise_1", "precise", kind, "precise")
         if losses.size:
-            target(f"{kind}: below the undisturbed burst", f"mean at most {most} dB", told(losses, worst=max),
+            target(f"{kind}: below the undisturbed burst", f"mean at most {most} dB", in_words(losses, worst=max),
                    losses.mean() <= most)
     for kind in "white_10", "columns_10", "white_10_24", "columns_10_24":
         gains = table.gains(kind, "precise")
         if gains.size:
-            target(f"{kind}: over bicubic", "mean +3 dB", told(gains), gains.mean() >= 3)
+            target(f"{kind}: over bicubic", "mean +3 dB", in_words(gains), gains.mean() >= 3)
     for kind in "noise_1", "white_3", "columns_3":
         gains = table.difference(kind, "precise", kind, "precise-patternless")
         if gains.size:
-            target(f"{kind}: over the same without a search for patterns", "worst -0.1 dB", told(gains),
+            target(f"{kind}: over the same without a search for patterns", "worst -0.1 dB", in_words(gains),
                    gains.min() >= -0.1)
     both = [table.gains(kind, "precise") for kind in ("real", "real_video")]
     gains = np.concatenate(both)
     if gains.size:
-        target("recorded, five frames: over bicubic", "mean +1.6 dB", told(gains), gains.mean() >= 1.6)
+        target("recorded, five frames: over bicubic", "mean +1.6 dB", in_words(gains), gains.mean() >= 1.6)
     for kind in "frames_12", "frames_12_noisy", "real_12", "real_video_12":
         gains = table.difference(kind, "precise", kind, "float")
         if gains.size:
-            target(f"{kind}: over float's five", "mean +1, worst 0 dB", told(gains),
+            target(f"{kind}: over float's five", "mean +1, worst 0 dB", in_words(gains),
                    gains.mean() >= 1 and gains.min() >= 0)
     for kind in "plate", "plate_moves":
         errors = 1e3 * abs(table.figures(kind, "precise", "plate_bias"))
@@ -60,7 +60,7 @@ def judged(rows):
                abs(errors).mean() < 5)
     losses = np.concatenate([table.difference(kind, "precise-best", kind, "precise") for kind in table.kinds])
     if losses.size:
-        target("weight chosen without truth: below the best", "mean 0.3, worst 0.8 dB", told(losses, worst=max),
+        target("weight chosen without truth: below the best", "mean 0.3, worst 0.8 dB", in_words(losses, worst=max),
                losses.mean() <= 0.3 and losses.max() <= 0.8)
     mine = [row for row in rows if row["method"] == "precise"]
     if mine:
@@ -74,7 +74,7 @@ def judged(rows):
     return found
 
 
-def told(differences, worst=min):
+def in_words(differences, worst=min):
     return f"mean {differences.mean():+.2f}, worst {worst(differences):+.2f} dB"
 
 

@@ -19,7 +19,7 @@ constexpr int kMostColumns = 320, kMostRows = 256;  // of the sensor's middle, w
 constexpr int kBorder = 4;                          // pixels that the image knows less well
 constexpr int kSmallest = 24;
 constexpr float kApart = 0.5f;  // pixels between two frames that count
-constexpr int kFewestPairs = 3;
+constexpr int kFewestPairs = 2;
 constexpr double kOutlier = 3.0;  // deviations
 
 // Set on bursts rendered with and without patterns; see docs/limits.md.
