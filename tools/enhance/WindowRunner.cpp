@@ -57,6 +57,15 @@ std::size_t placeOfReference(const Frames& window, const RecordedFrame* referenc
     return window.size() - 1 - std::min(static_cast<std::size_t>(countedBack), window.size() - 1);
 }
 
+/// Whether all frames sample the same quarter of a pixel, so that no other sample of a twofold enlargement was seen.
+bool inOneQuarter(const std::vector<cv::Point2f>& shifts) {
+    const auto quarter = [](cv::Point2f d) {
+        return cv::Point(cvRound(2.0f * d.x) & 1, cvRound(2.0f * d.y) & 1);
+    };
+    return std::all_of(shifts.begin(), shifts.end(),
+                       [&](cv::Point2f d) { return quarter(d) == quarter(shifts.front()); });
+}
+
 template <class Condition>
 void dropIf(Frames& frames, Condition condition) {
     frames.erase(std::remove_if(frames.begin(), frames.end(), condition), frames.end());
@@ -89,8 +98,10 @@ std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) 
         return enhancer_.run(refusal);
     }
     std::optional<Enlarged> result = runGuarded(pool, refusal);
+    // The gain counts frames that agree, but these agree on places of the scene that one of them shows, too.
+    if (result && inOneQuarter(result->shifts)) result->gain = 0.0f;
     if (result && samePhase(result->inputs, result->shifts, result->placeOfReference())) {
-        result->gain = 0.0f;  // frames that agree are counted by it, and these agree on the detail of one
+        result->gain = 0.0f;
         findOnce_(
             {"phase",
              {},

@@ -328,10 +328,21 @@ TEST_F(Program, NoisyFramesAreSmoothedSoThatTheImageIsBetterThanBicubic) {
     EXPECT_EQ(cv::norm(image("o.tif"), image("off.tif")), 0.0);
 }
 
+/// Frames that show one set of places of the scene are said to have a gain of resolution by no count.
 TEST_F(Program, SaysThatATripodGainsLittle) {
-    ASSERT_EQ(run("simulate -o b --noise 0.1 --shifts '0,0;0,0;1,0;0.03,-1;-1,2'").code, 0);
-    EXPECT_TRUE(says(run("enhance --pipeline float b -o o.tif").err,
-                     "the frames lie whole pixels apart (a tripod?)"));
+    const struct {
+        const char* shifts;
+        bool tripod, gain;
+    } kCases[] = {{"0,0;0,0;1,0;0.03,-1;-1,2", true, false},
+                  {"0.2,-0.1;0,0;-0.15,0.2;0,0;0.1,0.2", false, false},
+                  {"0.2,-0.1;0,0;-0.45,0.2;0,0;0.1,0.2", false, true}};
+    for (const auto& c : kCases) {
+        std::filesystem::remove_all(path("b"));
+        ASSERT_EQ(run(std::string("simulate -o b --noise 0.1 --shifts '") + c.shifts + "'").code, 0);
+        const std::string err = run("enhance --pipeline float b -o o.tif").err;
+        EXPECT_EQ(says(err, "the frames lie whole pixels apart (a tripod?)"), c.tripod) << err;
+        EXPECT_EQ(says(err, ": gain "), c.gain) << err;
+    }
 }
 
 /// What stays with the sensor, by its kind and how strong it is at least; what moves with the scene is no pattern.
