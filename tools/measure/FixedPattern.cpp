@@ -36,7 +36,10 @@ struct Agreement {
 /// The part of the sensor that sees the image in all frames, or its middle.
 cv::Rect partOf(cv::Size size, const Shifts& shifts) {
     float farthest = 0.0f;
-    for (const cv::Point2f d : shifts) farthest = std::max({farthest, std::abs(d.x), std::abs(d.y)});
+    for (const cv::Point2f d : shifts) {
+        if (!std::isfinite(d.x) || !std::isfinite(d.y)) return {};
+        farthest = std::max({farthest, std::abs(d.x), std::abs(d.y)});
+    }
     const int border =
         kBorder + static_cast<int>(std::ceil(std::min(farthest, static_cast<float>(size.width))));
     const cv::Size left(std::min(size.width - 2 * border, kMostColumns),
