@@ -59,6 +59,7 @@ class Votes {
 
     void look(const std::vector<std::size_t>& group) {
         std::vector<cv::Mat_<float>> images;
+        images.reserve(group.size());
         for (const std::size_t index : group) images.push_back(frames_.read(index));
         const std::size_t reference = images.size() / 2;
         if (!hasAnyValue(images[reference])) return;
