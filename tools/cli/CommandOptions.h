@@ -7,6 +7,7 @@
 #include "tools/commands/Commands.h"
 #include "tools/commands/DefectsCommand.h"
 #include "tools/commands/MeasureCommand.h"
+#include "tools/commands/PatternCommand.h"
 
 namespace oravo::tools {
 
@@ -20,6 +21,8 @@ void addEvaluate(CLI::App& app, EvaluateCommand& command, const std::string& exi
 void addDefects(CLI::App& app, DefectsCommand& command, const std::string& exitCodes);
 /// "measure", likewise.
 void addMeasure(CLI::App& app, MeasureCommand& command, const std::string& exitCodes);
+/// "pattern", likewise.
+void addPattern(CLI::App& app, PatternCommand& command, const std::string& exitCodes);
 
 }  // namespace oravo::tools
 

@@ -11,8 +11,6 @@
 namespace oravo::tools {
 namespace {
 
-constexpr float kLargestBlur = 1e3f;  // far beyond any camera; at 1e30 no weights are left
-
 void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
     sub->add_option(
            "INPUT", c.inputs,
@@ -47,16 +45,8 @@ void addSolverOptions(CLI::App* sub, EnhanceCommand& c) {
                         "Camera description that sets the blur: model number (101 to 108) and field of "
                         "view, such as \"107 FOV 20\"")
             ->check(notEmpty());
-    sub->add_option("--psf-sigma", p.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
-        ->check(numberWithin(0.0f, kLargestBlur, true))
-        ->capture_default_str()
-        ->excludes(camera);
-    sub->add_option("--psf-box", p.psfBox,
-                    "Side of the square that a pixel of the camera averages over, in enlarged pixels: 2 for "
-                    "pixels without gaps. --psf-sigma is that of the optics then (precise pipeline; default: "
-                    "0, --psf-sigma stands for all blur)")
-        ->check(numberWithin(0.0f, 2.0f))
-        ->excludes(camera);
+    addBlurOptions(*sub, p);
+    for (const char* blur : {"--psf-sigma", "--psf-box"}) sub->get_option(blur)->excludes(camera);
     sub->add_option("--tv-weight", p.tvWeight,
                     "Weight of the data against smoothness: larger is sharper, 100 to 10 suit noisy frames")
         ->check(numberWithin(1.0f, kLargestFloat))
@@ -75,11 +65,27 @@ void addSolverOptions(CLI::App* sub, EnhanceCommand& c) {
         ->capture_default_str();
 }
 
+void addPatternOption(CLI::App* sub, EnhanceCommand& c) {
+    sub->add_option_function<std::string>(
+        "--fixed-pattern",
+        [&c](const std::string& text) {
+            c.parameters.findPattern = text != "off";
+            if (text != "off" && text != "auto") c.sensor.pattern = text;
+        },
+        "What the sensor adds to every frame at the same pixels (columns, rows, single pixels): auto: found "
+        "in "
+        "the frames and subtracted where there is one (the precise pipeline's default; needs a scene that "
+        "moves); off: left alone; or the FILE of pattern learn, which is subtracted from the frames of any "
+        "pipeline");
+}
+
 /// What the numbers of the input mean.
 void addValueOptions(CLI::App* sub, EnhanceCommand& c) {
     EnhanceParameters& p = c.parameters;
     addReadOptions(sub, c.reading);
     addDecodeOptions(sub, c.decode);
+    addShutterOption(sub, c.sensor);
+    addPatternOption(sub, c);
     CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
                                      "Values are raw counts: the plausible range is -32768 .. 32767 instead "
                                      "of -274 .. 5000. (The reference pipeline refuses others)");

@@ -31,6 +31,15 @@ void addReadOptions(CLI::App* command, ReadOptions& options) {
         "Leaves out rows of telemetry: 640x480 of frames of 640x482");
 }
 
+void addShutterOption(CLI::App* command, SensorFiles& files) {
+    command
+        ->add_option("--shutter", files.shutter,
+                     "FILE of one or more frames of the closed shutter, a lens cap or another even surface, "
+                     "read as the input is: each frame becomes frame - shutter + mean of the shutter, before "
+                     "any calibration")
+        ->check(notEmpty());
+}
+
 void addDecodeOptions(CLI::App* command, Decode& decode) {
     CLI::Option* encoding = command->add_option_function<std::string>(
         "--encoding",

@@ -8,6 +8,7 @@ namespace {
 
 constexpr int kMostFrames = vision::SrPrecise::kMaxFrames;
 constexpr double kMostSmoothness = 1e6;
+constexpr float kLargestBlur = 1e3f;  // far beyond any camera; at 1e30 no weights are left
 
 /// An option that only some pipelines have a use for.
 struct Limited {
@@ -36,6 +37,30 @@ void refuseUselessOptions(const CLI::App& command, const EnhanceParameters& para
                                               " pipeline " + limited.reason +
                                               (precise ? "; --pipeline float takes this option" : ""));
     }
+    const CLI::Option* pattern = command.get_option("--fixed-pattern");
+    if (!precise && pattern->count() != 0 && pattern->as<std::string>() == "auto") {
+        throw UserError(ExitCode::kUsage,
+                        "--fixed-pattern auto: the " + nameOf(parameters.kind) +
+                            " pipeline finds no pattern by itself; it takes the FILE of pattern learn");
+    }
+}
+
+CLI::Option* addFramesOption(CLI::App& command, EnhanceParameters& parameters, const std::string& manual) {
+    return command.add_option("--frames", parameters.frames, manual)->capture_default_str();
+}
+
+void addBlurOptions(CLI::App& command, EnhanceParameters& parameters) {
+    command
+        .add_option("--psf-sigma", parameters.psfSigma,
+                    "Blur of the camera: standard deviation in enlarged pixels")
+        ->check(numberWithin(0.0f, kLargestBlur, true))
+        ->capture_default_str();
+    command
+        .add_option("--psf-box", parameters.psfBox,
+                    "Side of the square that a pixel of the camera averages over, in enlarged pixels: 2 for "
+                    "pixels without gaps. --psf-sigma is that of the optics then (precise pipeline; default: "
+                    "0, --psf-sigma stands for all blur)")
+        ->check(numberWithin(0.0f, 2.0f));
 }
 
 void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
@@ -51,13 +76,10 @@ void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
             "correlation, for even widths; the image lies on the newest frame; sums in single precision)")
         ->check(CLI::IsMember(pipelineNames()))
         ->default_str(nameOf(p.kind));
-    command
-        .add_option(
-            "--frames", p.frames,
-            "The most frames that an image is made of, the newest ones (precise pipeline; the others take "
-            "five)")
-        ->check(CLI::Range(1, kMostFrames))
-        ->capture_default_str();
+    addFramesOption(command, p,
+                    "The most frames that an image is made of, the newest ones (precise pipeline; the others "
+                    "take five)")
+        ->check(CLI::Range(1, kMostFrames));
     command
         .add_option(
             "--smoothness", p.smoothness,

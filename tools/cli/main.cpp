@@ -79,6 +79,8 @@ void runCommandLine(int argc, char** argv) {
     addDefects(app, defectsCommand, kExitCodes);
     MeasureCommand measureCommand;
     addMeasure(app, measureCommand, kExitCodes);
+    PatternCommand patternCommand;
+    addPattern(app, patternCommand, kExitCodes);
     try {
         refuseUnknownCommand(app, argc, argv);
         app.parse(argc, argv);

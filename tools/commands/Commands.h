@@ -9,6 +9,7 @@
 
 #include "tools/enhance/Enlarged.h"
 #include "tools/input/FrameReader.h"
+#include "tools/input/SensorCorrection.h"
 #include "tools/pictures/ColourScale.h"
 #include "tools/values/Decode.h"
 #include "vision/superresolution/Defaults.h"
@@ -37,6 +38,7 @@ struct EnhanceCommand {
     int jobs = 0;  ///< 0: the inputs are one recording; else each is one, for so many processes
     ReadOptions reading;
     Decode decode;
+    SensorFiles sensor;
     std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
     ResultOptions results;
     EnhanceParameters parameters;

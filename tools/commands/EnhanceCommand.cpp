@@ -57,8 +57,13 @@ PlausibleRange plausibleFor(const PipelineParameters& parameters) {
 
 ValueOptions valueOptions(const EnhanceCommand& command) {
     const PipelineParameters& p = command.parameters;
-    return {command.decode,  command.calibration, command.reading,
-            plausibleFor(p), p.rawCounts,         p.rawCounts && p.kind == PipelineKind::reference};
+    return {command.decode,
+            command.calibration,
+            command.sensor,
+            command.reading,
+            plausibleFor(p),
+            p.rawCounts,
+            p.rawCounts && p.kind == PipelineKind::reference};
 }
 
 EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
@@ -239,7 +244,9 @@ void requireEnoughFrames(const EnhanceCommand& command, std::size_t given) {
 void enhance(const EnhanceCommand& command) {
     FrameReader reader(command.inputs, command.reading);
     requireEnoughFrames(command, reader.count());
-    const InputFiles inputs{reader, command.inputs, command.calibration};
+    std::vector<std::string> others = command.calibration;
+    for (const std::string& name : command.sensor.names()) others.push_back(name);
+    const InputFiles inputs{reader, command.inputs, others};
     if (!command.shiftsFile.empty()) {
         checkTarget(command.shiftsFile, {".csv", ".txt"});
         if (inputs.contain(command.shiftsFile)) {

@@ -48,6 +48,7 @@ std::vector<Fact> inputFacts(const EnhanceCommand& command, const FrameReader& r
     if (const std::optional<cv::Rect>& crop = command.reading.crop) {
         facts.push_back({"crop", sizeText(crop->size()) + format(" at (%d, %d)", crop->x, crop->y)});
     }
+    if (!command.sensor.shutter.empty()) facts.push_back({"shutter", command.sensor.shutter});
     if (!command.calibration.empty()) facts.push_back({"calibration", command.calibration});
     return facts;
 }
@@ -68,6 +69,11 @@ std::vector<Fact> parameterFacts(const EnhanceCommand& command, const EnhancePar
         facts.push_back({"iterations", static_cast<double>(p.iterations)});
         facts.push_back({"relative-residue", asDouble(p.relativeResidue)});
         facts.push_back({"registration-error", asDouble(p.registrationError)});
+    }
+    if (!command.sensor.pattern.empty()) {
+        facts.push_back({"fixed-pattern", command.sensor.pattern});
+    } else if (p.kind == PipelineKind::precise) {
+        facts.push_back({"fixed-pattern", std::string(p.findPattern ? "auto" : "off")});
     }
     if (!command.camera.empty()) facts.push_back({"camera", command.camera});
     return facts;

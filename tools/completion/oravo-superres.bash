@@ -6,8 +6,9 @@ _oravo_superres() {
     COMPREPLY=()
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            enhance | simulate | evaluate | defects | measure) [ "${#command[@]}" -eq 0 ] && command=("$word") ;;
+            enhance | simulate | evaluate | defects | measure | pattern) [ "${#command[@]}" -eq 0 ] && command=("$word") ;;
             detect | repair | merge) [ "${command[*]}" = defects ] && command+=("$word") ;;
+            learn) [ "${command[*]}" = pattern ] && command+=("$word") ;;
             blur) [ "${command[*]}" = measure ] && command+=("$word") ;;
         esac
     done
@@ -22,7 +23,7 @@ _oravo_superres() {
     elif [[ $current == -* ]]; then
         words=$(sed -nE 's/^ +((-[a-z]),)?(--[a-z-]+).*/\2 \3/p' <<<"$help")
         mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
-    elif [ "${#command[@]}" -eq 0 ] || [[ ${command[*]} =~ ^(defects|measure)$ ]]; then
+    elif [ "${#command[@]}" -eq 0 ] || [[ ${command[*]} =~ ^(defects|measure|pattern)$ ]]; then
         words=$(sed -nE '/^Subcommands:/,/^$/s/^  ([a-z]+) .*/\1/p' <<<"$help")
         mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
     else

@@ -32,6 +32,7 @@ struct PipelineParameters {
     bool rawCounts = false;
     int frames = 12;          ///< of the precise pipeline: the most that an image is made of
     double smoothness = 0.0;  ///< of the precise pipeline: weight of its prior; 0 lets it choose
+    bool findPattern = true;  ///< of the precise pipeline
     bool timing = false;      ///< lets the library's timing report through to standard output
 };
 

@@ -10,30 +10,6 @@
 namespace oravo::tools {
 namespace {
 
-vision::SrPrecise acceptedEngine(cv::Size size, const EnhanceParameters& p,
-                                 std::function<void(double)> progress) {
-    vision::SrPreciseOptions options;
-    const PlausibleRange range = PlausibleRange::of(p.rawCounts);
-    options.factor = Pipeline::kFactor;
-    options.psfSigma = p.psfSigma;
-    options.psfBox = p.psfBox;
-    options.lowest = range.lowest;
-    options.highest = range.highest;
-    options.smoothness = p.smoothness;
-    if (progress) {
-        options.progress = [progress = std::move(progress)](double share) {
-            progress(share);
-            return true;
-        };
-    }
-    try {
-        return {size.width, size.height, options};
-    } catch (...) {
-        if (currentExceptionIsLackOfMemory()) throw;
-        throw UserError(ExitCode::kUsage, currentExceptionText());
-    }
-}
-
 /// Keeps what the engine found out about frames that take part, and the numbers of the others.
 void divideFrames(vision::SrPreciseResult& result, const Frames& window, Enlarged& enlarged) {
     std::vector<vision::SrPreciseFrame> used;
@@ -53,11 +29,36 @@ void divideFrames(vision::SrPreciseResult& result, const Frames& window, Enlarge
 
 }  // namespace
 
+vision::SrPrecise preciseEngine(cv::Size size, const EnhanceParameters& p,
+                                std::function<void(double)> progress) {
+    vision::SrPreciseOptions options;
+    const PlausibleRange range = PlausibleRange::of(p.rawCounts);
+    options.factor = Pipeline::kFactor;
+    options.psfSigma = p.psfSigma;
+    options.psfBox = p.psfBox;
+    options.lowest = range.lowest;
+    options.highest = range.highest;
+    options.smoothness = p.smoothness;
+    options.findPattern = p.findPattern;
+    if (progress) {
+        options.progress = [progress = std::move(progress)](double share) {
+            progress(share);
+            return true;
+        };
+    }
+    try {
+        return {size.width, size.height, options};
+    } catch (...) {
+        if (currentExceptionIsLackOfMemory()) throw;
+        throw UserError(ExitCode::kUsage, currentExceptionText());
+    }
+}
+
 PreciseRunner::PreciseRunner(cv::Size frameSize, const EnhanceParameters& parameters, Findings& findings,
                              std::function<void(double)> progress)
     : parameters_(parameters),
       findings_(findings),
-      engine_(acceptedEngine(frameSize, parameters, std::move(progress))) {
+      engine_(preciseEngine(frameSize, parameters, std::move(progress))) {
 }
 
 std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal) {

@@ -7,6 +7,11 @@
 
 namespace oravo::tools {
 
+/// The engine for frames of a size. Throws UserError for what it refuses.
+/// @param progress  gets the share of a run that is done; may be empty
+vision::SrPrecise preciseEngine(cv::Size size, const EnhanceParameters& parameters,
+                                std::function<void(double)> progress);
+
 /// Enlarges windows of frames by the precise pipeline, which chooses and weighs them itself, and says what there is to
 /// doubt about each image.
 class PreciseRunner final : public Reconstructor {

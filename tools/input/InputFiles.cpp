@@ -8,7 +8,7 @@ namespace oravo::tools {
 
 bool InputFiles::contain(const std::string& path) const {
     const auto is = [&](const std::string& text) { return isSameFile(text, path); };
-    return frames.readsFrom(path) || std::any_of(calibration.begin(), calibration.end(), is);
+    return frames.readsFrom(path) || std::any_of(others.begin(), others.end(), is);
 }
 
 bool InputFiles::lieIn(const std::string& folder) const {

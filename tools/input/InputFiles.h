@@ -11,8 +11,8 @@ namespace oravo::tools {
 /// What a run reads, and must not write. Refers to what it is made of.
 struct InputFiles {
     const FrameReader& frames;
-    const std::vector<std::string>& named;        ///< files and folders of frames, as on the command line
-    const std::vector<std::string>& calibration;  ///< files among other texts
+    const std::vector<std::string>& named;  ///< files and folders of frames, as on the command line
+    std::vector<std::string> others;        ///< files among other texts
 
     /// Whether the file of this name is read.
     bool contain(const std::string& path) const;

@@ -8,6 +8,7 @@ namespace oravo::tools {
 ValueReader::ValueReader(FrameReader& reader, const ValueOptions& options, Findings& findings)
     : reader_(reader),
       decode_(options.decode),
+      correction_(options.sensor, decode_, options.reading, reader.storedSize()),
       rawCounts_(options.rawCounts),
       wantsSignedCounts_(options.signedCounts),
       outside_(options.plausible) {
@@ -19,7 +20,9 @@ ValueReader::ValueReader(FrameReader& reader, const ValueOptions& options, Findi
 ValueReader::Frame ValueReader::read(std::size_t index) {
     const std::string name = reader_.name(index);
     Frame frame{decode_(reader_.read(index), name), {}, false};
+    correction_.takeOffShutter(frame.values, calibration_.has_value() || wantsSignedCounts_);
     if (calibration_) frame.values = (*calibration_)(frame.values, name);
+    correction_.takeOffPattern(frame.values, wantsSignedCounts_);
     if (wantsSignedCounts_) signedCounts(frame.values, name);
     const std::size_t outside = outside_.add(frame.values, index, name);
     if (index == 0 && outside == frame.values.total()) {

@@ -8,6 +8,7 @@
 #include "tools/base/Guard.h"
 #include "tools/input/Calibration.h"
 #include "tools/input/FrameReader.h"
+#include "tools/input/SensorCorrection.h"
 #include "tools/values/PlausibleRange.h"
 
 namespace oravo::tools {
@@ -16,13 +17,14 @@ namespace oravo::tools {
 struct ValueOptions {
     const Decode& decode;
     const std::vector<std::string>& calibration;  ///< none, or the four texts that Calibration takes
-    const ReadOptions& reading;                   ///< of the frames
-    PlausibleRange plausible;                     ///< what the pipeline does not take for a defect
-    bool rawCounts;                               ///< the output is in counts
-    bool signedCounts;                            ///< and these have to be integers of 16 bits
+    const SensorFiles& sensor;
+    const ReadOptions& reading;  ///< of the frames
+    PlausibleRange plausible;    ///< what the pipeline does not take for a defect
+    bool rawCounts;              ///< the output is in counts
+    bool signedCounts;           ///< and these have to be integers of 16 bits
 };
 
-/// A recording's frames in the unit of the output: decoded, and calibrated where that was asked for. Keeps count of
+/// A recording's frames in the unit of the output: decoded, and corrected and calibrated where that was asked for. Keeps count of
 /// values outside the plausible range, and refuses a recording that begins with nothing else.
 class ValueReader {
   public:
@@ -49,6 +51,7 @@ class ValueReader {
 
     FrameReader& reader_;
     Decode decode_;
+    SensorCorrection correction_;
     std::optional<Calibration> calibration_;
     bool rawCounts_;
     bool wantsSignedCounts_;

@@ -157,7 +157,7 @@ TEST_F(Program, ManualAndCompletionKnowEveryOption) {
     ASSERT_NE(manual, "");
     std::string all;
     for (const char* command : {"enhance", "simulate", "evaluate", "defects detect", "defects repair",
-                                "defects merge", "measure blur"}) {
+                                "defects merge", "measure blur", "pattern learn"}) {
         const std::string help = run(std::string(command) + " --help").out;
         const std::regex option("\\n +(?:-[a-z],)?--([a-z-]+)");
         for (std::sregex_iterator i(help.begin(), help.end(), option), end; i != end; ++i) {
@@ -174,7 +174,7 @@ TEST_F(Program, ManualAndCompletionKnowEveryOption) {
         run("--version; bash try.bash >completed");
         return text(path("completed"));
     };
-    EXPECT_EQ(completed("''"), "enhance simulate evaluate defects measure\n");
+    EXPECT_EQ(completed("''"), "enhance simulate evaluate defects measure pattern\n");
     EXPECT_EQ(completed("enhance b --every --tv"), "--tv-weight\n");
     EXPECT_EQ(completed("enhance b --registration ''"), "corners phase\n");
     EXPECT_EQ(completed("enhance b --encoding deci"),

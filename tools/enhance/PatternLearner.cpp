@@ -1,0 +1,76 @@
+#include "tools/enhance/PatternLearner.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "tools/enhance/PreciseRunner.h"
+
+namespace oravo::tools {
+namespace {
+
+constexpr double kLeastMovement = 0.25;  ///< standard deviation of the shifts, in pixels, as of the engine
+
+bool sceneMoved(const vision::SrPreciseResult& result) {
+    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
+    for (const vision::SrPreciseFrame& frame : result.frames) {
+        if (!frame.used) continue;
+        n += 1.0;
+        x += frame.dx;
+        y += frame.dy;
+        squares += frame.dx * frame.dx + frame.dy * frame.dy;
+    }
+    return n > 1.0 && squares / n - (x * x + y * y) / (n * n) > kLeastMovement * kLeastMovement;
+}
+
+}  // namespace
+
+PatternLearner::PatternLearner(cv::Size frameSize, const EnhanceParameters& parameters)
+    : engine_(preciseEngine(frameSize, parameters, {})),
+      pattern_(frameSize, 0.0f),
+      mean_(frameSize, 0.0),
+      squares_(frameSize, 0.0) {
+}
+
+void PatternLearner::learn(const std::vector<cv::Mat_<float>>& frames) {
+    std::vector<cv::Mat_<float>> corrected;
+    for (const cv::Mat_<float>& frame : frames) {
+        corrected.emplace_back();
+        cv::subtract(frame, pattern_, corrected.back());
+    }
+    const vision::SrPreciseResult result = engine_.compute(corrected, static_cast<int>(frames.size()) / 2);
+    if (result.pattern.empty()) {
+        ++(sceneMoved(result) ? pass_.without : pass_.still);
+        return;
+    }
+    const auto used = std::count_if(result.frames.begin(), result.frames.end(),
+                                    [](const vision::SrPreciseFrame& frame) { return frame.used; });
+    const double weight = static_cast<double>(used);
+    weight_ += weight;
+    pass_.frames += static_cast<std::size_t>(used);
+    ++pass_.found;
+    // D. H. D. West, "Updating mean and variance estimates", Communications of the ACM 22(9), 1979.
+    for (int y = 0; y < mean_.rows; ++y) {
+        for (int x = 0; x < mean_.cols; ++x) {
+            const double difference = result.pattern(y, x) - mean_(y, x);
+            mean_(y, x) += difference * weight / weight_;
+            squares_(y, x) += weight * difference * (result.pattern(y, x) - mean_(y, x));
+        }
+    }
+}
+
+PatternLearner::Pass PatternLearner::endPass() {
+    Pass pass = pass_;
+    if (pass.found > 1) pass.error = std::sqrt(cv::mean(squares_)[0] / weight_ / (pass.found - 1));
+    if (pass.tells()) {
+        for (int y = 0; y < mean_.rows; ++y) {
+            for (int x = 0; x < mean_.cols; ++x) pattern_(y, x) += static_cast<float>(mean_(y, x));
+        }
+    }
+    pass_ = Pass();
+    weight_ = 0.0;
+    mean_ = 0.0;
+    squares_ = 0.0;
+    return pass;
+}
+
+}  // namespace oravo::tools
