@@ -6,6 +6,35 @@ namespace {
 
 constexpr float kLargestBlur = 100.0f;  // the taps of the camera reach five times as far
 
+/// What frames are taken of, and by what camera.
+void addSceneAndCamera(CLI::App* sub, SimulateCommand& c) {
+    sub->add_option("--scene", c.scene,
+                    "Picture to take frames of instead of the rendered scene: its middle, twice the size of "
+                    "the frames")
+        ->check(notEmpty());
+    sub->add_option("--scale", c.sceneDecode.scale, "Decode of that picture: value = SCALE * stored + OFFSET")
+        ->check(scaleFactor())
+        ->capture_default_str();
+    sub->add_option("--offset", c.sceneDecode.offset, "See --scale")
+        ->check(numberWithin(-kUnbounded, kUnbounded))
+        ->capture_default_str();
+    sub->add_option("--max-shift", c.maxShift, "Largest random displacement in x and y, in pixels")
+        ->check(numberWithin(0.0, 1000.0))
+        ->capture_default_str();
+    sub->add_option("--noise", c.noise, "Standard deviation of the noise, in degrees Celsius")
+        ->check(numberWithin(0.0, 1e6))
+        ->capture_default_str();
+    sub->add_option("--psf-sigma", c.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
+        ->check(numberWithin(0.0f, kLargestBlur, true))
+        ->capture_default_str();
+    sub->add_option("--defects", c.defects, "Isolated pixels that carry status codes instead of values")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    sub->add_option("--seed", c.seed, "Seed of random displacements, noise and defects")
+        ->check(wholeNumber())
+        ->capture_default_str();
+}
+
 }  // namespace
 
 void addSimulate(CLI::App& app, SimulateCommand& c, const std::string& exitCodes) {
@@ -34,31 +63,7 @@ void addSimulate(CLI::App& app, SimulateCommand& c, const std::string& exitCodes
            "Displacements of the frames in pixels, x right, y down: \"dx,dy;dx,dy;...\" or a file with "
            "lines that end in dx,dy; frame(p + d) = reference(p)")
         ->check(notEmpty());
-    sub->add_option("--scene", c.scene,
-                    "Picture to take frames of instead of the rendered scene: its middle, twice the size of "
-                    "the frames")
-        ->check(notEmpty());
-    sub->add_option("--scale", c.sceneDecode.scale, "Decode of that picture: value = SCALE * stored + OFFSET")
-        ->check(scaleFactor())
-        ->capture_default_str();
-    sub->add_option("--offset", c.sceneDecode.offset, "See --scale")
-        ->check(numberWithin(-kUnbounded, kUnbounded))
-        ->capture_default_str();
-    sub->add_option("--max-shift", c.maxShift, "Largest random displacement in x and y, in pixels")
-        ->check(numberWithin(0.0, 1000.0))
-        ->capture_default_str();
-    sub->add_option("--noise", c.noise, "Standard deviation of the noise, in degrees Celsius")
-        ->check(numberWithin(0.0, 1e6))
-        ->capture_default_str();
-    sub->add_option("--psf-sigma", c.psfSigma, "Blur of the camera: standard deviation in enlarged pixels")
-        ->check(numberWithin(0.0f, kLargestBlur, true))
-        ->capture_default_str();
-    sub->add_option("--defects", c.defects, "Isolated pixels that carry status codes instead of values")
-        ->check(CLI::Range(0, 1000000))
-        ->capture_default_str();
-    sub->add_option("--seed", c.seed, "Seed of random displacements, noise and defects")
-        ->check(wholeNumber())
-        ->capture_default_str();
+    addSceneAndCamera(sub, c);
     sub->footer(exitCodes);
     sub->callback([&c] { simulate(c); });
 }

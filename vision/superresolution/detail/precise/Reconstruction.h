@@ -59,6 +59,7 @@ class Reconstruction {
     // Limits of a final image, of all frames or of the reference alone.
     static constexpr int kFinalFreezes = 5;
     static constexpr int kFinalSteps = 6;
+    static constexpr double kPlaced = 0.1;  ///< share of the work that is done once all frames are placed
 
     void normalise();
     void placeFrames();

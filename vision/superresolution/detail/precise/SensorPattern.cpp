@@ -58,44 +58,46 @@ double SensorPattern::noiseVariance(const std::vector<FrameState>& frames) const
     return used < 2.0 ? 0.0 : varianceByMedian(scatter) * used / (used - 1.0);
 }
 
-bool SensorPattern::addLines(bool columns, double noise) {
-    const int lines = columns ? width_ : height_;
-    const int length = columns ? height_ : width_;
-    const auto pixel = [&](int line, int at) {
-        const int x = columns ? line : at;
-        const int y = columns ? at : line;
-        return static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) + static_cast<std::size_t>(x);
-    };
-    std::vector<double> level(static_cast<std::size_t>(lines));
-    double explained = 0.0;
+std::vector<double> SensorPattern::lineLevels(const Lines& lines, double noise, double& explained) const {
+    std::vector<double> levels;
     std::vector<float> values;
-    for (int line = 0; line < lines; ++line) {
+    explained = 0.0;
+    for (int line = 0; line < lines.count; ++line) {
         double weight = 0.0;
         values.clear();
-        for (int at = 0; at < length; ++at) {
-            const std::size_t q = pixel(line, at);
+        for (int at = 0; at < lines.length; ++at) {
+            const std::size_t q = lines.pixel(line, at);
             if (!(weight_[q] > 0.0f)) continue;
             values.push_back(common_[q] - pattern_[q]);
             weight += weight_[q];
         }
-        level[static_cast<std::size_t>(line)] = medianOf(values);
+        levels.push_back(medianOf(values));
         if (weight > 0.0) explained += kMedianLoss * noise / weight;
     }
+    return levels;
+}
+
+bool SensorPattern::addLines(bool columns, double noise) {
+    const Lines lines{columns, columns ? width_ : height_, columns ? height_ : width_};
+    double explained = 0.0;
+    const std::vector<double> level = lineLevels(lines, noise, explained);
     std::vector<double> deviation(level);
     double seen = 0.0;
-    for (int line = 0; line < lines; ++line) {
-        const int first = std::max(0, line - kLineRadius), last = std::min(lines - 1, line + kLineRadius);
+    for (int line = 0; line < lines.count; ++line) {
+        const int first = std::max(0, line - kLineRadius),
+                  last = std::min(lines.count - 1, line + kLineRadius);
         double mean = 0.0;
         for (int i = first; i <= last; ++i) mean += level[static_cast<std::size_t>(i)] / (last - first + 1);
-        deviation[static_cast<std::size_t>(line)] -= mean;
-        seen += deviation[static_cast<std::size_t>(line)] * deviation[static_cast<std::size_t>(line)];
+        double& own = deviation[static_cast<std::size_t>(line)];
+        own -= mean;
+        seen += own * own;
     }
     if (!(seen > kLineEvidence * explained)) return false;
     const double own = seen - kLineNoise * explained;
     const double share = own / (own + explained);
-    for (int line = 0; line < lines; ++line) {
+    for (int line = 0; line < lines.count; ++line) {
         const float amount = static_cast<float>(share * deviation[static_cast<std::size_t>(line)]);
-        for (int at = 0; at < length; ++at) pattern_[pixel(line, at)] += amount;
+        for (int at = 0; at < lines.length; ++at) pattern_[lines.pixel(line, at)] += amount;
     }
     return true;
 }

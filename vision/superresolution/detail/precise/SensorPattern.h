@@ -26,6 +26,20 @@ class SensorPattern {
   private:
     void averageMisfit(const std::vector<FrameState>& frames);
     double noiseVariance(const std::vector<FrameState>& frames) const;
+    /// The columns or the rows of the sensor.
+    struct Lines {
+        bool columns;
+        int count, length;
+
+        std::size_t pixel(int line, int at) const {
+            const int width = columns ? count : length;
+            return static_cast<std::size_t>(columns ? at : line) * static_cast<std::size_t>(width) +
+                   static_cast<std::size_t>(columns ? line : at);
+        }
+    };
+
+    /// The median of each line, and the sum of the variances that noise explains of them.
+    std::vector<double> lineLevels(const Lines& lines, double noise, double& explained) const;
     bool addLines(bool columns, double noise);
     bool addPixels(double noise, double frames);
 

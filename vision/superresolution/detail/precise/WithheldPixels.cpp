@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <optional>
 
 #include "vision/superresolution/detail/precise/BicubicReference.h"
 #include "vision/superresolution/detail/precise/Elementary.h"
@@ -37,6 +38,46 @@ double vertex(double x1, double y1, double x2, double y2, double x3, double y3) 
     const double denominator = (x2 - x1) * (y2 - y3) - (x2 - x3) * (y2 - y1);
     return std::abs(denominator) > 1e-12 ? x2 - 0.5 * numerator / denominator : x2;
 }
+
+struct Trial {
+    double exponent, error;  ///< strength over the guess, as a power of two; mean squared error
+};
+
+/// Strengths that were tried, from the smallest to the largest.
+class Trials {
+  public:
+    void add(const Trial& trial) {
+        const auto smaller = [](const Trial& p, const Trial& q) { return p.exponent < q.exponent; };
+        all_.insert(std::upper_bound(all_.begin(), all_.end(), trial, smaller), trial);
+    }
+
+    /// What to try next: beyond the best where it lies at an end, else the middle of the wider gap beside it. None where
+    /// both are narrow.
+    std::optional<double> next() const {
+        const auto at = best();
+        if (at == all_.begin()) return at->exponent - kReach;
+        if (at + 1 == all_.end()) return at->exponent + kReach;
+        const double below = at->exponent - (at - 1)->exponent, above = (at + 1)->exponent - at->exponent;
+        if (std::max(below, above) < kCloseEnough) return std::nullopt;
+        return below > above ? at->exponent - 0.5 * below : at->exponent + 0.5 * above;
+    }
+
+    /// Of a parabola through the logarithms of the best three errors.
+    double minimum() const {
+        const auto at = best();
+        if (at == all_.begin() || at + 1 == all_.end()) return at->exponent;
+        return vertex((at - 1)->exponent, logarithm((at - 1)->error), at->exponent, logarithm(at->error),
+                      (at + 1)->exponent, logarithm((at + 1)->error));
+    }
+
+  private:
+    std::vector<Trial>::const_iterator best() const {
+        return std::min_element(all_.begin(), all_.end(),
+                                [](const Trial& p, const Trial& q) { return p.error < q.error; });
+    }
+
+    std::vector<Trial> all_;
+};
 
 }  // namespace
 
@@ -126,42 +167,18 @@ WithheldChoice WithheldPixels::choose(double guess) {
     choice.strength = guess;
     choice.frameNoise = frameNoise(frames_[static_cast<std::size_t>(reference_)], grid_.width, grid_.height);
     if (held_.empty()) return choice;
-    std::vector<Trial> trials;
+    Trials trials;
     const auto attempt = [&](double exponent) {
-        const Trial trial{exponent, predict(guess * powerOfTwo(exponent))};
-        trials.insert(
-            std::upper_bound(trials.begin(), trials.end(), trial,
-                             [](const Trial& p, const Trial& q) { return p.exponent < q.exponent; }),
-            trial);
-    };
-    const auto best = [&trials] {
-        return std::min_element(trials.begin(), trials.end(),
-                                [](const Trial& p, const Trial& q) { return p.error < q.error; });
+        trials.add({exponent, predict(guess * powerOfTwo(exponent))});
     };
     // From smooth to sharp, each image starting from the one before.
     for (const double exponent : {kReach, 0.0, -kReach}) attempt(exponent);
     for (int i = 0; i < kRefinements; ++i) {
-        const auto at = best();
-        double next = 0.0;
-        if (at == trials.begin()) {
-            next = at->exponent - kReach;
-        } else if (at + 1 == trials.end()) {
-            next = at->exponent + kReach;
-        } else {
-            const double below = at->exponent - (at - 1)->exponent, above = (at + 1)->exponent - at->exponent;
-            if (std::max(below, above) < kCloseEnough) break;
-            next = below > above ? at->exponent - 0.5 * below : at->exponent + 0.5 * above;
-        }
-        if (std::abs(next) > kFarthest) break;
-        attempt(next);
+        const std::optional<double> next = trials.next();
+        if (!next || std::abs(*next) > kFarthest) break;
+        attempt(*next);
     }
-    const auto at = best();
-    double exponent = at->exponent;
-    if (at != trials.begin() && at + 1 != trials.end()) {
-        exponent = vertex((at - 1)->exponent, logarithm((at - 1)->error), exponent, logarithm(at->error),
-                          (at + 1)->exponent, logarithm((at + 1)->error));
-    }
-    choice.strength = guess * powerOfTwo(exponent);
+    choice.strength = guess * powerOfTwo(trials.minimum());
     predict(choice.strength);
     choice.error = std::sqrt(squaredError(false, choice.pixels));
     choice.bicubicError = std::sqrt(bicubicSquaredError());

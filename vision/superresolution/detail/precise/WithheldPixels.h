@@ -42,9 +42,6 @@ class WithheldPixels {
         std::size_t frame, pixel;
         float weight;
     };
-    struct Trial {
-        double exponent, error;  ///< strength over the guess, as a power of two; mean squared error
-    };
 
     void withhold();
     double predict(double strength);
