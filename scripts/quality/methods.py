@@ -7,7 +7,6 @@ import tempfile
 import time
 from dataclasses import dataclass, field
 from pathlib import Path
-from unittest import mock
 
 import numpy as np
 from PIL import Image
@@ -93,15 +92,7 @@ class Methods:
 
     def precise_patternless(self, burst):
         """Precise without a search for fixed patterns, to see whether that does harm."""
-        from oravo_superres import _burst
-
-        class Handle(_burst._Handle):
-            def __init__(self, width, height, options):
-                options.find_pattern = 0
-                super().__init__(width, height, options)
-
-        with mock.patch.object(_burst, "_Handle", Handle):
-            return self.precise_library(burst)
+        return self.precise_library(burst, find_pattern=False)
 
     def precise_given(self, burst):
         """Precise, given the camera's blur."""
