@@ -6,23 +6,6 @@
 #include "tools/enhance/PreciseRunner.h"
 
 namespace oravo::tools {
-namespace {
-
-constexpr double kLeastMovement = 0.25;  ///< standard deviation of the shifts, in pixels, as of the engine
-
-bool sceneMoved(const vision::SrPreciseResult& result) {
-    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
-    for (const vision::SrPreciseFrame& frame : result.frames) {
-        if (!frame.used) continue;
-        n += 1.0;
-        x += frame.dx;
-        y += frame.dy;
-        squares += frame.dx * frame.dx + frame.dy * frame.dy;
-    }
-    return n > 1.0 && squares / n - (x * x + y * y) / (n * n) > kLeastMovement * kLeastMovement;
-}
-
-}  // namespace
 
 PatternLearner::PatternLearner(cv::Size frameSize, const EnhanceParameters& parameters)
     : engine_(preciseEngine(frameSize, parameters, {})),
@@ -39,7 +22,7 @@ void PatternLearner::learn(const std::vector<cv::Mat_<float>>& frames) {
     }
     const vision::SrPreciseResult result = engine_.compute(corrected, static_cast<int>(frames.size()) / 2);
     if (result.pattern.empty()) {
-        ++(sceneMoved(result) ? pass_.without : pass_.still);
+        ++(vision::detail::hardlyMoves(result, corrected) ? pass_.still : pass_.without);
         return;
     }
     const auto used = std::count_if(result.frames.begin(), result.frames.end(),

@@ -343,6 +343,10 @@ TEST_F(Program, SaysThatATripodGainsLittle) {
         EXPECT_EQ(says(err, "the frames lie whole pixels apart (a tripod?)"), c.tripod) << err;
         EXPECT_EQ(says(err, ": gain "), c.gain) << err;
     }
+    ASSERT_EQ(run("simulate -o c --noise 0.02 --shifts '0,0;0.3,0.2;0,0.3;0.2,0;0.15,0.3'").code, 0);
+    EXPECT_TRUE(says(run("enhance c -o o.tif").err,
+                     "warning: frame 4: the frames hardly move, by less than a quarter of "
+                     "a pixel: a fixed pattern of the sensor would pass for detail"));
 }
 
 /// What stays with the sensor, by its kind and how strong it is at least; what moves with the scene is no pattern.

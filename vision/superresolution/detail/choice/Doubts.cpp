@@ -16,6 +16,8 @@ constexpr double kSure = 3.0;
 constexpr double kMostPhaseSpread = 0.25;
 /// Pixels that turn or zoom move the corners of a frame by, from which on it samples all fractions of a pixel.
 constexpr double kCornersOff = 0.5;
+/// Standard deviation of the shifts, in pixels, below which the engine looks for no pattern of the sensor.
+constexpr double kLeastMovement = 0.25;
 
 bool isWhole(double remainder, double error) {
     return std::abs(remainder) < std::clamp(kSure * error, kPhaseSpread, kMostPhaseSpread);
@@ -80,6 +82,20 @@ bool samePhase(const std::vector<cv::Mat_<float>>& frames, const std::vector<cv:
     return true;
 }
 
+bool hardlyMoves(const SrPreciseResult& result, const std::vector<cv::Mat_<float>>& frames) {
+    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const SrPreciseFrame& frame = result.frames[i];
+        if (!frame.used) continue;
+        if (isTurned(frame, frames[i].size())) return false;
+        n += 1.0;
+        x += frame.dx;
+        y += frame.dy;
+        squares += frame.dx * frame.dx + frame.dy * frame.dy;
+    }
+    return squares / n - (x * x + y * y) / (n * n) < kLeastMovement * kLeastMovement;
+}
+
 std::string doubtAbout(const SrPreciseResult& result, const std::vector<cv::Mat_<float>>& frames,
                        std::size_t reference) {
     const auto used = std::count_if(result.frames.begin(), result.frames.end(),
@@ -101,6 +117,11 @@ std::string doubtAbout(const SrPreciseResult& result, const std::vector<cv::Mat_
     if (areInPhase(result, frames, reference)) {
         return "the frames lie whole pixels apart (a tripod?): they hold less noise together, but no more "
                "detail than one of them";
+    }
+    if (hardlyMoves(result, frames)) {
+        return "the frames hardly move, by less than a quarter of a pixel: a fixed pattern of the sensor "
+               "would pass "
+               "for detail";
     }
     return "";
 }
