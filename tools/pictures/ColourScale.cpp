@@ -112,7 +112,8 @@ ColourScale ColourScale::of(const cv::Mat_<float>& image, const Palette& palette
 ColourScale ColourScale::withoutOutliers(const cv::Mat_<float>& image, const Palette& palette) {
     constexpr double kOutliers = 0.05;  // percent
     constexpr double kMostSpan = 0.5;   // of that of all other values
-    const ColourScale all = of(image, palette), most = of(image, palette, kOutliers);
+    ColourScale all = of(image, palette);
+    const ColourScale most = of(image, palette, kOutliers);
     const double spare = kMostSpan * (most.highest - most.lowest);
     if (!(spare > 0.0)) return all;
     return within(most.lowest - all.lowest > spare ? most.lowest : all.lowest,

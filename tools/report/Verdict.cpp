@@ -136,6 +136,7 @@ std::vector<std::string> leftOutOf(const Report& r) {
     std::vector<std::string> all;
     std::map<std::string, std::vector<std::size_t>> numbers;
     for (const LeftOutFrame& frame : r.leftOut) numbers[frame.reason].push_back(frame.number);
+    all.reserve(numbers.size());
     for (const auto& [reason, frames] : numbers) all.push_back(framesLeftOut(reason, frames));
     for (const Guard& guard : r.guards) {
         if (leavesOut(guard) && !isListedByFrame(r, guard))
