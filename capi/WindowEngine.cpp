@@ -44,15 +44,6 @@ std::string displacement(const std::vector<cv::Point2f>& shifts, int pixels) {
     return "a frame moved";
 }
 
-/// Whether shifts are as near to whole pixels as those of a tripod, which noise leads astray by some tenths. To find them
-/// anew takes as long as half a run of small frames, too long to do so for every frame of a moving camera.
-bool mayBeInPhase(const std::vector<cv::Point2f>& shifts) {
-    constexpr float kMostAstray = 0.35f;
-    const auto isNear = [](float d) { return std::abs(d - std::round(d)) < kMostAstray; };
-    return std::all_of(shifts.begin(), shifts.end(),
-                       [&](cv::Point2f d) { return isNear(d.x) && isNear(d.y); });
-}
-
 class WindowEngine final : public BurstEngine {
   public:
     WindowEngine(const BurstSettings& settings, BurstCallbacks& callbacks)
@@ -95,7 +86,8 @@ class WindowEngine final : public BurstEngine {
         }
         result.warnings = warnings(gain, {shifts.begin(), shifts.begin() + static_cast<long>(frames.size())});
         const std::size_t place = frames.size() - 1 - static_cast<std::size_t>(reference);
-        if (frames.size() > 1 && mayBeInPhase(shifts) && vision::detail::samePhase(frames, shifts, place))
+        if (frames.size() > 1 && vision::detail::mayBeInPhase(shifts) &&
+            vision::detail::samePhase(frames, shifts, place))
             result.warnings.emplace_back(
                 "the frames lie whole pixels apart (a tripod?): they hold no more detail than one does");
         report(1.0);

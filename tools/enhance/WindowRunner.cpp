@@ -100,7 +100,8 @@ std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) 
     std::optional<Enlarged> result = runGuarded(pool, refusal);
     // The gain counts frames that agree, but these agree on places of the scene that one of them shows, too.
     if (result && inOneQuarter(result->shifts)) result->gain = 0.0f;
-    if (result && samePhase(result->inputs, result->shifts, result->placeOfReference())) {
+    if (result && vision::detail::mayBeInPhase(result->shifts) &&
+        samePhase(result->inputs, result->shifts, result->placeOfReference())) {
         result->gain = 0.0f;
         findOnce_(
             {"phase",

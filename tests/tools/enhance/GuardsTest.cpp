@@ -202,6 +202,8 @@ TEST(StreamGuard, PhasesAreComparedModuloOnePixel) {
     EXPECT_TRUE(samePhase({{0, 0}, {1.05f, -2.02f}, {-0.96f, 0.04f}}));
     EXPECT_FALSE(samePhase({{0, 0}, {1.05f, -2.02f}, {0, 0.5f}}));
     EXPECT_FALSE(samePhase({{0, 0}, {0.15f, 0}}));
+    EXPECT_TRUE(vision::detail::mayBeInPhase({{0, 0}, {1.3f, -2.3f}}));
+    EXPECT_FALSE(vision::detail::mayBeInPhase({{0, 0}, {1.3f, -2.45f}}));
 }
 
 TEST_F(Program, SkipsRepeatedFrames) {

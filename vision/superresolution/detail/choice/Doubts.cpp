@@ -70,6 +70,13 @@ bool samePhase(const std::vector<cv::Point2f>& shifts) {
     });
 }
 
+bool mayBeInPhase(const std::vector<cv::Point2f>& shifts) {
+    constexpr float kMostAstray = 0.4f;
+    const auto isNear = [](float d) { return std::abs(d - std::round(d)) < kMostAstray; };
+    return std::all_of(shifts.begin(), shifts.end(),
+                       [&](cv::Point2f d) { return isNear(d.x) && isNear(d.y); });
+}
+
 bool samePhase(const std::vector<cv::Mat_<float>>& frames, const std::vector<cv::Point2f>& shifts,
                std::size_t reference) {
     for (std::size_t i = 0; i < frames.size(); ++i) {
