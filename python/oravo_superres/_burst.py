@@ -324,7 +324,7 @@ def _fail(status: int, message: str) -> NoReturn:
 
 
 class _Known:
-    """Whether the library told what it was asked for."""
+    """Whether the library answered what it was asked."""
 
     def __init__(self) -> None:
         self._known = True

@@ -32,7 +32,7 @@ void addLearn(CLI::App* pattern, LearnPatternCommand& c, const std::string& foot
         "pattern, "
         "and the patterns found are averaged. The camera has to move, by hand or on a swing of some pixels; "
         "what "
-        "changes slowly over the sensor cannot be told from the scene, and is left to --shutter.\n\n" +
+        "changes slowly over the sensor cannot be separated from the scene, and is left to --shutter.\n\n" +
         footer);
     sub->callback([&c] { learnPattern(c); });
 }

@@ -96,7 +96,8 @@ class Pass {
 void requireFound(const PatternLearner::Pass& pass) {
     if (pass.tells()) return;
     std::string why = format(
-        "no fixed pattern could be told from noise and scene; nothing was written (%d of %d stretches of "
+        "no fixed pattern could be separated from noise and scene; nothing was written (%d of %d stretches "
+        "of "
         "frames show one",
         pass.found, pass.found + pass.without + pass.still);
     if (pass.still > 0) why += format("; in %d the scene hardly moves, which it has to", pass.still);

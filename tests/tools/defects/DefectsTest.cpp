@@ -103,9 +103,9 @@ TEST_F(Defects, MalformedListIsRefusedWithLineAndValue) {
          "line 4: is one more than the frame has pixels"}};
     for (const auto& c : kCases) {
         write("l.csv", c.text);
-        const std::string told = complaint([&] { readDefectList(path("l.csv")); }, ExitCode::kInput);
-        EXPECT_NE(told.find(path("l.csv") + ": " + c.complaint), std::string::npos)
-            << told << "\nfor " << c.text;
+        const std::string message = complaint([&] { readDefectList(path("l.csv")); }, ExitCode::kInput);
+        EXPECT_NE(message.find(path("l.csv") + ": " + c.complaint), std::string::npos)
+            << message << "\nfor " << c.text;
     }
     write("l.csv",
           "# oravo bad pixels, format 1, width 40, height 30\r\n" + kHeader.substr(kHeader.find("x,")));

@@ -139,7 +139,7 @@ TEST_F(FixedPattern, RefusalsNameWhatIsWrong) {
         {"pattern learn burst/frame_000.tif burst/frame_001.tif -o o.tif", 2, "a recording of 2 frames"},
         {"pattern learn clean small.tif -o o.tif", 2, "a recording of 1 frame tells"},
         {"pattern learn still -o o.tif", 4, "in 1 the scene hardly moves, which it has to"},
-        {"pattern learn clean -o o.tif", 4, "no fixed pattern could be told from noise and scene"},
+        {"pattern learn clean -o o.tif", 4, "no fixed pattern could be separated from noise and scene"},
         {"pattern learn clean -o clean/frame_002.tif", 3, "clean/frame_002.tif: is one of the inputs"},
         {"pattern learn clean -o o.png", 3, "o.png"},
     };

@@ -211,8 +211,8 @@ TEST(CsvMatrix, SaysWhereItIsWrong) {
         {"1;2;3\n4;1e999;6", "line 2 has \"1e999\" in column 2, where a number is wanted"},
         {"1;2;3\n4;5;6\nend of file", "line 3 has \"end of file\" in column 1, where a number is wanted"}};
     for (const auto& c : kCases) {
-        const std::string told = complaint([&] { decodeCsv(c.text, "a.csv"); }, ExitCode::kInput);
-        EXPECT_EQ(told.rfind("a.csv: "s + c.fault, 0), 0u) << told;
+        const std::string message = complaint([&] { decodeCsv(c.text, "a.csv"); }, ExitCode::kInput);
+        EXPECT_EQ(message.rfind("a.csv: "s + c.fault, 0), 0u) << message;
     }
 }
 
@@ -299,9 +299,9 @@ TEST_F(Readers, SurviveDamagedFiles) {
                     static_cast<char>(random.uniform(0, 256));
             }
             save(path("damaged"), bytes);
-            const std::string told = complaint([&] { reader.read(path("damaged")); }, ExitCode::kInput);
-            EXPECT_TRUE(told.empty() || told.rfind(path("damaged"), 0) == 0) << told;
-            refused += told.empty() ? 0 : 1;
+            const std::string message = complaint([&] { reader.read(path("damaged")); }, ExitCode::kInput);
+            EXPECT_TRUE(message.empty() || message.rfind(path("damaged"), 0) == 0) << message;
+            refused += message.empty() ? 0 : 1;
         }
         EXPECT_GT(refused, 50);
     }

@@ -153,12 +153,13 @@ TEST_F(TiffFile, PackedPixelsMayBeManyButNotAnyNumber) {
         char few[] = "few bytes";
         TIFFWriteRawStrip(file, 0, few, sizeof few);
         TIFFClose(file);
-        const std::string told = complaint([&] { TiffReader reader(path("claim.tif")); }, ExitCode::kInput);
+        const std::string message =
+            complaint([&] { TiffReader reader(path("claim.tif")); }, ExitCode::kInput);
         const std::string damaged = path("claim.tif") + ": truncated or damaged TIFF file";
         const std::string size = std::to_string(std::filesystem::file_size(path("claim.tif")));
-        EXPECT_EQ(told, compression == COMPRESSION_NONE
-                            ? damaged
-                            : damaged + ": its " + size + " bytes cannot hold 900000000 pixels");
+        EXPECT_EQ(message, compression == COMPRESSION_NONE
+                               ? damaged
+                               : damaged + ": its " + size + " bytes cannot hold 900000000 pixels");
     }
 }
 

@@ -74,8 +74,8 @@ TEST_F(Outputs, ContentIsOnTheDiskBeforeItTakesItsName) {
             EXPECT_EQ(text(path("a.txt")) == former, flushed.size() < 3);
             return file == files[1].path() ? error : 0;
         };
-        const std::string told = complaint([&] { commit(files); }, ExitCode::kOutput);
-        EXPECT_EQ(told, fails ? path("b.txt: cannot be written: ") + std::strerror(error) : "");
+        const std::string message = complaint([&] { commit(files); }, ExitCode::kOutput);
+        EXPECT_EQ(message, fails ? path("b.txt: cannot be written: ") + std::strerror(error) : "");
         ASSERT_EQ(flushed.size(), fails ? 2u : 3u);
         EXPECT_EQ(flushed[0], files[0].path());
         EXPECT_EQ(flushed.back(), fails ? files[1].path() : folder_.string());

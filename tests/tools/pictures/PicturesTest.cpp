@@ -17,7 +17,7 @@
 namespace oravo::tools {
 namespace {
 
-/// Multiples of 1, 2 or 5 times a power of ten, evenly spaced, in the range, enough of them, told apart by text.
+/// Multiples of 1, 2 or 5 times a power of ten, evenly spaced, in the range, enough of them, distinguished by text.
 TEST(Ticks, AreRoundOnEveryScale) {
     for (const double span : {1e-5, 0.013, 0.7, 1.0, 9.99, 34.0, 77.7, 5274.0, 65535.0}) {
         for (const double lowest : {-273.15, -0.4 * span, 0.0, 21.37}) {
@@ -93,13 +93,13 @@ TEST(Preview, FindsSpotsAndDrawsAnySize) {
     const ColourScale scale = ColourScale::of(image, paletteNamed("iron"));
     EXPECT_EQ(valueText(spots->hottest.value, scale, "K"), "31.2 K");
     EXPECT_FALSE(Spots::of(cv::Mat_<float>(2, 2, std::nanf(""))).has_value());
-    // The colour of the pixel without a value is told below all that is there without one.
+    // The colour of the pixel without a value is explained below all that is there without one.
     const Preview preview{scale, "", "", true};
     const cv::Mat with = preview.draw(image), without = preview.draw(repaired(image));
     ASSERT_GT(with.rows, without.rows);
-    cv::Mat told;
-    cv::inRange(with.rowRange(without.rows, with.rows), scale.noValue(), scale.noValue(), told);
-    EXPECT_GT(cv::countNonZero(told), 20);
+    cv::Mat marked;
+    cv::inRange(with.rowRange(without.rows, with.rows), scale.noValue(), scale.noValue(), marked);
+    EXPECT_GT(cv::countNonZero(marked), 20);
     for (const cv::Size size : {cv::Size(1, 1), cv::Size(3, 900), cv::Size(2000, 2), cv::Size(320, 240)}) {
         const cv::Mat_<float> other(size, 7.0f);
         const cv::Mat picture =

@@ -192,8 +192,8 @@ TEST_F(Program, TellsWhatHasNoValueAndWhatIsImplausible) {
     EXPECT_EQ(cv::countNonZero(missing(cv::Rect(110, 16, 30, 20))), count);  // about the dead pixels
     EXPECT_TRUE(std::isnan(enlarged(26, 122)));
     EXPECT_EQ(cv::countNonZero((readSingleImage(path("c.tif")) == 0) & missing), count);
-    const std::string told = ", " + std::to_string(count) + " pixels without a value (NaN)\n";
-    EXPECT_NE(done.err.find("1 image of 192 x 144 pixels" + told), std::string::npos) << done.err;
+    const std::string withoutValue = ", " + std::to_string(count) + " pixels without a value (NaN)\n";
+    EXPECT_NE(done.err.find("1 image of 192 x 144 pixels" + withoutValue), std::string::npos) << done.err;
 
     const Json report = Json::parse(text(path("r.json")));
     const Json none{{"pixels", count}, {"over_range", 0}, {"under_range", 0}, {"bad", count}};

@@ -232,7 +232,7 @@ TEST(SrPrecise, FallsBackToTheReferenceWhereFramesDoNotFitOneImage) {
     EXPECT_GT(warped.shareOnReference, 0.9);
     EXPECT_GT(gainOverBicubic(warped.image, frames[kReference], truth), 0.0);
 
-    // Frames that a recorder repeats vouch for nothing.
+    // Frames that a recorder repeats count once.
     const SrPreciseResult repeated =
         enhance({frames[0], frames[0], frames[kReference], frames[kReference], frames[4]}, 2);
     EXPECT_TRUE(repeated.frames[1].used && repeated.frames[2].used && repeated.frames[4].used);

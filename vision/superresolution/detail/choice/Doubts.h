@@ -27,7 +27,7 @@ bool mayBeInPhase(const std::vector<cv::Point2f>& shifts);
 bool samePhase(const std::vector<cv::Mat_<float>>& frames, const std::vector<cv::Point2f>& shifts,
                std::size_t reference);
 
-/// Whether the scene moves over the sensor by less than a quarter of a pixel, so that what stays there cannot be told from it.
+/// Whether the scene moves over the sensor by less than a quarter of a pixel, so that what stays there cannot be separated from it.
 /// @param frames  that the image was made of, one for each of the result
 bool hardlyMoves(const SrPreciseResult& result, const std::vector<cv::Mat_<float>>& frames);
 
