@@ -217,7 +217,7 @@ TEST(SrPreciseInput, PaddedRowsAndProgressChangeNothing) {
     ASSERT_GE(shares.size(), 4U);
     EXPECT_GT(shares.front(), 0.0);
     EXPECT_EQ(shares.back(), 1.0);
-    for (std::size_t calls = 1; calls <= shares.size(); ++calls) {
+    for (std::size_t calls = 1; calls <= shares.size(); calls += 1 + shares.size() / 8) {
         std::size_t left = calls;
         options.progress = [&left](double) { return --left > 0; };
         EXPECT_EQ(refusal(frames, kReference, options), "Cancelled");
