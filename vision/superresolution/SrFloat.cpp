@@ -67,9 +67,11 @@ template class SrFloat<SrFloatRegistration1>;
 template class SrFloat<SrFloatRegistration2>;
 template const detail::StageTimes& detail::RunAccess::stageTimes(const SrFloat<SrFloatRegistration1>&);
 template void detail::RunAccess::setReports(SrFloat<SrFloatRegistration1>&, bool);
-template void detail::RunAccess::setProgress(SrFloat<SrFloatRegistration1>&, std::function<void(double)>);
+template void detail::RunAccess::setProgress(SrFloat<SrFloatRegistration1>&,
+                                             const std::function<void(double)>&);
 template const detail::StageTimes& detail::RunAccess::stageTimes(const SrFloat<SrFloatRegistration2>&);
 template void detail::RunAccess::setReports(SrFloat<SrFloatRegistration2>&, bool);
-template void detail::RunAccess::setProgress(SrFloat<SrFloatRegistration2>&, std::function<void(double)>);
+template void detail::RunAccess::setProgress(SrFloat<SrFloatRegistration2>&,
+                                             const std::function<void(double)>&);
 
 }  // namespace oravo::vision

@@ -60,6 +60,6 @@ template class SrFloatNeon<SrFloatNeonRegistration>;
 template const detail::StageTimes& detail::RunAccess::stageTimes(const SrFloatNeon<SrFloatNeonRegistration>&);
 template void detail::RunAccess::setReports(SrFloatNeon<SrFloatNeonRegistration>&, bool);
 template void detail::RunAccess::setProgress(SrFloatNeon<SrFloatNeonRegistration>&,
-                                             std::function<void(double)>);
+                                             const std::function<void(double)>&);
 
 }  // namespace oravo::vision

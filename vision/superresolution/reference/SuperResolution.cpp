@@ -288,6 +288,6 @@ template void SuperResolution::saveFrame(short*) const;
 template void SuperResolution::saveFrame(float*) const;
 template const detail::StageTimes& detail::RunAccess::stageTimes(const SuperResolution&);
 template void detail::RunAccess::setReports(SuperResolution&, bool);
-template void detail::RunAccess::setProgress(SuperResolution&, std::function<void(double)>);
+template void detail::RunAccess::setProgress(SuperResolution&, const std::function<void(double)>&);
 
 }  // namespace oravo::vision

@@ -91,8 +91,8 @@ void RunAccess::setReports(Pipeline& pipeline, bool reports) {
 }
 
 template <class Pipeline>
-void RunAccess::setProgress(Pipeline& pipeline, std::function<void(double)> progress) {
-    pipeline.state_->run.progress = std::move(progress);
+void RunAccess::setProgress(Pipeline& pipeline, const std::function<void(double)>& progress) {
+    pipeline.state_->run.progress = progress;
 }
 
 }  // namespace detail

@@ -20,7 +20,7 @@ struct RunAccess {
 
     /// Has the pipeline's runs tell the share that is done; see ReconstructionRun.
     template <class Pipeline>
-    static void setProgress(Pipeline& pipeline, std::function<void(double)> progress);
+    static void setProgress(Pipeline& pipeline, const std::function<void(double)>& progress);
 };
 
 }  // namespace oravo::vision::detail

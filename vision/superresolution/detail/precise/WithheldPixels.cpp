@@ -147,10 +147,10 @@ double WithheldPixels::bicubicSquaredError() const {
     for (const Held& held : held_) {
         if (static_cast<int>(held.frame) == reference_) continue;
         const FrameState& frame = frames_[held.frame];
-        const double x =
-            static_cast<double>(held.pixel % static_cast<std::size_t>(grid_.width)) - 0.5 * (grid_.width - 1);
-        const double y = static_cast<double>(held.pixel / static_cast<std::size_t>(grid_.width)) -
-                         0.5 * (grid_.height - 1);
+        const std::size_t row = held.pixel / static_cast<std::size_t>(grid_.width);
+        const std::size_t column = held.pixel % static_cast<std::size_t>(grid_.width);
+        const double x = static_cast<double>(column) - 0.5 * (grid_.width - 1);
+        const double y = static_cast<double>(row) - 0.5 * (grid_.height - 1);
         const double own = pattern_.size() != 0 ? pattern_[held.pixel] : 0.0;
         const double seen = (frame.values[held.pixel] - frame.offset) / frame.gain - own;
         const double error = seen - bicubic.at(frame.motion.x(x, y) + 0.5 * (grid_.width - 1),
