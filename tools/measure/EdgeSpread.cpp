@@ -50,7 +50,8 @@ double EdgeSpread::transfer(double frequency) const {
     for (int i = 0; i + 1 < kBins; ++i) {
         const double u = distance(i) + 0.5 / kBinsPerPixel;
         const double spread = slope(i) * hamming(u / kReach);
-        wave += std::polar(spread, -2.0 * kPi * frequency * u);
+        // A slope may be negative, a radius must not.
+        wave += spread * std::polar(1.0, -2.0 * kPi * frequency * u);
         whole += spread;
     }
     // The mean over a bin and the difference of two neighbours each take the wave's mean over a bin's width.
