@@ -20,7 +20,7 @@ using Mask = cv::Mat_<unsigned char>;
 
 int unavailable(Burst& burst, const std::string& what) {
     const std::string text =
-        std::string("The ") + pipelineOf(burst) + " pipeline with these options does not tell " + what + ".";
+        std::string("The ") + pipelineOf(burst) + " pipeline with these options does not give " + what + ".";
     return burst.fail(ORAVO_BURST_UNAVAILABLE, text.c_str());
 }
 

@@ -7,8 +7,7 @@ import operator
 import threading
 from ctypes import byref
 from dataclasses import replace
-from types import TracebackType
-from typing import Any, Callable, Dict, List, NoReturn, Optional, Tuple, Type
+from typing import Any, Callable, Dict, List, NoReturn, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
@@ -16,6 +15,7 @@ import numpy.typing as npt
 from . import _library
 from ._errors import BurstError, BurstStatus
 from ._frames import native_frame
+from ._owner import Owner
 from ._parameters import Parameters
 from ._results import FloatImage, FrameInfo, Reconstruction
 
@@ -23,7 +23,7 @@ _LEVELS = {1: logging.WARNING, 2: logging.INFO}
 _MOST_SIDE = (1 << 31) - 1
 
 
-class Burst:
+class Burst(Owner):
     """Holds the latest frames of one size, and reconstructs images of them.
 
     ::
@@ -204,19 +204,6 @@ class Burst:
         handle, self._handle = self._handle, 0
         if handle:
             self._library.oravo_burst_destroy(handle)
-
-    def __enter__(self) -> "Burst":
-        return self
-
-    def __exit__(self, kind: Optional[Type[BaseException]], error: Optional[BaseException],
-                 trace: Optional[TracebackType]) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        self.close()
-
-    def __reduce_ex__(self, protocol: object) -> NoReturn:
-        raise TypeError("a Burst cannot be copied or pickled: its frames are the library's, under one handle")
 
     def _call(self, name: str, *arguments: object) -> int:
         """Calls a function on this burst; what it reports as an error is raised."""

@@ -1,6 +1,7 @@
 """What the library reports, as Python values."""
 
 from enum import IntEnum
+from typing import Type
 
 
 class Status(IntEnum):
@@ -33,8 +34,10 @@ class SuperResolutionError(RuntimeError):
         message: what the library says about it; may name the place in its source on a line of its own.
     """
 
+    _statuses: Type[IntEnum] = Status
+
     def __init__(self, status: int, message: str) -> None:
-        self.status = Status(status) if status in Status._value2member_map_ else status
+        self.status = self._statuses(status) if status in self._statuses._value2member_map_ else status
         self.message = message
         super().__init__(status, message)
 
@@ -77,9 +80,7 @@ class BurstError(SuperResolutionError):
         message: what the library says about it.
     """
 
-    def __init__(self, status: int, message: str) -> None:
-        super().__init__(status, message)
-        self.status = BurstStatus(status) if status in BurstStatus._value2member_map_ else status
+    _statuses = BurstStatus
 
 
 class SuperResolutionWarning(UserWarning):

@@ -4,8 +4,7 @@ import collections
 import ctypes
 import operator
 import warnings
-from types import TracebackType
-from typing import Iterable, Iterator, NoReturn, Optional, Tuple, Type
+from typing import Iterable, Iterator, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
@@ -13,6 +12,7 @@ import numpy.typing as npt
 from . import _native
 from ._errors import Status, SuperResolutionError, SuperResolutionWarning
 from ._frames import as_float_frame as _as_frame
+from ._owner import Owner
 from ._parameters import camera_text
 from ._watch import ImageWatch, why_old
 
@@ -43,7 +43,7 @@ def _pointer(array: npt.NDArray[np.float32]) -> "ctypes._Pointer[ctypes.c_float]
     return array.ctypes.data_as(ctypes.POINTER(ctypes.c_float))
 
 
-class Session:
+class Session(Owner):
     """A running reconstruction: takes frames one at a time, and from the fifth on yields an image after each.
 
     A session holds memory in the library until :meth:`close`; use it in a ``with`` statement::
@@ -200,19 +200,6 @@ class Session:
         with _native.lock:
             _native.library().SuperResolution_release(self._handle)
         self._handle = None
-
-    def __enter__(self) -> "Session":
-        return self
-
-    def __exit__(self, kind: Optional[Type[BaseException]], error: Optional[BaseException],
-                 trace: Optional[TracebackType]) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        self.close()
-
-    def __reduce_ex__(self, protocol: object) -> NoReturn:
-        raise TypeError("a Session cannot be copied or pickled: its frames are the library's, under one handle")
 
     def _add(self, frame: npt.NDArray[np.float32]) -> Status:
         if frame.shape != self._shape:

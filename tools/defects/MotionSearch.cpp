@@ -14,8 +14,7 @@ namespace {
 constexpr std::size_t kFrames = 12;     // of a group
 constexpr std::size_t kMostGroups = 8;  // of one spacing
 constexpr std::size_t kSpread = 4;      // times farther apart are frames where the scene moves too little
-constexpr double kLeastMovement =
-    0.25;  // pixels, standard deviation; less separates no scene from its sensor
+constexpr int kFewestUsed = 3;          // frames of a group that show the scene
 // What the scene hides in some groups shows in others; what a group takes for a bad pixel by mistake moves on.
 constexpr double kLeastVotes = 0.3;  // share of the groups that move
 constexpr int kLeastOfSeveral = 2;
@@ -33,19 +32,6 @@ std::vector<std::vector<std::size_t>> groupsOf(std::size_t count, std::size_t sp
         for (std::size_t i = 0; i < size; ++i) groups.back().push_back(first + i * spacing);
     }
     return groups;
-}
-
-/// Standard deviation of the scene's place over the frames that show it.
-double movementOf(const vision::SrPreciseResult& result) {
-    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
-    for (const vision::SrPreciseFrame& frame : result.frames) {
-        if (!frame.used) continue;
-        n += 1.0;
-        x += frame.dx;
-        y += frame.dy;
-        squares += frame.dx * frame.dx + frame.dy * frame.dy;
-    }
-    return n > 2.0 ? std::sqrt(std::max(0.0, squares / n - (x * x + y * y) / (n * n))) : 0.0;
 }
 
 bool hasAnyValue(const cv::Mat_<float>& frame) {
@@ -69,9 +55,8 @@ class Votes {
         options.deviation = false;
         const vision::SrPrecise engine(images[0].cols, images[0].rows, options);
         const vision::SrPreciseResult result = engine.compute(images, static_cast<int>(reference));
-        const double movement = movementOf(result);
-        if (movement < kLeastMovement) return;
-        movements_.push_back(movement);
+        if (result.usedFrames() < kFewestUsed || !result.sceneMoves) return;
+        movements_.push_back(result.movement);
         seen_.insert(group.begin(), group.end());
         if (votes_.empty()) votes_ = cv::Mat_<int>(images[0].size(), 0);
         for (const cv::Point place : result.deadPixels) ++votes_(place);

@@ -1,6 +1,5 @@
 #include "tools/enhance/PatternLearner.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "tools/enhance/PreciseRunner.h"
@@ -22,11 +21,10 @@ void PatternLearner::learn(const std::vector<cv::Mat_<float>>& frames) {
     }
     const vision::SrPreciseResult result = engine_.compute(corrected, static_cast<int>(frames.size()) / 2);
     if (result.pattern.empty()) {
-        ++(vision::detail::hardlyMoves(result, corrected) ? pass_.still : pass_.without);
+        ++(result.sceneMoves ? pass_.without : pass_.still);
         return;
     }
-    const auto used = std::count_if(result.frames.begin(), result.frames.end(),
-                                    [](const vision::SrPreciseFrame& frame) { return frame.used; });
+    const std::ptrdiff_t used = result.usedFrames();
     const double weight = static_cast<double>(used);
     weight_ += weight;
     pass_.frames += static_cast<std::size_t>(used);

@@ -146,12 +146,13 @@ SrPreciseResult resultOf(const Reconstruction& run, const cv::Mat_<float>& refer
     result.withheldError = run.contrast() * run.withheld().error;
     result.bicubicError = run.contrast() * run.withheld().bicubicError;
     result.withheldPixels = run.withheld().pixels;
-    const auto used = std::count_if(result.frames.begin(), result.frames.end(),
-                                    [](const SrPreciseFrame& frame) { return frame.used; });
+    result.movement = run.movement();
+    result.sceneMoves = run.sceneMoves();
     result.gain = run.gain();
     result.leaning = run.leaning();
     result.shareOnReference = run.shareOnReference();
-    result.trusted = used > 1 && result.gain > 0.0 && result.leaning < detail::precise::kMostLeaning;
+    result.trusted =
+        result.usedFrames() > 1 && result.gain > 0.0 && result.leaning < detail::precise::kMostLeaning;
     return result;
 }
 

@@ -1,6 +1,8 @@
 #ifndef ORAVO_VISION_SRPRECISE_H
 #define ORAVO_VISION_SRPRECISE_H
 
+#include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <opencv2/core.hpp>
 #include <vector>
@@ -72,7 +74,13 @@ struct SrPreciseResult {
     /// How many frames' worth of trusted values each pixel rests on.
     cv::Mat_<float> weight;
     std::vector<SrPreciseFrame> frames;  ///< in the order of the frames
-    std::vector<cv::Point> deadPixels;   ///< of the frames, row by row
+    /// How far the scene moves over the sensor: the standard deviation of the displacements of frames that take part, in
+    /// pixels of the frames.
+    double movement = 0.0;
+    /// Whether that is more than a quarter of a pixel; where it is not, nothing separates the sensor from the scene, and
+    /// neither dead pixels nor a pattern are looked for.
+    bool sceneMoves = false;
+    std::vector<cv::Point> deadPixels;  ///< of the frames, row by row
     cv::Mat_<float> pattern;  ///< of the sensor, rows x columns of the frames; empty when none was found
     double contrast = 0.0;    ///< standard deviation of the reference frame
     /// Standard deviation of the frames' noise: the median frame's misfit, and, when standard deviations were
@@ -95,6 +103,12 @@ struct SrPreciseResult {
     double leaning = 0.0;
     /// Share of the image's pixels, from 0 to 1, which the other frames lend less than half a frame's weight.
     double shareOnReference = 0.0;
+
+    /// How many frames take part.
+    std::ptrdiff_t usedFrames() const {
+        return std::count_if(frames.begin(), frames.end(),
+                             [](const SrPreciseFrame& frame) { return frame.used; });
+    }
 };
 
 /// The best image that a burst can yield: all frames are explained at once by one image, seen through the camera's blur

@@ -16,8 +16,6 @@ constexpr double kSure = 3.0;
 constexpr double kMostPhaseSpread = 0.25;
 /// Pixels that turn or zoom move the corners of a frame by, from which on it samples all fractions of a pixel.
 constexpr double kCornersOff = 0.5;
-/// Standard deviation of the shifts, in pixels, below which the engine looks for no pattern of the sensor.
-constexpr double kLeastMovement = 0.25;
 
 bool isWhole(double remainder, double error) {
     return std::abs(remainder) < std::clamp(kSure * error, kPhaseSpread, kMostPhaseSpread);
@@ -90,24 +88,14 @@ bool samePhase(const std::vector<cv::Mat_<float>>& frames, const std::vector<cv:
 }
 
 bool hardlyMoves(const SrPreciseResult& result, const std::vector<cv::Mat_<float>>& frames) {
-    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        const SrPreciseFrame& frame = result.frames[i];
-        if (!frame.used) continue;
-        if (isTurned(frame, frames[i].size())) return false;
-        n += 1.0;
-        x += frame.dx;
-        y += frame.dy;
-        squares += frame.dx * frame.dx + frame.dy * frame.dy;
-    }
-    return squares / n - (x * x + y * y) / (n * n) < kLeastMovement * kLeastMovement;
+    for (std::size_t i = 0; i < frames.size(); ++i)
+        if (result.frames[i].used && isTurned(result.frames[i], frames[i].size())) return false;
+    return !result.sceneMoves;
 }
 
 std::string doubtAbout(const SrPreciseResult& result, const std::vector<cv::Mat_<float>>& frames,
                        std::size_t reference) {
-    const auto used = std::count_if(result.frames.begin(), result.frames.end(),
-                                    [](const SrPreciseFrame& frame) { return frame.used; });
-    if (used < 2)
+    if (result.usedFrames() < 2)
         return "the image rests on the reference frame alone; it is that frame without its blur, not more";
     const std::optional<double> better = decibelsOverBicubic(result);
     if (!better)

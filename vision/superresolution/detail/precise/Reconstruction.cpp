@@ -27,8 +27,6 @@ constexpr double kLeastChange = 1e-4;
 constexpr int kRefinements = 3;      ///< Gauss-Newton steps against an image
 constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have, over that before
 constexpr double kMostDead = 0.02;   ///< share of a sensor's pixels that may be dead
-constexpr double kLeastMovement =
-    0.25;  ///< of the scene over the sensor, in pixels, that separates scene from sensor
 constexpr double kStrength = 0.13;
 
 }  // namespace
@@ -106,18 +104,6 @@ void Reconstruction::dropDeadPixels() {
             frame.inside[q] = 0.0f;
         }
     }
-}
-
-bool Reconstruction::sceneMoves() const {
-    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
-    for (const FrameState& frame : frames_) {
-        if (!frame.used) continue;
-        n += 1.0;
-        x += frame.motion.tx;
-        y += frame.motion.ty;
-        squares += frame.motion.tx * frame.motion.tx + frame.motion.ty * frame.motion.ty;
-    }
-    return n > 1.0 && squares / n - (x * x + y * y) / (n * n) > kLeastMovement * kLeastMovement;
 }
 
 /// The strength that is best for rendered bursts is proportional to noise^1.5, both in units of the contrast.

@@ -52,7 +52,9 @@ class Reconstruction {
     double leaning() const { return leaning_; }    ///< by which the image fell back to the reference alone
     double gain() const { return gain_; }          ///< over bicubic interpolation, decibels; 0 if unknown
     double shareOnReference() const { return shareOnReference_; }  ///< of the image
-    double noise() const;  ///< standard deviation of the frames' misfit, in the frames' unit
+    double movement() const;  ///< of the scene over the sensor, in pixels; see SrPreciseResult
+    bool sceneMoves() const;  ///< far enough to separate it from the sensor
+    double noise() const;     ///< standard deviation of the frames' misfit, in the frames' unit
     long solverSteps() const { return solver_.steps() + withheldSteps_; }
 
   private:
@@ -72,7 +74,6 @@ class Reconstruction {
     void measure();
     bool updatePattern();
     void dropDeadPixels();
-    bool sceneMoves() const;
     static double strengthFor(double noise);
     double guessStrength() const;
     void chooseStrength();

@@ -8,9 +8,27 @@
 namespace oravo::vision::detail::precise {
 namespace {
 
+/// Of the scene over the sensor, in pixels, that separates scene from sensor.
+constexpr double kLeastMovement = 0.25;
 constexpr double kLeastPresence = 1e-3;  ///< frames' worth of values below which a pixel is unknown
 
 }  // namespace
+
+double Reconstruction::movement() const {
+    double n = 0.0, x = 0.0, y = 0.0, squares = 0.0;
+    for (const FrameState& frame : frames_) {
+        if (!frame.used) continue;
+        n += 1.0;
+        x += frame.motion.tx;
+        y += frame.motion.ty;
+        squares += frame.motion.tx * frame.motion.tx + frame.motion.ty * frame.motion.ty;
+    }
+    return n > 1.0 ? std::sqrt(std::max(0.0, squares / n - (x * x + y * y) / (n * n))) : 0.0;
+}
+
+bool Reconstruction::sceneMoves() const {
+    return movement() > kLeastMovement;
+}
 
 double Reconstruction::noise() const {
     return contrast_ * noise_;
