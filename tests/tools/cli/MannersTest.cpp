@@ -29,37 +29,37 @@ TEST_F(Program, NoMessageCarriesControlCharacters) {
     EXPECT_EQ(printable("\u009b31m\u00e9\u0416"), "??31m\u00e9\u0416");
     ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
     std::filesystem::rename(path("b/frame_000.tif"), path("b/\x1b[31m\n.tif"));
-    const Outcome warned = run("enhance b/*31m* b/*31m* b/frame* -o o.tif");
+    const Outcome warned = run("enhance --pipeline float b/*31m* b/*31m* b/frame* -o o.tif");
     EXPECT_EQ(warned.code, 0) << warned.err;
     EXPECT_TRUE(says(warned.err, "warning: frame 1 (b/?[31m?.tif) repeats the frame before it"))
         << warned.err;
-    const Outcome noted = run("enhance b/*31m* b/frame* -o $(printf 'x\\033y.tif')");
+    const Outcome noted = run("enhance --pipeline float b/*31m* b/frame* -o $(printf 'x\\033y.tif')");
     EXPECT_TRUE(says(noted.err, "\nx?y.tif: 1 image of")) << noted.err;
     std::filesystem::create_directory(path("r\033"));
-    const Outcome batch = run("enhance r* -o out/ --jobs 1");
+    const Outcome batch = run("enhance --pipeline float r* -o out/ --jobs 1");
     EXPECT_TRUE(says(batch.err, "r?: oravo-superres: r?: folder holds no")) << batch.err;
     for (const Outcome& outcome : {warned, noted, batch}) EXPECT_FALSE(says(outcome.err, "\033"));
 }
 
 TEST_F(Program, SendsTheImageToStandardOutputOnlyWhenAsked) {
     ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
-    const Outcome file = run("enhance b -o o.tif");
+    const Outcome file = run("enhance --pipeline float b -o o.tif");
     EXPECT_EQ(file.out, "");
-    const Outcome piped = run("enhance b -o -");
+    const Outcome piped = run("enhance --pipeline float b -o -");
     EXPECT_EQ(piped.code, 0) << piped.err;
     EXPECT_TRUE(says(piped.err, "standard output: 1 image of 128 x 96 pixels")) << piped.err;
     EXPECT_EQ(piped.out, text(path("o.tif")));
     EXPECT_EQ(entries(), 2u);
     ::setenv("TMPDIR", folder_.c_str(), 1);
-    run("enhance b -o - | true");  // whose reader is gone by then
+    run("enhance --pipeline float b -o - | true");  // whose reader is gone by then
     EXPECT_EQ(entries(), 2u);
     ::setenv("TMPDIR", "nowhere", 1);
-    const Outcome homeless = run("enhance b -o -");
+    const Outcome homeless = run("enhance --pipeline float b -o -");
     ::unsetenv("TMPDIR");
     EXPECT_EQ(homeless.code, 3);
     EXPECT_TRUE(says(homeless.err, "superres: standard output: TMPDIR names no folder")) << homeless.err;
     EXPECT_EQ(run("enhance b -o - --timing").code, 1);
-    EXPECT_EQ(run("enhance b -o - >/dev/full").code, 3);
+    EXPECT_EQ(run("enhance --pipeline float b -o - >/dev/full").code, 3);
 }
 
 TEST_F(Program, SpoilsNoInputAndNoOtherOutput) {
@@ -114,11 +114,13 @@ TEST_F(Program, BatchGivesEveryRecordingItsImage) {
     for (const char* seed : {"1", "2", "3"}) {
         ASSERT_EQ(run(std::string("simulate --width 64 --height 48 -o rec") + seed + " --seed " + seed).code,
                   0);
-        ASSERT_EQ(run(std::string("enhance rec") + seed + " -o alone" + seed + ".tif").code, 0);
+        ASSERT_EQ(run(std::string("enhance --pipeline float rec") + seed + " -o alone" + seed + ".tif").code,
+                  0);
     }
     std::filesystem::create_directory(path("empty"));
     const Outcome all =
-        run("enhance rec1 ./rec2/ rec3 -o out/ --jobs 2 --shifts 'out/{}.csv' --report 'out/{}-{}.html'");
+        run("enhance rec1 ./rec2/ rec3 -o out/ --jobs 2 --pipeline float --shifts 'out/{}.csv' --report "
+            "'out/{}-{}.html'");
     EXPECT_EQ(all.code, 0) << all.err;
     EXPECT_TRUE(says(all.err, "\nrec2: out/rec2.tif: 1 image of") || all.err.rfind("rec2: ", 0) == 0)
         << all.err;
@@ -129,7 +131,7 @@ TEST_F(Program, BatchGivesEveryRecordingItsImage) {
         EXPECT_TRUE(says(text(path(std::string("out/rec") + n + "-rec" + n + ".html")),
                          std::string("rec") + n + ".tif"));
     }
-    const Outcome some = run("enhance rec1 empty rec3 -o other/ --jobs 4");
+    const Outcome some = run("enhance rec1 empty rec3 -o other/ --jobs 4 --pipeline float");
     EXPECT_EQ(some.code, 2) << some.err;
     EXPECT_TRUE(says(some.err, "empty: oravo-superres: empty: folder holds no")) << some.err;
     EXPECT_TRUE(says(some.err, "oravo-superres: 1 of 3 recordings failed\n")) << some.err;
@@ -190,8 +192,8 @@ TEST_F(Program, ReplacesOnlyTablesOfItsOwn) {
     EXPECT_EQ(refused.code, 3);
     EXPECT_TRUE(says(refused.err, "b/shifts.csv: exists, and holds no estimated shifts"));
     EXPECT_EQ(text(path("b/shifts.csv")), truth);
-    EXPECT_EQ(run("enhance b -o o.tif --shifts s.csv").code, 0);
-    EXPECT_EQ(run("enhance b -o o.tif --shifts s.csv").code, 0);
+    EXPECT_EQ(run("enhance --pipeline float b -o o.tif --shifts s.csv").code, 0);
+    EXPECT_EQ(run("enhance --pipeline float b -o o.tif --shifts s.csv").code, 0);
 }
 
 }  // namespace

@@ -32,12 +32,15 @@ TEST_F(Program, EnlargesASimulatedBurstBetterThanBicubic) {
                                           {"0", "precise"},
                                           {"0.2", "precise"}}) {
         std::filesystem::remove_all(path("b"));
-        ASSERT_EQ(run(std::string("simulate -o b --defects 8 --seed 2 --noise ") + noise).code, 0);
+        ASSERT_EQ(
+            run(std::string("simulate -o b --width 96 --height 72 --defects 4 --seed 2 --noise ") + noise)
+                .code,
+            0);
         const Outcome enhanced = run(std::string("enhance b -o o.tif --shifts s.csv --pipeline ") + pipeline);
         ASSERT_EQ(enhanced.code, 0) << enhanced.err;
         EXPECT_EQ(enhanced.out, "");
         const Quality ours = compareWithTruth(image("o.tif"), image("b/truth.tif"), 3);
-        const cv::Mat_<float> plain = bicubic(repaired(image("b/frame_001.tif")), {320, 240});
+        const cv::Mat_<float> plain = bicubic(repaired(image("b/frame_001.tif")), {192, 144});
         EXPECT_LT(ours.rmse, 0.8 * compareWithTruth(plain, image("b/truth.tif"), 3).rmse) << noise;
         const auto found = parseShifts(path("s.csv"));
         const auto given = parseShifts(path("b/shifts.csv"));
@@ -86,9 +89,9 @@ TEST_F(Program, SimulatesFramesOfAGivenPicture) {
 
 TEST_F(Program, EveryGivesOneImagePerFrameFromTheFifth) {
     ASSERT_EQ(run("simulate -o b --frames 7 --width 64 --height 48").code, 0);
-    ASSERT_EQ(run("enhance b -o all.tif --every").code, 0);
-    ASSERT_EQ(run("enhance b -o each/ --every").code, 0);
-    ASSERT_EQ(run("enhance b -o last.tif").code, 0);
+    ASSERT_EQ(run("enhance b -o all.tif --every --pipeline float").code, 0);
+    ASSERT_EQ(run("enhance b -o each/ --every --pipeline float").code, 0);
+    ASSERT_EQ(run("enhance b -o last.tif --pipeline float").code, 0);
     FrameReader pages({path("all.tif")});
     FrameReader files({path("each")});
     ASSERT_EQ(pages.count(), 3u);
@@ -107,8 +110,8 @@ TEST_F(Program, DecodesCountsAndSaysWhatMendsImplausibleOnes) {
         image("b" + name).convertTo(counts, CV_16U, 50.0, 10000.0);
         writeImage(path("counts" + name), counts);
     }
-    ASSERT_EQ(run("enhance b -o degrees.tif").code, 0);
-    const Outcome decoded = run("enhance counts -o decoded.tif --scale 0.02 --offset -200");
+    ASSERT_EQ(run("enhance b -o degrees.tif --pipeline float").code, 0);
+    const Outcome decoded = run("enhance counts -o decoded.tif --scale 0.02 --offset -200 --pipeline float");
     EXPECT_EQ(decoded.code, 0) << decoded.err;
     EXPECT_EQ(decoded.err.find("warning"), std::string::npos) << decoded.err;
     EXPECT_LT(compareWithTruth(image("decoded.tif"), image("degrees.tif"), 3).rmse, 0.05);
@@ -120,17 +123,18 @@ TEST_F(Program, DecodesCountsAndSaysWhatMendsImplausibleOnes) {
     }
     dump.close();
     const Outcome dumped =
-        run("enhance dump.bin --raw 64x49:u16le --crop 64x48 -o dumped.tif --scale 0.02 --offset -200");
+        run("enhance --pipeline float dump.bin --raw 64x49:u16le --crop 64x48 -o dumped.tif --scale 0.02 "
+            "--offset -200");
     ASSERT_EQ(dumped.code, 0) << dumped.err;
     EXPECT_EQ(cv::norm(image("dumped.tif"), image("decoded.tif")), 0.0);
-    const Outcome plain = run("enhance counts -o plain.tif");
+    const Outcome plain = run("enhance --pipeline float counts -o plain.tif");
     EXPECT_EQ(plain.code, 2);
     EXPECT_NE(plain.err.find("all pixels lie outside the plausible range -274 .. 5000, the most "),
               std::string::npos)
         << plain.err;
     EXPECT_NE(plain.err.find("; pass --nuc for raw counts, or "), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(path("plain.tif")));
-    const Outcome nuc = run("enhance counts -o nuc.tif --nuc");
+    const Outcome nuc = run("enhance --pipeline float counts -o nuc.tif --nuc");
     EXPECT_EQ(nuc.code, 0) << nuc.err;
     EXPECT_EQ(nuc.err.find("warning"), std::string::npos) << nuc.err;
 }
@@ -294,7 +298,7 @@ TEST_F(Program, SaysOnceWhatIsWrongWithUnitsAndCamera) {
         EXPECT_NE(outcome.err.find(": all pixels lie outside the plausible range"), std::string::npos);
         EXPECT_FALSE(std::filesystem::exists(path("none.tif")));
     }
-    const Outcome kelvin = run("enhance b -o o.tif --no-guard --offset 4988");
+    const Outcome kelvin = run("enhance --pipeline float b -o o.tif --no-guard --offset 4988");
     const auto count = [&](const std::string& text, const std::string& what) {
         std::size_t found = 0;
         for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++found;
@@ -304,7 +308,8 @@ TEST_F(Program, SaysOnceWhatIsWrongWithUnitsAndCamera) {
     for (const auto& [camera, sigma, warnings] : {std::tuple{"107 FOV 20", "sigma 0.65\n", 0u},
                                                   {"101", "sigma 0.683\n", 1u},
                                                   {"mine", "sigma 0.683\n", 1u}}) {
-        const Outcome outcome = run(std::string("enhance b -o o.tif --camera '") + camera + "'");
+        const Outcome outcome =
+            run(std::string("enhance --pipeline float b -o o.tif --camera '") + camera + "'");
         EXPECT_EQ(outcome.code, 0);
         EXPECT_EQ(count(outcome.err, "warning: "), warnings) << outcome.err;
         EXPECT_EQ(count(outcome.err, sigma), 1u) << outcome.err;
@@ -321,8 +326,8 @@ TEST_F(Program, FilesMayHaveAnyNameAndPngAndPgmFramesDoAsWell) {
             image("b/frame_00" + std::to_string(i) + ".tif").convertTo(counts, CV_16U, 50.0, 1000.0);
             cv::imwrite(path(folder + "/" + std::to_string(i + 8) + extension), counts);
         }
-        const Outcome outcome = run("enhance './" + folder + "/../" + folder + "' -o '" + folder +
-                                    "/ö ut.TIF' --scale 0.02 --offset -20");
+        const Outcome outcome = run("enhance --pipeline float './" + folder + "/../" + folder + "' -o '" +
+                                    folder + "/ö ut.TIF' --scale 0.02 --offset -20");
         ASSERT_EQ(outcome.code, 0) << outcome.err;
         EXPECT_LT(compareWithTruth(image(folder + "/ö ut.TIF"), image("b/truth.tif"), 3).rmse, 1.5);
     }
@@ -336,7 +341,7 @@ TEST_F(Program, AFailedOutputLeavesAllOthersAsTheyWere) {
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
     const struct rlimit room { 60000, before.rlim_max };
     ::setrlimit(RLIMIT_FSIZE, &room);
-    const Outcome outcome = run("enhance b -o o.tif --shifts s.csv --report r.html");
+    const Outcome outcome = run("enhance --pipeline float b -o o.tif --shifts s.csv --report r.html");
     ::setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_EQ(outcome.code, 3);
     EXPECT_NE(outcome.err.find("r.html: cannot be written: File too large\n"), std::string::npos)
@@ -356,15 +361,15 @@ std::optional<double> bytesRead() {
 
 TEST_F(Program, EveryFrameIsDecodedOnce) {
     if (!bytesRead()) GTEST_SKIP() << "the system does not count what is read";
-    cv::Mat_<ushort> frame(480, 640);
+    cv::Mat_<float> frame(200, 300);
     cv::randu(frame, 7000, 9000);
     std::ofstream dump(path("f.raw"), std::ios::binary);
-    for (int i = 0; i < 5; ++i) dump.write(frame.ptr<char>(), 480 * 640 * 2);
+    for (int i = 0; i < 5; ++i) dump.write(frame.ptr<char>(), 200 * 300 * 4);
     dump.close();
     EnhanceCommand enlarge;
     enlarge.parameters.kind = PipelineKind::floatingPoint;
     enlarge.inputs = {path("f.raw")};
-    enlarge.reading.raw = parseRawFormat("640x480:u16le");
+    enlarge.reading.raw = parseRawFormat("300x200:f32le");
     enlarge.output = path("o.tif");
     enlarge.parameters.rawCounts = true;
     enlarge.parameters.guarded = false;
@@ -384,7 +389,7 @@ TEST_F(Program, EveryFrameIsDecodedOnce) {
     for (const auto& [name, command] : kCommands) {
         const double before = bytesRead().value();
         command();
-        const double frames = (bytesRead().value() - before) / (480 * 640 * 2);
+        const double frames = (bytesRead().value() - before) / (200 * 300 * 4);
         EXPECT_GE(frames, 5.0) << name;
         EXPECT_LT(frames, 5.5) << name;
     }

@@ -311,9 +311,9 @@ TEST_F(Program, FramesThatDoNotFitAreLeftOut) {
 }
 
 TEST_F(Program, NoisyFramesAreSmoothedSoThatTheImageIsBetterThanBicubic) {
-    for (const char* noise : {"1", "1.5", "3", "6"}) {
+    for (const char* noise : {"1.5", "6"}) {
         std::filesystem::remove_all(path("b"));
-        ASSERT_EQ(run(std::string("simulate -o b --noise ") + noise).code, 0);
+        ASSERT_EQ(run(std::string("simulate -o b --width 112 --height 84 --noise ") + noise).code, 0);
         const cv::Mat_<float> truth = image("b/truth.tif");
         const auto rmse = [&](const cv::Mat_<float>& result) {
             return compareWithTruth(result, truth, 3).rmse;
@@ -340,12 +340,18 @@ TEST_F(Program, SaysThatATripodGainsLittle) {
                   {"0.2,-0.1;0,0;-0.45,0.2;0,0;0.1,0.2", false, true}};
     for (const auto& c : kCases) {
         std::filesystem::remove_all(path("b"));
-        ASSERT_EQ(run(std::string("simulate -o b --noise 0.1 --shifts '") + c.shifts + "'").code, 0);
+        ASSERT_EQ(
+            run(std::string("simulate -o b --width 112 --height 84 --noise 0.1 --shifts '") + c.shifts + "'")
+                .code,
+            0);
         const std::string err = run("enhance --pipeline float b -o o.tif").err;
         EXPECT_EQ(says(err, "the frames lie whole pixels apart (a tripod?)"), c.tripod) << err;
         EXPECT_EQ(says(err, ": gain "), c.gain) << err;
     }
-    ASSERT_EQ(run("simulate -o c --noise 0.02 --shifts '0,0;0.3,0.2;0,0.3;0.2,0;0.15,0.3'").code, 0);
+    ASSERT_EQ(
+        run("simulate -o c --width 48 --height 36 --noise 0.02 --shifts '0,0;0.3,0.2;0,0.3;0.2,0;0.15,0.3'")
+            .code,
+        0);
     EXPECT_TRUE(says(run("enhance c -o o.tif").err,
                      "warning: frame 4: the frames hardly move, by less than a quarter of "
                      "a pixel: a fixed pattern of the sensor would pass for detail"));

@@ -16,7 +16,7 @@ bool says(const std::string& text, const std::string& what) {
 
 class FixedPattern : public Program {
   protected:
-    static constexpr int kWidth = 96, kHeight = 72;
+    static constexpr int kWidth = 64, kHeight = 48;
 
     /// Columns of up to 0.75 and single pixels of up to 0.35, of no mean.
     static float patternAt(int x, int y) {
@@ -53,11 +53,11 @@ class FixedPattern : public Program {
 
 TEST_F(FixedPattern, ALearntOneServesEveryPipeline) {
     record("clean", "burst", 5, 1);
-    record("c2", "one", 12, 2);
-    record("c3", "two", 12, 3);
-    const Outcome learnt = run("pattern learn one two -o p.tif");
+    record("c2", "one", 8, 2);
+    record("c3", "two", 8, 3);
+    const Outcome learnt = run("pattern learn one two -o p.tif --frames 8");
     ASSERT_EQ(learnt.code, 0) << learnt.err;
-    EXPECT_TRUE(says(learnt.err, "from 24 frames in 2 stretches of 2 recordings")) << learnt.err;
+    EXPECT_TRUE(says(learnt.err, "from 16 frames in 2 stretches of 2 recordings")) << learnt.err;
     const cv::Mat_<float> pattern = image("p.tif");
     double error = 0.0, all = 0.0;
     for (int y = 4; y < kHeight - 4; ++y) {
@@ -66,7 +66,7 @@ TEST_F(FixedPattern, ALearntOneServesEveryPipeline) {
             all += std::pow(patternAt(x, y), 2);
         }
     }
-    EXPECT_LT(error, 0.1 * all);
+    EXPECT_LT(error, 0.2 * all);
 
     for (const std::string pipeline : {"precise", "float"}) {
         const std::string enhance = "enhance burst -o o.tif --pipeline " + pipeline + " --fixed-pattern ";
@@ -74,13 +74,15 @@ TEST_F(FixedPattern, ALearntOneServesEveryPipeline) {
         ASSERT_TRUE(code == 0 || code == 6) << code;  // the pattern may pass for a scene that does not fit
         const double without = errorOf("o.tif");
         ASSERT_EQ(run(enhance + "p.tif --report r.json").code, 0);
-        EXPECT_LT(errorOf("o.tif"), (pipeline == "precise" ? 0.5 : 0.85) * without) << pipeline;
+        EXPECT_LT(errorOf("o.tif"), (pipeline == "precise" ? 0.6 : 0.9) * without) << pipeline;
         EXPECT_EQ(nlohmann::json::parse(text(path("r.json")))["parameters"]["fixed-pattern"], "p.tif");
     }
     // Of the part that is used, a pattern may have the size.
-    EXPECT_EQ(run("pattern learn one -o q.tif --crop 64x48+8+8").code, 0);
-    EXPECT_EQ(run("enhance burst -o o.tif --crop 64x48+8+8 --fixed-pattern q.tif").code, 0);
-    EXPECT_EQ(run("enhance burst -o o.tif --crop 64x48+8+8 --fixed-pattern p.tif").code, 0);
+    writeImage(path("q.tif"), pattern(cv::Rect(8, 6, 48, 40)));
+    const std::string part = "enhance burst --pipeline float --crop 48x40+8+6 -o ";
+    ASSERT_EQ(run(part + "q_out.tif --fixed-pattern q.tif").code, 0);
+    ASSERT_EQ(run(part + "p_out.tif --fixed-pattern p.tif").code, 0);
+    EXPECT_EQ(cv::norm(image("q_out.tif"), image("p_out.tif")), 0.0);
 }
 
 /// A shutter's frames show the pattern, whatever their level.
@@ -98,7 +100,7 @@ TEST_F(FixedPattern, AShutterTakesItOff) {
     ASSERT_EQ(run("enhance clean -o c.tif --pipeline float").code, 0);
     const Outcome outcome = run("enhance burst -o o.tif --pipeline float --shutter shutter --report r.json");
     ASSERT_EQ(outcome.code, 0) << outcome.err;
-    EXPECT_NEAR(errorOf("o.tif"), errorOf("c.tif"), 0.02 * errorOf("c.tif"));
+    EXPECT_NEAR(errorOf("o.tif"), errorOf("c.tif"), 0.05 * errorOf("c.tif"));
     EXPECT_EQ(nlohmann::json::parse(text(path("r.json")))["input"]["shutter"], "shutter");
     // Counts stay whole for a calibration, which takes no others.
     const cv::Mat_<short> cold(kHeight, kWidth, short(100)), warm(kHeight, kWidth, short(300));
@@ -129,7 +131,7 @@ TEST_F(FixedPattern, RefusalsNameWhatIsWrong) {
         const char* complaint;
     } kCases[] = {
         {"enhance burst -o o.tif --shutter small.tif", 2,
-         "small.tif: is 10 x 10 pixels, but the frames are 96 x 72"},
+         "small.tif: is 10 x 10 pixels, but the frames are 64 x 48"},
         {"enhance burst -o o.tif --fixed-pattern small.tif", 2, "small.tif: is 10 x 10 pixels"},
         {"enhance burst -o o.tif --shutter empty.tif", 2, "empty.tif: holds no value at all"},
         {"enhance burst -o o.tif --fixed-pattern none.tif", 2, "none.tif: "},

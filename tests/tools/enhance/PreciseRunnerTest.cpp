@@ -57,7 +57,7 @@ TEST_F(Precise, OptionsWithoutUseAreRefusedWithTheReason) {
 /// More frames than five come around the reference, which stays the fourth from the newest; steps of the level between
 /// them are none of the scene.
 TEST_F(Precise, TakesUpToTwelveFramesWhateverTheirLevel) {
-    ASSERT_EQ(run("simulate -o b --frames 15 --width 96 --height 72 --noise 0.5").code, 0);
+    ASSERT_EQ(run("simulate -o b --frames 15 --width 48 --height 36 --noise 0.5").code, 0);
     for (int i = 0; i < 10; i += 3) writeImage(path(frame(i)), image(frame(i)) + 1.5 * i);
     const Outcome all = run("enhance b -o all.tif --report r.json --shifts s.csv --coverage c.tif");
     ASSERT_EQ(all.code, 0) << all.err;
@@ -88,7 +88,7 @@ TEST_F(Precise, TakesUpToTwelveFramesWhateverTheirLevel) {
 }
 
 TEST_F(Precise, SaysWhatThereIsToDoubt) {
-    ASSERT_EQ(run("simulate -o b --width 96 --height 72").code, 0);
+    ASSERT_EQ(run("simulate -o b --width 48 --height 36").code, 0);
     const Outcome single = run("enhance " + frame(1) + " -o o.tif --noise-map n.tif");
     EXPECT_EQ(single.code, 6);
     EXPECT_TRUE(says(single.err, "1 of 1 image is not known to be better than bicubic enlargement\n"))
@@ -96,10 +96,10 @@ TEST_F(Precise, SaysWhatThereIsToDoubt) {
     EXPECT_TRUE(says(single.err, "warning: frame 0: the image rests on the reference frame alone"))
         << single.err;
     EXPECT_LT(errorOf("o.tif"),
-              compareWithTruth(bicubic(image(frame(1)), {192, 144}), image("b/truth.tif"), 3).rmse);
-    EXPECT_EQ(image("n.tif").size(), cv::Size(192, 144));
+              compareWithTruth(bicubic(image(frame(1)), {96, 72}), image("b/truth.tif"), 3).rmse);
+    EXPECT_EQ(image("n.tif").size(), cv::Size(96, 72));
 
-    cv::Mat_<float> other(72, 96);
+    cv::Mat_<float> other(36, 48);
     cv::RNG(5).fill(other, cv::RNG::NORMAL, 20.0, 3.0);
     writeImage(path(frame(3)), other);
     const Outcome foreign = run("enhance b -o foreign.tif --report r.json --report r.html");
@@ -116,7 +116,7 @@ TEST_F(Precise, SaysWhatThereIsToDoubt) {
     EXPECT_EQ(report["image"]["frames"].size(), 4u);
     EXPECT_TRUE(says(text(path("r.html")), "left out: nothing new in common with the reference"));
 
-    writeImage(path(frame(1)), cv::Mat_<float>(72, 96, 6000.0f));
+    writeImage(path(frame(1)), cv::Mat_<float>(36, 48, 6000.0f));
     const Outcome refused = run("enhance b -o refused.tif");
     EXPECT_EQ(refused.code, 4);
     EXPECT_TRUE(says(refused.err, "no enlarged image: The reference frame has no value in [-274, 5000]."))
@@ -124,7 +124,7 @@ TEST_F(Precise, SaysWhatThereIsToDoubt) {
 }
 
 TEST_F(Precise, EveryBeginsWithTheFifthFrame) {
-    ASSERT_EQ(run("simulate -o b --frames 7 --width 64 --height 48").code, 0);
+    ASSERT_EQ(run("simulate -o b --frames 6 --width 32 --height 24").code, 0);
     ASSERT_EQ(run("enhance b -o each/ --every").code, 0);
     EXPECT_FALSE(std::filesystem::exists(path("each/frame_000003.tif")));
     ASSERT_EQ(run("enhance " + frame(0) + ' ' + frame(1) + ' ' + frame(2) + ' ' + frame(3) + ' ' + frame(4) +
@@ -133,7 +133,7 @@ TEST_F(Precise, EveryBeginsWithTheFifthFrame) {
               0);
     EXPECT_EQ(cv::norm(image("each/frame_000004.tif"), image("fifth.tif")), 0.0);
     ASSERT_EQ(run("enhance b -o last.tif").code, 0);
-    EXPECT_EQ(cv::norm(image("each/frame_000006.tif"), image("last.tif")), 0.0);
+    EXPECT_EQ(cv::norm(image("each/frame_000005.tif"), image("last.tif")), 0.0);
 }
 
 }  // namespace

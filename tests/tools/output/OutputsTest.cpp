@@ -211,7 +211,7 @@ TEST_F(Outputs, TwoRunsDoNotMixTheirFramesInOneFolder) {
                       std::string::npos)
                 << second.err;
             EXPECT_TRUE(fs::is_empty(path("x"))) << command;
-            EXPECT_EQ(run("enhance b -o x/one.tif").code, 0);  // a single file is no matter
+            EXPECT_EQ(run("enhance --pipeline float b -o x/one.tif").code, 0);  // a single file is no matter
             fs::remove(path("x/one.tif"));
         }
         fs::create_directory(path("x"));

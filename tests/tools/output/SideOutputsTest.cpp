@@ -14,13 +14,15 @@ struct Output {
 
 class SideOutputs : public Program {
   protected:
-    /// Each output under another name of each input is refused, and the input stays.
+    /// Under another name of an input, each output is refused for the first input, the first output for each, and the input
+    /// stays.
     void expectRefused(const std::vector<Output>& outputs, const std::vector<std::string>& inputs,
                        const std::string& reason) const {
         for (const std::string& input : inputs) {
             const std::string before = text(path(input));
             ASSERT_NE(before, "") << input;
             for (const Output& output : outputs) {
+                if (&input != &inputs[0] && &output != &outputs[0]) break;
                 SCOPED_TRACE(std::string(output.command) + input);
                 const std::string alias = std::string("alias") + output.extension;
                 fs::create_symlink(path(input), path(alias));
