@@ -102,7 +102,7 @@ void recording(Input& in) {
         require(guard.look(sound).verdict == tools::StreamGuard::Verdict::repeated, "a repetition is one");
         measure(in, sound, before.empty() ? sound : before);
         before = sound;
-        recording.add(frame, plausible, "frame", false);
+        recording.add({frame, plausible, 0}, "frame");
         if (!recording.ready() || !(every || i == 1)) continue;
         tools::Refusal refusal;
         const std::optional<tools::Enlarged> enlarged = reconstructor->run(recording.latest(), refusal);

@@ -1,14 +1,13 @@
 #include <fstream>
-#include <limits>
 #include <optional>
 
-#include "capi/CameraDescription.h"
 #include "tools/base/FileNames.h"
 #include "tools/base/Messages.h"
 #include "tools/base/Progress.h"
 #include "tools/base/TextLines.h"
 #include "tools/base/UserError.h"
 #include "tools/commands/Commands.h"
+#include "tools/commands/EnhanceSetup.h"
 #include "tools/commands/ReportFacts.h"
 #include "tools/commands/ResultFiles.h"
 #include "tools/enhance/Reconstructor.h"
@@ -32,38 +31,6 @@ void refuseForeignTable(const std::string& target) {
     if (file && readLine(file, '\n', kLongestTitle, line) && line.find(kTableTitle) == std::string::npos) {
         throw outputError(target + ": exists, and holds no estimated shifts; it is left alone");
     }
-}
-
-EnhanceParameters withCamera(const EnhanceCommand& command, Findings& findings) {
-    EnhanceParameters parameters = command.parameters;
-    if (command.camera.empty()) return parameters;
-    parameters.psfSigma = capi::psfSigmaOf(command.camera);
-    if (parameters.psfSigma == capi::psfSigmaOf("")) {
-        findings.warn(
-            format("camera \"%s\": no known model number with a field of view; the default blur is taken",
-                   command.camera.c_str()));
-    }
-    note(format("camera \"%s\": point-spread sigma %g", command.camera.c_str(),
-                static_cast<double>(parameters.psfSigma)));
-    return parameters;
-}
-
-/// What the pipeline does not take for a defect. The vector pipeline takes everything as it is.
-PlausibleRange plausibleFor(const PipelineParameters& parameters) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    if (parameters.kind == PipelineKind::vector) return {-kInfinity, kInfinity};
-    return PlausibleRange::of(parameters.rawCounts);
-}
-
-ValueOptions valueOptions(const EnhanceCommand& command) {
-    const PipelineParameters& p = command.parameters;
-    return {command.decode,
-            command.calibration,
-            command.sensor,
-            command.reading,
-            plausibleFor(p),
-            p.rawCounts,
-            p.rawCounts && p.kind == PipelineKind::reference};
 }
 
 EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
@@ -118,14 +85,14 @@ class Enhancement {
                                            [this](double share) {
                                                if (progress_) progress_->done(share);
                                            })),
-          values_(reader, valueOptions(command), findings),
+          values_(reader.storedSize(), valueOptions(command), findings),
           results_(results),
           enlargedSize_(size * Pipeline::kFactor),
           sink_(enlargedOutput(command, enlargedSize_), inputs, files_) {}
 
     void run() {
         takeAll();
-        values_.warnOfOutside(findings_);
+        values_.warnOfOutside(reader_.count(), findings_);
         if (!command_.every) enlargeLast();
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
@@ -163,9 +130,7 @@ class Enhancement {
     }
 
     bool takeIn(std::size_t index) {
-        const ValueReader::Frame frame = values_.read(index);
-        // Of implausible values the important thing is said once, of all of them.
-        return recording_.add(frame.values, frame.plausible, reader_.name(index), frame.outside);
+        return recording_.add(values_.read(reader_, index), reader_.name(index));
     }
 
     /// A frame that was skipped, or comes too soon after a jump, has no image, and that has been said.

@@ -70,13 +70,13 @@ class Pass {
     void over(FrameReader& recording, Findings& findings) {
         const PipelineParameters& p = command_.parameters;
         const std::vector<std::string> noCalibration;
-        ValueReader values(recording,
+        ValueReader values(recording.storedSize(),
                            {command_.decode, noCalibration, command_.sensor, command_.reading,
                             PlausibleRange::of(p.rawCounts), p.rawCounts, false},
                            findings);
         std::vector<cv::Mat_<float>> stretch;
         for (std::size_t i = 0; i < recording.count(); ++i) {
-            stretch.push_back(values.read(i).plausible);
+            stretch.push_back(values.read(recording, i).plausible);
             if (stretch.size() == static_cast<std::size_t>(p.frames)) {
                 learner_.learn(stretch);
                 stretch.clear();

@@ -14,11 +14,10 @@ Frames newestOf(const Frames& frames, std::size_t count) {
 
 }  // namespace
 
-bool Recording::add(const cv::Mat_<float>& values, const cv::Mat_<float>& plausible, const std::string& name,
-                    bool quiet) {
-    RecordedFrame frame{count_++, name, values, {}, quiet, 0};
+bool Recording::add(const ValueFrame& added, const std::string& name) {
+    RecordedFrame frame{count_++, name, added.values, {}, added.outside > 0, 0};
     if (rules_.guarded) {
-        const cv::Mat_<float> sound = repaired(plausible);
+        const cv::Mat_<float> sound = repaired(added.plausible);
         const StreamGuard::Finding finding = guard_.look(sound);
         const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + finding.reason;
         if (finding.verdict == StreamGuard::Verdict::repeated) {

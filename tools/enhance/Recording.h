@@ -8,6 +8,7 @@
 #include "tools/base/Guard.h"
 #include "tools/enhance/StreamGuard.h"
 #include "tools/measure/FrameMeasures.h"
+#include "tools/values/PlausibleRange.h"
 
 namespace oravo::tools {
 
@@ -16,7 +17,7 @@ struct RecordedFrame {
     std::string name;        ///< of its file
     cv::Mat_<float> values;  ///< as read
     FrameDetail detail;      ///< empty where nothing is guarded
-    bool quiet;              ///< that it has defects is reported elsewhere
+    bool quiet;              ///< it holds implausible values, which are reported once for all frames
     std::size_t stretch;     ///< frames of one stretch belong together
 };
 
@@ -45,11 +46,8 @@ class Recording {
         : rules_(rules), findings_(findings), guard_(rules.levelsCount) {}
 
     /// Takes in the next frame. False where it was skipped.
-    /// @param plausible  its values without those that are defects to the library, for the guards to judge
     /// @param name   of its file, for messages
-    /// @param quiet  that it has defects is reported elsewhere
-    bool add(const cv::Mat_<float>& values, const cv::Mat_<float>& plausible, const std::string& name,
-             bool quiet);
+    bool add(const ValueFrame& frame, const std::string& name);
 
     /// Whether there are frames enough for an image.
     bool ready() const;

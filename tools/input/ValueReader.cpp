@@ -5,44 +5,43 @@
 
 namespace oravo::tools {
 
-ValueReader::ValueReader(FrameReader& reader, const ValueOptions& options, Findings& findings)
-    : reader_(reader),
-      decode_(options.decode),
-      correction_(options.sensor, decode_, options.reading, reader.storedSize()),
+ValueReader::ValueReader(cv::Size storedSize, const ValueOptions& options, Findings& findings)
+    : decode_(options.decode),
+      correction_(options.sensor, decode_, options.reading, storedSize),
       rawCounts_(options.rawCounts),
       wantsSignedCounts_(options.signedCounts),
       outside_(options.plausible) {
     if (!options.calibration.empty()) {
-        calibration_.emplace(options.calibration, decode_, options.reading, reader.storedSize(), findings);
+        calibration_.emplace(options.calibration, decode_, options.reading, storedSize, findings);
     }
 }
 
-ValueReader::Frame ValueReader::read(std::size_t index) {
-    const std::string name = reader_.name(index);
-    Frame frame{decode_(reader_.read(index), name), {}, false};
-    correction_.takeOffShutter(frame.values, calibration_.has_value() || wantsSignedCounts_);
-    if (calibration_) frame.values = (*calibration_)(frame.values, name);
-    correction_.takeOffPattern(frame.values, wantsSignedCounts_);
-    if (wantsSignedCounts_) signedCounts(frame.values, name);
-    const std::size_t outside = outside_.add(frame.values, index, name);
-    if (index == 0 && outside == frame.values.total()) {
+ValueFrame ValueReader::read(const cv::Mat& stored, std::size_t number, const std::string& name) {
+    cv::Mat_<float> values = decode_(stored, name);
+    correction_.takeOffShutter(values, calibration_.has_value() || wantsSignedCounts_);
+    if (calibration_) values = (*calibration_)(values, name);
+    correction_.takeOffPattern(values, wantsSignedCounts_);
+    if (wantsSignedCounts_) signedCounts(values, name);
+    const ValueFrame frame = outside_.take(values, number, name);
+    if (number == 0 && frame.allOutside()) {
         throw inputError(name + ": all pixels lie outside " + outside_.rangeText() +
                          ", the most extreme is " + outside_.extremeText() + "; " + remedy());
     }
-    frame.outside = outside > 0;
-    const bool some = frame.outside && outside < frame.values.total();
-    frame.plausible = some ? outside_.range.within(frame.values) : frame.values;
     return frame;
 }
 
-void ValueReader::warnOfOutside(Findings& findings) const {
+ValueFrame ValueReader::read(FrameReader& reader, std::size_t number) {
+    return read(reader.read(number), number, reader.name(number));
+}
+
+void ValueReader::warnOfOutside(std::size_t frames, Findings& findings) const {
     const OutOfRange& o = outside_;
     if (o.pixels == 0) return;
-    const std::string text =
-        format("%zu pixel%s in %zu of %zu frames lie%s outside ", o.pixels, o.pixels == 1 ? "" : "s",
-               o.frames, reader_.count(), o.pixels == 1 ? "s" : "") +
-        o.rangeText() + " and count as defects: what they show is lost; the most extreme is " +
-        o.extremeText() + format(" in frame %zu (%s)", o.frame, o.name.c_str());
+    const std::string text = format("%zu pixel%s in %zu of %zu frames lie%s outside ", o.pixels,
+                                    o.pixels == 1 ? "" : "s", o.frames, frames, o.pixels == 1 ? "s" : "") +
+                             o.rangeText() +
+                             " and count as defects: what they show is lost; the most extreme is " +
+                             o.extremeText() + format(" in frame %zu (%s)", o.frame, o.name.c_str());
     findings.warn(Guard{"plausible range", o.frame, text, remedy()});
 }
 

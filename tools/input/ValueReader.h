@@ -28,28 +28,25 @@ struct ValueOptions {
 /// values outside the plausible range, and refuses a recording that begins with nothing else.
 class ValueReader {
   public:
-    /// Reads the frames of the calibration. The reader has read a frame, by which the size of all is known, and outlives
-    /// this object.
-    ValueReader(FrameReader& reader, const ValueOptions& options, Findings& findings);
+    /// Reads the frames of the calibration.
+    /// @param storedSize  of the frames before the crop
+    ValueReader(cv::Size storedSize, const ValueOptions& options, Findings& findings);
 
-    struct Frame {
-        cv::Mat_<float> values;
-        cv::Mat_<float>
-            plausible;  ///< the same where all of them are, or none; else NaN for those that are not
-        bool outside;   ///< there are some that are not
-    };
-    /// Throws UserError for what cannot be read, and for raw counts beyond 16 bits where these are wanted.
-    Frame read(std::size_t index);
+    /// @param number  of the frame in the recording
+    /// Throws UserError, naming the frame, for raw counts beyond 16 bits where these are wanted.
+    ValueFrame read(const cv::Mat& stored, std::size_t number, const std::string& name);
+    /// The same for a frame of a reader. Throws UserError for one that cannot be read.
+    ValueFrame read(FrameReader& reader, std::size_t number);
 
     /// In the frames read.
     const OutOfRange& outside() const { return outside_; }
     /// A finding: how many values lie outside, how far, and what to do; none where none do.
-    void warnOfOutside(Findings& findings) const;
+    /// @param frames  of the recording
+    void warnOfOutside(std::size_t frames, Findings& findings) const;
 
   private:
     const char* remedy() const;
 
-    FrameReader& reader_;
     Decode decode_;
     SensorCorrection correction_;
     std::optional<Calibration> calibration_;

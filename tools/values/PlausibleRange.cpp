@@ -40,6 +40,12 @@ std::size_t OutOfRange::add(const cv::Mat_<float>& values, std::size_t number, c
     return outside;
 }
 
+ValueFrame OutOfRange::take(const cv::Mat_<float>& values, std::size_t number, const std::string& file) {
+    ValueFrame taken{values, values, add(values, number, file)};
+    if (taken.outside > 0 && !taken.allOutside()) taken.plausible = range.within(values);
+    return taken;
+}
+
 std::string OutOfRange::rangeText() const {
     return format("the plausible range %g .. %g", static_cast<double>(range.lowest),
                   static_cast<double>(range.highest));

@@ -24,6 +24,16 @@ struct PlausibleRange {
     cv::Mat_<float> within(const cv::Mat_<float>& values) const;
 };
 
+/// A frame in the unit of the output.
+struct ValueFrame {
+    cv::Mat_<float> values;
+    /// The same where all of them are plausible, or none; else NaN for those that are not.
+    cv::Mat_<float> plausible;
+    std::size_t outside = 0;  ///< how many are not
+
+    bool allOutside() const { return outside == values.total(); }
+};
+
 /// The pixels of a recording whose values lie outside the range.
 struct OutOfRange {
     explicit OutOfRange(PlausibleRange plausible) : range(plausible) {}
@@ -39,6 +49,8 @@ struct OutOfRange {
 
     /// Counts in a frame and returns how many of its pixels are such.
     std::size_t add(const cv::Mat_<float>& values, std::size_t number, const std::string& file);
+    /// Counts in a frame.
+    ValueFrame take(const cv::Mat_<float>& values, std::size_t number, const std::string& file);
     std::string rangeText() const;
     std::string extremeText() const;
 };

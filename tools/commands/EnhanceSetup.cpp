@@ -1,0 +1,46 @@
+#include "tools/commands/EnhanceSetup.h"
+
+#include <limits>
+
+#include "capi/CameraDescription.h"
+#include "tools/base/Messages.h"
+
+namespace oravo::tools {
+
+EnhanceParameters withCamera(const EnhanceCommand& command, Findings& findings) {
+    EnhanceParameters parameters = command.parameters;
+    if (command.camera.empty()) return parameters;
+    parameters.psfSigma = capi::psfSigmaOf(command.camera);
+    if (parameters.psfSigma == capi::psfSigmaOf("")) {
+        findings.warn(
+            format("camera \"%s\": no known model number with a field of view; the default blur is taken",
+                   command.camera.c_str()));
+    }
+    note(format("camera \"%s\": point-spread sigma %g", command.camera.c_str(),
+                static_cast<double>(parameters.psfSigma)));
+    return parameters;
+}
+
+namespace {
+
+/// What the pipeline does not take for a defect. The vector pipeline takes everything as it is.
+PlausibleRange plausibleFor(const PipelineParameters& parameters) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    if (parameters.kind == PipelineKind::vector) return {-kInfinity, kInfinity};
+    return PlausibleRange::of(parameters.rawCounts);
+}
+
+}  // namespace
+
+ValueOptions valueOptions(const EnhanceCommand& command) {
+    const PipelineParameters& p = command.parameters;
+    return {command.decode,
+            command.calibration,
+            command.sensor,
+            command.reading,
+            plausibleFor(p),
+            p.rawCounts,
+            p.rawCounts && p.kind == PipelineKind::reference};
+}
+
+}  // namespace oravo::tools
