@@ -5,7 +5,9 @@
 namespace oravo::tools {
 
 void Findings::warn(const Guard& guard) {
-    tools::warn(guard.text + (guard.action.empty() ? "" : "; " + guard.action));
+    const std::string line = guard.text + (guard.action.empty() ? "" : "; " + guard.action);
+    if (say_) return say_(line);
+    tools::warn(line);
     all_.push_back(guard);
 }
 

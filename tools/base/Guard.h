@@ -2,8 +2,10 @@
 #define ORAVO_TOOLS_BASE_GUARD_H
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace oravo::tools {
@@ -19,7 +21,12 @@ struct Guard {
 /// What was found wrong with a recording, in the order of its discovery; for the report.
 class Findings {
   public:
-    /// Prints a warning (see Messages.h), the text and the action after a semicolon, and keeps it.
+    /// Prints warnings (see Messages.h), and keeps them.
+    Findings() = default;
+    /// Hands warnings to others and keeps none, since a stream has no end.
+    explicit Findings(std::function<void(const std::string& line)> say) : say_(std::move(say)) {}
+
+    /// Says the text, and the action after a semicolon.
     void warn(const Guard& guard);
     /// The same for a text that is no guard's.
     void warn(const std::string& text);
@@ -27,6 +34,7 @@ class Findings {
     const std::vector<Guard>& all() const { return all_; }
 
   private:
+    std::function<void(const std::string&)> say_;  // none: to standard error
     std::vector<Guard> all_;
 };
 

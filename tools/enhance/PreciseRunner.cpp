@@ -98,7 +98,7 @@ std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal)
 void PreciseRunner::sayDoubts(const Enlarged& enlarged) {
     std::vector<std::size_t> unsaid;
     for (const std::size_t number : enlarged.leftOut) {
-        if (leftOut_.insert(number).second) unsaid.push_back(number);
+        if (leftOut_.add(number)) unsaid.push_back(number);
     }
     if (!unsaid.empty()) {
         findings_.warn(

@@ -1,8 +1,7 @@
 #ifndef ORAVO_TOOLS_ENHANCE_PRECISERUNNER_H
 #define ORAVO_TOOLS_ENHANCE_PRECISERUNNER_H
 
-#include <set>
-
+#include "tools/enhance/FrameNumbers.h"
 #include "tools/enhance/Reconstructor.h"
 
 namespace oravo::tools {
@@ -27,7 +26,7 @@ class PreciseRunner final : public Reconstructor {
     EnhanceParameters parameters_;
     Findings& findings_;
     vision::SrPrecise engine_;
-    std::set<std::size_t> leftOut_;  // frames that were found to be
+    FrameNumbers leftOut_;  // frames that were found to be
 };
 
 }  // namespace oravo::tools

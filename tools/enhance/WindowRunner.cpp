@@ -78,7 +78,9 @@ void dropOlderThan(const RecordedFrame& oldest, Frames& frames) {
 }  // namespace
 
 void FindOnce::operator()(const Guard& guard) {
-    if (found_.emplace(guard.name, guard.frame).second) findings_.warn(guard);
+    const bool first =
+        guard.frame ? foundIn_[guard.name].add(*guard.frame) : found_.insert(guard.name).second;
+    if (first) findings_.warn(guard);
 }
 
 WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every,
@@ -143,7 +145,7 @@ std::optional<Enlarged> WindowRunner::runGuarded(const Frames& pool, Refusal& re
         const std::optional<Window> window = chooseWindow(search);
         if (!window) break;
         const bool allUsable = load(window->frames, window->reference);
-        if (every_ && unusable_.count(search.newest->number) != 0) {
+        if (every_ && unusable_.hold(search.newest->number)) {
             refusal.reason = format("frame %zu has too many defective pixels", search.newest->number);
             return std::nullopt;
         }
@@ -172,7 +174,7 @@ std::optional<Enlarged> WindowRunner::runGuarded(const Frames& pool, Refusal& re
 
 /// The newest usable frames; none where there are too few. The reference stays the same frame while it is usable.
 std::optional<WindowRunner::Window> WindowRunner::chooseWindow(Search& search) const {
-    dropIf(search.pool, [&](const auto* frame) { return unusable_.count(frame->number) != 0; });
+    dropIf(search.pool, [&](const auto* frame) { return unusable_.hold(frame->number); });
     if (search.pool.size() < kFewest) return std::nullopt;
     Window window{newestOf(search.pool), 0};
     window.reference = placeOfReference(window.frames, search.reference, *parameters_.referenceIndex);
@@ -256,7 +258,6 @@ std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const Recor
 }
 
 bool WindowRunner::load(const Frames& window, std::size_t reference) {
-    const std::size_t unusableBefore = unusable_.size();
     const int countedBack = static_cast<int>(window.size() - 1 - reference);
     const float weight = weightFor(window);
     std::vector<std::size_t> wanted;
@@ -267,19 +268,17 @@ bool WindowRunner::load(const Frames& window, std::size_t reference) {
     if (same && loaded == wanted) return true;
     const bool follows = same && loaded.size() == kFull && wanted.size() == kFull &&
                          std::equal(loaded.begin() + 1, loaded.end(), wanted.begin());
-    if (follows) {
-        takeIn(*window.back());
-    } else {
-        enhancer_.restart(countedBack, weight);
-        for (const RecordedFrame* frame : window) takeIn(*frame);
-    }
-    return unusable_.size() == unusableBefore;
+    if (follows) return takeIn(*window.back());
+    enhancer_.restart(countedBack, weight);
+    bool allUsable = true;
+    for (const RecordedFrame* frame : window) allUsable = takeIn(*frame) && allUsable;
+    return allUsable;
 }
 
-void WindowRunner::takeIn(const RecordedFrame& frame) {
+bool WindowRunner::takeIn(const RecordedFrame& frame) {
     const Enhancer::Intake intake = enhancer_.addFrame(frame.number, frame.values);
-    if (intake.refused) unusable_.insert(frame.number);
-    if (intake.problem.empty() || (frame.quiet && !intake.refused)) return;
+    const bool newlyRefused = intake.refused && unusable_.add(frame.number);
+    if (intake.problem.empty() || (frame.quiet && !intake.refused)) return true;
     const std::string what = format("frame %zu (%s) ", frame.number, frame.name.c_str()) + intake.problem;
     if (intake.refused) {
         findOnce_({"defects", frame.number, what, parameters_.guarded ? "left out" : ""});
@@ -287,6 +286,7 @@ void WindowRunner::takeIn(const RecordedFrame& frame) {
         // A cluster of defects is there in every frame of a camera.
         findOnce_({"stand-in", {}, what + " (reported for the first such frame only)", ""});
     }
+    return !newlyRefused;
 }
 
 float WindowRunner::weightFor(const Frames& window) {

@@ -1,13 +1,14 @@
 #ifndef ORAVO_TOOLS_ENHANCE_WINDOWRUNNER_H
 #define ORAVO_TOOLS_ENHANCE_WINDOWRUNNER_H
 
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tools/enhance/Enhancer.h"
+#include "tools/enhance/FrameNumbers.h"
 #include "tools/enhance/Reconstructor.h"
 
 namespace oravo::tools {
@@ -20,7 +21,8 @@ class FindOnce {
 
   private:
     Findings& findings_;
-    std::set<std::pair<std::string, std::optional<std::size_t>>> found_;
+    std::set<std::string> found_;                  // that are about no frame
+    std::map<std::string, FrameNumbers> foundIn_;  // frames
 };
 
 /// Enlarges windows of frames. When guarded, it looks at what came of a window, leaves frames out that spoil
@@ -64,9 +66,9 @@ class WindowRunner final : public Reconstructor {
     static std::string describe(const Suspect& suspect);
     std::string complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
                                const Enlarged& enlarged, std::size_t position, bool newest) const;
-    /// False where frames were refused that were not known to be unusable.
+    /// Both are false where a frame was refused that was not known to be unusable.
     bool load(const Frames& window, std::size_t reference);
-    void takeIn(const RecordedFrame& frame);
+    bool takeIn(const RecordedFrame& frame);
     float weightFor(const Frames& window);
     void lookForPattern(const Enlarged& enlarged);
 
@@ -74,7 +76,7 @@ class WindowRunner final : public Reconstructor {
     bool every_;
     Enhancer enhancer_;
     EnhanceParameters parameters_;
-    std::set<std::size_t> unusable_;  // frames with too many defects
+    FrameNumbers unusable_;  // frames with too many defects
     Findings& findings_;
     FindOnce findOnce_;
     bool patternSaid_ = false;
