@@ -2,7 +2,7 @@
 
 # What building and testing everything takes.
 test_packages="build-essential cmake ninja-build libopencv-dev libtiff-dev libmagic-dev libcli11-dev nlohmann-json3-dev libgtest-dev
-    libbenchmark-dev pkg-config python3-numpy python3-scipy python3-pytest python3-pip python3-setuptools python3-wheel"
+    libbenchmark-dev ffmpeg pkg-config python3-numpy python3-scipy python3-pytest python3-pip python3-setuptools python3-wheel"
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

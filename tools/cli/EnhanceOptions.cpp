@@ -1,12 +1,15 @@
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
+#include "tools/base/UserError.h"
 #include "tools/cli/CommandOptions.h"
 #include "tools/cli/InputOptions.h"
 #include "tools/cli/PipelineOptions.h"
 #include "tools/cli/ResultOptions.h"
 #include "tools/cli/Validators.h"
 #include "tools/commands/Batch.h"
+#include "tools/input/RawStream.h"
 
 namespace oravo::tools {
 namespace {
@@ -19,7 +22,9 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
            "text (.csv, .tsv, .asc, .txt; with heading lines, and with decimal commas unless commas "
            "separate the numbers), raw dumps (see --raw), "
            "or folders of them. A folder is read in natural order (frame_9 before frame_10); where some "
-           "names begin with \"frame\", only these are read")
+           "names begin with \"frame\", only these are read. Or - for standard input, or a named pipe, of "
+           "raw "
+           "frames, with --raw, --every and -o -: a raw image for each frame, as soon as it is there")
         ->required();
     sub->add_option(
            "-o,--output", c.output,
@@ -30,6 +35,13 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
         ->check(notEmpty())
         ->required();
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
+    sub->add_option_function<std::string>(
+        "--raw-output",
+        [&c](const std::string& text) { c.rawOutput = parsePixelFormat(text, "--raw-output"); },
+        "TYPE of the raw images of a pipe, as for --raw (default: that of its frames). Integers are stored "
+        "as "
+        "those of the frames are (--encoding, --scale ...), with 0 where there is no value; f32 and f64 hold "
+        "the values themselves");
     sub->add_option(
            "--jobs", c.jobs,
            "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each, "
@@ -125,6 +137,9 @@ void addEnhance(CLI::App& app, EnhanceCommand& c, const std::string& exitCodes) 
     sub->callback([&c, sub] {
         refuseUselessOptions(*sub, c.parameters);
         c.parameters.chooseWeight = sub->count("--tv-weight") == 0;
+        if (std::any_of(c.inputs.begin(), c.inputs.end(), isStream)) return enhanceLive(c);
+        if (c.rawOutput)
+            throw UserError(ExitCode::kUsage, "--raw-output: is the type of images out of a pipe");
         c.jobs == 0 ? enhance(c) : enhanceBatch(c);
     });
 }

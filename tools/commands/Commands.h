@@ -37,6 +37,7 @@ struct EnhanceCommand {
     bool every = false;
     int jobs = 0;  ///< 0: the inputs are one recording; else each is one, for so many processes
     ReadOptions reading;
+    std::optional<PixelFormat> rawOutput;  ///< of images out of a stream; none: as its frames
     Decode decode;
     SensorFiles sensor;
     std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
@@ -44,6 +45,8 @@ struct EnhanceCommand {
     EnhanceParameters parameters;
 };
 void enhance(const EnhanceCommand& command);
+/// The same for frames out of a pipe, into one: as many raw images as frames, each as soon as its frame is there.
+void enhanceLive(const EnhanceCommand& command);
 
 struct SimulateCommand {
     std::string folder;

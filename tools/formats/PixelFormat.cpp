@@ -1,7 +1,10 @@
 #include "tools/formats/PixelFormat.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 namespace oravo::tools {
 namespace {
@@ -27,6 +30,36 @@ cv::Mat unpackAs(const char* bytes, cv::Size size, const PixelFormat& format) {
         bytes += sizeof(Stored);
     }
     return cv::Mat(image);
+}
+
+/// The nearest number of a type.
+template <class Number>
+Number nearest(double number) {
+    if constexpr (std::is_integral_v<Number>) {
+        if (std::isnan(number)) return 0;
+        const double rounded = std::nearbyint(number);
+        // The largest numbers of 64 bits are not among those of double precision, the power of two above them is.
+        if (rounded >= std::ldexp(1.0, std::numeric_limits<Number>::digits)) {
+            return std::numeric_limits<Number>::max();
+        }
+        constexpr Number kLowest = std::numeric_limits<Number>::lowest();
+        return rounded <= static_cast<double>(kLowest) ? kLowest : static_cast<Number>(rounded);
+    } else if constexpr (std::is_same_v<Number, cv::float16_t>) {
+        return Number(static_cast<float>(number));
+    } else {
+        return static_cast<Number>(number);
+    }
+}
+
+template <class Stored>
+void packAs(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes) {
+    const bool swapped = format.bigEndian != kHostIsBigEndian;
+    for (const double number : numbers) {
+        const Stored stored = nearest<Stored>(number);
+        std::memcpy(bytes, &stored, sizeof stored);
+        if (swapped) std::reverse(bytes, bytes + sizeof stored);
+        bytes += sizeof stored;
+    }
 }
 
 }  // namespace
@@ -71,6 +104,29 @@ cv::Mat unpack(const char* bytes, cv::Size size, const PixelFormat& format) {
         default:
             return isSigned ? unpackAs<std::int64_t, double>(bytes, size, format)
                             : unpackAs<std::uint64_t, double>(bytes, size, format);
+    }
+}
+
+void pack(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes) {
+    const bool isSigned = format.kind == 'i';
+    if (format.kind == 'f') {
+        if (format.bytes == 2) return packAs<cv::float16_t>(numbers, format, bytes);
+        if (format.bytes == 4) return packAs<float>(numbers, format, bytes);
+        return packAs<double>(numbers, format, bytes);
+    }
+    switch (format.bytes) {
+        case 1:
+            return isSigned ? packAs<std::int8_t>(numbers, format, bytes)
+                            : packAs<std::uint8_t>(numbers, format, bytes);
+        case 2:
+            return isSigned ? packAs<std::int16_t>(numbers, format, bytes)
+                            : packAs<std::uint16_t>(numbers, format, bytes);
+        case 4:
+            return isSigned ? packAs<std::int32_t>(numbers, format, bytes)
+                            : packAs<std::uint32_t>(numbers, format, bytes);
+        default:
+            return isSigned ? packAs<std::int64_t>(numbers, format, bytes)
+                            : packAs<std::uint64_t>(numbers, format, bytes);
     }
 }
 

@@ -31,6 +31,10 @@ bool isPossibleSize(std::uint64_t width, std::uint64_t height);
 /// rest double (which rounds integers beyond 2^53).
 cv::Mat unpack(const char* bytes, cv::Size size, const PixelFormat& format);
 
+/// The way back, to total() * format.bytes bytes in row order. Integers are the nearest ones (of two the even one) within
+/// the range of the format, and 0 in place of NaN.
+void pack(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes);
+
 }  // namespace oravo::tools
 
 #endif

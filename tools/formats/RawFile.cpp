@@ -21,19 +21,23 @@ RawFormat parseRawFormat(const std::string& text) {
     if (!std::regex_match(text, parts, pattern)) {
         throw misunderstood(text, "is not WxH:TYPE or WxH:TYPE@BYTES, such as 640x512:u16le");
     }
-    const std::optional<PixelFormat> pixel = PixelFormat::named(parts[3]);
-    if (!pixel) {
-        throw misunderstood(text, parts[3].str() +
-                                      " is no type; u8 and i8 are, and u16, i16, u32, i32, f32 and f64 with "
-                                      "the order of their bytes, le or be, behind");
-    }
+    const PixelFormat pixel = parsePixelFormat(parts[3], "--raw " + text + ":");
     const std::uint64_t width = std::stoull(parts[1]);
     const std::uint64_t height = std::stoull(parts[2]);
     if (!isPossibleSize(width, height)) {
         throw misunderstood(text, parts[1].str() + " x " + parts[2].str() + " pixels cannot be");
     }
     const std::uint64_t offset = parts[4].matched ? std::stoull(parts[4]) : 0;
-    return {{static_cast<int>(width), static_cast<int>(height)}, *pixel, offset};
+    return {{static_cast<int>(width), static_cast<int>(height)}, pixel, offset};
+}
+
+PixelFormat parsePixelFormat(const std::string& type, const std::string& option) {
+    const std::optional<PixelFormat> pixel = PixelFormat::named(type);
+    if (pixel) return *pixel;
+    throw UserError(ExitCode::kUsage,
+                    option + " " + type +
+                        " is no type; u8 and i8 are, and u16, i16, u32, i32, f32 and f64 with "
+                        "the order of their bytes, le or be, behind");
 }
 
 FrameLayout rawLayout(const RawFormat& raw, std::uint64_t fileSize, const std::string& name) {

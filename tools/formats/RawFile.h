@@ -20,6 +20,9 @@ struct RawFormat {
 /// PixelFormat. Throws UserError of the usage kind.
 RawFormat parseRawFormat(const std::string& text);
 
+/// Its type alone. Throws UserError of the usage kind that begins with the option.
+PixelFormat parsePixelFormat(const std::string& type, const std::string& option);
+
 /// The frames of a file of so many bytes. Throws UserError, naming the file, when these are no whole number of
 /// frames.
 FrameLayout rawLayout(const RawFormat& raw, std::uint64_t fileSize, const std::string& name);

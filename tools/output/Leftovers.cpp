@@ -18,6 +18,7 @@ std::atomic<Place*> places{nullptr};
 enum State { kWorking, kUninterrupted, kEnding };
 std::atomic<int> state{kWorking};
 std::atomic<int> waiting{0};  // the signal that came meanwhile
+std::atomic<int> count{0};    // of such signals
 static_assert(std::atomic<const char*>::is_always_lock_free && std::atomic<Place*>::is_always_lock_free &&
                   std::atomic<int>::is_always_lock_free,
               "are used in a signal handler");
@@ -48,6 +49,7 @@ void removeAll() {
 /// again.
 extern "C" void removeAndDie(int signal) {
     waiting = signal;
+    ++count;
     int expected = kWorking;
     if (!state.compare_exchange_strong(expected, kEnding)) return;
     removeAll();
@@ -71,12 +73,17 @@ Uninterrupted::Uninterrupted() {
         ::pause();  // another thread is ending the process
         expected = kWorking;
     }
+    count = 0;
 }
 
 Uninterrupted::~Uninterrupted() {
     state = kWorking;
     const int signal = waiting.exchange(0);
     if (signal != 0) ::raise(signal);
+}
+
+int Uninterrupted::signals() const {
+    return count;
 }
 
 void endCleanlyOnSignals() {

@@ -27,6 +27,8 @@ class Uninterrupted {
   public:
     Uninterrupted();
     ~Uninterrupted();
+    /// How many signals wait.
+    int signals() const;
     Uninterrupted(const Uninterrupted&) = delete;
     Uninterrupted& operator=(const Uninterrupted&) = delete;
 };

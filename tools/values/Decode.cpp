@@ -49,4 +49,12 @@ cv::Mat_<float> Decode::operator()(const cv::Mat& stored, const std::string& nam
     return (*this)(stored);
 }
 
+cv::Mat_<double> Decode::stored(const cv::Mat_<float>& values) const {
+    const double step = std::ldexp(1.0, shiftRight);
+    cv::Mat_<double> numbers(values.size());
+    std::transform(values.begin(), values.end(), numbers.begin(),
+                   [&](float value) { return (static_cast<double>(value) - offset) / scale * step; });
+    return numbers;
+}
+
 }  // namespace oravo::tools

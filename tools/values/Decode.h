@@ -24,6 +24,8 @@ struct Decode {
     /// The same. Throws UserError that names the image, the pixel and the value where bits are to be shifted out of a
     /// number with a fraction, which has none to spare.
     cv::Mat_<float> operator()(const cv::Mat& stored, const std::string& name) const;
+    /// The way back: the numbers, not rounded, that stand for such values.
+    cv::Mat_<double> stored(const cv::Mat_<float>& values) const;
 };
 
 }  // namespace oravo::tools

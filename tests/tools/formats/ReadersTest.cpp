@@ -66,8 +66,29 @@ TEST_F(Readers, EveryTypeAndByteOrderKeepsItsValues) {
             image.convertTo(values, CV_64F);
             const cv::Mat_<double> expected = (cv::Mat_<double>(3, 2) << 0, c.value, 0, 0, c.value, 0);
             EXPECT_EQ(cv::norm(values, expected, cv::NORM_INF), 0.0) << c.name << order;
+            std::string back(one.size(), 'x');
+            pack(cv::Mat_<double>(1, 1, c.value), parsePixelFormat(c.name + order, ""), back.data());
+            EXPECT_EQ(back, one) << c.name << order;
         }
     }
+}
+
+TEST_F(Readers, IntegersAreWrittenToTheNearestWithinTheirRange) {
+    const double kNone = std::numeric_limits<double>::quiet_NaN();
+    const cv::Mat_<double> numbers = (cv::Mat_<double>(1, 7) << 1.5, 2.5, -0.5, -1e30, 1e30, kNone, 2.49);
+    const auto packed = [&](const char* type, auto number) {
+        std::vector<decltype(number)> all(numbers.total());
+        pack(numbers, parsePixelFormat(type, ""), reinterpret_cast<char*>(all.data()));
+        return std::vector<double>(all.begin(), all.end());
+    };
+    const auto expected = [](double lowest, double highest) {
+        return std::vector<double>{2, 2, 0, lowest, highest, 0, 2};
+    };
+    EXPECT_EQ(packed("u8", std::uint8_t()), expected(0, 255));
+    EXPECT_EQ(packed("u16le", std::uint16_t()), expected(0, 65535));
+    EXPECT_EQ(packed("i16le", std::int16_t()), expected(-32768, 32767));
+    EXPECT_EQ(packed("i32le", std::int32_t()), expected(-2147483648.0, 2147483647.0));
+    EXPECT_EQ(packed("u64le", std::uint64_t()), expected(0, 18446744073709551615.0));
 }
 
 TEST_F(Readers, RawFilesHoldWholeFrames) {

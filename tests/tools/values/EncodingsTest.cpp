@@ -23,9 +23,17 @@ TEST(Encodings, StoreTwoKnownTemperatures) {
         const cv::Mat_<float> degrees = decode((cv::Mat_<double>(1, 2) << stored.warm, stored.cold));
         EXPECT_NEAR(degrees(0, 0), 26.85f, 1e-5f) << stored.name;
         EXPECT_NEAR(degrees(0, 1), -40.0f, 1e-5f) << stored.name;
+        const cv::Mat_<double> back = decode.stored(degrees);
+        EXPECT_NEAR(back(0, 0), stored.warm, 1e-6 * stored.warm) << stored.name;
+        EXPECT_NEAR(back(0, 1), stored.cold, 1e-6 * std::abs(stored.cold)) << stored.name;
         EXPECT_EQ(decode.shiftRight, 0) << stored.name;
         EXPECT_EQ(decode.unit, "\u00b0C") << stored.name;
     }
+}
+
+TEST(Encodings, NumbersThatWereShiftedComeBackWithZerosBelow) {
+    const Decode decode{0.5, -3.0, 2, ""};
+    EXPECT_EQ(decode.stored(decode((cv::Mat_<ushort>(1, 2) << 1027, 4)))(0), 1024.0);
 }
 
 }  // namespace

@@ -1,0 +1,52 @@
+#ifndef ORAVO_TOOLS_ENHANCE_LIVEENHANCER_H
+#define ORAVO_TOOLS_ENHANCE_LIVEENHANCER_H
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/enhance/Reconstructor.h"
+#include "tools/enhance/Recording.h"
+
+namespace oravo::tools {
+
+/// A stream of frames into as many pictures, each as soon as its frame is there, so that a stream keeps its pace. In the
+/// place of an image that cannot be made stands what can be shown of the frame alone. Memory does not grow with the
+/// stream.
+class LiveEnhancer {
+  public:
+    enum class Origin {
+        enlarged,     ///< the image that a recording would have for this frame
+        repeated,     ///< the frame repeats the one before, and so does the picture
+        interpolated  ///< bicubic, of this frame alone
+    };
+    struct Picture {
+        cv::Mat_<float> image;  ///< NaN where there is no value
+        Origin origin = Origin::interpolated;
+        std::optional<Enlarged> enlarged;  ///< of an enlarged one
+        std::string
+            refusal;  ///< why there is no enlarged one, in words for the user; empty before a window is full
+    };
+
+    /// Throws UserError for parameters that the library refuses.
+    /// @param findings  has to outlive this object
+    LiveEnhancer(cv::Size frameSize, const EnhanceParameters& parameters, Findings& findings);
+
+    /// @param name  of the frame, for messages
+    Picture next(const ValueFrame& frame, const std::string& name);
+
+    /// What was skipped; see Recording.
+    std::string skipped() const { return recording_.skipped(); }
+
+  private:
+    Picture pictureOf(const ValueFrame& frame);
+
+    cv::Size enlargedSize_;
+    Recording recording_;
+    std::unique_ptr<Reconstructor> reconstructor_;
+    cv::Mat_<float> shown_;  // the latest picture
+};
+
+}  // namespace oravo::tools
+
+#endif
