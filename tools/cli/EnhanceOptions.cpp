@@ -91,6 +91,15 @@ void addPatternOption(CLI::App* sub, EnhanceCommand& c) {
         "pipeline");
 }
 
+void addDefectsOption(CLI::App* sub, EnhanceCommand& c) {
+    sub->add_option("--defects", c.defects,
+                    "LIST.csv of defects detect: its pixels count as defects in every frame. The precise "
+                    "pipeline leaves them out, besides those that it finds by itself; the float and the "
+                    "reference pipeline put their neighbours' mean in their place. The list is for frames "
+                    "before --crop, or for those after it")
+        ->check(notEmpty());
+}
+
 /// What the numbers of the input mean.
 void addValueOptions(CLI::App* sub, EnhanceCommand& c) {
     EnhanceParameters& p = c.parameters;
@@ -98,6 +107,7 @@ void addValueOptions(CLI::App* sub, EnhanceCommand& c) {
     addDecodeOptions(sub, c.decode);
     addShutterOption(sub, c.sensor);
     addPatternOption(sub, c);
+    addDefectsOption(sub, c);
     CLI::Option* nuc = sub->add_flag("--nuc", p.rawCounts,
                                      "Values are raw counts: the plausible range is -32768 .. 32767 instead "
                                      "of -274 .. 5000. (The reference pipeline refuses others)");

@@ -43,6 +43,11 @@ void refuseUselessOptions(const CLI::App& command, const EnhanceParameters& para
                         "--fixed-pattern auto: the " + nameOf(parameters.kind) +
                             " pipeline finds no pattern by itself; it takes the FILE of pattern learn");
     }
+    if (parameters.kind == PipelineKind::vector && command.count("--defects") != 0) {
+        throw UserError(ExitCode::kUsage,
+                        "--defects: the vector pipeline takes every pixel as it is; defects repair replaces "
+                        "those of a list beforehand");
+    }
 }
 
 CLI::Option* addFramesOption(CLI::App& command, EnhanceParameters& parameters, const std::string& manual) {

@@ -40,6 +40,7 @@ struct EnhanceCommand {
     std::optional<PixelFormat> rawOutput;  ///< of images out of a stream; none: as its frames
     Decode decode;
     SensorFiles sensor;
+    std::string defects;                   ///< list of bad pixels; empty: none
     std::vector<std::string> calibration;  ///< none, or the four texts that Calibration takes
     ResultOptions results;
     EnhanceParameters parameters;

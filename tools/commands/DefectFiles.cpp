@@ -47,6 +47,23 @@ const cv::Mat& requireRepairable(const cv::Mat& frame, const std::string& name) 
     return frame.depth() == CV_32F ? frame : requireCounts(frame, name);
 }
 
+cv::Mat_<uchar> readDefectMask(const std::string& path, const ReadOptions& reading, cv::Size storedSize,
+                               const std::string& frame) {
+    const DefectList list = readDefectList(path);
+    const bool isCropped = reading.crop && list.frameSize == reading.crop->size();
+    if (!isCropped) requireFrameSize(list, path, storedSize, frame);
+    const cv::Mat_<uchar> whole = list.mask();
+    const cv::Mat_<uchar> mask = isCropped || !reading.crop ? whole : whole(*reading.crop).clone();
+    const int count = cv::countNonZero(mask);
+    if (count == mask.size().area()) {
+        throw inputError(path + ": lists every pixel, and nothing is left to make an image of");
+    }
+    note(count == 0 ? path + ": lists no pixel of the frames"
+                    : format("%s: %d bad pixel%s of every frame left out", path.c_str(), count,
+                             count == 1 ? "" : "s"));
+    return mask;
+}
+
 void refuseInput(const FrameReader& reader, const std::string& target) {
     if (reader.readsFrom(target)) throw outputError(target + ": is one of the inputs");
 }

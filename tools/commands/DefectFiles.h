@@ -19,6 +19,11 @@ const cv::Mat& requireCounts(const cv::Mat& frame, const std::string& name);
 /// The same for counts of 16 bits or 32-bit floats.
 const cv::Mat& requireRepairable(const cv::Mat& frame, const std::string& name);
 
+/// A mask of frames as they are read, cropped or not: 255 at the pixels of a list for frames of the stored size or of
+/// the crop's. Says how many there are. Throws UserError for a list of other frames, and for one of every pixel.
+cv::Mat_<uchar> readDefectMask(const std::string& path, const ReadOptions& reading, cv::Size storedSize,
+                               const std::string& frame);
+
 /// Throws UserError where the target is one of the inputs.
 void refuseInput(const FrameReader& reader, const std::string& target);
 

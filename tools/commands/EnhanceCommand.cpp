@@ -85,7 +85,7 @@ class Enhancement {
                                            [this](double share) {
                                                if (progress_) progress_->done(share);
                                            })),
-          values_(reader.storedSize(), valueOptions(command), findings),
+          values_(reader.storedSize(), valueOptions(command, reader.storedSize(), reader.name(0)), findings),
           results_(results),
           enlargedSize_(size * Pipeline::kFactor),
           sink_(enlargedOutput(command, enlargedSize_), inputs, files_) {}
@@ -211,6 +211,7 @@ void enhance(const EnhanceCommand& command) {
     requireEnoughFrames(command, reader.count());
     std::vector<std::string> others = command.calibration;
     for (const std::string& name : command.sensor.names()) others.push_back(name);
+    others.push_back(command.defects);
     const InputFiles inputs{reader, command.inputs, others};
     if (!command.shiftsFile.empty()) {
         checkTarget(command.shiftsFile, {".csv", ".txt"});

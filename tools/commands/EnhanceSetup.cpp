@@ -4,6 +4,7 @@
 
 #include "capi/CameraDescription.h"
 #include "tools/base/Messages.h"
+#include "tools/commands/DefectFiles.h"
 
 namespace oravo::tools {
 
@@ -30,9 +31,15 @@ PlausibleRange plausibleFor(const PipelineParameters& parameters) {
     return PlausibleRange::of(parameters.rawCounts);
 }
 
+/// The listed pixels of frames; empty without a list.
+cv::Mat_<uchar> defectsOf(const EnhanceCommand& command, cv::Size storedSize, const std::string& frame) {
+    if (command.defects.empty()) return {};
+    return readDefectMask(command.defects, command.reading, storedSize, frame);
+}
+
 }  // namespace
 
-ValueOptions valueOptions(const EnhanceCommand& command) {
+ValueOptions valueOptions(const EnhanceCommand& command, cv::Size storedSize, const std::string& frame) {
     const PipelineParameters& p = command.parameters;
     return {command.decode,
             command.calibration,
@@ -40,7 +47,8 @@ ValueOptions valueOptions(const EnhanceCommand& command) {
             command.reading,
             plausibleFor(p),
             p.rawCounts,
-            p.rawCounts && p.kind == PipelineKind::reference};
+            p.rawCounts && p.kind == PipelineKind::reference,
+            defectsOf(command, storedSize, frame)};
 }
 
 }  // namespace oravo::tools

@@ -13,8 +13,11 @@ namespace oravo::tools {
 /// known model.
 EnhanceParameters withCamera(const EnhanceCommand& command, Findings& findings);
 
-/// How stored numbers become values. Refers to the command.
-ValueOptions valueOptions(const EnhanceCommand& command);
+/// How stored numbers become values. Refers to the command. Says how many pixels a list of defects holds.
+/// @param storedSize  of the frames before the crop
+/// @param frame       name of one of them
+/// Throws UserError for a list that does not fit.
+ValueOptions valueOptions(const EnhanceCommand& command, cv::Size storedSize, const std::string& frame);
 
 }  // namespace oravo::tools
 

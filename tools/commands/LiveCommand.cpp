@@ -68,7 +68,8 @@ class LiveEnhancement {
           findings_(findings),
           format_(outputFormat(command)),
           encoding_(format_.kind == 'f' ? Decode{} : command.decode),
-          values_(command.reading.raw->size, valueOptions(command), findings),
+          values_(command.reading.raw->size,
+                  valueOptions(command, command.reading.raw->size, "standard input"), findings),
           enhancer_(stream.size(), parameters, findings),
           sink_(format_) {}
 

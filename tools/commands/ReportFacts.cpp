@@ -49,6 +49,7 @@ std::vector<Fact> inputFacts(const EnhanceCommand& command, const FrameReader& r
         facts.push_back({"crop", sizeText(crop->size()) + format(" at (%d, %d)", crop->x, crop->y)});
     }
     if (!command.sensor.shutter.empty()) facts.push_back({"shutter", command.sensor.shutter});
+    if (!command.defects.empty()) facts.push_back({"defects", command.defects});
     if (!command.calibration.empty()) facts.push_back({"calibration", command.calibration});
     return facts;
 }

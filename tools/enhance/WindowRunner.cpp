@@ -132,9 +132,10 @@ void WindowRunner::lookForPattern(const Enlarged& enlarged) {
         Guard{"fixed pattern",
               {},
               format("the sensor has %s of %.2g or more (%.0f %% of the contrast), which the scene moves "
-                     "over and the image sharpens; --pipeline precise subtracts them, --calibration keeps "
-                     "them out of the frames",
-                     what, found->deviation, 100.0 * found->share),
+                     "over and the image sharpens; --pipeline precise subtracts %s, as does --fixed-pattern "
+                     "with the file of pattern learn",
+                     what, found->deviation, 100.0 * found->share,
+                     found->kind == FixedPattern::Kind::pixels ? "it" : "them"),
               ""});
 }
 

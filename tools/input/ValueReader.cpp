@@ -1,5 +1,7 @@
 #include "tools/input/ValueReader.h"
 
+#include <limits>
+
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 
@@ -10,6 +12,7 @@ ValueReader::ValueReader(cv::Size storedSize, const ValueOptions& options, Findi
       correction_(options.sensor, decode_, options.reading, storedSize),
       rawCounts_(options.rawCounts),
       wantsSignedCounts_(options.signedCounts),
+      defects_(options.defects),
       outside_(options.plausible) {
     if (!options.calibration.empty()) {
         calibration_.emplace(options.calibration, decode_, options.reading, storedSize, findings);
@@ -22,6 +25,7 @@ ValueFrame ValueReader::read(const cv::Mat& stored, std::size_t number, const st
     if (calibration_) values = (*calibration_)(values, name);
     correction_.takeOffPattern(values, wantsSignedCounts_);
     if (wantsSignedCounts_) signedCounts(values, name);
+    if (!defects_.empty()) values.setTo(std::numeric_limits<float>::quiet_NaN(), defects_);
     const ValueFrame frame = outside_.take(values, number, name);
     if (number == 0 && frame.allOutside()) {
         throw inputError(name + ": all pixels lie outside " + outside_.rangeText() +

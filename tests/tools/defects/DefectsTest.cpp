@@ -1,11 +1,12 @@
 #include <sys/wait.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <opencv2/imgcodecs.hpp>
 
-#include "tests/tools/Scratch.h"
+#include "tests/tools/Program.h"
 #include "tools/commands/DefectsCommand.h"
 #include "tools/defects/DefectList.h"
 #include "tools/input/FrameReader.h"
@@ -248,6 +249,82 @@ TEST_F(Defects, ASearchListsAsManyPixelsAsItsManualSays) {
         EXPECT_TRUE(says(c.odd == 0 ? "65536 pixels are out of range" : ": more than 65534 pixels are"))
             << text("err");
     }
+}
+
+DefectList listOf(cv::Size size, const std::vector<cv::Point>& places) {
+    DefectList list;
+    list.frameSize = size;
+    list.rows.create(static_cast<int>(places.size()), DefectList::kColumns);
+    for (int i = 0; i < list.rows.rows; ++i) {
+        for (int c = 0; c < DefectList::kColumns; ++c)
+            list.rows(i, c) = static_cast<ushort>(c % 2 == 0 ? size.width : size.height);
+        list.rows(i, 0) = static_cast<ushort>(places[static_cast<std::size_t>(i)].x);
+        list.rows(i, 1) = static_cast<ushort>(places[static_cast<std::size_t>(i)].y);
+    }
+    return list;
+}
+
+/// A list does what frames without these values do, in every window of a recording, whatever part of the frames is used.
+TEST_F(Program, EnhanceLeavesOutWhatAListNames) {
+    ASSERT_EQ(run("simulate -o b --width 48 --height 36 --frames 6").code, 0);
+    std::filesystem::create_directory(path("none"));
+    const std::vector<cv::Point> places{{9, 20}, {30, 7}, {47, 35}};
+    std::ofstream(path("l.csv")) << defectTable(listOf({48, 36}, places));
+    std::ofstream(path("part.csv")) << defectTable(listOf({40, 28}, {{1, 14}, {22, 1}}));
+    for (int i = 0; i < 6; ++i) {
+        const std::string name = "/frame_00" + std::to_string(i) + ".tif";
+        cv::Mat_<float> frame = image("b" + name);
+        for (const cv::Point at : places) frame(at) = std::nanf("");
+        writeImage(path("none" + name), frame);
+        for (const cv::Point at : places) frame(at) = 22.0f + static_cast<float>(at.y);
+        writeImage(path("b" + name), frame);
+    }
+    const struct {
+        const char *list, *options, *said;
+    } kCases[] = {{"l.csv", "--pipeline float --every", "l.csv: 3 bad pixels of every frame left out\n"},
+                  {"l.csv", "--pipeline precise --frames 4", "l.csv: 3 bad"},
+                  {"l.csv", "--pipeline reference", "l.csv: 3 bad"},
+                  {"l.csv", "--pipeline float --crop 40x28+8+6", "l.csv: 2 bad"},
+                  {"part.csv", "--pipeline float --crop 40x28+8+6", "part.csv: 2 bad"}};
+    for (const auto& c : kCases) {
+        const std::string command = std::string(" -o o.tif ") + c.options;
+        ASSERT_EQ(run("enhance none" + command).code, 0) << c.options;
+        const std::string expected = text(path("o.tif"));
+        const Outcome outcome = run(std::string("enhance b --report r.json --defects ") + c.list + command);
+        ASSERT_EQ(outcome.code, 0) << outcome.err;
+        EXPECT_EQ(text(path("o.tif")), expected) << c.options;
+        EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
+        EXPECT_NE(text(path("r.json")).find(std::string("\"defects\": \"") + c.list), std::string::npos);
+    }
+}
+
+TEST_F(Program, EnhanceRefusesListsThatDoNotFit) {
+    ASSERT_EQ(run("simulate -o b --width 12 --height 10").code, 0);
+    std::vector<cv::Point> all;
+    for (int i = 0; i < 120; ++i) all.emplace_back(i % 12, i / 12);
+    std::ofstream(path("all.csv")) << defectTable(listOf({12, 10}, all));
+    std::ofstream(path("other.csv")) << defectTable(listOf({13, 10}, {}));
+    std::ofstream(path("outside.csv")) << defectTable(listOf({12, 10}, {{12, 3}}));
+    const struct {
+        const char* arguments;
+        int code;
+        const char* complaint;
+    } kCases[] = {
+        {"--defects all.csv", 2, "all.csv: lists every pixel, and nothing is left to make an image of"},
+        {"--defects other.csv", 2,
+         "other.csv: line 1: is a list for frames of 13 x 10 pixels, but b/frame_0"},
+        {"--defects outside.csv", 2, "outside.csv: line 3: x = 12 lies outside the frame of 12 x 10 pixels"},
+        {"--defects none.csv", 2, "none.csv: cannot be opened"},
+        {"--defects b/frame_000.tif", 2, "b/frame_000.tif: line 1: "},
+        {"--defects ''", 1, "the text is empty"},
+        {"--defects all.csv --pipeline vector", 1, "the vector pipeline takes every pixel as it is"},
+        {"--defects all.csv --shifts all.csv", 3, "all.csv: is one of the inputs"}};
+    for (const auto& c : kCases) {
+        const Outcome outcome = run(std::string("enhance b -o o.tif ") + c.arguments);
+        EXPECT_EQ(outcome.code, c.code) << c.arguments << outcome.err;
+        EXPECT_NE(outcome.err.find(c.complaint), std::string::npos) << outcome.err;
+    }
+    EXPECT_FALSE(std::filesystem::exists(path("o.tif")));
 }
 
 TEST_F(Defects, RecordedLatticeIsFoundAndRepaired) {

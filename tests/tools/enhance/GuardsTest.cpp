@@ -385,6 +385,7 @@ TEST_F(Program, NamesFixedPatterns) {
         EXPECT_EQ(says(err, "warning: the sensor has"), !c.said.empty()) << err;
         EXPECT_TRUE(says(err, c.said)) << err;
         if (c.said.empty()) continue;
+        EXPECT_TRUE(says(err, "as does --fixed-pattern with the file of pattern learn")) << err;
         const double strength = std::strtod(err.c_str() + err.find(c.said) + c.said.size(), nullptr);
         EXPECT_GT(strength, 0.8 / 6.0);
         EXPECT_LT(strength, 0.8);
