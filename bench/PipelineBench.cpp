@@ -103,6 +103,16 @@ void precise(benchmark::State& state) {
     }
 }
 
+/// The same by so many threads.
+void preciseThreads(benchmark::State& state) {
+    const Workload load(state);
+    vision::SrPreciseOptions options;
+    options.threads = static_cast<int>(state.range(2));
+    const vision::SrPrecise engine(load.width, load.height, options);
+    const std::vector<cv::Mat_<float>> frames(load.frames.begin(), load.frames.end());
+    for (auto _ : state) engine.compute(frames, 1);
+}
+
 /// One of the figures that the kernel keeps of this process, in bytes.
 double accountOf(const std::string& field) {
     std::ifstream account("/proc/self/status");
@@ -163,6 +173,7 @@ void preciseMemory(benchmark::State& state) {
 
 BENCHMARK(preciseMemory)->Args({640, 480})->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(precise)->Apply(sizes);
+BENCHMARK(preciseThreads)->Apply(threads);
 BENCHMARK(sessionMemory)->Args({640, 480})->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(registration)->Apply(sizes);
 BENCHMARK(addFrame)->Apply(sizes);

@@ -58,6 +58,14 @@ inline void sizes(benchmark::internal::Benchmark* benchmark) {
     benchmark->Args({160, 120})->Args({320, 240})->Args({640, 480})->Unit(benchmark::kMillisecond);
 }
 
+/// Sizes, each with one thread and two; time is that of the clock, not of the processors.
+inline void threads(benchmark::internal::Benchmark* benchmark) {
+    for (const int width : {320, 640, 1280}) {
+        for (const int count : {1, 2}) benchmark->Args({width, width / 4 * 3, count});
+    }
+    benchmark->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
 }  // namespace oravo::bench
 
 #endif

@@ -9,6 +9,7 @@
 #include "support/FloatBits.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/defects/StatusCodes.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/Reconstruction.h"
 #include "vision/superresolution/detail/precise/Trust.h"
 
@@ -83,6 +84,7 @@ ReconstructionOptions engineOptions(const SrPreciseOptions& given) {
     options.findDeadPixels = given.findDeadPixels;
     options.findPattern = given.findPattern;
     options.deviation = given.deviation;
+    options.threads = detail::Threads(given.threads);
     options.progress = given.progress;
     return options;
 }
@@ -169,6 +171,10 @@ SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
         options.factor >= 1 && options.factor <= kMostFactor,
         "Factor " + std::to_string(options.factor) + " is not from 1 to " + std::to_string(kMostFactor) + ".",
         __LINE__, kWhere);
+    check(options.threads >= 0 && options.threads <= detail::Threads::kMost,
+          "Number of threads " + std::to_string(options.threads) + " is not from 0 to " +
+              std::to_string(detail::Threads::kMost) + ".",
+          __LINE__, kWhere);
     const double columns = static_cast<double>(options.factor) * width,
                  rows = static_cast<double>(options.factor) * height;
     check(columns * rows < 0.5 * std::numeric_limits<int>::max(),

@@ -35,6 +35,9 @@ struct SrPreciseOptions {
     bool findPattern = true;
     /// Estimate standard deviations, which costs about a tenth of the time.
     bool deviation = true;
+    /// Threads that work on one image, 1 to 64; 0 stands for one on each processor that the process may use. Results have the
+    /// same bits for every number. With 1 no thread is started.
+    int threads = 1;
     /// Called for each frame and each step of a solver with the share of the work that is done, 0 to 1, on the calling
     /// thread; returning false ends the run with an oravo::Exception SrPrecise::kCancelled. May be empty.
     std::function<bool(double)> progress;

@@ -93,6 +93,9 @@ TEST(SrPreciseInput, WrongArgumentsAreNamed) {
     o.psfSigma = 0.0f;
     o.psfBox = 1.0f;
     EXPECT_EQ(refusal(frames, 0, o), "Blur of 0.288675 pixels is not from 0.3 to 2.");
+    o.threads = 65;
+    EXPECT_EQ(refusal(frames, 0, o), "Number of threads 65 is not from 0 to 64.");
+    o.threads = 1;
     o.psfBox = 2.5f;
     EXPECT_EQ(refusal(frames, 0, o), "Pixel side of 2.5 is not from 0 to 2.");
     o = SrPreciseOptions();

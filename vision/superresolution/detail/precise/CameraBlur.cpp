@@ -49,6 +49,13 @@ CameraBlur::CameraBlur(const Grid& grid, const BlurShape& shape)
     : grid_(grid), taps_(designTaps(shape)), line_(grid.columns(), 1), filtered_(grid.columns(), 1) {
 }
 
+CameraBlur CameraBlur::withRowsOfItsOwn() const {
+    CameraBlur blur(*this);
+    blur.line_ = PaddedImage(grid_.columns(), 1);
+    blur.filtered_ = PaddedImage(grid_.columns(), 1);
+    return blur;
+}
+
 void CameraBlur::toCoefficients(const PaddedImage& image, const SplineImage& coefficients) const {
     image.mirrorPads();
     for (int y = 0; y < image.rows(); ++y) toRow(image, y, coefficients);

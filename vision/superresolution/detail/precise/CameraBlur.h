@@ -19,6 +19,9 @@ class CameraBlur {
   public:
     CameraBlur(const Grid& grid, const BlurShape& shape);
 
+    /// The same blur for another thread. (Copies work in the same rows.)
+    CameraBlur withRowsOfItsOwn() const;
+
     /// coefficients = filtered image; fills the image's pads.
     void toCoefficients(const PaddedImage& image, const SplineImage& coefficients) const;
     /// One row of it. The image's pads are filled for the kBlurRadius rows on each side.

@@ -18,10 +18,11 @@ constexpr double kEnough = 1e-6;
 
 }  // namespace
 
-ImageSolver::ImageSolver(const Grid& grid, const BlurShape& blur)
+ImageSolver::ImageSolver(const Grid& grid, const BlurShape& blur, const Threads& threads)
     : grid_(grid),
-      operator_(grid, blur),
-      prior_(grid.columns(), grid.rows()),
+      threads_(threads),
+      operator_(grid, blur, threads),
+      prior_(grid.columns(), grid.rows(), threads),
       sampleEnergy_(energyOfGaussian(blur.spread())),
       coefficients_(grid),
       sensitivity_(grid.columns(), grid.rows()),
@@ -30,11 +31,12 @@ ImageSolver::ImageSolver(const Grid& grid, const BlurShape& blur)
       direction_(grid.columns(), grid.rows()),
       product_(grid.columns(), grid.rows()),
       inverse_(grid.columns(), grid.rows()),
-      before_(grid.columns(), grid.rows()) {
+      before_(grid.columns(), grid.rows()),
+      rowSums_(static_cast<std::size_t>(grid.rows())) {
 }
 
 const SplineImage& ImageSolver::coefficients(const PaddedImage& image) {
-    operator_.blur().toCoefficients(image, coefficients_);
+    operator_.toCoefficients(image, coefficients_);
     return coefficients_;
 }
 
@@ -58,47 +60,60 @@ void ImageSolver::presence(const std::vector<FrameState>& frames, const PaddedIm
 }
 
 void ImageSolver::prepareInverse() {
-    for (int y = 0; y < inverse_.rows(); ++y) {
-        float* inverse = inverse_.row(y);
-        const float* weight = sensitivity_.row(y);
-        for (int i = 0; i < inverse_.columns(); ++i) {
-            inverse[i] = sampleEnergy_ * (weight[i] > 0.0f ? weight[i] : 0.0f) + 1e-6f;
+    threads_.forRows(inverse_.rows(), [&](int first, int end, int) {
+        for (int y = first; y < end; ++y) {
+            float* inverse = inverse_.row(y);
+            const float* weight = sensitivity_.row(y);
+            for (int i = 0; i < inverse_.columns(); ++i) {
+                inverse[i] = sampleEnergy_ * (weight[i] > 0.0f ? weight[i] : 0.0f) + 1e-6f;
+            }
+            prior_.addDiagonal(y, inverse);
+            for (int i = 0; i < inverse_.columns(); ++i) inverse[i] = 1.0f / inverse[i];
         }
-        prior_.addDiagonal(y, inverse);
-        for (int i = 0; i < inverse_.columns(); ++i) inverse[i] = 1.0f / inverse[i];
-    }
+    });
+}
+
+double ImageSolver::sumOfRows() const {
+    double sum = 0.0;
+    for (const double row : rowSums_) sum += row;
+    return sum;
 }
 
 void ImageSolver::conjugateGradients(const PaddedImage& estimate, int steps) {
     const PreciseKernels& kernels = preciseKernels();
     const int n = estimate.columns();
-    double rz = 0.0;
-    const auto begin = [&](int y) {
-        prior_.addRow(estimate, y, product_.row(y));
-        rz += kernels.begin(rightSide_.row(y), product_.row(y), inverse_.row(y), n, residual_.row(y),
-                            direction_.row(y));
+    const auto begin = [&](const FrameOperator::SweptRow& row) {
+        const int y = row.y;
+        prior_.addRow(estimate, y, row.slot, row.opensBand, product_.row(y));
+        rowSums_[static_cast<std::size_t>(y)] = kernels.begin(
+            rightSide_.row(y), product_.row(y), inverse_.row(y), n, residual_.row(y), direction_.row(y));
     };
     operator_.apply(estimate, {}, begin, product_);
+    double rz = sumOfRows();
     const double enough = kEnough * rz;
     float beta = 0.0f;
     for (int step = 0; step < steps && rz > enough; ++step, ++steps_) {
         if (checkpoint_) checkpoint_();
-        double curvature = 0.0;
         const auto turn = [&](int y) {
             if (step > 0) kernels.turn(beta, inverse_.row(y), residual_.row(y), n, direction_.row(y));
         };
-        const auto multiply = [&](int y) {
-            prior_.addRow(direction_, y, product_.row(y));
-            curvature += kernels.dot(direction_.row(y), product_.row(y), n);
+        const auto multiply = [&](const FrameOperator::SweptRow& row) {
+            const int y = row.y;
+            prior_.addRow(direction_, y, row.slot, row.opensBand, product_.row(y));
+            rowSums_[static_cast<std::size_t>(y)] = kernels.dot(direction_.row(y), product_.row(y), n);
         };
         operator_.apply(direction_, turn, multiply, product_);
+        const double curvature = sumOfRows();
         if (!(curvature > 0.0)) return;
         const float alpha = static_cast<float>(rz / curvature);
-        double next = 0.0;
-        for (int y = 0; y < estimate.rows(); ++y) {
-            next += kernels.step(alpha, direction_.row(y), product_.row(y), inverse_.row(y), n,
+        threads_.forRows(estimate.rows(), [&](int first, int end, int) {
+            for (int y = first; y < end; ++y) {
+                rowSums_[static_cast<std::size_t>(y)] =
+                    kernels.step(alpha, direction_.row(y), product_.row(y), inverse_.row(y), n,
                                  estimate.row(y), residual_.row(y));
-        }
+            }
+        });
+        const double next = sumOfRows();
         beta = static_cast<float>(next / rz);
         rz = next;
     }

@@ -27,7 +27,7 @@ struct SolverLimits {
 /// E. Stiefel, J. Research NBS 49, 1952) with a diagonal preconditioner.
 class ImageSolver {
   public:
-    ImageSolver(const Grid& grid, const BlurShape& blur);
+    ImageSolver(const Grid& grid, const BlurShape& blur, const Threads& threads = Threads());
 
     /// Moves the image to the minimum for weights and motions as they stand.
     /// @param pattern  of the sensor, subtracted from each frame's (value - offset) / gain; empty for none
@@ -55,14 +55,17 @@ class ImageSolver {
     void spread(const std::vector<FrameState>& frames, Buffer<float> FrameState::*values,
                 const PaddedImage& out);
     void prepareInverse();
+    double sumOfRows() const;
     void conjugateGradients(const PaddedImage& estimate, int steps);
 
     Grid grid_;
+    Threads threads_;
     FrameOperator operator_;
     SmoothnessPrior prior_;
     float sampleEnergy_;
     SplineImage coefficients_;
     PaddedImage sensitivity_, rightSide_, residual_, direction_, product_, inverse_, before_;
+    std::vector<double> rowSums_;  ///< of a dot product, to be added in the order of the rows
     long steps_ = 0;
     std::function<void()> checkpoint_;
 };

@@ -46,10 +46,11 @@ double medianScale(const std::vector<FrameState>& frames) {
 }
 
 void measureMisfit(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern,
-                   std::vector<FrameState>& frames) {
-    for (FrameState& frame : frames) {
+                   std::vector<FrameState>& frames, const Threads& threads) {
+    threads.forEach(static_cast<int>(frames.size()), [&](int k, int) {
+        FrameState& frame = frames[static_cast<std::size_t>(k)];
         if (frame.used) measure(grid, image, pattern, frame);
-    }
+    });
 }
 
 bool fitsUsually(const FrameState& frame, double usual) {

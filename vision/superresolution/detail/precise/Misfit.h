@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 
 namespace oravo::vision::detail::precise {
@@ -10,7 +11,7 @@ namespace oravo::vision::detail::precise {
 /// Sets misfit, slope, inside and scale of each frame against an image.
 /// @param pattern  of the sensor, subtracted from the frames; empty for none
 void measureMisfit(const Grid& grid, const SplineImage& image, const Buffer<float>& pattern,
-                   std::vector<FrameState>& frames);
+                   std::vector<FrameState>& frames, const Threads& threads = Threads());
 
 /// The scale of the median frame.
 double medianScale(const std::vector<FrameState>& frames);

@@ -5,6 +5,7 @@
 
 #include "vision/superresolution/detail/precise/BicubicReference.h"
 #include "vision/superresolution/detail/precise/DeadPixels.h"
+#include "vision/superresolution/detail/precise/DenseImage.h"
 #include "vision/superresolution/detail/precise/DeviationEstimate.h"
 #include "vision/superresolution/detail/precise/Misfit.h"
 #include "vision/superresolution/detail/precise/Trust.h"
@@ -34,8 +35,7 @@ constexpr double kStrength = 0.13;
 Reconstruction::Reconstruction(int width, int height, ReconstructionOptions options)
     : options_(std::move(options)),
       grid_{width, height, options_.factor, kMargin},
-      solver_(grid_, options_.blur),
-      fit_(grid_),
+      solver_(grid_, options_.blur, options_.threads),
       pattern_(width, height),
       image_(grid_.columns(), grid_.rows()),
       deviation_(grid_.columns(), grid_.rows()),
@@ -55,32 +55,42 @@ void Reconstruction::solve(double strength, const SolverLimits& limits) {
 
 void Reconstruction::refineMotions() {
     const SplineImage& coefficients = solver_.coefficients(image_);
+    struct Work {
+        explicit Work(const Grid& grid)
+            : fit(grid), trust(areaOf(grid.width, grid.height)), values(trust.size()) {}
+        MotionFit fit;
+        Buffer<float> trust, values;
+    };
+    PerSlot<Work> works(options_.threads);
+    options_.threads.forEach(static_cast<int>(frames_.size()), [&](int k, int slot) {
+        FrameState& frame = frames_[static_cast<std::size_t>(k)];
+        if (!frame.used || k == reference_) return;
+        Work& work = works.at(slot, grid_);
+        refineMotion(coefficients, frame, work.fit, work.trust, work.values);
+    });
+}
+
+void Reconstruction::refineMotion(const SplineImage& coefficients, FrameState& frame, MotionFit& fit,
+                                  const Buffer<float>& trust, const Buffer<float>& values) const {
+    for (std::size_t q = 0; q < trust.size(); ++q) {
+        trust[q] = frame.present[q] * frame.agreement[q];
+        const float own = pattern_.values().size() != 0 ? pattern_.values()[q] : 0.0f;
+        values[q] = frame.values[q] - static_cast<float>(frame.gain) * own;
+    }
     FitLimits limits;
     limits.steps = kRefinements;
-    Buffer<float> trust(static_cast<std::size_t>(grid_.width) * static_cast<std::size_t>(grid_.height));
-    Buffer<float> values(trust.size());
-    for (std::size_t k = 0; k < frames_.size(); ++k) {
-        FrameState& frame = frames_[k];
-        if (!frame.used || static_cast<int>(k) == reference_) continue;
-        for (std::size_t q = 0; q < trust.size(); ++q) {
-            trust[q] = frame.present[q] * frame.agreement[q];
-            const float own = pattern_.values().size() != 0 ? pattern_.values()[q] : 0.0f;
-            values[q] = frame.values[q] - static_cast<float>(frame.gain) * own;
-        }
-        FramePose pose{frame.motion, frame.gain, frame.offset};
-        const FitOutcome outcome =
-            fit_.fit(coefficients, values.data(), trust.data(), frame.model, limits, pose);
-        if (!outcome.valid || (frame.scale > 0.0 && outcome.misfit > kMostWorse * frame.scale)) continue;
-        frame.motion = pose.motion;
-        frame.gain = pose.gain;
-        frame.offset = pose.offset;
-        frame.errors = outcome.errors;
-        frame.runs = sampleRuns(grid_, frame.motion);
-    }
+    FramePose pose{frame.motion, frame.gain, frame.offset};
+    const FitOutcome outcome = fit.fit(coefficients, values.data(), trust.data(), frame.model, limits, pose);
+    if (!outcome.valid || (frame.scale > 0.0 && outcome.misfit > kMostWorse * frame.scale)) return;
+    frame.motion = pose.motion;
+    frame.gain = pose.gain;
+    frame.offset = pose.offset;
+    frame.errors = outcome.errors;
+    frame.runs = sampleRuns(grid_, frame.motion);
 }
 
 void Reconstruction::measure() {
-    measureMisfit(grid_, solver_.coefficients(image_), pattern_.values(), frames_);
+    measureMisfit(grid_, solver_.coefficients(image_), pattern_.values(), frames_, options_.threads);
 }
 
 bool Reconstruction::updatePattern() {
@@ -116,7 +126,8 @@ double Reconstruction::guessStrength() const {
 }
 
 void Reconstruction::chooseStrength() {
-    WithheldPixels withheld(grid_, options_.blur, frames_, reference_, pattern_.values(), image_);
+    WithheldPixels withheld(grid_, options_.blur, frames_, reference_, pattern_.values(), image_,
+                            options_.threads);
     withheld.setCheckpoint([this] { report(share_); });
     withheld_ = withheld.choose(options_.strength > 0.0 ? options_.strength : guessStrength());
     if (options_.strength > 0.0) withheld_.strength = options_.strength;
@@ -126,11 +137,11 @@ void Reconstruction::chooseStrength() {
 /// Drafts are smooth, so values at the finest details misfit and get low weights, and the image would never show these
 /// details. Once the strength is known, such values are weighed leniently for one image, then by their misfit from it.
 void Reconstruction::giveSecondChance() {
-    weighByMisfit(grid_, frames_, kForgiveness);
+    weighByMisfit(grid_, frames_, kForgiveness, options_.threads);
     solve(withheld_.strength, kSecondChance);
     measure();
-    weighByMisfit(grid_, frames_);
-    weighByGain(grid_, frames_, reference_, pattern_.values());
+    weighByMisfit(grid_, frames_, 1.0f, options_.threads);
+    weighByGain(grid_, frames_, reference_, pattern_.values(), options_.threads);
 }
 
 void Reconstruction::makeDraft() {
@@ -145,7 +156,7 @@ void Reconstruction::makeDraft() {
 void Reconstruction::findSensorFaults() {
     dropDeadPixels();
     updatePattern();
-    weighByMisfit(grid_, frames_);
+    weighByMisfit(grid_, frames_, 1.0f, options_.threads);
     const auto strength = [this] { return options_.strength > 0.0 ? options_.strength : guessStrength(); };
     solve(strength(), kDraft);
     refineMotions();
@@ -157,7 +168,7 @@ void Reconstruction::findSensorFaults() {
         measure();
     }
     dropDeadPixels();
-    weighByMisfit(grid_, frames_);
+    weighByMisfit(grid_, frames_, 1.0f, options_.threads);
 }
 
 void Reconstruction::makeImage() {

@@ -19,6 +19,7 @@ struct ReconstructionOptions {
     bool findDeadPixels = true;
     bool findPattern = true;
     bool deviation = true;  ///< compute standard deviations
+    Threads threads;        ///< that share the work; without a part in the results
     /// Gets the share that is done, for each frame and each step of a solver; false ends the run.
     std::function<bool(double)> progress;
 };
@@ -71,6 +72,9 @@ class Reconstruction {
     void placeFrame(FirstGuess& guess, int k, int towardsReference);
     void solve(double strength, const SolverLimits& limits);
     void refineMotions();
+    /// @param trust, values  for work
+    void refineMotion(const SplineImage& coefficients, FrameState& frame, MotionFit& fit,
+                      const Buffer<float>& trust, const Buffer<float>& values) const;
     void measure();
     bool updatePattern();
     void dropDeadPixels();
@@ -102,7 +106,6 @@ class Reconstruction {
     double leaning_ = 0.0, gain_ = 0.0, shareOnReference_ = 0.0;
     bool processed_ = false;  ///< frames have less noise than any sensor
     ImageSolver solver_;
-    MotionFit fit_;
     SensorPattern pattern_;
     PaddedImage image_, deviation_, sensitivity_, presence_;
     std::vector<std::size_t> deadPixels_;

@@ -52,7 +52,7 @@ void Reconstruction::fallBack(const FrameState& alone) {
     BicubicReference(alone, grid_.width, grid_.height, pattern_.values()).enlarge(grid_, image);
     // Frames that a codec has smoothed do not follow the camera model, and solving for it would sharpen artefacts.
     if (!processed_) {
-        WithheldPixels withheld(grid_, options_.blur, frames, 0, pattern_.values(), image);
+        WithheldPixels withheld(grid_, options_.blur, frames, 0, pattern_.values(), image, options_.threads);
         const double guess = strengthFor(alone.scale);
         const double strength = options_.strength > 0.0 ? options_.strength : withheld.choose(guess).strength;
         withheldSteps_ += withheld.steps();

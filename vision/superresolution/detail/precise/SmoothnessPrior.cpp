@@ -12,42 +12,49 @@ RowTriple around(const PaddedImage& image, int y) {
 
 }  // namespace
 
-SmoothnessPrior::SmoothnessPrior(int columns, int rows)
-    : first_(columns, rows), second_(columns, rows), scratch_(columns, kKinds * kSlots + 1) {
+SmoothnessPrior::SmoothnessPrior(int columns, int rows, const Threads& threads)
+    : threads_(threads), first_(columns, rows), second_(columns, rows) {
+    for (int slot = 0; slot < threads.count(); ++slot) scratch_.emplace_back(columns, kKinds * kSlots + 1);
 }
 
 void SmoothnessPrior::freeze(const PaddedImage& estimate, double strength) {
-    estimate.mirrorPads();
+    threads_.forRows(estimate.rows(), [&](int first, int end, int) {
+        for (int y = first; y < end; ++y) estimate.mirrorRow(y);
+    });
     const PriorParameters parameters{static_cast<float>(strength), static_cast<float>(strength),
                                      kFloor * kFloor};
-    for (int y = 0; y < estimate.rows(); ++y) {
-        preciseKernels().priorWeights(around(estimate, y), parameters, estimate.columns(), first_.row(y),
-                                      second_.row(y));
-    }
+    threads_.forRows(estimate.rows(), [&](int first, int end, int) {
+        for (int y = first; y < end; ++y) {
+            preciseKernels().priorWeights(around(estimate, y), parameters, estimate.columns(), first_.row(y),
+                                          second_.row(y));
+        }
+    });
 }
 
-DifferenceRow SmoothnessPrior::differenceRow(int slot) const {
-    const int base = kKinds * slot;
-    return {scratch_.row(base), scratch_.row(base + 1), scratch_.row(base + 2), scratch_.row(base + 3),
-            scratch_.row(base + 4)};
+DifferenceRow SmoothnessPrior::differenceRow(const PaddedImage& scratch, int y) {
+    const int base = kKinds * (y % kSlots);
+    return {scratch.row(base), scratch.row(base + 1), scratch.row(base + 2), scratch.row(base + 3),
+            scratch.row(base + 4)};
 }
 
-void SmoothnessPrior::addRow(const PaddedImage& v, int y, float* out) const {
+void SmoothnessPrior::addRow(const PaddedImage& v, int y, int slot, bool fresh, float* out) const {
     const int n = v.columns();
     const int rows = v.rows();
     const PreciseKernels& kernels = preciseKernels();
+    const PaddedImage& scratch = scratch_[static_cast<std::size_t>(slot)];
     const auto difference = [&](int row) {
         kernels.differences(around(v, row), first_.row(row), second_.row(row), n,
-                            differenceRow(row % kSlots));
+                            differenceRow(scratch, row));
     };
-    if (y == 0) difference(0);
+    if (fresh && y > 0) difference(y - 1);
+    if (fresh) difference(y);
     if (y + 1 < rows) difference(y + 1);
-    const DifferenceRow here = differenceRow(y % kSlots);
+    const DifferenceRow here = differenceRow(scratch, y);
     // Beyond the first and last row first and mixed differences vanish, second ones are mirrored.
-    float* zeros = scratch_.row(kKinds * kSlots);
+    float* zeros = scratch.row(kKinds * kSlots);
     DifferenceRow above{zeros, zeros, zeros, here.yy, zeros};
-    if (y > 0) above = differenceRow((y - 1) % kSlots);
-    const DifferenceRow below = y + 1 < rows ? differenceRow((y + 1) % kSlots) : here;
+    if (y > 0) above = differenceRow(scratch, y - 1);
+    const DifferenceRow below = y + 1 < rows ? differenceRow(scratch, y + 1) : here;
     kernels.gatherDifferences(above, here, below, n, out);
 }
 

@@ -1,6 +1,9 @@
 #ifndef ORAVO_VISION_DETAIL_PRECISE_SMOOTHNESSPRIOR_H
 #define ORAVO_VISION_DETAIL_PRECISE_SMOOTHNESSPRIOR_H
 
+#include <vector>
+
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/PaddedImage.h"
 #include "vision/superresolution/detail/precise/PreciseKernels.h"
 
@@ -20,21 +23,25 @@ class SmoothnessPrior {
     /// Differences below this share of the scene's contrast count as none.
     static constexpr float kFloor = 0.05f;
 
-    SmoothnessPrior(int columns, int rows);
+    SmoothnessPrior(int columns, int rows, const Threads& threads = Threads());
 
     /// Freezes L at an estimate, whose pads are filled.
     void freeze(const PaddedImage& estimate, double strength);
-    /// out += row y of L v. Called row by row from 0 on; the pads of v are filled, down to row y + 2.
-    void addRow(const PaddedImage& v, int y, float* out) const;
+    /// out += row y of L v. The pads of v are filled, from row y - 2 to y + 2.
+    /// @param slot   of the thread
+    /// @param fresh  row y - 1 was not the slot's last, so nothing is left of it to use again
+    void addRow(const PaddedImage& v, int y, int slot, bool fresh, float* out) const;
     /// About the diagonal of L in a row.
     void addDiagonal(int y, float* out) const;
 
   private:
-    DifferenceRow differenceRow(int slot) const;
+    static DifferenceRow differenceRow(const PaddedImage& scratch, int y);
 
+    Threads threads_;
     PaddedImage first_;
     PaddedImage second_;
-    PaddedImage scratch_;  ///< three rows of each kind of difference, and one of zeros
+    std::vector<PaddedImage>
+        scratch_;  ///< of each slot: three rows of each kind of difference, and one of zeros
 };
 
 }  // namespace oravo::vision::detail::precise

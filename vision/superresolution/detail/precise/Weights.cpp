@@ -75,46 +75,71 @@ void weighByAgreement(std::vector<FrameState>& frames) {
     }
 }
 
-void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forgiveness) {
-    const double usual = medianScale(frames);
-    LocalMisfit misfit(grid);
-    for (std::size_t k = 0; k < frames.size(); ++k) {
-        FrameState& frame = frames[k];
-        if (!frame.used) continue;
-        misfit.measure(frame, frame.misfit, forgiveness);
-        const double share = usual / frame.scale;
-        const float frameWeight = static_cast<float>(std::min(1.0, share * share));
-        for (std::size_t q = 0; q < frame.weight.size(); ++q) {
-            const float neighbourhood = shareOfNeighbourhood(misfit.mean(q));
-            const float weight = frameWeight * neighbourhood * frame.agreement[q] /
-                                 (1.0f + misfit.own(q) / (kCauchy * kCauchy));
-            frame.weight[q] = frame.inside[q] > 0.0f ? weight : 0.0f;
-        }
+namespace {
+
+void weigh(FrameState& frame, double usual, float forgiveness, LocalMisfit& misfit) {
+    misfit.measure(frame, frame.misfit, forgiveness);
+    const double share = usual / frame.scale;
+    const float frameWeight = static_cast<float>(std::min(1.0, share * share));
+    for (std::size_t q = 0; q < frame.weight.size(); ++q) {
+        const float neighbourhood = shareOfNeighbourhood(misfit.mean(q));
+        const float weight =
+            frameWeight * neighbourhood * frame.agreement[q] / (1.0f + misfit.own(q) / (kCauchy * kCauchy));
+        frame.weight[q] = frame.inside[q] > 0.0f ? weight : 0.0f;
     }
 }
 
+/// What a thread needs to weigh a frame by its gain over bicubic interpolation.
+struct GainMisfits {
+    explicit GainMisfits(const Grid& grid)
+        : own(grid),
+          bicubic(grid),
+          suspect(areaOf(grid.width, grid.height)),
+          wanted(suspect.size()),
+          against(suspect.size()) {}
+
+    LocalMisfit own, bicubic;
+    Buffer<float> suspect, wanted, against;
+};
+
+void takeWeight(const Grid& grid, const BicubicReference& bicubic, const Buffer<float>& pattern,
+                const Buffer<float>& everywhere, FrameState& frame, GainMisfits& misfits) {
+    misfits.own.measure(frame, frame.misfit);
+    for (std::size_t q = 0; q < frame.weight.size(); ++q)
+        misfits.suspect[q] = misfits.own.mean(q) > kExplained * kExplained ? 1.0f : 0.0f;
+    boxMean(misfits.suspect, everywhere, grid.width, grid.height, kLocalRadius, misfits.wanted);
+    measureBicubicMisfit(grid, bicubic, pattern, misfits.wanted, frame, misfits.against);
+    misfits.bicubic.measure(frame, misfits.against);
+    for (std::size_t q = 0; q < frame.weight.size(); ++q) {
+        if (misfits.suspect[q] > 0.0f)
+            frame.weight[q] *= 1.0f - hardlyBetter(misfits.own.mean(q), misfits.bicubic.mean(q));
+    }
+}
+
+}  // namespace
+
+void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forgiveness,
+                   const Threads& threads) {
+    const double usual = medianScale(frames);
+    PerSlot<LocalMisfit> misfits(threads);
+    threads.forEach(static_cast<int>(frames.size()), [&](int k, int slot) {
+        FrameState& frame = frames[static_cast<std::size_t>(k)];
+        if (frame.used) weigh(frame, usual, forgiveness, misfits.at(slot, grid));
+    });
+}
+
 void weighByGain(const Grid& grid, std::vector<FrameState>& frames, int reference,
-                 const Buffer<float>& pattern) {
-    LocalMisfit misfit(grid), bicubicMisfit(grid);
-    const std::size_t area = areaOf(grid.width, grid.height);
-    Buffer<float> suspect(area), everywhere(area), wanted(area), against(area);
+                 const Buffer<float>& pattern, const Threads& threads) {
+    Buffer<float> everywhere(areaOf(grid.width, grid.height));
     std::fill(everywhere.begin(), everywhere.end(), 1.0f);
     const BicubicReference bicubic(frames[static_cast<std::size_t>(reference)], grid.width, grid.height,
                                    pattern);
-    for (std::size_t k = 0; k < frames.size(); ++k) {
-        FrameState& frame = frames[k];
-        if (!frame.used || static_cast<int>(k) == reference) continue;
-        misfit.measure(frame, frame.misfit);
-        for (std::size_t q = 0; q < area; ++q)
-            suspect[q] = misfit.mean(q) > kExplained * kExplained ? 1.0f : 0.0f;
-        boxMean(suspect, everywhere, grid.width, grid.height, kLocalRadius, wanted);
-        measureBicubicMisfit(grid, bicubic, pattern, wanted, frame, against);
-        bicubicMisfit.measure(frame, against);
-        for (std::size_t q = 0; q < area; ++q) {
-            if (suspect[q] > 0.0f)
-                frame.weight[q] *= 1.0f - hardlyBetter(misfit.mean(q), bicubicMisfit.mean(q));
-        }
-    }
+    PerSlot<GainMisfits> misfits(threads);
+    threads.forEach(static_cast<int>(frames.size()), [&](int k, int slot) {
+        FrameState& frame = frames[static_cast<std::size_t>(k)];
+        if (!frame.used || k == reference) return;
+        takeWeight(grid, bicubic, pattern, everywhere, frame, misfits.at(slot, grid));
+    });
 }
 
 }  // namespace oravo::vision::detail::precise

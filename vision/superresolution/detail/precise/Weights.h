@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 
 namespace oravo::vision::detail::precise {
@@ -29,14 +30,15 @@ class LocalMisfit {
 /// neighbourhoods that do not fit, which is nothing where most misfits are far beyond the noise, times the square of the
 /// median scale of all frames over the frame's own where that is larger, times its agreement.
 /// @param forgiveness  times larger misfits weigh the same; 1 is the weight that an image is to be judged by
-void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forgiveness = 1.0f);
+void weighByMisfit(const Grid& grid, std::vector<FrameState>& frames, float forgiveness = 1.0f,
+                   const Threads& threads = Threads());
 
 /// Takes weight from neighbourhoods of frames, except the reference, that misfit by more than noise and hardly less than
 /// bicubic interpolation of the reference does: all of it where the latter is less than 2.5 dB worse. What moves on its own
 /// or lies at another depth would, with however little weight, decide what the reference leaves open.
 /// @param pattern  of the sensor; empty for none
 void weighByGain(const Grid& grid, std::vector<FrameState>& frames, int reference,
-                 const Buffer<float>& pattern);
+                 const Buffer<float>& pattern, const Threads& threads = Threads());
 
 /// Weights before there is an image: agreement where there is a value.
 void weighByAgreement(std::vector<FrameState>& frames);

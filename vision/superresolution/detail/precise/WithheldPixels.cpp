@@ -82,8 +82,9 @@ class Trials {
 }  // namespace
 
 WithheldPixels::WithheldPixels(const Grid& grid, const BlurShape& blur, const std::vector<FrameState>& frames,
-                               int reference, const Buffer<float>& pattern, const PaddedImage& start)
-    : grid_(grid), reference_(reference), solver_(croppedGrid(grid), blur) {
+                               int reference, const Buffer<float>& pattern, const PaddedImage& start,
+                               const Threads& threads)
+    : grid_(grid), reference_(reference), solver_(croppedGrid(grid), blur, threads) {
     const FrameCrop crop = busiestCrop(grid, start);
     grid_ = solver_.grid();
     for (const FrameState& frame : frames) frames_.push_back(crop.of(frame));

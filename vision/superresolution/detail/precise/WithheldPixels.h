@@ -28,7 +28,8 @@ class WithheldPixels {
   public:
     /// @param pattern  of the sensor; empty for none
     WithheldPixels(const Grid& grid, const BlurShape& blur, const std::vector<FrameState>& frames,
-                   int reference, const Buffer<float>& pattern, const PaddedImage& start);
+                   int reference, const Buffer<float>& pattern, const PaddedImage& start,
+                   const Threads& threads = Threads());
 
     WithheldChoice choose(double guess);
 

@@ -120,9 +120,10 @@ TEST(FrameOperator, IsSamplingAndItsAdjointRowByRow) {
                 EXPECT_EQ(y, read++);
                 std::copy_n(s.v.row(y), s.grid.columns(), unread.row(y));
             },
-            [&](int y) {
-                EXPECT_EQ(y, finished++);
-                EXPECT_GE(read, std::min(y + 3, s.grid.rows()));
+            [&](const FrameOperator::SweptRow& row) {
+                EXPECT_EQ(row.y, finished++);
+                EXPECT_EQ(row.opensBand, row.y == 0);
+                EXPECT_GE(read, std::min(row.y + 3, s.grid.rows()));
             },
             s.out);
         EXPECT_EQ(finished, s.grid.rows());

@@ -16,7 +16,7 @@ Plane product(const SmoothnessPrior& prior, const Plane& plane) {
     const PaddedImage v(plane.cols, plane.rows), out(plane.cols, plane.rows);
     for (int y = 0; y < plane.rows; ++y) std::copy_n(plane[y], plane.cols, v.row(y));
     v.mirrorPads();
-    for (int y = 0; y < plane.rows; ++y) prior.addRow(v, y, out.row(y));
+    for (int y = 0; y < plane.rows; ++y) prior.addRow(v, y, 0, y == 0, out.row(y));
     Plane result(plane.size());
     for (int y = 0; y < plane.rows; ++y) std::copy_n(out.row(y), plane.cols, result[y]);
     return result;

@@ -1,0 +1,74 @@
+#include "vision/superresolution/detail/numerics/Threads.h"
+
+#include <tbb/info.h>
+#include <tbb/parallel_for.h>
+#include <tbb/parallel_pipeline.h>
+#include <tbb/task_arena.h>
+#include <tbb/task_group.h>
+
+#include <string>
+
+#include "support/CodeLocation.h"
+
+namespace oravo::vision::detail {
+namespace {
+
+int checkedThreadCount(int count) {
+    if (count < 0 || count > Threads::kMost) {
+        raise(ErrorKind::badArgument,
+              "Invalid number of threads " + std::to_string(count) + " specified, 0 to " +
+                  std::to_string(Threads::kMost) + " are possible.",
+              {"vision/superresolution/detail/numerics/Threads", __LINE__,
+               "oravo::vision::detail::checkedThreadCount"});
+    }
+    return count != 0 ? count : std::clamp(tbb::info::default_concurrency(), 1, Threads::kMost);
+}
+
+/// Has all threads round and flush as the calling one does.
+tbb::task_group_context sharedRounding() {
+    return tbb::task_group_context(tbb::task_group_context::bound, tbb::task_group_context::default_traits |
+                                                                       tbb::task_group_context::fp_settings);
+}
+
+}  // namespace
+
+struct Threads::Arena : tbb::task_arena {
+    using tbb::task_arena::task_arena;
+};
+
+Threads::Threads(int count) : count_(checkedThreadCount(count)) {
+    if (count_ > 1) arena_ = std::make_shared<Arena>(count_);
+}
+
+void Threads::run(int parts, Part call, const void* body) const {
+    arena_->execute([&] {
+        tbb::task_group_context context = sharedRounding();
+        tbb::parallel_for(
+            0, parts, [&](int part) { call(body, part, tbb::this_task_arena::current_thread_index()); },
+            tbb::simple_partitioner(), context);
+    });
+}
+
+void Threads::runInOrder(int parts, Part call, const void* body, Finished done, const void* finish) const {
+    arena_->execute([&] {
+        tbb::task_group_context context = sharedRounding();
+        int next = 0;
+        const auto begin = [&](tbb::flow_control& control) {
+            if (next == parts) control.stop();
+            return next++;
+        };
+        const auto work = [&](int part) {
+            call(body, part, tbb::this_task_arena::current_thread_index());
+            return part;
+        };
+        const auto end = [&](int part) { done(finish, part); };
+        using tbb::filter_mode;
+        tbb::parallel_pipeline(2 * static_cast<std::size_t>(count_),
+                               tbb::make_filter<void, int>(filter_mode::serial_in_order, begin) &
+                                   tbb::make_filter<int, int>(filter_mode::parallel, work) &
+                                   tbb::make_filter<int, void>(filter_mode::serial_in_order, end),
+                               context);
+    });
+}
+
+}  // namespace oravo::vision::detail
