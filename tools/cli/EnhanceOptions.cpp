@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <set>
 
 #include "tools/base/UserError.h"
 #include "tools/cli/CommandOptions.h"
@@ -48,6 +49,27 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
            "and so many of them are enhanced at a time. Names of other outputs hold {}, which NAME takes the "
            "place of, such as --report out/{}.html")
         ->check(CLI::Range(1, 1024));
+    sub->add_flag(
+        "--resume", c.resume,
+        "Leave alone what is finished: where OUT.tif.receipt, which this option writes beside each image, "
+        "shows "
+        "that the program's version, the options, the content of the inputs and the results are unchanged, "
+        "nothing is done. So a run that was ended goes on by the same command");
+}
+
+/// The options that results depend on, as given; how many run at once and where results go is not among them.
+std::vector<std::string> orderedOptions(const CLI::App& sub) {
+    static const std::set<std::string> kOthers{"INPUT",      "--output",    "--jobs",   "--resume",
+                                               "--threads",  "--timing",    "--shifts", "--preview",
+                                               "--coverage", "--noise-map", "--report"};
+    std::vector<std::string> all;
+    for (const CLI::Option* option : sub.get_options()) {
+        const std::string name = option->get_name();
+        if (option->count() == 0 || kOthers.count(name) != 0) continue;
+        all.push_back(name);
+        for (const std::string& value : option->results()) all.push_back(value);
+    }
+    return all;
 }
 
 void addSolverOptions(CLI::App* sub, EnhanceCommand& c) {
@@ -150,7 +172,12 @@ void addEnhance(CLI::App& app, EnhanceCommand& c, const std::string& exitCodes) 
         if (std::any_of(c.inputs.begin(), c.inputs.end(), isStream)) return enhanceLive(c);
         if (c.rawOutput)
             throw UserError(ExitCode::kUsage, "--raw-output: is the type of images out of a pipe");
-        c.jobs == 0 ? enhance(c) : enhanceBatch(c);
+        c.ordered = orderedOptions(*sub);
+        if (c.jobs == 0) {
+            enhance(c);
+        } else {
+            enhanceBatch(c);
+        }
     });
 }
 

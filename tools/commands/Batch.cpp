@@ -12,17 +12,22 @@
 #include <iostream>
 #include <map>
 #include <opencv2/core.hpp>
+#include <optional>
 
 #include "tools/base/FileNames.h"
 #include "tools/base/Messages.h"
 #include "tools/base/Outcome.h"
 #include "tools/base/Progress.h"
+#include "tools/commands/Resume.h"
 #include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
 namespace {
 
 namespace fs = std::filesystem;
+
+/// What a process ends with, beside the program's exit codes, that left finished results as they are.
+constexpr int kLeftAlone = 64;
 
 struct Job {
     std::string name;
@@ -35,19 +40,6 @@ std::string nameOf(const std::string& input) {
     const fs::path path = fs::path(input).lexically_normal();
     const fs::path last = path.has_filename() ? path.filename() : path.parent_path().filename();
     return (fs::is_directory(input, ignored) ? last : last.stem()).string();
-}
-
-/// The names of the files beside the image, and the options that give them.
-std::vector<std::pair<const char*, std::string*>> otherOutputs(EnhanceCommand& command) {
-    ResultOptions& r = command.results;
-    std::vector<std::pair<const char*, std::string*>> all{{"--shifts", &command.shiftsFile},
-                                                          {"--preview", &r.preview}};
-    for (std::string& coverage : r.coverages) all.emplace_back("--coverage", &coverage);
-    for (std::string& noiseMap : r.noiseMaps) all.emplace_back("--noise-map", &noiseMap);
-    for (std::string& report : r.reports) all.emplace_back("--report", &report);
-    all.erase(std::remove_if(all.begin(), all.end(), [](const auto& o) { return o.second->empty(); }),
-              all.end());
-    return all;
 }
 
 /// The file of one recording.
@@ -77,7 +69,7 @@ void refuseSharedFiles(std::vector<Job>& jobs, const std::vector<std::string>& i
             }
         };
         check(job.command.output);
-        for (const auto& [option, file] : otherOutputs(job.command)) {
+        for (const auto& [option, file] : sideFiles(job.command)) {
             check(*file);
             for (const std::string& input : inputs) {
                 if (isSameFile(input, *file)) throw outputError(*file + ": is one of the inputs");
@@ -103,8 +95,7 @@ std::vector<Job> jobsOf(const EnhanceCommand& command) {
         }
         job.command.inputs = {input};
         job.command.output = (fs::path(command.output) / (job.name + ".tif")).string();
-        for (const auto& [option, file] : otherOutputs(job.command))
-            *file = filledIn(option, *file, job.name);
+        for (const auto& [option, file] : sideFiles(job.command)) *file = filledIn(option, *file, job.name);
         jobs.push_back(std::move(job));
     }
     refuseSharedFiles(jobs, command.inputs);
@@ -117,9 +108,10 @@ std::vector<Job> jobsOf(const EnhanceCommand& command) {
     if (::getppid() != parent) ::_exit(static_cast<int>(ExitCode::kInternal));
     setMessagePrefix(job.name + ": ");
     cv::setNumThreads(threads);
-    const ExitCode code = outcomeOf([&] { enhance(job.command); });
+    bool made = true;
+    const ExitCode code = outcomeOf([&] { made = enhance(job.command); });
     std::cout.flush();
-    ::_exit(static_cast<int>(code));
+    ::_exit(made ? static_cast<int>(code) : kLeftAlone);
 }
 
 class Processes {
@@ -139,14 +131,15 @@ class Processes {
 
     std::size_t running() const { return names_.size(); }
 
-    /// Waits for one of them to end and returns its exit code.
-    ExitCode next() {
+    /// Waits for one of them to end and returns its exit code, or none where it left finished results alone.
+    std::optional<ExitCode> next() {
         int status = 0;
         // Whoever started this program may have left it children of their own.
         auto child = names_.end();
         while (child == names_.end()) child = names_.find(endedChild(status));
         const std::string name = child->second;
         names_.erase(child);
+        if (WIFEXITED(status) && WEXITSTATUS(status) == kLeftAlone) return {};
         if (WIFEXITED(status)) return static_cast<ExitCode>(WEXITSTATUS(status));
         complain(name + ": " + ::strsignal(WTERMSIG(status)));
         return ExitCode::kInternal;
@@ -166,37 +159,59 @@ class Processes {
     std::map<pid_t, std::string> names_;
 };
 
+/// How the recordings ended.
+class Tally {
+  public:
+    void count(std::optional<ExitCode> code) {
+        if (!code) {
+            ++left_;
+        } else if (*code == ExitCode::kDoubtful) {
+            ++doubtful_;
+        } else if (*code != ExitCode::kSuccess) {
+            ++failed_;
+            worst_ = std::max(worst_, *code);
+        }
+    }
+
+    /// Throws the UserError that the batch ends with, should there be one.
+    void conclude(const std::string& folder, std::size_t all) const {
+        if (failed_ > 0) throw UserError(worst_, format("%zu of %zu recordings failed", failed_, all));
+        note(format("%s: %zu recordings", folder.c_str(), all) +
+             (left_ == 0 ? "" : format(", %zu of them finished before", left_)));
+        if (doubtful_ > 0) {
+            throw UserError(ExitCode::kDoubtful,
+                            format("%zu of %zu recordings gave an image that is not known to be better than "
+                                   "bicubic enlargement",
+                                   doubtful_, all));
+        }
+    }
+
+  private:
+    std::size_t failed_ = 0, doubtful_ = 0, left_ = 0;
+    ExitCode worst_ = ExitCode::kSuccess;
+};
+
 }  // namespace
 
 void enhanceBatch(const EnhanceCommand& command) {
     const std::vector<Job> jobs = jobsOf(command);
-    const TargetFolder target(command.output);
+    TargetFolder target(command.output);
+    target.reserve();
     const auto atOnce = static_cast<std::size_t>(command.jobs);
     const int threads = std::max(1, cv::getNumberOfCPUs() / command.jobs);
     Processes processes;
     Progress progress("recording", jobs.size());
-    std::size_t started = 0, failed = 0, doubtful = 0;
-    ExitCode worst = ExitCode::kSuccess;
+    std::size_t started = 0;
+    Tally tally;
     while (started < jobs.size() || processes.running() > 0) {
         if (started < jobs.size() && processes.running() < atOnce) {
             processes.start(jobs[started++], threads);
             continue;
         }
-        const ExitCode code = processes.next();
-        if (code != ExitCode::kDoubtful) worst = std::max(worst, code);
-        failed += code == ExitCode::kSuccess || code == ExitCode::kDoubtful ? 0 : 1;
-        doubtful += code == ExitCode::kDoubtful ? 1 : 0;
+        tally.count(processes.next());
         progress.done(started - processes.running());
     }
-    if (failed > 0) throw UserError(worst, format("%zu of %zu recordings failed", failed, jobs.size()));
-    note(format("%s: %zu recordings", command.output.c_str(), jobs.size()));
-    if (doubtful > 0) {
-        throw UserError(
-            ExitCode::kDoubtful,
-            format("%zu of %zu recordings gave an image that is not known to be better than bicubic "
-                   "enlargement",
-                   doubtful, jobs.size()));
-    }
+    tally.conclude(command.output, jobs.size());
 }
 
 }  // namespace oravo::tools

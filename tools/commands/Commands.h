@@ -35,7 +35,9 @@ struct EnhanceCommand {
     std::string shiftsFile;
     std::string camera;
     bool every = false;
-    int jobs = 0;  ///< 0: the inputs are one recording; else each is one, for so many processes
+    int jobs = 0;         ///< 0: the inputs are one recording; else each is one, for so many processes
+    bool resume = false;  ///< what is finished is left as it is; what gets finished gets a Receipt
+    std::vector<std::string> ordered;  ///< the options that results depend on, as given, for receipts
     ReadOptions reading;
     std::optional<PixelFormat> rawOutput;  ///< of images out of a stream; none: as its frames
     Decode decode;
@@ -45,7 +47,8 @@ struct EnhanceCommand {
     ResultOptions results;
     EnhanceParameters parameters;
 };
-void enhance(const EnhanceCommand& command);
+/// Returns false where the results were there already and were left as they are.
+bool enhance(const EnhanceCommand& command);
 /// The same for frames out of a pipe, into one: as many raw images as frames, each as soon as its frame is there.
 void enhanceLive(const EnhanceCommand& command);
 

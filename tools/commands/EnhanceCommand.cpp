@@ -10,6 +10,7 @@
 #include "tools/commands/EnhanceSetup.h"
 #include "tools/commands/ReportFacts.h"
 #include "tools/commands/ResultFiles.h"
+#include "tools/commands/Resume.h"
 #include "tools/enhance/Reconstructor.h"
 #include "tools/formats/ShiftTable.h"
 #include "tools/input/FrameReader.h"
@@ -90,7 +91,8 @@ class Enhancement {
           enlargedSize_(size * Pipeline::kFactor),
           sink_(enlargedOutput(command, enlargedSize_), inputs, files_) {}
 
-    void run() {
+    /// @param receipt  goes with the results; null: none
+    void run(const Receipt* receipt) {
         takeAll();
         values_.warnOfOutside(reader_.count(), findings_);
         if (!command_.every) enlargeLast();
@@ -104,6 +106,9 @@ class Enhancement {
         sink_.close();
         if (!command_.shiftsFile.empty()) writeText(files_, command_.shiftsFile, shifts_);
         results_.write(files_, values_.outside());
+        if (receipt != nullptr) {
+            receipt->write(files_, doubtful_ == 0 ? ExitCode::kSuccess : ExitCode::kDoubtful);
+        }
         sink_.send();
         commit(files_);
         note(format("%s: %zu image%s of %d x %d pixels", sink_.name().c_str(), sink_.count(),
@@ -206,7 +211,7 @@ void requireEnoughFrames(const EnhanceCommand& command, std::size_t given) {
 
 }  // namespace
 
-void enhance(const EnhanceCommand& command) {
+bool enhance(const EnhanceCommand& command) {
     FrameReader reader(command.inputs, command.reading);
     requireEnoughFrames(command, reader.count());
     std::vector<std::string> others = command.calibration;
@@ -222,6 +227,12 @@ void enhance(const EnhanceCommand& command) {
     }
     Findings findings;
     ResultFiles results(command, inputs, findings);
+    std::optional<Receipt> receipt;
+    if (command.resume) receipt.emplace(receiptOf(command, inputs));
+    if (receipt && receipt->finished()) {
+        leaveFinished(command, *receipt->finished());
+        return false;
+    }
     EnhanceParameters parameters = withCamera(command, findings);
     const cv::Size size = reader.first().size();
     settlePipeline(parameters);
@@ -235,7 +246,8 @@ void enhance(const EnhanceCommand& command) {
                                 reader.name(0).c_str(), size.width, size.height));
     }
     note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
-    enhancement->run();
+    enhancement->run(receipt ? &*receipt : nullptr);
+    return true;
 }
 
 }  // namespace oravo::tools

@@ -44,6 +44,7 @@ void requireStream(const EnhanceCommand& command) {
         if (given) throw usageError(std::string(option) + ": a pipe has no last image to write it for");
     }
     if (command.jobs != 0) throw usageError("--jobs: a pipe is one recording");
+    if (command.resume) throw usageError("--resume: a pipe is gone once it was read");
     if (command.parameters.timing) throw usageError("--timing: prints to standard output, where images go");
 }
 

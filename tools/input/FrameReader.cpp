@@ -139,6 +139,12 @@ std::string FrameReader::name(std::size_t index) const {
     return file.path + " " + file.unit + " " + std::to_string(index - file.first);
 }
 
+std::vector<std::string> FrameReader::files() const {
+    std::vector<std::string> all;
+    for (const File& file : files_) all.push_back(file.path);
+    return all;
+}
+
 bool FrameReader::readsFrom(const std::string& path) const {
     return std::any_of(files_.begin(), files_.end(),
                        [&](const File& file) { return isSameFile(file.path, path); });

@@ -43,6 +43,9 @@ class FrameReader {
     /// File and, in a file of several frames, the page or frame (from 0).
     std::string name(std::size_t index) const;
 
+    /// All files that frames come from, in order.
+    std::vector<std::string> files() const;
+
     /// Whether frames come from the file of this name.
     bool readsFrom(const std::string& path) const;
 

@@ -6,11 +6,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <opencv2/imgcodecs.hpp>
+#include <thread>
 
 #include "tools/base/FileNames.h"
 #include "tools/base/UserError.h"
@@ -103,8 +105,14 @@ void TargetFolder::removeEmpty() {
 
 void TargetFolder::reserve() {
     lock_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (lock_ < 0 || ::flock(lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
-    throw outputError(path_ + ": another run is writing there; frames of two runs would mix");
+    // Processes of a run that was killed hold it until they have ended, too.
+    constexpr std::chrono::milliseconds kPause(20), kPatience(400);
+    for (std::chrono::milliseconds waited(0); lock_ >= 0 && waited <= kPatience; waited += kPause) {
+        if (::flock(lock_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+        std::this_thread::sleep_for(kPause);
+    }
+    if (lock_ < 0) return;
+    throw outputError(path_ + ": another run is writing there; results of two runs would mix");
 }
 
 void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image) {

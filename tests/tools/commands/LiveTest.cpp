@@ -193,6 +193,7 @@ TEST_F(Live, RefusesWhatAStreamHasNot) {
         {"- -o - --report r.html" + kRead, "--report: a pipe has no last image to write it for"},
         {"- -o - --shifts s.csv" + kRead, "--shifts: a pipe has no last image to write it for"},
         {"- -o - --jobs 2" + kRead, "--jobs: a pipe is one recording"},
+        {"- -o - --resume" + kRead, "--resume: a pipe is gone once it was read"},
         {"- -o - --timing" + kRead, "--timing: prints to standard output, where images go"},
         {"r.raw -o - --raw-output u8" + kRead, "--raw-output: is the type of images out of a pipe"},
         {"- -o - --raw-output u17" + kRead, "--raw-output u17 is no type; u8 and i8 are"},

@@ -207,7 +207,7 @@ TEST_F(Outputs, TwoRunsDoNotMixTheirFramesInOneFolder) {
             first.reserve();
             const Outcome second = run(command);
             EXPECT_EQ(second.code, 3) << command;
-            EXPECT_NE(second.err.find(": another run is writing there; frames of two runs would mix\n"),
+            EXPECT_NE(second.err.find(": another run is writing there; results of two runs would mix\n"),
                       std::string::npos)
                 << second.err;
             EXPECT_TRUE(fs::is_empty(path("x"))) << command;
