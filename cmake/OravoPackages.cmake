@@ -65,6 +65,8 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "${runtime} (>= ${PROJECT_VERSION}), ${runtime} (<< ${next_interface})"
     "python3 (>= 3.11), python3 (<< 4~), python3-numpy (>= 1:1.24), python3-numpy (<< 1:2~)")
 list(JOIN CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS ", " CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS)
+# Of archives: the program that enhances recordings, and what spreads them.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "oravo-superres, python3-distributed")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
     "${PROJECT_SOURCE_DIR}/cmake/debian/postinst" "${PROJECT_SOURCE_DIR}/cmake/debian/prerm")
 

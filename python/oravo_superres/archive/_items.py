@@ -1,0 +1,138 @@
+"""One recording after the other, each by a process of its own; this part runs where the work is done."""
+
+import os
+import shutil
+import signal
+import subprocess
+import time
+from dataclasses import dataclass
+from typing import Dict, List, Optional, Sequence, Tuple
+
+from ._receipts import Confirmed, confirmed_by, is_certainly_finished
+
+DOUBTFUL = 6  # the program's exit code for an image that is not known to be better than bicubic enlargement
+_FAILED = 5  # internal failure
+_LONGEST_MESSAGE = 1000
+
+
+@dataclass(frozen=True)
+class Item:
+    """A recording, its image, and the name that stands for it in those of other results."""
+
+    recording: str
+    result: str
+    name: str
+
+
+@dataclass(frozen=True)
+class Settings:
+    """How items are done; the same for all of a run."""
+
+    program: str
+    options: Tuple[str, ...]
+    folder: str  # that relative names in options are seen from
+    timeout: Optional[float] = None  # seconds
+
+
+@dataclass(frozen=True)
+class Outcome:
+    """What became of a recording."""
+
+    recording: str
+    result: str
+    state: str  # "done", "unchanged" or "failed"
+    exit_code: int  # of the program; 6 where the image is not known to be better than bicubic enlargement
+    seconds: float
+    message: str = ""  # why it failed
+
+    @property
+    def failed(self) -> bool:
+        return self.state == "failed"
+
+    @property
+    def doubtful(self) -> bool:
+        return not self.failed and self.exit_code == DOUBTFUL
+
+
+# What this process has seen the program accept, for each run that it takes part in.
+_confirmed: Dict[Settings, Confirmed] = {}
+
+
+def run_items(settings: Settings, items: Sequence[Item]) -> List[Outcome]:
+    return [_run_item(settings, item) for item in items]
+
+
+def options_for(settings: Settings, item: Item) -> List[str]:
+    return [option.replace("{}", item.name) for option in settings.options]
+
+
+def _side_results(settings: Settings, item: Item) -> List[str]:
+    """The files beside the image: what holds the name of the recording, with or without its option before it."""
+    found = []
+    for pattern, option in zip(settings.options, options_for(settings, item)):
+        if "{}" in pattern:
+            file = option.split("=", 1)[1] if option.startswith("--") and "=" in option else option
+            found.append(os.path.join(settings.folder, file))
+    return found
+
+
+def _run_item(settings: Settings, item: Item) -> Outcome:
+    start = time.monotonic()
+    others = _side_results(settings, item)
+    known = _confirmed.get(settings)
+    code = is_certainly_finished(item.recording, [item.result, *others], known) if known else None
+    if code is not None:
+        return Outcome(item.recording, item.result, "unchanged", code, time.monotonic() - start)
+    try:
+        for file in (item.result, *others):
+            os.makedirs(os.path.dirname(file), exist_ok=True)
+        before = _identity(item.result)
+        code, message = _enhance(settings, item)
+    except OSError as error:
+        return Outcome(item.recording, item.result, "failed", 3, time.monotonic() - start, str(error))
+    seconds = round(time.monotonic() - start, 3)
+    if code not in (0, DOUBTFUL):
+        return Outcome(item.recording, item.result, "failed", code, seconds, message)
+    confirmed = confirmed_by(item.result)
+    if confirmed is not None:
+        _confirmed[settings] = confirmed
+    state = "unchanged" if _identity(item.result) == before else "done"
+    return Outcome(item.recording, item.result, state, code, seconds)
+
+
+def _identity(path: str) -> Optional[Tuple[int, int]]:
+    try:
+        found = os.stat(path)
+    except OSError:
+        return None
+    return found.st_ino, found.st_mtime_ns
+
+
+def _dies_with_parent() -> List[str]:
+    """A worker that is killed leaves nothing behind that goes on writing: the program gets the signal on which it tidies up."""
+    setpriv = shutil.which("setpriv")
+    return [setpriv, "--pdeathsig", "TERM", "--"] if setpriv else []
+
+
+def _enhance(settings: Settings, item: Item) -> Tuple[int, str]:
+    """Runs the program; its exit code and the last line that it said."""
+    command = [*_dies_with_parent(), settings.program, "enhance", item.recording, "-o", item.result, "--resume",
+               *options_for(settings, item)]
+    # Recordings are spread over the processors already.
+    environment = {"OPENCV_FOR_THREADS_NUM": "1", **os.environ}
+    with subprocess.Popen(command, cwd=settings.folder, env=environment, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
+        try:
+            said = process.communicate(timeout=settings.timeout)[1]
+        except subprocess.TimeoutExpired:
+            process.terminate()
+            process.communicate()
+            return _FAILED, f"took longer than {settings.timeout:g} s"
+        except BaseException:
+            process.terminate()
+            raise
+    if process.returncode < 0:
+        return _FAILED, f"ended by {signal.Signals(-process.returncode).name}"
+    lines = said.decode(errors="replace").strip().splitlines()
+    message = lines[-1] if lines else f"exit code {process.returncode}"
+    return process.returncode, message.split("oravo-superres: ", 1)[-1][:_LONGEST_MESSAGE]

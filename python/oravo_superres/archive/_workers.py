@@ -1,0 +1,63 @@
+"""Where items are done: threads of this process, each waiting for a program; or dask.distributed."""
+
+import contextlib
+import importlib
+import os
+from concurrent.futures import Executor, ThreadPoolExecutor
+from dataclasses import dataclass
+from typing import Any, Callable, Iterator, Optional
+
+
+@dataclass(frozen=True)
+class Workers:
+    executor: Executor
+    count: Callable[[], int]  # of items at a time; may change while a cluster grows
+
+
+class ArchiveError(RuntimeError):
+    """The run cannot be; nothing was done."""
+
+
+def processors() -> int:
+    return len(os.sched_getaffinity(0))
+
+
+def _dask() -> Any:
+    try:
+        return importlib.import_module("distributed"), importlib.import_module("dask")
+    except ImportError as error:
+        raise ArchiveError(f"dask.distributed is not installed ({error}): apt install python3-distributed, or pip install "
+                           "'oravo-superres[archive]'; scheduler=\"none\" (--scheduler none) does without") from error
+
+
+@contextlib.contextmanager
+def workers_of(scheduler: Optional[str], count: Optional[int]) -> Iterator[Workers]:
+    """:param scheduler: an address; ``none`` for threads of this process; None for a cluster of this machine alone
+    :param count: of items at a time on this machine; None: as many as there are processors
+    """
+    if scheduler == "none":
+        threads = count or processors()
+        with ThreadPoolExecutor(threads) as pool:
+            yield Workers(pool, lambda: threads)
+        return
+    distributed, dask = _dask()
+    # Their defaults keep hundreds of thousands of entries about tasks that are long done.
+    short = {"distributed.scheduler.transition-log-length": 1000, "distributed.scheduler.events-log-length": 1000}
+    with contextlib.ExitStack() as stack:
+        stack.enter_context(dask.config.set(short))
+        if scheduler is None:
+            # A process for each, so that the end of one ends one item; none needs memory of its own to be watched.
+            cluster = stack.enter_context(distributed.LocalCluster(
+                n_workers=count or processors(), threads_per_worker=1, memory_limit=0, dashboard_address=None))
+            client = stack.enter_context(distributed.Client(cluster))
+        else:
+            client = stack.enter_context(_connected(distributed, scheduler))
+        executor = stack.enter_context(client.get_executor())
+        yield Workers(executor, lambda: sum(client.nthreads().values()))
+
+
+def _connected(distributed: Any, scheduler: str) -> Any:
+    try:
+        return distributed.Client(scheduler, timeout=30)
+    except (OSError, ValueError) as error:
+        raise ArchiveError(f"{scheduler}: no scheduler answers there: {error}") from error
