@@ -103,7 +103,23 @@ void precise(benchmark::State& state) {
     }
 }
 
-/// The same by so many threads.
+/// What a frame costs the float pipeline by so many threads.
+void floatThreads(benchmark::State& state) {
+    Workload load(state);
+    const QuietOutput quiet;
+    vision::SrFloat<vision::SrFloatRegistration2> pipeline(load.width, load.height, kFrames, kFactor);
+    pipeline.setReferenceIndex(3);
+    pipeline.setThreads(static_cast<int>(state.range(2)));
+    for (const Image& frame : load.frames) pipeline.addFrame(frame);
+    Image out(2 * load.height, 2 * load.width);
+    std::size_t next = 0;
+    for (auto _ : state) {
+        pipeline.addFrame(load.frames[next++ % kFrames]);
+        if (pipeline.computeSR(out) < 1.0f) state.SkipWithError("computeSR failed");
+    }
+}
+
+/// The same of the precise engine.
 void preciseThreads(benchmark::State& state) {
     const Workload load(state);
     vision::SrPreciseOptions options;
@@ -174,6 +190,7 @@ void preciseMemory(benchmark::State& state) {
 BENCHMARK(preciseMemory)->Args({640, 480})->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(precise)->Apply(sizes);
 BENCHMARK(preciseThreads)->Apply(threads);
+BENCHMARK(floatThreads)->Apply(threads);
 BENCHMARK(sessionMemory)->Args({640, 480})->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(registration)->Apply(sizes);
 BENCHMARK(addFrame)->Apply(sizes);

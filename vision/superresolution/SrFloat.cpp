@@ -1,5 +1,7 @@
 #include "vision/superresolution/SrFloat.h"
 
+#include <type_traits>
+
 #include "support/CodeLocation.h"
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
@@ -30,6 +32,7 @@ struct SrFloat<Registration>::State : Pipeline<Registration> {
     }
 
     SuperResolutionBadPixelHandling badPixelHandling;
+    int threads = 1;
 };
 
 template <class Registration>
@@ -49,6 +52,19 @@ int SrFloat<Registration>::loadFrame(const float* image) {
 template <class Registration>
 void SrFloat<Registration>::setDataIsNUC(bool isNUC) {
     state_->badPixelHandling.setDataIsNUC(isNUC);
+}
+
+template <class Registration>
+void SrFloat<Registration>::setThreads(int threads) {
+    State& s = *state_;
+    s.threads = detail::checkedThreads(threads);
+    s.minimization.setThreads(threads);
+    if constexpr (std::is_same_v<Registration, SrFloatRegistration2>) s.registration.setThreads(threads);
+}
+
+template <class Registration>
+int SrFloat<Registration>::getThreads() const {
+    return state_->threads;
 }
 
 template <class Registration>

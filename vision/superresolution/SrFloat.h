@@ -118,6 +118,13 @@ class ORAVO_EXPORT SrFloat {
     void setMinStructureThreshold(float threshold);
     float getMinStructureThreshold() const;  ///< the least range of a structured frame
 
+    /// Threads that share the work on one image, 1 to 64; 0 stands for one on each processor that the process may use; 1 at
+    /// first, which starts none. Results have the same bits for every number. With SrFloatRegistration1 and at factors
+    /// other than 2 much of the work remains the calling thread's. (OpenCV's own threads are set by cv::setNumThreads().)
+    /// Rejected outside [0, 64]: "Invalid number of threads specified."
+    void setThreads(int threads);
+    int getThreads() const;  ///< as set
+
     /// Widens the plausible range of frames to come to signed 16-bit counts, or sets it back.
     void setDataIsNUC(bool isNUC);
 

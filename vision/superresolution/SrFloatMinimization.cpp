@@ -32,6 +32,10 @@ int SrFloatMinimization::minimize(int nFrames, int refIndex, float* const* frame
     return solver_->minimize(nFrames, refIndex, frames, shifts, masks, out);
 }
 
+void SrFloatMinimization::setThreads(int threads) {
+    solver_->setThreads(detail::Threads(threads));
+}
+
 }  // namespace oravo::vision
 
 #define ORAVO_SOLVER SrFloatMinimization

@@ -83,6 +83,10 @@ class ORAVO_EXPORT SrFloatMinimization {
     void setRelRes(float relRes);
     float getRelRes() const;  ///< at which the solver stops
 
+    /// Threads that share the work at factor 2, 1 to 64; 0 stands for one on each processor that the process may use; 1 at
+    /// first, which starts none. Results have the same bits for every number. Throws oravo::Exception for others.
+    void setThreads(int threads);
+
   private:
     struct ORAVO_HIDDEN Family;
 

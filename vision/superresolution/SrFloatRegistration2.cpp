@@ -18,6 +18,10 @@ SrFloatRegistration2::SrFloatRegistration2(int width, int height, int frameCount
           CodeLocation{kSource, __LINE__, "oravo::vision::SrFloatRegistration2::SrFloatRegistration2"})) {
 }
 
+void SrFloatRegistration2::setThreads(int threads) {
+    registration_->setThreads(detail::Threads(threads));
+}
+
 int SrFloatRegistration2::doRegistration(int numFrames, int refIndex, float* const* frames,
                                          cv::Point_<float>* shifts, char** masks, float** shiftedFrames) {
     return registration_->doRegistration(numFrames, refIndex, frames, shifts, masks, shiftedFrames,

@@ -76,6 +76,10 @@ class ORAVO_EXPORT SrFloatRegistration2 {
     void setRegError(float error);
     float getRegError() const;  ///< the largest at which a pixel is used
 
+    /// Threads that share the frames of a run, 1 to 64; 0 stands for one on each processor that the process may use; 1 at
+    /// first, which starts none. Results have the same bits for every number. Throws oravo::Exception for others.
+    void setThreads(int threads);
+
   private:
     detail::Body<detail::CornerRegistration<char>> registration_;
 };

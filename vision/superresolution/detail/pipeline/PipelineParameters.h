@@ -1,6 +1,8 @@
 #ifndef ORAVO_VISION_DETAIL_PIPELINE_PIPELINEPARAMETERS_H
 #define ORAVO_VISION_DETAIL_PIPELINE_PIPELINEPARAMETERS_H
 
+#include "vision/superresolution/detail/numerics/Threads.h"
+
 namespace oravo::vision::detail {
 
 // The checks that all pipelines make before they store a parameter. Each throws a C string or returns the
@@ -35,6 +37,11 @@ inline float checkedRelativeResidue(float residue) {
 inline float checkedWeightTV(float weight) {
     if (weight < 1.0f) throw "Invalid total-variation term weight specified.";
     return weight;
+}
+
+inline int checkedThreads(int threads) {
+    if (threads < 0 || threads > Threads::kMost) throw "Invalid number of threads specified.";
+    return threads;
 }
 
 }  // namespace oravo::vision::detail

@@ -2,11 +2,13 @@
 #define ORAVO_VISION_DETAIL_REGISTRATION_CORNERREGISTRATION_H
 
 #include <algorithm>
+#include <atomic>
 #include <opencv2/core.hpp>
 #include <vector>
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/registration/CornerTracker.h"
 #include "vision/superresolution/detail/registration/FlowRefinement.h"
 #include "vision/superresolution/detail/registration/FrameMove.h"
@@ -24,7 +26,13 @@ class CornerRegistration {
           tracker(size_, frameCount),
           flow(size_) {
         estimates_.reserve(static_cast<std::size_t>(frameCount));
+        codes_.reserve(static_cast<std::size_t>(frameCount));
         completeShifts.reserve(static_cast<std::size_t>(frameCount));
+    }
+
+    void setThreads(const Threads& threads) {
+        threads_ = threads;
+        works_ = PerSlot<Work>(threads);
     }
 
     /// @param tooLarge  location of the "Too large displacement" exception
@@ -36,29 +44,65 @@ class CornerRegistration {
         const int code = registerFrames(numFrames, refIndex, shifts, masks);
         if (code != 0) return code;
         moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts,
-                            Unmoved::refusedAndLater, tooLarge);
+                            Unmoved::refusedAndLater, tooLarge, threads_);
         return 0;
     }
 
   private:
+    /// What a thread beside the calling one works in.
+    struct Work {
+        explicit Work(FrameSize size) : flow(size) {}
+        CornerTracker::Tracks tracks;
+        FlowRefinement::Work flow;
+    };
+
     int registerFrames(int numFrames, int refIndex, cv::Point_<float>* shifts, Mask** masks) {
-        initialize(masks, refIndex);
-        tracker.extractCornersRefImage(refIndex);
-        estimates_.assign(static_cast<std::size_t>(numFrames), {0.0f, 0.0f});
-        const float* reference = tracker.blurred(refIndex).template ptr<float>();
-        for (int i = 0; i < numFrames; ++i) {
+        threads_.forEach(2, [&](int part, int) {
+            if (part == 0) initialize(masks, refIndex);
+            if (part == 1) tracker.extractCornersRefImage(refIndex);
+        });
+        const auto n = static_cast<std::size_t>(numFrames);
+        estimates_.assign(n, {0.0f, 0.0f});
+        codes_.assign(n, 0);
+        std::atomic<int> failed{numFrames};  // the first frame that has no shift
+        threads_.forEach(numFrames, [&](int i, int slot) {
+            if (i > failed) return;
             if (i == refIndex) {
                 shifts[i] = {0.0f, 0.0f};
-                continue;
+                return;
             }
-            cv::Point_<int> whole(0, 0);
-            const int code = tracker.registerWithCorners(refIndex, i, whole);
-            if (code != 0) return code;  // no shift but the reference's has been written
-            const float* frame = tracker.blurred(i).template ptr<float>();
-            estimates_[static_cast<std::size_t>(i)] = flow.refine(reference, frame, whole, masks[i]);
-        }
+            registerFrame(refIndex, i, masks[i], slot);
+            int first = failed;
+            while (codes_[static_cast<std::size_t>(i)] != 0 && i < first &&
+                   !failed.compare_exchange_weak(first, i)) {
+            }
+        });
+        if (failed < numFrames) return leaveOff(failed, numFrames, refIndex, masks);
         std::copy(estimates_.begin(), estimates_.end(), shifts);
         return 0;
+    }
+
+    void registerFrame(int refIndex, int i, Mask* mask, int slot) {
+        const auto at = static_cast<std::size_t>(i);
+        const float* reference = tracker.blurred(refIndex).template ptr<float>();
+        const float* frame = tracker.blurred(i).template ptr<float>();
+        cv::Point_<int> whole(0, 0);
+        if (slot == 0) {
+            codes_[at] = tracker.registerWithCorners(refIndex, i, whole);
+            if (codes_[at] == 0) estimates_[at] = flow.refine(reference, frame, whole, mask);
+        } else {
+            Work& work = works_.at(slot, size_);
+            codes_[at] = tracker.registerWithCorners(refIndex, i, whole, work.tracks);
+            if (codes_[at] == 0) estimates_[at] = flow.refine(reference, frame, whole, mask, work.flow);
+        }
+    }
+
+    /// No shift but the reference's has been written, and no frame after the one that failed counts.
+    int leaveOff(int failed, int numFrames, int refIndex, Mask** masks) const {
+        for (int k = failed + 1; k < numFrames; ++k) {
+            if (k != refIndex) std::fill_n(masks[k], size_.pixelCount(), Mask(0));
+        }
+        return codes_[static_cast<std::size_t>(failed)];
     }
 
     /// The reference is valid everywhere; every other slot nowhere, until its frame has been registered.
@@ -71,7 +115,10 @@ class CornerRegistration {
 
     FrameSize size_;
     int frameCount_;
+    Threads threads_;
+    PerSlot<Work> works_{threads_};
     std::vector<cv::Point_<float>> estimates_;
+    std::vector<int> codes_;  ///< of the frames
 
   public:
     CornerTracker tracker;

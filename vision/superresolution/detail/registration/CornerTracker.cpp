@@ -50,12 +50,15 @@ CornerTracker::CornerTracker(FrameSize size, int slots)
         window_[i].blurred = cv::Mat_<float>(size.height, size.width, window_[i].pixels.data());
     }
     refCorners_.reserve(kMaxCorners);
-    tracked_.reserve(kMaxCorners);
-    status_.reserve(kMaxCorners);
-    errors_.reserve(kMaxCorners);
-    displacements_.reserve(kMaxCorners);
-    sortedX_.reserve(kMaxCorners);
-    sortedY_.reserve(kMaxCorners);
+}
+
+CornerTracker::Tracks::Tracks() {
+    tracked.reserve(kMaxCorners);
+    status.reserve(kMaxCorners);
+    errors.reserve(kMaxCorners);
+    displacements.reserve(kMaxCorners);
+    sortedX.reserve(kMaxCorners);
+    sortedY.reserve(kMaxCorners);
 }
 
 void CornerTracker::prepareFrame(const float* frame) {
@@ -108,7 +111,8 @@ void CornerTracker::extractCornersRefImage(int refIndex) {
                             cv::noArray(), kCornerBlock, /*useHarrisDetector=*/false, kHarrisConstant);
 }
 
-int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift) {
+int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift,
+                                       Tracks& tracks) const {
     shift = {0, 0};
     for (const int i : {refIndex, frameIndex}) {
         if (window_[i].pyramid.empty()) {
@@ -120,36 +124,36 @@ int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<
     }
     if (refCorners_.empty()) return status::noCornerTracked;  // the tracker itself takes no empty list
     cv::calcOpticalFlowPyrLK(
-        window_[refIndex].pyramid, window_[frameIndex].pyramid, refCorners_, tracked_, status_, errors_,
-        kTrackWindow, kMaxLevel,
+        window_[refIndex].pyramid, window_[frameIndex].pyramid, refCorners_, tracks.tracked, tracks.status,
+        tracks.errors, kTrackWindow, kMaxLevel,
         cv::TermCriteria(cv::TermCriteria::COUNT + cv::TermCriteria::EPS, kMaxTrackIterations, kTrackStep), 0,
         kMinEigenvalue);
-    displacements_.clear();
+    tracks.displacements.clear();
     for (std::size_t i = 0; i < refCorners_.size(); ++i) {
-        if (status_[i] != 0) displacements_.push_back(tracked_[i] - refCorners_[i]);
+        if (tracks.status[i] != 0) tracks.displacements.push_back(tracks.tracked[i] - refCorners_[i]);
     }
-    if (displacements_.empty()) return status::noCornerTracked;
-    shift = robustMean();
+    if (tracks.displacements.empty()) return status::noCornerTracked;
+    shift = tracks.robustMean();
     return status::ok;
 }
 
 /// The mean of the displacements near the median, to whole pixels. Medians are taken per axis (the upper one
 /// of an even number), so no displacement need be near both; the mean is then (0, 0).
-cv::Point_<int> CornerTracker::robustMean() {
-    sortedX_.clear();
-    sortedY_.clear();
-    for (const cv::Point_<float>& displacement : displacements_) {
-        sortedX_.push_back(displacement.x);
-        sortedY_.push_back(displacement.y);
+cv::Point_<int> CornerTracker::Tracks::robustMean() {
+    sortedX.clear();
+    sortedY.clear();
+    for (const cv::Point_<float>& displacement : displacements) {
+        sortedX.push_back(displacement.x);
+        sortedY.push_back(displacement.y);
     }
-    std::sort(sortedX_.begin(), sortedX_.end());
-    std::sort(sortedY_.begin(), sortedY_.end());
-    const float medianX = sortedX_[sortedX_.size() / 2];
-    const float medianY = sortedY_[sortedY_.size() / 2];
+    std::sort(sortedX.begin(), sortedX.end());
+    std::sort(sortedY.begin(), sortedY.end());
+    const float medianX = sortedX[sortedX.size() / 2];
+    const float medianY = sortedY[sortedY.size() / 2];
 
     cv::Point_<float> sum(0.0f, 0.0f);
     int inliers = 0;
-    for (const cv::Point_<float>& displacement : displacements_) {
+    for (const cv::Point_<float>& displacement : displacements) {
         if (!(std::abs(displacement.x - medianX) < kInlierDistance)) continue;
         if (!(std::abs(displacement.y - medianY) < kInlierDistance)) continue;
         sum += displacement;

@@ -39,7 +39,23 @@ class CornerTracker {
     /// Estimates the whole-pixel shift of a frame against the reference.
     /// @return 0, or -9 when no corner could be tracked (shift is then (0, 0))
     /// Throws oravo::Exception when one of the two frames could not be prepared.
-    int registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift);
+    int registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift) {
+        return registerWithCorners(refIndex, frameIndex, shift, tracks_);
+    }
+
+    /// Where corners went. Copies are independent.
+    struct Tracks {
+        Tracks();
+        cv::Point_<int> robustMean();
+
+        std::vector<cv::Point_<float>> tracked;
+        std::vector<unsigned char> status;
+        std::vector<float> errors;
+        std::vector<cv::Point_<float>> displacements;
+        std::vector<float> sortedX, sortedY;
+    };
+    /// The same; frames may be registered at once, each with other tracks.
+    int registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift, Tracks& tracks) const;
 
   private:
     struct PreparedFrame {
@@ -50,7 +66,6 @@ class CornerTracker {
 
     void prepare(const float* frame, PreparedFrame& slot);
     void updateRange(const cv::Mat_<float>& blurred);
-    cv::Point_<int> robustMean();
 
     HeapRetention heapRetention_;  // the first member, so that it is the last to go
     FrameSize size_;
@@ -66,12 +81,7 @@ class CornerTracker {
     cv::Mat_<float> ranged_;
     cv::Mat eightBit_;
 
-    std::vector<cv::Point_<float>> tracked_;
-    std::vector<unsigned char> status_;
-    std::vector<float> errors_;
-    std::vector<cv::Point_<float>> displacements_;
-    std::vector<float> sortedX_;
-    std::vector<float> sortedY_;
+    Tracks tracks_;
 };
 
 }  // namespace oravo::vision::detail

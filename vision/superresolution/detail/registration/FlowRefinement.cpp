@@ -19,12 +19,13 @@ void differences(const float* previous, const float* next, float factor, int cou
 }  // namespace
 
 FlowRefinement::FlowRefinement(FrameSize size)
-    : size_(size),
-      gradX_(size.elements()),
-      gradY_(size.elements()),
-      errorImage_(size.elements()),
-      smoothedError_(size.elements()),
-      filterScratch_(meanFilterScratch(size.width, size.height)) {
+    : size_(size), gradX_(size.elements()), gradY_(size.elements()), work_(size) {
+}
+
+FlowRefinement::Work::Work(FrameSize size)
+    : error(size.elements()),
+      smoothedError(size.elements()),
+      filterScratch(meanFilterScratch(size.width, size.height)) {
 }
 
 void FlowRefinement::setReference(const float* reference) {
@@ -78,9 +79,9 @@ FlowRefinement::NormalMatrix FlowRefinement::outside(const Overlap& overlap) con
 
 /// What lies outside the overlap carries the threshold itself into the mean filter, so that pixels near the
 /// border are marked valid less easily.
-void FlowRefinement::fillErrorOutside(const Overlap& overlap) {
+void FlowRefinement::fillErrorOutside(const Overlap& overlap, const Work& work) const {
     for (int y = 0; y < size_.height; ++y) {
-        float* row = errorImage_.data() + static_cast<std::ptrdiff_t>(y) * size_.width;
+        float* row = work.error.data() + static_cast<std::ptrdiff_t>(y) * size_.width;
         if (y < overlap.y || y >= overlap.y + overlap.height) {
             std::fill_n(row, size_.width, regError);
         } else {
@@ -91,7 +92,7 @@ void FlowRefinement::fillErrorOutside(const Overlap& overlap) {
 }
 
 cv::Point_<float> FlowRefinement::refineShift(const float* reference, const float* frame,
-                                              cv::Point_<int> shift) {
+                                              cv::Point_<int> shift, const Work& work) const {
     const Overlap overlap(size_, shift.x, shift.y);
     if (overlap.empty()) {
         constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
@@ -120,23 +121,24 @@ cv::Point_<float> FlowRefinement::refineShift(const float* reference, const floa
     const auto u = static_cast<float>((a12 * bY - a22 * bX) / determinant);
     const auto v = static_cast<float>((a12 * bX - a11 * bY) / determinant);
 
-    fillErrorOutside(overlap);
-    computeError(reference, frame, overlap, offset, u, v, static_cast<float>(1.0 / (a22 + a11)));
+    fillErrorOutside(overlap, work);
+    computeError(reference, frame, overlap, offset, u, v, static_cast<float>(1.0 / (a22 + a11)), work);
     const std::ptrdiff_t stride = size_.width;
-    meanFilter({errorImage_.data(), size_.width, size_.height, stride}, regErrBlurRadius,
-               filterScratch_.data(), {smoothedError_.data(), size_.width, size_.height, stride});
+    meanFilter({work.error.data(), size_.width, size_.height, stride}, regErrBlurRadius,
+               work.filterScratch.data(), {work.smoothedError.data(), size_.width, size_.height, stride});
     return {static_cast<float>(shift.x) + u, static_cast<float>(shift.y) + v};
 }
 
 void FlowRefinement::computeError(const float* reference, const float* frame, const Overlap& overlap,
-                                  std::ptrdiff_t offset, float u, float v, float scale) {
+                                  std::ptrdiff_t offset, float u, float v, float scale,
+                                  const Work& work) const {
     for (int y = overlap.y; y < overlap.y + overlap.height; ++y) {
         const std::ptrdiff_t row = static_cast<std::ptrdiff_t>(y) * size_.width + overlap.x;
         const float* __restrict R = reference + row;
         const float* __restrict F = frame + row + offset;
         const float* __restrict gx = gradX_.data() + row;
         const float* __restrict gy = gradY_.data() + row;
-        float* __restrict error = errorImage_.data() + row;
+        float* __restrict error = work.error.data() + row;
         for (int i = 0; i < overlap.width; ++i) {
             const float residual = gy[i] * v + u * gx[i] + F[i] - R[i];
             error[i] = residual * residual * scale;

@@ -21,6 +21,12 @@ namespace oravo::vision::detail {
 /// Images are dense; shifts follow F(p + d) = R(p). Copies share the work images.
 class FlowRefinement {
   public:
+    /// What one refinement at a time works in. Copies share it.
+    struct Work {
+        explicit Work(FrameSize size);
+        Buffer<float> error, smoothedError, filterScratch;
+    };
+
     explicit FlowRefinement(FrameSize size);
 
     float regError = defaults::kRegError;
@@ -34,11 +40,17 @@ class FlowRefinement {
     /// shift that is not finite, and no valid pixel.
     template <class Mask>
     cv::Point_<float> refine(const float* reference, const float* frame, cv::Point_<int> shift, Mask* mask) {
-        const cv::Point_<float> refined = refineShift(reference, frame, shift);
+        return refine(reference, frame, shift, mask, work_);
+    }
+    /// The same; frames may be refined at once, each in other work images.
+    template <class Mask>
+    cv::Point_<float> refine(const float* reference, const float* frame, cv::Point_<int> shift, Mask* mask,
+                             const Work& work) const {
+        const cv::Point_<float> refined = refineShift(reference, frame, shift, work);
         const Overlap valid(size_, roundToWhole(refined.x), roundToWhole(refined.y));
         for (int y = valid.y; y < valid.y + valid.height; ++y) {
             const std::ptrdiff_t first = static_cast<std::ptrdiff_t>(y) * size_.width + valid.x;
-            const float* __restrict error = smoothedError_.data() + first;
+            const float* __restrict error = work.smoothedError.data() + first;
             Mask* __restrict row = mask + first;
             const float threshold = regError;
             // Written without a branch, for vectors: what is not valid keeps its value.
@@ -57,17 +69,16 @@ class FlowRefinement {
 
     NormalMatrix gradientSums(int x, int y, int width, int height) const;
     NormalMatrix outside(const Overlap& overlap) const;
-    void fillErrorOutside(const Overlap& overlap);
-    cv::Point_<float> refineShift(const float* reference, const float* frame, cv::Point_<int> shift);
+    void fillErrorOutside(const Overlap& overlap, const Work& work) const;
+    cv::Point_<float> refineShift(const float* reference, const float* frame, cv::Point_<int> shift,
+                                  const Work& work) const;
     void computeError(const float* reference, const float* frame, const Overlap& overlap,
-                      std::ptrdiff_t offset, float u, float v, float scale);
+                      std::ptrdiff_t offset, float u, float v, float scale, const Work& work) const;
 
     FrameSize size_;
     Buffer<float> gradX_;
     Buffer<float> gradY_;
-    Buffer<float> errorImage_;
-    Buffer<float> smoothedError_;
-    Buffer<float> filterScratch_;
+    Work work_;
     float sumGxx_ = 0.0f;
     float sumGxy_ = 0.0f;
     float sumGyy_ = 0.0f;

@@ -9,6 +9,7 @@
 
 #include "support/CodeLocation.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 
 namespace oravo::vision::detail {
 
@@ -91,21 +92,23 @@ enum class Unmoved { refusedOnly, refusedAndLater };
 template <class Point>
 void moveToReferenceGrid(FrameSize size, int numFrames, const float* const* frames, Point* shifts,
                          float* const* shiftedFrames, std::vector<Point>& completeShifts, Unmoved unmoved,
-                         const CodeLocation& where) {
+                         const CodeLocation& where, const Threads& threads = Threads()) {
     const auto n = static_cast<std::size_t>(numFrames);
     if (completeShifts.size() < n) completeShifts.resize(n);
     const int half = size.height / 2;
     const auto limit = static_cast<float>(half);
     const auto within = [limit](float component) { return -limit < component && component < limit; };
-    for (std::size_t i = 0; i < n; ++i) {
-        completeShifts[i] = shifts[i];
-        if (!within(shifts[i].x) || !within(shifts[i].y)) {
-            const std::size_t end = unmoved == Unmoved::refusedOnly ? i + 1 : n;
-            for (; i < end; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
-            raise(ErrorKind::tooLargeDisplacement, "Too large displacement", where);
-        }
-        shiftFrame(size, frames[i], shifts[i], shiftedFrames[i]);
+    std::size_t moved = 0;
+    for (; moved < n; ++moved) {
+        completeShifts[moved] = shifts[moved];
+        if (!within(shifts[moved].x) || !within(shifts[moved].y)) break;
     }
+    threads.forEach(static_cast<int>(moved),
+                    [&](int i, int) { shiftFrame(size, frames[i], shifts[i], shiftedFrames[i]); });
+    if (moved == n) return;
+    const std::size_t end = unmoved == Unmoved::refusedOnly ? moved + 1 : n;
+    for (std::size_t i = moved; i < end; ++i) std::copy_n(frames[i], size.pixelCount(), shiftedFrames[i]);
+    raise(ErrorKind::tooLargeDisplacement, "Too large displacement", where);
 }
 
 }  // namespace oravo::vision::detail

@@ -1,6 +1,8 @@
 #ifndef ORAVO_VISION_DETAIL_SOLVER_SOLVERENGINE_H
 #define ORAVO_VISION_DETAIL_SOLVER_SOLVERENGINE_H
 
+#include "vision/superresolution/detail/numerics/Threads.h"
+
 namespace oravo::vision::detail {
 
 /// The linear algebra under the solver: holds right-hand side b, estimate x, residual r and search direction
@@ -21,6 +23,9 @@ class SolverEngine {
     SolverEngine(const SolverEngine&) = delete;
     SolverEngine& operator=(const SolverEngine&) = delete;
     virtual ~SolverEngine() = default;
+
+    /// Shares the work from now on; engines that cannot do it alone.
+    virtual void setThreads(const Threads&) {}
 
     /// b = sum_k H_k^T M_k y_k and x = b; returns b . b
     virtual Scalar backProject(const Frame* frames, int count) = 0;

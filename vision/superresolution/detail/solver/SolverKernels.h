@@ -2,6 +2,7 @@
 #define ORAVO_VISION_DETAIL_SOLVER_SOLVERKERNELS_H
 
 #include "vision/superresolution/detail/numerics/InstructionSet.h"
+#include "vision/superresolution/detail/numerics/LaneSum.h"
 #include "vision/superresolution/detail/solver/SplitImage.h"
 
 namespace oravo::vision::detail {
@@ -15,6 +16,9 @@ constexpr int kMaskedRows = 3;  ///< low-resolution rows that one extended row n
 constexpr int kFrameGroup = 3;  ///< frames for which a row is read and written once
 constexpr int kRowsAhead = 4;   ///< how many rows before their use rows are prefetched
 
+/// Two bands of a sweep both read so many rows above and below the row where they meet.
+constexpr int kSharedRows = 4;
+
 /// One frame of a sweep.
 struct SweepFrame {
     const float* horizontal = nullptr;  ///< taps
@@ -26,7 +30,14 @@ struct SweepFrame {
     float* spread[2] = {};    ///< rows of lowWidth values, two zeros before and three after each
 };
 
-/// What all sweeps of a solver work on.
+/// The part of an image that one thread sweeps: rows 2 `first` to 2 `end` - 1 of the extended image, and all after them where
+/// `end` is the frames' height. What its first rows need of the sample rows above, the sweep computes once more.
+struct SweepBand {
+    int first = 0;  ///< sample row, 0 or at least kSharedRows
+    int end = 0;    ///< sample row after the last
+};
+
+/// What all sweeps of a thread work on.
 struct SweepPlan {
     SplitLayout layout;
     int frameCount = 0;
@@ -67,19 +78,26 @@ struct DeferredUpdates {
     const float* beta = nullptr;   ///< then direction = *beta direction + residual
 };
 
+/// Each works on a band, or on rows from `first` to `end` - 1 of the extended image. Sums may be null: those of a band can only
+/// be added once those of the bands above it are, by addProducts. Where bands meet, updates that are due on the way of a
+/// sweep, in the kSharedRows above and below, are made before it by updateRows, and the links of the row above by freezeRow.
 struct SolverKernels {
-    /// out = copy = sum_k H_k^T M_k samples_k; returns out . out
-    double (*backProject)(const SweepPlan&, float* out, float* copy);
+    /// out = copy = sum_k H_k^T M_k samples_k; adds out . out
+    void (*backProject)(const SweepPlan&, SweepBand, float* out, float* copy, LaneSum*);
     /// estimate += *alpha direction unless alpha is null; links from the differences of the estimate, then residual =
-    /// direction = rightSide - A estimate; returns residual . residual
-    double (*startResidual)(const SweepPlan&, const SplitLinks&, const LinkParameters&, const StepVectors&,
-                            const float* rightSide, const float* alpha);
-    /// The deferred updates, then image = A direction, with A v = L v + sum_k H_k^T M_k H_k v; returns direction . image
-    double (*applyOperator)(const SweepPlan&, const SplitLinks&, const StepVectors&, DeferredUpdates);
-    /// residual -= alpha image; returns residual . residual
-    double (*reduceResidual)(const SplitLayout&, const StepVectors&, float alpha);
-    /// estimate += alpha direction
-    void (*updateEstimate)(const SplitLayout&, const StepVectors&, float alpha);
+    /// direction = rightSide - A estimate; adds residual . residual
+    void (*startResidual)(const SweepPlan&, SweepBand, const SplitLinks&, const LinkParameters&,
+                          const StepVectors&, const float* rightSide, const float* alpha, LaneSum*);
+    /// The deferred updates, then image = A direction, with A v = L v + sum_k H_k^T M_k H_k v; adds direction . image
+    void (*applyOperator)(const SweepPlan&, SweepBand, const SplitLinks&, const StepVectors&, DeferredUpdates,
+                          LaneSum*);
+    /// residual -= alpha image; adds residual . residual
+    void (*reduceResidual)(const SplitLayout&, const StepVectors&, float alpha, int first, int end, LaneSum*);
+    void (*updateRows)(const SplitLayout&, const StepVectors&, DeferredUpdates, int first, int end);
+    void (*freezeRow)(const SplitLayout&, const float* estimate, const LinkParameters&, const SplitLinks&,
+                      int y);
+    /// Adds a . b.
+    void (*addProducts)(const SplitLayout&, const float* a, const float* b, int first, int end, LaneSum*);
 };
 
 /// The kernels for an instruction set that the machine has.

@@ -16,6 +16,7 @@ class SplitEngine final : public SolverEngine<char, double> {
   public:
     SplitEngine(FrameSize low, int maxFrames, InstructionSet level = instructionSet());
 
+    void setThreads(const Threads& threads) override;
     double backProject(const Frame* frames, int count) override;
     void freeze(float negativeInverseWeight, float epsilon, float inverseEpsilon) override;
     double startResidual() override;
@@ -28,6 +29,12 @@ class SplitEngine final : public SolverEngine<char, double> {
     SplitLinks links() const { return {links_.data()}; }
     StepVectors vectors() const;
     DeferredUpdates takeDeferred();
+    void addSlot();
+    SweepBand bandOf(int band) const;
+    /// Calls prepare(row) for each row where bands meet, and then work(plan, band, sum) for each band. Returns the sum, which is
+    /// a . b in the order of the rows.
+    template <class Prepare, class Work>
+    double sweepBands(const float* a, const float* b, const Prepare& prepare, const Work& work);
     /// Updates the estimate where no sweep is to follow.
     void completeEstimate();
 
@@ -39,9 +46,16 @@ class SplitEngine final : public SolverEngine<char, double> {
     SplitImage residual_;
     SplitImage direction_;
     SplitImage image_;
-    Buffer<float> rows_;
-    std::vector<SweepFrame> frames_;
-    SweepPlan plan_;
+    /// What one thread works in.
+    struct Slot {
+        Buffer<float> rows;
+        std::vector<SweepFrame> frames;
+        SweepPlan plan;
+    };
+    int maxFrames_;
+    Threads threads_;
+    int bands_ = 1;
+    std::vector<Slot> slots_;
     // What the next sweep can do row by row is deferred to it: freezing the links to startResidual, updating the direction
     // to applyToDirection, updating the estimate to either.
     LinkParameters linkParameters_;

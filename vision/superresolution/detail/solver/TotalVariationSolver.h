@@ -13,6 +13,7 @@
 #include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 #include "vision/superresolution/detail/numerics/GaussianPsf.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/solver/DenseEngine.h"
 #include "vision/superresolution/detail/solver/SolverEngine.h"
 
@@ -85,6 +86,10 @@ class TotalVariationSolver {
     }
     void setMaxIter(int maxIter) { parameters_.maxIter = maxIter; }
     void setRelRes(float relRes) { parameters_.relRes = relRes; }
+    void setThreads(const Threads& threads) {
+        threads_ = threads;
+        engine_->setThreads(threads);
+    }
 
     /// The reconstruction; see the public classes. Returns the number of conjugate-gradient steps.
     int minimize(int nFrames, int refIndex, float* const* frames, const Point* shifts,
@@ -135,9 +140,10 @@ class TotalVariationSolver {
         const Scalar squares = Sums::squaredDeviations(reference, mean, n);
         const float variance = static_cast<float>(squares / static_cast<Scalar>(n));
         const float deviation = static_cast<float>(std::sqrt(static_cast<double>(variance)));
-        for (int k = 0; k < nFrames; ++k) {
-            for (std::ptrdiff_t i = 0; i < n; ++i) frames[k][i] = (frames[k][i] - mean) / deviation;
-        }
+        threads_.forEach(nFrames, [&](int k, int) {
+            float* frame = frames[k];
+            for (std::ptrdiff_t i = 0; i < n; ++i) frame[i] = (frame[i] - mean) / deviation;
+        });
         return {mean, deviation};
     }
 
@@ -187,6 +193,7 @@ class TotalVariationSolver {
     FrameSize high_;
     int psfLength_;
     int maxFrames_;
+    Threads threads_;
     std::vector<float> basePsf_;  // a parameter, so copies have their own
     Buffer<float> horizontalPsfs_;
     Buffer<float> verticalPsfs_;

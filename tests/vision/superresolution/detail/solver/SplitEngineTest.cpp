@@ -1,6 +1,7 @@
 #include "vision/superresolution/detail/solver/SplitEngine.h"
 
 #include <gtest/gtest.h>
+#include <tbb/global_control.h>
 
 #include <vector>
 
@@ -42,6 +43,26 @@ TEST(SplitEngine, EveryLevelGivesTheBitsOfTheGeneralLoops) {
                     ASSERT_NEAR(trace.sums[i], expected.sums[i], 1e-12 * (1.0 + std::abs(expected.sums[i])));
                 }
             }
+        }
+    }
+}
+
+TEST(SplitEngine, SharesTheWorkWithoutTraces) {
+    const tbb::global_control workers(tbb::global_control::max_allowed_parallelism, 16);
+    const FrameSize size{21, 97};
+    const Problem problem(size, 4, 77);
+    for (const InstructionSet level :
+         {InstructionSet::baseline, InstructionSet::avx2, InstructionSet::avx512}) {
+        if (!vision::detail::machineHas(level)) continue;
+        SplitEngine alone(size, 4, level), shared(size, 4, level);
+        const Trace expected(alone, problem);
+        for (const int threads : {2, 3, 7, 16, 1}) {
+            SCOPED_TRACE(::testing::Message() << threads << " threads, level " << static_cast<int>(level));
+            shared.setThreads(vision::detail::Threads(threads));
+            const Trace trace(shared, problem);
+            EXPECT_EQ(trace.sums, expected.sums);
+            for (std::size_t i = 0; i < trace.images.size(); ++i)
+                EXPECT_TRUE(sameBits(trace.images[i], expected.images[i])) << "stage " << i;
         }
     }
 }
