@@ -73,7 +73,7 @@ std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal)
     auto result = std::make_shared<vision::SrPreciseResult>();
     try {
         StopWatch watch;
-        *result = engine_.compute(frames, static_cast<int>(reference));
+        *result = engine_.compute(frames, static_cast<int>(reference), dead_);
         enlarged.seconds = watch.stop();
     } catch (...) {
         if (currentExceptionIsLackOfMemory()) throw;
@@ -81,6 +81,7 @@ std::optional<Enlarged> PreciseRunner::run(const Frames& pool, Refusal& refusal)
         refusal.position = reference;
         return std::nullopt;
     }
+    dead_ = result->deadPixels;
     enlarged.image = result->image;
     enlarged.withoutValue = markWithoutValue(enlarged.image);
     divideFrames(*result, window, enlarged);

@@ -26,7 +26,8 @@ class PreciseRunner final : public Reconstructor {
     EnhanceParameters parameters_;
     Findings& findings_;
     vision::SrPrecise engine_;
-    FrameNumbers leftOut_;  // frames that were found to be
+    FrameNumbers leftOut_;         // frames that were found to be
+    std::vector<cv::Point> dead_;  // pixels that images have shown to be, and none has cleared since
 };
 
 }  // namespace oravo::tools

@@ -158,6 +158,23 @@ SrPreciseResult resultOf(const Reconstruction& run, const cv::Mat_<float>& refer
     return result;
 }
 
+/// Indices of a frame's pixels, ascending, each once.
+std::vector<std::size_t> indicesOf(const std::vector<cv::Point>& points, int width, int height) {
+    std::vector<std::size_t> pixels;
+    for (const cv::Point at : points) {
+        check(at.x >= 0 && at.x < width && at.y >= 0 && at.y < height,
+              "Known dead pixel (" + std::to_string(at.x) + ", " + std::to_string(at.y) +
+                  ") lies outside frames of " + std::to_string(width) + " x " + std::to_string(height) +
+                  " pixels.",
+              __LINE__, "oravo::vision::SrPrecise::compute");
+        pixels.push_back(static_cast<std::size_t>(at.y) * static_cast<std::size_t>(width) +
+                         static_cast<std::size_t>(at.x));
+    }
+    std::sort(pixels.begin(), pixels.end());
+    pixels.erase(std::unique(pixels.begin(), pixels.end()), pixels.end());
+    return pixels;
+}
+
 }  // namespace
 
 SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
@@ -199,6 +216,11 @@ SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
 }
 
 SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, int reference) const {
+    return compute(frames, reference, {});
+}
+
+SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, int reference,
+                                   const std::vector<cv::Point>& known) const {
     constexpr const char* kWhere = "oravo::vision::SrPrecise::compute";
     const int count = static_cast<int>(frames.size());
     check(count >= 1 && frames.size() <= kMaxFrames,
@@ -223,6 +245,7 @@ SrPreciseResult SrPrecise::compute(const std::vector<cv::Mat_<float>>& frames, i
               __LINE__, kWhere);
         run.addFrame(masked.values.data(), masked.present.data());
     }
+    run.setKnownDead(indicesOf(known, width_, height_));
     try {
         run.run(reference);
     } catch (const detail::precise::Cancelled&) {

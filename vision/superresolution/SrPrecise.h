@@ -141,6 +141,14 @@ class ORAVO_EXPORT SrPrecise {
     /// Throws when a size, the number of frames or the index is wrong, or when the reference frame has no value at all.
     SrPreciseResult compute(const std::vector<cv::Mat_<float>>& frames, int reference) const;
 
+    /// The same for later frames of a recording, whose sensor is known in part.
+    /// @param known  pixels that were found dead before (SrPreciseResult::deadPixels), in any order. They are left out and stay in
+    ///               deadPixels of the result, unless these frames show that they follow the scene after all, as those
+    ///               do that a hot spot of the scene was taken for. More than 2 % of the pixels are ignored
+    /// Throws for one outside the frames, too.
+    SrPreciseResult compute(const std::vector<cv::Mat_<float>>& frames, int reference,
+                            const std::vector<cv::Point>& known) const;
+
     int width() const { return width_; }                          ///< columns of a frame
     int height() const { return height_; }                        ///< rows of a frame
     const SrPreciseOptions& options() const { return options_; }  ///< as given

@@ -136,5 +136,22 @@ TEST_F(Precise, EveryBeginsWithTheFifthFrame) {
     EXPECT_EQ(cv::norm(image("each/frame_000005.tif"), image("last.tif")), 0.0);
 }
 
+/// Of frames that hardly move none could be found.
+TEST_F(Precise, DeadPixelsStayKnownOverARecording) {
+    ASSERT_EQ(run("simulate -o b --width 48 --height 36 --noise 0.1 --shifts "
+                  "'0,0;0.6,-0.4;-0.7,0.5;0.3,0.8;-0.5,-0.6;0,0;0,0;0,0;0,0'")
+                  .code,
+              0);
+    for (int i = 0; i < 9; ++i) {
+        cv::Mat_<float> values = image(frame(i));
+        values(12, 20) = values(25, 31) = 45.0f;
+        writeImage(path(frame(i)), values);
+    }
+    const Outcome every = run("enhance b -o each/ --every --frames 5");
+    EXPECT_TRUE(says(every.err, "\nframes 4 to 8: ")) << every.err;
+    const std::string last = every.err.substr(every.err.find("\nframes 4 to 8: "));
+    EXPECT_TRUE(says(last, ", 2 dead pixels left out")) << every.err;
+}
+
 }  // namespace
 }  // namespace oravo::tools

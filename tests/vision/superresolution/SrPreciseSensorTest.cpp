@@ -127,6 +127,41 @@ TEST(SrPreciseSensor, StuckPixelsAreFoundAndCostLittle) {
     }
 }
 
+TEST(SrPreciseSensor, KnownDeadPixelsStayOutUntilFramesClearThem) {
+    const cv::Point spot(40, 12);
+    const AnalyticScene scene = texture().addPlate({spot.x - 31.5, spot.y - 23.5}, {0.4, 0.4}, 15.0, 0.3);
+    std::vector<Image> frames = burst(scene, handHeld(5), kNoise);
+    std::vector<cv::Point> stuck, known{{9, 9}, {20, 30}, {33, 21}, {50, 40}};
+    for (int i = 0; i < 2; ++i)
+        for (int j = 0; j < 2; ++j) known.push_back(spot + cv::Point(i, j));
+    for (int i = 0; i < 6; ++i) {
+        stuck.emplace_back(5 + 9 * i, 4 + (i * 29) % 40);
+        const float value = frames[kReference](stuck.back()) + (i % 2 == 0 ? 4.0f : -4.0f);
+        for (Image& frame : frames) frame(stuck.back()) = value;
+    }
+    known.insert(known.begin(), stuck.begin(), stuck.end());
+    const vision::SrPrecise engine(kSize.width, kSize.height);
+    const SrPreciseResult result = engine.compute(frames, kReference, known);
+    const auto isListed = [](const SrPreciseResult& of, cv::Point at) {
+        return std::count(of.deadPixels.begin(), of.deadPixels.end(), at);
+    };
+    for (std::size_t i = 0; i < known.size(); ++i)
+        EXPECT_EQ(isListed(result, known[i]), i < stuck.size() ? 1 : 0) << known[i];
+    const Image truth = scene.truth();
+    EXPECT_LT(rmsDifference(result.image, truth, 8),
+              1.02 * rmsDifference(enhance(frames, kReference).image, truth, 8));
+
+    // What does not move clears nothing, and leaves no holes.
+    const SrPreciseResult still =
+        engine.compute(burst(scene, std::vector<Pose>(3), kNoise), 1, {known[1], known[0], known[1]});
+    EXPECT_EQ(still.deadPixels, (std::vector<cv::Point>{stuck[0], stuck[1]}));
+    EXPECT_GT(*std::min_element(still.image.begin(), still.image.end()), 1.0f);
+    EXPECT_EQ(thrownBy([&] {
+                  engine.compute(frames, kReference, {{64, 3}});
+              }).message(),
+              "Known dead pixel (64, 3) lies outside frames of 64 x 48 pixels.");
+}
+
 TEST(SrPreciseSensor, PatternsAreFoundWhereThereAreAny) {
     const Image white = noisy(Image(kSize, 0.0f), 33, 0.17),
                 columns = cv::repeat(white.row(7), kSize.height, 1);

@@ -23,8 +23,14 @@ constexpr double kFarOff =
 constexpr double kFarOffRanges = 2.0;  ///< and ranges of these neighbours
 constexpr float kDeadMisfit = 3.0f;    ///< mean misfit over the frames from which a pixel is dead
 constexpr int kDeadFrames = 3;
-constexpr int kAside = 3;           ///< pixels, that a dead pixel hardly reaches
-constexpr float kStandsOut = 3.0f;  ///< deviation of a dead pixel over that kAside pixels away
+// Of pixels that were found dead before. A stuck one misses all of the image's change, and has a misfit of some standard
+// deviations at least; noise alone has 0.8.
+constexpr double kTellingChange = 2.0;
+constexpr double kFollowingShare = 0.4;
+constexpr double kSoundMisfit = 1.3;
+constexpr double kStillStuckRange = 7.0;  ///< as kStuckRange, but that it was found stuck before
+constexpr int kAside = 3;                 ///< pixels, that a dead pixel hardly reaches
+constexpr float kStandsOut = 3.0f;        ///< deviation of a dead pixel over that kAside pixels away
 /// A pixel whose values have a range of kStuckShare of its neighbours' differs from them by 1 / kStuckShare of that range
 /// in sum, of which the image has to miss kDeadUnexplained; half of that, as gains differ.
 constexpr float kMissedRange = static_cast<float>(0.5 * kDeadUnexplained / kStuckShare);
@@ -142,16 +148,90 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
     return missed ? moving / count : 0.0;
 }
 
-}  // namespace
+/// How a pixel fits an image that it has no part in, over the frames.
+struct Fit {
+    double change =
+        0.0;  ///< of the image's values there, about their mean, in standard deviations on average
+    double misfit = 0.0;   ///< of the pixel's own values, likewise
+    bool isStuck = true;   ///< its values are the same in all frames
+    bool isKnown = false;  ///< enough frames show it
+};
 
-std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& all) {
+Fit fitAt(const std::vector<FrameState>& frames, std::size_t q, int enough) {
+    const auto predicted = [q](const FrameState& frame) {
+        return (frame.values[q] - frame.offset) / frame.gain - frame.misfit[q];
+    };
+    double sum = 0.0, noise = 0.0, lowest = 1e30, highest = -1e30;
+    int count = 0;
+    for (const FrameState& frame : frames) {
+        if (!(frame.inside[q] > 0.0f)) continue;
+        sum += predicted(frame);
+        noise = std::max(noise, frame.scale);
+        lowest = std::min(lowest, static_cast<double>(frame.values[q]));
+        highest = std::max(highest, static_cast<double>(frame.values[q]));
+        ++count;
+    }
+    Fit fit;
+    if (count < enough) return fit;
+    fit.isKnown = true;
+    fit.isStuck = highest - lowest < kStillStuckRange * noise;
+    for (const FrameState& frame : frames) {
+        if (!(frame.inside[q] > 0.0f)) continue;
+        const double unit = count * lengthOf(frame.scale, kDeadDisplacement * frame.slope[q]);
+        fit.change += std::abs(predicted(frame) - sum / count) / unit;
+        fit.misfit += std::abs(static_cast<double>(frame.misfit[q])) / unit;
+    }
+    return fit;
+}
+
+/// Whether one of a pixel's eight neighbours is among the pixels, which are ascending.
+bool hasNeighbour(const Grid& grid, const std::vector<std::size_t>& pixels, std::size_t q) {
+    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
+    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
+    for (int j = std::max(0, y - 1); j <= std::min(grid.height - 1, y + 1); ++j) {
+        for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
+            const std::size_t beside = static_cast<std::size_t>(grid.rowStart(j) + i);
+            if (beside != q && std::binary_search(pixels.begin(), pixels.end(), beside)) return true;
+        }
+    }
+    return false;
+}
+
+/// The frames that show what the reference shows.
+std::vector<FrameState> usualOnes(const std::vector<FrameState>& all) {
     const double usual = medianScale(all);
     std::vector<FrameState> frames;
     std::copy_if(all.begin(), all.end(), std::back_inserter(frames),
                  [usual](const FrameState& frame) { return fitsUsually(frame, usual); });
+    return frames;
+}
+
+int enoughOf(const std::vector<FrameState>& frames) {
+    return std::max(kDeadFrames, static_cast<int>(frames.size()) / 2);
+}
+
+}  // namespace
+
+std::vector<std::size_t> findSound(const Grid& grid, const std::vector<FrameState>& all,
+                                   const std::vector<std::size_t>& pixels) {
+    const std::vector<FrameState> frames = usualOnes(all);
+    const int enough = enoughOf(frames);
+    std::vector<std::size_t> sound;
+    for (const std::size_t q : pixels) {
+        const Fit fit = fitAt(frames, q, enough);
+        if (!fit.isKnown) continue;
+        const bool follows = fit.change >= kTellingChange && fit.misfit <= kFollowingShare * fit.change;
+        if (fit.misfit <= kSoundMisfit || follows || (!fit.isStuck && hasNeighbour(grid, pixels, q)))
+            sound.push_back(q);
+    }
+    return sound;
+}
+
+std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& all) {
+    const std::vector<FrameState> frames = usualOnes(all);
     const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
     std::vector<float> score(area), deviation(area);
-    const int enough = std::max(kDeadFrames, static_cast<int>(frames.size()) / 2);
+    const int enough = enoughOf(frames);
     std::vector<std::size_t> possible;
     for (std::size_t q = 0; q < area; ++q) {
         const Glance seen = glanceAt(frames, q);

@@ -27,7 +27,6 @@ constexpr double kStillChange = 0.05;  ///< of the noise: the final image has co
 constexpr double kLeastChange = 1e-4;
 constexpr int kRefinements = 3;      ///< Gauss-Newton steps against an image
 constexpr double kMostWorse = 1.05;  ///< misfit that a refined motion may have, over that before
-constexpr double kMostDead = 0.02;   ///< share of a sensor's pixels that may be dead
 constexpr double kStrength = 0.13;
 
 }  // namespace
@@ -108,12 +107,7 @@ void Reconstruction::dropDeadPixels() {
     if (static_cast<double>(found.size()) > kMostDead * pixels) return;
     deadPixels_.insert(deadPixels_.end(), found.begin(), found.end());
     std::sort(deadPixels_.begin(), deadPixels_.end());
-    for (FrameState& frame : frames_) {
-        for (const std::size_t q : found) {
-            frame.present[q] = 0.0f;
-            frame.inside[q] = 0.0f;
-        }
-    }
+    leaveOut(found);
 }
 
 /// The strength that is best for rendered bursts is proportional to noise^1.5, both in units of the contrast.
@@ -154,6 +148,7 @@ void Reconstruction::makeDraft() {
 }
 
 void Reconstruction::findSensorFaults() {
+    judgeKnownDead();
     dropDeadPixels();
     updatePattern();
     weighByMisfit(grid_, frames_, 1.0f, options_.threads);
@@ -179,7 +174,10 @@ void Reconstruction::makeImage() {
     solve(withheld_.strength, {kFinalFreezes, kFinalSteps, std::min(change, 1e-3)});
     measure();
     solver_.sensitivity(frames_, sensitivity_);
+    // Where nothing but a known dead pixel has looked, the image shows what lies around it.
+    showKnownDead();
     solver_.presence(frames_, presence_);
+    leaveOut(known_);
     noise_ = medianScale(frames_);
 }
 
@@ -198,6 +196,7 @@ void Reconstruction::assessImage() {
 void Reconstruction::run(int reference) {
     reference_ = reference;
     normalise();
+    hideKnownDead();
     placeFrames();
     report(kPlaced);
     makeDraft();

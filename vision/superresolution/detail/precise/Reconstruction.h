@@ -38,6 +38,9 @@ class Reconstruction {
 
     /// Takes the next frame: dense values, and 1 where there is one.
     void addFrame(const float* values, const float* present);
+    /// Pixels, ascending, that are left out of all frames unless the frames show that they follow the scene. More than a
+    /// sensor may have are ignored. Before run().
+    void setKnownDead(const std::vector<std::size_t>& pixels);
     void run(int reference);
 
     // Results, in the frames' unit. Images are rows x columns of the frame times the factor.
@@ -62,7 +65,8 @@ class Reconstruction {
     // Limits of a final image, of all frames or of the reference alone.
     static constexpr int kFinalFreezes = 5;
     static constexpr int kFinalSteps = 6;
-    static constexpr double kPlaced = 0.1;  ///< share of the work that is done once all frames are placed
+    static constexpr double kMostDead = 0.02;  ///< share of a sensor's pixels that may be dead
+    static constexpr double kPlaced = 0.1;     ///< share of the work that is done once all frames are placed
 
     void normalise();
     void placeFrames();
@@ -78,6 +82,11 @@ class Reconstruction {
     void measure();
     bool updatePattern();
     void dropDeadPixels();
+    void leaveOut(const std::vector<std::size_t>& pixels);
+    void hideKnownDead();
+    void showKnownDead();
+    void forgetDead(const std::vector<std::size_t>& sound);
+    void judgeKnownDead();
     static double strengthFor(double noise);
     double guessStrength() const;
     void chooseStrength();
@@ -109,6 +118,8 @@ class Reconstruction {
     SensorPattern pattern_;
     PaddedImage image_, deviation_, sensitivity_, presence_;
     std::vector<std::size_t> deadPixels_;
+    std::vector<std::size_t> known_;          ///< dead pixels, from earlier frames
+    std::vector<std::vector<float>> hidden_;  ///< for each frame, where it has values of these
     WithheldChoice withheld_;
     long withheldSteps_ = 0;
 };
