@@ -18,8 +18,11 @@ USUAL = ["bicubic", "float", "float-unguarded", "precise"]
 # What tells more about some kinds; --full adds it.
 MORE = {"noise_1": ["float-long", "precise-patternless", "precise-best"], "noise_5": ["float-long", "precise-best"],
         "noise_15": ["precise-best"], "white_3": ["precise-patternless"], "columns_3": ["precise-patternless"],
-        "blur_sharp": ["float-given", "precise-given"], "blur_wide": ["float-given", "precise-given"],
-        "blur_far_off": ["float-given", "precise-given"], "real": ["precise-best"], "real_video": ["precise-best"]}
+        "real": ["precise-best"], "real_video": ["precise-best"]}
+for kind, way, _ in tables.SENSOR:
+    MORE[kind] = MORE.get(kind, []) + [f"float-{way}", f"precise-{way}"]
+    if way == "measured":
+        MORE[kind] += ["float-given", "precise-given"]
 BEGIN, END = "<!-- measured by scripts/quality.sh -->", "<!-- end -->"
 
 

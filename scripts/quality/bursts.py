@@ -80,6 +80,21 @@ KINDS = {
 }
 
 
+@dataclass(frozen=True)
+class Sensor:
+    """What a sensor makes of any light: a pattern, and dead pixels by their flat places with the values that they keep."""
+
+    noise: float  # standard deviation, in the frames' unit
+    pattern: np.ndarray
+    dead: np.ndarray
+    values: np.ndarray
+
+    def sees(self, frames):
+        seen = frames + self.pattern
+        seen.reshape(len(seen), -1)[:, self.dead] = self.values
+        return seen
+
+
 @dataclass
 class Burst:
     """Frames and their truth. The image lies on the grid of the reference frame, the fourth from the newest."""
@@ -93,6 +108,7 @@ class Burst:
     contrast: float
     blur: Blur
     motions: list = field(default_factory=list)  # Motion of each frame against the reference, where known
+    sensor: Sensor = None  # where it is a rendered one
     marks: dict = field(default_factory=dict)  # parts of the image to be measured on their own
 
     @property
@@ -148,14 +164,14 @@ def _rendered(name, kind, view, blur):
     sweeps = _sweeps(kind, view, len(motions))
     frames = np.array([picture.frame(scenes.FRAME, corner, motion, blur, sweep)
                        for picture, motion, sweep in zip(pictures, motions, sweeps)])
-    frames = _sensed(kind, view, frames, contrast)
+    frames, sensor = _sensed(kind, view, frames, contrast)
     reference = len(frames) - 4
     sharp = pictures[reference].picture[scenes.MARGIN:-scenes.MARGIN, scenes.MARGIN:-scenes.MARGIN]
-    return Burst(name, view.name, view.half, view.recorded, frames.astype(np.float32), sharp, contrast, blur, motions)
+    return Burst(name, view.name, view.half, view.recorded, frames.astype(np.float32), sharp, contrast, blur, motions, sensor)
 
 
 def _sensed(kind, view, frames, contrast):
-    """What the sensor makes of the light: gains, levels, pattern, noise, dead pixels."""
+    """What the sensor makes of the light: gains, levels, pattern, noise, dead pixels. Frames, and what stays of the sensor."""
     number, height, width = frames.shape
     newest_first = np.arange(number)[::-1]
     mean = frames.mean()
@@ -169,14 +185,14 @@ def _sensed(kind, view, frames, contrast):
     noise = kind.kelvin or kind.noise * contrast
     newest = view.random("noise").normal(size=(24, height, width))[newest_first]
     lines = view.random("rows").normal(size=(24, height, 1))[newest_first]
-    frames = frames + kind.strength * contrast * pattern + noise * newest + kind.rows * contrast * lines
-    if kind.dead:
-        random = view.random("dead")
-        places = random.choice(height * width, kind.dead, replace=False)
-        # Each keeps the value that some other pixel has.
-        values = random.permutation(frames[number - 4].ravel())[:kind.dead]
-        frames.reshape(number, -1)[:, places] = values
-    return frames
+    own = kind.strength * contrast * pattern
+    frames = frames + own + noise * newest + kind.rows * contrast * lines
+    random = view.random("dead")
+    places = random.choice(height * width, kind.dead, replace=False)
+    # Each keeps the value that some other pixel has.
+    values = random.permutation(frames[number - 4].ravel())[:kind.dead]
+    frames.reshape(number, -1)[:, places] = values
+    return frames, Sensor(noise, own, places, values)
 
 
 def _edge(distance):

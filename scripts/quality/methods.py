@@ -11,7 +11,7 @@ from pathlib import Path
 import numpy as np
 from PIL import Image
 
-from . import measure, peers
+from . import measure, peers, sensor
 
 ROOT = Path(__file__).resolve().parents[2]
 
@@ -24,11 +24,12 @@ class Result:
 
 
 class Methods:
-    """The methods by name, with what they need from a build folder."""
+    """The methods by name, with what they need from a build folder. One object serves one burst."""
 
     def __init__(self, build):
         self._build = Path(build)
         self._program = self._build / "tools" / "oravo-superres"
+        self._known = {}
         os.environ["ORAVO_SUPERRESOLUTION_LIBRARY"] = str(self._build / "liboravo_superresolution.so")
         sys.path.insert(0, str(ROOT / "python"))
 
@@ -59,14 +60,71 @@ class Methods:
         return self._enhanced(burst, "--psf-sigma", f"{burst.blur.sigma:.4f}")
 
     def precise(self, burst):
-        return self._enhanced(burst, "--frames", str(max(12, len(burst.frames))), pipeline="precise")
+        return self._enhanced(burst, *_all(burst, "precise"), pipeline="precise")
+
+    def float_listed(self, burst):
+        return self._listed(burst, "float")
+
+    def precise_listed(self, burst):
+        return self._listed(burst, "precise")
+
+    def _listed(self, burst, pipeline):
+        """Given what `defects detect` lists of a recording of another scene."""
+        def found(folder):
+            self._tool("defects", "detect", *_recorded(burst, folder, scenes=1, frames=48), "-o", f"{folder}/list.csv")
+            return f"{folder}/list.csv"
+        known = self._once("listed", found)
+        result = self._enhanced(burst, "--defects", known, *_all(burst, pipeline), pipeline=pipeline)
+        result.facts["listed"] = len(Path(known).read_text().splitlines()) - 2
+        return result
+
+    def float_learnt(self, burst):
+        return self._learnt(burst, "float")
+
+    def precise_learnt(self, burst):
+        return self._learnt(burst, "precise")
+
+    def _learnt(self, burst, pipeline):
+        """Given the pattern that `pattern learn` finds in recordings of other scenes."""
+        def found(folder):
+            self._tool("pattern", "learn", *_recorded(burst, folder, scenes=2, frames=24), "-o", f"{folder}/pattern.tif")
+            return f"{folder}/pattern.tif"
+        known = self._once("learnt", found)
+        return self._enhanced(burst, "--fixed-pattern", known, *_all(burst, pipeline), pipeline=pipeline)
+
+    def float_measured(self, burst):
+        return self._measured(burst, "float")
+
+    def precise_measured(self, burst):
+        return self._measured(burst, "precise")
+
+    def _measured(self, burst, pipeline):
+        """Given the blur that `measure blur` finds in a frame of an edge."""
+        def found(folder):
+            Image.fromarray(sensor.edge(burst)).save(f"{folder}/edge.tif")
+            return self._tool("measure", "blur", f"{folder}/edge.tif").split()[-2:]
+        known = self._once("measured", found)
+        result = self._enhanced(burst, *known, *_all(burst, pipeline), pipeline=pipeline)
+        result.facts["blur"] = float(known[1])
+        return result
+
+    def _once(self, name, find):
+        """What is found out about a burst's sensor, once for all pipelines: find(folder), the folder staying."""
+        if name not in self._known:
+            folder = tempfile.TemporaryDirectory()
+            self._known[name] = folder, find(folder.name)
+        return self._known[name][1]
+
+    def _tool(self, *arguments):
+        """Standard output of the program."""
+        done = subprocess.run([self._program, *arguments], capture_output=True, text=True)
+        if done.returncode != 0:
+            raise RuntimeError(f"{' '.join(arguments[:2])} failed with {done.returncode}: {done.stderr}")
+        return done.stdout
 
     def _enhanced(self, burst, *options, pipeline="float"):
         with tempfile.TemporaryDirectory() as folder:
-            names = []
-            for i, frame in enumerate(burst.frames):
-                names.append(f"{folder}/frame_{i:03}.tif")
-                Image.fromarray(frame).save(names[-1])
+            names = _saved(burst.frames, folder)
             out = f"{folder}/out.tif"
             done = subprocess.run([self._program, "enhance", *names, "-o", out, "--pipeline", pipeline, *options],
                                   capture_output=True, text=True)
@@ -125,6 +183,29 @@ class Methods:
     @staticmethod
     def _rmse(result, burst):
         return measure.figures(result.image, burst)["rmse"]
+
+
+def _all(burst, pipeline):
+    """Options by which a pipeline takes all frames of a burst."""
+    return ("--frames", str(max(12, len(burst.frames)))) if pipeline == "precise" else ()
+
+
+def _saved(frames, folder):
+    names = []
+    for i, frame in enumerate(frames):
+        names.append(f"{folder}/frame_{i:03}.tif")
+        Image.fromarray(frame).save(names[-1])
+    return names
+
+
+def _recorded(burst, folder, scenes, frames):
+    """Folders with recordings of other scenes by the burst's sensor."""
+    folders = []
+    for i, recording in enumerate(sensor.recordings(burst, scenes, frames)):
+        folders.append(f"{folder}/recording_{i}")
+        os.mkdir(folders[-1])
+        _saved(recording, folders[-1])
+    return folders
 
 
 def _shift_error(found, burst):

@@ -17,6 +17,15 @@ CHOICES = [("float-long", "float", "float with `--relative-residue 0.001 --itera
            ("precise-best", "precise", "precise with the weight that is best with the truth in hand"),
            ("precise-patternless", "precise", "precise without looking for fixed patterns"),
            ("precise-5", "precise", "precise, given the newest five frames only")]
+# What the camera itself tells before the burst: kind, method's ending, and what is found out how.
+SENSOR = [("dead", "listed", "list of `defects detect`, of a recording of another scene"),
+          ("columns_10", "learnt", "`pattern learn` of two other scenes"),
+          ("white_10", "learnt", "the same"),
+          ("columns_3", "learnt", "the same"),
+          ("white_3", "learnt", "the same"),
+          ("blur_sharp", "measured", "`measure blur` of an edge"),
+          ("blur_wide", "measured", "the same"),
+          ("blur_far_off", "measured", "the same")]
 
 
 def page(rows, outcome):
@@ -29,6 +38,9 @@ def page(rows, outcome):
     if seen:
         some = [row for row in rows if (row["kind"], row["view"]) in seen]
         parts += ["## Peers", gains(some, ["float", "precise", *peers.NAMES])]
+    known = knowing(rows)
+    if known:
+        parts += ["## Knowing the sensor", known]
     parts += ["## Temperatures", radiometry(rows), "## Choices", choices(rows), "## Targets", goals(outcome)]
     return "\n\n".join(part for part in parts if part) + "\n"
 
@@ -50,6 +62,19 @@ def _gain(table, kind, method):
     mine = table.rows(kind, method)
     below, silent = sum(row["gain"] < -0.1 for row in mine), len(silent_ones(mine))
     return f"{found.mean():+.1f} ({found.min():+.1f})" + (f" {below}/{silent}" if below else "")
+
+
+def knowing(rows):
+    """What each pipeline gains by knowing its sensor, beside what it gains without, and with the truth in hand."""
+    table = Table(rows)
+    lines = [_row("burst", "known by", "number", "float", "float, knowing it", "precise", "precise, knowing it",
+                  "precise, given the truth"), _rule(8)]
+    for kind, way, how in SENSOR:
+        if table.rows(kind, f"precise-{way}"):
+            methods = "float", f"float-{way}", "precise", f"precise-{way}", "precise-given"
+            number = len(table.rows(kind, f"precise-{way}"))
+            lines.append(_row(KINDS[kind].what, how, number, *(_gain(table, kind, m) for m in methods)))
+    return "\n".join(lines) if len(lines) > 2 else ""
 
 
 def radiometry(rows):
