@@ -12,7 +12,7 @@ import pytest
 
 from oravo_superres.archive import ArchiveError, Duplicates, run_archive
 from oravo_superres.archive._items import Item, Settings, run_items
-from oravo_superres.archive._plan import Plan, recordings_in
+from oravo_superres.archive._plan import Plan, listed, recordings_in
 from oravo_superres.archive._receipts import Confirmed, is_certainly_finished
 
 PROGRAM = os.environ.get("ORAVO_SUPERRES", "")
@@ -26,7 +26,7 @@ def touch(folder, *names):
 
 
 def found(tree, **options):
-    return [os.path.relpath(path, tree) for path in recordings_in(str(tree), **options)]
+    return [os.path.relpath(path, tree) for path, _ in recordings_in(str(tree), **options)]
 
 
 def test_tree_is_divided_into_recordings(tmp_path):
@@ -49,12 +49,12 @@ def test_results_are_named_like_recordings(tmp_path):
     assert items == [Item(str(tmp_path / "burst.1"), "/out/burst.1.tif", "burst.1"),
                      Item(str(tmp_path / "day.2/a.b.npy"), "/out/day.2/a.b.tif", "day.2/a.b"),
                      Item(str(tmp_path / "x.tif"), "/out/x.tif", "x")]
-    assert list(Plan([str(tmp_path / "burst.1")], str(tmp_path / "burst.1")).items("/o"))[0].name == "burst.1"
+    assert list(Plan(listed([str(tmp_path / "burst.1")]), str(tmp_path / "burst.1")).items("/o"))[0].name == "burst.1"
     shares = [list(plan.items("/out", (i, 3))) for i in (1, 2, 3)]
     assert sorted(sum(shares, []), key=lambda item: item.name) == items
     assert sum(plan.count((i, 3)) for i in (1, 2, 3)) == plan.count() == 3
     with pytest.raises(ValueError, match="/elsewhere/a.npy: does not lie in"):
-        Plan(["/elsewhere/a.npy"], str(tmp_path))
+        Plan(listed(["/elsewhere/a.npy"]), str(tmp_path))
 
 
 def test_names_that_would_clash_are_refused_before_the_work(tmp_path):

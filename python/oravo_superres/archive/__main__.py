@@ -4,11 +4,11 @@ import argparse
 import sys
 from typing import Iterator, List, Optional, Tuple
 
-from ._plan import MODES, Duplicates
+from ._plan import MODES
 from ._run import Summary, run_archive
 from ._workers import ArchiveError
 
-_USAGE = 1
+_USAGE, _OUTPUT, _INTERRUPTED = 1, 3, 130
 
 _DESCRIPTION = """\
 Enhances every recording of an archive by oravo-superres. The image of SOURCE/day/a.npy becomes OUTPUT/day/a.tif. What a
@@ -18,7 +18,7 @@ gets a line for each recording."""
 _CODES = """\
 What follows -- goes to oravo-superres enhance, such as -- --pipeline float --report 'reports/{}.html'; {} stands for day/a.
 
-Exit codes: 0 all done, 1 the run cannot be, 6 all done, but an image is not known to be better than bicubic enlargement;
+Exit codes: 0 all done, 1 the run cannot be, 3 the folder cannot be written, 6 all done, but an image is not known to be better than bicubic enlargement;
 where recordings failed, the highest code of theirs: 2 unreadable, 3 not to be written, 4 not to be reconstructed, 5 internal
 failure."""
 
@@ -108,10 +108,13 @@ def main(arguments: Optional[List[str]] = None) -> int:
                               options=given[cut + 1:], root=options.root, recordings=options.recordings,
                               scheduler=options.scheduler, workers=options.workers, share=options.share,
                               program=options.program, timeout=options.timeout, progress=progress)
-    except (ArchiveError, Duplicates, ValueError, OSError) as error:
+    except (ArchiveError, ValueError, OSError) as error:  # of which Duplicates is one
         for line in str(error).splitlines():
             _say(f"oravo_superres.archive: {line}")
-        return _USAGE
+        return _OUTPUT if isinstance(error, OSError) else _USAGE
+    except KeyboardInterrupt:
+        _say("oravo_superres.archive: interrupted; the same command goes on")
+        return _INTERRUPTED
     if progress is not None:
         print("\r\x1b[K", end="", file=sys.stderr)
     return _conclude(summary, options.output)

@@ -13,6 +13,7 @@ MANY_FRAMES = (".tif", ".tiff", ".npy")
 ONE_FRAME = (".png", ".pgm", ".csv", ".tsv", ".asc")
 RAW = (".raw", ".bin", ".dat")
 
+Found = Tuple[str, bool]  # path of a recording, and whether it is a folder
 Share = Tuple[int, int]  # (i, n): the i-th of n
 
 MODES = ("auto", "files", "folders")
@@ -38,8 +39,8 @@ def _is_recording(files: List[str], mode: str, raw: bool) -> bool:
     return any(_has(name, ONE_FRAME) for name in files)
 
 
-def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: str = "") -> Iterator[str]:
-    """Walks a tree, folder by folder in the order of names, and gives the path of each recording.
+def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: str = "") -> Iterator[Found]:
+    """Walks a tree, folder by folder in the order of names, and gives each recording.
 
     :param mode: ``files``: each file that can hold frames is a recording; ``folders``: each folder that holds such files;
         ``auto``: a folder whose frames are named "frame..." or whose files hold one frame each is one, else its files are
@@ -52,7 +53,7 @@ def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: 
     files = [name for name, is_folder in entries if not is_folder]
     whole = _is_recording(files, mode, raw)
     if whole:
-        yield tree
+        yield tree, True
         if mode == "auto":
             return
     for name, is_folder in entries:
@@ -61,21 +62,26 @@ def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: 
             if os.path.abspath(path) != without:
                 yield from recordings_in(path, mode=mode, raw=raw, without=without)
         elif not whole and mode != "folders" and _has(name, alone):
-            yield path
+            yield path, False
 
 
-def result_name(recording: str, root: str) -> str:
+def listed(names: Iterable[str]) -> Iterator[Found]:
+    """Recordings by their names."""
+    for name in names:
+        yield name, os.path.isdir(name)
+
+
+def result_name(recording: str, is_folder: bool, root: str) -> str:
     """The path of a recording's image below the results' folder, without its extension: that of the recording below root.
 
     :raises ValueError: it lies elsewhere
     """
-    path = os.path.abspath(recording)
-    below = PurePath(os.path.relpath(path, os.path.abspath(root)))
+    below = PurePath(os.path.relpath(recording, root))
     if below.parts[:1] == ("..",):
         raise ValueError(f"{recording}: does not lie in {root}, below which results are named")
     if not below.parts:  # the tree itself is one
-        return os.path.basename(path)
-    return str(below if os.path.isdir(path) else below.with_suffix(""))
+        return os.path.basename(os.path.abspath(recording))
+    return str(below if is_folder else below.with_suffix(""))
 
 
 class Plan:
@@ -83,14 +89,14 @@ class Plan:
 
     _SHOWN = 5
 
-    def __init__(self, recordings: Iterable[str], root: str) -> None:
+    def __init__(self, recordings: Iterable[Found], root: str) -> None:
         """:raises Duplicates: two would become one image"""
         self._table = sqlite3.connect("")  # a temporary file without a name
         self._table.execute("CREATE TABLE item (result BLOB PRIMARY KEY, recording BLOB) WITHOUT ROWID")
         double: List[Tuple[str, str, str]] = []
         count = 0
-        for recording in recordings:
-            name = result_name(recording, root)
+        for recording, is_folder in recordings:
+            name = result_name(recording, is_folder, os.path.abspath(root))
             row = os.fsencode(name), os.fsencode(os.path.abspath(recording))
             if self._table.execute("INSERT OR IGNORE INTO item VALUES (?, ?)", row).rowcount == 0:
                 count += 1

@@ -14,7 +14,7 @@ from dataclasses import asdict, dataclass, field
 from typing import Callable, Dict, Iterable, Iterator, List, Optional, Sequence, TextIO, Union
 
 from ._items import DOUBTFUL, Item, Outcome, Settings, run_items
-from ._plan import MODES, Plan, Share, recordings_in
+from ._plan import MODES, Plan, Share, listed, recordings_in
 from ._workers import ArchiveError, Workers, workers_of
 
 Progress = Callable[["Summary"], object]
@@ -94,12 +94,14 @@ def run_archive(source: Union[str, Iterable[str]], output: str, *, options: Sequ
         if not os.path.isdir(source):
             raise ArchiveError(f"{source}: is no folder")
         root = root or source
-        source = recordings_in(os.path.abspath(source), mode=recordings, raw="--raw" in options, without=output)
+        found = recordings_in(os.path.abspath(source), mode=recordings, raw="--raw" in options, without=output)
+    else:
+        found = listed(source)
     settings = Settings(program, tuple(options), os.getcwd(), timeout)
     os.makedirs(output, exist_ok=True)
     with _reserved(output, share) as report:
         _try_program(settings, output)
-        plan = Plan(source, root or os.getcwd())
+        plan = Plan(found, root or os.getcwd())
         _remove_leftovers(plan.folders(output))
         summary = Summary(plan.count(share), report=report.name)
         chosen = "none" if share is not None and scheduler is None else scheduler
@@ -195,9 +197,9 @@ class _Sink:
 
 
 class _Batches:
-    """Items by ones while they take a second or more, by many while there is little to do for each: a task has its price."""
+    """Items by ones while each takes seconds, by many while there is little to do for each: a task has its price."""
 
-    _SECONDS = 1.0
+    _SECONDS = 2.0
     _MOST = 64
 
     def __init__(self, items: Iterator[Item]) -> None:

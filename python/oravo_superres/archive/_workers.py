@@ -18,6 +18,13 @@ class ArchiveError(RuntimeError):
     """The run cannot be; nothing was done."""
 
 
+# By default dask keeps hundreds of thousands of entries about tasks that are long done, takes each worker's call stack a
+# hundred times a second and looks fifty times whether its loop is stuck. These workers do nothing but wait for a program.
+_QUIET = {"distributed.scheduler.transition-log-length": 1000, "distributed.scheduler.events-log-length": 1000,
+          "distributed.worker.profile.interval": "10s", "distributed.worker.profile.cycle": "100s",
+          "distributed.admin.system-monitor.interval": "10s", "distributed.admin.tick.interval": "1s"}
+
+
 def processors() -> int:
     return len(os.sched_getaffinity(0))
 
@@ -41,14 +48,12 @@ def workers_of(scheduler: Optional[str], count: Optional[int]) -> Iterator[Worke
             yield Workers(pool, lambda: threads)
         return
     distributed, dask = _dask()
-    # Their defaults keep hundreds of thousands of entries about tasks that are long done.
-    short = {"distributed.scheduler.transition-log-length": 1000, "distributed.scheduler.events-log-length": 1000}
     with contextlib.ExitStack() as stack:
-        stack.enter_context(dask.config.set(short))
+        stack.enter_context(dask.config.set(_QUIET))
         if scheduler is None:
             # A process for each, so that the end of one ends one item; none needs memory of its own to be watched.
             cluster = stack.enter_context(distributed.LocalCluster(
-                n_workers=count or processors(), threads_per_worker=1, memory_limit=0, dashboard_address=None))
+                n_workers=count or processors(), threads_per_worker=1, memory_limit=0, dashboard_address="127.0.0.1:0"))
             client = stack.enter_context(distributed.Client(cluster))
         else:
             client = stack.enter_context(_connected(distributed, scheduler))
