@@ -190,8 +190,9 @@ ORAVO_EXPORT float oravo_burst_camera_blur(const char* description);
 ORAVO_EXPORT uint64_t oravo_burst_memory(int width, int height, const oravo_burst_options* options);
 
 /** Makes an empty burst.
- * @param width, height  of the frames: at least 8 x 8 (precise), 3 x 3 (corners), or 2 x 2 with an even width (phase)
- * @param options        null for the defaults; copied
+ * @param width    of the frames in pixels: at least 8 (precise), 3 (corners), or 2 and even (phase)
+ * @param height   of the frames in pixels: at least 8 (precise), 3 (corners), or 2 (phase)
+ * @param options  null for the defaults; copied
  * @return the burst, or 0: oravo_burst_error(0) then says why, oravo_burst_error_code(0) by which status:
  *         ORAVO_BURST_ARGUMENT or ORAVO_BURST_MEMORY */
 ORAVO_EXPORT oravo_burst oravo_burst_create(int width, int height, const oravo_burst_options* options);

@@ -231,7 +231,9 @@ def reconstruct_stream(frames: Iterable[npt.ArrayLike], parameters: Optional[Par
 def enhance_stream(frames: Iterable[npt.ArrayLike], parameters: Optional[Parameters] = None, *,
                    reference: Optional[int] = None, every: int = 1, bad_pixels: Optional[npt.ArrayLike] = None,
                    scale: float = 1.0, offset: float = 0.0, log: Log = None, **changes: Any) -> Iterator[FloatImage]:
-    """The images alone of :func:`reconstruct_stream`, which is faster; with the same arguments::
+    """The images alone of :func:`reconstruct_stream`, which is faster; with the same arguments.
+
+    Of a live camera, for one::
 
         for image in enhance_stream(camera(), pipeline="float"):
             show(image)

@@ -1,0 +1,71 @@
+"""Builds the documentation site; scripts/docs.sh runs it."""
+
+import os
+import re
+import sys
+from pathlib import Path
+
+from docutils import nodes
+from docutils.utils.math import latex2mathml
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path[:0] = [str(ROOT / "python"), str(ROOT / "examples" / "gallery")]
+
+project = "oravo super-resolution"
+author = "the oravo developers"
+copyright = author  # pylint: disable=redefined-builtin
+release = version = re.search(r"^project\(.*?VERSION\s+([\d.]+)", (ROOT / "CMakeLists.txt").read_text(), re.M | re.S)[1]
+
+extensions = ["myst_parser", "breathe", "sphinx.ext.autodoc", "sphinx.ext.napoleon",
+              "sphinx_copybutton", "sphinx_gallery.gen_gallery"]
+exclude_patterns = ["gallery/*.md5", "README.md"]
+
+myst_enable_extensions = ["dollarmath", "amsmath", "colon_fence", "deflist"]
+myst_heading_anchors = 4
+
+breathe_projects = {"oravo": str(ROOT / "out" / "docs" / "xml")}
+breathe_default_project = "oravo"
+breathe_default_members = ("members", "undoc-members")
+breathe_domain_by_extension = {"h": "cpp"}
+breathe_domain_by_file_pattern = {"*capi/*.h": "c"}
+cpp_id_attributes = ["ORAVO_EXPORT", "ORAVO_HIDDEN"]
+c_id_attributes = ["ORAVO_EXPORT"]
+
+autodoc_member_order = "groupwise"
+autodoc_default_options = {"members": True}
+napoleon_use_ivar = True
+napoleon_attr_annotations = False
+autodoc_typehints = "signature"
+
+sphinx_gallery_conf = {
+    "examples_dirs": str(ROOT / "examples" / "gallery"),
+    "gallery_dirs": "gallery",
+    "ignore_pattern": r"scene\.py$",
+    "download_all_examples": False,
+    "min_reported_time": 1e9,
+    "show_memory": False,
+    "show_signature": False,
+    "remove_config_comments": True,
+    "abort_on_example_error": True,
+    "only_warn_on_example_error": False,
+}
+copybutton_prompt_text = "$ "
+
+html_theme = "furo"
+html_title = project
+html_copy_source = False
+html_show_sourcelink = False
+html_math_renderer = "mathml"
+
+
+def mathml(inline):
+    """Writes a formula as MathML, which browsers set by themselves: no script, and nothing from the network."""
+    def visit(self, node):
+        formula = latex2mathml.tex2mathml(node.astext(), inline=inline)
+        self.body.append(formula if inline else f'<div class="math" tabindex="0">{formula}</div>')
+        raise nodes.SkipNode
+    return visit, None
+
+
+def setup(app):
+    app.add_html_math_renderer("mathml", mathml(True), mathml(False))

@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Builds the documentation site into out/docs/site, from the headers, the package, docs/ and examples/, and draws its
+# pictures anew; any warning fails.
+#
+#   scripts/docs.sh [BUILD_FOLDER]     takes program and library from there; without it, builds them
+set -euo pipefail
+build=${1:+$(realpath "$1")}
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. scripts/lib.sh
+need_packages build-essential cmake ninja-build libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev git \
+    doxygen python3-sphinx python3-breathe python3-myst-parser python3-sphinx-gallery furo python3-sphinx-copybutton \
+    python3-matplotlib python3-numpy python3-scipy python3-pil
+if [ -z "$build" ]; then
+    build_release oravo-superres oravo_superresolution
+    build=$release_tree
+fi
+library=$(realpath "$build/liboravo_superresolution.so")
+
+# In a copy, so that what is generated beside the pages does not lie about in the tree.
+source=out/docs/source
+rm -rf out/docs
+mkdir -p "$source"
+tracked_files | xargs -0 cp --parents -t "$source"
+# Pages of the root become pages of the site.
+for page in CONTRIBUTING CHANGELOG SECURITY; do
+    sed -E 's#\]\(docs/#](#g; s#\]\((CONTRIBUTING|CHANGELOG|SECURITY)\.md#](\L\1.md#g; s#\]\(([A-Za-z]+/)#](\1#g' "$page.md" \
+        >"$source/docs/${page,,}.md"
+done
+site=$(realpath -m out/docs/site)
+/usr/bin/python3 scripts/gallery.py "$build/tools/oravo-superres" "$source/docs"
+diff docs/gallery.md "$source/docs/gallery.md" || { echo "the gallery's figures have changed: run scripts/gallery.sh"; exit 1; }
+cd "$source"
+mkdir -p out
+doxygen docs/Doxyfile
+/usr/bin/python3 docs/reference/headers.py out/docs/xml docs/reference
+export ORAVO_SUPERRESOLUTION_LIBRARY=$library PYTHONDONTWRITEBYTECODE=1 MPLBACKEND=agg
+/usr/bin/python3 -m sphinx -W --keep-going -q -b html docs "$site"
+echo "== $(find "$site" -name '*.html' | wc -l) pages in $site, without a warning"
