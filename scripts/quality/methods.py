@@ -132,7 +132,7 @@ class Methods:
             if done.returncode == 4:  # no image: the user has the reference frame, and knows it
                 enlarged = measure.bicubic(burst.frames[burst.reference])
                 return Result(enlarged, said or [done.stderr.strip()], {"none": 1})
-            if done.returncode != 0:
+            if done.returncode not in (0, 6):  # 6: not known to be better, which a warning says
                 raise RuntimeError(f"enhance failed with {done.returncode}: {done.stderr}")
             return Result(np.asarray(Image.open(out)), [line.replace(folder + "/", "") for line in said])
 
