@@ -31,10 +31,11 @@ PlausibleRange plausibleFor(const PipelineParameters& parameters) {
     return PlausibleRange::of(parameters.rawCounts);
 }
 
-/// The listed pixels of frames; empty without a list.
-cv::Mat_<uchar> defectsOf(const EnhanceCommand& command, cv::Size storedSize, const std::string& frame) {
+/// The listed pixels of frames.
+DefectMask defectsOf(const EnhanceCommand& command, cv::Size storedSize, const std::string& frame) {
     if (command.defects.empty()) return {};
-    return readDefectMask(command.defects, command.reading, storedSize, frame);
+    return {readDefectMask(command.defects, command.reading, storedSize, frame),
+            command.parameters.kind != PipelineKind::precise};
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <set>
 
 #include "tools/base/Progress.h"
@@ -18,6 +19,7 @@ constexpr int kFewestUsed = 3;          // frames of a group that show the scene
 // What the scene hides in some groups shows in others; what a group takes for a bad pixel by mistake moves on.
 constexpr double kLeastVotes = 0.3;  // share of the groups that move
 constexpr int kLeastOfSeveral = 2;
+constexpr std::size_t kMostConfirming = 4;  // groups that are looked at once more
 
 /// Groups of frames, spread evenly over a recording, whose frames lie so far apart; those of short recordings overlap by
 /// half.
@@ -38,28 +40,37 @@ bool hasAnyValue(const cv::Mat_<float>& frame) {
     return std::any_of(frame.begin(), frame.end(), [](float v) { return std::isfinite(v); });
 }
 
+/// What a group shows of a sensor with bad pixels that are known; nothing where the scene does not move.
+std::optional<vision::SrPreciseResult> explained(const FrameSequence& frames,
+                                                 const std::vector<std::size_t>& group,
+                                                 const std::vector<cv::Point>& known) {
+    std::vector<cv::Mat_<float>> images;
+    images.reserve(group.size());
+    for (const std::size_t index : group) images.push_back(frames.read(index));
+    const std::size_t reference = images.size() / 2;
+    if (!hasAnyValue(images[reference])) return std::nullopt;
+    vision::SrPreciseOptions options;
+    options.lowest = std::numeric_limits<float>::lowest();
+    options.highest = std::numeric_limits<float>::max();
+    options.deviation = false;
+    const vision::SrPrecise engine(images[0].cols, images[0].rows, options);
+    vision::SrPreciseResult result = engine.compute(images, static_cast<int>(reference), known);
+    if (result.usedFrames() < kFewestUsed || !result.sceneMoves) return std::nullopt;
+    return result;
+}
+
 /// What the groups of one spacing have in common.
 class Votes {
   public:
     explicit Votes(const FrameSequence& frames) : frames_(frames) {}
 
     void look(const std::vector<std::size_t>& group) {
-        std::vector<cv::Mat_<float>> images;
-        images.reserve(group.size());
-        for (const std::size_t index : group) images.push_back(frames_.read(index));
-        const std::size_t reference = images.size() / 2;
-        if (!hasAnyValue(images[reference])) return;
-        vision::SrPreciseOptions options;
-        options.lowest = std::numeric_limits<float>::lowest();
-        options.highest = std::numeric_limits<float>::max();
-        options.deviation = false;
-        const vision::SrPrecise engine(images[0].cols, images[0].rows, options);
-        const vision::SrPreciseResult result = engine.compute(images, static_cast<int>(reference));
-        if (result.usedFrames() < kFewestUsed || !result.sceneMoves) return;
-        movements_.push_back(result.movement);
+        const auto result = explained(frames_, group, {});
+        if (!result) return;
+        movements_.push_back(result->movement);
         seen_.insert(group.begin(), group.end());
-        if (votes_.empty()) votes_ = cv::Mat_<int>(images[0].size(), 0);
-        for (const cv::Point place : result.deadPixels) ++votes_(place);
+        if (votes_.empty()) votes_ = cv::Mat_<int>(result->weight.size() / 2, 0);
+        for (const cv::Point place : result->deadPixels) ++votes_(place);
     }
 
     int moving() const { return static_cast<int>(movements_.size()); }
@@ -90,6 +101,31 @@ class Votes {
     cv::Mat_<int> votes_;
 };
 
+/// The pixels that stay bad in most groups when these are explained without them: next to sharp detail, a good one may
+/// misfit an image that bad ones spoil.
+std::vector<cv::Point> confirmed(const std::vector<cv::Point>& pixels, const FrameSequence& frames,
+                                 const std::vector<std::vector<std::size_t>>& groups) {
+    if (pixels.empty()) return pixels;
+    const std::size_t number = std::min(groups.size(), kMostConfirming);
+    std::vector<int> votes(pixels.size());
+    int looked = 0;
+    Progress progress("group of frames, once more", number);
+    for (std::size_t i = 0; i < number; ++i) {
+        if (const auto result = explained(frames, groups[i * groups.size() / number], pixels)) {
+            ++looked;
+            for (std::size_t k = 0; k < pixels.size(); ++k)
+                votes[k] += static_cast<int>(
+                    std::count(result->deadPixels.begin(), result->deadPixels.end(), pixels[k]));
+        }
+        progress.done(i + 1);
+    }
+    std::vector<cv::Point> kept;
+    for (std::size_t k = 0; k < pixels.size(); ++k) {
+        if (2 * votes[k] >= looked) kept.push_back(pixels[k]);
+    }
+    return kept;
+}
+
 }  // namespace
 
 MotionFindings findByMotion(const FrameSequence& frames) {
@@ -103,8 +139,11 @@ MotionFindings findByMotion(const FrameSequence& frames) {
             votes.look(groups[g]);
             progress.done(g + 1);
         }
-        const MotionFindings found = votes.findings(static_cast<int>(groups.size()));
-        if (found.movement > best.movement) best = found;
+        MotionFindings found = votes.findings(static_cast<int>(groups.size()));
+        if (found.movement > best.movement) {
+            found.pixels = confirmed(found.pixels, frames, groups);
+            best = found;
+        }
         if (2 * best.moving >= best.windows && best.movement >= kAmpleMovement) return best;
     }
 }

@@ -1,7 +1,5 @@
 #include "tools/input/ValueReader.h"
 
-#include <limits>
-
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 
@@ -25,7 +23,7 @@ ValueFrame ValueReader::read(const cv::Mat& stored, std::size_t number, const st
     if (calibration_) values = (*calibration_)(values, name);
     correction_.takeOffPattern(values, wantsSignedCounts_);
     if (wantsSignedCounts_) signedCounts(values, name);
-    if (!defects_.empty()) values.setTo(std::numeric_limits<float>::quiet_NaN(), defects_);
+    defects_.takeOut(values, wantsSignedCounts_);
     const ValueFrame frame = outside_.take(values, number, name);
     if (number == 0 && frame.allOutside()) {
         throw inputError(name + ": all pixels lie outside " + outside_.rangeText() +

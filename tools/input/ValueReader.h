@@ -8,6 +8,7 @@
 #include "tools/base/Guard.h"
 #include "tools/input/Calibration.h"
 #include "tools/input/FrameReader.h"
+#include "tools/input/KnownDefects.h"
 #include "tools/input/SensorCorrection.h"
 #include "tools/values/PlausibleRange.h"
 
@@ -22,8 +23,7 @@ struct ValueOptions {
     PlausibleRange plausible;    ///< what the pipeline does not take for a defect
     bool rawCounts;              ///< the output is in counts
     bool signedCounts;           ///< and these have to be integers of 16 bits
-    /// Other than 0 at pixels that are defects in every frame; of the frames' size, or empty for none.
-    cv::Mat_<unsigned char> defects = {};
+    DefectMask defects = {};     ///< in every frame
 };
 
 /// A recording's frames in the unit of the output: decoded, and corrected and calibrated where that was asked for. Keeps count of
@@ -54,7 +54,7 @@ class ValueReader {
     std::optional<Calibration> calibration_;
     bool rawCounts_;
     bool wantsSignedCounts_;
-    cv::Mat_<unsigned char> defects_;
+    KnownDefects defects_;
     OutOfRange outside_;
 };
 

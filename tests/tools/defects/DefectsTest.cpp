@@ -1,5 +1,6 @@
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -10,6 +11,7 @@
 #include "tools/commands/DefectsCommand.h"
 #include "tools/defects/DefectList.h"
 #include "tools/input/FrameReader.h"
+#include "tools/input/KnownDefects.h"
 #include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
@@ -268,7 +270,7 @@ DefectList listOf(cv::Size size, const std::vector<cv::Point>& places) {
 TEST_F(Program, EnhanceLeavesOutWhatAListNames) {
     ASSERT_EQ(run("simulate -o b --width 48 --height 36 --frames 6").code, 0);
     std::filesystem::create_directory(path("none"));
-    const std::vector<cv::Point> places{{9, 20}, {30, 7}, {47, 35}};
+    const std::vector<cv::Point> places{{9, 20}, {30, 7}, {47, 34}};
     std::ofstream(path("l.csv")) << defectTable(listOf({48, 36}, places));
     std::ofstream(path("part.csv")) << defectTable(listOf({40, 28}, {{1, 14}, {22, 1}}));
     for (int i = 0; i < 6; ++i) {
@@ -296,6 +298,28 @@ TEST_F(Program, EnhanceLeavesOutWhatAListNames) {
         EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
         EXPECT_NE(text(path("r.json")).find(std::string("\"defects\": \"") + c.list), std::string::npos);
     }
+}
+
+/// Clusters, which the library repairs by 0 or not at all, get values of sound pixels beside them.
+TEST(KnownDefects, ClustersAreFilledForPipelinesThatRepairSinglePixels) {
+    cv::Mat_<uchar> listed(8, 10, uchar{0});
+    for (const cv::Point at : {cv::Point(3, 3), {4, 3}, {7, 5}, {0, 0}, {9, 4}}) listed(at) = 1;
+    cv::Mat_<float> frame(8, 10);
+    for (int i = 0; i < 80; ++i) frame(i / 10, i % 10) = static_cast<float>(i % 10 + 10 * (i / 10));
+    cv::Mat_<float> whole = frame.clone(), single = frame.clone();
+    KnownDefects({listed, false}).takeOut(frame, false);
+    const auto missing = [](const cv::Mat_<float>& of) {
+        return std::count_if(of.begin(), of.end(), [](float v) { return std::isnan(v); });
+    };
+    EXPECT_EQ(missing(frame), 5);
+    KnownDefects({listed, true}).takeOut(single, false);
+    EXPECT_TRUE(std::isnan(single(5, 7)) && std::isnan(single(4, 9)));
+    EXPECT_EQ(missing(single), 2);
+    EXPECT_FLOAT_EQ(single(0, 0), 22.0f / 3.0f);
+    EXPECT_FLOAT_EQ(single(3, 3), (22 + 23 + 24 + 32 + 42 + 43 + 44) / 7.0f);
+    KnownDefects({listed, true}).takeOut(whole, true);
+    EXPECT_EQ(whole(0, 0), 7.0f);
+    EXPECT_EQ(whole(3, 3), 33.0f);
 }
 
 TEST_F(Program, EnhanceRefusesListsThatDoNotFit) {
