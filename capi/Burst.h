@@ -29,7 +29,7 @@
  * serves one call at a time; a second one is refused with ORAVO_BURST_BUSY, but for oravo_burst_cancel(),
  * oravo_burst_destroy(), oravo_burst_error() and oravo_burst_error_code(), which may be called at any time. The
  * callbacks run on the thread of the call that they belong to, and may make these four calls on their own burst
- * and any call on others. The library starts no thread; OpenCV, which aligns frames for the float, vector and
+ * and any call on others. The library starts no thread unless the options ask for more than one; OpenCV, which aligns frames for the float, vector and
  * reference pipelines, may (cv::setNumThreads(1) in C++ keeps it from that). After fork() the child has the bursts of
  * its parent, as copies.
  *
@@ -154,6 +154,10 @@ typedef struct oravo_burst_options {
      * silence; null. */
     void (*log)(int level, const char* text, void* user);
     void* user; /**< handed to the callbacks; null */
+
+    /** Threads that share the work on one image, 1 to 64; 0 stands for one on each processor that the process may use. Images
+     * have the same bits for every number. precise, float; 1. */
+    int threads;
 } oravo_burst_options;
 
 /** What is known about a frame after a run. What the pipeline does not tell is NaN. */

@@ -67,8 +67,8 @@ Options completed(const Options* given) {
                &Options::psf_sigma, &Options::psf_box, &Options::lowest, &Options::highest,
                &Options::smoothness, &Options::find_dead_pixels, &Options::find_pattern, &Options::deviation,
                &Options::tv_weight, &Options::relative_residue, &Options::registration_error,
-               &Options::iterations, &Options::most_memory, &Options::progress, &Options::log,
-               &Options::user);
+               &Options::iterations, &Options::most_memory, &Options::progress, &Options::log, &Options::user,
+               &Options::threads);
     return options;
 }
 
@@ -96,6 +96,7 @@ SrPreciseOptions preciseOptions(const PipelineTraits& traits, const Options& opt
     precise.findDeadPixels = options.find_dead_pixels != 0;
     precise.findPattern = options.find_pattern != 0;
     precise.deviation = options.deviation != 0;
+    precise.threads = options.threads;
     return precise;
 }
 
@@ -176,6 +177,7 @@ void settleWindow(const PipelineTraits& traits, BurstSettings& settings) {
     window.iterations = options.iterations;
     window.relativeResidue = options.relative_residue;
     window.registrationError = options.registration_error;
+    window.threads = options.threads;
     settleRange(traits, options, settings);
 }
 
@@ -202,6 +204,7 @@ oravo_burst_options defaultBurstOptions() {
     options.relative_residue = window.relativeResidue;
     options.registration_error = window.registrationError;
     options.iterations = window.iterations;
+    options.threads = window.threads;
     return options;
 }
 
@@ -212,10 +215,13 @@ BurstSettings settledOptions(int width, int height, const oravo_burst_options* g
             options.pipeline, "one of oravo_burst_pipeline");
     require(options.frames >= 0 && options.frames <= SrPrecise::kMaxFrames, "frames", options.frames,
             "from 1 to 64, or 0 for the pipeline's own");
+    require(options.threads >= 0 && options.threads <= SrPrecise::kMaxThreads, "threads", options.threads,
+            "from 1 to 64, or 0 for one on each processor");
     settings.size = {width, height};
     settings.kind = static_cast<PipelineKind>(options.pipeline);
     const PipelineTraits& traits = vision::detail::traitsOf(settings.kind);
     const bool precise = settings.kind == PipelineKind::precise;
+    if (!traits.sharesWork) requireDefault(traits, options, &Options::threads, "threads");
     if (options.frames == 0) options.frames = precise ? kPreciseFrames : WindowPipeline::kWindowSize;
     if (precise) {
         settings.precise = preciseOptions(traits, options);
@@ -223,8 +229,8 @@ BurstSettings settledOptions(int width, int height, const oravo_burst_options* g
     } else {
         settleWindow(traits, settings);
     }
-    settings.memory =
-        vision::detail::memoryNeeded(settings.kind, settings.size, options.frames, options.factor);
+    settings.memory = vision::detail::memoryNeeded(settings.kind, settings.size, options.frames,
+                                                   options.factor, options.threads);
     return settings;
 }
 

@@ -21,7 +21,8 @@ class Options(ctypes.Structure):
                 ("psf_sigma", c_float), ("psf_box", c_float), ("lowest", c_float), ("highest", c_float),
                 ("smoothness", c_double), ("find_dead_pixels", c_int), ("find_pattern", c_int), ("deviation", c_int),
                 ("tv_weight", c_float), ("relative_residue", c_float), ("registration_error", c_float), ("iterations", c_int),
-                ("most_memory", c_uint64), ("progress", ProgressFunction), ("log", LogFunction), ("user", c_void_p)]
+                ("most_memory", c_uint64), ("progress", ProgressFunction), ("log", LogFunction), ("user", c_void_p),
+                ("threads", c_int)]
 
 
 class Frame(ctypes.Structure):

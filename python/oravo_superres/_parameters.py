@@ -44,6 +44,8 @@ class Parameters:
         relative_residue: of the others: at which the solver stops, as a share of the right-hand side, above 1e-6; 0.007.
         registration_error: of the others: the largest at which a pixel is used, above 0 to 1; 0.0001.
         iterations: of the others: the most steps of the solver, from 1; 8.
+        threads: of precise and float: threads that share the work on one image, 1 to 64; 0 stands for one on each processor.
+            Images have the same bits for every number. Where many bursts are at work at once, 1 is best; 1.
         most_memory: bytes that a burst may take at most; one that would take more is refused.
     """
 
@@ -66,6 +68,7 @@ class Parameters:
     registration_error: Optional[float] = None
     iterations: Optional[int] = None
     most_memory: Optional[int] = None
+    threads: int = 1
 
     def __post_init__(self) -> None:
         _checked_choice("pipeline", self.pipeline, PIPELINES)
@@ -105,6 +108,7 @@ class Parameters:
             options.factor = _integer("factor", self.factor, 31)
         if self.iterations is not None:
             options.iterations = _integer("iterations", self.iterations, 31)
+        options.threads = _integer("threads", self.threads, 31)
         if self.most_memory is not None:
             options.most_memory = _positive("most_memory", self.most_memory)
         if self.camera is not None:

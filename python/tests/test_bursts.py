@@ -4,6 +4,7 @@ import copy
 import gc
 import itertools
 import logging
+import os
 import pickle
 import signal
 import threading
@@ -67,6 +68,24 @@ def test_every_parameter_reaches_the_library(pipeline, changes):
     with warnings.catch_warnings():
         warnings.simplefilter("ignore")
         assert not np.array_equal(sr.enhance(frames, chosen, **changes), sr.enhance(frames, chosen))
+
+
+@pytest.mark.parametrize("pipeline", ["precise", "float"])
+def test_threads_leave_no_trace(pipeline):
+    frames = burst(6)
+    alone = sr.reconstruct(frames, pipeline=pipeline)
+    for threads in (2, 5, 0):
+        shared = sr.reconstruct(frames, pipeline=pipeline, threads=threads)
+        np.testing.assert_array_equal(shared.image, alone.image)
+
+
+def test_threads_survive_a_fork():
+    frames = burst(6)
+    alone = sr.enhance(frames, threads=2)
+    child = os.fork()
+    if child == 0:
+        os._exit(0 if np.array_equal(sr.enhance(frames, threads=2), alone) else 1)
+    assert os.waitpid(child, 0)[1] == 0
 
 
 def test_the_sensors_faults_can_be_left_in():
@@ -160,6 +179,8 @@ def test_a_burst_holds_the_latest_frames_and_can_be_used_again():
     (lambda b: sr.Burst(9, 9, pipeline="float", tv_weight="3"), TypeError, "tv_weight is '3'; it must be a number"),
     (lambda b: sr.Burst(9, 9, pipeline="float", iterations=1 << 32), ValueError, "iterations is 4294967296"),
     (lambda b: sr.Burst(9, 9, pipeline="float", iterations=2.5), TypeError, "float"),
+    (lambda b: sr.Burst(9, 9, threads=65), ValueError, "threads is 65; it has to be from 1 to 64"),
+    (lambda b: sr.Burst(9, 9, pipeline="vector", threads=2), ValueError, "threads is 2, but the vector pipeline"),
     (lambda b: sr.Burst(9, 9, most_memory=0), ValueError, "most_memory is 0"),
     (lambda b: sr.Burst(900, 900, most_memory=10 ** 6), sr.BurstError, "most_memory is 1.0 MB"),
     (lambda b: sr.enhance_many([], workers=0), ValueError, "workers is 0"),

@@ -38,6 +38,8 @@ TEST(BurstCalls, InvalidOptionsAreNamedWithTheirValue) {
         {0, [](Options& o) { o.smoothness = -1.0; }, "Smoothness -1 is not a number from 0 on."},
         {0, [](Options& o) { o.iterations = 9; },
          "iterations is 9, but the precise pipeline has no such option"},
+        {1, [](Options& o) { o.threads = 65; }, "threads is 65; it has to be from 1 to 64"},
+        {2, [](Options& o) { o.threads = 2; }, "threads is 2, but the vector pipeline has no such option"},
         {1, [](Options& o) { o.psf_box = 1.0f; }, "psf_box is 1, but the float pipeline has no such option"},
         {1, [](Options& o) { o.iterations = 0; }, "iterations is 0; it has to be from 1 on."},
         {1, [](Options& o) { o.tv_weight = kNan; }, "tv_weight is nan; it has to be a number from 1 on."},
@@ -326,7 +328,7 @@ class Arguments {
 
 void disturb(oravo_burst_options& options, Arguments& in) {
     if (in.oneOf({true, true, false})) return;
-    switch (in.oneOf({0, 1, 2, 3, 4, 5, 6, 7, 8})) {
+    switch (in.oneOf({0, 1, 2, 3, 4, 5, 6, 7, 8, 9})) {
         case 0:
             options.registration = in.number();
             break;
@@ -350,6 +352,9 @@ void disturb(oravo_burst_options& options, Arguments& in) {
             break;
         case 7:
             options.most_memory = static_cast<std::uint64_t>(in.number());
+            break;
+        case 8:
+            options.threads = static_cast<int>(in.number());
             break;
         default:
             options.size = static_cast<std::size_t>(in.number());

@@ -82,6 +82,19 @@ Image madeBy(const std::vector<Image>& frames, int reference) {
     return out;
 }
 
+TEST(Burst, GivesTheSameBitsOnAnyNumberOfThreads) {
+    const std::vector<Image> frames = movingBurst(3);
+    for (const int pipeline : {ORAVO_BURST_PRECISE, ORAVO_BURST_FLOAT}) {
+        oravo_burst_options options = optionsOf(pipeline);
+        const OwnedBurst alone(frames, options);
+        options.threads = pipeline == ORAVO_BURST_FLOAT ? 0 : 3;
+        const OwnedBurst shared(frames, options);
+        for (const OwnedBurst* burst : {&alone, &shared})
+            ASSERT_EQ(oravo_burst_reconstruct(*burst, 3), ORAVO_BURST_OK) << oravo_burst_error(*burst);
+        EXPECT_TRUE(sameBits(shared.image(), alone.image()));
+    }
+}
+
 TEST(Burst, GivesWhatThePipelinesOfAWindowGiveAndPrintsNothing) {
     const struct {
         int pipeline, registration, reference;

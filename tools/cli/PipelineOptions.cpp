@@ -93,6 +93,14 @@ void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
         ->check(numberWithin(0.0, kMostSmoothness))
         ->capture_default_str();
     command
+        .add_option(
+            "--threads", p.threads,
+            "Threads that share the work on one image (precise and float pipelines); 0: one on each "
+            "processor. Images have the same bits for every number. With --jobs, each recording has as "
+            "many, and 0 divides the processors between them")
+        ->check(CLI::Range(0, vision::SrPrecise::kMaxThreads))
+        ->capture_default_str();
+    command
         .add_option_function<int>(
             "--reference-index", [&p](int index) { p.referenceIndex = index; },
             "Frame whose grid the image lies on, counted back from the newest "

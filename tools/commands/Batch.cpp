@@ -194,11 +194,14 @@ class Tally {
 }  // namespace
 
 void enhanceBatch(const EnhanceCommand& command) {
-    const std::vector<Job> jobs = jobsOf(command);
+    std::vector<Job> jobs = jobsOf(command);
     TargetFolder target(command.output);
     target.reserve();
     const auto atOnce = static_cast<std::size_t>(command.jobs);
     const int threads = std::max(1, cv::getNumberOfCPUs() / command.jobs);
+    for (Job& job : jobs) {
+        if (job.command.parameters.threads == 0) job.command.parameters.threads = threads;
+    }
     Processes processes;
     Progress progress("recording", jobs.size());
     std::size_t started = 0;

@@ -60,6 +60,7 @@ void settlePipeline(PipelineParameters& p) {
     if (p.rawCounts && !offer.knowsRawCounts) {
         throw unknownTo(offer, "--nuc", "takes values of any range as they are");
     }
+    if (p.threads != 1 && !offer.sharesWork) throw unknownTo(offer, "--threads", "works on one thread");
     if (p.timing && !offer.printsReport) throw unknownTo(offer, "--timing", "prints no report");
 }
 
@@ -72,7 +73,7 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
             throw inputError(frames + format("are too small; the precise pipeline takes at least %d x %d",
                                              kLeast, kLeast));
         }
-        requireMemory(vision::detail::memoryNeeded(p.kind, size, p.frames, Pipeline::kFactor),
+        requireMemory(vision::detail::memoryNeeded(p.kind, size, p.frames, Pipeline::kFactor, p.threads),
                       frames.substr(0, frames.size() - 1));
         return;
     }
@@ -108,6 +109,7 @@ std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& 
     chosen.iterations = p.iterations;
     chosen.relativeResidue = p.relativeResidue;
     chosen.registrationError = p.registrationError;
+    chosen.threads = p.threads;
     chosen.rawCounts = p.rawCounts;
     chosen.report = p.timing;
     return vision::detail::makeWindowPipeline(size, chosen);

@@ -33,6 +33,7 @@ struct PipelineParameters {
     int frames = 12;          ///< of the precise pipeline: the most that an image is made of
     double smoothness = 0.0;  ///< of the precise pipeline: weight of its prior; 0 lets it choose
     bool findPattern = true;  ///< of the precise pipeline
+    int threads = 1;          ///< that share the work on one image; 0: one on each processor
     bool timing = false;      ///< lets the library's timing report through to standard output
 };
 

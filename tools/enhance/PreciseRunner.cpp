@@ -40,6 +40,7 @@ vision::SrPrecise preciseEngine(cv::Size size, const EnhanceParameters& p,
     options.highest = range.highest;
     options.smoothness = p.smoothness;
     options.findPattern = p.findPattern;
+    options.threads = p.threads;
     if (progress) {
         options.progress = [progress = std::move(progress)](double share) {
             progress(share);

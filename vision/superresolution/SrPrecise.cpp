@@ -188,9 +188,10 @@ SrPrecise::SrPrecise(int width, int height, const SrPreciseOptions& options)
         options.factor >= 1 && options.factor <= kMostFactor,
         "Factor " + std::to_string(options.factor) + " is not from 1 to " + std::to_string(kMostFactor) + ".",
         __LINE__, kWhere);
-    check(options.threads >= 0 && options.threads <= detail::Threads::kMost,
+    static_assert(kMaxThreads == detail::Threads::kMost, "as many as there can be");
+    check(options.threads >= 0 && options.threads <= kMaxThreads,
           "Number of threads " + std::to_string(options.threads) + " is not from 0 to " +
-              std::to_string(detail::Threads::kMost) + ".",
+              std::to_string(kMaxThreads) + ".",
           __LINE__, kWhere);
     const double columns = static_cast<double>(options.factor) * width,
                  rows = static_cast<double>(options.factor) * height;

@@ -35,8 +35,8 @@ struct SrPreciseOptions {
     bool findPattern = true;
     /// Estimate standard deviations, which costs about a tenth of the time.
     bool deviation = true;
-    /// Threads that work on one image, 1 to 64; 0 stands for one on each processor that the process may use. Results have the
-    /// same bits for every number. With 1 no thread is started.
+    /// Threads that work on one image, 1 to kMaxThreads; 0 stands for one on each processor that the process may use. Results have the
+    /// same bits for every number. With 1 no thread is started, with others no more than there are processors.
     int threads = 1;
     /// Called for each frame and each step of a solver with the share of the work that is done, 0 to 1, on the calling
     /// thread; returning false ends the run with an oravo::Exception SrPrecise::kCancelled. May be empty.
@@ -130,6 +130,7 @@ class ORAVO_EXPORT SrPrecise {
   public:
     static constexpr int kMinSide = 8;                      ///< of frames, pixels
     static constexpr int kMaxFrames = 64;                   ///< of one image
+    static constexpr int kMaxThreads = 64;                  ///< that share the work on one image
     static constexpr const char* kCancelled = "Cancelled";  ///< message when progress() ended a run
 
     /// @param width, height  of the frames, at least kMinSide each

@@ -119,7 +119,8 @@ TEST_F(Program, BatchGivesEveryRecordingItsImage) {
     }
     std::filesystem::create_directory(path("empty"));
     const Outcome all =
-        run("enhance rec1 ./rec2/ rec3 -o out/ --jobs 2 --pipeline float --shifts 'out/{}.csv' --report "
+        run("enhance rec1 ./rec2/ rec3 -o out/ --jobs 2 --threads 0 --pipeline float --shifts 'out/{}.csv' "
+            "--report "
             "'out/{}-{}.html'");
     EXPECT_EQ(all.code, 0) << all.err;
     EXPECT_TRUE(says(all.err, "\nrec2: out/rec2.tif: 1 image of") || all.err.rfind("rec2: ", 0) == 0)

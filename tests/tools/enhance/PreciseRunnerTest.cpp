@@ -38,6 +38,8 @@ TEST_F(Precise, OptionsWithoutUseAreRefusedWithTheReason) {
         {"--pipeline float --frames 5", "--frames: the float pipeline makes each image of five frames"},
         {"--pipeline vector --smoothness 1", "--smoothness: the vector pipeline takes a --tv-weight"},
         {"--frames 65", "65"},
+        {"--threads 65", "--threads: Value 65 not in range 0 to 64"},
+        {"--pipeline vector --threads 2", "--threads: the vector pipeline works on one thread"},
         {"--pipeline float --psf-box 2", "--psf-box: the float pipeline takes the whole blur for a Gaussian"},
         {"--smoothness nan", "nan"},
         {"--frames 3 --reference-index 3",

@@ -9,7 +9,8 @@
 namespace oravo::vision::detail {
 
 /// Bytes that frames of this size and number and their image take at the peak of a run, at most.
-std::uint64_t memoryNeeded(PipelineKind kind, cv::Size size, int frames, int factor);
+/// @param threads  that share the work, 0 for one on each processor
+std::uint64_t memoryNeeded(PipelineKind kind, cv::Size size, int frames, int factor, int threads);
 
 }  // namespace oravo::vision::detail
 

@@ -6,13 +6,13 @@ namespace oravo::vision::detail {
 
 const PipelineTraits kPipelines[4] = {
     {"precise", "aligns frames by a fit of its own", PipelineKind::precise, defaults::kReferenceIndex,
-     std::nullopt, false, true, true, false},
+     std::nullopt, false, true, true, false, true},
     {"float", "", PipelineKind::floatingPoint, defaults::kReferenceIndex, Registration::corners, true, true,
-     true, true},
+     true, true, true},
     {"vector", "aligns frames by corners only", PipelineKind::vector, defaults::kReferenceIndex,
-     Registration::corners, false, true, false, false},
+     Registration::corners, false, true, false, false, false},
     {"reference", "aligns frames by phase correlation only", PipelineKind::reference, 0, Registration::phase,
-     false, false, true, true},
+     false, false, true, true, false},
 };
 
 const PipelineTraits& traitsOf(PipelineKind kind) {

@@ -30,6 +30,7 @@ struct PipelineTraits {
     bool choosesReference;
     bool knowsRawCounts;
     bool printsReport;
+    bool sharesWork;  ///< between threads
 };
 
 /// One row for each pipeline, in the order of PipelineKind.

@@ -35,6 +35,7 @@ class Wrapped final : public WindowPipeline {
         pipeline_.setRelativeResidue(p.relativeResidue);
         pipeline_.setRegError(p.registrationError);
         if constexpr (!kIsVector) pipeline_.setDataIsNUC(p.rawCounts);
+        if constexpr (!kIsVector && !kIsReference) pipeline_.setThreads(p.threads);
     }
 
     int addFrame(const cv::Mat_<float>& frame) override {

@@ -23,6 +23,7 @@ struct WindowParameters {
     int iterations = defaults::kMaxCGIters;
     float relativeResidue = defaults::kRelativeResidue;
     float registrationError = defaults::kRegError;
+    int threads = 1;  ///< that share the work, see SrFloat::setThreads(); the float pipeline's
     bool rawCounts = false;
     bool report = false;                   ///< runs print the library's timing report
     std::function<void(double)> progress;  ///< see RunAccess::setProgress(); may be empty

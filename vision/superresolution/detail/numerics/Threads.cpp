@@ -1,5 +1,6 @@
 #include "vision/superresolution/detail/numerics/Threads.h"
 
+#include <tbb/global_control.h>
 #include <tbb/info.h>
 #include <tbb/parallel_for.h>
 #include <tbb/parallel_pipeline.h>
@@ -13,17 +14,6 @@
 namespace oravo::vision::detail {
 namespace {
 
-int checkedThreadCount(int count) {
-    if (count < 0 || count > Threads::kMost) {
-        raise(ErrorKind::badArgument,
-              "Invalid number of threads " + std::to_string(count) + " specified, 0 to " +
-                  std::to_string(Threads::kMost) + " are possible.",
-              {"vision/superresolution/detail/numerics/Threads", __LINE__,
-               "oravo::vision::detail::checkedThreadCount"});
-    }
-    return count != 0 ? count : std::clamp(tbb::info::default_concurrency(), 1, Threads::kMost);
-}
-
 /// Has all threads round and flush as the calling one does.
 tbb::task_group_context sharedRounding() {
     return tbb::task_group_context(tbb::task_group_context::bound, tbb::task_group_context::default_traits |
@@ -36,8 +26,22 @@ struct Threads::Arena : tbb::task_arena {
     using tbb::task_arena::task_arena;
 };
 
-Threads::Threads(int count) : count_(checkedThreadCount(count)) {
-    if (count_ > 1) arena_ = std::make_shared<Arena>(count_);
+int Threads::settled(int count) {
+    if (count < 0 || count > kMost) {
+        raise(ErrorKind::badArgument,
+              "Invalid number of threads " + std::to_string(count) + " specified, 0 to " +
+                  std::to_string(kMost) + " are possible.",
+              {"vision/superresolution/detail/numerics/Threads", __LINE__,
+               "oravo::vision::detail::Threads::settled"});
+    }
+    return count != 0 ? count : std::clamp(tbb::info::default_concurrency(), 1, kMost);
+}
+
+Threads::Threads(int count) : count_(settled(count)) {
+    if (count_ == 1) return;
+    // oneTBB complains on standard error of arenas that want more threads than it may start.
+    const std::size_t most = tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism);
+    arena_ = std::make_shared<Arena>(static_cast<int>(std::min(static_cast<std::size_t>(count_), most)));
 }
 
 void Threads::run(int parts, Part call, const void* body) const {

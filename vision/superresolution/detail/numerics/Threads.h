@@ -29,6 +29,8 @@ class Threads {
     explicit Threads(int count);
 
     int count() const { return count_; }
+    /// The count of Threads(count). Throws oravo::Exception for numbers that are none.
+    static int settled(int count);
 
     /// Calls body(part, slot) for the parts 0 to parts - 1, in any order. Parts that run at the same time have different slots
     /// in 0 .. count() - 1, for memory to work in. What a part throws is passed on, once the others have ended.
