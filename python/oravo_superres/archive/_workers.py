@@ -2,6 +2,7 @@
 
 import contextlib
 import importlib
+import logging
 import os
 from concurrent.futures import Executor, ThreadPoolExecutor
 from dataclasses import dataclass
@@ -53,7 +54,8 @@ def workers_of(scheduler: Optional[str], count: Optional[int]) -> Iterator[Worke
         if scheduler is None:
             # A process for each, so that the end of one ends one item; none needs memory of its own to be watched.
             cluster = stack.enter_context(distributed.LocalCluster(
-                n_workers=count or processors(), threads_per_worker=1, memory_limit=0, dashboard_address="127.0.0.1:0"))
+                n_workers=count or processors(), threads_per_worker=1, memory_limit=0, dashboard_address="127.0.0.1:0",
+                silence_logs=logging.ERROR))
             client = stack.enter_context(distributed.Client(cluster))
         else:
             client = stack.enter_context(_connected(distributed, scheduler))
