@@ -59,6 +59,7 @@ void Summary::print(std::ostream& out) const {
     printPipeline(out);
     printBursts(out);
     printPrecise(out);
+    printThreads(out);
     printMemory(out);
 }
 
@@ -132,6 +133,18 @@ void Summary::printBursts(std::ostream& out) const {
 
 void Summary::printPrecise(std::ostream& out) const {
     printImages(out, {"precise", "precise image", {"", "at most 350 ms", "at most 1500 ms", ""}, {}});
+}
+
+void Summary::printThreads(std::ostream& out) const {
+    for (const std::string pipeline : {"float", "precise"}) {
+        for (const std::string size : kSizes) {
+            const double alone = milliseconds(pipeline + "Threads/" + size + "/1");
+            const double shared = milliseconds(pipeline + "Threads/" + size + "/2");
+            if (alone <= 0.0 || shared <= 0.0) continue;
+            line(out, pipeline + " image by two threads, " + size, shared, "ms",
+                 inMilliseconds("by one", alone), alone / shared, size == "320/240" ? "" : "at least 1.8");
+        }
+    }
 }
 
 void Summary::printMemory(std::ostream& out) const {

@@ -41,6 +41,7 @@ class Summary : public benchmark::ConsoleReporter {
     void printPipeline(std::ostream& out) const;
     void printBursts(std::ostream& out) const;
     void printPrecise(std::ostream& out) const;
+    void printThreads(std::ostream& out) const;
     void printMemory(std::ostream& out) const;
 
     std::map<std::string, Figures> figures_;
