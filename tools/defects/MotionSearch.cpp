@@ -65,8 +65,10 @@ class Votes {
     explicit Votes(const FrameSequence& frames) : frames_(frames) {}
 
     void look(const std::vector<std::size_t>& group) {
-        const auto result = explained(frames_, group, {});
+        // A bad pixel that one group has shown is seen more easily by the next, whose image is made without it.
+        const auto result = explained(frames_, group, known_);
         if (!result) return;
+        known_ = result->deadPixels;
         movements_.push_back(result->movement);
         seen_.insert(group.begin(), group.end());
         if (votes_.empty()) votes_ = cv::Mat_<int>(result->weight.size() / 2, 0);
@@ -98,6 +100,7 @@ class Votes {
     const FrameSequence& frames_;
     std::vector<double> movements_;
     std::set<std::size_t> seen_;
+    std::vector<cv::Point> known_;  // from the groups so far
     cv::Mat_<int> votes_;
 };
 
