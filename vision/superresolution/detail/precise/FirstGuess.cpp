@@ -49,19 +49,19 @@ double costOf(const FitOutcome& outcome) {
 
 }  // namespace
 
-FirstGuess::FirstGuess(int width, int height) : width_(width), height_(height) {
+FirstGuess::FirstGuess(int width, int height, const Threads& threads)
+    : width_(width), height_(height), threads_(threads), fits_(threads) {
 }
 
 void FirstGuess::setReference(const FrameState& reference) {
     reference_ = framePyramid(reference, width_, height_);
     splines_.clear();
-    fits_.clear();
+    fits_ = PerSlot<Fits>(threads_);
     for (const PyramidLevel& level : reference_) {
         const SplineImage spline(level.grid);
         for (int y = 0; y < level.grid.height; ++y)
             std::copy_n(level.image.row(y), level.grid.width, spline.row(y, 0));
         splines_.push_back(spline);
-        fits_.emplace_back(level.grid);
     }
     const PyramidLevel& finest = reference_.front();
     known_ = SplineImage(finest.grid);
@@ -95,12 +95,16 @@ std::vector<Motion> FirstGuess::correlationPeaks(const PyramidLevel& level) cons
         double correlation;
         int dx, dy;
     };
-    std::vector<Shift> shifts;
     const int mostX = std::min(level.grid.width / 3, kFarthest);
     const int mostY = std::min(level.grid.height / 3, kFarthest);
-    for (int dy = -mostY; dy <= mostY; ++dy) {
-        for (int dx = -mostX; dx <= mostX; ++dx) shifts.push_back({correlation(level, dx, dy), dx, dy});
-    }
+    const int columns = 2 * mostX + 1, rows = 2 * mostY + 1;
+    std::vector<Shift> shifts(areaOf(columns, rows));
+    threads_.forRows(rows, [&](int first, int end, int) {
+        for (int dy = first - mostY; dy < end - mostY; ++dy) {
+            Shift* row = shifts.data() + areaOf(dy + mostY, columns);
+            for (int dx = -mostX; dx <= mostX; ++dx) row[dx + mostX] = {correlation(level, dx, dy), dx, dy};
+        }
+    });
     std::stable_sort(shifts.begin(), shifts.end(),
                      [](const Shift& p, const Shift& q) { return p.correlation > q.correlation; });
     std::vector<Motion> peaks;
@@ -128,16 +132,18 @@ void FirstGuess::refine(std::vector<Candidate>& candidates, const std::vector<Py
         limits.steps = level == top ? 8 : 5;
         limits.pixels = kRefinePixels;
         limits.still = kRefineStill;
-        for (Candidate& candidate : candidates) {
+        threads_.forEach(static_cast<int>(candidates.size()), [&](int i, int slot) {
+            Candidate& candidate = candidates[static_cast<std::size_t>(i)];
             if (level != top) {
                 candidate.pose.motion.tx *= 2.0;
                 candidate.pose.motion.ty *= 2.0;
             }
             const FramePose before = candidate.pose;
-            candidate.outcome = fits_[level].fit(splines_[level], shown.data(), levels[level].balance.data(),
-                                                 model, limits, candidate.pose);
+            candidate.outcome = fit(slot, level)
+                                    .fit(splines_[level], shown.data(), levels[level].balance.data(), model,
+                                         limits, candidate.pose);
             if (!candidate.outcome.valid) candidate.pose = before;
-        }
+        });
         std::stable_sort(candidates.begin(), candidates.end(), [](const Candidate& p, const Candidate& q) {
             return costOf(p.outcome) < costOf(q.outcome);
         });
@@ -152,7 +158,7 @@ void FirstGuess::chooseModel(const PyramidLevel& finest, FrameState& frame, Cand
     const auto fit = [&](MotionModel model, FramePose pose) {
         Candidate candidate{pose, {}};
         candidate.outcome =
-            fits_[0].fit(splines_[0], shown.data(), weight.data(), model, FitLimits(), candidate.pose);
+            this->fit(0, 0).fit(splines_[0], shown.data(), weight.data(), model, FitLimits(), candidate.pose);
         return candidate;
     };
     // Steep places determine a motion best, unless they move on their own: then most pixels fit worse.

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FramePyramid.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 #include "vision/superresolution/detail/precise/MotionFit.h"
@@ -14,7 +15,7 @@ namespace oravo::vision::detail::precise {
 /// correlation over all shifts, no shift at all and hints are refined side by side, and the finer level's misfit decides.
 class FirstGuess {
   public:
-    FirstGuess(int width, int height);
+    FirstGuess(int width, int height, const Threads& threads = Threads());
 
     void setReference(const FrameState& reference);
     /// Sets motion, gain, offset and agreement of a frame, or clears its `used`.
@@ -44,10 +45,20 @@ class FirstGuess {
     /// Sets whether the frame is used, and its agreement.
     void judge(const PyramidLevel& finest, const Candidate& best, FrameState& frame);
 
+    /// Each thread's own, for the levels.
+    struct Fits {
+        explicit Fits(const std::vector<PyramidLevel>& levels) {
+            for (const PyramidLevel& level : levels) ofLevel.emplace_back(level.grid);
+        }
+        std::vector<MotionFit> ofLevel;
+    };
+    MotionFit& fit(int slot, std::size_t level) { return fits_.at(slot, reference_).ofLevel[level]; }
+
     int width_, height_;
+    Threads threads_;
     std::vector<PyramidLevel> reference_;
     std::vector<SplineImage> splines_;
-    std::vector<MotionFit> fits_;
+    PerSlot<Fits> fits_;
     SplineImage known_;  ///< 1 where the reference has values, on the finest grid
 };
 

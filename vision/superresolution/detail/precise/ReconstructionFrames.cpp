@@ -86,7 +86,7 @@ void Reconstruction::placeFrames() {
     reference.runs = sampleRuns(grid_, reference.motion);
     const int count = static_cast<int>(frames_.size());
     if (count == 1) return;
-    FirstGuess guess(grid_.width, grid_.height);
+    FirstGuess guess(grid_.width, grid_.height, options_.threads);
     guess.setReference(reference);
     auto place = [&, placed = 1](int k, int towardsReference) mutable {
         placeFrame(guess, k, towardsReference);
