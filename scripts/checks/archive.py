@@ -140,9 +140,10 @@ def measure(arguments, tree, expected, scratch):
         (part / folder.name).mkdir(parents=True)
         for recording in folder.iterdir():
             os.link(recording, part / folder.name / recording.name)
+    count = len(list(part.glob("*/*")))
     with Clock() as serial:
         serially(arguments, part, scratch / "serial")
-    print(f"serially: {arguments.measure} recordings in {serial.wall:.1f} s, {serial.processor:.1f} s of a processor")
+    print(f"serially: {count} recordings in {serial.wall:.1f} s, {serial.processor:.1f} s of a processor")
     clock, memory = undisturbed(arguments, part, scratch / "calm")
     print(f"{arguments.workers} workers: {clock.wall:.1f} s, {clock.processor:.1f} s of processors: efficiency "
           f"{serial.wall / arguments.workers / clock.wall:.3f} by wall time, {serial.processor / clock.processor:.3f} by "
@@ -196,7 +197,7 @@ def main():
     parser.add_argument("--workers", type=int, default=2)
     parser.add_argument("--size", type=int, nargs=3, default=(32, 24, 5), metavar=("WIDTH", "HEIGHT", "FRAMES"))
     parser.add_argument("--measure", type=int, default=0, metavar="N",
-                        help=f"the efficiency for N recordings, a multiple of {FOLDER_SIZE}, and the driver's memory, too")
+                        help=f"the efficiency for up to N recordings, a multiple of {FOLDER_SIZE}, and the driver's memory, too")
     parser.add_argument("--pause", type=float, default=0.2, help="seconds between looks at the driver's memory")
     parser.add_argument("--seed", type=int, default=1)
     parser.usage = "%(prog)s PROGRAM [OPTION...] [-- ENHANCE_OPTION...]"
