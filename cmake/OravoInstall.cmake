@@ -1,5 +1,5 @@
 # What an installation holds: the library with its headers, CMake package and pkg-config module, the program, and the
-# Python package. Components: library, development, program, python.
+# Python package, and the GStreamer plugin. Components: library, development, program, python, gstreamer.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -77,6 +77,10 @@ if(TARGET oravo-superres)
   install(FILES "${manual}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
   install(FILES tools/completion/oravo-superres.bash RENAME oravo-superres
           DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT program)
+endif()
+
+if(TARGET gstoravosuperres)
+  install(TARGETS gstoravosuperres LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/gstreamer-1.0" COMPONENT gstreamer)
 endif()
 
 # What Python's own tools (importlib.metadata, pip list) read, as pip would write it.

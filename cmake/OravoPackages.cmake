@@ -7,6 +7,9 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # or it would be the first line, the synopsis, of every package
 set(CPACK_COMPONENTS_ALL library development program python)
+if(TARGET gstoravosuperres)
+  list(APPEND CPACK_COMPONENTS_ALL gstreamer)
+endif()
 set(CPACK_VERBATIM_VARIABLES ON)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -54,6 +57,11 @@ oravo_debian_package(program oravo-superres graphics "program"
   "This package contains the program oravo-superres, which enlarges recordings,\nsimulates bursts, measures results, and finds and repairs bad pixels.")
 oravo_debian_package(python python3-oravo-superres python "NumPy package"
   "This package contains the Python package oravo_superres.")
+if(TARGET gstoravosuperres)
+  oravo_debian_package(gstreamer gstreamer1.0-oravosuperres libs "GStreamer plugin"
+    "This package contains the GStreamer element oravosuperres, which enlarges streams of\n16-bit frames.")
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SHLIBDEPS ON)
+endif()
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/triggers")

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian packages: the shared library, the development files, the program, and the NumPy package.
+# Builds the Debian packages: the shared library, the development files, the program, the NumPy package,
+# and the GStreamer plugin.
 #
 #   scripts/package.sh [FOLDER]     where they go; default: out/packages
 #   scripts/package.sh --date       prints the date of the files in them, in seconds, and makes none
@@ -16,7 +17,8 @@ fi
 out=${1:-$root/out/packages}
 build=$root/build-package
 
-need_packages build-essential cmake ninja-build dpkg-dev libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev
+need_packages build-essential cmake ninja-build dpkg-dev libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev \
+    libgstreamer-plugins-base1.0-dev
 
 echo "== Building in $build"
 # Debian's flags for distributed programs; the build type's -O3 comes after their -O2.

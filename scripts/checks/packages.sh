@@ -117,8 +117,14 @@ for host in /build/c_host /build/cpp_host /c_host; do
     echo "$host: the same image"
 done
 
+echo "== the GStreamer plugin"
+apt_inside install "$(built gstreamer1.0-oravosuperres)" gstreamer1.0-tools gstreamer1.0-plugins-base
+inside gst-launch-1.0 -q videotestsrc num-buffers=6 ! video/x-raw,format=GRAY16_LE,width=32,height=24 ! \
+    oravosuperres nuc=true pipeline=float ! filesink location=/images
+inside sh -c '[ "$(stat -c %s /images)" -eq $((6 * 4 * 2 * 32 * 24)) ]'
+
 echo "== removal"
-apt_inside purge oravo-superres python3-oravo-superres liboravo-superresolution-dev liboravo-superresolution0.1
+apt_inside purge gstreamer1.0-oravosuperres oravo-superres python3-oravo-superres liboravo-superresolution-dev liboravo-superresolution0.1
 left=$(traces)
 [ -z "$left" ] || { echo "left behind:"; echo "$left"; exit 1; }
 echo "nothing is left behind"

@@ -1,7 +1,5 @@
 #include "tools/commands/EnhanceSetup.h"
 
-#include <limits>
-
 #include "capi/CameraDescription.h"
 #include "tools/base/Messages.h"
 #include "tools/commands/DefectFiles.h"
@@ -23,13 +21,6 @@ EnhanceParameters withCamera(const EnhanceCommand& command, Findings& findings) 
 }
 
 namespace {
-
-/// What the pipeline does not take for a defect. The vector pipeline takes everything as it is.
-PlausibleRange plausibleFor(const PipelineParameters& parameters) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    if (parameters.kind == PipelineKind::vector) return {-kInfinity, kInfinity};
-    return PlausibleRange::of(parameters.rawCounts);
-}
 
 /// The listed pixels of frames.
 DefectMask defectsOf(const EnhanceCommand& command, cv::Size storedSize, const std::string& frame) {

@@ -101,24 +101,18 @@ class LiveEnhancement {
         const LiveEnhancer::Picture picture = enhancer_.next(frame, name);
         readerHasGone_ = !sink_.write(encoding_.stored(picture.image));
         if (readerHasGone_) return false;
-        report(picture, number);
+        count(picture);
         ++written_;
         return true;
     }
 
-    void report(const LiveEnhancer::Picture& picture, std::size_t number) {
+    void count(const LiveEnhancer::Picture& picture) {
         if (picture.enlarged) {
             ++enlarged_;
             doubtful_ += picture.enlarged->precise && !picture.enlarged->precise->trusted ? 1 : 0;
         }
         repeated_ += picture.origin == LiveEnhancer::Origin::repeated ? 1 : 0;
         interpolated_ += picture.origin == LiveEnhancer::Origin::interpolated ? 1 : 0;
-        std::string doubt;
-        if (!picture.refusal.empty()) doubt = "bicubic enlargement in place of an image: " + picture.refusal;
-        if (picture.enlarged && !picture.enlarged->warning.empty()) doubt = picture.enlarged->warning;
-        // Thirty times a second it would hide everything else.
-        if (!doubt.empty() && !doubted_) findings_.warn(format("frame %zu: ", number) + doubt);
-        doubted_ = !doubt.empty();
     }
 
     void summarise() const {
@@ -154,7 +148,6 @@ class LiveEnhancement {
     LiveEnhancer enhancer_;
     RawSink sink_;
     std::size_t written_ = 0, enlarged_ = 0, repeated_ = 0, interpolated_ = 0, doubtful_ = 0;
-    bool doubted_ = false;  // the frame before
     bool readerHasGone_ = false;
 };
 

@@ -1,18 +1,21 @@
 #include "tools/enhance/LiveEnhancer.h"
 
+#include "tools/base/Messages.h"
 #include "tools/measure/Metrics.h"
 
 namespace oravo::tools {
 
 LiveEnhancer::LiveEnhancer(cv::Size frameSize, const EnhanceParameters& parameters, Findings& findings)
-    : enlargedSize_(frameSize * Pipeline::kFactor),
+    : findings_(findings),
+      enlargedSize_(frameSize * Pipeline::kFactor),
       recording_(rulesFor(parameters, /*every=*/true), findings),
       reconstructor_(makeReconstructor(frameSize, parameters, /*every=*/true, findings, {})) {
 }
 
 LiveEnhancer::Picture LiveEnhancer::next(const ValueFrame& frame, const std::string& name) {
+    ++count_;
     // A camera that sends each frame twice would else show a sharp picture and a soft one in turns.
-    if (!recording_.add(frame, name)) return {shown_, Origin::repeated, std::nullopt, ""};
+    if (!recording_.add(frame, name)) return {shown_, Origin::repeated, std::nullopt};
     Picture picture = pictureOf(frame);
     shown_ = picture.image;
     return picture;
@@ -20,11 +23,14 @@ LiveEnhancer::Picture LiveEnhancer::next(const ValueFrame& frame, const std::str
 
 LiveEnhancer::Picture LiveEnhancer::pictureOf(const ValueFrame& frame) {
     Picture picture;
+    std::string doubt;
     if (recording_.ready()) {
         Refusal refusal;
         picture.enlarged = reconstructor_->run(recording_.latest(), refusal);
-        picture.refusal = refusal.reason;
+        doubt = picture.enlarged ? picture.enlarged->warning
+                                 : "bicubic enlargement in place of an image: " + refusal.reason;
     }
+    sayDoubt(doubt);
     if (picture.enlarged) {
         picture.origin = Origin::enlarged;
         picture.image = picture.enlarged->image;
@@ -32,6 +38,12 @@ LiveEnhancer::Picture LiveEnhancer::pictureOf(const ValueFrame& frame) {
         picture.image = bicubic(repaired(frame.plausible), enlargedSize_);
     }
     return picture;
+}
+
+/// Thirty times a second it would hide everything else.
+void LiveEnhancer::sayDoubt(const std::string& doubt) {
+    if (!doubt.empty() && !doubted_) findings_.warn(format("frame %zu: ", count_ - 1) + doubt);
+    doubted_ = !doubt.empty();
 }
 
 }  // namespace oravo::tools

@@ -24,12 +24,10 @@ class LiveEnhancer {
         cv::Mat_<float> image;  ///< NaN where there is no value
         Origin origin = Origin::interpolated;
         std::optional<Enlarged> enlarged;  ///< of an enlarged one
-        std::string
-            refusal;  ///< why there is no enlarged one, in words for the user; empty before a window is full
     };
 
     /// Throws UserError for parameters that the library refuses.
-    /// @param findings  has to outlive this object
+    /// @param findings  gets what is found wrong, of what recurs from frame to frame the first; has to outlive this object
     LiveEnhancer(cv::Size frameSize, const EnhanceParameters& parameters, Findings& findings);
 
     /// @param name  of the frame, for messages
@@ -40,11 +38,15 @@ class LiveEnhancer {
 
   private:
     Picture pictureOf(const ValueFrame& frame);
+    void sayDoubt(const std::string& doubt);
 
+    Findings& findings_;
     cv::Size enlargedSize_;
     Recording recording_;
     std::unique_ptr<Reconstructor> reconstructor_;
     cv::Mat_<float> shown_;  // the latest picture
+    std::size_t count_ = 0;  // of frames
+    bool doubted_ = false;   // the latest picture
 };
 
 }  // namespace oravo::tools

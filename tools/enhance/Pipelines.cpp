@@ -1,6 +1,7 @@
 #include "tools/enhance/Pipelines.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "support/Exception.h"
 #include "tools/base/MemoryCheck.h"
@@ -95,6 +96,12 @@ void requireUsableSize(cv::Size size, const PipelineParameters& p, const std::st
                             "%dx%d leaves a column out",
                             size.width - 1, size.height));
     }
+}
+
+PlausibleRange plausibleFor(const PipelineParameters& p) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    if (p.kind == PipelineKind::vector) return {-kInfinity, kInfinity};
+    return PlausibleRange::of(p.rawCounts);
 }
 
 std::unique_ptr<Pipeline> makePipeline(cv::Size size, const PipelineParameters& p) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/values/PlausibleRange.h"
 #include "vision/superresolution/Defaults.h"
 #include "vision/superresolution/detail/choice/WindowPipeline.h"
 
@@ -49,6 +50,9 @@ void settlePipeline(PipelineParameters& parameters);
 /// Throws UserError, naming the first frame, for frames of a size that the pipeline, with its parameters settled, cannot
 /// align or enlarge.
 void requireUsableSize(cv::Size size, const PipelineParameters& parameters, const std::string& name);
+
+/// What the pipeline does not take for a defect. The vector pipeline takes everything as it is.
+PlausibleRange plausibleFor(const PipelineParameters& parameters);
 
 /// A pipeline of five frames. Throws what the library throws for parameters that it refuses. The parameters have to be
 /// settled.
