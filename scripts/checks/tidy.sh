@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # clang-tidy over sources, by the rules in .clang-tidy: all but tests and benchmarks, or those that a change touches
 #
-#   scripts/check.sh tidy                    all of capi, support, vision, tools and fuzz
+#   scripts/check.sh tidy                    all of capi, support, vision, tools, gstreamer and fuzz
 #   scripts/check.sh tidy FILE_PATTERN       those whose path has the pattern, a regular expression
 #   scripts/check.sh tidy --since COMMIT     those that differ from a commit, themselves or by a header of the same name
 set -euo pipefail
@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
 
 need_packages $test_packages clang-14 clang-tidy-14 clang-tools-14 git
-folders='(capi|support|vision|tools|fuzz)'
+folders='(capi|support|vision|tools|gstreamer|fuzz)'
 pattern=${1:-$PWD/$folders/.*[.]cpp}
 if [ "${1:-}" = --since ]; then
     mapfile -t changed < <({ git -c safe.directory="$PWD" diff --name-only --diff-filter=d "$2" --

@@ -117,10 +117,12 @@ std::optional<Enlarged> WindowRunner::run(const Frames& pool, Refusal& refusal) 
     return result;
 }
 
-/// Looks at images that share no frame, until a pattern was found: looking takes as long as an image.
+/// Looks at images that share no frame, until a pattern was found: looking takes longer than an image. So it becomes rarer,
+/// and less than one image in a hundred of a stream is late for it.
 void WindowRunner::lookForPattern(const Enlarged& enlarged) {
-    if (patternSaid_ || (patternAskedAt_ && enlarged.newest < *patternAskedAt_ + kFull)) return;
-    patternAskedAt_ = enlarged.newest;
+    if (patternSaid_ || enlarged.newest < nextLook_) return;
+    nextLook_ = enlarged.newest + lookPause_;
+    lookPause_ = std::min(4 * lookPause_, 64 * kFull);
     const std::optional<FixedPattern> found =
         FixedPattern::in(enlarged.inputs, enlarged.shifts, enlarged.image, parameters_.psfSigma);
     if (!found) return;

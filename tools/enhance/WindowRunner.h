@@ -80,7 +80,9 @@ class WindowRunner final : public Reconstructor {
     Findings& findings_;
     FindOnce findOnce_;
     bool patternSaid_ = false;
-    std::optional<std::size_t> patternAskedAt_;  // newest frame of the image that was looked at last
+    std::size_t nextLook_ = 0;  // newest frame of the image that is looked at next
+    std::size_t lookPause_ =
+        static_cast<std::size_t>(Enhancer::kWindowSize);  // frames until the one after it
 };
 
 }  // namespace oravo::tools

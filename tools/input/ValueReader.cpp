@@ -24,7 +24,7 @@ ValueFrame ValueReader::read(const cv::Mat& stored, std::size_t number, const st
     correction_.takeOffPattern(values, wantsSignedCounts_);
     if (wantsSignedCounts_) signedCounts(values, name);
     defects_.takeOut(values, wantsSignedCounts_);
-    const ValueFrame frame = outside_.take(values, number, name);
+    ValueFrame frame = outside_.take(values, number, name);
     if (number == 0 && frame.allOutside()) {
         throw inputError(name + ": all pixels lie outside " + outside_.rangeText() +
                          ", the most extreme is " + outside_.extremeText() + "; " + remedy());
