@@ -54,7 +54,7 @@ echo "$images images; resident memory ${early:-?} kB after 5 s, ${late:-?} kB at
 
 echo "== latency of the element at 320 x 240, 30 Hz, float"
 record 320 240 "$work/320"
-for _ in 1 2 3 4 5; do cat "$work/320"; done | GST_TRACERS="latency(flags=element)" GST_DEBUG=GST_TRACER:7 \
+for _ in $(seq 10); do cat "$work/320"; done | GST_TRACERS="latency(flags=element)" GST_DEBUG=GST_TRACER:7 \
     GST_DEBUG_NO_COLOR=1 gst-launch-1.0 -q fdsrc ! \
     rawvideoparse format=gray16-le width=320 height=240 framerate=30/1 ! clocksync ! \
     oravosuperres scale=0.01 offset=-273.15 pipeline=float ! fakesink 2>"$work/trace"
