@@ -32,7 +32,7 @@ G_DEFINE_TYPE(OravoSuperres, oravo_superres, GST_TYPE_VIDEO_FILTER)
 
 constexpr char kCaps[] = GST_VIDEO_CAPS_MAKE("GRAY16_LE");
 
-enum Property { kNone, kScale, kOffset, kNuc, kGuard, kPipeline };
+enum Property { kNone, kScale, kOffset, kNuc, kGuard, kPipeline, kThreads };
 
 OravoSuperres* self(gpointer object) {
     return static_cast<OravoSuperres*>(object);
@@ -68,6 +68,9 @@ void setProperty(GObject* object, guint property, const GValue* value, GParamSpe
         case kGuard:
             options.guarded = g_value_get_boolean(value) != FALSE;
             break;
+        case kThreads:
+            options.threads = g_value_get_int(value);
+            break;
         case kPipeline:
             options.kind = static_cast<tools::PipelineKind>(g_value_get_enum(value));
             break;
@@ -92,6 +95,9 @@ void getProperty(GObject* object, guint property, GValue* value, GParamSpec* spe
             break;
         case kGuard:
             g_value_set_boolean(value, options.guarded ? TRUE : FALSE);
+            break;
+        case kThreads:
+            g_value_set_int(value, options.threads);
             break;
         case kPipeline:
             g_value_set_enum(value, static_cast<int>(options.kind));
@@ -213,6 +219,11 @@ void installProperties(GObjectClass* object) {
                               "How images are computed: float keeps pace with a camera, precise makes the "
                               "best image",
                               pipelineType(), static_cast<int>(defaults.kind), kFlags));
+    install(kThreads,
+            g_param_spec_int("threads", "Threads",
+                             "Threads that share the work on one image, of the precise and the float "
+                             "pipeline; 0: one on each processor",
+                             0, vision::SrPrecise::kMaxThreads, defaults.threads, kFlags));
     gst_type_mark_as_plugin_api(pipelineType(), static_cast<GstPluginAPIFlags>(0));
 }
 

@@ -15,6 +15,7 @@ tools::EnhanceParameters parametersFor(const FilterOptions& options, cv::Size si
     parameters.kind = options.kind;
     parameters.rawCounts = options.rawCounts;
     parameters.guarded = options.guarded;
+    parameters.threads = options.threads;
     tools::settlePipeline(parameters);
     tools::requireUsableSize(size, parameters, "caps");
     return parameters;

@@ -16,6 +16,7 @@ struct FilterOptions {
     tools::PipelineKind kind = tools::PipelineParameters().kind;
     bool rawCounts = false;
     bool guarded = tools::EnhanceParameters().guarded;
+    int threads = tools::PipelineParameters().threads;
     tools::Decode decode;
 };
 

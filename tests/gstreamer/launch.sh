@@ -9,7 +9,7 @@ cd "$work"
 
 gst-inspect-1.0 oravosuperres >manual 2>complaints
 [ ! -s complaints ] || { cat complaints; exit 1; }
-for property in scale offset nuc guard pipeline; do grep -qE "^  $property +:" manual || { cat manual; exit 1; }; done
+for property in scale offset nuc guard pipeline threads; do grep -qE "^  $property +:" manual || { cat manual; exit 1; }; done
 
 # Eight frames of a pattern that moves by fractions of a pixel, as raw file and with rows as GStreamer has them, which begin
 # at multiples of four bytes.
@@ -39,6 +39,7 @@ agree "$decode" "$decoding" 64x48
 for pipeline in float vector reference; do
     agree "$decode --pipeline $pipeline" "$decoding pipeline=$pipeline" 64x48
 done
+agree "$decode --pipeline float --threads 2" "$decoding pipeline=float threads=2" 64x48
 agree "--scale 0.4 --nuc --no-guard --pipeline float" "scale=0.4 nuc=true guard=false pipeline=float" 64x48
 record 63 47
 agree "$decode --pipeline float" "$decoding pipeline=float" 63x47
