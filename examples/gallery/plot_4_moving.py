@@ -16,7 +16,8 @@ still = scene.picture()
 moved = scene.shifts(9)
 frames, truths = [], []
 for i, shift in enumerate(moved):
-    values = np.where((x - 20 - 10 * i) ** 2 + (y - 52) ** 2 < 49, 38, still)
+    values = np.where((x - 20 - 10 * i) ** 2 + (y - 52) ** 2 < 49, 38.0, still)
+    values = scene.softened(values)
     frames.append(scene.taken(values, [shift], seed=i)[0])
     truths.append(scene.truth(values))
 

@@ -10,7 +10,8 @@ BLUR = 0.683  # the camera's, optics and pixel together, in pixels of the enlarg
 
 
 def picture():
-    """Degrees Celsius: bars that get finer than a pixel, a warm disc, a slanted edge, and a hot spot."""
+    """Degrees Celsius: bars that get finer than a pixel, a warm disc, a slanted edge, and a hot spot. Softened, so that the
+    grid of the enlarged image can hold what there is."""
     y, x = np.mgrid[0:HEIGHT * FINE, 0:WIDTH * FINE] / FINE
     values = 20 + 4 * x / WIDTH
     for i, period in enumerate((6.0, 4.0, 3.0, 2.4, 2.0, 1.6)):
@@ -18,7 +19,12 @@ def picture():
         values = np.where(inside & (np.floor(2 * x / period) % 2 == 0), values + 10, values)
     values = np.where((x - 34) ** 2 + (y - 66) ** 2 < 18 ** 2, 30 + 3 * np.cos(x) * np.cos(0.7 * y), values)
     values = np.where((x - 80 + 0.2 * y > 0) & (y > 46), values + 6, values)
-    return np.where((x - 108) ** 2 + (y - 70) ** 2 < 1.5 ** 2, 45, values)
+    return softened(np.where((x - 108) ** 2 + (y - 70) ** 2 < 1.5 ** 2, 45, values))
+
+
+def softened(values, sigma=0.5):
+    """Blurred by so many pixels of the enlarged image."""
+    return gaussian_filter(values, sigma * FINE / 2, mode="nearest")
 
 
 def shifts(count, seed=1):
@@ -30,7 +36,7 @@ def shifts(count, seed=1):
 
 def taken(values, moved, noise=0.1, blur=BLUR, seed=1):
     """Frames of the scene as a camera takes them that moves so far: frame(p + d) = scene(p)."""
-    soft = gaussian_filter(values, blur * FINE / 2, mode="nearest")
+    soft = softened(values, blur)
     random = np.random.default_rng(seed)
     y, x = np.mgrid[0:HEIGHT, 0:WIDTH]
     places = [((y - dy + 0.5) * FINE - 0.5, (x - dx + 0.5) * FINE - 0.5) for dx, dy in moved]
@@ -39,8 +45,9 @@ def taken(values, moved, noise=0.1, blur=BLUR, seed=1):
 
 
 def truth(values):
-    """The sharp scene at the places of the enlarged image's pixels."""
-    return gaussian_filter(values, 0.3 * FINE / 2).reshape(2 * HEIGHT, FINE // 2, 2 * WIDTH, FINE // 2).mean((1, 3))
+    """The scene at the places of the enlarged image's pixels."""
+    y, x = (np.mgrid[0:2 * HEIGHT, 0:2 * WIDTH] + 0.5) * FINE / 2 - 0.5
+    return map_coordinates(values, (y, x), order=3, mode="nearest")
 
 
 def bicubic(frame):
