@@ -21,6 +21,7 @@ constexpr SolverLimits kDraft{1, 7, 1e-3};
 constexpr SolverLimits kPatternDraft{1, 10, 1e-3};
 constexpr int kPatternRounds = 6;
 constexpr double kPatternSmoothness = 8.0;
+constexpr double kWeakPattern = 5.0;  ///< root mean square, over the noise, up to which a pattern is weak
 constexpr SolverLimits kSecondChance{3, 8, 1e-3};
 constexpr float kForgiveness = 5.0f;   ///< of misfits, while values get a second chance
 constexpr double kStillChange = 0.05;  ///< of the noise: the final image has converged when it moves less
@@ -99,6 +100,14 @@ bool Reconstruction::updatePattern() {
     return found;
 }
 
+/// Whether what may be left of the pattern is lost in the noise; else it would pass for detail that drafts have missed.
+bool Reconstruction::patternIsWeak() const {
+    double squares = 0.0;
+    for (const float value : pattern_.values()) squares += static_cast<double>(value) * value;
+    const double most = kWeakPattern * medianScale(frames_);
+    return squares <= most * most * static_cast<double>(pattern_.values().size());
+}
+
 void Reconstruction::dropDeadPixels() {
     if (!options_.findDeadPixels || !sceneMoves()) return;
     const std::vector<std::size_t> found = findDeadPixels(grid_, frames_);
@@ -162,6 +171,11 @@ void Reconstruction::findSensorFaults() {
         solve(kPatternSmoothness * strength(), kPatternDraft);
         measure();
     }
+    if (pattern_.values().size() != 0 && patternIsWeak()) {
+        // Fine detail misfits that smooth image, and would lose its weight.
+        solve(strength(), kDraft);
+        measure();
+    }
     dropDeadPixels();
     weighByMisfit(grid_, frames_, 1.0f, options_.threads);
 }
@@ -170,7 +184,7 @@ void Reconstruction::makeImage() {
     double change = kLeastChange;
     for (const FrameState& frame : frames_)
         change = std::max(change, frame.used ? kStillChange * frame.scale : 0.0);
-    if (pattern_.values().size() == 0) giveSecondChance();
+    if (patternIsWeak()) giveSecondChance();
     solve(withheld_.strength, {kFinalFreezes, kFinalSteps, std::min(change, 1e-3)});
     measure();
     solver_.sensitivity(frames_, sensitivity_);

@@ -81,6 +81,7 @@ class Reconstruction {
                       const Buffer<float>& trust, const Buffer<float>& values) const;
     void measure();
     bool updatePattern();
+    bool patternIsWeak() const;
     void dropDeadPixels();
     void leaveOut(const std::vector<std::size_t>& pixels);
     void hideKnownDead();
