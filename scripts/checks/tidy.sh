@@ -3,7 +3,9 @@
 #
 #   scripts/check.sh tidy                    all of capi, support, vision, tools, gstreamer and fuzz
 #   scripts/check.sh tidy FILE_PATTERN       those whose path has the pattern, a regular expression
-#   scripts/check.sh tidy --since COMMIT     those that differ from a commit, themselves or by a header of the same name
+#   scripts/check.sh tidy --since COMMIT [MOST]
+#                                            those that differ from a commit, themselves or by a header of the same name; of
+#                                            more than MOST, those that changed last
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
@@ -12,17 +14,19 @@ need_packages $test_packages clang-14 clang-tidy-14 clang-tools-14 git
 folders='(capi|support|vision|tools|gstreamer|fuzz)'
 pattern=${1:-$PWD/$folders/.*[.]cpp}
 if [ "${1:-}" = --since ]; then
-    mapfile -t changed < <({ git -c safe.directory="$PWD" diff --name-only --diff-filter=d "$2" --
-        git -c safe.directory="$PWD" ls-files --others --exclude-standard; } |
-        grep -E "^$folders/.*[.](cpp|h)$" | sed 's/[.]h$/.cpp/' | sort -u)
+    mapfile -t changed < <({ git -c safe.directory="$PWD" ls-files --others --exclude-standard
+        git -c safe.directory="$PWD" diff --name-only --diff-filter=d HEAD --
+        git -c safe.directory="$PWD" log --format= --name-only "$2"..HEAD; } |
+        grep -E "^$folders/.*[.](cpp|h)$" | sed 's/[.]h$/.cpp/' | awk '!seen[$0]++')
     names=()
     for source in "${changed[@]}"; do
-        if [ -f "$source" ]; then names+=("${source//./[.]}"); fi
+        if [ -f "$source" ] && [ "${#names[@]}" -lt "${3:-${#changed[@]}}" ]; then names+=("${source//./[.]}"); fi
     done
     if [ "${#names[@]}" -eq 0 ]; then
         echo "== no source differs from $2"
         exit 0
     fi
+    echo "== ${#names[@]} of ${#changed[@]} sources that changed since $2"
     pattern="$PWD/($(IFS='|' && echo "${names[*]}"))\$"
 fi
 cmake -S . -B build-tidy -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER=clang-14 \
