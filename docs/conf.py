@@ -7,6 +7,7 @@ from pathlib import Path
 
 from docutils import nodes
 from docutils.utils.math import latex2mathml
+from sphinx_gallery.sorting import FileNameSortKey
 
 ROOT = Path(__file__).resolve().parent.parent
 sys.path[:0] = [str(ROOT / "python"), str(ROOT / "examples" / "gallery")]
@@ -40,6 +41,7 @@ autodoc_typehints = "signature"
 sphinx_gallery_conf = {
     "examples_dirs": str(ROOT / "examples" / "gallery"),
     "gallery_dirs": "gallery",
+    "within_subsection_order": FileNameSortKey,
     "ignore_pattern": r"scene\.py$",
     "download_all_examples": False,
     "min_reported_time": 1e9,
