@@ -85,12 +85,13 @@ class Methods:
         return self._learnt(burst, "precise")
 
     def _learnt(self, burst, pipeline):
-        """Given the pattern that `pattern learn` finds in recordings of other scenes."""
+        """Given the pattern that `pattern learn` finds in recordings of other scenes; where it finds none, without."""
         def found(folder):
-            self._tool("pattern", "learn", *_recorded(burst, folder, scenes=2, frames=24), "-o", f"{folder}/pattern.tif")
-            return f"{folder}/pattern.tif"
+            pattern = f"{folder}/pattern.tif"
+            self._tool("pattern", "learn", *_recorded(burst, folder, scenes=2, frames=24), "-o", pattern, also=4)
+            return ("--fixed-pattern", pattern) if os.path.exists(pattern) else ()
         known = self._once("learnt", found)
-        return self._enhanced(burst, "--fixed-pattern", known, *_all(burst, pipeline), pipeline=pipeline)
+        return self._enhanced(burst, *known, *_all(burst, pipeline), pipeline=pipeline)
 
     def float_measured(self, burst):
         return self._measured(burst, "float")
@@ -115,10 +116,10 @@ class Methods:
             self._known[name] = folder, find(folder.name)
         return self._known[name][1]
 
-    def _tool(self, *arguments):
-        """Standard output of the program."""
+    def _tool(self, *arguments, also=0):
+        """Standard output of the program, which may end with 0 or this code."""
         done = subprocess.run([self._program, *arguments], capture_output=True, text=True)
-        if done.returncode != 0:
+        if done.returncode not in (0, also):
             raise RuntimeError(f"{' '.join(arguments[:2])} failed with {done.returncode}: {done.stderr}")
         return done.stdout
 
