@@ -1,7 +1,7 @@
 # Shared by the scripts beside it: source it, do not run it.
 
 # What building and testing everything takes.
-test_packages="build-essential cmake ninja-build libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev
+test_packages="build-essential file cmake ninja-build libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev
     nlohmann-json3-dev libgtest-dev libbenchmark-dev ffmpeg pkg-config python3-numpy python3-scipy python3-pytest python3-pip
     python3-setuptools python3-wheel python3-distributed"
 # For streams.
