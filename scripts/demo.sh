@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib.sh
 
-need_packages build-essential cmake ninja-build libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev
+need_packages $program_packages
 
 echo "== building into $release_tree/"
 build_release oravo-superres

@@ -6,7 +6,7 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/scripts/lib.sh"
 
-need_packages build-essential cmake ninja-build libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev python3-numpy python3-pil
+need_packages $program_packages python3-numpy python3-pil
 
 cd "$root"
 build_release oravo-superres

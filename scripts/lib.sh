@@ -1,11 +1,11 @@
 # Shared by the scripts beside it: source it, do not run it.
 
-# What building and testing everything takes.
-test_packages="build-essential file cmake ninja-build libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev
-    nlohmann-json3-dev libgtest-dev libbenchmark-dev ffmpeg pkg-config python3-numpy python3-scipy python3-pytest python3-pip
-    python3-setuptools python3-wheel python3-distributed"
-# For streams.
-test_packages+=" libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base"
+# What building takes: the library, the program too, and everything with its tests.
+library_packages="build-essential cmake ninja-build libopencv-dev libtbb-dev"
+program_packages="$library_packages libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev"
+test_packages="$program_packages file libgtest-dev libbenchmark-dev ffmpeg pkg-config python3-numpy python3-scipy python3-pytest
+    python3-pip python3-setuptools python3-wheel python3-distributed
+    libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base"
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

@@ -17,8 +17,7 @@ fi
 out=${1:-$root/out/packages}
 build=$root/build-package
 
-need_packages build-essential file cmake ninja-build dpkg-dev libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev \
-    libgstreamer-plugins-base1.0-dev
+need_packages $program_packages file dpkg-dev libgstreamer-plugins-base1.0-dev
 
 echo "== Building in $build"
 # Debian's flags for distributed programs; the build type's -O3 comes after their -O2.

@@ -11,7 +11,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib.sh
 
-need_packages build-essential cmake ninja-build libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev \
+need_packages $program_packages \
     python3-numpy python3-scipy python3-pil
 if [ "$#" -gt 0 ] && [[ $1 != -* ]]; then
     build=$1

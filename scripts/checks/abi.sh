@@ -14,7 +14,7 @@ describe() { # LIBRARY OUT: without what depends on places or on the compiler's 
         --exported-interfaces-only --type-id-style hash --no-show-locs --no-corpus-path --no-comp-dir-path "$1" >"$2"
 }
 
-need_packages build-essential cmake ninja-build libopencv-dev libtbb-dev abigail-tools xz-utils
+need_packages $library_packages abigail-tools xz-utils
 
 cd "$root"
 build_in "$build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS=-g -DCMAKE_CXX_FLAGS=-g \

@@ -9,7 +9,7 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 source "$root/scripts/lib.sh"
-need_packages build-essential cmake pkg-config libopencv-dev libtbb-dev libtiff-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev python3-numpy python3-pil git
+need_packages $program_packages pkg-config python3-numpy python3-pil git
 build=${1:+$(realpath "$1")}
 guides=$(printf 'docs/guides/%s.md ' first-image inspector camera-maker python researcher c cpp live)
 

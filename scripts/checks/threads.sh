@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
-need_packages build-essential cmake ninja-build libopencv-dev libtbb-dev libgtest-dev
+need_packages $library_packages libgtest-dev
 
 build_in build-tsan -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS="-fsanitize=thread -g1" -DORAVO_BUILD_TOOLS=OFF \
     -DORAVO_BUILD_BENCHMARKS=OFF -- oravo_tests
