@@ -40,11 +40,13 @@ void addFrame(benchmark::State& state) {
 }
 
 /// What a frame costs once the window is full: intake and run.
-template <class Pipeline>
-void intakeAndRun(benchmark::State& state) {
+/// @param setUp  what is to be set of the pipeline beforehand
+template <class Pipeline, class SetUp>
+void intakeAndRun(benchmark::State& state, SetUp setUp) {
     Workload load(state);
     const QuietOutput quiet;
     Pipeline pipeline(load.width, load.height, kFrames, kFactor);
+    setUp(pipeline);
     for (const Image& frame : load.frames) pipeline.addFrame(frame);
     Image out(2 * load.height, 2 * load.width);
     std::size_t next = 0;
@@ -53,6 +55,12 @@ void intakeAndRun(benchmark::State& state) {
         if (pipeline.computeSR(out) < 1.0f) state.SkipWithError("computeSR failed");
     }
 }
+
+template <class Pipeline>
+void intakeAndRun(benchmark::State& state) {
+    intakeAndRun<Pipeline>(state, [](Pipeline&) {});
+}
+
 void pipelineFloat(benchmark::State& state) {
     intakeAndRun<vision::SrFloat<vision::SrFloatRegistration2>>(state);
 }
@@ -105,18 +113,10 @@ void precise(benchmark::State& state) {
 
 /// What a frame costs the float pipeline by so many threads.
 void floatThreads(benchmark::State& state) {
-    Workload load(state);
-    const QuietOutput quiet;
-    vision::SrFloat<vision::SrFloatRegistration2> pipeline(load.width, load.height, kFrames, kFactor);
-    pipeline.setReferenceIndex(3);
-    pipeline.setThreads(static_cast<int>(state.range(2)));
-    for (const Image& frame : load.frames) pipeline.addFrame(frame);
-    Image out(2 * load.height, 2 * load.width);
-    std::size_t next = 0;
-    for (auto _ : state) {
-        pipeline.addFrame(load.frames[next++ % kFrames]);
-        if (pipeline.computeSR(out) < 1.0f) state.SkipWithError("computeSR failed");
-    }
+    intakeAndRun<vision::SrFloat<vision::SrFloatRegistration2>>(state, [&](auto& pipeline) {
+        pipeline.setReferenceIndex(3);
+        pipeline.setThreads(static_cast<int>(state.range(2)));
+    });
 }
 
 /// The same of the precise engine.

@@ -39,7 +39,11 @@ class Methods:
         if last.isdigit():
             name, burst = kind, burst.last(int(last))
         start = time.perf_counter()
-        result = getattr(self, name.replace("-", "_"))(burst)
+        pipeline, _, known = name.partition("-")
+        if known in ("listed", "learnt", "measured"):  # of the sensor, beforehand
+            result = getattr(self, f"_{known}")(burst, pipeline)
+        else:
+            result = getattr(self, name.replace("-", "_"))(burst)
         result.facts["seconds"] = round(time.perf_counter() - start, 3)
         return result
 
@@ -62,12 +66,6 @@ class Methods:
     def precise(self, burst):
         return self._enhanced(burst, *_all(burst, "precise"), pipeline="precise")
 
-    def float_listed(self, burst):
-        return self._listed(burst, "float")
-
-    def precise_listed(self, burst):
-        return self._listed(burst, "precise")
-
     def _listed(self, burst, pipeline):
         """Given what `defects detect` lists of a recording of another scene."""
         def found(folder):
@@ -78,12 +76,6 @@ class Methods:
         result.facts["listed"] = len(Path(known).read_text().splitlines()) - 2
         return result
 
-    def float_learnt(self, burst):
-        return self._learnt(burst, "float")
-
-    def precise_learnt(self, burst):
-        return self._learnt(burst, "precise")
-
     def _learnt(self, burst, pipeline):
         """Given the pattern that `pattern learn` finds in recordings of other scenes; where it finds none, without."""
         def found(folder):
@@ -92,12 +84,6 @@ class Methods:
             return ("--fixed-pattern", pattern) if os.path.exists(pattern) else ()
         known = self._once("learnt", found)
         return self._enhanced(burst, *known, *_all(burst, pipeline), pipeline=pipeline)
-
-    def float_measured(self, burst):
-        return self._measured(burst, "float")
-
-    def precise_measured(self, burst):
-        return self._measured(burst, "precise")
 
     def _measured(self, burst, pipeline):
         """Given the blur that `measure blur` finds in a frame of an edge."""
