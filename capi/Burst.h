@@ -74,7 +74,7 @@ enum oravo_burst_status {
     /** Another call on this burst is under way, on another thread or around this callback. Wait for its end, or give
      * each thread a burst of its own. */
     ORAVO_BURST_BUSY = -7,
-    /** The pipeline does not tell this, or the options left it out. Choose another pipeline or other options. */
+    /** The pipeline does not give this, or the options left it out. Choose another pipeline or other options. */
     ORAVO_BURST_UNAVAILABLE = -8,
     /** The frame, or one of the frames held, cannot be used; the text says which and why. By oravo_burst_add(): it was
      * not taken in; go on with the next one. By oravo_burst_reconstruct(): add other frames, or use the precise
@@ -160,7 +160,7 @@ typedef struct oravo_burst_options {
     int threads;
 } oravo_burst_options;
 
-/** What is known about a frame after a run. What the pipeline does not tell is NaN. */
+/** What is known about a frame after a run. What the pipeline does not give is NaN. */
 typedef struct oravo_burst_frame {
     int used;         /**< 1 when the frame takes part, else 0 */
     double dx;        /**< displacement in pixels of the frames, to the right: frame(p + d) = reference(p) */

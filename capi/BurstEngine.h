@@ -39,7 +39,7 @@ struct BurstFigure {
     double value;
 };
 
-/// An image and what is known about it. What the pipeline does not tell is empty.
+/// An image and what is known about it. What the pipeline does not give is empty.
 struct BurstResult {
     cv::Mat_<float> image, deviation, weight;
     bool knowsSensor = false;  ///< its pattern, which is empty where none was found, and its dead pixels

@@ -254,7 +254,7 @@ class Burst(Owner):
             warnings=self.warnings())
 
     def _array(self, name: str, shape: Tuple[int, int], kind: Any) -> Any:
-        """What a function writes; None where the pipeline does not tell it."""
+        """What a function writes; None where the pipeline does not give it."""
         out = np.empty(shape, kind)
         with _unless_unavailable() as known:
             self._call(name, out.ctypes.data, 0)

@@ -13,7 +13,7 @@ FloatImage = npt.NDArray[np.float32]
 
 @dataclass(frozen=True, eq=False)
 class FrameInfo:
-    """What was found out about one frame. What the pipeline does not tell is NaN.
+    """What was found out about one frame. What the pipeline does not give is NaN.
 
     Attributes:
         used: whether the frame takes part.
