@@ -172,55 +172,67 @@ def rotated(gallery, degrees):
     return folder
 
 
+def solver_sections(gallery, plain):
+    noisy = gallery.burst("noisy", noise=1)
+    gallery.series("tv-weight", "TV weight", "Frames with 1 K of noise. The larger `--tv-weight`, the more the "
+                   "data count against smoothness.", noisy, "tv_weight", [400, 100, 30, 10])
+    gallery.series("psf-sigma", "Point-spread function", "Frames blurred with 0.683 high pixels; the solver is "
+                   "given `--psf-sigma`. Too little leaves the image soft, too much rings.", plain, "psf_sigma",
+                   [0.35, 0.55, 0.683, 0.85, 1.1])
+    gallery.series("iterations", "Iterations", "`--iterations`, with `--relative-residue 2e-6` so that nothing "
+                   "else stops the solver.", plain, "iterations", [1, 2, 4, 8, 16], {"relative_residue": 2e-6})
+    gallery.series("relative-residue", "Relative residue", "`--relative-residue`, with `--iterations 30` so that "
+                   "the number of steps does not stop the solver.", plain, "relative_residue",
+                   [0.05, 0.02, 0.007, 0.003, 0.001], {"iterations": 30})
+    gallery.grid("Noise", "What noise asks of TV weight and relative residue (with `--iterations 30`). The "
+                 "defaults, 400 and 0.007, are a middle; bicubic enlargement of one frame beside them.",
+                 [0.05, 0.5, 1, 3], [(400, 0.001), (400, 0.007), (100, 0.007), (30, 0.007), (10, 0.007)])
+
+
+def motion_sections(gallery, plain):
+    crossed = with_intruder(gallery, plain)
+    gallery.strip("registration-error", "Registration error", "A warm disc crosses the scene while the camera "
+                  "moves; its copies are averaged in where `--registration-error` lets them.",
+                  [(f"{error}", "", gallery.enhance(crossed, registration_error=error)[0])
+                   for error in (0.00001, 0.0001, 0.001, 1)], detail=(180, 130, 130, 72))
+    still = gallery.burst("still", shifts="0,0;0,0;0,0;0,0;0,0")
+    whole = gallery.burst("whole", shifts="1,0;0,0;-1,2;0,-1;2,1")
+    gallery.strip("displacement", "Displacement", "Five frames without displacement, displaced by whole pixels, "
+                  "and by fractions of a pixel. Only fractions bring detail.",
+                  [(label, *reversed(gallery.enhance(burst))) for label, burst in
+                   (("none", still), ("whole pixels", whole), ("fractions", plain))])
+    gallery.strip("rotation", "Rotation", "Frames that turn from one to the next by so many degrees. The model "
+                  "knows displacements only.",
+                  [(f"{degrees}", *reversed(gallery.enhance(rotated(gallery, degrees))))
+                   for degrees in (0, 0.25, 1, 3)])
+
+
+def value_sections(gallery, plain):
+    gallery.page += ["## Drift", "", "The first burst, with so many degrees more from each frame to the next.", ""]
+    gallery.page += gallery.table([(f"{step} K", gallery.enhance(drifting(gallery, plain, step))[1])
+                                   for step in (0, 0.05, 0.2, 0.5, 1, 2)])
+    defective = gallery.burst("defective", defects=300)
+    repaired, figure = gallery.enhance(defective)
+    frame = read(defective / "frame_001.tif").repeat(2, 0).repeat(2, 1)
+    gallery.strip("defects", "Defective pixels", "300 of 19200 pixels carry a status code instead of a value, at "
+                  "the same places in every frame.",
+                  [("reference frame", "", frame), ("enlarged", figure, repaired)],
+                  detail=(0, 0, 210, 110), span=(0, 42))
+
+
 def main(program, docs):
     folder = docs / "gallery"
     folder.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as scratch:
         gallery = Gallery(program, folder, Path(scratch))
         plain = gallery.comparison()
-        noisy = gallery.burst("noisy", noise=1)
-        gallery.series("tv-weight", "TV weight", "Frames with 1 K of noise. The larger `--tv-weight`, the more the "
-                       "data count against smoothness.", noisy, "tv_weight", [400, 100, 30, 10])
-        gallery.series("psf-sigma", "Point-spread function", "Frames blurred with 0.683 high pixels; the solver is "
-                       "given `--psf-sigma`. Too little leaves the image soft, too much rings.", plain, "psf_sigma",
-                       [0.35, 0.55, 0.683, 0.85, 1.1])
-        gallery.series("iterations", "Iterations", "`--iterations`, with `--relative-residue 2e-6` so that nothing "
-                       "else stops the solver.", plain, "iterations", [1, 2, 4, 8, 16], {"relative_residue": 2e-6})
-        gallery.series("relative-residue", "Relative residue", "`--relative-residue`, with `--iterations 30` so that "
-                       "the number of steps does not stop the solver.", plain, "relative_residue",
-                       [0.05, 0.02, 0.007, 0.003, 0.001], {"iterations": 30})
-        gallery.grid("Noise", "What noise asks of TV weight and relative residue (with `--iterations 30`). The "
-                     "defaults, 400 and 0.007, are a middle; bicubic enlargement of one frame beside them.",
-                     [0.05, 0.5, 1, 3], [(400, 0.001), (400, 0.007), (100, 0.007), (30, 0.007), (10, 0.007)])
-        crossed = with_intruder(gallery, plain)
-        gallery.strip("registration-error", "Registration error", "A warm disc crosses the scene while the camera "
-                      "moves; its copies are averaged in where `--registration-error` lets them.",
-                      [(f"{error}", "", gallery.enhance(crossed, registration_error=error)[0])
-                       for error in (0.00001, 0.0001, 0.001, 1)], detail=(180, 130, 130, 72))
-        still = gallery.burst("still", shifts="0,0;0,0;0,0;0,0;0,0")
-        whole = gallery.burst("whole", shifts="1,0;0,0;-1,2;0,-1;2,1")
-        gallery.strip("displacement", "Displacement", "Five frames without displacement, displaced by whole pixels, "
-                      "and by fractions of a pixel. Only fractions bring detail.",
-                      [(label, *reversed(gallery.enhance(burst))) for label, burst in
-                       (("none", still), ("whole pixels", whole), ("fractions", plain))])
-        gallery.strip("rotation", "Rotation", "Frames that turn from one to the next by so many degrees. The model "
-                      "knows displacements only.",
-                      [(f"{degrees}", *reversed(gallery.enhance(rotated(gallery, degrees))))
-                       for degrees in (0, 0.25, 1, 3)])
-        gallery.page += ["## Drift", "", "The first burst, with so many degrees more from each frame to the next.", ""]
-        gallery.page += gallery.table([(f"{step} K", gallery.enhance(drifting(gallery, plain, step))[1])
-                                       for step in (0, 0.05, 0.2, 0.5, 1, 2)])
-        defective = gallery.burst("defective", defects=300)
-        repaired, figure = gallery.enhance(defective)
-        frame = read(defective / "frame_001.tif").repeat(2, 0).repeat(2, 1)
-        gallery.strip("defects", "Defective pixels", "300 of 19200 pixels carry a status code instead of a value, at "
-                      "the same places in every frame.",
-                      [("reference frame", "", frame), ("enlarged", figure, repaired)],
-                      detail=(0, 0, 210, 110), span=(0, 42))
-        intro = ["# Gallery", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own "
-                 f"rendered scene (`oravo-superres simulate`, seed {SEED}; `enhance --pipeline float --no-guard` but for "
-                 "the first). dB: PSNR of the whole image against the truth.", ""]
-        (docs / "gallery.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")
+        solver_sections(gallery, plain)
+        motion_sections(gallery, plain)
+        value_sections(gallery, plain)
+    intro = ["# Gallery", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own "
+             f"rendered scene (`oravo-superres simulate`, seed {SEED}; `enhance --pipeline float --no-guard` but for "
+             "the first). dB: PSNR of the whole image against the truth.", ""]
+    (docs / "gallery.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")
 
 
 if __name__ == "__main__":
