@@ -43,6 +43,9 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
         "as "
         "those of the frames are (--encoding, --scale ...), with 0 where there is no value; f32 and f64 hold "
         "the values themselves");
+}
+
+void addBatchOptions(CLI::App* sub, EnhanceCommand& c) {
     sub->add_option(
            "--jobs", c.jobs,
            "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each, "
@@ -52,9 +55,8 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
     sub->add_flag(
         "--resume", c.resume,
         "Leave alone what is finished: where OUT.tif.receipt, which this option writes beside each image, "
-        "shows "
-        "that the program's version, the options, the content of the inputs and the results are unchanged, "
-        "nothing is done. So a run that was ended goes on by the same command");
+        "shows that the program's version, the options, the content of the inputs and the results are "
+        "unchanged, nothing is done. So a run that was ended goes on by the same command");
 }
 
 /// The options that results depend on, as given; how many run at once and where results go is not among them.
@@ -150,6 +152,7 @@ void addEnhance(CLI::App& app, EnhanceCommand& c, const std::string& exitCodes) 
     CLI::App* sub = app.add_subcommand("enhance", "Enlarge a burst or recording to twice its size");
     EnhanceParameters& p = c.parameters;
     addInputAndOutput(sub, c);
+    addBatchOptions(sub, c);
     addPipelineOptions(*sub, p);
     addSolverOptions(sub, c);
     addValueOptions(sub, c);

@@ -68,19 +68,22 @@ void addBlurOptions(CLI::App& command, EnhanceParameters& parameters) {
         ->check(numberWithin(0.0f, 2.0f));
 }
 
-void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
-    EnhanceParameters& p = parameters;
+namespace {
+
+void addKindOption(CLI::App& command, EnhanceParameters& p) {
     command
         .add_option_function<std::string>(
             "--pipeline", [&p](const std::string& name) { p.kind = *pipelineNamed(name); },
             "How images are computed: precise (the best image: up to twelve frames, which may turn, zoom and "
             "drift; nothing to tune); or float (five frames that only move, live on one core); or vector "
-            "(the "
-            "same on 4-lane vector operations, but defective "
-            "pixels are not repaired); or reference (the pipeline of raw 16-bit counts: phase "
-            "correlation, for even widths; the image lies on the newest frame; sums in single precision)")
+            "(the same on 4-lane vector operations, but defective pixels are not repaired); or reference "
+            "(the pipeline of raw 16-bit counts: phase correlation, for even widths; the image lies on the "
+            "newest frame; sums in single precision)")
         ->check(CLI::IsMember(pipelineNames()))
         ->default_str(nameOf(p.kind));
+}
+
+void addPreciseOptions(CLI::App& command, EnhanceParameters& p) {
     addFramesOption(command, p,
                     "The most frames that an image is made of, the newest ones (precise pipeline; the others "
                     "take five)")
@@ -100,6 +103,9 @@ void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
             "many, and 0 divides the processors between them")
         ->check(CLI::Range(0, vision::SrPrecise::kMaxThreads))
         ->capture_default_str();
+}
+
+void addRegistrationOptions(CLI::App& command, EnhanceParameters& p) {
     command
         .add_option_function<int>(
             "--reference-index", [&p](int index) { p.referenceIndex = index; },
@@ -113,11 +119,17 @@ void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
                 p.registration = name == "phase" ? Registration::phase : Registration::corners;
             },
             "How the float pipeline aligns frames: tracked corners, or phase correlation (for even widths; "
-            "needs fine "
-            "texture where frames moved by more than a pixel) (default: corners; of the vector pipeline "
-            "always "
-            "corners, of the reference pipeline always phase)")
+            "needs fine texture where frames moved by more than a pixel) (default: corners; of the vector "
+            "pipeline always corners, of the reference pipeline always phase)")
         ->check(CLI::IsMember({"corners", "phase"}));
+}
+
+}  // namespace
+
+void addPipelineOptions(CLI::App& command, EnhanceParameters& parameters) {
+    addKindOption(command, parameters);
+    addPreciseOptions(command, parameters);
+    addRegistrationOptions(command, parameters);
 }
 
 }  // namespace oravo::tools

@@ -64,14 +64,24 @@ std::vector<std::size_t> Enhancer::window() const {
 }
 
 std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
+    Enlarged result;
+    if (holdsRefusedFrame(refusal) || !enlarge(result, refusal)) return std::nullopt;
+    describeWindow(result);
+    result.warning = warningOf(result.gain);
+    result.gain = std::max(result.gain, 0.0f);
+    return result;
+}
+
+bool Enhancer::holdsRefusedFrame(Refusal& refusal) const {
     const auto refused =
         std::find_if(window_.begin(), window_.end(), [](const Taken& frame) { return frame.refused; });
-    if (refused != window_.end()) {
-        refusal.position = static_cast<std::size_t>(refused - window_.begin());
-        refusal.reason = format("frame %zu has too many defective pixels", refused->number);
-        return std::nullopt;
-    }
-    Enlarged result;
+    if (refused == window_.end()) return false;
+    refusal.position = static_cast<std::size_t>(refused - window_.begin());
+    refusal.reason = format("frame %zu has too many defective pixels", refused->number);
+    return true;
+}
+
+bool Enhancer::enlarge(Enlarged& result, Refusal& refusal) {
     try {
         StopWatch watch;
         result.gain = pipeline_->computeSR(result.image);
@@ -83,13 +93,17 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
             refusal.position = displacedFrom(size_.height / 2);
             refusal.reason = displacement(refusal.position) + ", half the frame height or more";
         }
-        return std::nullopt;
+        return false;
     }
     if (status::isStatus(result.gain, status::registrationFailed)) {
         refusal.reason = "some frame shows no detail that could be followed into it (registration failed)";
-        return std::nullopt;
+        return false;
     }
     result.withoutValue = markWithoutValue(result.image);
+    return true;
+}
+
+void Enhancer::describeWindow(Enlarged& result) const {
     result.shifts = pipeline_->completeShifts();
     result.frames = window();
     for (const Taken& frame : window_) result.inputs.push_back(frame.values);
@@ -98,14 +112,16 @@ std::optional<Enlarged> Enhancer::run(Refusal& refusal) {
     result.reference = window_[window_.size() - 1 - std::min(index, window_.size() - 1)].number;
     result.masks = pipeline_->masks();
     result.parameters = parameters_;
-    if (status::isStatus(result.gain, status::tooLargeDisplacement)) {
-        result.warning =
-            displacement(displacedFrom(size_.height / 10)) + ", more than a tenth of the frame height";
-    } else if (status::isStatus(result.gain, status::tooFewValidPixels)) {
-        result.warning = "at least half of a frame's pixels do not agree with the reference frame";
+}
+
+std::string Enhancer::warningOf(float gain) const {
+    if (status::isStatus(gain, status::tooLargeDisplacement)) {
+        return displacement(displacedFrom(size_.height / 10)) + ", more than a tenth of the frame height";
     }
-    result.gain = std::max(result.gain, 0.0f);
-    return result;
+    if (status::isStatus(gain, status::tooFewValidPixels)) {
+        return "at least half of a frame's pixels do not agree with the reference frame";
+    }
+    return {};
 }
 
 std::optional<std::size_t> Enhancer::displacedFrom(int pixels) const {

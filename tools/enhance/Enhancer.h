@@ -26,9 +26,8 @@ class Enhancer {
     void restart(int referenceIndex, float tvWeight);
 
     struct Intake {
-        std::string problem;  ///< empty where all is well
-        bool refused =
-            false;  ///< the frame has too many defects; it holds a place in the window all the same
+        std::string problem;   ///< empty where all is well
+        bool refused = false;  ///< too many defects; the frame holds its place in the window all the same
     };
     /// Takes in the next frame; its number is what it is called in messages.
     Intake addFrame(std::size_t number, const cv::Mat_<float>& frame);
@@ -45,6 +44,13 @@ class Enhancer {
         cv::Mat_<float> values;
         bool refused;
     };
+
+    bool holdsRefusedFrame(Refusal& refusal) const;
+    /// Computes the image. False where the window gives none.
+    bool enlarge(Enlarged& result, Refusal& refusal);
+    void describeWindow(Enlarged& result) const;
+    /// What the status that the library returned as a gain warns of; empty for a gain.
+    std::string warningOf(float gain) const;
 
     /// The first frame of the window that moved by so much in x or y. (Where the library refuses a frame, the
     /// shifts up to this one are those of the refused run.)

@@ -49,14 +49,53 @@ class CalibrationImages {
     cv::Size size_;
 };
 
-/// Counts for a degree; NaN where both temperatures are equal.
-cv::Mat_<float> responseOf(const cv::Mat_<short>& counts1, const cv::Mat_<float>& values1,
-                           const cv::Mat_<short>& counts2, const cv::Mat_<float>& values2) {
-    cv::Mat_<float> response(counts1.size());
+/// What each pixel counts at two known temperatures.
+struct KnownPoints {
+    cv::Mat_<short> counts1;
+    cv::Mat_<float> values1;
+    cv::Mat_<short> counts2;
+    cv::Mat_<float> values2;
+};
+
+KnownPoints readPoints(const std::vector<std::string>& points, const Decode& decode,
+                       const CalibrationImages& images) {
+    const auto counts = [&](const std::string& path) {
+        return signedCounts(decode(images.counts(path), path), path);
+    };
+    KnownPoints known;
+    known.counts1 = counts(points.at(0));
+    known.values1 = images.temperatures(points.at(1));
+    known.counts2 = counts(points.at(2));
+    known.values2 = images.temperatures(points.at(3));
+    return known;
+}
+
+/// Throws where most pixels have equal counts or equal temperatures.
+void requireDifferentPoints(const KnownPoints& known, const std::vector<std::string>& points) {
+    const auto pixels = static_cast<int>(known.counts1.total());
+    const int same = cv::countNonZero(known.counts1 == known.counts2);
+    if (2 * same > pixels) {
+        throw inputError(
+            format("%s and %s hold the same count in %d of %d pixels, which tells no temperature",
+                   points[0].c_str(), points[2].c_str(), same, pixels));
+    }
+    const int level = cv::countNonZero(known.values1 == known.values2);
+    if (2 * level > pixels) {
+        throw inputError(
+            format("temperatures %s and %s are equal in %d of %d pixels, so that every count would mean the "
+                   "same there",
+                   points[1].c_str(), points[3].c_str(), level, pixels));
+    }
+}
+
+/// Counts per degree; NaN where both temperatures are equal.
+cv::Mat_<float> responseOf(const KnownPoints& known) {
+    cv::Mat_<float> response(known.counts1.size());
     for (int y = 0; y < response.rows; ++y) {
         for (int x = 0; x < response.cols; ++x) {
-            const float degrees = values2(y, x) - values1(y, x);
-            response(y, x) = degrees != 0.0f ? static_cast<float>(counts2(y, x) - counts1(y, x)) / degrees
+            const float degrees = known.values2(y, x) - known.values1(y, x);
+            const int counts = known.counts2(y, x) - known.counts1(y, x);
+            response(y, x) = degrees != 0.0f ? static_cast<float>(counts) / degrees
                                              : std::numeric_limits<float>::quiet_NaN();
         }
     }
@@ -74,10 +113,9 @@ float medianOf(const cv::Mat_<float>& image) {
 }
 
 /// 255 at pixels that are stuck, noise apart: whose counts are equal, or change by less than a tenth of the usual.
-cv::Mat_<uchar> withoutResponse(const cv::Mat_<short>& counts1, const cv::Mat_<float>& values1,
-                                const cv::Mat_<short>& counts2, const cv::Mat_<float>& values2) {
+cv::Mat_<uchar> withoutResponse(const KnownPoints& known) {
     constexpr float kLeastResponse = 0.1f;  // of the usual one
-    const cv::Mat_<float> response = responseOf(counts1, values1, counts2, values2);
+    const cv::Mat_<float> response = responseOf(known);
     const float usual = medianOf(response);
     cv::Mat_<uchar> stuck(response.size());
     std::transform(response.begin(), response.end(), stuck.begin(), [usual](float own) -> uchar {
@@ -88,24 +126,43 @@ cv::Mat_<uchar> withoutResponse(const cv::Mat_<short>& counts1, const cv::Mat_<f
 }
 
 /// 255 at pixels whose line misses the points that it was laid through: it was out of range, and replaced.
-cv::Mat_<uchar> withoutLine(const vision::detail::TwoPointCalibration& lines, const cv::Mat_<short>& counts1,
-                            const cv::Mat_<float>& values1, const cv::Mat_<short>& counts2,
-                            const cv::Mat_<float>& values2) {
+cv::Mat_<uchar> withoutLine(const vision::detail::TwoPointCalibration& lines, const KnownPoints& known) {
     constexpr float kNear = 0.01f;  // of the difference between both temperatures
     cv::Mat_<float> again1, again2;
-    lines.apply(counts1, again1);
-    lines.apply(counts2, again2);
-    cv::Mat_<uchar> missed(counts1.size());
+    lines.apply(known.counts1, again1);
+    lines.apply(known.counts2, again2);
+    cv::Mat_<uchar> missed(known.counts1.size());
     for (int y = 0; y < missed.rows; ++y) {
         for (int x = 0; x < missed.cols; ++x) {
+            const float value1 = known.values1(y, x), value2 = known.values2(y, x);
             // Rounding of a line's offset, which may be as large as 1000.
-            const float bound = kNear * std::abs(values2(y, x) - values1(y, x)) + 1e-3f;
-            const bool hits = std::abs(again1(y, x) - values1(y, x)) <= bound &&
-                              std::abs(again2(y, x) - values2(y, x)) <= bound;
+            const float bound = kNear * std::abs(value2 - value1) + 1e-3f;
+            const bool hits =
+                std::abs(again1(y, x) - value1) <= bound && std::abs(again2(y, x) - value2) <= bound;
             missed(y, x) = hits ? 0 : 255;
         }
     }
     return missed;
+}
+
+void reportDefects(int silent, int lost, int pixels, Findings& findings) {
+    if (2 * lost > pixels) {
+        throw inputError(
+            format("calibration: in %d of %d pixels the line leaves the range of gains and offsets "
+                   "between -1000 and 1000; --offset can bring the counts nearer to 0",
+                   lost, pixels));
+    }
+    if (silent > 0) {
+        note(format(
+            "calibration: %d pixels hardly respond to temperature, or not at all, and count as defective",
+            silent));
+    }
+    if (lost > 0) {
+        findings.warn(
+            format("calibration: the line of %d pixels leaves the range of gains and offsets; they count as "
+                   "defective",
+                   lost));
+    }
 }
 
 }  // namespace
@@ -129,49 +186,17 @@ cv::Mat_<short> signedCounts(const cv::Mat_<float>& frame, const std::string& na
 
 Calibration::Calibration(const std::vector<std::string>& points, const Decode& decode,
                          const ReadOptions& reading, cv::Size storedSize, Findings& findings) {
-    const CalibrationImages images(reading, storedSize);
-    const auto counts = [&](const std::string& path) {
-        return signedCounts(decode(images.counts(path), path), path);
-    };
-    const cv::Mat_<short> counts1 = counts(points.at(0));
-    const cv::Mat_<float> values1 = images.temperatures(points.at(1));
-    const cv::Mat_<short> counts2 = counts(points.at(2));
-    const cv::Mat_<float> values2 = images.temperatures(points.at(3));
-    lines_ = {counts1, values1, counts2, values2, {"tools/input/Calibration", __LINE__, "Calibration"}};
-    const auto pixels = static_cast<int>(counts1.total());
-    const int same = cv::countNonZero(counts1 == counts2);
-    if (2 * same > pixels) {
-        throw inputError(
-            format("%s and %s hold the same count in %d of %d pixels, which tells no temperature",
-                   points[0].c_str(), points[2].c_str(), same, pixels));
-    }
-    const int level = cv::countNonZero(values1 == values2);
-    if (2 * level > pixels) {
-        throw inputError(
-            format("temperatures %s and %s are equal in %d of %d pixels, so that every count would mean the "
-                   "same there",
-                   points[1].c_str(), points[3].c_str(), level, pixels));
-    }
-    const cv::Mat_<uchar> stuck = withoutResponse(counts1, values1, counts2, values2);
-    defective_ = stuck | withoutLine(lines_, counts1, values1, counts2, values2);
+    const KnownPoints known = readPoints(points, decode, {reading, storedSize});
+    lines_ = {known.counts1,
+              known.values1,
+              known.counts2,
+              known.values2,
+              {"tools/input/Calibration", __LINE__, "Calibration"}};
+    requireDifferentPoints(known, points);
+    const cv::Mat_<uchar> stuck = withoutResponse(known);
+    defective_ = stuck | withoutLine(lines_, known);
     const int silent = cv::countNonZero(stuck), lost = cv::countNonZero(defective_) - silent;
-    if (2 * lost > pixels) {
-        throw inputError(
-            format("calibration: in %d of %d pixels the line leaves the range of gains and offsets "
-                   "between -1000 and 1000; --offset can bring the counts nearer to 0",
-                   lost, pixels));
-    }
-    if (silent > 0) {
-        note(format(
-            "calibration: %d pixels hardly respond to temperature, or not at all, and count as defective",
-            silent));
-    }
-    if (lost > 0) {
-        findings.warn(
-            format("calibration: the line of %d pixels leaves the range of gains and offsets; they count as "
-                   "defective",
-                   lost));
-    }
+    reportDefects(silent, lost, static_cast<int>(defective_.total()), findings);
 }
 
 cv::Mat_<float> Calibration::operator()(const cv::Mat_<float>& counts, const std::string& name) const {

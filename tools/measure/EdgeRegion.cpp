@@ -12,7 +12,8 @@ constexpr double kSmoothing = 1.0;  // pixels, before gradients are taken
 constexpr int kBinsPerPixel = 2;
 constexpr double kNear = 4.0;  // pixels from the line within which gradients draw it
 
-struct Gradients {
+class Gradients {
+  public:
     explicit Gradients(const cv::Mat_<float>& values) {
         cv::Mat_<float> smooth;
         cv::GaussianBlur(repaired(values), smooth, {}, kSmoothing, kSmoothing, cv::BORDER_REPLICATE);
@@ -20,7 +21,33 @@ struct Gradients {
         cv::Sobel(smooth, x, CV_32F, 1, 0, 3, 0.125, 0.0, cv::BORDER_REPLICATE);
         cv::Sobel(smooth, y, CV_32F, 0, 1, 3, 0.125, 0.0, cv::BORDER_REPLICATE);
     }
+
+    void transpose() {
+        cv::transpose(x, x);
+        cv::transpose(y, y);
+        cv::swap(x, y);
+    }
+
     cv::Mat_<float> x, y;
+};
+
+/// The tensor of the gradients' second moments.
+struct Moments {
+    explicit Moments(const Gradients& g) {
+        for (int y = 0; y < g.x.rows; ++y) {
+            for (int x = 0; x < g.x.cols; ++x) {
+                const double gx = static_cast<double>(g.x(y, x)), gy = static_cast<double>(g.y(y, x));
+                xx += gx * gx;
+                xy += gx * gy;
+                yy += gy * gy;
+            }
+        }
+    }
+
+    /// The direction in which most gradients point, as an angle against the x axis.
+    double direction() const { return 0.5 * std::atan2(2.0 * xy, xx - yy); }
+
+    double xx = 0.0, xy = 0.0, yy = 0.0;
 };
 
 /// Where most of the gradient lies along x, for a line of slope dx/dy, from the region's centre.
@@ -64,36 +91,9 @@ void straighten(const Gradients& g, double& offset, double& slope) {
     offset = (sx - slope * sy) / n;
 }
 
-}  // namespace
-
-EdgeRegion edgeRegion(const cv::Mat_<float>& frame, cv::Rect place) {
-    EdgeRegion region;
-    Gradients g(frame(place));
-    // The direction in which gradients point, by the tensor of their second moments.
-    double xx = 0.0, xy = 0.0, yy = 0.0;
-    for (int y = 0; y < g.x.rows; ++y) {
-        for (int x = 0; x < g.x.cols; ++x) {
-            const double gx = static_cast<double>(g.x(y, x)), gy = static_cast<double>(g.y(y, x));
-            xx += gx * gx;
-            xy += gx * gy;
-            yy += gy * gy;
-        }
-    }
-    region.alongRows = yy > xx;
-    if (region.alongRows) {
-        std::swap(xx, yy);
-        cv::transpose(g.x, g.x);
-        cv::transpose(g.y, g.y);
-        cv::swap(g.x, g.y);
-    }
-    const double direction = 0.5 * std::atan2(2.0 * xy, xx - yy);  // of the gradient, against the x axis
-    double slope = -std::tan(direction);
-    double offset = strongestOffset(g, slope);
-    for (int round = 0; round < 3; ++round) straighten(g, offset, slope);
-    region.start.reach = 0.5 * (g.x.rows - 1);
-    region.start.c0 = offset;
-    region.start.c1 = slope * region.start.reach;
-
+/// The finite pixels at a place, from whose centre x and y count; exchanged where the edge runs along the rows.
+std::vector<EdgeSample> samplesOf(const cv::Mat_<float>& frame, cv::Rect place, bool alongRows) {
+    std::vector<EdgeSample> samples;
     const double cx = 0.5 * (place.width - 1), cy = 0.5 * (place.height - 1);
     for (int y = 0; y < place.height; ++y) {
         for (int x = 0; x < place.width; ++x) {
@@ -102,10 +102,30 @@ EdgeRegion edgeRegion(const cv::Mat_<float>& frame, cv::Rect place) {
             const auto at = static_cast<std::size_t>(place.y + y) * static_cast<std::size_t>(frame.cols) +
                             static_cast<std::size_t>(place.x + x);
             const double dx = x - cx, dy = y - cy;
-            region.samples.push_back(region.alongRows ? EdgeSample{dy, dx, value, at}
-                                                      : EdgeSample{dx, dy, value, at});
+            samples.push_back(alongRows ? EdgeSample{dy, dx, value, at} : EdgeSample{dx, dy, value, at});
         }
     }
+    return samples;
+}
+
+}  // namespace
+
+EdgeRegion edgeRegion(const cv::Mat_<float>& frame, cv::Rect place) {
+    EdgeRegion region;
+    Gradients g(frame(place));
+    Moments moments(g);
+    region.alongRows = moments.yy > moments.xx;
+    if (region.alongRows) {
+        std::swap(moments.xx, moments.yy);
+        g.transpose();
+    }
+    double slope = -std::tan(moments.direction());
+    double offset = strongestOffset(g, slope);
+    for (int round = 0; round < 3; ++round) straighten(g, offset, slope);
+    region.start.reach = 0.5 * (g.x.rows - 1);
+    region.start.c0 = offset;
+    region.start.c1 = slope * region.start.reach;
+    region.samples = samplesOf(frame, place, region.alongRows);
     return region;
 }
 

@@ -82,12 +82,7 @@ def run_archive(source: Union[str, Iterable[str]], output: str, *, options: Sequ
     :raises ArchiveError: the run cannot be: options are wrong, the program is missing, another run works there
     :raises Duplicates: two recordings would become one image
     """
-    if recordings not in MODES:
-        raise ArchiveError(f"recordings: {recordings!r} is none of {', '.join(MODES)}")
-    if share is not None and not 1 <= share[0] <= share[1]:
-        raise ArchiveError(f"share: {share[0]}/{share[1]} is not I/N with 1 <= I <= N")
-    if workers is not None and workers < 1:
-        raise ArchiveError(f"workers: {workers} is less than 1")
+    _check_division(recordings, workers, share)
     _check_options(options)
     output = os.path.abspath(output)
     if isinstance(source, str):
@@ -108,6 +103,15 @@ def run_archive(source: Union[str, Iterable[str]], output: str, *, options: Sequ
         with workers_of(chosen, workers) as pool:
             _drive(pool, settings, plan.items(output, share), _Sink(summary, report, progress))
     return summary
+
+
+def _check_division(recordings: str, workers: Optional[int], share: Optional[Share]) -> None:
+    if recordings not in MODES:
+        raise ArchiveError(f"recordings: {recordings!r} is none of {', '.join(MODES)}")
+    if share is not None and not 1 <= share[0] <= share[1]:
+        raise ArchiveError(f"share: {share[0]}/{share[1]} is not I/N with 1 <= I <= N")
+    if workers is not None and workers < 1:
+        raise ArchiveError(f"workers: {workers} is less than 1")
 
 
 def _check_options(options: Sequence[str]) -> None:
