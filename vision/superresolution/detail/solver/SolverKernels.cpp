@@ -60,6 +60,17 @@ void backProject(const SweepPlan& plan, SweepBand band, float* out, float* copy,
     }
 }
 
+/// The rows of the image at which the steps of a sweep over a band begin and end.
+struct BandRows {
+    BandRows(const SplitLayout& layout, SweepBand band)
+        : bottom(band.end == layout.lowHeight),
+          enterFrom(band.first == 0 ? 0 : 2 * band.first + kSharedRows),
+          enterEnd(bottom ? layout.rows() : 2 * band.end - kSharedRows),
+          linkEnd(bottom ? layout.rows() : 2 * band.end - 1) {}
+    bool bottom;
+    int enterFrom, enterEnd, linkEnd;
+};
+
 /// out = A v in one sweep over the rows for all frames: rows 2 r + 4 and 2 r + 5 of v complete sample row r and with it
 /// rows 2 r and 2 r + 1 of the result. Intermediate results are a few rows, which fit the first-level cache.
 /// Three callbacks work on rows while they are in the cache: enter(y) before row y of v is read for the first time,
@@ -70,23 +81,19 @@ inline void sweep(const SweepPlan& plan, SweepBand band, const SplitLinks& links
                   float* out, Enter enter, Link link, Leave leave) {
     const SplitLayout& layout = plan.layout;
     const float* v = in.operand;
-    const bool top = band.first == 0;
-    const bool bottom = band.end == layout.lowHeight;
-    const int enterFrom = top ? 0 : 2 * band.first + kSharedRows;
-    const int enterEnd = bottom ? layout.rows() : 2 * band.end - kSharedRows;
-    const int linkEnd = bottom ? layout.rows() : 2 * band.end - 1;
+    const BandRows rows(layout, band);
     const auto enterOwn = [&](int y) {
-        if (y >= enterFrom && y < enterEnd) enter(y);
+        if (y >= rows.enterFrom && y < rows.enterEnd) enter(y);
     };
     const auto complete = [&](int y) {
         const Row row = rowOf(layout, out, y);
-        if (y < linkEnd) link(y);
+        if (y < rows.linkEnd) link(y);
         stencilRow(layout, links, v, y, row);
         finishRow(plan, y, row);
         leave(y);
     };
     // Sample rows first - 2 and first - 1 reach the first rows; each is complete with the third of three pairs of rows.
-    const int firstComplete = top ? 0 : band.first - 2;
+    const int firstComplete = band.first == 0 ? 0 : band.first - 2;
     for (int r = firstComplete - 2; r < band.end; ++r) {
         const int y = 2 * r;
         SweepPrefetcher ahead = in.prefetcher(layout, links, y);
@@ -106,7 +113,7 @@ inline void sweep(const SweepPlan& plan, SweepBand band, const SplitLinks& links
         complete(y);
         complete(y + 1);
     }
-    if (!bottom) return;
+    if (!rows.bottom) return;
     enterOwn(layout.rows() - 1);
     for (int y = 2 * layout.lowHeight; y < layout.rows(); ++y) {
         for (int k = 0; y % 2 == 0 && k < plan.frameCount; ++k) spreadVertically(plan, plan.frames[k], y / 2);
