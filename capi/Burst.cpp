@@ -71,7 +71,7 @@ int checkReference(Burst& burst, int reference) {
     return ORAVO_BURST_OK;
 }
 
-/// Adds the figures that are the same for all pipelines, and tells the log what came of the run.
+/// Adds the figures that are the same for all pipelines, and logs the outcome of the run.
 void conclude(Burst& burst, int reference, double seconds) {
     BurstResult& result = burst.result;
     const std::size_t count = result.frames.size();

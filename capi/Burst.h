@@ -29,9 +29,9 @@
  * serves one call at a time; a second one is refused with ORAVO_BURST_BUSY, but for oravo_burst_cancel(),
  * oravo_burst_destroy(), oravo_burst_error() and oravo_burst_error_code(), which may be called at any time. The
  * callbacks run on the thread of the call that they belong to, and may make these four calls on their own burst
- * and any call on others. The library starts no thread unless the options ask for more than one; OpenCV, which aligns frames for the float, vector and
- * reference pipelines, may (cv::setNumThreads(1) in C++ keeps it from that). After fork() the child has the bursts of
- * its parent, as copies.
+ * and any call on others. The library starts no thread unless the options ask for more than one; OpenCV, which aligns
+ * frames for the float, vector and reference pipelines, may (cv::setNumThreads(1) in C++ keeps it from that). After fork()
+ * the child has the bursts of its parent, as copies.
  *
  * Images are row-major. A pitch is the number of bytes from one row to the next: 0 for dense rows, else at least the
  * bytes of a row, or at most their negative for images that lie upside down in memory, where the pointer names the
@@ -49,7 +49,7 @@
 extern "C" {
 #endif
 
-/** A burst, by a number that says nothing: never 0, never given out twice, and not to be guessed, so that a burst which
+/** A burst, by an opaque number: never 0, never given out twice, and not to be guessed, so that a burst which
  * was destroyed, or a number from elsewhere, is refused with ORAVO_BURST_STALE and never taken for another burst. */
 typedef uint64_t oravo_burst;
 
@@ -62,7 +62,7 @@ enum oravo_burst_status {
     /** An argument or option is invalid. The text names it with its value and its bounds: correct the call. */
     ORAVO_BURST_ARGUMENT = -2,
     /** There is no image: nothing was reconstructed since the last frame was added, or that failed. Call
-     * oravo_burst_reconstruct(), which tells why it fails. */
+     * oravo_burst_reconstruct(), whose failure says why. */
     ORAVO_BURST_NO_RESULT = -3,
     /** More memory than the machine, its control group or the options allow. Take smaller frames or fewer of them,
      * raise most_memory, or destroy other bursts and try again. */
@@ -243,8 +243,9 @@ ORAVO_EXPORT int oravo_burst_clear(oravo_burst burst);
  *                   the options, and while fewer frames are held, the oldest stands for those that are missing.
  *                   ORAVO_BURST_OWN_REFERENCE for the pipeline's own
  * @return ORAVO_BURST_OK; ORAVO_BURST_FRAME when a frame moved by half the frame height or more (not precise), or the
- *         reference has no value at all (precise); ORAVO_BURST_NO_DETAIL; ORAVO_BURST_CANCELLED; ORAVO_BURST_MEMORY; ORAVO_BURST_ARGUMENT. Whether a good image is to be doubted, the
- *         figure "trusted" and oravo_burst_warning() tell */
+ *         reference has no value at all (precise); ORAVO_BURST_NO_DETAIL; ORAVO_BURST_CANCELLED;
+ *         ORAVO_BURST_MEMORY; ORAVO_BURST_ARGUMENT. The figure "trusted" and oravo_burst_warning() say whether an image
+ *         is to be doubted */
 ORAVO_EXPORT int oravo_burst_reconstruct(oravo_burst burst, int reference);
 
 /** Ends the reconstruction that is under way on the burst, if there is one, with ORAVO_BURST_CANCELLED: the precise
@@ -297,7 +298,7 @@ ORAVO_EXPORT int oravo_burst_frame_info(oravo_burst burst, int index, oravo_burs
  *              pixels that were withheld, by the image and by bicubic enlargement of the reference, 0 where there
  *              were none; "withheld_pixels", how many; "gain_db", by how many decibels the image predicts better;
  *              "trusted", 1 when the image may be taken for better than bicubic enlargement, else 0; "leaning", 0 to 1,
- *              by how much the image fell back to what the reference alone tells; "share_on_reference", share of the
+ *              by how much the image fell back to what the reference alone shows; "share_on_reference", share of the
  *              image that the other frames lend less than half a frame's weight; "dead_pixels", how many were found;
  *              and of the others:
  *              "resolution_gain", 1 + the mean over all pixels of (c - 1) / 4 with c frames that agree there;

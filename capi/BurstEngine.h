@@ -12,7 +12,7 @@
 
 namespace oravo::capi {
 
-/// What a burst tells its host while it works.
+/// What a burst reports to its host while it works.
 class BurstCallbacks {
   public:
     explicit BurstCallbacks(const oravo_burst_options& options) : options_(options) {}

@@ -32,7 +32,7 @@ oravo_burst_frame infoOf(cv::Point2f shift) {
             kUnknown};
 }
 
-/// The first frame that moved by so many pixels in x or y, in words.
+/// The first frame that moved by at least this many pixels in x or y, in words.
 std::string displacement(const std::vector<cv::Point2f>& shifts, int pixels) {
     const auto limit = static_cast<float>(pixels);
     for (std::size_t i = 0; i < shifts.size(); ++i) {

@@ -101,7 +101,7 @@ struct SrPreciseResult {
     /// only frame that takes part, when gain is not above 0, and when the frames do not fit one image: when they are
     /// warped against each other, or show the scene other than the reference does.
     bool trusted = false;
-    /// By how much the image fell back to what the reference alone tells, from 0, not at all, to 1, because the frames do not
+    /// By how much the image fell back to what the reference alone shows, from 0, not at all, to 1, because the frames do not
     /// fit one image; from 0.5 on it is not trusted.
     double leaning = 0.0;
     /// Share of the image's pixels, from 0 to 1, which the other frames lend less than half a frame's weight.

@@ -9,12 +9,13 @@
 namespace oravo::vision::detail {
 namespace {
 
-/// Pixels. Frames spread over less than this to either side gain 0.4 dB more than a tripod's, over twice as much 1 dB.
+/// Pixels. Shifts that lie within this distance of whole pixels bring 0.4 dB more than a tripod's, within twice of it 1 dB.
 constexpr double kPhaseSpread = 0.1;
-/// Standard errors that a shift may be off by, and pixels that this may come to: half of what sets quarters apart.
+/// A shift counts as whole within so many of its standard errors, but within no more than the following part of a pixel:
+/// half the distance between the samples of a twofold enlargement.
 constexpr double kSure = 3.0;
 constexpr double kMostPhaseSpread = 0.25;
-/// Pixels that turn or zoom move the corners of a frame by, from which on it samples all fractions of a pixel.
+/// A frame whose turn or zoom moves its corners by more pixels than this samples all fractions of a pixel.
 constexpr double kCornersOff = 0.5;
 
 bool isWhole(double remainder, double error) {

@@ -17,11 +17,11 @@ std::optional<double> decibelsOverBicubic(const SrPreciseResult& result);
 /// places of the scene.
 bool samePhase(const std::vector<cv::Point2f>& shifts);
 
-/// Whether shifts are as near to whole pixels as those of a tripod, which noise leads astray by some tenths. To find them
-/// anew takes as long as half a run of small frames, too long to do so for every frame of a moving camera.
+/// Whether shifts are as near to whole pixels as those of a tripod, which noise shifts by some tenths. To estimate them
+/// again takes as long as half a run of small frames, too long to do so for every frame of a moving camera.
 bool mayBeInPhase(const std::vector<cv::Point2f>& shifts);
 
-/// The same as samePhase() for shifts that noise may have led astray: each is found anew, to what its standard error allows.
+/// The same as samePhase() for shifts that noise may have spoilt: each is estimated again, to within its standard error.
 /// @param frames     as they were given, one for each shift
 /// @param reference  the place of the one that shifts refer to
 bool samePhase(const std::vector<cv::Mat_<float>>& frames, const std::vector<cv::Point2f>& shifts,

@@ -20,8 +20,8 @@ const PipelineTraits& traitsOf(PipelineKind kind) {
 }
 
 int leastSide(Registration registration) {
-    // Corners lie off the border. Frames may move by less than half their height without its fraction, in one row by
-    // less than nothing.
+    // Corners do not lie on the border. Frames have to move by less than half their height, rounded down, which a single
+    // row cannot.
     return registration == Registration::phase ? 2 : 3;
 }
 

@@ -18,14 +18,14 @@ constexpr int kMostColumns = 320;  // of a frame that take part
 constexpr int kMostRows = 256;
 constexpr int kReach = 5;              // pixels that a gradient is smoothed over
 constexpr int kAttempts = 3;           // at finding the right whole pixels
-constexpr double kHalf = 0.6;          // a pixel, and what a remainder is off by at most
+constexpr double kHalf = 0.6;          // of a pixel, with a margin for the error of a remainder
 constexpr double kOutlier = 3.0;       // deviations
 constexpr double kLeastDetail = 0.05;  // of sum h g, once noise is deducted
 
 /// sum over the taps of h and g, which is what noise of variance 1 adds to the mean of h g.
 constexpr double kNoiseInGradients = 0.125;
 
-/// Part of a frame, its pixels without a value set to the mean, and added to those that do not count.
+/// The values of a part of a frame. Pixels without a value get the mean, and are marked as missing.
 Plane valuesOf(const cv::Mat_<float>& frame, cv::Mat_<uchar>& missing) {
     cv::Mat_<uchar> holes(frame.size(), uchar{0});
     std::transform(frame.begin(), frame.end(), holes.begin(), [](float value) {
@@ -38,7 +38,7 @@ Plane valuesOf(const cv::Mat_<float>& frame, cv::Mat_<uchar>& missing) {
     return values;
 }
 
-/// The middle of an area, no larger than a remainder of hundredths of a pixel takes.
+/// The middle of an area, just large enough to find a remainder to hundredths of a pixel.
 cv::Rect middleOf(cv::Rect area) {
     const cv::Size size(std::min(area.width, kMostColumns), std::min(area.height, kMostRows));
     return {area.x + (area.width - size.width) / 2, area.y + (area.height - size.height) / 2, size.width,
@@ -85,7 +85,8 @@ cv::Matx22d outer(const Plane& ax, const Plane& ay, const Plane& bx, const Plane
     return {ax.dot(bx), ax.dot(by), ay.dot(bx), ay.dot(by)};
 }
 
-/// @param residual  of an earlier remainder; what lies so many deviations beyond it does not count
+/// @param residual    of an earlier remainder
+/// @param deviations  pixels whose residual exceeds this many standard deviations do not count
 std::optional<SubpixelShift> solved(Equations e, const Plane& residual, double deviations) {
     const double deviation = deviationOf(residual);
     const cv::Mat beyond = (cv::abs(residual) > deviations * deviation) | e.missing;

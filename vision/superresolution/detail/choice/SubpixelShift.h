@@ -6,7 +6,7 @@
 
 namespace oravo::vision::detail {
 
-/// What a shift leaves beyond whole pixels, found anew by least squares over all pixels, and its standard error. Corners
+/// What a shift leaves beyond whole pixels, estimated again by least squares over all pixels, and its standard error. Corners
 /// that are followed through noise are off by tenths of a pixel; this is off by hundredths there, and knows by how many.
 ///
 /// With D the difference between the frame, moved back by whole pixels, and the reference, and g the gradient of their

@@ -14,9 +14,9 @@ namespace {
 
 using ByVectors = SrFloatNeon<SrFloatNeonRegistration>;
 
-/// A pipeline's class behind the common interface. The one by vectors repairs no bad pixels and hands out no more than the
-/// first quarter of its masks. The one of raw counts runs on float frames here, so that bad pixels are repaired and
-/// the image keeps its fractions of a count; it always refers to the newest frame.
+/// A pipeline's class behind the common interface. The vector pipeline repairs no bad pixels and hands out no more than the
+/// first quarter of its masks. The reference pipeline runs on float frames here, so that bad pixels are repaired and
+/// the image keeps its fractions of a count; its reference is always the newest frame.
 template <class Library>
 class Wrapped final : public WindowPipeline {
     static constexpr bool kIsVector = std::is_same_v<Library, ByVectors>;

@@ -71,7 +71,7 @@ class Threads {
         });
     }
 
-    /// One of so many bands of about the same height.
+    /// One of `bands` bands of about the same height.
     static Band bandOf(int band, int bands, int rows) {
         const auto edge = [&](int i) { return static_cast<int>(static_cast<long long>(rows) * i / bands); };
         return {edge(band), edge(band + 1)};

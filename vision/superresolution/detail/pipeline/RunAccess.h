@@ -18,7 +18,7 @@ struct RunAccess {
     template <class Pipeline>
     static void setReports(Pipeline& pipeline, bool reports);
 
-    /// Has the pipeline's runs tell the share that is done; see ReconstructionRun.
+    /// Has the pipeline's runs report the share that is done; see ReconstructionRun.
     template <class Pipeline>
     static void setProgress(Pipeline& pipeline, const std::function<void(double)>& progress);
 };

@@ -13,9 +13,9 @@ namespace oravo::vision::detail::precise {
 /// @return indices of pixels of a frame, ascending
 std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& frames);
 
-/// Those of the given pixels, ascending, that the frames clear, by their misfits from an image which they have no part in: that
-/// fit it; that change with it; and that change where they lie side by side, since these may hide a spot of the scene from
-/// the image. A dead pixel does none of this for long.
+/// Those of the given pixels, ascending, that are sound after all, judged against an image made without them: pixels that
+/// fit it, pixels that change as it does, and neighbours that change at all, since together they may have hidden a spot of
+/// the scene from the image. A dead pixel does none of this for long.
 std::vector<std::size_t> findSound(const Grid& grid, const std::vector<FrameState>& frames,
                                    const std::vector<std::size_t>& pixels);
 

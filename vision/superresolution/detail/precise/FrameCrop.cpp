@@ -6,8 +6,8 @@
 namespace oravo::vision::detail::precise {
 namespace {
 
-// A part that grows slowly with the frames: the choice of the prior's weight gets better with the number of pixels, but ever
-// less so, while its cost goes on growing.
+// A part that grows slowly with the frames: more pixels improve the choice of the prior's weight less and less, at the same
+// cost each.
 constexpr double kFewestPixels = 20000.0;
 constexpr double kShare = 0.1;
 constexpr int kPlaces = 3;  ///< along each side

@@ -10,8 +10,8 @@ constexpr int kStride =
     8;  ///< rows that each step of a sweep goes on by, so that what it reads stays in the cache
 constexpr int kSplineRows = 16;  ///< kept at a time; a power of two
 constexpr int kJoinedRows = 32;
-/// How far beyond a band the rows lie that its sweep reads, and beyond its end: gathered rows for the blur's adjoint, runs that
-/// reach them, and the rows that the blur makes their coefficients of.
+/// How many rows beyond each end of a band its sweep reads: the blur's adjoint takes gathered rows, these take runs that
+/// reach them, and the blur makes the coefficients of these runs from further rows.
 constexpr int kReach = kBlurRadius + (kTaps - 1) + kBlurRadius;
 constexpr int kLeastBand = 32;  ///< rows; of fewer, most would be computed twice
 static_assert(kLeastBand >= 2 * kReach, "a row is shared by two bands at most");

@@ -188,7 +188,7 @@ void Reconstruction::makeImage() {
     solve(withheld_.strength, {kFinalFreezes, kFinalSteps, std::min(change, 1e-3)});
     measure();
     solver_.sensitivity(frames_, sensitivity_);
-    // Where nothing but a known dead pixel has looked, the image shows what lies around it.
+    // Where known dead pixels alone have seen the scene, the image keeps what the prior continues from around them.
     showKnownDead();
     solver_.presence(frames_, presence_);
     leaveOut(known_);

@@ -43,14 +43,14 @@ void Reconstruction::forgetDead(const std::vector<std::size_t>& sound) {
     known_.erase(std::remove_if(known_.begin(), known_.end(), isSound), known_.end());
 }
 
-/// Puts back where frames have values of the pixels that are left out.
+/// Marks the values of the pixels that are left out as present again.
 void Reconstruction::showKnownDead() {
     for (std::size_t k = 0; k < frames_.size(); ++k) {
         for (std::size_t i = 0; i < known_.size(); ++i) frames_[k].present[known_[i]] = hidden_[k][i];
     }
 }
 
-/// The image rests on nothing that these pixels say, so that it can tell what each of them should have seen.
+/// The image was made without these pixels, so it predicts what each of them should have seen.
 void Reconstruction::judgeKnownDead() {
     if (known_.empty()) return;
     showKnownDead();

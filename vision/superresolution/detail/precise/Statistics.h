@@ -12,7 +12,7 @@ namespace oravo::vision::detail::precise {
 constexpr double kSigmaPerMedian = 1.4826;
 constexpr double kSigmaPerQuartile = 3.1383;
 
-/// The value below which a share of the values lies, which are reordered; 0 without any.
+/// The value below which the given share of the values lies; 0 without any. Reorders the values.
 inline double quantileOf(std::vector<float>& values, double share) {
     if (values.empty()) return 0.0;
     const auto at =

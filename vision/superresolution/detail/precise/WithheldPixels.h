@@ -16,7 +16,7 @@ struct WithheldChoice {
     double error = 0.0;  ///< root mean square error of predicting withheld pixels of frames but the reference
     double bicubicError =
         0.0;  ///< that of bicubic interpolation of the reference for the same pixels; 0 for none
-    std::size_t pixels = 0;   ///< of the last two
+    std::size_t pixels = 0;   ///< that both errors are over
     double frameNoise = 0.0;  ///< of the reference by itself, in the part that pixels were withheld from
 };
 
