@@ -12,9 +12,9 @@ namespace oravo::tools {
 
 /// What was found wrong with a recording, and what was done about it.
 struct Guard {
-    std::string name;                  ///< of the check; "warning" for what is just said
+    std::string name;                  ///< of the check; "warning" for a text alone
     std::optional<std::size_t> frame;  ///< its number in the recording, where it is about one
-    std::string text;                  ///< what was found, as it is said on standard error
+    std::string text;                  ///< what was found, as printed on standard error
     std::string action;                ///< what was done, or is to be done; may be empty
 };
 
@@ -26,7 +26,7 @@ class Findings {
     /// Hands warnings to others and keeps none, since a stream has no end.
     explicit Findings(std::function<void(const std::string& line)> say) : say_(std::move(say)) {}
 
-    /// Says the text, and the action after a semicolon.
+    /// Reports the text, and the action after a semicolon.
     void warn(const Guard& guard);
     /// The same for a text that is no guard's.
     void warn(const std::string& text);

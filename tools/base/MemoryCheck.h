@@ -7,7 +7,7 @@
 
 namespace oravo::tools {
 
-/// Throws UserError, "WHAT need more memory than there is", unless there is memory for so many bytes beside what the
+/// Throws UserError, "WHAT need more memory than there is", unless there is memory for this many bytes beside what the
 /// library's buffers hold.
 void requireMemory(std::uint64_t bytes, const std::string& what);
 

@@ -57,7 +57,7 @@ std::string filledIn(const char* option, std::string pattern, const std::string&
     return pattern;
 }
 
-/// Each job looks after its own files; this is about those of others.
+/// Each job checks its files against its own inputs; this checks them against the other recordings and jobs.
 void refuseSharedFiles(std::vector<Job>& jobs, const std::vector<std::string>& inputs) {
     std::map<fs::path, const Job*> writers;
     for (Job& job : jobs) {

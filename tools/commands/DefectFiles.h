@@ -14,7 +14,7 @@ namespace oravo::tools {
 constexpr char kNothingHealthy[] =
     "lists every pixel, and no healthy one is left to replace them (are --low and --high right?)";
 
-/// The same frame. Throws UserError unless it holds counts of 16 bits.
+/// The frame itself. Throws UserError unless it holds counts of 16 bits.
 const cv::Mat& requireCounts(const cv::Mat& frame, const std::string& name);
 /// The same for counts of 16 bits or 32-bit floats.
 const cv::Mat& requireRepairable(const cv::Mat& frame, const std::string& name);

@@ -138,7 +138,7 @@ class Enhancement {
         return recording_.add(values_.read(reader_, index), reader_.name(index));
     }
 
-    /// A frame that was skipped, or comes too soon after a jump, has no image, and that has been said.
+    /// A frame that was skipped, or comes too soon after a jump, has no image; that was reported when it was found.
     void enlargeEach(std::size_t newest, bool taken) {
         if (taken && recording_.ready()) {
             if (enlarge(newest)) return;

@@ -122,7 +122,7 @@ std::vector<std::string> doubtsAbout(const BlurMeasurement& m) {
     return doubts;
 }
 
-/// The options of enhance that tell it of this blur.
+/// The options of enhance that describe this blur.
 std::string optionsFor(const BlurModel& model) {
     const std::string sigma = format("--psf-sigma %.3f", kPerFramePixel * model.optics);
     return model.pixel > 0.0 ? sigma + format(" --psf-box %g", kPerFramePixel * model.pixel) : sigma;

@@ -94,7 +94,7 @@ class Pass {
 };
 
 void requireFound(const PatternLearner::Pass& pass) {
-    if (pass.tells()) return;
+    if (pass.showsPattern()) return;
     std::string why = format(
         "no fixed pattern could be separated from noise and scene; nothing was written (%d of %d stretches "
         "of "
@@ -139,7 +139,7 @@ void learnPattern(const LearnPatternCommand& command) {
         for (FrameReader& recording : recordings) pass.over(recording, findings);
         const PatternLearner::Pass found = learner.endPass();
         if (round == 0) requireFound(first = found);
-        if (!found.tells()) break;
+        if (!found.showsPattern()) break;
     }
     writeImage(command.output, learner.pattern());
     const Parts parts = partsOf(learner.pattern());

@@ -22,7 +22,7 @@ constexpr std::size_t kLongestLine = 100;  // the format and two numbers, or ten
 constexpr std::array<const char*, DefectList::kColumns> kNames = {"x",  "y",  "x1", "y1", "x2",
                                                                   "y2", "x3", "y3", "x4", "y4"};
 
-/// Digits only: no sign, blank or fraction.
+/// Digits only: no sign, space or fraction.
 bool toCount(const std::string& text, ushort& value) {
     const char* end = text.data() + text.size();
     const auto [rest, failed] = std::from_chars(text.data(), end, value);

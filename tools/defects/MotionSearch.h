@@ -14,7 +14,7 @@ struct FrameSequence {
     std::function<cv::Mat_<float>(std::size_t)> read;
 };
 
-/// What a recording tells about the sensor while the scene moves over it.
+/// What a recording shows of the sensor while the scene moves over it.
 struct MotionFindings {
     int windows = 0;                ///< groups of frames that were looked at
     int moving = 0;                 ///< in which the scene moved
@@ -23,7 +23,7 @@ struct MotionFindings {
     std::vector<cv::Point> pixels;  ///< that did not follow it, row by row
 };
 
-/// Movement, in pixels, beyond which more tells no more.
+/// Movement, in pixels, beyond which more movement shows nothing further.
 constexpr double kAmpleMovement = 0.5;
 
 /// The fewest frames that a search takes, and the smallest side of theirs.

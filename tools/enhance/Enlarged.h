@@ -51,8 +51,7 @@ struct Enlarged {
 
     /// What the precise pipeline found out, with an entry for each frame that takes part; null for the others.
     std::shared_ptr<const vision::SrPreciseResult> precise;
-    std::vector<std::size_t>
-        leftOut;  ///< numbers of frames that the precise pipeline found nothing to use in
+    std::vector<std::size_t> leftOut;  ///< numbers of frames that the precise pipeline has no use for
 
     /// Where the reference stands among frames, shifts and inputs.
     std::size_t placeOfReference() const {

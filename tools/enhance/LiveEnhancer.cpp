@@ -40,7 +40,7 @@ LiveEnhancer::Picture LiveEnhancer::pictureOf(const ValueFrame& frame) {
     return picture;
 }
 
-/// Thirty times a second it would hide everything else.
+/// Reports the first of consecutive doubts: thirty lines a second would hide everything else.
 void LiveEnhancer::sayDoubt(const std::string& doubt) {
     if (!doubt.empty() && !doubted_) findings_.warn(format("frame %zu: ", count_ - 1) + doubt);
     doubted_ = !doubt.empty();

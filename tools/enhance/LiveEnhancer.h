@@ -10,8 +10,8 @@
 
 namespace oravo::tools {
 
-/// A stream of frames into as many pictures, each as soon as its frame is there, so that a stream keeps its pace. In the
-/// place of an image that cannot be made stands what can be shown of the frame alone. Memory does not grow with the
+/// A stream of frames into as many pictures, each as soon as its frame is there, so that a stream keeps its pace. Where
+/// no such image can be made, the frame alone is interpolated. Memory does not grow with the
 /// stream.
 class LiveEnhancer {
   public:

@@ -42,7 +42,7 @@ void PatternLearner::learn(const std::vector<cv::Mat_<float>>& frames) {
 PatternLearner::Pass PatternLearner::endPass() {
     Pass pass = pass_;
     if (pass.found > 1) pass.error = std::sqrt(cv::mean(squares_)[0] / weight_ / (pass.found - 1));
-    if (pass.tells()) {
+    if (pass.showsPattern()) {
         for (int y = 0; y < mean_.rows; ++y) {
             for (int x = 0; x < mean_.cols; ++x) pattern_(y, x) += static_cast<float>(mean_(y, x));
         }

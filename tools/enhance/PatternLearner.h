@@ -25,13 +25,13 @@ class PatternLearner {
         std::size_t frames = 0;  ///< of the stretches that show a pattern
         int found = 0;           ///< stretches that show one
         int without = 0;         ///< stretches whose scene moved, and that show none
-        int still = 0;           ///< stretches whose scene did not move, which tell nothing
+        int still = 0;           ///< stretches whose scene did not move, which show nothing
         double error = 0.0;  ///< standard error of a pixel, from how stretches differ; 0 for fewer than two
 
-        /// Whether most stretches that can tell show a pattern.
-        bool tells() const { return found > without; }
+        /// Whether most stretches whose scene moved show a pattern.
+        bool showsPattern() const { return found > without; }
     };
-    /// Adds the mean of what was found to the pattern, if the pass tells one, and begins the next pass.
+    /// Adds the mean of what was found to the pattern, if the pass shows one, and begins the next pass.
     Pass endPass();
 
     /// Rows x columns of a frame.

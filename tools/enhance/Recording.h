@@ -69,7 +69,7 @@ class Recording {
     Findings& findings_;
     StreamGuard guard_;
     std::deque<RecordedFrame> frames_;
-    bool enlargedBefore_ = false;  // it was said
+    bool enlargedBefore_ = false;  // it was reported
     std::size_t count_ = 0;
     std::size_t repeated_ = 0;
     std::size_t stretches_ = 0;  // begun after a jump

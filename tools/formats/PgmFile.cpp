@@ -92,7 +92,7 @@ cv::Mat decodePgm(std::string_view bytes, const std::string& name) {
     const PixelFormat pixel{'u', header.most > 255 ? 2 : 1, header.most > 255};
     const FrameLayout layout{pixel, header.size, tokens.at + 1};
     const std::uint64_t held = bytes.size() - std::min<std::uint64_t>(layout.offset, bytes.size());
-    // A plain number takes its digits and a blank.
+    // A plain number takes a digit and a space at least.
     const std::uint64_t least = 2 * layout.frameBytes() / static_cast<std::uint64_t>(pixel.bytes) - 1;
     const std::uint64_t needed = binary ? layout.frameBytes() : least;
     if (held < needed) {

@@ -23,7 +23,7 @@ struct PixelFormat {
     std::string name() const;
 };
 
-/// Whether so many pixels can be: both sides at least 1, at most kMostPixels in all.
+/// Whether an image can have this size: both sides at least 1, at most kMostPixels in all.
 bool isPossibleSize(std::uint64_t width, std::uint64_t height);
 
 /// One channel out of size.area() * format.bytes bytes in row order. Every number keeps its value: integers

@@ -9,7 +9,7 @@
 
 namespace oravo::tools {
 
-/// What a file without a header holds, as its user tells it.
+/// What a file without a header holds, as its user states it.
 struct RawFormat {
     cv::Size size;
     PixelFormat pixel;
@@ -23,7 +23,7 @@ RawFormat parseRawFormat(const std::string& text);
 /// Its type alone. Throws UserError of the usage kind that begins with the option.
 PixelFormat parsePixelFormat(const std::string& type, const std::string& option);
 
-/// The frames of a file of so many bytes. Throws UserError, naming the file, when these are no whole number of
+/// The frames of a file of this size. Throws UserError, naming the file, when these are no whole number of
 /// frames.
 FrameLayout rawLayout(const RawFormat& raw, std::uint64_t fileSize, const std::string& name);
 

@@ -19,7 +19,7 @@ cv::Mat_<short> signedCounts(const cv::Mat_<float>& frame, const std::string& na
 /// Turns raw counts into temperatures, per pixel by the line through two frames of known temperature; the
 /// library's own conversion (SuperResolution::setNucToRad). That lends pixels without a line that of their neighbours, which
 /// says nothing about what they count; here they count as defective: those with equal counts, whose counts change by less
-/// than a tenth of the usual, or the other way, and whose line leaves the range of gains and offsets.
+/// than a tenth of the usual, or in the other direction, and whose line leaves the range of gains and offsets.
 class Calibration {
   public:
     /// @param points  file of counts, temperature, file of counts, temperature; a temperature is a number for
@@ -29,7 +29,8 @@ class Calibration {
     ///                    as they are
     /// @param storedSize  of the frames before the crop, and of all images
     /// @param findings    gets how many pixels have a line out of range
-    /// Says on standard error how many pixels do not respond. Throws UserError where files cannot be used, or most pixels have equal counts or equal temperatures.
+    /// Reports on standard error how many pixels do not respond. Throws UserError where files cannot be used, or most
+    /// pixels have equal counts or equal temperatures.
     Calibration(const std::vector<std::string>& points, const Decode& decode, const ReadOptions& reading,
                 cv::Size storedSize, Findings& findings);
 

@@ -12,7 +12,7 @@ namespace oravo::tools {
 struct InputFiles {
     const FrameReader& frames;
     const std::vector<std::string>& named;  ///< files and folders of frames, as on the command line
-    std::vector<std::string> others;        ///< files among other texts
+    std::vector<std::string> others;        ///< texts of other options, some of which name files
 
     /// Whether the file of this name is read.
     bool contain(const std::string& path) const;

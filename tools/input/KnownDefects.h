@@ -20,7 +20,7 @@ class KnownDefects {
     explicit KnownDefects(const DefectMask& mask);
 
     /// @param frame  of the mask's size
-    /// @param whole  fills in whole numbers
+    /// @param whole  fills in integers
     void takeOut(cv::Mat_<float>& frame, bool whole) const;
 
   private:

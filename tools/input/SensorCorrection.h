@@ -30,7 +30,7 @@ class SensorCorrection {
     SensorCorrection(const SensorFiles& files, const Decode& decode, const ReadOptions& reading,
                      cv::Size storedSize);
 
-    /// @param whole  rounds to whole numbers, for those who take nothing else
+    /// @param whole  rounds to integers, for pipelines that take nothing else
     void takeOffShutter(cv::Mat_<float>& values, bool whole) const;
     void takeOffPattern(cv::Mat_<float>& values, bool whole) const;
 

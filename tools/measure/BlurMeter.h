@@ -59,14 +59,14 @@ class BlurMeter {
     /// @return why the frame was of no use; empty where it was
     std::string add(const cv::Mat_<float>& frame);
 
-    /// Of the frames so far, one of which at least was of use.
+    /// Of the frames so far, at least one of which was of use.
     BlurMeasurement result() const;
 
   private:
     /// What the fits of one model add up to.
     struct Sums {
         void add(const EdgeFit& fit, cv::Size size);
-        /// Of so many frames.
+        /// @param frames  how many the sums are over
         BlurModel model(double pixel, int frames) const;
 
         double weight = 0.0, optics = 0.0, squares = 0.0;
@@ -86,7 +86,7 @@ class BlurMeter {
     BlurMeasurement measured_;
 };
 
-/// Why a fit tells nothing about the camera's blur; empty where it does.
+/// Why a fit says nothing about the camera's blur; empty where it does.
 std::string whyUseless(const EdgeRegion& region, const EdgeFit& fit);
 
 /// Regions of a frame that seem to hold one straight slanted edge, the most promising ones first.

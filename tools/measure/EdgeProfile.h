@@ -25,7 +25,7 @@ class EdgeProfile {
     /// At a distance u from the edge, positive on the side of 1.
     Value at(double u) const;
 
-    /// Amplitude of a wave of so many cycles per pixel across the edge: the modulation transfer function.
+    /// Amplitude of a wave of this frequency, in cycles per pixel, across the edge: the modulation transfer function.
     double transfer(double frequency) const;
 
     /// Standard deviation of optics and pixel together.

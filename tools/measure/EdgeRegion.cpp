@@ -10,14 +10,14 @@ namespace {
 
 constexpr double kSmoothing = 1.0;  // pixels, before gradients are taken
 constexpr int kBinsPerPixel = 2;
-constexpr double kNear = 4.0;  // pixels from the line within which gradients draw it
+constexpr double kNear = 4.0;  // pixels from the line within which gradients determine it
 
 class Gradients {
   public:
     explicit Gradients(const cv::Mat_<float>& values) {
         cv::Mat_<float> smooth;
         cv::GaussianBlur(repaired(values), smooth, {}, kSmoothing, kSmoothing, cv::BORDER_REPLICATE);
-        // The outermost pixels have no neighbours to tell an edge by.
+        // The outermost pixels have no neighbours to see an edge by.
         cv::Sobel(smooth, x, CV_32F, 1, 0, 3, 0.125, 0.0, cv::BORDER_REPLICATE);
         cv::Sobel(smooth, y, CV_32F, 0, 1, 3, 0.125, 0.0, cv::BORDER_REPLICATE);
     }

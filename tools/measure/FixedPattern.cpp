@@ -15,7 +15,7 @@ namespace {
 using Frames = std::vector<cv::Mat_<float>>;
 using Shifts = std::vector<cv::Point2f>;
 
-constexpr int kMostColumns = 320, kMostRows = 256;  // of the sensor's middle, which tells enough
+constexpr int kMostColumns = 320, kMostRows = 256;  // of the sensor's middle, which is enough
 constexpr int kBorder = 4;                          // pixels that the image knows less well
 constexpr int kSmallest = 24;
 constexpr float kApart = 0.5f;  // pixels between two frames that count

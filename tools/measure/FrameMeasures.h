@@ -21,8 +21,8 @@ double noiseOf(const cv::Mat_<float>& frame);
 cv::Point2d displacementBetween(const cv::Mat_<float>& before, const cv::Mat_<float>& after);
 
 /// By how much the second frame lies above the first: the median difference where the two overlap once they are
-/// aligned to whole pixels by phase correlation. 0 where the means of the frames differ by
-/// less than negligible, or the frames cannot be aligned.
+/// aligned to whole pixels by phase correlation. 0 where the means of the frames differ by less than `negligible`, or
+/// the frames cannot be aligned.
 double levelStep(const cv::Mat_<float>& before, const cv::Mat_<float>& after, double negligible);
 
 bool sameValues(const cv::Mat_<float>& a, const cv::Mat_<float>& b);
@@ -52,8 +52,7 @@ struct FrameDetail {
 /// How far a frame disagrees with its reference once it is moved back by its shift: the share of the two
 /// frames' detail that their difference holds, noise deducted. About 0 where they agree, 1 where they have
 /// nothing in common or the shift leaves no overlap, or is no number; 0 also where they show no detail beyond their
-/// noise. Shifts right to a fraction of
-/// a pixel: below 0.04; wrong by two pixels: above 0.2.
+/// noise. Shifts right to a fraction of a pixel: below 0.04; wrong by two pixels: above 0.2.
 constexpr double kMisfit = 0.15;
 double misfit(const FrameDetail& reference, const FrameDetail& frame, cv::Point2f shift);
 

@@ -42,7 +42,7 @@ class TargetFolder {
     int lock_ = -1;
 };
 
-/// One image in the format that the name's extension tells: TIFF with values as they are, 8-bit or 16-bit
+/// One image in the format that the name's extension states: TIFF with values as they are, 8-bit or 16-bit
 /// PNG.
 void writeImage(const std::string& path, const cv::Mat& image);
 void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image);

@@ -9,7 +9,7 @@
 namespace oravo::tools {
 
 /// Raw images on standard output, each there in full as soon as it is written. While an object lives, a reader that has
-/// gone is no signal.
+/// gone raises no signal.
 class RawSink {
   public:
     /// Throws UserError where standard output is a terminal.

@@ -7,7 +7,7 @@
 
 namespace oravo::tools {
 
-/// A picture (B, G, R) of what an edge tells about a camera: on the left the modulation transfer function, on the right the
+/// A picture (B, G, R) of what an edge shows about a camera: on the left the modulation transfer function, on the right the
 /// edge itself, each as measured and as the better model has it.
 cv::Mat drawBlur(const BlurMeasurement& measured);
 

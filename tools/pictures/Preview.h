@@ -41,7 +41,7 @@ struct Preview {
 
 /// A picture of how many of the frames are valid at each pixel, with its legend.
 cv::Mat drawCoverage(const cv::Mat_<uchar>& coverage, int frames);
-/// The colour (B, G, R) that stands for so many of so many frames: from red (none) over yellow to blue (all).
+/// The colour (B, G, R) that stands for `count` of `frames` frames: from red (none) over yellow to blue (all).
 cv::Vec3b coverageColour(int count, int frames);
 cv::Mat_<cv::Vec3b> coverageColours(const cv::Mat_<uchar>& coverage, int frames);
 /// The same colours and those between them, for a scale from no frame to all.

@@ -10,7 +10,7 @@ namespace oravo::tools {
 /// most `most` of them but never none.
 struct Ticks {
     Ticks(double lowest, double highest, int most);
-    /// A value of the scale with as many decimals as its ticks need, and so many more.
+    /// A value of the scale with as many decimals as its ticks need, and `moreDecimals` more.
     std::string text(double value, int moreDecimals = 0) const;
 
     std::vector<double> values;

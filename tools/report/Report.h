@@ -33,7 +33,7 @@ struct ReportedFrame {
     std::string name;
     cv::Point2f shift;        ///< frame(p + d) = reference(p)
     double validShare = 0.0;  ///< of its pixels that agree with the reference; NaN where that is unknown
-    std::string status;       ///< kReference, "used", or what is to be said about it
+    std::string status;       ///< kReference, "used", or "used, though ..." with a reservation
     std::optional<vision::SrPreciseFrame> fit;  ///< by the precise pipeline
 };
 
@@ -81,7 +81,7 @@ struct Report {
     ColourScale scale;  ///< of image and reference in pictures
 
     std::optional<OutOfRange> outside;  ///< of the recording's values, where there are such
-    std::vector<Guard> guards;          ///< what was said along the way
+    std::vector<Guard> guards;          ///< what was found along the way
     vision::detail::StageTimes stages;  ///< of the last image
     double seconds = 0.0;               ///< of the whole run, until now
 };
@@ -104,10 +104,10 @@ double referenceValueAt(const Report& report, cv::Point pixel);
 double bicubicValueAt(const Report& report, cv::Point pixel);
 
 /// What the camera would show of the image at that pixel of the frame; NaN where that is unknown. Next to
-/// referenceValueAt() it tells whether a spot that the image shows hotter than any frame did agrees with the frame.
+/// referenceValueAt() it shows whether a spot that the image shows hotter than any frame did agrees with the frame.
 double seenValueAt(const Report& report, cv::Point pixel);
 
-/// The median of the values that are none of NaN; NaN where there are none.
+/// The median of the values other than NaN; NaN where there are none.
 double medianOf(const cv::Mat_<float>& image);
 
 /// What a map of standard deviations says, in the unit of the image.

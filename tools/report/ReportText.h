@@ -9,7 +9,7 @@ namespace oravo::tools {
 
 // Text for a page. Functions that return markup say so; the others return plain text, which htmlText() makes fit for it.
 
-/// Markup characters are written as what they stand for, other control characters and bytes that are no UTF-8 as '?'.
+/// Characters that markup is made of become character references, other control characters and bytes that are no UTF-8 as '?'.
 std::string htmlText(const std::string& text);
 
 /// "7 frames", "1 frame".

@@ -30,7 +30,7 @@ std::vector<cv::Point2f> randomShifts(int count, int reference, double largest, 
 /// Renders the scene and takes frames of it with the library's own model: the scene, offset by the
 /// whole-pixel part of the shift, blurred by the point-spread function moved by the rest, sampled at every
 /// second pixel; then Gaussian noise and status codes. The centre of frame pixel i lies at position 2 i + 0.5
-/// of the truth. Throws UserError when there is no room for so many defects, a shift is larger than the frame, a given
+/// of the truth. Throws UserError when there is no room for the defects, a shift is larger than the frame, a given
 /// scene is too small, or all of it needs more memory than there is.
 Burst simulateBurst(const SimulationParameters& parameters);
 

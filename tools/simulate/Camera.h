@@ -12,8 +12,8 @@ namespace oravo::tools {
 ///
 /// Along each axis a pixel at position s of the picture is the sum over pixels p of picture(p) h(p - s), with
 ///   h(t) = integral from -1/2 to 1/2 of exp(-2 pi^2 sigma^2 f^2) cos(2 pi f t) df,
-/// the Gaussian without what lies beyond the picture's highest frequency, cut at reach() by a window that leaves its inner half alone, which
-/// changes waves of up to 0.35 cycles a pixel by less than 1 % of their amplitude.
+/// the Gaussian without what lies beyond the picture's highest frequency, cut at reach() by a window that leaves its inner
+/// half alone, which changes waves of up to 0.35 cycles a pixel by less than 1 % of their amplitude.
 class Camera {
   public:
     static constexpr int kFactor = 2;

@@ -47,9 +47,9 @@ struct OutOfRange {
     std::size_t frame = 0;  ///< its number
     std::string name;       ///< and the file
 
-    /// Counts in a frame and returns how many of its pixels are such.
+    /// Adds a frame to the counts. Returns how many of its pixels lie outside.
     std::size_t add(const cv::Mat_<float>& values, std::size_t number, const std::string& file);
-    /// Counts in a frame.
+    /// The same, with the frame itself.
     ValueFrame take(const cv::Mat_<float>& values, std::size_t number, const std::string& file);
     std::string rangeText() const;
     std::string extremeText() const;
