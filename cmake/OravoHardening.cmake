@@ -7,7 +7,7 @@ option(ORAVO_FUZZ_ENGINE "Build for libFuzzer, which comes with clang" OFF)
 # stay as they are.
 function(oravo_harden target)
   if(ORAVO_SANITIZE)
-    # Sanitizers wrap the C functions that fortification would replace, and GCC warns of instrumented code for naught.
+    # Sanitizers wrap the C functions that fortification would replace, and GCC warns of instrumented code without cause.
     target_compile_options(${target} PRIVATE -fsanitize=${ORAVO_SANITIZE} -fno-sanitize-recover=all
                                              -fno-omit-frame-pointer -g1
                                              $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)

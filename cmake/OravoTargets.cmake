@@ -17,7 +17,7 @@ function(oravo_configure target)
 endfunction()
 
 # Compiles a file of hot loops once per instruction set and adds the copies to a target. In each copy ORAVO_KERNELS is
-# NAME followed by the level, the name of the table that the copy defines; instructionSet() tells which one to use.
+# NAME followed by the level, the name of the table that the copy defines; instructionSet() decides which one to use.
 function(oravo_add_kernels target source name)
   set(levels Baseline)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")

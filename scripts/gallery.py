@@ -146,7 +146,7 @@ def with_intruder(gallery, burst):
 
 
 def drifting(gallery, burst, step):
-    """The burst with so many degrees more from each frame to the next."""
+    """The burst with `step` degrees more from each frame to the next."""
     folder = gallery.scratch / f"drifting{step}"
     folder.mkdir()
     for i in range(5):
@@ -156,7 +156,7 @@ def drifting(gallery, burst, step):
 
 
 def rotated(gallery, degrees):
-    """A burst whose frames turn by so much from one to the next, beside their displacements."""
+    """A burst whose frames also turn by so many degrees from one to the next."""
     fine = gallery.scratch / "fine"
     if not fine.exists():
         gallery.run("simulate", "-o", fine, f"--width={2 * WIDTH}", f"--height={2 * HEIGHT}", "--noise=0")

@@ -16,7 +16,7 @@ static uint16_t countOf(float celsius) {
     return (uint16_t)fmin(fmax(rint((celsius - kOffset) / kScale), 0.0), 65535.0);
 }
 
-/* One frame in, one image out, once the window is full. What cannot be used is told, and the stream goes on. */
+/* One frame in, one image out, once the window is full. What cannot be used is reported, and the stream goes on. */
 static int step(oravo_burst burst, const uint16_t* counts, float* image, uint16_t* out, size_t pixels) {
     if (oravo_burst_add_u16(burst, counts, 0, kScale, kOffset) != ORAVO_BURST_OK ||
         (oravo_burst_frames(burst) == kWindow &&

@@ -3,7 +3,7 @@ A cheap sensor
 ==============
 
 Forty dead pixels with values that the scene has, and columns that are off by 1 K. The scene moves over the sensor, so its
-faults tell themselves: they stay. Nothing is switched on for that.
+faults give themselves away: they stay. Nothing is switched on for that.
 """
 
 import numpy as np

@@ -3,7 +3,7 @@ Something moves on its own
 ==========================
 
 A warm disc crosses the scene while the camera moves. It shows where the reference frame saw it; there the other frames
-have no say, and the map of weights tells so.
+have no say, which the map of weights shows.
 """
 
 import numpy as np

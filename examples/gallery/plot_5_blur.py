@@ -2,7 +2,7 @@
 The camera's blur
 =================
 
-The one thing that frames do not tell. A burst of a camera with a blur of 0.9, enhanced with several values of
+The one thing that frames do not show. A burst of a camera with a blur of 0.9, enhanced with several values of
 ``psf_sigma``: too little leaves it soft, too much rings at edges. ``oravo-superres measure blur`` finds the value from a
 frame of a slanted edge.
 """

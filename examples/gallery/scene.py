@@ -23,7 +23,7 @@ def picture():
 
 
 def softened(values, sigma=0.5):
-    """Blurred by so many pixels of the enlarged image."""
+    """Blurred by sigma, in pixels of the enlarged image."""
     return gaussian_filter(values, sigma * FINE / 2, mode="nearest")
 
 

@@ -2,8 +2,8 @@
 
     calibrated.py ENLARGED.npy COUNTS.npy COLD.npy COLD_CELSIUS HOT.npy HOT_CELSIUS
 
-COLD and HOT are frames, or recordings whose mean is taken, of an even surface that fills the view. Between them a count
-is taken for a straight line of temperature, pixel by pixel, which takes off the sensor's fixed pattern as well.
+COLD and HOT are frames, or recordings whose mean is taken, of an even surface that fills the view. Between them
+temperature is taken to be linear in the count, pixel by pixel, which takes off the sensor's fixed pattern as well.
 """
 
 import sys

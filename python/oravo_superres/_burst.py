@@ -311,7 +311,7 @@ def _fail(status: int, message: str) -> NoReturn:
 
 
 class _Known:
-    """Whether the library answered what it was asked."""
+    """Whether the pipeline gives all that was requested."""
 
     def __init__(self) -> None:
         self._known = True

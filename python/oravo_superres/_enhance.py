@@ -211,7 +211,7 @@ def reconstruct_stream(frames: Iterable[npt.ArrayLike], parameters: Optional[Par
 
     Args:
         frames: arrays (height, width), oldest first, taken one at a time; may be endless, and may reuse their memory.
-        every: one image for so many frames.
+        every: an image after every so many frames, 1 for each.
         parameters, reference, bad_pixels, scale, offset, log, changes: as in :func:`reconstruct`.
 
     Yields:
@@ -263,7 +263,7 @@ def _many(bursts: Iterable[Iterable[npt.ArrayLike]], intake: _Intake, workers: O
 
     try:
         for frames in bursts:
-            if len(waiting) > count:  # one waits at the door
+            if len(waiting) > count:  # one more waits for a worker
                 collect()
             waiting.append(pool.submit(_of_frames, frames, intake, work, None, running))
         while waiting:

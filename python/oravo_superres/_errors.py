@@ -47,7 +47,7 @@ class SuperResolutionError(RuntimeError):
 
 
 class BurstStatus(IntEnum):
-    """The status codes of bursts; capi/Burst.h tells what to do about each."""
+    """The status codes of bursts; capi/Burst.h says what to do about each."""
 
     OK = 0
     STALE = -1

@@ -19,7 +19,7 @@ class PixelCode(IntEnum):
 
 
 def has_code(image: npt.NDArray[np.float32]) -> npt.NDArray[np.bool_]:
-    """Tells which pixels of a float32 image carry a code.
+    """Which pixels of a float32 image carry a code.
 
     Args:
         image: any shape, float32.

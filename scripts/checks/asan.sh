@@ -5,5 +5,5 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
 
 build_sanitized
-# Recordings go the ways that rendered scenes go, and take minutes more.
+# Recordings take the same paths through the code as rendered scenes do, and minutes more.
 env -u ORAVO_TEST_DATA ctest --test-dir build-asan --output-on-failure -j "$(nproc)"

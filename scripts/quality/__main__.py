@@ -15,7 +15,7 @@ from .bursts import KINDS, bursts
 from .methods import Methods
 
 USUAL = ["bicubic", "float", "float-unguarded", "precise"]
-# What tells more about some kinds; --full adds it.
+# Methods that show more about some kinds; --full adds them.
 MORE = {"noise_1": ["float-long", "precise-patternless", "precise-best"], "noise_5": ["float-long", "precise-best"],
         "noise_15": ["precise-best"], "white_3": ["precise-patternless"], "columns_3": ["precise-patternless"],
         "real": ["precise-best"], "real_video": ["precise-best"]}

@@ -20,7 +20,7 @@ class Kind:
     what: str
     noise: float = 0.01
     kelvin: float = 0.0  # noise in kelvin, in place of a share
-    reach: float = 1.0  # frames are displaced by up to so many pixels
+    reach: float = 1.0  # pixels that frames are displaced by, at most
     along: tuple = (1.0, 1.0)  # share of it in x and y
     jitter: float = 0.0  # standard deviation of further displacements, pixels
     halves: bool = False  # displacements are multiples of half a pixel
@@ -121,7 +121,7 @@ class Burst:
 
 
 def bursts(name, half, number):
-    """Calls that each make one burst of a kind; `number` views of each picture, or so many windows of a recording."""
+    """Calls that each make one burst of a kind; `number` views of each picture, or windows of each recording."""
     kind = KINDS[name]
     if kind.scene in ("mwir", "lwir"):
         return recorded.windows(name, kind, number)

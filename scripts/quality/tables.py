@@ -7,7 +7,7 @@ from .bursts import KINDS
 from .targets import Table, silent_ones
 
 LEGEND = """Gain over bicubic in dB: mean over the bursts (worst); then, where there are some, how many results are
-below bicubic by more than 0.1 dB, and behind the stroke how many of these without a warning."""
+below bicubic by more than 0.1 dB, and after the slash how many of these without a warning."""
 PARTS = "flat", "hot", "cold", "plate"
 RADIOMETRY = "noise_1", "noise_15", "dead", "columns_10", "object", "plate", "plate_moves"
 # What a choice changes: method, what it is held against, and what it is.
@@ -17,7 +17,7 @@ CHOICES = [("float-long", "float", "float with `--relative-residue 0.001 --itera
            ("precise-best", "precise", "precise with the weight that is best with the truth in hand"),
            ("precise-patternless", "precise", "precise without looking for fixed patterns"),
            ("precise-5", "precise", "precise, given the newest five frames only")]
-# What the camera itself tells before the burst: kind, method's ending, and what is found out how.
+# What the camera itself shows before the burst: kind, method's ending, and what is found out how.
 SENSOR = [("dead", "listed", "list of `defects detect`, of a recording of another scene"),
           ("columns_10", "learnt", "`pattern learn` of two other scenes"),
           ("white_10", "learnt", "the same"),

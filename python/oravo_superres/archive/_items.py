@@ -115,7 +115,7 @@ def _dies_with_parent() -> List[str]:
 
 
 def _enhance(settings: Settings, item: Item) -> Tuple[int, str]:
-    """Runs the program; its exit code and the last line that it said."""
+    """Runs the program; its exit code and the last line that it printed."""
     command = [*_dies_with_parent(), settings.program, "enhance", item.recording, "-o", item.result, "--resume",
                *options_for(settings, item)]
     # Recordings are spread over the processors already.

@@ -26,7 +26,7 @@ def _receipt(result: str) -> Any:
 
 
 def confirmed_by(result: str) -> Optional[Confirmed]:
-    """To be asked when the program has just ended with success."""
+    """To be called when the program has just ended with success."""
     receipt = _receipt(result)
     return Confirmed(receipt["version"], tuple(receipt["options"])) if receipt else None
 
@@ -45,7 +45,7 @@ def _is_there(state: Any, folder: str) -> bool:
 
 
 def is_certainly_finished(recording: str, wanted: List[str], known: Confirmed) -> Optional[int]:
-    """The exit code that the recording ended with, or None where the program has to be asked.
+    """The exit code that the recording ended with, or None where the program has to decide.
 
     :param wanted: all result files, the image first
     """

@@ -79,7 +79,7 @@ def run_archive(source: Union[str, Iterable[str]], output: str, *, options: Sequ
     :param program: ``oravo-superres``, where workers find it
     :param timeout: seconds after which a recording has failed
     :param progress: called with the summary so far, now and then
-    :raises ArchiveError: the run cannot be: options are wrong, the program is missing, another run works there
+    :raises ArchiveError: the run is impossible: options are wrong, the program is missing, another run works there
     :raises Duplicates: two recordings would become one image
     """
     _check_division(recordings, workers, share)
@@ -124,7 +124,7 @@ def _check_options(options: Sequence[str]) -> None:
 
 
 def _try_program(settings: Settings, output: str) -> None:
-    """What is wrong with the options is wrong with them for every recording. One that is not there shows it in no time."""
+    """Tries the options on a recording that does not exist, which shows at once what is wrong with them for every one."""
     nothing = os.path.join(output, "no", "such", "recording")
     options = [option.replace("{}", "x") for option in settings.options]
     command = [settings.program, "enhance", nothing, "-o", nothing + ".tif", "--resume", *options]
@@ -201,7 +201,7 @@ class _Sink:
 
 
 class _Batches:
-    """Items by ones while each takes seconds, by many while there is little to do for each: a task has its price."""
+    """Items one by one while each takes seconds, many together while each takes little: every task has a cost of its own."""
 
     _SECONDS = 2.0
     _MOST = 64

@@ -16,7 +16,7 @@ class Workers:
 
 
 class ArchiveError(RuntimeError):
-    """The run cannot be; nothing was done."""
+    """The run is impossible; nothing was done."""
 
 
 # By default dask keeps hundreds of thousands of entries about tasks that are long done, takes each worker's call stack a
