@@ -25,6 +25,7 @@ for page in CONTRIBUTING CHANGELOG SECURITY; do
     sed -E 's#\]\(docs/#](#g; s#\]\((CONTRIBUTING|CHANGELOG|SECURITY)\.md#](\L\1.md#g; s#\]\(([A-Za-z]+/)#](\1#g' "$page.md" \
         >"$source/docs/${page,,}.md"
 done
+sed -E 's#\]\((c|cpp|python)/#](../examples/\1/#g; s#\]\(gallery\)#](gallery/index)#' examples/README.md >"$source/docs/examples.md"
 site=$(realpath -m out/docs/site)
 /usr/bin/python3 scripts/gallery.py "$build/tools/oravo-superres" "$source/docs"
 diff docs/gallery.md "$source/docs/gallery.md" || { echo "the gallery's figures have changed: run scripts/gallery.sh"; exit 1; }

@@ -42,12 +42,20 @@ def _burst(tmp_path, monkeypatch):
     return frames
 
 
-def run(name, *arguments, source=None):
+def as_pictures(counts, folder="."):
+    """The names of image files that hold them, 0.pgm, 1.pgm, ... in a folder."""
+    names = [f"{folder}/{i}.pgm" for i in range(len(counts))]
+    for name, image in zip(names, counts):
+        Path(name).write_bytes(b"P5 %d %d 65535\n" % image.shape[::-1] + image.astype(">u2").tobytes())
+    return names
+
+
+def run(name, *arguments, source=None, code=0):
     """What an example prints; C and C++ ones by the name of their target."""
     program = [sys.executable, str(EXAMPLES / name)] if name.endswith(".py") else [f"{os.environ['ORAVO_EXAMPLES']}/{name}"]
     with open(source or os.devnull, "rb") as stdin:
         made = subprocess.run([*program, *map(str, arguments)], stdin=stdin, capture_output=True, check=False)
-    assert made.returncode == 0 and not made.stderr, made.stderr.decode()
+    assert made.returncode == code and not made.stderr, made.stderr.decode()
     return made.stdout
 
 
@@ -61,9 +69,8 @@ def test_bursts_are_the_same_image_in_all_languages(burst):
     gain = re.search(r"([\d.]+) dB", told)[1]
     assert float(gain) > 3 and f"{gain} dB" in said and said.count("moved by") == len(burst) and "doubt" not in said
 
-    for i, counts in enumerate(np.fromfile("counts.raw", "<u2").reshape(burst.shape)):
-        Path(f"{i}.pgm").write_bytes(b"P5 %d %d 65535\n" % (WIDTH, HEIGHT) + counts.astype(">u2").tobytes())
-    told = run("cpp_burst", "image.tif", *(f"{i}.pgm" for i in range(len(burst)))).decode()
+    names = as_pictures(np.fromfile("counts.raw", "<u2").reshape(burst.shape))
+    told = run("cpp_burst", "image.tif", *names).decode()
     assert f"{len(burst)} of {len(burst)} frames" in told and Path("image.tif").stat().st_size > 16 * WIDTH * HEIGHT
 
 
@@ -80,18 +87,56 @@ def test_live_ones_give_an_image_for_each_frame_from_the_fifth_on(burst):
 
 def test_calibration_takes_off_the_pattern_and_what_does_not_react(burst):
     random = np.random.default_rng(5)
-    gain, offset = random.normal(40, 2, (HEIGHT, WIDTH)), random.normal(5000, 200, (HEIGHT, WIDTH))
+    gain, offset = random.normal(400, 20, (HEIGHT, WIDTH)), random.normal(5000, 200, (HEIGHT, WIDTH))
     gain[20, 30] = 0
-    np.save("counts.npy", gain * burst + offset)
-    np.save("cold.npy", np.stack([gain * 10 + offset] * 2))
-    np.save("hot.npy", gain * 40 + offset)
+    counts, cold, hot = (np.rint(gain * celsius + offset).astype("<u2") for celsius in (burst, np.full((2, 1, 1), 10), np.full((2, 1, 1), 40)))
+    for name, array in (("counts", counts), ("cold", cold), ("hot", hot)):
+        np.save(f"{name}.npy", array)
+        array.tofile(f"{name}.raw")
     told = run("python/calibrated.py", "image.npy", "counts.npy", "cold.npy", 10, "hot.npy", 40).decode()
-    assert f"1 of {HEIGHT * WIDTH} pixels do not react" in told
-    np.testing.assert_allclose(np.load("image.npy"), oravo_superres.reconstruct(burst).image, atol=0.3)
+    image = np.load("image.npy")
+    np.testing.assert_allclose(image, oravo_superres.reconstruct(burst).image, atol=0.3)
+    told += run("c_calibrated", WIDTH, HEIGHT, "cold.raw", 10, "hot.raw", 40, "image.raw", source="counts.raw").decode()
+    np.testing.assert_array_equal(np.fromfile("image.raw", np.float32).reshape(image.shape), image)
+    Path("even").mkdir()
+    (low, high), frames = as_pictures([cold[0], hot[0]], "even"), as_pictures(counts)
+    told += run("cpp_calibrated", "image.tif", low, 10, high, 40, *frames).decode()
+    assert told.count(f"1 of {HEIGHT * WIDTH} pixels do not react") == 3
+    assert float(re.search(r"([\d.]+) dB", told)[1]) > 3
 
 
 def test_the_pipelines_are_compared(burst):
-    assert len(burst) == len(SHIFTS)
-    told = run("python/compare.py", "celsius.npy", "truth.npy", REFERENCE).decode()
-    gains = {name: float(psnr) for name, psnr in re.findall(r"^(\w+) +([\d.]+) dB", told, re.MULTILINE)}
-    assert gains["precise"] > gains["float"] > gains["linear"] + 2
+    np.load("truth.npy").astype(np.float32).tofile("truth.raw")
+    centikelvin = [np.rint(100 * (values + 273.15)) for values in (*burst, np.load("truth.npy"))]
+    *frames, truth = as_pictures(centikelvin)
+    ways = [run("python/compare.py", "celsius.npy", "truth.npy", REFERENCE),
+            run("c_compare", WIDTH, HEIGHT, REFERENCE, "truth.raw", source="celsius.raw"),
+            run("cpp_compare", truth, REFERENCE, *frames)]
+    gains = [{name: float(psnr) for name, psnr in re.findall(r"^(\w+) +([\d.]+) dB", told.decode(), re.MULTILINE)}
+             for told in ways]
+    assert gains[0] == gains[1] == pytest.approx(gains[2], abs=0.1)
+    assert gains[0]["precise"] > gains[0]["float"] > gains[0]["linear"] + 2
+
+
+def test_archives_go_on_and_a_bad_recording_stops_no_other(burst, monkeypatch):
+    for folder in ("day", "pictures/a", "pictures/b"):
+        Path(folder).mkdir(parents=True)
+    as_pictures(np.rint(100 * (burst + 273.15)), "pictures/a")
+    np.save("day/a.npy", burst)
+    burst.tofile("day/a.raw")
+    for bad in ("day/b.npy", "day/b.raw"):
+        Path(bad).touch()
+    monkeypatch.setenv("PATH", str(Path(os.environ["ORAVO_SUPERRES"]).parent), prepend=os.pathsep)
+
+    def archives():
+        return [run("c_archive", WIDTH, HEIGHT, "day/a.raw", "day/b.raw", code=1).decode(),
+                run("cpp_archive", "pictures", "results", code=1).decode(),
+                run("python/archive.py", "day", "out", code=2).decode()]
+
+    for told, bad in zip(archives(), ("day/b.raw: failed: ", "results/b.tif: failed: no frames", "day/b.npy: ")):
+        assert bad in told
+    np.testing.assert_array_equal(np.fromfile("day/a.raw.image", np.float32), oravo_superres.reconstruct(burst).image.ravel())
+    made = {path: path.stat().st_mtime_ns for path in map(Path, ("day/a.raw.image", "results/a.tif", "out/a.tif"))}
+    for told, finished in zip(archives(), ("a.raw: finished before", "a.tif: finished before", "0 made, 1 finished before, 1 failed")):
+        assert finished in told
+    assert made == {path: path.stat().st_mtime_ns for path in made}
