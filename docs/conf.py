@@ -10,7 +10,7 @@ from docutils.utils.math import latex2mathml
 from sphinx_gallery.sorting import FileNameSortKey
 
 ROOT = Path(__file__).resolve().parent.parent
-sys.path[:0] = [str(ROOT / "python"), str(ROOT / "examples" / "gallery")]
+sys.path[:0] = [str(ROOT / "docs"), str(ROOT / "python"), str(ROOT / "examples" / "gallery")]
 
 project = "oravo super-resolution"
 author = "the oravo developers"
@@ -18,7 +18,7 @@ copyright = author  # pylint: disable=redefined-builtin
 release = version = re.search(r"^project\(.*?VERSION\s+([\d.]+)", (ROOT / "CMakeLists.txt").read_text(), re.M | re.S)[1]
 
 extensions = ["myst_parser", "breathe", "sphinx.ext.autodoc", "sphinx.ext.napoleon",
-              "sphinx_copybutton", "sphinx_gallery.gen_gallery"]
+              "sphinx_copybutton", "sphinx_gallery.gen_gallery", "narrow"]
 exclude_patterns = ["gallery/*.md5", "README.md"]
 
 myst_enable_extensions = ["dollarmath", "amsmath", "colon_fence", "deflist"]
@@ -55,6 +55,7 @@ copybutton_prompt_text = "$ "
 
 html_theme = "furo"
 html_title = project
+html_static_path = ["_static"]
 html_copy_source = False
 html_show_sourcelink = False
 html_math_renderer = "mathml"
