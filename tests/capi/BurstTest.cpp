@@ -143,7 +143,7 @@ TEST(Burst, FollowsALiveCameraAsASessionDoes) {
     testing::internal::GetCapturedStdout();
 }
 
-TEST(Burst, TellsWhatTheFloatPipelineFindsOut) {
+TEST(Burst, ReportsWhatTheFloatPipelineFindsOut) {
     const std::vector<Image> frames = movingBurst(4);
     const OwnedBurst burst(frames, optionsOf(ORAVO_BURST_FLOAT));
     ASSERT_EQ(oravo_burst_reconstruct(burst, 4), ORAVO_BURST_OK) << oravo_burst_error(burst);

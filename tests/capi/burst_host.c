@@ -37,18 +37,13 @@ static void count(int level, const char* text, void* user) {
     if (strchr(text, '\n') != NULL) abort();
 }
 
-static int reconstruct(int pipeline) {
+/* Makes a burst of one bad pixel and the frames of the scene. */
+static int fill(oravo_burst* made, int pipeline, double* share) {
     static uint16_t counts[kPixels];
-    static float image[4 * kPixels], map[4 * kPixels];
     static unsigned char mask[kPixels];
-    const int precise = pipeline == ORAVO_BURST_PRECISE;
-    const int unavailable = precise ? ORAVO_BURST_OK : ORAVO_BURST_UNAVAILABLE;
     oravo_burst burst = 0;
     oravo_burst_options options;
-    oravo_burst_frame info;
-    double share = -1.0, value = 0.0;
-    char text[512];
-    int i, width = 0, height = 0;
+    int i;
 
     REQUIRE(oravo_burst_options_init(&options, sizeof options) == ORAVO_BURST_OK);
     REQUIRE(oravo_burst_camera_blur("108 FOV 12") == 0.34f);
@@ -56,9 +51,9 @@ static int reconstruct(int pipeline) {
     options.frames = 5;
     options.progress = watch;
     options.log = count;
-    options.user = &share;
+    options.user = share;
     REQUIRE(oravo_burst_memory(kWidth, kHeight, &options) > 0);
-    burst = oravo_burst_create(kWidth, kHeight, &options);
+    *made = burst = oravo_burst_create(kWidth, kHeight, &options);
     REQUIRE(burst != 0);
     if (pipeline != ORAVO_BURST_VECTOR) {
         memset(mask, 0, sizeof mask);
@@ -70,8 +65,16 @@ static int reconstruct(int pipeline) {
         REQUIRE(oravo_burst_add_u16(burst, counts, 2 * kWidth, 0.01, 0.0) == ORAVO_BURST_OK);
     }
     REQUIRE(oravo_burst_frames(burst) == 5);
-    REQUIRE(oravo_burst_reconstruct(burst, ORAVO_BURST_OWN_REFERENCE) == ORAVO_BURST_OK);
-    REQUIRE(share == 1.0);
+    return EXIT_SUCCESS;
+}
+
+static int readImages(oravo_burst burst, int pipeline) {
+    static float image[4 * kPixels], map[4 * kPixels];
+    static unsigned char mask[kPixels];
+    const int precise = pipeline == ORAVO_BURST_PRECISE;
+    const int unavailable = precise ? ORAVO_BURST_OK : ORAVO_BURST_UNAVAILABLE;
+    int i, width = 0, height = 0;
+
     REQUIRE(oravo_burst_image_size(burst, &width, &height) == ORAVO_BURST_OK);
     REQUIRE(width == 2 * kWidth && height == 2 * kHeight);
     REQUIRE(oravo_burst_image(burst, image, 0) == ORAVO_BURST_OK);
@@ -83,11 +86,33 @@ static int reconstruct(int pipeline) {
             (pipeline == ORAVO_BURST_VECTOR ? ORAVO_BURST_UNAVAILABLE : ORAVO_BURST_OK));
     REQUIRE(oravo_burst_mask(burst, 0, mask, 0) ==
             (precise || pipeline == ORAVO_BURST_VECTOR ? ORAVO_BURST_UNAVAILABLE : ORAVO_BURST_OK));
+    return EXIT_SUCCESS;
+}
+
+static int readFacts(oravo_burst burst) {
+    oravo_burst_frame info;
+    double value = 0.0;
+    char text[512];
+    int i;
+
     REQUIRE(oravo_burst_frame_info(burst, 0, &info, sizeof info) == ORAVO_BURST_OK);
     REQUIRE(oravo_burst_figure(burst, oravo_burst_figure_name(0), &value) == ORAVO_BURST_OK && value == 5.0);
     REQUIRE(oravo_burst_figure(burst, "warnings", &value) == ORAVO_BURST_OK);
     for (i = 0; i < (int)value; ++i)
         REQUIRE(oravo_burst_warning(burst, i, text, sizeof text) == ORAVO_BURST_OK && text[0] != '\0');
+    return EXIT_SUCCESS;
+}
+
+static int reconstruct(int pipeline) {
+    static float image[4 * kPixels];
+    oravo_burst burst = 0;
+    double share = -1.0;
+
+    if (fill(&burst, pipeline, &share) != EXIT_SUCCESS) return EXIT_FAILURE;
+    REQUIRE(oravo_burst_reconstruct(burst, ORAVO_BURST_OWN_REFERENCE) == ORAVO_BURST_OK);
+    REQUIRE(share == 1.0);
+    if (readImages(burst, pipeline) != EXIT_SUCCESS) return EXIT_FAILURE;
+    if (readFacts(burst) != EXIT_SUCCESS) return EXIT_FAILURE;
     REQUIRE(oravo_burst_cancel(burst) == ORAVO_BURST_OK);
     REQUIRE(oravo_burst_clear(burst) == ORAVO_BURST_OK);
     REQUIRE(oravo_burst_image(burst, image, 0) == ORAVO_BURST_NO_RESULT);

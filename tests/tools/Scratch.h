@@ -46,6 +46,11 @@ std::string complaint(Action action, ExitCode expected) {
     return {};
 }
 
+/// Whether a text holds some words.
+inline bool says(const std::string& text, const std::string& words) {
+    return text.find(words) != std::string::npos;
+}
+
 inline float pixelOf(std::uint32_t bits) {
     float pixel = 0.0f;
     std::memcpy(&pixel, &bits, sizeof pixel);

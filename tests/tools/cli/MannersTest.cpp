@@ -9,10 +9,6 @@
 namespace oravo::tools {
 namespace {
 
-bool says(const std::string& text, const std::string& what) {
-    return text.find(what) != std::string::npos;
-}
-
 TEST(Messages, NumbersAndTimesAreShort) {
     EXPECT_EQ(ranges({}), "");
     EXPECT_EQ(ranges({4}), "4");

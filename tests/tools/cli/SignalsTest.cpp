@@ -10,7 +10,7 @@ namespace {
 
 class Signals : public Program {
   protected:
-    /// A recording of so many frames in one file.
+    /// Writes a recording with this number of frames into one file.
     void record(const std::string& name, int frames) const {
         ASSERT_TRUE(std::filesystem::exists(path("b")) ||
                     run("simulate -o b --width 64 --height 48").code == 0);
@@ -21,7 +21,7 @@ class Signals : public Program {
         commit(files);
     }
 
-    /// Starts the program, awaits so many of its hidden files in the folder, does what the script says, in which $p is
+    /// Starts the program, waits for this number of its hidden files in the folder, does what the script says, in which $p is
     /// the program's process, and returns the script's status.
     int during(const std::string& arguments, const std::string& folder, int hidden,
                const std::string& script) const {

@@ -125,7 +125,7 @@ TEST_F(Live, EndsWithItsInput) {
     }
 }
 
-/// Also where whoever started the program ignores what tells of it.
+/// Even where whoever started the program ignores the signal that reports it.
 TEST_F(Live, EndsWithItsReader) {
     for (const char* before : {"", "trap '' PIPE; "}) {
         EXPECT_EQ(
@@ -162,7 +162,7 @@ TEST_F(Live, MemoryDoesNotGrowWithTheStream) {
 #ifdef ORAVO_SANITIZED
     GTEST_SKIP() << "sanitizers keep what is freed";
 #endif
-    // Of noise, every window is tried anew, and something is found wrong with each.
+    // Frames of nothing but noise: every window is tried again, and something is wrong with each.
     EXPECT_EQ(
         script(
             "head -c 38400 /dev/urandom >noise\n"

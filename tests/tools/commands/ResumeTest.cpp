@@ -7,10 +7,6 @@
 namespace oravo::tools {
 namespace {
 
-bool says(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
-
 /// Two recordings that are enhanced again and again into one folder.
 class Resume : public Program {
   protected:

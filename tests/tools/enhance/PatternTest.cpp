@@ -10,10 +10,6 @@
 namespace oravo::tools {
 namespace {
 
-bool says(const std::string& text, const std::string& what) {
-    return text.find(what) != std::string::npos;
-}
-
 class FixedPattern : public Program {
   protected:
     static constexpr int kWidth = 64, kHeight = 48;

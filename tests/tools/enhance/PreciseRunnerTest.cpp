@@ -12,10 +12,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-bool says(const std::string& text, const std::string& what) {
-    return text.find(what) != std::string::npos;
-}
-
 class Precise : public Program {
   protected:
     double errorOf(const std::string& result) const {

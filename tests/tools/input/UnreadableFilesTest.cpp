@@ -1,4 +1,4 @@
-// What is said of files that cannot be read as frames.
+// How files that cannot be read as frames are refused.
 
 #include <fstream>
 #include <iterator>

@@ -179,8 +179,8 @@ AlignedFrames framesOf(const cv::Mat_<float>& scene, const std::vector<cv::Point
     return window;
 }
 
-/// Frames of a known scene with known noise, and the scene itself as the image: the map must tell the noise.
-TEST(Agreement, NoiseMapTellsTheNoiseOfTheFrames) {
+/// Frames of a known scene with known noise, and the scene itself as the image: the map must show the noise.
+TEST(Agreement, NoiseMapShowsTheNoiseOfTheFrames) {
     SimulationParameters p;
     p.shifts = {{0.0f, 0.0f}};
     const Burst burst = simulateBurst(p);

@@ -50,7 +50,7 @@ std::vector<Image> window(cv::Size size, std::vector<Point> shifts) {
     return burst(Scene(3, size.height, size.width), size.height, size.width, shifts);
 }
 
-/// Runs anew into a region of a larger image.
+/// Runs again, into a region of a larger image.
 template <class Pipeline>
 void expectSameInRegion(PipelineRun<Pipeline>& run) {
     const cv::Rect inside({2, 1}, run.image.size());
