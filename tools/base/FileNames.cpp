@@ -46,6 +46,24 @@ bool namesFolder(const std::string& output) {
     return (!output.empty() && output.back() == '/') || std::filesystem::is_directory(output, ignored);
 }
 
+bool isNamePattern(const std::string& path) {
+    return std::filesystem::path(path).filename().string().find(kNameMark) != std::string::npos;
+}
+
+std::string filledIn(std::string pattern, const std::string& name) {
+    const std::string mark = kNameMark;
+    for (std::size_t at = pattern.find(mark); at != std::string::npos;
+         at = pattern.find(mark, at + name.size())) {
+        pattern.replace(at, mark.size(), name);
+    }
+    return pattern;
+}
+
+std::string folderOf(const std::string& path) {
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    return folder.empty() ? "." : folder.string();
+}
+
 bool isSameFile(const std::string& a, const std::string& b) {
     std::error_code missing;
     return std::filesystem::equivalent(a, b, missing);

@@ -18,6 +18,18 @@ bool isFolderOf(const std::string& fileOrFolder, const std::string& folder);
 /// Whether an output is meant as a folder: by its slash at the end, or since it is one.
 bool namesFolder(const std::string& output);
 
+/// What stands for a name in a name: out/{}.png.
+constexpr char kNameMark[] = "{}";
+
+/// Whether the last part of a path holds the mark.
+bool isNamePattern(const std::string& path);
+
+/// The path with the name in place of each mark.
+std::string filledIn(std::string pattern, const std::string& name);
+
+/// The folder that a file lies in, as its path names it.
+std::string folderOf(const std::string& path);
+
 /// Whether both names lead to one existing file or folder.
 bool isSameFile(const std::string& a, const std::string& b);
 

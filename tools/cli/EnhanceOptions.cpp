@@ -3,6 +3,7 @@
 #include <limits>
 #include <set>
 
+#include "tools/base/FileNames.h"
 #include "tools/base/UserError.h"
 #include "tools/cli/CommandOptions.h"
 #include "tools/cli/InputOptions.h"
@@ -29,12 +30,23 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
         ->required();
     sub->add_option(
            "-o,--output", c.output,
-           "OUT.tif: 32-bit float, in the unit of the decoded input, NaN where no frame has a value; "
-           "- for standard output. With --every one page for each image, or a folder (without frames, or a "
-           "new "
-           "name ending in /) for files named after the newest frame")
+           "The image, in the unit of the decoded input, NaN where no frame has a value. OUT.tif (or - for "
+           "standard output) and OUT.npy: 32-bit float; OUT.csv: text; OUT.png: 16-bit counts, see "
+           "--output-scale. With --every a TIFF page or an array's layer for each image, or a folder "
+           "(without "
+           "frames, or a new name ending in /) for TIFF files named after the newest frame; FOLDER/{}.png "
+           "makes them PNG, and so on")
         ->check(notEmpty())
         ->required();
+    sub->add_option(
+           "--output-scale", c.counts.scale,
+           "What one count of OUT.png is worth: value = OFFSET + SCALE * count, with 0 for no value. By "
+           "default the finest of 1, 2 or 5 times a power of ten that all values fit; the file states "
+           "it. Values beyond are clipped, with a warning")
+        ->check(numberWithin(0.0, kUnbounded, true));
+    sub->add_option("--output-offset", c.counts.offset,
+                    "OFFSET, see --output-scale (default: below all values)")
+        ->check(finiteNumber());
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
     sub->add_option_function<std::string>(
         "--raw-output",
@@ -48,8 +60,9 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
 void addBatchOptions(CLI::App* sub, EnhanceCommand& c) {
     sub->add_option(
            "--jobs", c.jobs,
-           "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each, "
-           "and so many of them are enhanced at a time. Names of other outputs hold {}, which NAME takes the "
+           "Batch: each INPUT is a recording of its own, the output is a folder that gets NAME.tif for each "
+           "(or FOLDER/{}.png, as above), and so many of them are enhanced at a time. Names of other outputs "
+           "hold {}, which NAME takes the "
            "place of, such as --report out/{}.html")
         ->check(CLI::Range(1, 1024));
     sub->add_flag(
@@ -171,6 +184,10 @@ void addEnhance(CLI::App& app, EnhanceCommand& c, const std::string& exitCodes) 
         "out, and the TV weight is lowered for noisy frames unless --tv-weight is given; each is said");
     sub->callback([&c, sub] {
         refuseUselessOptions(*sub, c.parameters);
+        if ((c.counts.scale || c.counts.offset) && lowerExtension(c.output) != ".png") {
+            throw UserError(ExitCode::kUsage,
+                            "--output-scale, --output-offset: are for an output whose name ends in .png");
+        }
         c.parameters.chooseWeight = sub->count("--tv-weight") == 0;
         if (std::any_of(c.inputs.begin(), c.inputs.end(), isStream)) return enhanceLive(c);
         if (c.rawOutput)

@@ -34,11 +34,12 @@ void addResultOptions(CLI::App* command, ResultOptions& options) {
         "but for a few outliers). "
         "Fixed ranges make pictures comparable");
     addFiles(command, "--coverage", options.coverages,
-             "How many of the frames are valid at each pixel of the (last) image: FILE.tif for 8-bit "
-             "numbers, FILE.png for a picture. May be given twice");
+             "How many of the frames are valid at each pixel of the (last) image: FILE.tif, .npy "
+             "or .csv for numbers, FILE.png for a picture. May be given twice");
     addFiles(
         command, "--noise-map", options.noiseMaps,
-        "FILE.tif for numbers, FILE.png for a picture: a standard deviation for each pixel of the (last) "
+        "FILE.tif, .npy or .csv for numbers, FILE.png for a picture: a standard deviation for each pixel of "
+        "the (last) "
         "image, in its unit. Of the precise pipeline that of the image itself; of the others the noise of "
         "the frames: how they scatter around what the image says they should show, within 5 x 5 of their "
         "pixels, which is larger where something moved or the image is not sharp enough to explain an "

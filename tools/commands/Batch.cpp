@@ -43,18 +43,21 @@ std::string nameOf(const std::string& input) {
 }
 
 /// The file of one recording.
-std::string filledIn(const char* option, std::string pattern, const std::string& recording) {
-    const std::string mark = "{}";
-    std::size_t at = pattern.find(mark);
-    if (at == std::string::npos) {
+std::string fileOf(const char* option, const std::string& pattern, const std::string& recording) {
+    if (pattern.find(kNameMark) == std::string::npos) {
         throw UserError(ExitCode::kUsage,
                         std::string(option) + " " + pattern +
                             ": with --jobs it has to hold {} for the name of the recording");
     }
-    for (; at != std::string::npos; at = pattern.find(mark, at + recording.size())) {
-        pattern.replace(at, mark.size(), recording);
-    }
-    return pattern;
+    return filledIn(pattern, recording);
+}
+
+/// What the images are called.
+std::string imagePattern(const std::string& output) {
+    if (namesFolder(output)) return (fs::path(output) / (std::string(kNameMark) + ".tif")).string();
+    if (isNamePattern(output)) return output;
+    throw outputError(
+        output + ": --jobs writes to a folder, existing or ending in /, or to files such as FOLDER/{}.png");
 }
 
 /// Each job checks its files against its own inputs; this checks them against the other recordings and jobs.
@@ -81,21 +84,19 @@ void refuseSharedFiles(std::vector<Job>& jobs, const std::vector<std::string>& i
 }
 
 std::vector<Job> jobsOf(const EnhanceCommand& command) {
-    if (!namesFolder(command.output)) {
-        throw outputError(command.output + ": --jobs writes to a folder, existing or ending in /");
-    }
+    const fs::path pattern = imagePattern(command.output);
     std::map<std::string, std::string> inputs;
     std::vector<Job> jobs;
     for (const std::string& input : command.inputs) {
         Job job{nameOf(input), command};
         const auto [first, isNew] = inputs.emplace(job.name, input);
-        if (!isNew) {
-            throw UserError(ExitCode::kUsage,
-                            first->second + " and " + input + " would both become " + job.name + ".tif");
-        }
         job.command.inputs = {input};
-        job.command.output = (fs::path(command.output) / (job.name + ".tif")).string();
-        for (const auto& [option, file] : sideFiles(job.command)) *file = filledIn(option, *file, job.name);
+        job.command.output = pattern.parent_path() / filledIn(pattern.filename(), job.name);
+        if (!isNew) {
+            throw UserError(ExitCode::kUsage, first->second + " and " + input + " would both become " +
+                                                  fs::path(job.command.output).filename().string());
+        }
+        for (const auto& [option, file] : sideFiles(job.command)) *file = fileOf(option, *file, job.name);
         jobs.push_back(std::move(job));
     }
     refuseSharedFiles(jobs, command.inputs);
@@ -195,7 +196,8 @@ class Tally {
 
 void enhanceBatch(const EnhanceCommand& command) {
     std::vector<Job> jobs = jobsOf(command);
-    TargetFolder target(command.output);
+    const std::string folder = namesFolder(command.output) ? command.output : folderOf(command.output);
+    TargetFolder target(folder);
     target.reserve();
     const auto atOnce = static_cast<std::size_t>(command.jobs);
     const int threads = std::max(1, cv::getNumberOfCPUs() / command.jobs);
@@ -214,7 +216,7 @@ void enhanceBatch(const EnhanceCommand& command) {
         tally.count(processes.next());
         progress.done(started - processes.running());
     }
-    tally.conclude(command.output, jobs.size());
+    tally.conclude(folder, jobs.size());
 }
 
 }  // namespace oravo::tools

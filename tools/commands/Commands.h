@@ -11,6 +11,7 @@
 #include "tools/input/FrameReader.h"
 #include "tools/input/SensorCorrection.h"
 #include "tools/pictures/ColourScale.h"
+#include "tools/values/CountScale.h"
 #include "tools/values/Decode.h"
 #include "vision/superresolution/Defaults.h"
 
@@ -22,7 +23,7 @@ namespace oravo::tools {
 /// What is written beside the (last) enlarged image.
 struct ResultOptions {
     std::string preview;                 ///< FILE.png, or a folder for a picture of every image; empty: none
-    std::vector<std::string> coverages;  ///< FILE.tif for numbers, FILE.png for a picture
+    std::vector<std::string> coverages;  ///< FILE.png for a picture, FILE.tif, .npy or .csv for numbers
     std::vector<std::string> noiseMaps;  ///< likewise
     std::vector<std::string> reports;    ///< FILE.json or FILE.html
     std::string palette = kDefaultPalette;
@@ -39,6 +40,7 @@ struct EnhanceCommand {
     bool resume = false;  ///< what is finished is left as it is; what gets finished gets a Receipt
     std::vector<std::string> ordered;  ///< the options that results depend on, as given, for receipts
     ReadOptions reading;
+    CountScaleChoice counts;               ///< of a PNG file of values
     std::optional<PixelFormat> rawOutput;  ///< of images out of a stream; none: as its frames
     Decode decode;
     SensorFiles sensor;

@@ -12,6 +12,7 @@
 #include "tools/commands/ResultFiles.h"
 #include "tools/commands/Resume.h"
 #include "tools/enhance/Reconstructor.h"
+#include "tools/formats/NumberText.h"
 #include "tools/formats/ShiftTable.h"
 #include "tools/input/FrameReader.h"
 #include "tools/input/InputFiles.h"
@@ -35,8 +36,11 @@ void refuseForeignTable(const std::string& target) {
 }
 
 EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
-    return {command.output, command.every, command.parameters.timing,
-            sizeof(float) * static_cast<std::uint64_t>(size.area())};
+    return {command.output,
+            command.every,
+            command.parameters.timing,
+            sizeof(float) * static_cast<std::uint64_t>(size.area()),
+            {command.counts, unitOf(command)}};
 }
 
 /// What the precise pipeline found out about the image and the sensor.
@@ -73,6 +77,13 @@ void summarise(const Enlarged& enlarged, const std::string& unit, Findings& find
     note(line);
 }
 
+/// How the latest image is stored, where that is as counts.
+std::string inWords(const std::optional<StoredCounts>& stored) {
+    if (!stored) return {};
+    return ", value = " + numberText(stored->scale.offset) + " + " + numberText(stored->scale.scale) +
+           " * count";
+}
+
 /// The way of a recording through the enhancer.
 class Enhancement {
   public:
@@ -105,7 +116,7 @@ class Enhancement {
         // Nothing appears before everything is written.
         sink_.close();
         if (!command_.shiftsFile.empty()) writeText(files_, command_.shiftsFile, shifts_);
-        results_.write(files_, values_.outside());
+        results_.write(files_, values_.outside(), sink_.stored());
         if (receipt != nullptr) {
             receipt->write(files_, doubtful_ == 0 ? ExitCode::kSuccess : ExitCode::kDoubtful);
         }
@@ -113,6 +124,7 @@ class Enhancement {
         commit(files_);
         note(format("%s: %zu image%s of %d x %d pixels", sink_.name().c_str(), sink_.count(),
                     sink_.count() == 1 ? "" : "s", enlargedSize_.width, enlargedSize_.height) +
+             inWords(sink_.stored()) +
              (withoutValue_ == 0 ? ""
                                  : format(", %zu pixel%s without a value (NaN)", withoutValue_,
                                           withoutValue_ == 1 ? "" : "s")) +
@@ -168,6 +180,7 @@ class Enhancement {
         }
         summarise(*enlarged, unitOf(command_), findings_);
         sink_.add(enlarged->image, newest);
+        warnOfClipping(newest);
         results_.take(*enlarged);
         withoutValue_ += static_cast<std::size_t>(enlarged->withoutValue.total());
         doubtful_ += enlarged->precise && !enlarged->precise->trusted ? 1 : 0;
@@ -175,6 +188,16 @@ class Enhancement {
                              format("%s in input pixels; frame(p + d) = reference(p); reference is frame %zu",
                                     kTableTitle, enlarged->reference));
         return true;
+    }
+
+    void warnOfClipping(std::size_t newest) {
+        if (!sink_.stored() || sink_.stored()->clipped == 0) return;
+        const StoredCounts& stored = *sink_.stored();
+        const double most = stored.scale.offset + stored.scale.scale * CountScale::kMost;
+        findings_.warn(Guard{"clipped", newest,
+                             format("frame %zu: %zu values of its image lie outside %g to %g and are clipped",
+                                    newest, stored.clipped, stored.scale.offset + stored.scale.scale, most),
+                             "--output-scale and --output-offset set what 16 bits hold"});
     }
 
     const EnhanceCommand& command_;

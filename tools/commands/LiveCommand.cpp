@@ -10,7 +10,7 @@
 #include "tools/enhance/LiveEnhancer.h"
 #include "tools/input/RawStream.h"
 #include "tools/input/ValueReader.h"
-#include "tools/output/ImageWriter.h"
+#include "tools/output/ImageFile.h"
 #include "tools/output/RawSink.h"
 
 namespace oravo::tools {

@@ -80,8 +80,8 @@ ResultFiles::ResultFiles(const EnhanceCommand& command, const InputFiles& inputs
         }
         check(options_.preview, {".png"});
     }
-    for (const std::string& path : options_.coverages) check(path, {".tif", ".tiff", ".png"});
-    for (const std::string& path : options_.noiseMaps) check(path, {".tif", ".tiff", ".png"});
+    for (const std::string& path : options_.coverages) check(path, imageExtensions());
+    for (const std::string& path : options_.noiseMaps) check(path, imageExtensions());
     for (const std::string& path : options_.reports) check(path, {".json", ".html", ".htm"});
 }
 
@@ -120,7 +120,8 @@ cv::Mat ResultFiles::previewOf(const cv::Mat_<float>& image) const {
     return Preview{scaleOf(image), unit_, "", true}.draw(image);
 }
 
-void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
+void ResultFiles::write(PendingFiles& files, const OutOfRange& outside,
+                        const std::optional<StoredCounts>& stored) const {
     if (!options_.preview.empty() && !previews_) {
         writeImage(files, options_.preview, previewOf(last_.image));
     }
@@ -128,7 +129,7 @@ void ResultFiles::write(PendingFiles& files, const OutOfRange& outside) const {
     const cv::Mat_<float> deviation = wantsDeviation ? deviationOf(last_) : cv::Mat_<float>();
     writeMaps(files, deviation);
     if (options_.reports.empty()) return;
-    const Report all = report(deviation, outside);
+    const Report all = report(deviation, outside, stored);
     for (const std::string& path : options_.reports) {
         writeText(files, path, lowerExtension(path) == ".json" ? jsonReport(all) : htmlReport(all));
     }
@@ -179,12 +180,17 @@ cv::Mat_<uchar> ResultFiles::coverage() const {
     return frames;
 }
 
-Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outside) const {
+Report ResultFiles::report(const cv::Mat_<float>& noise, const OutOfRange& outside,
+                           const std::optional<StoredCounts>& stored) const {
     Report r;
     r.reference = last_.inputs.at(last_.placeOfReference());
     r.versions = versionFacts();
     r.input = inputFacts(command_, reader_, r.reference.size());
     r.parameters = parameterFacts(command_, last_.parameters);
+    if (stored) {
+        r.parameters.push_back({"output-scale", stored->scale.scale});
+        r.parameters.push_back({"output-offset", stored->scale.offset});
+    }
     r.created = timeNow();
     r.output = command_.output;
     r.unit = unit_;

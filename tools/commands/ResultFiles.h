@@ -11,6 +11,7 @@
 #include "tools/base/Guard.h"
 #include "tools/commands/Commands.h"
 #include "tools/input/InputFiles.h"
+#include "tools/output/ImageFile.h"
 #include "tools/output/ImageWriter.h"
 #include "tools/report/Report.h"
 #include "tools/values/PlausibleRange.h"
@@ -31,7 +32,9 @@ class ResultFiles {
     /// Each enlarged image. Writes its preview where a folder is to hold those of all.
     void take(const Enlarged& enlarged);
     /// @param outside  what of the recording lies outside the plausible range
-    void write(PendingFiles& files, const OutOfRange& outside) const;
+    /// @param stored   how the image is stored, where that is as counts
+    void write(PendingFiles& files, const OutOfRange& outside,
+               const std::optional<StoredCounts>& stored) const;
 
   private:
     void checkPreviewFolder(const InputFiles& inputs);
@@ -40,7 +43,8 @@ class ResultFiles {
     ColourScale scaleOf(const cv::Mat_<float>& image) const;
     std::vector<ReportedFrame> frames() const;
     cv::Mat_<uchar> coverage() const;
-    Report report(const cv::Mat_<float>& noise, const OutOfRange& outside) const;
+    Report report(const cv::Mat_<float>& noise, const OutOfRange& outside,
+                  const std::optional<StoredCounts>& stored) const;
 
     const EnhanceCommand& command_;
     const ResultOptions& options_;

@@ -5,14 +5,15 @@
 
 #include "tools/base/FileNames.h"
 #include "tools/base/Messages.h"
-#include "tools/output/ImageWriter.h"
+#include "tools/output/ImageFile.h"
 
 namespace oravo::tools {
 namespace {
 
 void requireOneSetOfFiles(const EnhanceCommand& command) {
     for (const std::string& name : {command.output, command.results.preview}) {
-        if (!name.empty() && (name == kStandardOutput || namesFolder(name))) {
+        const bool folder = namesFolder(name) || (command.every && isNamePattern(name));
+        if (!name.empty() && (name == kStandardOutput || folder)) {
             throw UserError(ExitCode::kUsage,
                             "--resume: needs a file for the images of a recording, not " +
                                 (name == kStandardOutput ? "standard output" : "the folder " + name));

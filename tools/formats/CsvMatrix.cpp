@@ -13,6 +13,7 @@
 #include "tools/base/TextLines.h"
 #include "tools/base/UserError.h"
 #include "tools/formats/FrameFile.h"
+#include "tools/formats/NumberText.h"
 #include "tools/formats/PixelFormat.h"
 
 namespace oravo::tools {
@@ -343,6 +344,19 @@ cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
 
 cv::Mat readCsv(const std::string& path) {
     return decodeCsv(contentOfFile(path), path);
+}
+
+std::string encodeCsv(const cv::Mat& image) {
+    const bool counts = image.depth() == CV_8U;
+    std::string text;
+    for (int y = 0; y < image.rows; ++y) {
+        for (int x = 0; x < image.cols; ++x) {
+            if (x > 0) text += ',';
+            text += counts ? std::to_string(image.at<uchar>(y, x)) : numberText(image.at<float>(y, x));
+        }
+        text += '\n';
+    }
+    return text;
 }
 
 }  // namespace oravo::tools

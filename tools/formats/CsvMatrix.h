@@ -25,6 +25,10 @@ cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name);
 
 cv::Mat readCsv(const std::string& path);
 
+/// The rows of an image of floats or 8-bit counts, numbers separated by commas, each as short as it may be to be read as the
+/// same number; "nan" for NaN.
+std::string encodeCsv(const cv::Mat& image);
+
 }  // namespace oravo::tools
 
 #endif

@@ -184,6 +184,21 @@ FrameLayout npyLayout(std::string_view start, std::uint64_t fileSize, const std:
     return layout;
 }
 
+std::string npyHeader(const cv::Mat& image, std::size_t images) {
+    constexpr std::size_t kLength = 128;  // of which the format wants multiples of 64, with a line end last
+    const char* kind = image.depth() == CV_32F   ? "<f4"
+                       : image.depth() == CV_64F ? "<f8"
+                       : image.depth() == CV_16U ? "<u2"
+                                                 : "|u1";
+    const std::string first = images == 0 ? std::string() : std::to_string(images) + ", ";
+    std::string header(kMagic);
+    header += {1, 0, static_cast<char>(kLength - kMagic.size() - 4), 0};
+    header += format("{'descr': '%s', 'fortran_order': False, 'shape': (%s%d, %d), }", kind, first.c_str(),
+                     image.rows, image.cols);
+    header.resize(kLength - 1, ' ');
+    return header + '\n';
+}
+
 FrameLayout npyLayout(const std::string& path) {
     return npyLayout(startOfFile(path, kMostHeader), sizeOfFile(path), path);
 }

@@ -1,5 +1,6 @@
 #include "tools/formats/PngFile.h"
 
+#include <cmath>
 #include <cstdint>
 #include <opencv2/imgcodecs.hpp>
 
@@ -9,12 +10,12 @@
 #include "tools/base/UserError.h"
 #include "tools/formats/ForeignFile.h"
 #include "tools/formats/FrameFile.h"
+#include "tools/formats/NumberText.h"
 #include "tools/formats/PixelFormat.h"
 
 namespace oravo::tools {
 namespace {
 
-constexpr std::string_view kMagic = "\x89PNG\r\n\x1a\n";
 constexpr std::uint64_t kMostDeflation = 1032;  // a match of 258 bytes takes at least 2 bits
 
 struct Header {
@@ -58,10 +59,30 @@ void check(const Header& header, std::size_t fileSize, const std::string& name) 
     requireMemory(cv::Size(static_cast<int>(header.width), static_cast<int>(header.height)), name);
 }
 
+/// The values of counts, where the file says what they are.
+cv::Mat calibrated(const cv::Mat& counts, const std::vector<PngChunk>& chunks) {
+    std::optional<PngCalibration> calibration;
+    int withoutValue = -1;
+    for (const PngChunk& chunk : chunks) {
+        if (chunk.name == "pCAL")
+            calibration = calibrationOf(chunk, 8 * static_cast<unsigned>(counts.elemSize1()));
+        if (chunk.name == "tRNS" && chunk.content.size() == 2) {
+            withoutValue = static_cast<uchar>(chunk.content[0]) << 8 | static_cast<uchar>(chunk.content[1]);
+        }
+    }
+    if (!calibration) return counts;
+    cv::Mat_<double> exact;  // of which the conversion computes in double precision
+    counts.convertTo(exact, CV_64F);
+    cv::Mat_<float> values;
+    exact.convertTo(values, CV_32F, calibration->scale, calibration->offset);
+    if (withoutValue >= 0) values.setTo(std::nanf(""), counts == withoutValue);
+    return values;
+}
+
 }  // namespace
 
 bool isPng(std::string_view start) {
-    return start.substr(0, kMagic.size()) == kMagic;
+    return start.substr(0, kPngMagic.size()) == kPngMagic;
 }
 
 cv::Mat decodePng(std::string_view bytes, const std::string& name) {
@@ -81,11 +102,23 @@ cv::Mat decodePng(std::string_view bytes, const std::string& name) {
     if (image.channels() != 1) {
         throw inputError(format("%s: has %d channels; frames have one", name.c_str(), image.channels()));
     }
-    return image;
+    return calibrated(image, pngChunks(bytes));
 }
 
 cv::Mat readPng(const std::string& path) {
     return decodePng(contentOfFile(path), path);
+}
+
+std::string encodePng(const cv::Mat_<ushort>& counts, const PngCalibration& c) {
+    std::vector<uchar> bytes;
+    cv::imencode(".png", counts, bytes);
+    std::string file(bytes.begin(), bytes.end());
+    std::vector<PngChunk> chunks{calibrationChunk(c), textChunk("Scale", numberText(c.scale)),
+                                 textChunk("Offset", numberText(c.offset))};
+    if (!c.unit.empty()) chunks.push_back(textChunk("Unit", c.unit));
+    if (cv::countNonZero(counts) < static_cast<int>(counts.total())) chunks.push_back(transparencyChunk(0));
+    addPngChunks(file, chunks);
+    return file;
 }
 
 }  // namespace oravo::tools

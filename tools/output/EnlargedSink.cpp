@@ -25,45 +25,67 @@ void refuseStandardOutput(bool textBeside) {
 }  // namespace
 
 EnlargedSink::EnlargedSink(const EnlargedOutput& output, const InputFiles& inputs, PendingFiles& files)
-    : output_(output.name) {
-    const bool folder = namesFolder(output_);
-    if (folder && !output.every) throw outputError(output_ + ": a folder takes the images of --every");
-    if (folder) {
-        if (inputs.lieIn(output_)) throw outputError(output_ + ": is a folder of input frames");
-        targetFolder_ = std::make_unique<TargetFolder>(output_);
-        targetFolder_->reserve();
-        refuseFolderOfFrames(output_);
-        return;
+    : output_(output) {
+    if (namesFolder(output.name)) {
+        if (!output.every) throw outputError(output.name + ": a folder takes the images of --every");
+        folder_ = output.name;
+        output_.name = (fs::path(output.name) / (std::string(kNameMark) + ".tif")).string();
     }
-    if (output_ == kStandardOutput) {
-        refuseStandardOutput(output.textBeside);
+    if (output.every && isNamePattern(output_.name)) {
+        if (folder_.empty()) folder_ = folderOf(output.name);
+        prepareFolder(inputs);
     } else {
-        checkTarget(output_, {".tif", ".tiff"});
-        if (inputs.contain(output_)) throw outputError(output_ + ": is one of the inputs");
+        prepareFile(inputs, files);
     }
-    const std::size_t images = output.every ? inputs.frames.count() : 1;
-    pages_ = std::make_unique<TiffPages>(files, output_, output.imageBytes * images);
+}
+
+void EnlargedSink::prepareFolder(const InputFiles& inputs) {
+    if (inputs.lieIn(folder_)) throw outputError(folder_ + ": is a folder of input frames");
+    targetFolder_ = std::make_unique<TargetFolder>(folder_);
+    targetFolder_->reserve();
+    refuseFolderOfFrames(folder_);
+    checkTarget(output_.name, imageExtensions());
+}
+
+void EnlargedSink::prepareFile(const InputFiles& inputs, PendingFiles& files) {
+    if (output_.name == kStandardOutput) {
+        refuseStandardOutput(output_.textBeside);
+    } else {
+        checkTarget(output_.name, imageExtensions());
+        if (inputs.contain(output_.name)) throw outputError(output_.name + ": is one of the inputs");
+    }
+    const std::size_t images = output_.every ? inputs.frames.count() : 1;
+    file_ = makeImageFile(files, output_.name, {output_.every, output_.imageBytes * images, output_.png},
+                          stored_);
 }
 
 void EnlargedSink::add(const cv::Mat& image, std::size_t frame) {
-    if (pages_) {
-        pages_->add(image);
+    if (file_) {
+        file_->add(image);
     } else {
-        writeImage((fs::path(output_) / format("frame_%06zu.tif", frame)).string(), image);
+        PendingFiles files;
+        const fs::path pattern(output_.name);
+        const std::string name =
+            pattern.parent_path() / filledIn(pattern.filename(), format("frame_%06zu", frame));
+        const auto file = makeImageFile(files, name, {false, output_.imageBytes, output_.png}, stored_);
+        file->add(image);
+        file->close();
+        commit(files);
     }
     ++count_;
 }
 
 void EnlargedSink::close() {
-    if (pages_) pages_->close();
+    if (file_) file_->close();
 }
 
 void EnlargedSink::send() {
-    if (pages_) pages_->send();
+    if (file_) file_->send();
 }
 
 std::string EnlargedSink::name() const {
-    return output_ == kStandardOutput ? "standard output" : output_;
+    if (targetFolder_) return folder_;
+    return output_.name == kStandardOutput ? "standard output" : output_.name;
 }
 
 }  // namespace oravo::tools

@@ -7,19 +7,21 @@
 #include <string>
 
 #include "tools/input/InputFiles.h"
+#include "tools/output/ImageFile.h"
 #include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {
 
 struct EnlargedOutput {
-    std::string name;  ///< a TIFF file, a folder, or kStandardOutput
+    std::string name;  ///< a file, a folder, names of files in a folder, or kStandardOutput
     bool every;        ///< an image for each frame, instead of one
     bool textBeside;   ///< something else is printed to standard output
     std::uint64_t imageBytes;
+    PngOptions png;
 };
 
-/// Where enlarged images go: one TIFF file with a page for each, standard output likewise, or numbered files in
-/// a folder.
+/// Where enlarged images go: one file (TIFF with a page for each, see makeImageFile()), standard output likewise, or numbered
+/// files in a folder; FOLDER/{}.png says in which format, else they are TIFF.
 class EnlargedSink {
   public:
     /// Refuses outputs that cannot be, or would spoil the input, before the work.
@@ -33,13 +35,20 @@ class EnlargedSink {
     void send();
 
     std::size_t count() const { return count_; }
+    /// How the latest image is stored, where that is as counts.
+    const std::optional<StoredCounts>& stored() const { return stored_; }
     /// For messages.
     std::string name() const;
 
   private:
-    std::string output_;
+    void prepareFolder(const InputFiles& inputs);
+    void prepareFile(const InputFiles& inputs, PendingFiles& files);
+
+    EnlargedOutput output_;
+    std::string folder_;                          // as named; empty for a file
     std::unique_ptr<TargetFolder> targetFolder_;  // one of the two
-    std::unique_ptr<TiffPages> pages_;
+    std::unique_ptr<ImageFile> file_;
+    std::optional<StoredCounts> stored_;
     std::size_t count_ = 0;
 };
 

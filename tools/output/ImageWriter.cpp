@@ -10,21 +10,17 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <opencv2/imgcodecs.hpp>
 #include <thread>
 
 #include "tools/base/FileNames.h"
 #include "tools/base/UserError.h"
+#include "tools/output/ImageFile.h"
 
 namespace oravo::tools {
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path folderOf(const fs::path& path) {
-    return path.has_parent_path() ? path.parent_path() : fs::path(".");
-}
 
 void writeBytes(PendingFiles& files, const std::string& target, const char* bytes, std::size_t count) {
     files.emplace_back(target);
@@ -33,19 +29,6 @@ void writeBytes(PendingFiles& files, const std::string& target, const char* byte
     file.write(bytes, static_cast<std::streamsize>(count));
     file.close();
     if (!file) throw outputError(target + ": cannot be written: " + std::strerror(errno));
-}
-
-/// The file that the pages are written to.
-const std::string& openPages(PendingFiles& files, PendingFiles& temporary, const std::string& path) {
-    if (path != kStandardOutput) return files.emplace_back(path).path();
-    std::error_code failed;
-    const fs::path folder = fs::temp_directory_path(failed);
-    if (failed || ::access(folder.c_str(), W_OK | X_OK) != 0) {
-        throw outputError(
-            "standard output: TMPDIR names no folder to write to; the image is put together in one first");
-    }
-    constexpr mode_t kForNobodyElse = 0600;
-    return temporary.emplace_back((folder / "enlarged.tif").string(), kForNobodyElse).path();
 }
 
 }  // namespace
@@ -64,7 +47,7 @@ void checkTarget(const std::string& path, const std::vector<std::string>& extens
         for (const std::string& e : extensions) known += (known.empty() ? "" : ", ") + e;
         throw outputError(path + ": the name must end in " + known);
     }
-    const std::string folder = folderOf(path).string();
+    const std::string folder = folderOf(path);
     if (!fs::is_directory(folder, ignored)) throw outputError(path + ": there is no folder " + folder);
     if (::access(folder.c_str(), W_OK | X_OK) != 0) {
         throw outputError(path + ": cannot be written: " + std::strerror(errno));
@@ -117,10 +100,11 @@ void TargetFolder::reserve() {
 
 void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image) {
     const std::string extension = lowerExtension(path);
-    if (extension == ".tif" || extension == ".tiff") {
-        TiffPages pages(files, path, image.total() * image.elemSize());
-        pages.add(image);
-        pages.close();
+    if (extension != ".png") {
+        std::optional<StoredCounts> none;
+        const auto file = makeImageFile(files, path, {false, image.total() * image.elemSize(), {}}, none);
+        file->add(image);
+        file->close();
         return;
     }
     std::vector<uchar> bytes;
@@ -146,28 +130,6 @@ void writeText(const std::string& path, const std::string& text) {
     PendingFiles files;
     writeText(files, path, text);
     commit(files);
-}
-
-TiffPages::TiffPages(PendingFiles& files, const std::string& path, std::uint64_t expectedBytes)
-    : writer_(openPages(files, temporary_, path), path == kStandardOutput ? "standard output" : path,
-              expectedBytes) {
-    if (temporary_.empty()) return;
-    content_.open(temporary_.back().path(), std::ios::binary);
-    temporary_.clear();
-}
-
-void TiffPages::add(const cv::Mat& image) {
-    writer_.add(image);
-}
-
-void TiffPages::close() {
-    writer_.close();
-}
-
-void TiffPages::send() {
-    if (!content_.is_open()) return;
-    std::cout << content_.rdbuf() << std::flush;
-    if (!content_ || !std::cout) throw outputError("standard output cannot be written");
 }
 
 }  // namespace oravo::tools

@@ -1,14 +1,11 @@
 #ifndef ORAVO_TOOLS_OUTPUT_IMAGEWRITER_H
 #define ORAVO_TOOLS_OUTPUT_IMAGEWRITER_H
 
-#include <cstdint>
 #include <deque>
-#include <fstream>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
-#include "tools/formats/TiffFile.h"
 #include "tools/output/PendingFile.h"
 
 namespace oravo::tools {
@@ -42,35 +39,13 @@ class TargetFolder {
     int lock_ = -1;
 };
 
-/// One image in the format that the name's extension states: TIFF with values as they are, 8-bit or 16-bit
-/// PNG.
+/// One image in the format that the name's extension states: TIFF, a NumPy array or text with values as they are, 8-bit or
+/// 16-bit PNG.
 void writeImage(const std::string& path, const cv::Mat& image);
 void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image);
 
 void writeText(const std::string& path, const std::string& text);
 void writeText(PendingFiles& files, const std::string& path, const std::string& text);
-
-/// The name that stands for standard output.
-constexpr char kStandardOutput[] = "-";
-
-/// A TIFF file written page by page. What is meant for standard output is put together in a temporary file, since
-/// the format cannot be written in one go; that file has no name, so that no end of the process leaves it behind.
-class TiffPages {
-  public:
-    /// @param files          gets the file, unless it is for standard output
-    /// @param expectedBytes  of all pages together, at most
-    TiffPages(PendingFiles& files, const std::string& path, std::uint64_t expectedBytes);
-    void add(const cv::Mat& image);
-    /// Writes what is still held back.
-    void close();
-    /// Then puts out what is for standard output.
-    void send();
-
-  private:
-    PendingFiles temporary_;
-    TiffWriter writer_;
-    std::ifstream content_;  // of the temporary file
-};
 
 }  // namespace oravo::tools
 

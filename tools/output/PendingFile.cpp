@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <set>
 
+#include "tools/base/FileNames.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 
@@ -44,11 +45,6 @@ int flushed(const std::string& path) {
     const int reason = ::fsync(file) == 0 ? 0 : errno;
     ::close(file);
     return reason == EINVAL || reason == ENOSYS || reason == ENOTSUP ? 0 : reason;
-}
-
-std::string folderOf(const std::string& path) {
-    const fs::path folder = fs::path(path).parent_path();
-    return folder.empty() ? "." : folder.string();
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "tests/tools/Program.h"
+#include "tools/output/ImageFile.h"
 #include "tools/output/ImageWriter.h"
 
 namespace oravo::tools {

@@ -10,6 +10,7 @@
 #include "tools/enhance/Pipelines.h"
 #include "tools/formats/ShiftTable.h"
 #include "tools/input/FrameReader.h"
+#include "tools/output/ImageFile.h"
 #include "tools/output/ImageWriter.h"
 #include "tools/values/Decode.h"
 #include "tools/values/Encoding.h"
