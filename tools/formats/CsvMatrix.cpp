@@ -1,7 +1,6 @@
 #include "tools/formats/CsvMatrix.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -12,15 +11,13 @@
 #include "tools/base/Messages.h"
 #include "tools/base/TextLines.h"
 #include "tools/base/UserError.h"
+#include "tools/formats/CsvFields.h"
 #include "tools/formats/FrameFile.h"
 #include "tools/formats/NumberText.h"
 #include "tools/formats/PixelFormat.h"
 
 namespace oravo::tools {
 namespace {
-
-constexpr char kBlanks[] = " \t\r";
-constexpr char kBlankSeparated = ' ';
 
 /// A line of the text and its numbers, which lie elsewhere. Small: a line may be as short as one digit.
 struct Row {
@@ -35,90 +32,7 @@ struct Row {
     bool isNumeric() const { return faults == 0; }
 };
 
-/// The ASCII characters of UTF-16 text after its byte-order mark, '?' for all others.
-std::string fromUtf16(std::string_view bytes, bool bigEndian) {
-    std::string text;
-    text.reserve(bytes.size() / 2);
-    for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
-        const char low = bytes[bigEndian ? i + 1 : i];
-        const char high = bytes[bigEndian ? i : i + 1];
-        text += high == 0 && static_cast<unsigned char>(low) < 128 ? low : '?';
-    }
-    return text;
-}
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-/// Calls action(line, its number) for each line that holds something.
-template <class Action>
-void forEachLine(std::string_view text, Action action) {
-    for (std::uint32_t number = 1; !text.empty(); ++number) {
-        const std::size_t end = text.find('\n');
-        const std::string_view line = text.substr(0, end);
-        if (!trimmed(line).empty()) action(line, number);
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    }
-}
-
-/// What separates the numbers of a line of the matrix.
-char separatorIn(std::string_view line) {
-    for (const char separator : {'\t', ';'}) {
-        if (line.find(separator) != std::string_view::npos) return separator;
-    }
-    const std::string_view inner = trimmed(line);
-    for (std::size_t i = 1; i < inner.size(); ++i) {
-        const bool blankAfterNumber = inner[i] == ' ' && inner[i - 1] != ' ' && inner[i - 1] != ',';
-        if (blankAfterNumber && inner[inner.find_first_not_of(' ', i)] != ',') return kBlankSeparated;
-    }
-    return ',';
-}
-
-/// Splits off the first field.
-std::string_view nextField(std::string_view& rest, char separator) {
-    const std::size_t start = rest.find_first_not_of(kBlanks);
-    std::size_t from = 0;
-    if (start != std::string_view::npos && rest[start] == '"') {  // a separator in quotes separates nothing
-        from = std::min(rest.find('"', start + 1), rest.size());
-    }
-    const std::size_t end = std::min(rest.find(separator, from), rest.size());
-    const std::string_view field = trimmed(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-    if (separator == kBlankSeparated) rest = trimmed(rest);
-    return field;
-}
-
-/// A number with a decimal point or comma, in quotes or not; false for anything else.
-bool parseNumber(std::string_view field, double& value) {
-    if (field.size() >= 2 && field.front() == '"' && field.back() == '"') {
-        field = trimmed(field.substr(1, field.size() - 2));
-    }
-    if (!field.empty() && field.front() == '+') field.remove_prefix(1);
-    std::string text(field.substr(0, 64));
-    std::replace(text.begin(), text.end(), ',', '.');
-    const auto [end, fault] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return fault == std::errc() && end == text.data() + text.size() && field.size() == text.size();
-}
-
-/// The fields of a line, one after the other.
-class Fields {
-  public:
-    Fields(std::string_view line, char separator) : rest_(trimmed(line)), separator_(separator) {
-        if (!rest_.empty() && rest_.back() == separator) rest_.remove_suffix(1);
-        // A tab before the first number is an empty field, which trimming would have lost.
-        if (separator == '\t' && !line.empty() && line.front() == '\t')
-            rest_ = line.substr(0, line.find_last_not_of(kBlanks) + 1);
-    }
-    bool more() const { return !rest_.empty(); }
-    std::string_view next() { return nextField(rest_, separator_); }
-
-  private:
-    std::string_view rest_;
-    char separator_;
-};
+using Rows = std::vector<Row>;
 
 /// What stands around the numbers.
 struct Form {
@@ -192,13 +106,13 @@ struct Digits {
 };
 
 /// Whether the numbers that commas separate look like halves of numbers with a decimal comma.
-bool looksHalved(const std::vector<Row>& rows, const Form& form) {
+bool looksHalved(const Rows& rows, const Form& form) {
     Digits wholes, decimals;
     for (const Row& row : rows) {
         if (row.fields % 2 != 0) return false;
-        std::string_view rest = trimmed(form.line(row));
+        Fields rest(form.line(row), form.separator);
         for (std::uint32_t i = 0; i < row.fields; ++i) {
-            if (!(i % 2 == 0 ? wholes : decimals).add(nextField(rest, ','))) return false;
+            if (!(i % 2 == 0 ? wholes : decimals).add(rest.next())) return false;
         }
     }
     if (decimals.sign || decimals.counts.size() != 1) return false;
@@ -207,7 +121,7 @@ bool looksHalved(const std::vector<Row>& rows, const Form& form) {
 }
 
 /// Takes off what stands in front of the numbers of most lines, words or nothing.
-void takeOffWords(std::vector<Row>& rows) {
+void takeOffWords(Rows& rows) {
     const auto isLabelled = [](const Row& row) {
         return row.faults == 1 && row.firstFault == 1 && row.fields > 2;
     };
@@ -224,7 +138,7 @@ void takeOffWords(std::vector<Row>& rows) {
 }
 
 /// Whether the first numbers of the rows count them; in a ramp the second ones would count as well.
-bool areNumbered(std::vector<Row>::const_iterator first, std::vector<Row>::const_iterator last) {
+bool areNumbered(Rows::const_iterator first, Rows::const_iterator last) {
     constexpr std::ptrdiff_t kEnough = 8;  // rows; fewer pixels may well happen to count up
     if (last - first < kEnough || first->fields < 2) return false;
     const auto columnCountsUp = [&](std::size_t column) {
@@ -235,8 +149,6 @@ bool areNumbered(std::vector<Row>::const_iterator first, std::vector<Row>::const
     };
     return columnCountsUp(0) && !columnCountsUp(1);
 }
-
-using Rows = std::vector<Row>;
 
 /// Of the widest row of numbers. Throws UserError, naming the widest line, where there is none.
 std::uint32_t columnsOf(const Rows& rows, const Form& form) {
@@ -286,50 +198,26 @@ std::pair<Rows, bool> matrixRows(Rows rows, const Form& form) {
     return {std::move(rows), labelled};
 }
 
-/// What separates the numbers, judged by the line with the most digits: rows of the matrix have far more of them than
-/// what stands around.
-char separatorOf(std::string_view text) {
-    std::string_view richest;
-    std::ptrdiff_t most = -1;
-    forEachLine(text, [&](std::string_view line, std::uint32_t) {
-        const auto digits =
-            std::count_if(line.begin(), line.end(), [](char c) { return c >= '0' && c <= '9'; });
-        if (digits <= most) return;
-        most = digits;
-        richest = line;
-    });
-    return separatorIn(richest);
-}
-
-}  // namespace
-
-cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
-    using namespace std::string_view_literals;
-    if (text.substr(0, 2) == "\xFF\xFE"sv) return decodeCsv(fromUtf16(text, false), name);
-    if (text.substr(0, 2) == "\xFE\xFF"sv) return decodeCsv(fromUtf16(text, true), name);
-    if (text.substr(0, 3) == "\xEF\xBB\xBF"sv) text.remove_prefix(3);
+/// All lines that hold something. Their numbers go to `numbers`, which has to outlive them.
+Rows linesOf(const Form& form, std::vector<double>& numbers) {
     std::size_t lines = 0;
-    forEachLine(text, [&](std::string_view, std::uint32_t) { ++lines; });
-    if (lines == 0) throw inputError(name + ": is empty");
-    const Form form{name, text, separatorOf(text)};
+    forEachLine(form.text, [&](std::string_view, std::uint32_t) { ++lines; });
+    if (lines == 0) throw inputError(form.name + ": is empty");
     const std::size_t fields =
-        lines + static_cast<std::size_t>(std::count(text.begin(), text.end(), form.separator));
+        lines + static_cast<std::size_t>(std::count(form.text.begin(), form.text.end(), form.separator));
     // Twice for the matrix in the end.
-    requireMemory(lines * sizeof(Row) + 2 * fields * sizeof(double), name + ": its numbers");
-    std::vector<double> numbers;
+    requireMemory(lines * sizeof(Row) + 2 * fields * sizeof(double), form.name + ": its numbers");
     numbers.reserve(fields);  // rows point to them
-    std::vector<Row> all;
+    Rows all;
     all.reserve(lines);
-    forEachLine(text, [&](std::string_view line, std::uint32_t number) {
+    forEachLine(form.text, [&](std::string_view line, std::uint32_t number) {
         all.push_back(rowOf(line, number, form, numbers));
     });
-    const auto [rows, labelled] = matrixRows(std::move(all), form);
-    if (form.separator == ',' && looksHalved(rows, form)) {
-        throw inputError(name +
-                         ": commas seem to separate numbers and to mark their decimals as well; "
-                         "separate numbers by semicolons or tabs, or write decimal points");
-    }
-    const std::size_t skipped = labelled ? 1 : 0;
+    return all;
+}
+
+/// @param skipped  numbers at the beginning of each row that are left out
+cv::Mat_<double> matrixOf(const Rows& rows, std::size_t skipped, const std::string& name) {
     const std::size_t columns = rows.front().fields - skipped;
     if (!isPossibleSize(columns, rows.size())) {
         throw inputError(
@@ -340,6 +228,24 @@ cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
         std::copy_n(rows[static_cast<std::size_t>(r)].values + skipped, columns, matrix[r]);
     }
     return matrix;
+}
+
+}  // namespace
+
+cv::Mat_<double> decodeCsv(std::string_view text, const std::string& name) {
+    using namespace std::string_view_literals;
+    if (text.substr(0, 2) == "\xFF\xFE"sv) return decodeCsv(asciiOfUtf16(text, false), name);
+    if (text.substr(0, 2) == "\xFE\xFF"sv) return decodeCsv(asciiOfUtf16(text, true), name);
+    if (text.substr(0, 3) == "\xEF\xBB\xBF"sv) text.remove_prefix(3);
+    const Form form{name, text, separatorOf(text)};
+    std::vector<double> numbers;
+    const auto [rows, labelled] = matrixRows(linesOf(form, numbers), form);
+    if (form.separator == ',' && looksHalved(rows, form)) {
+        throw inputError(name +
+                         ": commas seem to separate numbers and to mark their decimals as well; "
+                         "separate numbers by semicolons or tabs, or write decimal points");
+    }
+    return matrixOf(rows, labelled ? 1 : 0, name);
 }
 
 cv::Mat readCsv(const std::string& path) {
