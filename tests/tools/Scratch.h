@@ -4,11 +4,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <string>
 
+#include "support/FloatBits.h"
 #include "tools/base/UserError.h"
 
 namespace oravo::tools {
@@ -49,18 +48,6 @@ std::string complaint(Action action, ExitCode expected) {
 /// Whether a text holds some words.
 inline bool says(const std::string& text, const std::string& words) {
     return text.find(words) != std::string::npos;
-}
-
-inline float pixelOf(std::uint32_t bits) {
-    float pixel = 0.0f;
-    std::memcpy(&pixel, &bits, sizeof pixel);
-    return pixel;
-}
-
-inline std::uint32_t bitsOf(float pixel) {
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &pixel, sizeof bits);
-    return bits;
 }
 
 }  // namespace oravo::tools

@@ -4,8 +4,12 @@
 #include <array>
 #include <cmath>
 
+#include "vision/superresolution/detail/numerics/Quantiles.h"
+
 namespace oravo::tools {
 namespace {
+
+using vision::detail::upperMedian;
 
 constexpr std::size_t kMostFrames = 64;  // that are looked at, spread over the recording
 constexpr float kSigmaPerMedian = 1.4826f;
@@ -71,13 +75,6 @@ struct Neighbours {
     std::size_t count = 0;
 };
 
-float medianOf(std::vector<float> values) {
-    if (values.empty()) return 0.0f;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 }  // namespace
 
 std::vector<cv::Point> findByNeighbours(const FrameSequence& frames) {
@@ -93,7 +90,7 @@ std::vector<cv::Point> findByNeighbours(const FrameSequence& frames) {
             deviations.push_back(moments.deviation(y, x));
         }
     }
-    const float noise = kSigmaPerMedian * medianOf(differences), usual = medianOf(deviations);
+    const float noise = kSigmaPerMedian * upperMedian(differences), usual = upperMedian(deviations);
     std::vector<cv::Point> found;
     for (int y = 0; y < mean.rows; ++y) {
         for (int x = 0; x < mean.cols; ++x) {

@@ -10,6 +10,7 @@
 #include "tools/base/UserError.h"
 #include "tools/input/FrameReader.h"
 #include "vision/superresolution/detail/defects/StatusCodes.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::tools {
 namespace {
@@ -106,10 +107,7 @@ float medianOf(const cv::Mat_<float>& image) {
     std::vector<float> values;
     std::copy_if(image.begin(), image.end(), std::back_inserter(values),
                  [](float v) { return std::isfinite(v); });
-    if (values.empty()) return 0.0f;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    return vision::detail::upperMedian(std::move(values));
 }
 
 /// 255 at pixels that are stuck, noise apart: whose counts are equal, or change by less than a tenth of the usual.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/numerics/Quantiles.h"
+
 namespace oravo::tools {
 namespace {
 
@@ -24,11 +26,8 @@ double squared(double v) {
 }
 
 double medianMagnitude(std::vector<double> values) {
-    if (values.empty()) return 0.0;
     for (double& v : values) v = std::abs(v);
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+    return vision::detail::upperMedian(std::move(values));
 }
 
 /// Value and gradient of the model at a sample.

@@ -8,6 +8,7 @@
 #include "tools/measure/Metrics.h"
 #include "tools/simulate/Camera.h"
 #include "tools/values/Decode.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::tools {
 namespace {
@@ -51,9 +52,8 @@ cv::Rect partOf(cv::Size size, const Shifts& shifts) {
 cv::Mat_<float> withoutOutliers(const cv::Mat_<float>& image) {
     std::vector<float> magnitudes;
     for (const float value : image) magnitudes.push_back(std::abs(value));
-    const auto middle = magnitudes.begin() + static_cast<std::ptrdiff_t>(magnitudes.size() / 2);
-    std::nth_element(magnitudes.begin(), middle, magnitudes.end());
-    const double most = kOutlier / 0.6745 * static_cast<double>(*middle);
+    const auto typical = static_cast<double>(vision::detail::upperMedian(std::move(magnitudes)));
+    const double most = kOutlier / 0.6745 * typical;
     cv::Mat_<float> result;
     cv::max(cv::min(image, most), -most, result);
     return result;

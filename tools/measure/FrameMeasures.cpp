@@ -6,6 +6,8 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Quantiles.h"
+
 namespace oravo::tools {
 namespace {
 
@@ -15,10 +17,7 @@ constexpr double kMedianToDeviation = 1.0 / 0.6745;  // of a normal distribution
 double median(std::vector<float> values) {
     values.erase(std::remove_if(values.begin(), values.end(), [](float v) { return std::isnan(v); }),
                  values.end());
-    if (values.empty()) return 0.0;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return static_cast<double>(*middle);
+    return static_cast<double>(vision::detail::upperMedian(std::move(values)));
 }
 
 cv::Mat_<float> difference(const cv::Mat_<float>& a, const cv::Mat_<float>& b) {

@@ -9,6 +9,7 @@
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 #include "tools/values/Decode.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::tools {
 namespace {
@@ -56,17 +57,14 @@ double rmsWithin(const cv::Mat_<float>& image, const cv::Mat_<float>& truth, con
 }
 
 /// The value below which this share of the pixels lies.
-double quantile(const cv::Mat_<float>& image, const cv::Mat_<uchar>& mask, double share) {
+double quantileWithin(const cv::Mat_<uchar>& mask, const cv::Mat_<float>& image, double share) {
     std::vector<float> values;
     for (int y = 0; y < image.rows; ++y) {
         for (int x = 0; x < image.cols; ++x) {
             if (mask(y, x) != 0) values.push_back(image(y, x));
         }
     }
-    const auto place =
-        values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), place, values.end());
-    return static_cast<double>(*place);
+    return static_cast<double>(vision::detail::quantile(values, share));
 }
 
 }  // namespace
@@ -133,8 +131,8 @@ RegionErrors regionErrors(const cv::Mat_<float>& image, const cv::Mat_<float>& t
     const auto within = [&](const cv::Mat& region) { return rmsWithin(ours, sharp, region & mask); };
     RegionErrors errors;
     errors.flat = within((top - bottom) < kFlat * (highest - lowest));
-    errors.hot = within(sharp >= quantile(sharp, mask, 1.0 - kExtreme));
-    errors.cold = within(sharp <= quantile(sharp, mask, kExtreme));
+    errors.hot = within(sharp >= quantileWithin(mask, sharp, 1.0 - kExtreme));
+    errors.cold = within(sharp <= quantileWithin(mask, sharp, kExtreme));
     return errors;
 }
 

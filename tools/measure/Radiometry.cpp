@@ -9,6 +9,7 @@
 #include "tools/measure/Metrics.h"
 #include "tools/simulate/Camera.h"
 #include "tools/values/Decode.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::tools {
 namespace {
@@ -38,14 +39,8 @@ struct Moments {
 
 double rangeOf(const cv::Mat_<float>& image) {
     std::vector<float> values(image.begin(), image.end());
-    const auto quantile = [&](double share) {
-        const auto place =
-            values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
-        std::nth_element(values.begin(), place, values.end());
-        return static_cast<double>(*place);
-    };
-    const double low = quantile(kOutliers);
-    return quantile(1.0 - kOutliers) - low;
+    const auto low = static_cast<double>(vision::detail::quantile(values, kOutliers));
+    return static_cast<double>(vision::detail::quantile(values, 1.0 - kOutliers)) - low;
 }
 
 /// 255 where a pixel is flat and both hold a value.

@@ -6,6 +6,7 @@
 
 #include "tools/measure/Metrics.h"
 #include "tools/values/Decode.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::tools {
 namespace {
@@ -100,10 +101,8 @@ ColourScale ColourScale::of(const cv::Mat_<float>& image, const Palette& palette
     std::vector<float> values = valuesOf(image);
     if (values.empty()) return {0.0, 1.0, palette};
     const auto valueAt = [&](double percent) {
-        const auto place =
-            static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * percent / 100.0);
-        std::nth_element(values.begin(), values.begin() + place, values.end());
-        return static_cast<double>(values[static_cast<std::size_t>(place)]);
+        const double place = static_cast<double>(values.size() - 1) * percent / 100.0;
+        return static_cast<double>(vision::detail::valueAtPlace(values, static_cast<std::size_t>(place)));
     };
     const double lowest = valueAt(percentile);
     return within(lowest, valueAt(100.0 - percentile), image, palette);

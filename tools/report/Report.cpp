@@ -8,6 +8,7 @@
 
 #include "tools/measure/Metrics.h"
 #include "tools/values/Decode.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::tools {
 namespace {
@@ -18,9 +19,8 @@ double quantileOf(const cv::Mat_<float>& image, double share) {
     std::copy_if(image.begin(), image.end(), std::back_inserter(values),
                  [](float v) { return !std::isnan(v); });
     if (values.empty()) return std::numeric_limits<double>::quiet_NaN();
-    const auto place = static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size()));
-    std::nth_element(values.begin(), values.begin() + place, values.end());
-    return static_cast<double>(values[static_cast<std::size_t>(place)]);
+    const auto place = static_cast<std::size_t>(share * static_cast<double>(values.size()));
+    return static_cast<double>(vision::detail::valueAtPlace(values, place));
 }
 
 }  // namespace

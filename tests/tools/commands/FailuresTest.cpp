@@ -160,7 +160,7 @@ TEST_F(Program, NamesTheFrameThatMovedTooFar) {
 TEST_F(Program, ARecordingGoesOnAfterABadFrame) {
     ASSERT_EQ(run("simulate -o b --frames 11 --width 64 --height 48").code, 0);
     cv::Mat_<float> bad = image("b/frame_005.tif");
-    bad(cv::Rect(20, 20, 9, 9)) = pixelOf(vision::CODE_BAD_PIXEL);
+    bad(cv::Rect(20, 20, 9, 9)) = floatOf(vision::CODE_BAD_PIXEL);
     writeImage(path("b/frame_005.tif"), bad);
     const Outcome guarded = run("enhance b -o guarded/ --every --pipeline float");
     EXPECT_NE(guarded.err.find("guarded/: 6 images of 128 x 96 pixels, none for frames 5\n"),

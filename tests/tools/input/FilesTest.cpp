@@ -77,7 +77,7 @@ TEST_F(Files, PagesOfFloatTiffKeepEveryBitInAnyOrder) {
     std::vector<cv::Mat> pages;
     for (std::uint32_t i = 0; i < 37; ++i) {
         cv::Mat_<float> page(5, 6, static_cast<float>(i) - 0.3f);
-        page(2, 3) = pixelOf(0x81 + i);
+        page(2, 3) = floatOf(0x81 + i);
         page(4, 5) = std::numeric_limits<float>::quiet_NaN();
         pages.push_back(page);
     }
@@ -136,8 +136,8 @@ TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
     cv::Mat_<float> frame(1, 6, 30000.0f);
     const std::uint32_t codes[] = {vision::CODE_OVER_RANGE, vision::CODE_UNDER_RANGE, vision::CODE_BAD_PIXEL,
                                    vision::CODE_INVALID};
-    for (int i = 0; i < 4; ++i) frame(0, i) = pixelOf(codes[i]);
-    frame(0, 4) = pixelOf(0x83);  // no code
+    for (int i = 0; i < 4; ++i) frame(0, i) = floatOf(codes[i]);
+    frame(0, 4) = floatOf(0x83);  // no code
     const cv::Mat_<float> decoded = centikelvin(frame);
     for (int i = 0; i < 4; ++i) EXPECT_EQ(bitsOf(decoded(0, i)), codes[i]);
     EXPECT_FLOAT_EQ(decoded(0, 4), -273.15f);
@@ -147,7 +147,7 @@ TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
     const Decode leftAligned{0.5, 1.0, 2, ""};
     EXPECT_EQ(leftAligned(cv::Mat_<ushort>(1, 1, ushort{403}))(0, 0), 51.0f);
     EXPECT_EQ(leftAligned(cv::Mat_<short>(1, 1, short{-5}))(0, 0), 0.0f);
-    frame(0, 4) = pixelOf(vision::CODE_INVALID);
+    frame(0, 4) = floatOf(vision::CODE_INVALID);
     frame(0, 5) = 403.0f;
     EXPECT_EQ(leftAligned(frame, "a.tif")(0, 5), 51.0f);
     frame(0, 5) = 403.5f;

@@ -20,7 +20,7 @@ TEST(Metrics, FiguresOfAKnownOffsetAndWhatIsLeftOut) {
     cv::Mat_<float> image;
     cv::add(truth, cv::Scalar(0.5), image);
     image(20, 20) = std::numeric_limits<float>::infinity();
-    image(20, 21) = pixelOf(0x84);
+    image(20, 21) = floatOf(0x84);
     image(0, 0) = 1e6f;  // cropped
     const Quality q = compareWithTruth(image, truth, kCrop);
     double lowest = 0.0;

@@ -55,7 +55,7 @@ TEST(ColourScale, OrdersValuesByBrightnessAndShowsWhatHasNone) {
     }
     cv::Mat_<float> image = (cv::Mat_<float>(1, 5) << 10, 20, 30, 0, 0);
     image(3) = std::numeric_limits<float>::quiet_NaN();
-    image(4) = pixelOf(vision::CODE_BAD_PIXEL);
+    image(4) = floatOf(vision::CODE_BAD_PIXEL);
     const ColourScale all = ColourScale::of(image, paletteNamed("grey"));
     EXPECT_EQ(all.lowest, 10.0);
     EXPECT_EQ(all.highest, 30.0);
@@ -85,7 +85,7 @@ TEST(Preview, FindsSpotsAndDrawsAnySize) {
     cv::Mat_<float> image(30, 40, 20.0f);
     image(3, 5) = 31.25f;
     image(29, 39) = -4.0f;
-    image(1, 1) = pixelOf(vision::CODE_OVER_RANGE);
+    image(1, 1) = floatOf(vision::CODE_OVER_RANGE);
     const std::optional<Spots> spots = Spots::of(image);
     ASSERT_TRUE(spots.has_value());
     EXPECT_EQ(spots->hottest.at, cv::Point(5, 3));
@@ -191,7 +191,7 @@ TEST(Agreement, NoiseMapShowsTheNoiseOfTheFrames) {
         // A frame that differs, and one without a value, which must not count.
         window.frames[2](cv::Rect(20, 20, 8, 8)) += 50.0f;
         window.masks[2](cv::Rect(0, 0, 60, 60)) = uchar{0};
-        window.frames[4](80, 90) = pixelOf(vision::CODE_BAD_PIXEL);
+        window.frames[4](80, 90) = floatOf(vision::CODE_BAD_PIXEL);
         const cv::Mat_<float> map = noiseMapOf(window, burst.truth, p.psfSigma);
         ASSERT_EQ(map.size(), burst.truth.size());
         const cv::Mat_<float> inner = map(cv::Rect(20, 20, 280, 200));

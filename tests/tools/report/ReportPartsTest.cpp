@@ -62,7 +62,7 @@ TEST(ValueGrid, IsTrueToHalfARoundStep) {
                 image(0, 0) = static_cast<float>(lowest);
                 image(6, 8) = static_cast<float>(lowest + span);
                 image(3, 3) = std::nanf("");
-                image(3, 4) = pixelOf(vision::CODE_OVER_RANGE);
+                image(3, 4) = floatOf(vision::CODE_OVER_RANGE);
                 const ValueGrid grid(image, 63, finest);
                 SCOPED_TRACE(testing::Message()
                              << span << ' ' << lowest << ' ' << finest << ' ' << grid.step);

@@ -201,7 +201,7 @@ TEST_F(Program, ReportsWhatHasNoValueAndWhatIsImplausible) {
     for (int i = 0; i < 5; ++i) {
         const std::string name = path("b/frame_00" + std::to_string(i) + ".tif");
         cv::Mat_<float> frame = readSingleImage(name);
-        frame(dead) = pixelOf(vision::CODE_BAD_PIXEL);
+        frame(dead) = floatOf(vision::CODE_BAD_PIXEL);
         frame(hot) = i == 3 ? 20.0f : 5500.0f;
         if (i == 2) frame(41, 21) = 6012.5f;
         writeImage(name, frame);
@@ -253,7 +253,7 @@ TEST_F(Program, TooHotTooColdAndDefectiveAreCountedApart) {
         const std::string name = "b/frame_00" + std::to_string(i) + ".tif";
         cv::Mat_<float> frame = image(name);
         for (const auto& c : kClusters) {
-            for (const cv::Point place : c.places) frame(cv::Rect(place, cluster)) = pixelOf(c.code);
+            for (const cv::Point place : c.places) frame(cv::Rect(place, cluster)) = floatOf(c.code);
         }
         writeImage(path(name), frame);
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "vision/superresolution/detail/defects/StatusCodes.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::vision::detail {
 namespace {
@@ -76,9 +77,7 @@ Plane unexplained(const Equations& e, cv::Point2d remainder) {
 double deviationOf(const Plane& residual) {
     std::vector<double> magnitudes;
     for (const double value : residual) magnitudes.push_back(std::abs(value));
-    const auto middle = magnitudes.begin() + static_cast<std::ptrdiff_t>(magnitudes.size() / 2);
-    std::nth_element(magnitudes.begin(), middle, magnitudes.end());
-    return kMedianToDeviation * *middle;
+    return kMedianToDeviation * upperMedian(std::move(magnitudes));
 }
 
 cv::Matx22d outer(const Plane& ax, const Plane& ay, const Plane& bx, const Plane& by) {

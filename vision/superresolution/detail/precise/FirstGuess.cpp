@@ -237,7 +237,7 @@ bool FirstGuess::showsTheReference(const Misfit& misfit, double scale, const Pyr
 
 void FirstGuess::judge(const PyramidLevel& finest, const Candidate& best, FrameState& frame) {
     Misfit misfit = misfitOf(finest, best);
-    const double scale = kSigmaPerQuartile * quantileOf(misfit.magnitudes, 0.25) + 1e-6;
+    const double scale = kSigmaPerQuartile * static_cast<double>(quantile(misfit.magnitudes, 0.25)) + 1e-6;
     frame.used = showsTheReference(misfit, scale, finest, frame);
     const std::size_t area = areaOf(width_, height_);
     Buffer<float> squared(area), mean(area);

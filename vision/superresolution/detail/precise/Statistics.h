@@ -6,20 +6,13 @@
 #include <cstddef>
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Quantiles.h"
+
 namespace oravo::vision::detail::precise {
 
 /// Standard deviation of a normal distribution over the median of its absolute value, and over its first quartile.
 constexpr double kSigmaPerMedian = 1.4826;
 constexpr double kSigmaPerQuartile = 3.1383;
-
-/// The value below which the given share of the values lies; 0 without any. Reorders the values.
-inline double quantileOf(std::vector<float>& values, double share) {
-    if (values.empty()) return 0.0;
-    const auto at =
-        values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), at, values.end());
-    return *at;
-}
 
 /// sqrt(a^2 + b^2), from operations that round alike everywhere.
 inline double lengthOf(double a, double b) {
@@ -27,7 +20,7 @@ inline double lengthOf(double a, double b) {
 }
 
 inline double medianOf(std::vector<float>& values) {
-    return quantileOf(values, 0.5);
+    return quantile(values, 0.5);
 }
 
 /// The median magnitude of many values, from some of them: every s-th and (s + 1)-th in turn, so that no column of an image is
