@@ -7,6 +7,7 @@
 #include "tools/enhance/StreamGuard.h"
 #include "tools/measure/FixedPattern.h"
 #include "tools/measure/FrameMeasures.h"
+#include "vision/superresolution/detail/numerics/Quantiles.h"
 
 namespace oravo::tools {
 namespace {
@@ -14,37 +15,9 @@ namespace {
 constexpr std::size_t kFull = static_cast<std::size_t>(Enhancer::kWindowSize);
 constexpr std::size_t kFewest = 3;  // frames that an image is made of where no older ones are left
 constexpr int kAttempts = 5;        // windows tried for one image, the last without older frames
-constexpr double kMaskShare = 0.5;  // the library's own limit
-
-constexpr double kMuchNoisier = 4.0;  // than the reference, and
-constexpr double kMostlyNoise = 0.2;  // of the contrast
 
 constexpr float kSameWeight = 1.25f;         // factor within which a new weight is not worth a new pipeline
 constexpr float kMuchTooLargeWeight = 3.0f;  // factor beyond which a user's weight is commented on
-
-double medianOf(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
-/// The frame that is least like the others where it stands.
-std::size_t oddOneOut(const Frames& window) {
-    std::size_t odd = 0;
-    double largest = -1.0;
-    for (std::size_t i = 0; i < window.size(); ++i) {
-        std::vector<double> misfits;
-        for (const RecordedFrame* other : window) {
-            if (other != window[i]) misfits.push_back(misfit(other->detail, window[i]->detail, {}));
-        }
-        const double typical = medianOf(misfits);
-        if (typical > largest) {
-            largest = typical;
-            odd = i;
-        }
-    }
-    return odd;
-}
 
 Frames newestOf(const Frames& pool) {
     return {pool.end() - static_cast<std::ptrdiff_t>(std::min(pool.size(), kFull)), pool.end()};
@@ -85,8 +58,7 @@ void FindOnce::operator()(const Guard& guard) {
 
 WindowRunner::WindowRunner(cv::Size frameSize, const EnhanceParameters& parameters, bool every,
                            Findings& findings)
-    : size_(frameSize),
-      every_(every),
+    : every_(every),
       enhancer_(frameSize, parameters),
       parameters_(enhancer_.parameters()),
       findings_(findings),
@@ -145,7 +117,7 @@ void WindowRunner::lookForPattern(const Enlarged& enlarged) {
 std::optional<Enlarged> WindowRunner::runGuarded(const Frames& pool, Refusal& refusal) {
     Search search{pool, pool.back()};
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const std::optional<Window> window = chooseWindow(search);
+        const std::optional<FrameWindow> window = chooseWindow(search);
         if (!window) break;
         const bool allUsable = load(window->frames, window->reference);
         if (every_ && unusable_.hold(search.newest->number)) {
@@ -158,14 +130,14 @@ std::optional<Enlarged> WindowRunner::runGuarded(const Frames& pool, Refusal& re
         std::optional<Enlarged> result = enhancer_.run(why);
         if (!search.first) refusal = why;
 
-        const std::vector<Suspect> suspects = suspectsIn(*window, result);
+        const std::vector<Suspect> suspects = suspectsIn(*window, result, every_);
         if (suspects.empty()) {
             if (!search.leftOut.empty()) findings_.warn(Guard{"alignment", {}, search.leftOut, "left out"});
             return result;
         }
         if (!search.first) search.first = std::move(result);
         if (const Suspect* newest = needed(suspects, search.newest)) {
-            refusal.reason = describe(*newest);
+            refusal.reason = newest->text();
             return std::nullopt;
         }
         exclude(suspects, search);
@@ -176,18 +148,17 @@ std::optional<Enlarged> WindowRunner::runGuarded(const Frames& pool, Refusal& re
 }
 
 /// The newest usable frames; none where there are too few. The reference stays the same frame while it is usable.
-std::optional<WindowRunner::Window> WindowRunner::chooseWindow(Search& search) const {
+std::optional<FrameWindow> WindowRunner::chooseWindow(Search& search) const {
     dropIf(search.pool, [&](const auto* frame) { return unusable_.hold(frame->number); });
     if (search.pool.size() < kFewest) return std::nullopt;
-    Window window{newestOf(search.pool), 0};
+    FrameWindow window{newestOf(search.pool), 0};
     window.reference = placeOfReference(window.frames, search.reference, *parameters_.referenceIndex);
     search.reference = window.frames[window.reference];
     return window;
 }
 
 /// The suspect that an image has to hold all the same, since one is wanted for each frame; null where there is none.
-const WindowRunner::Suspect* WindowRunner::needed(const std::vector<Suspect>& suspects,
-                                                  const RecordedFrame* newest) const {
+const Suspect* WindowRunner::needed(const std::vector<Suspect>& suspects, const RecordedFrame* newest) const {
     if (!every_) return nullptr;
     const auto found = std::find_if(suspects.begin(), suspects.end(),
                                     [newest](const Suspect& suspect) { return suspect.frame == newest; });
@@ -197,7 +168,7 @@ const WindowRunner::Suspect* WindowRunner::needed(const std::vector<Suspect>& su
 void WindowRunner::exclude(const std::vector<Suspect>& suspects, Search& search) {
     for (const Suspect& suspect : suspects) {
         if (!search.leftOut.empty()) search.leftOut += "; ";
-        search.leftOut += describe(suspect);
+        search.leftOut += suspect.text();
         dropIf(search.pool, [&](const auto* frame) { return frame == suspect.frame; });
     }
 }
@@ -213,51 +184,6 @@ std::optional<Enlarged> WindowRunner::firstImage(Search& search, Refusal& refusa
     }
     if (!search.first && refusal.reason.empty()) refusal.reason = "too few usable frames";
     return std::move(search.first);
-}
-
-std::string WindowRunner::describe(const Suspect& suspect) {
-    return format("frame %zu ", suspect.frame->number) + suspect.reason;
-}
-
-std::vector<WindowRunner::Suspect> WindowRunner::suspectsIn(const Window& looked,
-                                                            const std::optional<Enlarged>& enlarged) const {
-    const auto& [window, reference] = looked;
-    if (!enlarged) return {{window[oddOneOut(window)], "cannot be aligned with the others"}};
-    std::vector<Suspect> suspects;
-    for (std::size_t i = 0; i < window.size(); ++i) {
-        if (i == reference) continue;
-        const std::string complaint =
-            complaintAbout(*window[i], *window[reference], *enlarged, i, i + 1 == window.size());
-        if (!complaint.empty()) suspects.push_back({window[i], complaint});
-    }
-    if (2 * suspects.size() > window.size()) {
-        return {{window[reference], "is unlike most of the frames around it"}};
-    }
-    return suspects;
-}
-
-std::string WindowRunner::complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
-                                         const Enlarged& enlarged, std::size_t position, bool newest) const {
-    const cv::Point2f d = enlarged.shifts[position];
-    const int wholeRows = size_.height / 10;
-    const auto tenth = static_cast<float>(wholeRows);
-    // Where the camera pans, the newest frame is always the farthest; its image comes with the warning.
-    const bool mayBeFar = every_ && newest;
-    if (!mayBeFar && (std::abs(d.x) > tenth || std::abs(d.y) > tenth)) {
-        return format("moved by (%.1f, %.1f) pixels, more than a tenth of the frame height",
-                      static_cast<double>(d.x), static_cast<double>(d.y));
-    }
-    const double share = position < enlarged.masks.size() ? cv::mean(enlarged.masks[position])[0] : 1.0;
-    if (share <= kMaskShare) {
-        return format("agrees with the reference frame in only %.0f %% of its pixels", 100.0 * share);
-    }
-    if (frame.detail.noise >
-        std::max(kMuchNoisier * reference.detail.noise, kMostlyNoise * frame.detail.contrast)) {
-        return "is mostly noise, far more than the reference frame";
-    }
-    const double apart = misfit(reference.detail, frame.detail, d);
-    if (apart <= kMisfit) return {};
-    return format("does not fit the reference frame where it was found (misfit %.0f %%)", 100.0 * apart);
 }
 
 bool WindowRunner::load(const Frames& window, std::size_t reference) {
@@ -300,7 +226,7 @@ float WindowRunner::weightFor(const Frames& window) {
         const double contrast = frame->detail.contrast;
         shares.push_back(contrast > 0.0 ? frame->detail.noise / contrast : 0.0);
     }
-    const double share = medianOf(shares);
+    const double share = vision::detail::upperMedian(shares);
     const float advised = weightForNoise(share, given);
     if (!parameters_.chooseWeight) {
         if (kMuchTooLargeWeight * advised < given) {

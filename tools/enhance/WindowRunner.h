@@ -10,6 +10,7 @@
 #include "tools/enhance/Enhancer.h"
 #include "tools/enhance/FrameNumbers.h"
 #include "tools/enhance/Reconstructor.h"
+#include "tools/enhance/Suspects.h"
 
 namespace oravo::tools {
 
@@ -37,17 +38,6 @@ class WindowRunner final : public Reconstructor {
     std::optional<Enlarged> run(const Frames& pool, Refusal& refusal) override;
 
   private:
-    struct Suspect {
-        const RecordedFrame* frame;
-        std::string reason;  ///< in words that follow "frame 7 "
-    };
-
-    /// Frames that an image is to be made of.
-    struct Window {
-        Frames frames;
-        std::size_t reference;  ///< its place in them
-    };
-
     /// How far the search for a window without suspects has come.
     struct Search {
         Frames pool;                               ///< frames that can still take part, in order
@@ -58,21 +48,16 @@ class WindowRunner final : public Reconstructor {
     };
 
     std::optional<Enlarged> runGuarded(const Frames& pool, Refusal& refusal);
-    std::optional<Window> chooseWindow(Search& search) const;
-    std::vector<Suspect> suspectsIn(const Window& window, const std::optional<Enlarged>& enlarged) const;
+    std::optional<FrameWindow> chooseWindow(Search& search) const;
     const Suspect* needed(const std::vector<Suspect>& suspects, const RecordedFrame* newest) const;
     static void exclude(const std::vector<Suspect>& suspects, Search& search);
     std::optional<Enlarged> firstImage(Search& search, Refusal& refusal);
-    static std::string describe(const Suspect& suspect);
-    std::string complaintAbout(const RecordedFrame& frame, const RecordedFrame& reference,
-                               const Enlarged& enlarged, std::size_t position, bool newest) const;
     /// Both are false where a frame was refused that was not known to be unusable.
     bool load(const Frames& window, std::size_t reference);
     bool takeIn(const RecordedFrame& frame);
     float weightFor(const Frames& window);
     void lookForPattern(const Enlarged& enlarged);
 
-    cv::Size size_;
     bool every_;
     Enhancer enhancer_;
     EnhanceParameters parameters_;
