@@ -30,6 +30,7 @@ class Kind:
     gain: float = 0.0
     jump: float = 0.0
     dead: int = 0
+    flicker: int = 0  # pixels that are off by the contrast in a third of the frames
     pattern: str = ""
     strength: float = 0.0
     rows: float = 0.0  # of a level that each row of each frame has of its own
@@ -51,6 +52,8 @@ KINDS = {
     "gain": Kind("gains differ by up to 5 %", gain=0.05),
     "jump": Kind("level jumps by a third of the contrast (shutter)", jump=0.33),
     "dead": Kind("40 dead pixels with values the scene has", dead=40),
+    "flicker": Kind("20 pixels that are off by the contrast in a third of the frames", flicker=20),
+    "flicker_12": Kind("the same, twelve frames", flicker=20, frames=12),
     "white_10": Kind("fixed white pattern of 10 %", pattern="white", strength=0.1),
     "columns_10": Kind("fixed columns of 10 %", pattern="columns", strength=0.1),
     "white_3": Kind("fixed white pattern of 3 %", pattern="white", strength=0.03),
@@ -192,6 +195,10 @@ def _sensed(kind, view, frames, contrast):
     # Each keeps the value that some other pixel has.
     values = random.permutation(frames[number - 4].ravel())[:kind.dead]
     frames.reshape(number, -1)[:, places] = values
+    random = view.random("flicker")
+    flickering = random.choice(height * width, kind.flicker, replace=False)
+    signs = random.choice([-1, 1], kind.flicker)
+    frames.reshape(number, -1)[:, flickering] += (random.random((24, kind.flicker)) < 1 / 3)[newest_first] * signs * contrast
     return frames, Sensor(noise, own, places, values)
 
 

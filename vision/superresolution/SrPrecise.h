@@ -81,7 +81,7 @@ struct SrPreciseResult {
     /// pixels of the frames.
     double movement = 0.0;
     /// Whether that is more than a quarter of a pixel; where it is not, nothing separates the sensor from the scene, and
-    /// neither dead pixels nor a pattern are looked for.
+    /// neither dead pixels nor a pattern are looked for. Impulses of single frames are left out all the same.
     bool sceneMoves = false;
     std::vector<cv::Point> deadPixels;  ///< of the frames, row by row
     cv::Mat_<float> pattern;  ///< of the sensor, rows x columns of the frames; empty when none was found

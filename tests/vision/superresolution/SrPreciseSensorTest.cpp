@@ -14,7 +14,7 @@ using vision::SrPreciseOptions;
 using vision::SrPreciseResult;
 
 const cv::Size kSize(64, 48);
-constexpr int kReference = 2;
+constexpr int kReference = 2, kMiddle = 4;  // of five frames, and of eight
 constexpr double kNoise = 0.05;
 
 /// Plates on a level of 20: the middle one has 45 degrees.
@@ -125,6 +125,37 @@ TEST(SrPreciseSensor, StuckPixelsAreFoundAndCostLittle) {
         EXPECT_TRUE(without.deadPixels.empty());
         EXPECT_LT(error, rmsDifference(without.image, truth, 8));
     }
+}
+
+TEST(SrPreciseSensor, FlickeringPixelsAreListedAndCostLittle) {
+    const AnalyticScene scene = texture();
+    std::vector<Image> frames = burst(scene, handHeld(8), kNoise);
+    const SrPreciseResult whole = enhance(frames, kMiddle);
+    const std::vector<cv::Point> flickering{{9, 9}, {40, 20}, {22, 33}, {52, 38}};
+    for (std::size_t i = 0; i < flickering.size(); ++i) {
+        for (const std::size_t k : {std::size_t{kMiddle}, 5 + i % 3, i})
+            frames[k](flickering[i]) += i % 2 == 0 ? 12.0f : -12.0f;
+    }
+    frames[kMiddle](60, 30) = frames[6](7, 50) = 60.0f;  // once, as a particle does
+    const SrPreciseResult result = enhance(frames, kMiddle);
+    EXPECT_EQ(result.deadPixels, flickering);
+    EXPECT_LT(rmsDifference(result.image, scene.truth(), 8),
+              1.06 * rmsDifference(whole.image, scene.truth(), 8));
+}
+
+TEST(SrPreciseSensor, FlashesThatMoveWithTheSceneStay) {
+    // A point that two frames show, by different pixels of the sensor; the reference is one of them.
+    AnalyticScene flashing = texture();
+    flashing.addPlate({-7.5, 6.5}, {0.3, 0.3}, 40.0, 0.1);
+    std::vector<Pose> poses = handHeld(8);
+    poses[5] = Pose::similarity(2.0, -1.0, 0.0, 0.0);
+    std::vector<Image> frames = burst(texture(), poses, kNoise);
+    for (const std::size_t k : {std::size_t{kMiddle}, std::size_t{5}}) {
+        frames[k] = Image(frames[k] + flashing.frame(poses[k]) - texture().frame(poses[k]));
+    }
+    const SrPreciseResult result = enhance(frames, kMiddle);
+    EXPECT_TRUE(result.deadPixels.empty());
+    EXPECT_GT(result.image(60, 48) - texture().truth()(60, 48), 8.0f);
 }
 
 TEST(SrPreciseSensor, KnownDeadPixelsStayOutUntilFramesClearThem) {

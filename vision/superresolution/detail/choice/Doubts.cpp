@@ -116,8 +116,7 @@ std::string doubtAbout(const SrPreciseResult& result, const std::vector<cv::Mat_
     }
     if (hardlyMoves(result, frames)) {
         return "the frames hardly move, by less than a quarter of a pixel: a fixed pattern of the sensor "
-               "would pass "
-               "for detail";
+               "would pass for detail, unless it is known and subtracted";
     }
     return "";
 }

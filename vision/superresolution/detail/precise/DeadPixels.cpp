@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "vision/superresolution/detail/precise/Misfit.h"
+#include "vision/superresolution/detail/precise/Ring.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
 
 namespace oravo::vision::detail::precise {
@@ -34,31 +35,6 @@ constexpr float kStandsOut = 3.0f;        ///< deviation of a dead pixel over th
 /// A pixel whose values have a range of kStuckShare of its neighbours' differs from them by 1 / kStuckShare of that range
 /// in sum, of which the image has to miss kDeadUnexplained; half of that, as gains differ.
 constexpr float kMissedRange = static_cast<float>(0.5 * kDeadUnexplained / kStuckShare);
-
-/// The up to eight neighbours of a pixel.
-struct Ring {
-    double mean = 0.0, range = 0.0;
-};
-
-Ring ringAround(const Grid& grid, const FrameState& frame, std::size_t q) {
-    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
-    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
-    double sum = 0.0, lowest = 1e30, highest = -1e30;
-    int count = 0;
-    for (int j = std::max(0, y - 1); j <= std::min(grid.height - 1, y + 1); ++j) {
-        for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
-            const std::size_t beside = static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
-                                       static_cast<std::size_t>(i);
-            if (beside == q || !(frame.present[beside] > 0.0f)) continue;
-            const double value = frame.values[beside];
-            sum += value;
-            lowest = std::min(lowest, value);
-            highest = std::max(highest, value);
-            ++count;
-        }
-    }
-    return count == 0 ? Ring() : Ring{sum / count, highest - lowest};
-}
 
 /// Summary of a pixel over all frames, cheap enough for every pixel.
 struct Glance {

@@ -15,9 +15,6 @@ namespace oravo::vision::detail::precise {
 namespace {
 
 constexpr int kMargin = 4;  ///< of the grid: what frames see beyond the reference's border
-constexpr double kFirstStrength = 0.003;
-
-constexpr SolverLimits kDraft{1, 7, 1e-3};
 constexpr SolverLimits kPatternDraft{1, 10, 1e-3};
 constexpr int kPatternRounds = 6;
 constexpr double kPatternSmoothness = 8.0;
@@ -45,8 +42,8 @@ Reconstruction::Reconstruction(int width, int height, ReconstructionOptions opti
 }
 
 void Reconstruction::report(double share) {
-    share_ = share;
-    if (options_.progress && !options_.progress(share)) throw Cancelled();
+    share_ = std::max(share_, share);  // frames may be placed twice
+    if (options_.progress && !options_.progress(share_)) throw Cancelled();
 }
 
 void Reconstruction::solve(double strength, const SolverLimits& limits) {
@@ -212,6 +209,7 @@ void Reconstruction::run(int reference) {
     normalise();
     hideKnownDead();
     placeFrames();
+    if (dropImpulses()) placeFrames();  // of the reference, they would count as what no other frame shows
     report(kPlaced);
     makeDraft();
     report(0.25);

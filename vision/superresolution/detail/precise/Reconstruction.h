@@ -67,6 +67,10 @@ class Reconstruction {
     static constexpr int kFinalSteps = 6;
     static constexpr double kMostDead = 0.02;  ///< share of a sensor's pixels that may be dead
     static constexpr double kPlaced = 0.1;     ///< share of the work that is done once all frames are placed
+    static constexpr double kFirstStrength = 0.003;
+    static constexpr SolverLimits kDraft{1, 7, 1e-3};
+    static constexpr int kFewestForImpulses = 3;  ///< frames
+    static constexpr int kFlickers = 2;           ///< impulses of a pixel from which on it counts as dead
 
     void normalise();
     void placeFrames();
@@ -83,6 +87,10 @@ class Reconstruction {
     bool updatePattern();
     bool patternIsWeak() const;
     void dropDeadPixels();
+    void makeImpartialDraft(const std::vector<std::size_t>& spikes);
+    /// Leaves out values that no other frame bears out, and pixels that have several. @return whether there were any
+    bool dropImpulses();
+    void leaveOutFlickering(const std::vector<std::vector<std::size_t>>& impulses);
     void leaveOut(const std::vector<std::size_t>& pixels);
     void hideKnownDead();
     void showKnownDead();

@@ -1,8 +1,11 @@
-// Dead pixels that are known from earlier frames of a recording: left out until the frames at hand clear them.
+// Pixels that are left out: dead ones that are known from earlier frames of a recording, until the frames at hand clear them,
+// and impulses, before anything is aligned with them.
 
 #include <algorithm>
 
+#include "vision/superresolution/detail/precise/BicubicReference.h"
 #include "vision/superresolution/detail/precise/DeadPixels.h"
+#include "vision/superresolution/detail/precise/Impulses.h"
 #include "vision/superresolution/detail/precise/Reconstruction.h"
 
 namespace oravo::vision::detail::precise {
@@ -60,6 +63,53 @@ void Reconstruction::judgeKnownDead() {
     }
     leaveOut(known_);
     deadPixels_.insert(deadPixels_.end(), known_.begin(), known_.end());
+}
+
+/// An image that spikes of the reference have no more part in than those of other frames.
+void Reconstruction::makeImpartialDraft(const std::vector<std::size_t>& spikes) {
+    FrameState start = frames_[static_cast<std::size_t>(reference_)];
+    start.present = Buffer<float>(start.values.size());
+    std::copy_n(frames_[static_cast<std::size_t>(reference_)].present.data(), start.present.size(),
+                start.present.data());
+    for (const std::size_t q : spikes) start.present[q] = 0.0f;
+    BicubicReference(start, grid_.width, grid_.height, {}).enlarge(grid_, image_);
+    for (const FrameState& frame : frames_)
+        std::copy_n(frame.present.data(), frame.present.size(), frame.weight.data());
+    solve(options_.strength > 0.0 ? options_.strength : kFirstStrength, kDraft);
+    measure();
+}
+
+bool Reconstruction::dropImpulses() {
+    const auto used =
+        std::count_if(frames_.begin(), frames_.end(), [](const FrameState& f) { return f.used; });
+    if (!options_.findDeadPixels || used < kFewestForImpulses) return false;
+    std::vector<std::vector<std::size_t>> spikes(frames_.size());
+    for (std::size_t k = 0; k < frames_.size(); ++k) {
+        if (frames_[k].used) spikes[k] = findSpikes(grid_, frames_[k]);
+    }
+    const auto isEmpty = [](const std::vector<std::size_t>& pixels) { return pixels.empty(); };
+    if (std::all_of(spikes.begin(), spikes.end(), isEmpty)) return false;
+    makeImpartialDraft(spikes[static_cast<std::size_t>(reference_)]);
+    const std::vector<std::vector<std::size_t>> impulses = findImpulses(grid_, frames_, spikes);
+    for (std::size_t k = 0; k < frames_.size(); ++k) {
+        for (const std::size_t q : impulses[k]) frames_[k].present[q] = frames_[k].values[q] = 0.0f;
+        frames_[k].scale = 0.0;  // nothing has been measured against the draft to come
+    }
+    if (sceneMoves()) leaveOutFlickering(impulses);
+    return !std::all_of(impulses.begin(), impulses.end(), isEmpty);
+}
+
+void Reconstruction::leaveOutFlickering(const std::vector<std::vector<std::size_t>>& impulses) {
+    std::vector<int> times(frames_.front().values.size());
+    for (const std::vector<std::size_t>& ofFrame : impulses) {
+        for (const std::size_t q : ofFrame) ++times[q];
+    }
+    std::vector<std::size_t> flickering;
+    for (std::size_t q = 0; q < times.size(); ++q) {
+        if (times[q] >= kFlickers) flickering.push_back(q);
+    }
+    leaveOut(flickering);
+    deadPixels_.insert(deadPixels_.end(), flickering.begin(), flickering.end());
 }
 
 }  // namespace oravo::vision::detail::precise

@@ -1,0 +1,23 @@
+#ifndef ORAVO_VISION_DETAIL_PRECISE_IMPULSES_H
+#define ORAVO_VISION_DETAIL_PRECISE_IMPULSES_H
+
+#include <vector>
+
+#include "vision/superresolution/detail/precise/FrameState.h"
+
+namespace oravo::vision::detail::precise {
+
+/// Values of a frame that are far off all their neighbours, by their places, ascending: impulses of flickering pixels and of
+/// particles, points of the scene, dead pixels.
+std::vector<std::size_t> findSpikes(const Grid& grid, const FrameState& frame);
+
+/// For each frame, those of its spikes that an image of all frames does not explain while it explains what lies around them. A
+/// point of the scene would be in the image, since other frames show it as well. What moves on its own is larger than one
+/// pixel; and what flashes is seen in the same place of the scene, by other pixels, if it lasts for more than one frame.
+/// @param spikes  of each frame
+std::vector<std::vector<std::size_t>> findImpulses(const Grid& grid, const std::vector<FrameState>& frames,
+                                                   const std::vector<std::vector<std::size_t>>& spikes);
+
+}  // namespace oravo::vision::detail::precise
+
+#endif
