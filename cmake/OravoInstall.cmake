@@ -1,5 +1,5 @@
-# What an installation holds: the library with its headers, CMake package and pkg-config module, the program, and the
-# Python package, and the GStreamer plugin. Components: library, development, program, python, gstreamer.
+# What an installation holds: the library with its headers, CMake package and pkg-config module, the program, the Python
+# package, and the GStreamer plugin. Components: library, development, program, python, gstreamer.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -73,8 +73,9 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/oravo-superresolution.pc"
 
 if(TARGET oravo-superres)
   install(TARGETS oravo-superres RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
-  oravo_compress(docs/man/oravo-superres.1 manual)
-  install(FILES "${manual}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
+  if(ORAVO_MANUAL)
+    install(FILES "${ORAVO_MANUAL}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
+  endif()
   install(FILES tools/completion/oravo-superres.bash RENAME oravo-superres
           DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT program)
 endif()

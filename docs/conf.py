@@ -15,7 +15,8 @@ sys.path[:0] = [str(ROOT / "docs"), str(ROOT / "python"), str(ROOT / "examples" 
 project = "oravo super-resolution"
 author = "the oravo developers"
 copyright = author  # pylint: disable=redefined-builtin
-release = version = re.search(r"^project\(.*?VERSION\s+([\d.]+)", (ROOT / "CMakeLists.txt").read_text(), re.M | re.S)[1]
+release = version = ".".join(
+    re.findall(r"^#define ORAVO_VERSION_[A-Z]+ (\d+)", (ROOT / "support/Version.h").read_text(), re.M))
 
 extensions = ["myst_parser", "breathe", "sphinx.ext.autodoc", "sphinx.ext.napoleon",
               "sphinx_copybutton", "sphinx_gallery.gen_gallery", "narrow"]
