@@ -52,6 +52,7 @@ sphinx_gallery_conf = {
     "abort_on_example_error": True,
     "only_warn_on_example_error": False,
 }
+highlight_language = "none"  # of blocks that do not name theirs
 copybutton_prompt_text = "$ "
 
 html_theme = "furo"
