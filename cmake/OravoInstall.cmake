@@ -55,6 +55,15 @@ install(TARGETS oravo_superresolution EXPORT OravoSuperResolutionTargets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
         INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/oravo")
 
+set(dependencies "find_dependency(OpenCV 4.6 COMPONENTS core)")
+if(TARGET oravo_superresolution_static)
+  set_target_properties(oravo_superresolution_static PROPERTIES EXPORT_NAME superresolution_static)
+  install(TARGETS oravo_superresolution_static EXPORT OravoSuperResolutionTargets
+          ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+          INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/oravo")
+  set(dependencies "find_dependency(OpenCV 4.6 COMPONENTS core imgproc video)\nfind_dependency(TBB 2021)")
+endif()
+
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/OravoSuperResolution")
 install(EXPORT OravoSuperResolutionTargets NAMESPACE oravo:: DESTINATION "${package_folder}" COMPONENT development)
 configure_package_config_file(cmake/OravoSuperResolutionConfig.cmake.in OravoSuperResolutionConfig.cmake

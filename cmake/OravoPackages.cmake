@@ -11,6 +11,13 @@ if(TARGET gstoravosuperres)
   list(APPEND CPACK_COMPONENTS_ALL gstreamer)
 endif()
 set(CPACK_VERBATIM_VARIABLES ON)
+set(ORAVO_SITE "" CACHE PATH "Folder of the documentation site; with it a package of the documentation is made")
+
+# Read by that script alone.
+set(CPACK_POST_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/debian/FinishPackages.cmake")
+configure_file(cmake/debian/symbols.in symbols @ONLY)
+set(CPACK_ORAVO_SYMBOLS "${CMAKE_CURRENT_BINARY_DIR}/symbols")
+set(CPACK_ORAVO_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -59,14 +66,41 @@ oravo_debian_package(python python3-oravo-superres python "NumPy package"
   "This package contains the Python package oravo_superres.")
 if(TARGET gstoravosuperres)
   oravo_debian_package(gstreamer gstreamer1.0-oravosuperres libs "GStreamer plugin"
-    "This package contains the GStreamer element oravosuperres, which enlarges streams of\n16-bit frames.")
+    "This package contains the GStreamer element oravosuperres, which enlarges\nstreams of 16-bit frames.")
   set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SHLIBDEPS ON)
+endif()
+if(ORAVO_SITE)
+  list(APPEND CPACK_COMPONENTS_ALL documentation)
+  set(documentation oravo-superresolution-doc)
+  oravo_debian_package(documentation ${documentation} doc "documentation"
+    "This package contains guides, the method, the reference of the C, C++ and\nPython interfaces, a gallery, and small complete programs.")
+  set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+  # Scripts that Sphinx puts into every site are Debian's own ones, which get Debian's fixes.
+  set(scripts_folder javascript/sphinxdoc/1.0)
+  file(GLOB scripts RELATIVE "/usr/share/${scripts_folder}" "/usr/share/${scripts_folder}/*.js")
+  foreach(script IN LISTS scripts)
+    if(EXISTS "${ORAVO_SITE}/_static/${script}")
+      set(link "${CMAKE_CURRENT_BINARY_DIR}/scripts/${script}")
+      file(MAKE_DIRECTORY "${CMAKE_CURRENT_BINARY_DIR}/scripts")
+      file(CREATE_LINK "../../../../${scripts_folder}/${script}" "${link}" SYMBOLIC)
+      install(FILES "${link}" DESTINATION share/doc/${documentation}/html/_static COMPONENT documentation EXCLUDE_FROM_ALL)
+      list(APPEND excluded PATTERN "_static/${script}" EXCLUDE)
+    endif()
+  endforeach()
+  set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_DEPENDS "libjs-sphinxdoc (>= 5.3)")
+  install(DIRECTORY "${ORAVO_SITE}/" DESTINATION share/doc/${documentation}/html COMPONENT documentation EXCLUDE_FROM_ALL
+          PATTERN .buildinfo EXCLUDE PATTERN .doctrees EXCLUDE ${excluded})
+  install(DIRECTORY examples DESTINATION share/doc/${documentation} COMPONENT documentation EXCLUDE_FROM_ALL
+          PATTERN __pycache__ EXCLUDE)
 endif()
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/triggers")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "${runtime} (= ${same_version}), libopencv-dev (>= 4.6), libopencv-dev (<< 4.7~)")
+if(ORAVO_BUILD_STATIC)
+  string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", libtbb-dev (>= 2021), libtbb-dev (<< 2022~)")
+endif()
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS

@@ -7,8 +7,7 @@ set -euo pipefail
 build=${1:+$(realpath "$1")}
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib.sh
-need_packages $program_packages git doxygen python3-sphinx python3-breathe python3-myst-parser python3-sphinx-gallery furo python3-sphinx-copybutton \
-    python3-matplotlib python3-numpy python3-scipy python3-pil
+need_packages $program_packages $documentation_packages
 if [ -z "$build" ]; then
     build_release oravo-superres oravo_superresolution
     build=$release_tree

@@ -6,6 +6,8 @@ program_packages="$library_packages libtiff-dev zlib1g-dev libmagic-dev libssl-d
 test_packages="$program_packages file libgtest-dev libbenchmark-dev ffmpeg pkg-config python3-numpy python3-scipy python3-pytest
     python3-pip python3-setuptools python3-wheel python3-distributed
     libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base"
+documentation_packages="git doxygen python3-sphinx python3-breathe python3-myst-parser python3-sphinx-gallery furo
+    python3-sphinx-copybutton python3-matplotlib python3-numpy python3-scipy python3-pil"
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
@@ -57,7 +59,7 @@ release_tree=build-release
 build_release() {
     local tests=OFF
     if installed libgtest-dev; then tests=ON; fi
-    build_in "$release_tree" -DCMAKE_BUILD_TYPE=Release -DORAVO_BUILD_TESTS=$tests -- "$@"
+    build_in "$release_tree" -DCMAKE_BUILD_TYPE=Release -DORAVO_BUILD_STATIC=ON -DORAVO_BUILD_TESTS=$tests -- "$@"
 }
 
 # Builds for the sanitizers and for the fuzzers, which share what they are linked from: build_sanitized [TARGET...]

@@ -3,7 +3,7 @@
 # installed headers declare
 #
 #   scripts/checks/abi.sh            reports what changed; fails on any change
-#   scripts/checks/abi.sh --update   stores the present interface in abi/
+#   scripts/checks/abi.sh --update   stores the present interface in abi/ and cmake/debian/symbols.in
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 source "$root/scripts/lib.sh"
@@ -12,6 +12,18 @@ library=$build/liboravo_superresolution.so
 describe() { # LIBRARY OUT: without what depends on places or on the compiler's order
     abidw --suppressions "$root/abi/suppressions.ini" --headers-dir "$build/prefix/include/oravo" --drop-private-types \
         --exported-interfaces-only --type-id-style hash --no-show-locs --no-corpus-path --no-comp-dir-path "$1" >"$2"
+}
+# Since which version the library has each symbol, for Debian's packages: new ones since this one.
+date_symbols() { # FILE LIST
+    local version
+    version=$(sed -nE 's/^#define ORAVO_VERSION_[A-Z]+ ([0-9]+).*/\1/p' "$root/support/Version.h" | paste -sd.)
+    awk -v version="$version" '
+        FILENAME == ARGV[1] && FNR == 1 { print; next }
+        FILENAME == ARGV[1] { name = $0; sub(/^ (\(c\+\+\)")?/, "", name); sub(/@Base.*/, "", name); known[name] = $0; next }
+        $0 in known { print known[$0]; next }
+        /::/ { print " (c++)\"" $0 "@Base\" " version; next }
+        { print " " $0 "@Base " version }' "$1" "$2" >"$1.new"
+    mv "$1.new" "$1"
 }
 
 need_packages $library_packages abigail-tools xz-utils
@@ -25,6 +37,7 @@ describe "$library" "$build/present.abi"
 if [ "${1:-}" = --update ]; then
     xz -9e --stdout "$build/present.abi" >"$root/abi/baseline.abi.xz"
     "$root/tests/packaging/symbols.sh" --list "$library" >"$root/abi/exported-symbols.txt"
+    date_symbols "$root/cmake/debian/symbols.in" "$root/abi/exported-symbols.txt"
     echo "== stored in abi/: $(wc -l <"$root/abi/exported-symbols.txt") symbols"
     exit 0
 fi

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # the Debian packages please lintian and work in a clean Debian 12 root: they are installed by apt, used (program,
-# NumPy package, hosts in C and C++), and removed without a trace
+# NumPy package, hosts in C and C++, shared and static, examples out of the documentation), and removed without a trace;
+# then the same images come out of the source by pip and as a part of another project
 #
 #   scripts/checks/packages.sh
 #
@@ -19,28 +20,17 @@ echo "== lintian"
 # The packages are not on their way into Debian: no bug report waits for them.
 lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
 
-echo "== pip install ."
-need_packages python3-pip python3-setuptools python3-wheel python3-numpy git
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-mkdir "$work/tree"
-(cd "$root" && tracked_files | xargs -0 cp --parents -t "$work/tree")
-(cd "$work/tree" && /usr/bin/python3 -m pip install --no-index --no-deps --no-build-isolation --root-user-action=ignore \
-    --disable-pip-version-check --target "$work/pip" . >"$work/log" 2>&1) || { tail -n 30 "$work/log"; exit 1; }
-(cd "$work" && PYTHONPATH=$work/pip /usr/bin/python3 -c 'import oravo_superres as s
-with s.Session(16, 12): print(s.__version__, s._native.library()._name)')
-
 if [ "$(id -u)" -ne 0 ]; then
     echo "== not root: the packages were not installed"
     exit 0
 fi
-need_packages debootstrap
+need_packages debootstrap git
 clean=$(mktemp -d)
 chmod 755 "$clean"  # it is the root folder of users other than root, too
 mounted=0
 finish() {
     if [ "$mounted" -eq 1 ]; then umount "$clean/proc"; fi
-    rm -rf --one-file-system "$clean" "$work"
+    rm -rf --one-file-system "$clean"
 }
 trap finish EXIT
 
@@ -83,6 +73,12 @@ built() { # PACKAGE...: their files in the clean root
 traces() {
     (cd "$clean" && find etc usr var -xdev -ipath '*oravo*' -not -path 'var/lib/dpkg/*' | sort)
 }
+same_image() { # HOST...: which has to write the image of the NumPy package
+    inside "$@" >/dev/null
+    cmp "$clean/enlarged" "$clean/expected"
+    rm "$clean/enlarged"
+    echo "$1: the same image"
+}
 
 inside apt-get update -qq
 
@@ -110,12 +106,14 @@ apt_inside install "$(built liboravo-superresolution-dev)" cmake make g++ pkg-co
 inside sh -ec '
     cmake -S /hosts/consumer -B /build -DORAVO_INCLUDE_DIR=/usr/include/oravo >/dev/null
     cmake --build /build >/dev/null
-    cc -std=c99 -pedantic-errors /hosts/consumer/host.c $(pkg-config --cflags --libs oravo-superresolution) -o /c_host'
-for host in /build/c_host /build/cpp_host /c_host; do
-    inside "$host" 64 48 5 /frames /enlarged >/dev/null
-    cmp "$clean/enlarged" "$clean/expected"
-    echo "$host: the same image"
+    cc -std=c99 -pedantic-errors /hosts/consumer/host.c $(pkg-config --cflags --libs oravo-superresolution) -o /c_host
+    mkdir /static && ln -s "$(dirname "$(find /usr/lib -name liboravo_superresolution.a)")"/*oravo*.a /static
+    cc -std=c99 /hosts/consumer/host.c $(pkg-config --cflags oravo-superresolution) -L/static \
+        $(pkg-config --static --libs oravo-superresolution) -o /static_host'
+for host in /build/c_host /build/cpp_host /build/static_host /c_host /static_host; do
+    same_image "$host" 64 48 5 /frames /enlarged
 done
+! inside readelf -d /build/static_host /static_host | grep liboravo || { echo "a static host needs the shared library"; exit 1; }
 
 echo "== the GStreamer plugin"
 apt_inside install "$(built gstreamer1.0-oravosuperres)" gstreamer1.0-tools gstreamer1.0-plugins-base
@@ -123,8 +121,31 @@ inside gst-launch-1.0 -q videotestsrc num-buffers=6 ! video/x-raw,format=GRAY16_
     oravosuperres nuc=true pipeline=float ! filesink location=/images
 inside sh -c '[ "$(stat -c %s /images)" -eq $((6 * 4 * 2 * 32 * 24)) ]'
 
+echo "== the documentation, and examples out of it"
+apt_inside install "$(built oravo-superresolution-doc)"
+inside sh -ec '
+    cd /usr/share/doc/oravo-superresolution-doc
+    test -e html/index.html && test -z "$(find . -xtype l)"
+    cmake -S examples -B /examples >/dev/null && cmake --build /examples --target c_burst cpp_archive >/dev/null
+    /examples/c_burst 64 48 /image /deviation </frames'
+
 echo "== removal"
-apt_inside purge gstreamer1.0-oravosuperres oravo-superres python3-oravo-superres liboravo-superresolution-dev liboravo-superresolution0.1
+apt_inside purge oravo-superresolution-doc gstreamer1.0-oravosuperres oravo-superres python3-oravo-superres liboravo-superresolution-dev liboravo-superresolution0.1
 left=$(traces)
 [ -z "$left" ] || { echo "left behind:"; echo "$left"; exit 1; }
 echo "nothing is left behind"
+
+echo "== from the source, by pip and as a part of another project"
+mkdir "$clean/source"
+(cd "$root" && tracked_files | xargs -0 cp --parents -t "$clean/source")
+# shellcheck disable=SC2086 # several words
+apt_inside install $library_packages python3-venv python3-numpy python3-setuptools python3-wheel
+inside sh -ec '
+    python3 -m venv --system-site-packages /environment
+    cd /source && /environment/bin/pip install --no-index --no-build-isolation --disable-pip-version-check . >/log 2>&1 ||
+        { tail -n 20 /log; exit 1; }'
+same_image /environment/bin/python -c 'import numpy as np, oravo_superres
+oravo_superres.enhance(np.fromfile("/frames", np.float32).reshape(5, 48, 64)).tofile("/enlarged")'
+inside sh -ec 'cmake -G Ninja -S /hosts/subproject -B /parent -DORAVO_SOURCE_DIR=/source >/log && cmake --build /parent >>/log ||
+    { tail -n 20 /log; exit 1; }'
+same_image /parent/c_host 64 48 5 /frames /enlarged

@@ -45,7 +45,21 @@ warnings="-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror" # CMake's way 
 run "$scratch/c_host"
 run "$scratch/cpp_host"
 
+hosts=four
+if [ -e "$library/liboravo_superresolution.a" ]; then
+    hosts=six
+    mkdir "$scratch/static"
+    ln -s "$library/liboravo_superresolution.a" "$scratch/static"
+    # shellcheck disable=SC2046,SC2086 # options are several words
+    "${CC:-cc}" $flags -std=c99 "$here/consumer/host.c" $(pkg-config --cflags oravo-superresolution) -L"$scratch/static" \
+        $(pkg-config --static --libs oravo-superresolution) -o "$scratch/static_host"
+    for host in "$scratch/hosts/static_host" "$scratch/static_host"; do
+        run "$host"
+        ! readelf -d "$host" | grep liboravo || { echo "$host needs the shared library"; exit 1; }
+    done
+fi
+
 if [ -e "$prefix/bin/oravo-superres" ]; then
     "$prefix/bin/oravo-superres" --version # finds the library of its own prefix
 fi
-echo "$(find "$prefix/include" -name '*.h' | wc -l) headers installed; four hosts agree with the build"
+echo "$(find "$prefix/include" -name '*.h' | wc -l) headers installed; $hosts hosts agree with the build"
