@@ -158,6 +158,10 @@ typedef struct oravo_burst_options {
     /** Threads that share the work on one image, 1 to 64; 0 stands for one on each processor that the process may use. Images
      * have the same bits for every number. precise, float; 1. */
     int threads;
+    /** precise: the dead pixels that an image has found are known to those of later frames, which leave them out until they
+     * follow the scene, so an image depends on those before it; oravo_burst_clear() forgets them. 0 makes each image from its
+     * frames alone; 1. */
+    int keep_dead_pixels;
 } oravo_burst_options;
 
 /** What is known about a frame after a run. What the pipeline does not give is NaN. */

@@ -68,7 +68,7 @@ Options completed(const Options* given) {
                &Options::smoothness, &Options::find_dead_pixels, &Options::find_pattern, &Options::deviation,
                &Options::tv_weight, &Options::relative_residue, &Options::registration_error,
                &Options::iterations, &Options::most_memory, &Options::progress, &Options::log, &Options::user,
-               &Options::threads);
+               &Options::threads, &Options::keep_dead_pixels);
     return options;
 }
 
@@ -138,6 +138,7 @@ void checkWindowOptions(const PipelineTraits& traits, const Options& options) {
     requireDefault(traits, options, &Options::psf_box, "psf_box");
     requireDefault(traits, options, &Options::smoothness, "smoothness");
     requireDefault(traits, options, &Options::find_dead_pixels, "find_dead_pixels");
+    requireDefault(traits, options, &Options::keep_dead_pixels, "keep_dead_pixels");
     requireDefault(traits, options, &Options::find_pattern, "find_pattern");
     requireDefault(traits, options, &Options::deviation, "deviation");
     require(options.psf_sigma > 0.0f && options.psf_sigma <= kMostSigma, "psf_sigma", options.psf_sigma,
@@ -205,6 +206,7 @@ oravo_burst_options defaultBurstOptions() {
     options.registration_error = window.registrationError;
     options.iterations = window.iterations;
     options.threads = window.threads;
+    options.keep_dead_pixels = 1;
     return options;
 }
 

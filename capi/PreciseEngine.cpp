@@ -57,10 +57,17 @@ class PreciseEngine final : public BurstEngine {
   public:
     PreciseEngine(const BurstSettings& settings, BurstCallbacks& callbacks)
         : memory_(settings.memory),
+          keepsDead_(settings.options.keep_dead_pixels != 0),
           engine_(settings.size.width, settings.size.height, watched(settings.precise, callbacks)) {}
 
-    void add(const cv::Mat_<float>&, const std::vector<cv::Mat_<float>>&) override {}
-    void clear() override {}
+    /// What is known before a frame is all that images know until the next, so that they can be made again alike.
+    void add(const cv::Mat_<float>&, const std::vector<cv::Mat_<float>>&) override {
+        if (keepsDead_) known_ = found_;
+    }
+    void clear() override {
+        known_.clear();
+        found_.clear();
+    }
 
     void run(const std::vector<cv::Mat_<float>>& frames, int reference, BurstResult& result) override {
         vision::detail::requireMemory(static_cast<std::size_t>(memory_));
@@ -72,6 +79,7 @@ class PreciseEngine final : public BurstEngine {
         for (const SrPreciseFrame& frame : found.frames) result.frames.push_back(infoOf(frame));
         result.knowsSensor = true;
         result.pattern = std::move(found.pattern);
+        found_ = found.deadPixels;
         result.deadPixels = std::move(found.deadPixels);
         result.deviation = std::move(found.deviation);
         result.weight = std::move(found.weight);
@@ -87,7 +95,7 @@ class PreciseEngine final : public BurstEngine {
     /// All arguments are valid, so what is refused is a reference frame without any value.
     SrPreciseResult compute(const std::vector<cv::Mat_<float>>& frames, int reference) const {
         try {
-            return engine_.compute(frames, reference);
+            return engine_.compute(frames, reference, known_);
         } catch (const Exception& exception) {
             if (exception.kind() != Exception::Kind::badArgument) throw;
             throw BurstFailure(ORAVO_BURST_FRAME, exception.message());
@@ -95,6 +103,8 @@ class PreciseEngine final : public BurstEngine {
     }
 
     std::uint64_t memory_;
+    bool keepsDead_;
+    std::vector<cv::Point> known_, found_;  ///< dead pixels, before the latest frame and by the latest image
     SrPrecise engine_;
 };
 

@@ -22,7 +22,7 @@ class Options(ctypes.Structure):
                 ("smoothness", c_double), ("find_dead_pixels", c_int), ("find_pattern", c_int), ("deviation", c_int),
                 ("tv_weight", c_float), ("relative_residue", c_float), ("registration_error", c_float), ("iterations", c_int),
                 ("most_memory", c_uint64), ("progress", ProgressFunction), ("log", LogFunction), ("user", c_void_p),
-                ("threads", c_int)]
+                ("threads", c_int), ("keep_dead_pixels", c_int)]
 
 
 class Frame(ctypes.Structure):

@@ -44,6 +44,8 @@ class Parameters:
         relative_residue: of the others: at which the solver stops, as a share of the right-hand side, above 1e-6; 0.007.
         registration_error: of the others: the largest at which a pixel is used, above 0 to 1; 0.0001.
         iterations: of the others: the most steps of the solver, from 1; 8.
+        keep_dead_pixels: precise: the dead pixels that an image has found are left out of later ones, too, until frames show
+            that they follow the scene; False makes each image from its frames alone.
         threads: of precise and float: threads that share the work on one image, 1 to 64; 0 stands for one on each processor.
             Images have the same bits for every number. Where many bursts are at work at once, 1 is best; 1.
         most_memory: bytes that a burst may take at most; one that would take more is refused.
@@ -69,6 +71,7 @@ class Parameters:
     iterations: Optional[int] = None
     most_memory: Optional[int] = None
     threads: int = 1
+    keep_dead_pixels: bool = True
 
     def __post_init__(self) -> None:
         _checked_choice("pipeline", self.pipeline, PIPELINES)
@@ -114,6 +117,7 @@ class Parameters:
         if self.camera is not None:
             options.psf_sigma = _library.library().oravo_burst_camera_blur(camera_text(self.camera))
         options.find_dead_pixels = bool(self.find_dead_pixels)
+        options.keep_dead_pixels = bool(self.keep_dead_pixels)
         options.find_pattern = bool(self.find_pattern)
         options.deviation = bool(self.deviation)
         return options

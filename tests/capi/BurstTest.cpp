@@ -82,6 +82,35 @@ Image madeBy(const std::vector<Image>& frames, int reference) {
     return out;
 }
 
+TEST(Burst, KeepsDeadPixelsForLaterFramesUntilItIsCleared) {
+    const std::vector<Point> shifts{{0, 0}, {1.2f, -0.7f}, {-0.8f, 1.4f}, {2.1f, 0.6f}, {0.5f, -1.6f}};
+    std::vector<Image> moving = burst(Scene(3, kHeight, kWidth), kHeight, kWidth, shifts);
+    for (Image& frame : moving) frame(9, 12) = frame(30, 20) = moving[1](9, 12) + 5.0f;
+    const std::vector<Image> still(5, moving.back());  // tells nothing of the sensor
+    oravo_burst_options options = optionsOf(ORAVO_BURST_PRECISE);
+    options.frames = 5;
+    const vision::SrPrecise engine(kWidth, kHeight);
+    const vision::SrPreciseResult before = engine.compute({moving.begin(), moving.end()}, 3);
+    ASSERT_EQ(before.deadPixels.size(), 2u);
+    const Image alone = engine.compute({still.begin(), still.end()}, 3).image;
+    const Image knowing = engine.compute({still.begin(), still.end()}, 3, before.deadPixels).image;
+    ASSERT_FALSE(sameBits(alone, knowing));
+    for (const int keeps : {1, 0}) {
+        options.keep_dead_pixels = keeps;
+        const OwnedBurst burst(moving, options);
+        const auto imageAfter = [&](const std::vector<Image>& frames) {
+            for (const Image& frame : frames) EXPECT_EQ(oravo_burst_add(burst, frame[0], 0), ORAVO_BURST_OK);
+            EXPECT_EQ(oravo_burst_reconstruct(burst, 1), ORAVO_BURST_OK) << oravo_burst_error(burst);
+            return burst.image();
+        };
+        EXPECT_TRUE(sameBits(imageAfter({}), before.image));
+        EXPECT_TRUE(sameBits(imageAfter(still), keeps == 1 ? knowing : alone));
+        EXPECT_TRUE(sameBits(imageAfter({}), keeps == 1 ? knowing : alone)) << "made again";
+        ASSERT_EQ(oravo_burst_clear(burst), ORAVO_BURST_OK);
+        EXPECT_TRUE(sameBits(imageAfter(still), alone));
+    }
+}
+
 TEST(Burst, GivesTheSameBitsOnAnyNumberOfThreads) {
     const std::vector<Image> frames = movingBurst(3);
     for (const int pipeline : {ORAVO_BURST_PRECISE, ORAVO_BURST_FLOAT}) {
