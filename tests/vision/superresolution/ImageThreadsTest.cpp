@@ -146,7 +146,7 @@ TEST_F(ImageThreads, LeaveNoTraceInPreciseImages) {
     const std::vector<Image> frames = preciseBurst({64, 46});
     const SrPreciseResult alone = precise(frames, 1);
     ASSERT_FALSE(alone.pattern.empty());
-    for (const int count : kCounts) {
+    for (const int count : {3, 16}) {
         SCOPED_TRACE(count);
         expectAlike(precise(frames, count), alone);
     }
