@@ -24,11 +24,12 @@ repaired. Raw counts have a range of their own: ``counts=True``.
 """
 
 from ._burst import Burst
-from ._enhance import enhance, enhance_many, enhance_stream, reconstruct, reconstruct_many, reconstruct_stream
+from ._enhance import enhance, reconstruct
 from ._errors import BurstError, BurstStatus, Status, SuperResolutionError, SuperResolutionWarning
 from ._parameters import Parameters
 from ._pixels import PixelCode, has_code
 from ._results import FrameInfo, Reconstruction
+from ._series import enhance_many, enhance_stream, reconstruct_many, reconstruct_stream
 from ._session import WINDOW_SIZE, Session, stream
 from ._version import __version__
 

@@ -1,19 +1,18 @@
 """Bursts: the latest frames of a camera, and images of them by any pipeline."""
 
-import contextlib
 import ctypes
 import logging
 import operator
-import threading
 from ctypes import byref
 from dataclasses import replace
-from typing import Any, Callable, Dict, List, NoReturn, Optional, Tuple
+from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _library
-from ._errors import BurstError, BurstStatus
+from ._calls import fail, figure_names, interruptibly, unless_unavailable
+from ._errors import BurstError
 from ._frames import native_frame
 from ._owner import Owner
 from ._parameters import Parameters
@@ -71,7 +70,7 @@ class Burst(Owner):
         self._handle = self._library.oravo_burst_create(self._shape[1], self._shape[0], byref(options))
         self._raise_from_callback()
         if self._handle == 0:
-            _fail(self._library.oravo_burst_error_code(0), _library.message(0))
+            fail(self._library.oravo_burst_error_code(0), _library.message(0))
 
     @property
     def shape(self) -> Tuple[int, int]:
@@ -189,7 +188,7 @@ class Burst(Owner):
                 raise ValueError(f"reference is {back}; it must be from 0 (the newest frame) to "
                                  f"{self.parameters.window - 1}")
         if self.parameters.pipeline == "precise" and not self._has_progress:
-            _interruptibly(lambda: self._call("reconstruct", back), self.cancel)
+            interruptibly(lambda: self._call("reconstruct", back), self.cancel)
         else:
             self._call("reconstruct", back)
 
@@ -213,7 +212,7 @@ class Burst(Owner):
         status: int = getattr(self._library, f"oravo_burst_{name}")(handle, *arguments)
         self._raise_from_callback()
         if status < 0:
-            _fail(status, _library.message(handle))
+            fail(status, _library.message(handle))
         return status
 
     def _raise_from_callback(self) -> None:
@@ -256,13 +255,13 @@ class Burst(Owner):
     def _array(self, name: str, shape: Tuple[int, int], kind: Any) -> Any:
         """What a function writes; None where the pipeline does not give it."""
         out = np.empty(shape, kind)
-        with _unless_unavailable() as known:
+        with unless_unavailable() as known:
             self._call(name, out.ctypes.data, 0)
         return out if known else None
 
     def _masks(self, count: int) -> Optional[npt.NDArray[np.bool_]]:
         out = np.empty((count, *self._shape), np.uint8)
-        with _unless_unavailable() as known:
+        with unless_unavailable() as known:
             for i in range(count):
                 self._call("mask", i, out[i].ctypes.data, 0)
         return out.astype(bool) if known else None
@@ -270,8 +269,8 @@ class Burst(Owner):
     def _figures(self) -> Dict[str, float]:
         figures: Dict[str, float] = {}
         value = ctypes.c_double()
-        for name in _figure_names():
-            with _unless_unavailable():
+        for name in figure_names():
+            with unless_unavailable():
                 self._call("figure", name, byref(value))
                 figures[name.decode()] = value.value
         return figures
@@ -293,72 +292,3 @@ def _side(value: int, name: str) -> int:
     if not 1 <= number <= _MOST_SIDE:
         raise ValueError(f"{name} is {number}; it must be from 1 to {_MOST_SIDE}")
     return number
-
-
-def _figure_names() -> List[bytes]:
-    names: List[bytes] = []
-    while True:
-        name: Optional[bytes] = _library.library().oravo_burst_figure_name(len(names))
-        if name is None:
-            return names
-        names.append(name)
-
-
-def _fail(status: int, message: str) -> NoReturn:
-    if status == BurstStatus.ARGUMENT:
-        raise ValueError(message)
-    raise BurstError(status, message)
-
-
-class _Known:
-    """Whether the pipeline gives all that was requested."""
-
-    def __init__(self) -> None:
-        self._known = True
-
-    def __bool__(self) -> bool:
-        return self._known
-
-    def deny(self) -> None:
-        self._known = False
-
-
-@contextlib.contextmanager
-def _unless_unavailable() -> Any:
-    known = _Known()
-    try:
-        yield known
-    except BurstError as error:
-        if error.status != BurstStatus.UNAVAILABLE:
-            raise
-        known.deny()
-
-
-def _interruptibly(call: Callable[[], object], cancel: Callable[[], None]) -> None:
-    """Makes a call that signals cancel. Their handlers run on the main thread alone, and only between Python's own steps,
-    so there the call goes to another thread."""
-    if threading.current_thread() is not threading.main_thread():
-        call()
-        return
-    raised: List[BaseException] = []
-    begun, done = threading.Event(), threading.Event()  # a thread may not be joined again once that was interrupted
-
-    def work() -> None:
-        begun.set()
-        try:
-            call()
-        except BaseException as error:  # pylint: disable=broad-except; raised below
-            raised.append(error)
-        finally:
-            done.set()
-
-    try:
-        threading.Thread(target=work, name="oravo_superres").start()
-        done.wait()
-    except BaseException:
-        if begun.wait(1):  # else there is no thread
-            while not done.wait(0.02):
-                cancel()  # which has no effect before the run itself has begun
-        raise
-    if raised:
-        raise raised[0]
