@@ -69,8 +69,8 @@ class TimingReport {
   private:
     /// What brings the number of a line to its column.
     static std::string_view padding(std::string_view name) {
-        constexpr std::string_view kBlanks = "                     ";
-        return kBlanks.substr(std::min(name.size(), kBlanks.size()));
+        constexpr std::string_view kSpaces = "                     ";
+        return kSpaces.substr(std::min(name.size(), kSpaces.size()));
     }
 
     bool prints_;
