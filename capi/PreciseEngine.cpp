@@ -60,7 +60,7 @@ class PreciseEngine final : public BurstEngine {
           keepsDead_(settings.options.keep_dead_pixels != 0),
           engine_(settings.size.width, settings.size.height, watched(settings.precise, callbacks)) {}
 
-    /// What is known before a frame is all that images know until the next, so that they can be made again alike.
+    /// Images until the next frame know what was found before this one and no more, so that they can be repeated.
     void add(const cv::Mat_<float>&, const std::vector<cv::Mat_<float>>&) override {
         if (keepsDead_) known_ = found_;
     }

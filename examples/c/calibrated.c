@@ -2,7 +2,7 @@
  *
  *     calibrated WIDTH HEIGHT COLD.raw COLD_CELSIUS HOT.raw HOT_CELSIUS IMAGE.raw < COUNTS.raw
  *
- * Counts are unsigned, of 16 bits. Between the two temperatures a count is taken for a straight line of temperature, pixel
+ * Counts are unsigned, of 16 bits. Between the two, temperature is taken to be linear in the count, pixel
  * by pixel, which takes off the sensor's fixed pattern as well.
  */
 #include <stdio.h>

@@ -3,7 +3,7 @@
 //
 //     calibrated ENLARGED.tif COLD COLD_CELSIUS HOT HOT_CELSIUS FRAME...
 //
-// COLD and HOT show an even surface that fills the view. Between them a count is taken for a straight line of temperature,
+// COLD and HOT show an even surface that fills the view. Between them temperature is taken to be linear in the count,
 // pixel by pixel, which takes off the sensor's fixed pattern as well.
 #include <iostream>
 #include <limits>

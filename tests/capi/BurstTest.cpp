@@ -86,7 +86,7 @@ TEST(Burst, KeepsDeadPixelsForLaterFramesUntilItIsCleared) {
     const std::vector<Point> shifts{{0, 0}, {1.2f, -0.7f}, {-0.8f, 1.4f}, {2.1f, 0.6f}, {0.5f, -1.6f}};
     std::vector<Image> moving = burst(Scene(3, kHeight, kWidth), kHeight, kWidth, shifts);
     for (Image& frame : moving) frame(9, 12) = frame(30, 20) = moving[1](9, 12) + 5.0f;
-    const std::vector<Image> still(5, moving.back());  // tells nothing of the sensor
+    const std::vector<Image> still(5, moving.back());  // shows nothing of the sensor
     oravo_burst_options options = optionsOf(ORAVO_BURST_PRECISE);
     options.frames = 5;
     const vision::SrPrecise engine(kWidth, kHeight);

@@ -60,18 +60,18 @@ def run(name, *arguments, source=None, code=0):
 
 
 def test_bursts_are_the_same_image_in_all_languages(burst):
-    told = run("c_burst", WIDTH, HEIGHT, "image.raw", "deviation.raw", source="celsius.raw").decode()
+    printed = run("c_burst", WIDTH, HEIGHT, "image.raw", "deviation.raw", source="celsius.raw").decode()
     said = run("python/burst.py", "image.npy", "celsius.npy").decode()
     image = np.load("image.npy")
     np.testing.assert_array_equal(np.fromfile("image.raw", np.float32).reshape(image.shape), image)
     assert np.sqrt(np.mean((image - np.load("truth.npy"))[8:-8, 8:-8] ** 2)) < 0.5
     assert np.median(np.fromfile("deviation.raw", np.float32)) < 0.1
-    gain = re.search(r"([\d.]+) dB", told)[1]
+    gain = re.search(r"([\d.]+) dB", printed)[1]
     assert float(gain) > 3 and f"{gain} dB" in said and said.count("moved by") == len(burst) and "doubt" not in said
 
     names = as_pictures(np.fromfile("counts.raw", "<u2").reshape(burst.shape))
-    told = run("cpp_burst", "image.tif", *names).decode()
-    assert f"{len(burst)} of {len(burst)} frames" in told and Path("image.tif").stat().st_size > 16 * WIDTH * HEIGHT
+    printed = run("cpp_burst", "image.tif", *names).decode()
+    assert f"{len(burst)} of {len(burst)} frames" in printed and Path("image.tif").stat().st_size > 16 * WIDTH * HEIGHT
 
 
 def test_live_ones_give_an_image_for_each_frame_from_the_fifth_on(burst):
@@ -93,16 +93,16 @@ def test_calibration_takes_off_the_pattern_and_what_does_not_react(burst):
     for name, array in (("counts", counts), ("cold", cold), ("hot", hot)):
         np.save(f"{name}.npy", array)
         array.tofile(f"{name}.raw")
-    told = run("python/calibrated.py", "image.npy", "counts.npy", "cold.npy", 10, "hot.npy", 40).decode()
+    printed = run("python/calibrated.py", "image.npy", "counts.npy", "cold.npy", 10, "hot.npy", 40).decode()
     image = np.load("image.npy")
     np.testing.assert_allclose(image, oravo_superres.reconstruct(burst).image, atol=0.3)
-    told += run("c_calibrated", WIDTH, HEIGHT, "cold.raw", 10, "hot.raw", 40, "image.raw", source="counts.raw").decode()
+    printed += run("c_calibrated", WIDTH, HEIGHT, "cold.raw", 10, "hot.raw", 40, "image.raw", source="counts.raw").decode()
     np.testing.assert_array_equal(np.fromfile("image.raw", np.float32).reshape(image.shape), image)
     Path("even").mkdir()
     (low, high), frames = as_pictures([cold[0], hot[0]], "even"), as_pictures(counts)
-    told += run("cpp_calibrated", "image.tif", low, 10, high, 40, *frames).decode()
-    assert told.count(f"1 of {HEIGHT * WIDTH} pixels do not react") == 3
-    assert float(re.search(r"([\d.]+) dB", told)[1]) > 3
+    printed += run("cpp_calibrated", "image.tif", low, 10, high, 40, *frames).decode()
+    assert printed.count(f"1 of {HEIGHT * WIDTH} pixels do not react") == 3
+    assert float(re.search(r"([\d.]+) dB", printed)[1]) > 3
 
 
 def test_the_pipelines_are_compared(burst):
@@ -112,8 +112,8 @@ def test_the_pipelines_are_compared(burst):
     ways = [run("python/compare.py", "celsius.npy", "truth.npy", REFERENCE),
             run("c_compare", WIDTH, HEIGHT, REFERENCE, "truth.raw", source="celsius.raw"),
             run("cpp_compare", truth, REFERENCE, *frames)]
-    gains = [{name: float(psnr) for name, psnr in re.findall(r"^(\w+) +([\d.]+) dB", told.decode(), re.MULTILINE)}
-             for told in ways]
+    gains = [{name: float(psnr) for name, psnr in re.findall(r"^(\w+) +([\d.]+) dB", printed.decode(), re.MULTILINE)}
+             for printed in ways]
     assert gains[0] == gains[1] == pytest.approx(gains[2], abs=0.1)
     assert gains[0]["precise"] > gains[0]["float"] > gains[0]["linear"] + 2
 
@@ -133,10 +133,10 @@ def test_archives_go_on_and_a_bad_recording_stops_no_other(burst, monkeypatch):
                 run("cpp_archive", "pictures", "results", code=1).decode(),
                 run("python/archive.py", "day", "out", code=2).decode()]
 
-    for told, bad in zip(archives(), ("day/b.raw: failed: ", "results/b.tif: failed: no frames", "day/b.npy: ")):
-        assert bad in told
+    for printed, bad in zip(archives(), ("day/b.raw: failed: ", "results/b.tif: failed: no frames", "day/b.npy: ")):
+        assert bad in printed
     np.testing.assert_array_equal(np.fromfile("day/a.raw.image", np.float32), oravo_superres.reconstruct(burst).image.ravel())
     made = {path: path.stat().st_mtime_ns for path in map(Path, ("day/a.raw.image", "results/a.tif", "out/a.tif"))}
-    for told, finished in zip(archives(), ("a.raw: finished before", "a.tif: finished before", "0 made, 1 finished before, 1 failed")):
-        assert finished in told
+    for printed, finished in zip(archives(), ("a.raw: finished before", "a.tif: finished before", "0 made, 1 finished before, 1 failed")):
+        assert finished in printed
     assert made == {path: path.stat().st_mtime_ns for path in made}

@@ -23,7 +23,7 @@ FrameLayout npyLayout(std::string_view start, std::uint64_t fileSize, const std:
 FrameLayout npyLayout(const std::string& path);
 
 /// The header of an array of the image's type, of images x rows x columns; of rows x columns for 0 images. It has the same
-/// length for every number of them, so that it can be written anew once that is known.
+/// length for every number of them, so that it can be rewritten once that is known.
 std::string npyHeader(const cv::Mat& image, std::size_t images);
 
 }  // namespace oravo::tools

@@ -19,7 +19,7 @@ struct PngChunk {
     std::string content;
 };
 
-/// The chunks of a file but for those of pixels, as far as it goes on well: what is damaged, by its checksum too, ends them.
+/// The chunks of a file, without those of pixels, up to the first that is damaged, by its checksum too.
 std::vector<PngChunk> pngChunks(std::string_view file);
 
 /// Adds chunks to a file, ahead of its pixels.
@@ -34,7 +34,7 @@ struct PngCalibration {
 
 /// As chunk pCAL, for samples of 16 bits.
 PngChunk calibrationChunk(const PngCalibration& calibration);
-/// Of samples of so many bits; none where the chunk says something else than a straight line.
+/// For samples of this many bits; none where the chunk states anything but a straight line.
 std::optional<PngCalibration> calibrationOf(const PngChunk& chunk, unsigned bits);
 
 /// As chunk tRNS: the sample, of 16 bits and grey, that stands for no value.

@@ -71,7 +71,7 @@ cv::Mat calibrated(const cv::Mat& counts, const std::vector<PngChunk>& chunks) {
         }
     }
     if (!calibration) return counts;
-    cv::Mat_<double> exact;  // of which the conversion computes in double precision
+    cv::Mat_<double> exact;  // so that the conversion computes in double precision
     counts.convertTo(exact, CV_64F);
     cv::Mat_<float> values;
     exact.convertTo(values, CV_32F, calibration->scale, calibration->offset);

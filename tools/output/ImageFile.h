@@ -70,10 +70,10 @@ struct ImageFileOptions {
     PngOptions png;
 };
 
-/// In the format that the name's extension tells: TIFF, a NumPy array (of floats, images x rows x columns where there may be
+/// In the format that the name's extension states: TIFF, a NumPy array (of floats, images x rows x columns where there may be
 /// several), text, or PNG with 16-bit counts for the values.
 /// @param files   gets the file, unless it is for standard output, which gets TIFF
-/// @param stored  told how a PNG file holds its values; has to outlive the object
+/// @param stored  receives how a PNG file holds its values; has to outlive the object
 std::unique_ptr<ImageFile> makeImageFile(PendingFiles& files, const std::string& path,
                                          const ImageFileOptions& options,
                                          std::optional<StoredCounts>& stored);

@@ -90,7 +90,7 @@ TEST_F(ImageFiles, StateWhatTheirCountsStandFor) {
     EXPECT_EQ(counts.at<ushort>(0, 0), 1000);
     EXPECT_EQ(counts.at<ushort>(8, 10), 51000);
 
-    // What is given stands, and what does not fit is told.
+    // Given values are kept, and what does not fit is reported.
     const std::optional<StoredCounts> stored = store("b.png", scene(-10.0f, 700.0f), {{0.01, 0.0}, ""});
     EXPECT_GT(stored->clipped, 0u);
     const cv::Mat_<float> back = values("b.png");

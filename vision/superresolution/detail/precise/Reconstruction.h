@@ -88,7 +88,7 @@ class Reconstruction {
     bool patternIsWeak() const;
     void dropDeadPixels();
     void makeImpartialDraft(const std::vector<std::size_t>& spikes);
-    /// Leaves out values that no other frame bears out, and pixels that have several. @return whether there were any
+    /// Leaves out values that no other frame confirms, and pixels that have several. @return whether there were any
     bool dropImpulses();
     void leaveOutFlickering(const std::vector<std::vector<std::size_t>>& impulses);
     void leaveOut(const std::vector<std::size_t>& pixels);
