@@ -261,12 +261,27 @@ def test_threads_take_turns():
         np.testing.assert_array_equal(image, expected)
 
 
+def running_session(frames):
+    """Starts a thread that adds the frames to a session, again and again, until the event is set."""
+    done = threading.Event()
+
+    def camera():
+        with sr.Session(WIDTH, HEIGHT) as opened:
+            while not done.is_set():
+                for frame in frames:
+                    opened.add(frame)
+
+    thread = threading.Thread(target=camera)
+    thread.start()
+    return done, thread
+
+
 def run_python(code, **environment):
     """What a process with the package prints; it starts with five frames named `frames`."""
     head = f"""
         import os, sys, threading
         sys.path[:0] = {sys.path!r}
-        from {__name__} import sr, burst, enhance, WIDTH, HEIGHT
+        from {__name__} import sr, burst, enhance, running_session, WIDTH, HEIGHT
         frames = burst(5)
         """
     run = subprocess.run([sys.executable, "-c", textwrap.dedent(head) + textwrap.dedent(code)], text=True, timeout=100,
@@ -287,13 +302,7 @@ def test_the_timing_report_appears_only_on_request(capfd, monkeypatch):
 
 def test_other_threads_keep_standard_output():
     printed = run_python("""
-        def camera():
-            with sr.Session(WIDTH, HEIGHT) as session:
-                while not done.is_set():
-                    for frame in frames: session.add(frame)
-        done = threading.Event()
-        thread = threading.Thread(target=camera)
-        thread.start()
+        done, thread = running_session(frames)
         for i in range(2000):
             os.write(1, b"%d\\n" % i)
         done.set()
@@ -305,13 +314,7 @@ def test_other_threads_keep_standard_output():
 def test_a_fork_beside_a_running_session_leaves_the_child_a_library_that_works():
     printed = run_python("""
         expected = enhance(frames)
-        def camera():
-            with sr.Session(WIDTH, HEIGHT) as session:
-                while not done.is_set():
-                    for frame in frames: session.add(frame)
-        done = threading.Event()
-        thread = threading.Thread(target=camera)
-        thread.start()
+        done, thread = running_session(frames)
         opened = sr.Session(WIDTH, HEIGHT)
         for frame in frames[:4]: opened.add(frame)
         for _ in range(10):
