@@ -42,6 +42,13 @@ def test_tree_is_divided_into_recordings(tmp_path):
     assert found(tmp_path / "stills") == ["."]
 
 
+def test_of_jpegs_only_radiometric_ones_are_frames(tmp_path):
+    touch(tmp_path, "photos/1.jpg", "films/a.mkv", "films/b.txt", "walk/1.jpg", "walk/2.JPG")
+    (tmp_path / "walk/2.JPG").write_bytes(b"\xff\xd8\xff\xe1\0\x10FLIR\0\1\0\0")
+    assert found(tmp_path) == ["films/a.mkv", "walk"]
+    assert found(tmp_path, mode="files") == ["films/a.mkv", "walk/2.JPG"]
+
+
 def test_results_are_named_like_recordings(tmp_path):
     touch(tmp_path, "day.2/a.b.npy", "x.tif", "burst.1/frame_1.tif")
     plan = Plan(recordings_in(str(tmp_path)), str(tmp_path))

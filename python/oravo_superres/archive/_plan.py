@@ -4,13 +4,14 @@ import os
 import sqlite3
 import zlib
 from pathlib import PurePath
-from typing import Iterable, Iterator, List, Optional, Tuple
+from typing import Iterable, Iterator, List, Optional, Set, Tuple
 
 from ._items import Item
 
 # Formats that hold many frames in a file, and those that hold one.
-MANY_FRAMES = (".tif", ".tiff", ".npy")
+MANY_FRAMES = (".tif", ".tiff", ".npy", ".mkv", ".avi", ".mov", ".nut")
 ONE_FRAME = (".png", ".pgm", ".csv", ".tsv", ".asc")
+JPEG = (".jpg", ".jpeg")
 RAW = (".raw", ".bin", ".dat")
 
 Found = Tuple[str, bool]  # path of a recording, and whether it is a folder
@@ -27,16 +28,31 @@ def _has(name: str, extensions: Tuple[str, ...]) -> bool:
     return name.lower().endswith(extensions)
 
 
+def _is_radiometric(path: str) -> bool:
+    """Whether a JPEG file holds a raw thermal image, as its first segments tell; pictures for the eye are no recordings."""
+    start = 256 * 1024
+    try:
+        with open(path, "rb") as file:
+            return b"FLIR\0" in file.read(start)
+    except OSError:  # the program says why it cannot be read
+        return True
+
+
+def _pictures(tree: str, files: List[str]) -> Set[str]:
+    """The JPEG files for the eye."""
+    return {name for name in files if _has(name, JPEG) and not _is_radiometric(os.path.join(tree, name))}
+
+
 def _is_recording(files: List[str], mode: str, raw: bool) -> bool:
     """Whether the frames of a folder are one recording: those named "frame...", or files of one frame each."""
-    extensions = RAW if raw else MANY_FRAMES + ONE_FRAME
+    extensions = RAW if raw else MANY_FRAMES + ONE_FRAME + JPEG
     if mode != "auto":
         return mode == "folders" and any(_has(name, extensions) for name in files)
     if any(name.startswith("frame") and _has(name, extensions) for name in files):
         return True
     if raw or any(_has(name, MANY_FRAMES) for name in files):
         return False
-    return any(_has(name, ONE_FRAME) for name in files)
+    return any(_has(name, ONE_FRAME + JPEG) for name in files)
 
 
 def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: str = "") -> Iterator[Found]:
@@ -47,10 +63,12 @@ def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: 
     :param raw: frames are raw dumps
     :param without: the absolute name of a folder that is left out, such as that of the results
     """
-    alone = RAW if raw else MANY_FRAMES if mode == "auto" else MANY_FRAMES + ONE_FRAME
+    alone = RAW if raw else MANY_FRAMES if mode == "auto" else MANY_FRAMES + ONE_FRAME + JPEG
     with os.scandir(tree) as found:
         entries = sorted((entry.name, entry.is_dir(follow_symlinks=False)) for entry in found if entry.name[0] != ".")
     files = [name for name, is_folder in entries if not is_folder]
+    pictures = set() if raw else _pictures(tree, files)
+    files = [name for name in files if name not in pictures]
     whole = _is_recording(files, mode, raw)
     if whole:
         yield tree, True
@@ -61,7 +79,7 @@ def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: 
         if is_folder:
             if os.path.abspath(path) != without:
                 yield from recordings_in(path, mode=mode, raw=raw, without=without)
-        elif not whole and mode != "folders" and _has(name, alone):
+        elif not whole and mode != "folders" and name not in pictures and _has(name, alone):
             yield path, False
 
 
