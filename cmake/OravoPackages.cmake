@@ -102,6 +102,8 @@ if(ORAVO_BUILD_STATIC)
   string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", libtbb-dev (>= 2021), libtbb-dev (<< 2022~)")
 endif()
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
+# Of camera files: radiometric JPEGs and videos.
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_RECOMMENDS "libimage-exiftool-perl, ffmpeg")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "${runtime} (>= ${PROJECT_VERSION}), ${runtime} (<< ${next_interface})"

@@ -1,5 +1,6 @@
 #include "tools/cli/InputOptions.h"
 
+#include "tools/base/Messages.h"
 #include "tools/cli/Validators.h"
 #include "tools/values/Encoding.h"
 
@@ -16,15 +17,29 @@ std::string encodingManual() {
     return text;
 }
 
+/// What counts in place of what radiometric images say.
+void addRadiometricOptions(CLI::App* command, ReadOptions& options, CLI::Option* raw) {
+    for (const RadiometricQuantity& q : radiometricQuantities()) {
+        if (q.option == nullptr) continue;
+        command
+            ->add_option(q.option, options.given.*q.member,
+                         format("%s: %s, in place of the %s of radiometric JPEG files; %s", q.argument,
+                                q.meaning, q.tag, q.rangeText().c_str()))
+            ->check(numberWithin(q.lowest, q.highest, q.above))
+            ->excludes(raw);
+    }
+}
+
 }  // namespace
 
 void addReadOptions(CLI::App* command, ReadOptions& options) {
-    command->add_option_function<std::string>(
+    CLI::Option* raw = command->add_option_function<std::string>(
         "--raw", [&options](const std::string& text) { options.raw = parseRawFormat(text); },
         "WxH:TYPE[@BYTES]: every input file is a raw dump of frames of W x H pixels, without a header or "
         "with "
         "one of BYTES bytes that is skipped. TYPE is u8, i8, u16, i16, u32, i32, f32 or f64, with le or be "
         "after it for the byte order: 640x512:u16le. Of folders, .raw, .bin and .dat files are read");
+    addRadiometricOptions(command, options, raw);
     command->add_option_function<std::string>(
         "--crop", [&options](const std::string& text) { options.crop = parseCrop(text); },
         "WxH[+X+Y]: the part of each frame that is used, X columns and Y rows from the upper left corner. "

@@ -9,7 +9,7 @@
 
 namespace oravo::tools {
 
-/// Adds --raw and --crop.
+/// Adds --raw, --crop and the constants of radiometric images.
 void addReadOptions(CLI::App* command, ReadOptions& options);
 
 /// Adds --encoding, or its parts --scale, --offset and --shift-right, and --unit.

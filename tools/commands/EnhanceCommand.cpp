@@ -106,6 +106,7 @@ class Enhancement {
     void run(const Receipt* receipt) {
         takeAll();
         values_.warnOfOutside(reader_.count(), findings_);
+        warnOfConstants(reader_, findings_);
         if (!command_.every) enlargeLast();
         if (sink_.count() == 0) {
             throw UserError(ExitCode::kReconstruction,
@@ -234,8 +235,9 @@ void requireEnoughFrames(const EnhanceCommand& command, std::size_t given) {
 
 }  // namespace
 
-bool enhance(const EnhanceCommand& command) {
-    FrameReader reader(command.inputs, command.reading);
+bool enhance(const EnhanceCommand& asked) {
+    FrameReader reader(asked.inputs, asked.reading);
+    const EnhanceCommand command = withTemperatures(asked, reader);
     requireEnoughFrames(command, reader.count());
     std::vector<std::string> others = command.calibration;
     for (const std::string& name : command.sensor.names()) others.push_back(name);
@@ -268,7 +270,8 @@ bool enhance(const EnhanceCommand& command) {
         throw inputError(format("%s: frames of %d x %d pixels need more memory than there is",
                                 reader.name(0).c_str(), size.width, size.height));
     }
-    note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height));
+    note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height) +
+         radiometricNote(reader.radiometric()));
     enhancement->run(receipt ? &*receipt : nullptr);
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "capi/CameraDescription.h"
 #include "tools/base/Messages.h"
+#include "tools/base/UserError.h"
 #include "tools/commands/DefectFiles.h"
 
 namespace oravo::tools {
@@ -41,6 +42,25 @@ ValueOptions valueOptions(const EnhanceCommand& command, cv::Size storedSize, co
             p.rawCounts,
             p.rawCounts && p.kind == PipelineKind::reference,
             defectsOf(command, storedSize, frame)};
+}
+
+EnhanceCommand withTemperatures(const EnhanceCommand& command, const FrameReader& reader) {
+    EnhanceCommand settled = command;
+    settled.decode = reader.decodeOf(command.decode);
+    const char* forCounts = command.parameters.rawCounts   ? "--nuc"
+                            : !command.calibration.empty() ? "--calibration"
+                                                           : nullptr;
+    if (!reader.radiometricFile().empty() && forCounts != nullptr) {
+        throw UserError(ExitCode::kUsage,
+                        std::string(forCounts) + ": is for counts, and " + reader.radiometricFile() +
+                            " is a radiometric JPEG file, whose constants give degrees Celsius");
+    }
+    return settled;
+}
+
+void warnOfConstants(const FrameReader& reader, Findings& findings) {
+    if (const std::optional<Guard>& difference = reader.radiometric().difference())
+        findings.warn(*difference);
 }
 
 }  // namespace oravo::tools

@@ -19,6 +19,13 @@ EnhanceParameters withCamera(const EnhanceCommand& command, Findings& findings);
 /// Throws UserError for a list that does not fit.
 ValueOptions valueOptions(const EnhanceCommand& command, cv::Size storedSize, const std::string& frame);
 
+/// The command with what radiometric files settle: degrees Celsius. Throws UserError of the usage kind where these are to be
+/// counts.
+EnhanceCommand withTemperatures(const EnhanceCommand& command, const FrameReader& reader);
+
+/// A finding where constants of the object differ between the radiometric frames that have been read.
+void warnOfConstants(const FrameReader& reader, Findings& findings);
+
 }  // namespace oravo::tools
 
 #endif

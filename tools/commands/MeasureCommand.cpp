@@ -194,9 +194,11 @@ std::string inWords(const BlurMeasurement& m) {
 
 }  // namespace
 
-void measureBlur(const MeasureBlurCommand& command) {
+void measureBlur(const MeasureBlurCommand& asked) {
+    MeasureBlurCommand command = asked;
     if (!command.picture.empty()) checkTarget(command.picture, {".png"});
     FrameReader reader(command.inputs, command.reading);
+    command.decode = reader.decodeOf(command.decode);
     if (!command.picture.empty() && reader.readsFrom(command.picture))
         throw outputError(command.picture + ": is one of the inputs");
     const BlurMeasurement measured = measureFrames(command, reader);

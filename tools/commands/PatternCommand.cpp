@@ -125,9 +125,11 @@ void requireAlike(std::vector<FrameReader>& recordings, const std::string& outpu
 
 }  // namespace
 
-void learnPattern(const LearnPatternCommand& command) {
+void learnPattern(const LearnPatternCommand& asked) {
+    LearnPatternCommand command = asked;
     checkTarget(command.output, {".tif", ".tiff"});
     std::vector<FrameReader> recordings = recordingsOf(command);
+    for (const FrameReader& recording : recordings) command.decode = recording.decodeOf(command.decode);
     requireAlike(recordings, command.output);
     std::size_t frames = 0;
     for (const FrameReader& recording : recordings) frames += recording.count();

@@ -48,6 +48,9 @@ std::vector<Fact> inputFacts(const EnhanceCommand& command, const FrameReader& r
     if (const std::optional<cv::Rect>& crop = command.reading.crop) {
         facts.push_back({"crop", sizeText(crop->size()) + format(" at (%d, %d)", crop->x, crop->y)});
     }
+    if (const auto& constants = reader.radiometric().first()) {
+        facts.push_back({"radiometric", radiometricSummary(*constants)});
+    }
     if (!command.sensor.shutter.empty()) facts.push_back({"shutter", command.sensor.shutter});
     if (!command.defects.empty()) facts.push_back({"defects", command.defects});
     if (!command.calibration.empty()) facts.push_back({"calibration", command.calibration});

@@ -11,6 +11,7 @@
 #include "tools/base/FileNames.h"
 #include "tools/base/Messages.h"
 #include "tools/formats/FrameFile.h"
+#include "tools/formats/JpegSegments.h"
 
 namespace oravo::tools {
 namespace {
@@ -77,33 +78,32 @@ std::string adviceFor(const std::string& type) {
 }
 
 /// Bytes of a JPEG file's metadata that are none of the usual kinds: where a camera puts its measured values.
-std::size_t unusualMetadata(std::string_view bytes) {
+std::size_t unusualMetadata(const std::string& path) {
     constexpr std::array<std::string_view, 6> kUsual{"JFIF",        "Exif",  "http://",
                                                      "ICC_PROFILE", "Adobe", "Photoshop"};
-    const auto byte = [&](std::size_t at) {
-        return static_cast<std::size_t>(static_cast<unsigned char>(bytes[at]));
-    };
     std::size_t unusual = 0;
-    for (std::size_t at = 2; at + 4 < bytes.size() && byte(at) == 0xff;) {
-        constexpr std::size_t kFirst = 0xe0, kLast = 0xef, kScan = 0xda;
-        const std::size_t marker = byte(at + 1), length = byte(at + 2) << 8 | byte(at + 3);
-        if (marker == kScan || length < 2) break;
-        const std::string_view content = bytes.substr(at + 4, length - 2);
-        const bool usual = std::any_of(kUsual.begin(), kUsual.end(),
-                                       [&](std::string_view name) { return startsWith(content, name); });
-        if (marker >= kFirst && marker <= kLast && !usual) unusual += content.size();
-        at += 2 + length;
+    for (const JpegSegment& segment : applicationSegments(path)) {
+        const bool usual = std::any_of(kUsual.begin(), kUsual.end(), [&](std::string_view name) {
+            return startsWith(segment.start, name);
+        });
+        if (!usual) unusual += segment.size;
     }
     return unusual;
 }
 
 std::string jpegAdvice(const std::string& path) {
-    constexpr std::size_t kLargest = std::size_t{8} << 20, kMany = 8192;
-    const std::size_t unusual = unusualMetadata(startOfFile(path, kLargest));
-    if (unusual < kMany) return adviceFor("image/jpeg");
+    constexpr std::size_t kMany = 8192;
+    const std::size_t unusual = unusualMetadata(path);
+    if (unusual < kMany) {
+        return std::string(
+                   "it holds no raw thermal image, only colours for the eye; save radiometric JPEGs in the "
+                   "camera, or ") +
+               kWantedValues;
+    }
     return format(
-        "its picture holds colours, but %zu kB of its metadata may hold the temperatures (a radiometric "
-        "JPEG): extract them by the camera's software or exiftool, and save them as TIFF or PNG of 16 bits",
+        "its picture holds colours, but %zu kB of its metadata may hold the temperatures in a form that is "
+        "not "
+        "read; extract them by the camera's software, and save them as TIFF or PNG of 16 bits",
         unusual / 1000);
 }
 

@@ -12,6 +12,9 @@
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 #include "tools/formats/ForeignFile.h"
+#include "tools/formats/RadiometricJpeg.h"
+#include "tools/formats/VideoFile.h"
+#include "tools/values/Encoding.h"
 
 namespace oravo::tools {
 namespace {
@@ -79,11 +82,35 @@ cv::Mat cropped(const cv::Mat& image, const std::optional<cv::Rect>& part, const
 }
 
 FrameReader::FrameReader(const std::vector<std::string>& inputs, const ReadOptions& options)
-    : options_(options) {
+    : options_(options), access_{options.given, std::make_shared<ExifTool>()} {
     for (const std::string& input : inputs) {
         std::error_code failed;
         fs::is_directory(input, failed) ? addFolder(input) : addFile(input);
     }
+    if (radiometricFile_.empty()) refuseUselessConstants();
+}
+
+void FrameReader::refuseUselessConstants() const {
+    for (const RadiometricQuantity& q : radiometricQuantities()) {
+        const auto& number = options_.given.*q.member;
+        if (!number) continue;
+        throw UserError(ExitCode::kUsage,
+                        format("%s %g: is for radiometric JPEG files, and there is none among the inputs",
+                               q.option, *number));
+    }
+}
+
+Decode FrameReader::decodeOf(const Decode& asked) const {
+    Decode decode = asked;
+    if (radiometricFile_.empty()) return decode;
+    if (!asked.isIdentity()) {
+        throw UserError(ExitCode::kUsage,
+                        radiometricFile_ +
+                            ": is a radiometric JPEG file, whose constants give degrees Celsius; "
+                            "--encoding, --scale, --offset and --shift-right have no meaning here");
+    }
+    if (decode.unit.empty()) decode.unit = encodingNamed("celsius").decode.unit;
+    return decode;
 }
 
 void FrameReader::addFile(const std::string& path) {
@@ -95,9 +122,14 @@ void FrameReader::addFile(const std::string& path) {
     }
     if (!fs::is_regular_file(path, failed))
         throw inputError(path + ": is " + kindOfNonFile(path) + ", not a file of frames");
-    const std::unique_ptr<FrameSource> file = openFrames(path, options_.raw);
+    std::unique_ptr<FrameSource> file = openFrames(path, options_.raw, access_);
+    if (file->holdsTemperatures() && radiometricFile_.empty()) radiometricFile_ = path;
     files_.push_back({path, count_, file->count(), file->unit()});
     count_ += file->count();
+    if (files_.size() == 1) {  // read next in most cases
+        open_ = std::move(file);
+        openPath_ = path;
+    }
 }
 
 std::vector<std::string> FrameReader::frameNames(const std::vector<std::string>& all) const {
@@ -110,14 +142,36 @@ std::vector<std::string> FrameReader::frameNames(const std::vector<std::string>&
     return names;
 }
 
+std::vector<std::string> FrameReader::radiometricNames(const std::string& folder,
+                                                       const std::vector<std::string>& all) {
+    std::vector<std::string> names, pictures;
+    for (const std::string& name : all) {
+        if (!isJpegName(name)) continue;
+        const std::string path = (fs::path(folder) / name).string();
+        std::error_code failed;
+        // What is no file at all is refused later on.
+        const bool isFrame = !fs::is_regular_file(path, failed) || isRadiometricJpeg(path);
+        (isFrame ? names : pictures).push_back(name);
+    }
+    if (!names.empty() && !pictures.empty()) {
+        const auto first = std::min_element(pictures.begin(), pictures.end(), naturallyLess);
+        note(format("%s: %zu JPEG file%s without a raw thermal image left out (%s ...)", folder.c_str(),
+                    pictures.size(), pictures.size() == 1 ? "" : "s", first->c_str()));
+    }
+    return names;
+}
+
 void FrameReader::addFolder(const std::string& path) {
     const std::vector<std::string> all = filesIn(path);
     std::vector<std::string> names = frameNames(all);
+    if (names.empty() && !options_.raw) names = radiometricNames(path, all);
+    if (names.empty() && !options_.raw)
+        std::copy_if(all.begin(), all.end(), std::back_inserter(names), isVideoName);
     if (names.empty()) {
-        throw inputError(path + (options_.raw
-                                     ? ": folder holds no raw files (.raw, .bin, .dat)"
-                                     : ": folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)" +
-                                           foreignIn(path, all)));
+        throw inputError(path + (options_.raw ? ": folder holds no raw files (.raw, .bin, .dat)"
+                                              : ": folder holds no image files (.tif, .tiff, .png, .pgm, "
+                                                ".npy, .csv), radiometric JPEGs or videos" +
+                                                    foreignIn(path, all)));
     }
     if (std::any_of(names.begin(), names.end(), isFrameName)) {
         names.erase(std::remove_if(names.begin(), names.end(), std::not_fn(isFrameName)), names.end());
@@ -153,12 +207,14 @@ bool FrameReader::readsFrom(const std::string& path) const {
 cv::Mat FrameReader::decode(std::size_t index) {
     const File& file = fileOf(index);
     if (!open_ || openPath_ != file.path) {
-        open_ = openFrames(file.path, options_.raw);
+        open_ = openFrames(file.path, options_.raw, access_);
         openPath_ = file.path;
     }
     if (index - file.first >= open_->count())
         throw inputError(file.path + ": was shortened while it was read");
-    return open_->read(index - file.first);
+    cv::Mat frame = open_->read(index - file.first);
+    if (open_->constants() != nullptr) radiometric_.add(*open_->constants(), index, name(index));
+    return frame;
 }
 
 cv::Mat FrameReader::read(std::size_t index) {

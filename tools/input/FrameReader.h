@@ -9,13 +9,16 @@
 #include <vector>
 
 #include "tools/input/FrameSource.h"
+#include "tools/input/RadiometricFrames.h"
+#include "tools/values/Decode.h"
 
 namespace oravo::tools {
 
 /// How frames are read.
 struct ReadOptions {
-    std::optional<RawFormat> raw;  ///< every file is a raw dump of this format
-    std::optional<cv::Rect> crop;  ///< the part of each frame that is used
+    std::optional<RawFormat> raw;     ///< every file is a raw dump of this format
+    std::optional<cv::Rect> crop;     ///< the part of each frame that is used
+    RadiometricConstants given = {};  ///< count in place of those of radiometric files
 };
 
 /// Out of "WxH" or "WxH+X+Y", the rectangle's size and its place from the upper left corner. Throws UserError of
@@ -30,13 +33,13 @@ cv::Mat cropped(const cv::Mat& image, const std::optional<cv::Rect>& crop, const
 ///
 /// A folder stands for its image files (.tif, .tiff, .png, .pgm, .npy; hidden files left out) in natural order,
 /// without any for its matrices of numbers (.csv, .tsv, .asc, .txt), with a raw format for its raw files (.raw,
-/// .bin, .dat); when some of their names begin with "frame", for these only, so that a burst may share its
+/// .bin, .dat), and without any of these for its radiometric JPEG files; when some of their names begin with "frame", for these only, so that a burst may share its
 /// folder with its truth. Frames are read when asked for, so that a long recording need not fit into memory.
 ///
 /// Every failure is a UserError of one line that names the file.
 class FrameReader {
   public:
-    /// Lists the frames.
+    /// Lists the frames. Throws UserError of the usage kind for given constants where no file is radiometric.
     explicit FrameReader(const std::vector<std::string>& inputs, const ReadOptions& options = {});
 
     std::size_t count() const { return count_; }
@@ -57,6 +60,14 @@ class FrameReader {
     /// returns this image instead of decoding it again.
     const cv::Mat& first();
 
+    /// The first radiometric file; empty where there is none. Its frames are degrees Celsius.
+    const std::string& radiometricFile() const { return radiometricFile_; }
+    /// How the frames become values: as asked, or, of radiometric files, as they are, in degrees Celsius. Throws UserError of the
+    /// usage kind where anything else is asked of these.
+    Decode decodeOf(const Decode& asked) const;
+    /// By which constants the frames that have been read became temperatures.
+    const RadiometricRecord& radiometric() const { return radiometric_; }
+
     /// The size of the first frame read, before the crop; empty where none was.
     cv::Size storedSize() const { return size_; }
 
@@ -73,9 +84,14 @@ class FrameReader {
     void addFolder(const std::string& path);
     std::vector<std::string> frameNames(const std::vector<std::string>& all) const;
     const File& fileOf(std::size_t index) const;
+    std::vector<std::string> radiometricNames(const std::string& folder, const std::vector<std::string>& all);
+    void refuseUselessConstants() const;
     cv::Mat decode(std::size_t index);
 
     ReadOptions options_;
+    RadiometricAccess access_;
+    std::string radiometricFile_;
+    RadiometricRecord radiometric_;
     std::vector<File> files_;
     std::size_t count_ = 0;
     cv::Size size_;

@@ -10,10 +10,14 @@
 #include "tools/formats/CsvMatrix.h"
 #include "tools/formats/ForeignFile.h"
 #include "tools/formats/FrameFile.h"
+#include "tools/formats/JpegSegments.h"
 #include "tools/formats/NpyFile.h"
 #include "tools/formats/PgmFile.h"
 #include "tools/formats/PngFile.h"
+#include "tools/formats/RadiometricJpeg.h"
 #include "tools/formats/TiffFile.h"
+#include "tools/formats/VideoFile.h"
+#include "tools/input/RadiometricFrames.h"
 
 namespace oravo::tools {
 namespace {
@@ -40,6 +44,17 @@ class UncompressedSource final : public FrameSource {
     FrameFile file_;
 };
 
+class VideoSource final : public FrameSource {
+  public:
+    explicit VideoSource(const std::string& path) : file_(path) {}
+    std::size_t count() const override { return file_.count(); }
+    const char* unit() const override { return "frame"; }
+    cv::Mat read(std::size_t index) override { return file_.read(index); }
+
+  private:
+    VideoFile file_;
+};
+
 class SingleImage final : public FrameSource {
   public:
     using Reader = cv::Mat (*)(const std::string& path);
@@ -62,13 +77,17 @@ constexpr std::size_t kStart = 512;
 
 }  // namespace
 
-std::unique_ptr<FrameSource> openFrames(const std::string& path, const std::optional<RawFormat>& raw) {
+std::unique_ptr<FrameSource> openFrames(const std::string& path, const std::optional<RawFormat>& raw,
+                                        const RadiometricAccess& radiometric) {
     if (raw) return std::make_unique<UncompressedSource>(path, rawLayout(*raw, sizeOfFile(path), path));
     if (isTiff(path)) return std::make_unique<TiffSource>(path);
     const std::string start = startOfFile(path, kStart);
     if (isNpy(start)) return std::make_unique<UncompressedSource>(path, npyLayout(path));
     if (isPgm(start)) return std::make_unique<SingleImage>(path, readPgm);
     if (isPng(start)) return std::make_unique<SingleImage>(path, readPng);
+    if (isJpeg(start) && isRadiometricJpeg(path))
+        return std::make_unique<RadiometricFrame>(path, radiometric);
+    if (isVideo(start)) return std::make_unique<VideoSource>(path);
     if (isMatrixName(path) && !isNoMatrix(start)) return std::make_unique<SingleImage>(path, readCsv);
     throw foreignFile(path, start, isRawName(path));
 }
@@ -83,6 +102,10 @@ bool isMatrixName(const std::string& name) {
 
 bool isRawName(const std::string& name) {
     return endsIn(name, {".raw", ".bin", ".dat"});
+}
+
+bool isJpegName(const std::string& name) {
+    return endsIn(name, {".jpg", ".jpeg"});
 }
 
 }  // namespace oravo::tools

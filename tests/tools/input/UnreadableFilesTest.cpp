@@ -12,7 +12,10 @@ namespace {
 
 const std::string kForeign = "is of no format that is read";
 const std::string kSound = "export the values themselves, one channel of 16 bits or floating point";
-const std::string kEye = "; a picture for the eye holds colours, not temperatures; " + kSound;
+const std::string kEye =
+    " (JPEG image data); it holds no raw thermal image, only colours for the eye; save radiometric JPEGs in "
+    "the camera, or " +
+    kSound;
 
 class UnreadableFiles : public Scratch {
   protected:
@@ -53,31 +56,32 @@ TEST_F(UnreadableFiles, OfForeignFormatsAreNamedWithTheWayOut) {
     for (const char* name : {"text.png", "clip.csq", "words"})
         write(name, "some words, and some more of them\n");
     write("slice.png", std::string(128, '\0') + "DICM");
-    write("clip.mp4", std::string(4, '\0') + "ftypisom");
+    write("clip.mpg", std::string("\0\0\1\xba", 4) + std::string(12, '\0'));
     write("radiometric.jpg", "\xff\xd8\xff\xe1N\"" + std::string(20000, 'T') + "\xff\xd9");
     write("page.txt", "\n<!DOCTYPE html>\n<html><body>Please log in</body></html>\n");
     write("frames.zip", "PK\3\4\24" + std::string(60, '\0'));
     write("frames.npz", "PK\x03\x04");
     const std::string kText =
         " (ASCII text); matrices of numbers are read from files named .csv, .tsv, .asc or .txt";
-    expect({{"text.png", kForeign + kText},
-            {"clip.csq", kForeign + kText},
-            {"words", kForeign + kText},
-            {"jpeg.png", kForeign + " (JPEG image data)" + kEye},
-            {"photo.jpg", kForeign + " (JPEG image data)" + kEye},
-            {"radiometric.jpg", kForeign + " (JPEG image data); its picture holds colours, but 20 kB of its "
-                                           "metadata may hold the temperatures (a radiometric JPEG): extract "
-                                           "them by the camera's software or exiftool, and save them as TIFF "
-                                           "or PNG of 16 bits"},
-            {"slice.png",
-             kForeign + " (DICOM medical imaging data); save its frames as TIFF or as NumPy array (.npy)"},
-            {"clip.mp4",
-             kForeign + " (ISO Media); a video holds colours or grey levels, not temperatures; " + kSound},
-            {"page.txt",
-             kForeign + " (HTML document); a page from the web in place of a file? Fetch the file itself"},
-            {"frames.zip", kForeign + " (Zip archive data); unpack it first"},
-            {"frames.npz",
-             "is an archive of arrays (.npz); save the one that holds the frames with numpy.save, as .npy"}});
+    expect(
+        {{"text.png", kForeign + kText},
+         {"clip.csq", kForeign + kText},
+         {"words", kForeign + kText},
+         {"jpeg.png", kForeign + kEye},
+         {"photo.jpg", kForeign + kEye},
+         {"radiometric.jpg", kForeign + " (JPEG image data); its picture holds colours, but 20 kB of its "
+                                        "metadata may hold the temperatures in a form that is not read; "
+                                        "extract them by the camera's software, and save them as TIFF "
+                                        "or PNG of 16 bits"},
+         {"slice.png",
+          kForeign + " (DICOM medical imaging data); save its frames as TIFF or as NumPy array (.npy)"},
+         {"clip.mpg",
+          kForeign + " (MPEG sequence); a video holds colours or grey levels, not temperatures; " + kSound},
+         {"page.txt",
+          kForeign + " (HTML document); a page from the web in place of a file? Fetch the file itself"},
+         {"frames.zip", kForeign + " (Zip archive data); unpack it first"},
+         {"frames.npz",
+          "is an archive of arrays (.npz); save the one that holds the frames with numpy.save, as .npy"}});
 }
 
 TEST_F(UnreadableFiles, WithUnfitImagesSayWhatIsWrong) {
@@ -103,13 +107,13 @@ TEST_F(UnreadableFiles, ThatHoldNoImageAreNamed) {
     write("pointer.csv", "version https://git-lfs.github.com/spec/v1\noid sha256:4d7a\n");
     for (const char* name : {"hollow", "photos"}) std::filesystem::create_directory(path(name));
     for (const char* name : {"photos/a.jpg", "photos/b.jpg"}) writePhoto(name);
-    const std::string kNoImages = "folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv)";
+    const std::string kNoImages =
+        "folder holds no image files (.tif, .tiff, .png, .pgm, .npy, .csv), radiometric JPEGs or videos";
     expect({{"missing.tif", "no such file or folder"},
             {"empty.tif", "is empty"},
             {"pointer.csv", "is a pointer of Git LFS in place of the file; fetch it by git lfs pull"},
             {"hollow", kNoImages},
-            {"photos", kNoImages + "; of 2 files there " + path("photos/a.jpg") + " " + kForeign +
-                           " (JPEG image data)" + kEye}});
+            {"photos", kNoImages + "; of 2 files there " + path("photos/a.jpg") + " " + kForeign + kEye}});
 }
 
 }  // namespace

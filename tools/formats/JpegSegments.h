@@ -1,0 +1,26 @@
+#ifndef ORAVO_TOOLS_FORMATS_JPEGSEGMENTS_H
+#define ORAVO_TOOLS_FORMATS_JPEGSEGMENTS_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace oravo::tools {
+
+/// What applications have put before the picture of a JPEG file.
+struct JpegSegment {
+    std::string start;  ///< its first bytes, 32 at most
+    std::size_t size;
+};
+
+/// Whether a file that starts like this is a JPEG image.
+bool isJpeg(std::string_view start);
+
+/// The application segments of a JPEG file as far as it is whole, none of other files. Throws UserError where it cannot be
+/// opened.
+std::vector<JpegSegment> applicationSegments(const std::string& path);
+
+}  // namespace oravo::tools
+
+#endif
