@@ -89,10 +89,14 @@ class Methods:
         """Given the blur that `measure blur` finds in a frame of an edge."""
         def found(folder):
             Image.fromarray(sensor.edge(burst)).save(f"{folder}/edge.tif")
-            return self._tool("measure", "blur", f"{folder}/edge.tif").split()[-2:]
+            words = self._tool("measure", "blur", f"{folder}/edge.tif").splitlines()[-1].split()
+            return dict(zip(words[::2], map(float, words[1::2])))
         known = self._once("measured", found)
-        result = self._enhanced(burst, *known, *_all(burst, pipeline), pipeline=pipeline)
-        result.facts["blur"] = float(known[1])
+        whole = np.hypot(known["--psf-sigma"], known.get("--psf-box", 0) / np.sqrt(12))
+        told = known if pipeline == "precise" else {"--psf-sigma": whole}  # float knows no other blur than a Gaussian
+        options = [word for name, value in told.items() for word in (name, f"{value:.4f}")]
+        result = self._enhanced(burst, *options, *_all(burst, pipeline), pipeline=pipeline)
+        result.facts["blur"] = float(whole)
         return result
 
     def _once(self, name, find):
