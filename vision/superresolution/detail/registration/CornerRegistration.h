@@ -35,12 +35,29 @@ class CornerRegistration {
         works_ = PerSlot<Work>(threads);
     }
 
+    /// Prepares a frame; with threads to spare, the corners of what will be the reference are found beside it.
+    void prepareFrame(const float* frame) {
+        const int next = latestReference_ + 1;  // the frame that is about to move into the reference's slot
+        if (threads_.count() == 1 || latestReference_ < 0 || tracker.preparedCount() < frameCount_ ||
+            next >= frameCount_) {
+            tracker.prepareFrame(frame);
+            return;
+        }
+        CornerTracker::Search search(tracker, next);
+        threads_.forEach(2, [&](int part, int) {
+            if (part == 0) tracker.prepareFrame(frame);
+            if (part == 1) search.tryRun();
+        });
+        search.keep(tracker, latestReference_);
+    }
+
     /// @param tooLarge  location of the "Too large displacement" exception
     int doRegistration(int numFrames, int refIndex, float* const* frames, cv::Point_<float>* shifts,
                        Mask** masks, float** shiftedFrames, const CodeLocation& tooLarge) {
         checkPrepared(
             numFrames, refIndex, tracker.preparedCount(),
             {"vision/superresolution/detail/registration/CornerRegistration", __LINE__, tooLarge.function});
+        latestReference_ = refIndex;
         const int code = registerFrames(numFrames, refIndex, shifts, masks);
         if (code != 0) return code;
         moveToReferenceGrid(size_, numFrames, frames, shifts, shiftedFrames, completeShifts,
@@ -115,6 +132,7 @@ class CornerRegistration {
 
     FrameSize size_;
     int frameCount_;
+    int latestReference_ = -1;  ///< slot of the last run's
     Threads threads_;
     PerSlot<Work> works_{threads_};
     std::vector<cv::Point_<float>> estimates_;

@@ -3,7 +3,7 @@
 
 namespace oravo::vision {
 
-void ORAVO_REGISTRATION::prepareFrame(const float* frame) { registration_->tracker.prepareFrame(frame); }
+void ORAVO_REGISTRATION::prepareFrame(const float* frame) { registration_->prepareFrame(frame); }
 
 void ORAVO_REGISTRATION::getCompleteShifts(std::vector<cv::Point_<float>>& shifts) const {
     shifts = registration_->completeShifts;

@@ -29,6 +29,11 @@ constexpr float kInlierDistance = 2.0f;  // from the median, on either axis
 
 constexpr std::size_t kTemporaryImages = 24;
 
+void findCorners(const cv::Mat_<float>& image, std::vector<cv::Point_<float>>& corners) {
+    cv::goodFeaturesToTrack(image, corners, kMaxCorners, kCornerQuality, kCornerDistance, cv::noArray(),
+                            kCornerBlock, /*useHarrisDetector=*/false, kHarrisConstant);
+}
+
 /// Far beyond any frame; sizes of OpenCV's tables for the kernel stay within an int.
 constexpr int kLargestBlurRadius = 32767;
 
@@ -63,6 +68,7 @@ CornerTracker::Tracks::Tracks() {
 
 void CornerTracker::prepareFrame(const float* frame) {
     PreparedFrame& slot = window_.advance();
+    slot.knowsCorners = false;
     try {
         prepare(frame, slot);
     } catch (...) {
@@ -107,8 +113,28 @@ void CornerTracker::updateRange(const cv::Mat_<float>& blurred) {
 }
 
 void CornerTracker::extractCornersRefImage(int refIndex) {
-    cv::goodFeaturesToTrack(blurred(refIndex), refCorners_, kMaxCorners, kCornerQuality, kCornerDistance,
-                            cv::noArray(), kCornerBlock, /*useHarrisDetector=*/false, kHarrisConstant);
+    const PreparedFrame& reference = window_[refIndex];
+    if (reference.knowsCorners) {
+        refCorners_ = reference.corners;
+    } else {
+        findCorners(reference.blurred, refCorners_);
+    }
+}
+
+void CornerTracker::Search::tryRun() {
+    try {
+        findCorners(image_, corners_);
+        done_ = true;
+    } catch (...) {
+        done_ = false;
+    }
+}
+
+void CornerTracker::Search::keep(CornerTracker& tracker, int slot) {
+    if (!done_) return;
+    PreparedFrame& frame = tracker.window_[slot];
+    frame.corners.swap(corners_);
+    frame.knowsCorners = true;
 }
 
 int CornerTracker::registerWithCorners(int refIndex, int frameIndex, cv::Point_<int>& shift,

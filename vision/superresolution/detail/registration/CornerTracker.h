@@ -33,8 +33,23 @@ class CornerTracker {
     int preparedCount() const { return window_.count(); }
     const cv::Mat_<float>& blurred(int slot) const { return window_[slot].blurred; }
 
-    /// Finds the corners to track; called once per run.
+    /// Finds the corners to track, unless they have been found ahead; called once per run.
     void extractCornersRefImage(int refIndex);
+
+    /// The search for the corners of a frame in the window, to be run beside prepareFrame() on another thread: it holds the
+    /// frame's image by itself. Keep its results afterwards, while the frame has the slot that it is then in.
+    class Search {
+      public:
+        Search(const CornerTracker& tracker, int slot) : image_(tracker.blurred(slot)) {}
+        /// Without a result where it fails, which the search of the run will do as well.
+        void tryRun();
+        void keep(CornerTracker& tracker, int slot);
+
+      private:
+        cv::Mat_<float> image_;
+        std::vector<cv::Point_<float>> corners_;
+        bool done_ = false;
+    };
 
     /// Estimates the whole-pixel shift of a frame against the reference.
     /// @return 0, or -9 when no corner could be tracked (shift is then (0, 0))
@@ -62,6 +77,8 @@ class CornerTracker {
         Buffer<float> pixels;  ///< of blurred
         cv::Mat_<float> blurred;
         std::vector<cv::Mat> pyramid;
+        bool knowsCorners = false;
+        std::vector<cv::Point_<float>> corners;  ///< found ahead
     };
 
     void prepare(const float* frame, PreparedFrame& slot);
