@@ -12,10 +12,10 @@ endif()
 
 set(ORAVO_MANUAL "${CMAKE_CURRENT_BINARY_DIR}/manual/oravo-superres.1.gz")
 add_custom_command(OUTPUT "${ORAVO_MANUAL}"
-  COMMAND "${debian_python}" -B -m sphinx -W -q -b man -d manual/doctrees -c "${PROJECT_SOURCE_DIR}/docs/man"
+  COMMAND "${debian_python}" -B -m sphinx $<$<BOOL:${ORAVO_WARNINGS_AS_ERRORS}>:-W> -q -b man -d manual/doctrees -c "${PROJECT_SOURCE_DIR}/docs/man"
           "${PROJECT_SOURCE_DIR}/docs" manual
   COMMAND gzip -9nf manual/oravo-superres.1
   DEPENDS docs/oravo-superres.md docs/man/conf.py support/Version.h cmake/debian/changelog.in
-  COMMENT "Making the manual page" VERBATIM)
+  COMMENT "Making the manual page" VERBATIM COMMAND_EXPAND_LISTS)
 add_custom_target(oravo_manual ALL DEPENDS "${ORAVO_MANUAL}")
 add_dependencies(oravo-superres oravo_manual)  # whoever builds the program to install it gets its page

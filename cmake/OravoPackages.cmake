@@ -90,6 +90,7 @@ if(ORAVO_SITE)
   set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_DEPENDS "libjs-sphinxdoc (>= 5.3)")
   install(DIRECTORY "${ORAVO_SITE}/" DESTINATION share/doc/${documentation}/html COMPONENT documentation EXCLUDE_FROM_ALL
           PATTERN .buildinfo EXCLUDE PATTERN .doctrees EXCLUDE ${excluded})
+  install(FILES cmake/debian/doc-base DESTINATION share/doc-base RENAME ${documentation} COMPONENT documentation EXCLUDE_FROM_ALL)
   install(DIRECTORY examples DESTINATION share/doc/${documentation} COMPONENT documentation EXCLUDE_FROM_ALL
           PATTERN __pycache__ EXCLUDE)
 endif()

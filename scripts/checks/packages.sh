@@ -55,6 +55,7 @@ fi
 rm -f "$packages/debootstrap.log"
 mount -t proc proc "$clean/proc" && mounted=1
 cp /etc/resolv.conf "$clean/etc/resolv.conf"
+echo force-unsafe-io >"$clean/etc/dpkg/dpkg.cfg.d/unsafe-io" # the root does not outlive this script
 cp -r "$root/tests/packaging" "$clean/hosts"
 cp -r "$packages" "$clean/packages"
 
