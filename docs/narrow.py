@@ -1,9 +1,10 @@
-"""Lets pages be read at a phone's width: tables that do not fit become a card for each row, and options stay in one piece.
+"""Lets pages be read at a phone's width: tables that do not fit become a card for each row, and names break where words do.
 
 Each cell is given the heading of its column, which narrow.css shows beside it where a table is made into cards.
 """
 
 import html
+import re
 
 from docutils import nodes
 from sphinx.application import Sphinx
@@ -49,8 +50,26 @@ def _close_cell(self: HTML5Translator, node: nodes.entry) -> None:
     HTML5Translator.depart_entry(self, node)
 
 
+def _breakable(name: re.Match) -> str:
+    return re.sub(r"(?<=_)(?=\w)|(?<=[a-z])(?=[A-Z])", "<wbr>", name[0])
+
+
+def _open_code(self: HTML5Translator, node: nodes.literal) -> None:
+    node["place"] = len(self.body)
+    HTML5Translator.visit_literal(self, node)
+
+
+def _close_code(self: HTML5Translator, node: nodes.literal) -> None:
+    """A name may break after an underscore or before a capital, and not within the hyphens of an option."""
+    HTML5Translator.depart_literal(self, node)
+    for place in range(node["place"] + 1, len(self.body)):
+        part = re.sub(r'(?<=<span class="pre">)(--?\w)', r'<span class="whole">\1</span>', self.body[place])
+        self.body[place] = re.sub(r"(?<=>)[^<>]+(?=<)", _breakable, part)
+
+
 def setup(app: Sphinx) -> dict:
     app.connect("doctree-read", _mark)
     app.add_node(nodes.entry, override=True, html=(_open_cell, _close_cell))
+    app.add_node(nodes.literal, override=True, html=(_open_code, _close_code))
     app.add_css_file("narrow.css")
     return {"parallel_read_safe": True, "parallel_write_safe": True}
