@@ -98,7 +98,7 @@ import numpy as np, oravo_superres
 y, x = np.mgrid[0:48, 0:64]
 frames = [20 + 5 * np.sin((x - d) / 3) * np.cos((y + d) / 4) for d in (0, 0.4, -0.3, 0.7, 0.1)]
 np.asarray(frames, np.float32).tofile("/frames")
-oravo_superres.enhance(frames).tofile("/expected")'
+oravo_superres.enhance(frames, pipeline="float").tofile("/expected")'
 echo "an enlarged image of $(stat -c %s "$clean/expected") bytes"
 inside test -e /usr/lib/python3/dist-packages/oravo_superres/__pycache__
 
@@ -146,7 +146,7 @@ inside sh -ec '
     cd /source && /environment/bin/pip install --no-index --no-build-isolation --disable-pip-version-check . >/log 2>&1 ||
         { tail -n 20 /log; exit 1; }'
 same_image /environment/bin/python -c 'import numpy as np, oravo_superres
-oravo_superres.enhance(np.fromfile("/frames", np.float32).reshape(5, 48, 64)).tofile("/enlarged")'
+oravo_superres.enhance(np.fromfile("/frames", np.float32).reshape(5, 48, 64), pipeline="float").tofile("/enlarged")'
 inside sh -ec 'cmake -G Ninja -S /hosts/subproject -B /parent -DORAVO_SOURCE_DIR=/source >/log && cmake --build /parent >>/log ||
     { tail -n 20 /log; exit 1; }'
 same_image /parent/c_host 64 48 5 /frames /enlarged
