@@ -17,7 +17,7 @@ void shifts(const std::string& textOrFile) {
     require(!understood.empty(), "a table without shifts is refused");
     std::vector<std::size_t> frames(understood.size());
     std::iota(frames.begin(), frames.end(), 0);
-    const std::string table = tools::shiftTable(understood, frames, "remark");
+    const std::string table = tools::shiftTable(understood, frames, "comment");
     const std::vector<cv::Point2f> again = tools::parseShifts(MemoryFile(table.data(), table.size()).path());
     require(again.size() == understood.size(), "as many shifts are read back");
     for (std::size_t i = 0; i < again.size(); ++i) {

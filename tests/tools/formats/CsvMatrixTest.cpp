@@ -42,8 +42,8 @@ TEST(CsvMatrix, UnderstandsWhatCameraSoftwareExports) {
         numbered += format("%d,21.5,%d,7\n", row, row);
         ramp += format("%d,%d,%d\n", row, row + 1, row + 2);
     }
-    for (const char* heading : {"", "0,1,2,3\n", "0,0,1,2\n", "time,12\n"}) {
-        EXPECT_EQ(decodeCsv(heading + numbered, "a.csv").size(), cv::Size(3, 8)) << heading;
+    for (const char* header : {"", "0,1,2,3\n", "0,0,1,2\n", "time,12\n"}) {
+        EXPECT_EQ(decodeCsv(header + numbered, "a.csv").size(), cv::Size(3, 8)) << header;
     }
     EXPECT_EQ(decodeCsv(ramp, "ramp.csv").cols, 3);
     for (const int first : {0, 1, 2}) {  // rows count from 0 or 1

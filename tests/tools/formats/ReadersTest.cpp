@@ -167,7 +167,7 @@ TEST(NumpyFile, SaysWhatIsWrong) {
 }
 
 TEST(PgmFile, IsReadAsStoredOrRefused) {
-    const cv::Mat small = decodePgm("P5 # remark\n2\t2\n255\n\1\2\3\4"s, "a.pgm");
+    const cv::Mat small = decodePgm("P5 # comment\n2\t2\n255\n\1\2\3\4"s, "a.pgm");
     EXPECT_EQ(cv::norm(small, cv::Mat_<uchar>((cv::Mat_<uchar>(2, 2) << 1, 2, 3, 4)), cv::NORM_INF), 0.0);
     const cv::Mat_<ushort> deep = (cv::Mat_<ushort>(1, 2) << 258, 772);
     EXPECT_EQ(cv::norm(decodePgm("P5 2 1 16383 \1\2\3\4"s, "a.pgm"), deep, cv::NORM_INF), 0.0);

@@ -157,7 +157,7 @@ TEST(Decode, LeavesCodesAloneAndScalesTheRest) {
 
 TEST_F(Files, ShiftsSurviveTheirTable) {
     const std::vector<cv::Point2f> shifts{{0.0f, 0.0f}, {-1.25f, 0.5f}};
-    writeText(path("s.csv"), shiftTable(shifts, {3, 4}, "a remark, with commas"));
+    writeText(path("s.csv"), shiftTable(shifts, {3, 4}, "a comment, with commas"));
     EXPECT_EQ(parseShifts(path("s.csv")), shifts);
     EXPECT_EQ(parseShifts("0,0;-1.25, 0.5"), shifts);
     writeText(path("headed.csv"), "# one\n# two\nframe,dx,dy\n0,0,0\n# three\n1,-1.25,0.5\n");
