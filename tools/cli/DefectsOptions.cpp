@@ -7,8 +7,9 @@ namespace oravo::tools {
 namespace {
 
 constexpr char kFrames[] =
-    "Frames: single-channel TIFF (multi-page too), PNG or PGM files, NumPy arrays or raw dumps (see "
-    "--raw), or folders of them";
+    "Frames: single-channel TIFF (multi-page too), PNG or PGM files, NumPy arrays, radiometric JPEGs, videos "
+    "of 16-bit grey or "
+    "raw dumps (see --raw), or folders of them";
 
 void addRadius(CLI::App* sub, int& radius) {
     sub->add_option(

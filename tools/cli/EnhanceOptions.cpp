@@ -22,8 +22,10 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
            "Frames in order: single-channel TIFF (multi-page too), PNG or PGM files of 8 or 16 bits or "
            "float, NumPy arrays (.npy: rows x columns or frames x rows x columns), matrices of numbers as "
            "text (.csv, .tsv, .asc, .txt; with heading lines, and with decimal commas unless commas "
-           "separate the numbers), raw dumps (see --raw), "
-           "or folders of them. A folder is read in natural order (frame_9 before frame_10); where some "
+           "separate the numbers), raw dumps (see --raw), radiometric JPEGs (temperatures by exiftool), "
+           "videos of 16-bit grey "
+           "without loss (by ffmpeg), or folders of them. A folder is read in natural order (frame_9 before "
+           "frame_10); where some "
            "names begin with \"frame\", only these are read. Or - for standard input, or a named pipe, of "
            "raw "
            "frames, with --raw, --every and -o -: a raw image for each frame, as soon as it is there")

@@ -18,7 +18,9 @@ namespace {
 
 constexpr std::string_view kStandIn = "version https://git-lfs";
 constexpr char kRead[] =
-    "read are TIFF, PNG, PGM, NumPy arrays, text named .csv, .tsv, .asc or .txt, and raw dumps (see --raw)";
+    "read are TIFF, PNG, PGM, NumPy arrays, text named .csv, .tsv, .asc or .txt, radiometric JPEGs, videos "
+    "of 16-bit grey, "
+    "and raw dumps (see --raw)";
 
 bool startsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
@@ -52,7 +54,9 @@ constexpr Advice kAdvice[] = {
     {"image/x-exr", "save its values as TIFF of floating point"},
     {"image/jp2", "save its values as TIFF or PNG of 16 bits"},
     {"image/", "a picture for the eye holds colours, not temperatures; "},
-    {"video/", "a video holds colours or grey levels, not temperatures; "},
+    {"video/",
+     "where the video holds 16-bit grey, ffmpeg -i IN -c:v ffv1 -level 3 OUT.mkv makes a file that is read; "
+     "else "},
     {"audio/", "it holds sound"},
     {"text/html", "a page from the web in place of a file? Fetch the file itself"},
     {"text/", "matrices of numbers are read from files named .csv, .tsv, .asc or .txt"},

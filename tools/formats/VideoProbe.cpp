@@ -89,6 +89,7 @@ const Grey* greyNamed(const std::string& pixels) {
 /// Why a stream's pixels are no values; empty where they are.
 std::string faultOf(const json& stream) {
     const std::string codec = textOf(stream, "codec_name"), pixels = textOf(stream, "pix_fmt");
+    if (pixels == "unknown") return "its video is in " + codec + ", which this ffmpeg cannot decode";
     const std::string what = "its video is " + pixels + " in " + codec;
     if (greyNamed(pixels) == nullptr) {
         const bool eightBits = pixels == "gray";

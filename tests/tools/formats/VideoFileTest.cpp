@@ -58,8 +58,8 @@ TEST_F(Videos, GreyWithoutLossIsReadAsStored) {
     FrameReader reader({folder_.string()});
     ASSERT_EQ(reader.count(), std::size_t{4 * kFrames});
     for (int file = 0; file < 4; ++file) {
-        // Forward, over some, and back again.
-        for (const int i : {0, 1, 3, 2}) {
+        // Forward, over one, and back.
+        for (const int i : file == 0 ? std::vector<int>{0, 1, 3, 2} : std::vector<int>{0, 3}) {
             const auto index = static_cast<std::size_t>(file * kFrames + i);
             const cv::Mat frame = reader.read(index);
             ASSERT_EQ(frame.type(), CV_16UC1) << reader.name(index);

@@ -63,25 +63,27 @@ TEST_F(UnreadableFiles, OfForeignFormatsAreNamedWithTheWayOut) {
     write("frames.npz", "PK\x03\x04");
     const std::string kText =
         " (ASCII text); matrices of numbers are read from files named .csv, .tsv, .asc or .txt";
-    expect(
-        {{"text.png", kForeign + kText},
-         {"clip.csq", kForeign + kText},
-         {"words", kForeign + kText},
-         {"jpeg.png", kForeign + kEye},
-         {"photo.jpg", kForeign + kEye},
-         {"radiometric.jpg", kForeign + " (JPEG image data); its picture holds colours, but 20 kB of its "
-                                        "metadata may hold the temperatures in a form that is not read; "
-                                        "extract them by the camera's software, and save them as TIFF "
-                                        "or PNG of 16 bits"},
-         {"slice.png",
-          kForeign + " (DICOM medical imaging data); save its frames as TIFF or as NumPy array (.npy)"},
-         {"clip.mpg",
-          kForeign + " (MPEG sequence); a video holds colours or grey levels, not temperatures; " + kSound},
-         {"page.txt",
-          kForeign + " (HTML document); a page from the web in place of a file? Fetch the file itself"},
-         {"frames.zip", kForeign + " (Zip archive data); unpack it first"},
-         {"frames.npz",
-          "is an archive of arrays (.npz); save the one that holds the frames with numpy.save, as .npy"}});
+    expect({{"text.png", kForeign + kText},
+            {"clip.csq", kForeign + kText},
+            {"words", kForeign + kText},
+            {"jpeg.png", kForeign + kEye},
+            {"photo.jpg", kForeign + kEye},
+            {"radiometric.jpg", kForeign + " (JPEG image data); its picture holds colours, but 20 kB of its "
+                                           "metadata may hold the temperatures in a form that is not read; "
+                                           "extract them by the camera's software, and save them as TIFF "
+                                           "or PNG of 16 bits"},
+            {"slice.png",
+             kForeign + " (DICOM medical imaging data); save its frames as TIFF or as NumPy array (.npy)"},
+            {"clip.mpg", kForeign +
+                             " (MPEG sequence); where the video holds 16-bit grey, ffmpeg -i IN -c:v ffv1 "
+                             "-level 3 OUT.mkv makes a file "
+                             "that is read; else " +
+                             kSound},
+            {"page.txt",
+             kForeign + " (HTML document); a page from the web in place of a file? Fetch the file itself"},
+            {"frames.zip", kForeign + " (Zip archive data); unpack it first"},
+            {"frames.npz",
+             "is an archive of arrays (.npz); save the one that holds the frames with numpy.save, as .npy"}});
 }
 
 TEST_F(UnreadableFiles, WithUnfitImagesSayWhatIsWrong) {
