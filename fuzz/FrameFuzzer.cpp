@@ -5,11 +5,14 @@
 #include "fuzz/MemoryFile.h"
 #include "tools/base/UserError.h"
 #include "tools/formats/CsvMatrix.h"
+#include "tools/formats/FileMetadata.h"
 #include "tools/formats/NpyFile.h"
 #include "tools/formats/PgmFile.h"
 #include "tools/formats/PngFile.h"
+#include "tools/formats/TagLayout.h"
 #include "tools/formats/TiffFile.h"
 #include "tools/input/FrameReader.h"
+#include "tools/output/EnlargedMetadata.h"
 
 namespace oravo::fuzz {
 namespace {
@@ -42,9 +45,23 @@ bool isFrameFile(std::string_view bytes, const std::string& path) {
     return tools::isNpy(bytes) || tools::isPgm(bytes) || tools::isPng(bytes) || tools::isTiff(path);
 }
 
+/// What a file says beside its pixels can be written wherever it is read.
+void readMetadata(const std::string& path) {
+    const tools::FileMetadata file(path, 2);
+    for (const std::size_t image : {0u, 1u}) {
+        const tools::ImageMetadata found = tools::onGrid(file.of(image), {2, {1, 1}, {8, 6}});
+        if (found.image.empty()) continue;
+        const tools::ImageMetadata again = tools::readMetadata(tools::exifBlock(found));
+        require(again.leftOut.empty() && again.image.size() == found.image.size(),
+                "tags are read as they are written");
+        tools::metadataChunks(found);
+    }
+}
+
 void readFrames(std::string_view bytes, const tools::ReadOptions& options) {
     const std::string withSums = tools::isPng(bytes) ? withCheckSums(bytes) : std::string(bytes);
     const MemoryFile file(withSums.data(), withSums.size());
+    readMetadata(file.path());
     if (!options.raw && !isFrameFile(bytes, file.path())) {
         require(!tools::decodeCsv(bytes, "text").empty(), "a matrix has numbers");
         return;

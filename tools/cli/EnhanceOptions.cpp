@@ -50,6 +50,11 @@ void addInputAndOutput(CLI::App* sub, EnhanceCommand& c) {
                     "OFFSET, see --output-scale (default: below all values)")
         ->check(finiteNumber());
     sub->add_flag("--every", c.every, "One image for each frame from the fifth on, instead of the last only");
+    sub->add_flag_callback(
+        "--no-metadata", [&c] { c.metadata = false; },
+        "Leave out of TIFF and PNG files what else goes into them: the reference frame's EXIF, GPS, XMP, "
+        "GeoTIFF "
+        "and other tags, and a note on version, parameters and SHA-256 of the inputs");
     sub->add_option_function<std::string>(
         "--raw-output",
         [&c](const std::string& text) { c.rawOutput = parsePixelFormat(text, "--raw-output"); },

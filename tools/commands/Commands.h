@@ -36,8 +36,9 @@ struct EnhanceCommand {
     std::string shiftsFile;
     std::string camera;
     bool every = false;
-    int jobs = 0;         ///< 0: the inputs are one recording; else each is one, for so many processes
-    bool resume = false;  ///< what is finished is left as it is; what gets finished gets a Receipt
+    int jobs = 0;          ///< 0: the inputs are one recording; else each is one, for so many processes
+    bool resume = false;   ///< what is finished is left as it is; what gets finished gets a Receipt
+    bool metadata = true;  ///< those of the reference frame, and a note, go into files of images
     std::vector<std::string> ordered;  ///< the options that results depend on, as given, for receipts
     ReadOptions reading;
     CountScaleChoice counts;               ///< of a PNG file of values

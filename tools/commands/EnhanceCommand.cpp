@@ -8,6 +8,7 @@
 #include "tools/base/UserError.h"
 #include "tools/commands/Commands.h"
 #include "tools/commands/EnhanceSetup.h"
+#include "tools/commands/ImageNotes.h"
 #include "tools/commands/ReportFacts.h"
 #include "tools/commands/ResultFiles.h"
 #include "tools/commands/Resume.h"
@@ -34,6 +35,8 @@ void refuseForeignTable(const std::string& target) {
         throw outputError(target + ": exists, and holds no estimated shifts; it is left alone");
     }
 }
+
+constexpr std::uint64_t kMetadataBytes = 1u << 16;  // of an image, seldom more
 
 EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
     return {command.output,
@@ -100,7 +103,8 @@ class Enhancement {
           values_(reader.storedSize(), valueOptions(command, reader.storedSize(), reader.name(0)), findings),
           results_(results),
           enlargedSize_(size * Pipeline::kFactor),
-          sink_(enlargedOutput(command, enlargedSize_), inputs, files_) {}
+          sink_(enlargedOutput(command, enlargedSize_), inputs, files_),
+          notes_(command, inputs, findings) {}
 
     /// @param receipt  goes with the results; null: none
     void run(const Receipt* receipt) {
@@ -180,9 +184,10 @@ class Enhancement {
             return false;
         }
         summarise(*enlarged, unitOf(command_), findings_);
-        sink_.add(enlarged->image, newest);
+        const ImageMetadata metadata = command_.metadata ? notes_.of(*enlarged) : ImageMetadata();
+        sink_.add(enlarged->image, metadata, newest);
         warnOfClipping(newest);
-        results_.take(*enlarged);
+        results_.take(*enlarged, metadata);
         withoutValue_ += static_cast<std::size_t>(enlarged->withoutValue.total());
         doubtful_ += enlarged->precise && !enlarged->precise->trusted ? 1 : 0;
         shifts_ = shiftTable(enlarged->shifts, enlarged->frames,
@@ -211,6 +216,7 @@ class Enhancement {
     cv::Size enlargedSize_;
     PendingFiles files_;
     EnlargedSink sink_;
+    ImageNotes notes_;
     std::size_t withoutValue_ = 0;      // pixels of all images
     std::size_t doubtful_ = 0;          // images
     std::string shifts_;                // the table of the latest image

@@ -98,8 +98,9 @@ void ResultFiles::checkPreviewFolder(const InputFiles& inputs) {
     }
 }
 
-void ResultFiles::take(const Enlarged& enlarged) {
+void ResultFiles::take(const Enlarged& enlarged, const ImageMetadata& metadata) {
     last_ = enlarged;
+    metadata_ = metadata;
     if (previews_) {
         const std::string name = format("%s%06zu.png", kPreviewName, enlarged.newest);
         writeImage((std::filesystem::path(options_.preview) / name).string(), previewOf(enlarged.image));
@@ -138,12 +139,12 @@ void ResultFiles::write(PendingFiles& files, const OutOfRange& outside,
 void ResultFiles::writeMaps(PendingFiles& files, const cv::Mat_<float>& deviation) const {
     const int frames = static_cast<int>(last_.frames.size());
     for (const std::string& file : options_.coverages) {
-        writeImage(files, file, chosen(file, drawCoverage(coverage(), frames), coverage()));
+        writeImage(files, file, chosen(file, drawCoverage(coverage(), frames), coverage()), metadata_);
     }
     const char* caption = last_.precise ? "Standard deviation of the image at each pixel"
                                         : "Noise of the frames at each pixel (standard deviation)";
     for (const std::string& file : options_.noiseMaps) {
-        writeImage(files, file, chosen(file, pictureOf(deviation, unit_, caption), deviation));
+        writeImage(files, file, chosen(file, pictureOf(deviation, unit_, caption), deviation), metadata_);
     }
 }
 

@@ -30,7 +30,7 @@ class ResultFiles {
     ResultFiles(const EnhanceCommand& command, const InputFiles& inputs, const Findings& findings);
 
     /// Each enlarged image. Writes its preview where a folder is to hold those of all.
-    void take(const Enlarged& enlarged);
+    void take(const Enlarged& enlarged, const ImageMetadata& metadata);
     /// @param outside  what of the recording lies outside the plausible range
     /// @param stored   how the image is stored, where that is as counts
     void write(PendingFiles& files, const OutOfRange& outside,
@@ -53,6 +53,7 @@ class ResultFiles {
     std::string unit_;
     std::unique_ptr<TargetFolder> previews_;  // of all images
     Enlarged last_;
+    ImageMetadata metadata_;  // of the last image
     std::vector<ReportedImage> images_;
     StopWatch watch_;
 };

@@ -51,20 +51,6 @@ std::string latin1(const std::string& text) {
     return result;
 }
 
-std::string utf8(std::string_view latin) {
-    std::string result;
-    for (const char c : latin) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            result += c;
-        } else {
-            result += static_cast<char>(0xc0u | byte >> 6);
-            result += static_cast<char>(0x80u | (byte & 0x3fu));
-        }
-    }
-    return result;
-}
-
 /// Takes what stands before the next zero byte, or the rest.
 std::string_view takeField(std::string_view& rest) {
     const std::size_t end = std::min(rest.find('\0'), rest.size());
@@ -130,7 +116,21 @@ std::optional<PngCalibration> calibrationOf(const PngChunk& chunk, unsigned bits
     const std::optional<double> p0 = parameter(rest), p1 = parameter(rest);
     if (!p0 || !p1 || span == 0.0) return {};
     return PngCalibration{*p1 / (std::ldexp(1.0, static_cast<int>(bits)) - 1.0), *p0 + *p1 * first / span,
-                          utf8(unit)};
+                          utf8OfLatin1(unit)};
+}
+
+std::string utf8OfLatin1(std::string_view latin) {
+    std::string result;
+    for (const char c : latin) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x80) {
+            result += c;
+        } else {
+            result += static_cast<char>(0xc0u | byte >> 6);
+            result += static_cast<char>(0x80u | (byte & 0x3fu));
+        }
+    }
+    return result;
 }
 
 PngChunk transparencyChunk(std::uint16_t sample) {

@@ -37,6 +37,8 @@ PngChunk calibrationChunk(const PngCalibration& calibration);
 /// For samples of this many bits; none where the chunk states anything but a straight line.
 std::optional<PngCalibration> calibrationOf(const PngChunk& chunk, unsigned bits);
 
+std::string utf8OfLatin1(std::string_view text);
+
 /// As chunk tRNS: the sample, of 16 bits and grey, that stands for no value.
 PngChunk transparencyChunk(std::uint16_t sample);
 

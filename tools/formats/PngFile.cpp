@@ -109,7 +109,8 @@ cv::Mat readPng(const std::string& path) {
     return decodePng(contentOfFile(path), path);
 }
 
-std::string encodePng(const cv::Mat_<ushort>& counts, const PngCalibration& c) {
+std::string encodePng(const cv::Mat_<ushort>& counts, const PngCalibration& c,
+                      const ImageMetadata& metadata) {
     std::vector<uchar> bytes;
     cv::imencode(".png", counts, bytes);
     std::string file(bytes.begin(), bytes.end());
@@ -117,6 +118,7 @@ std::string encodePng(const cv::Mat_<ushort>& counts, const PngCalibration& c) {
                                  textChunk("Offset", numberText(c.offset))};
     if (!c.unit.empty()) chunks.push_back(textChunk("Unit", c.unit));
     if (cv::countNonZero(counts) < static_cast<int>(counts.total())) chunks.push_back(transparencyChunk(0));
+    for (PngChunk& chunk : metadataChunks(metadata)) chunks.push_back(std::move(chunk));
     addPngChunks(file, chunks);
     return file;
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/formats/PngChunks.h"
+#include "tools/formats/PngMetadata.h"
 
 namespace oravo::tools {
 
@@ -21,7 +21,8 @@ cv::Mat decodePng(std::string_view bytes, const std::string& name);
 cv::Mat readPng(const std::string& path);
 
 /// A file of 16-bit counts that are marked with what they stand for; 0 stands for no value.
-std::string encodePng(const cv::Mat_<ushort>& counts, const PngCalibration& calibration);
+std::string encodePng(const cv::Mat_<ushort>& counts, const PngCalibration& calibration,
+                      const ImageMetadata& metadata = {});
 
 }  // namespace oravo::tools
 

@@ -53,27 +53,6 @@ class TiffReader {
     std::string current_;  // the page being looked at, for messages
 };
 
-/// A TIFF file that grows page by page, uncompressed; BigTIFF when it may grow beyond 4 GB.
-/// Failures are UserErrors of the output kind that name `target`, which the file is to become.
-class TiffWriter {
-  public:
-    TiffWriter(const std::string& path, const std::string& target, std::uint64_t expectedBytes);
-    ~TiffWriter();
-    TiffWriter(const TiffWriter&) = delete;
-    TiffWriter& operator=(const TiffWriter&) = delete;
-
-    /// One channel of 8-bit or 16-bit integers, float or double.
-    void add(const cv::Mat& image);
-    /// Writes out what is still held back. Without it the file is worth nothing.
-    void close();
-
-  private:
-    [[noreturn]] void fail() const;
-
-    std::string target_;
-    tiff* file_;
-};
-
 }  // namespace oravo::tools
 
 #endif

@@ -193,6 +193,11 @@ std::string FrameReader::name(std::size_t index) const {
     return file.path + " " + file.unit + " " + std::to_string(index - file.first);
 }
 
+FrameReader::Place FrameReader::placeOf(std::size_t index) const {
+    const File& file = fileOf(index);
+    return {file.path, index - file.first, file.count};
+}
+
 std::vector<std::string> FrameReader::files() const {
     std::vector<std::string> all;
     for (const File& file : files_) all.push_back(file.path);

@@ -46,6 +46,14 @@ class FrameReader {
     /// File and, in a file of several frames, the page or frame (from 0).
     std::string name(std::size_t index) const;
 
+    /// Where a frame is stored.
+    struct Place {
+        std::string path;
+        std::size_t index;  ///< within its file
+        std::size_t count;  ///< of the file's frames
+    };
+    Place placeOf(std::size_t index) const;
+
     /// All files that frames come from, in order.
     std::vector<std::string> files() const;
 

@@ -59,16 +59,16 @@ void EnlargedSink::prepareFile(const InputFiles& inputs, PendingFiles& files) {
                           stored_);
 }
 
-void EnlargedSink::add(const cv::Mat& image, std::size_t frame) {
+void EnlargedSink::add(const cv::Mat& image, const ImageMetadata& metadata, std::size_t frame) {
     if (file_) {
-        file_->add(image);
+        file_->add(image, metadata);
     } else {
         PendingFiles files;
         const fs::path pattern(output_.name);
         const std::string name =
             pattern.parent_path() / filledIn(pattern.filename(), format("frame_%06zu", frame));
         const auto file = makeImageFile(files, name, {false, output_.imageBytes, output_.png}, stored_);
-        file->add(image);
+        file->add(image, metadata);
         file->close();
         commit(files);
     }

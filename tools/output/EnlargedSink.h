@@ -28,7 +28,7 @@ class EnlargedSink {
     /// @param files  gets the file of pages; images in a folder are committed one by one
     EnlargedSink(const EnlargedOutput& output, const InputFiles& inputs, PendingFiles& files);
 
-    void add(const cv::Mat& image, std::size_t frame);
+    void add(const cv::Mat& image, const ImageMetadata& metadata, std::size_t frame);
     /// Writes what is still held back.
     void close();
     /// Then puts out what is for standard output.

@@ -38,7 +38,7 @@ class NpyPages final : public ImageFile {
     NpyPages(PendingFiles& files, const std::string& path, bool several)
         : target_(path), several_(several), file_(files.emplace_back(path).path(), std::ios::binary) {}
 
-    void add(const cv::Mat& image) override {
+    void add(const cv::Mat& image, const ImageMetadata&) override {
         like_ = image;
         if (count_++ == 0) writeHeader();
         const cv::Mat dense = image.isContinuous() ? image : image.clone();
@@ -73,7 +73,9 @@ class NpyPages final : public ImageFile {
 class CsvImage final : public ImageFile {
   public:
     CsvImage(PendingFiles& files, std::string path) : files_(files), path_(std::move(path)) {}
-    void add(const cv::Mat& image) override { writeText(files_, path_, encodeCsv(image)); }
+    void add(const cv::Mat& image, const ImageMetadata&) override {
+        writeText(files_, path_, encodeCsv(image));
+    }
 
   private:
     PendingFiles& files_;
@@ -84,11 +86,12 @@ class PngImage final : public ImageFile {
   public:
     PngImage(PendingFiles& files, std::string path, PngOptions options, std::optional<StoredCounts>& stored)
         : files_(files), path_(std::move(path)), options_(std::move(options)), stored_(stored) {}
-    void add(const cv::Mat& image) override {
+    void add(const cv::Mat& image, const ImageMetadata& metadata) override {
         const CountScale scale = options_.scale.forValues(image);
         const Counts counts = countsOf(image, scale);
         stored_ = StoredCounts{scale, counts.below + counts.above};
-        writeText(files_, path_, encodePng(counts.numbers, {scale.scale, scale.offset, options_.unit}));
+        writeText(files_, path_,
+                  encodePng(counts.numbers, {scale.scale, scale.offset, options_.unit}, metadata));
     }
 
   private:
@@ -129,8 +132,8 @@ TiffPages::TiffPages(PendingFiles& files, const std::string& path, std::uint64_t
     temporary_.clear();
 }
 
-void TiffPages::add(const cv::Mat& image) {
-    writer_.add(image);
+void TiffPages::add(const cv::Mat& image, const ImageMetadata& metadata) {
+    writer_.add(image, metadata);
 }
 
 void TiffPages::close() {

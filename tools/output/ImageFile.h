@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/formats/TiffFile.h"
+#include "tools/formats/TiffWriter.h"
 #include "tools/output/PendingFile.h"
 #include "tools/values/CountScale.h"
 
@@ -26,7 +26,9 @@ class ImageFile {
     ImageFile& operator=(const ImageFile&) = delete;
     virtual ~ImageFile() = default;
 
-    virtual void add(const cv::Mat& image) = 0;
+    /// @param metadata  go with it, where the format has room for them: TIFF and PNG
+    virtual void add(const cv::Mat& image, const ImageMetadata& metadata) = 0;
+    void add(const cv::Mat& image) { add(image, {}); }
     /// Writes what is still held back.
     virtual void close() {}
     /// Then puts out what is for standard output.
@@ -40,7 +42,8 @@ class TiffPages : public ImageFile {
     /// @param files          gets the file, unless it is for standard output
     /// @param expectedBytes  of all pages together, at most
     TiffPages(PendingFiles& files, const std::string& path, std::uint64_t expectedBytes);
-    void add(const cv::Mat& image) override;
+    using ImageFile::add;
+    void add(const cv::Mat& image, const ImageMetadata& metadata) override;
     void close() override;
     void send() override;
 

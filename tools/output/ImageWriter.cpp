@@ -98,12 +98,13 @@ void TargetFolder::reserve() {
     throw outputError(path_ + ": another run is writing there; results of two runs would mix");
 }
 
-void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image) {
+void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image,
+                const ImageMetadata& metadata) {
     const std::string extension = lowerExtension(path);
     if (extension != ".png") {
         std::optional<StoredCounts> none;
         const auto file = makeImageFile(files, path, {false, image.total() * image.elemSize(), {}}, none);
-        file->add(image);
+        file->add(image, metadata);
         file->close();
         return;
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/formats/ImageMetadata.h"
 #include "tools/output/PendingFile.h"
 
 namespace oravo::tools {
@@ -42,7 +43,9 @@ class TargetFolder {
 /// One image in the format that the name's extension states: TIFF, a NumPy array or text with values as they are, 8-bit or
 /// 16-bit PNG.
 void writeImage(const std::string& path, const cv::Mat& image);
-void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image);
+/// @param metadata  go into TIFF files
+void writeImage(PendingFiles& files, const std::string& path, const cv::Mat& image,
+                const ImageMetadata& metadata = {});
 
 void writeText(const std::string& path, const std::string& text);
 void writeText(PendingFiles& files, const std::string& path, const std::string& text);

@@ -196,6 +196,7 @@ TEST_F(Program, EveryFrameIsDecodedOnce) {
     enlarge.inputs = {path("f.raw")};
     enlarge.reading.raw = parseRawFormat("300x200:f32le");
     enlarge.output = path("o.tif");
+    enlarge.metadata = false;  // without a digest of the file
     enlarge.parameters.rawCounts = true;
     enlarge.parameters.guarded = false;
     DetectDefectsCommand detect;

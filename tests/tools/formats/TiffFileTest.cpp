@@ -5,6 +5,7 @@
 
 #include "tests/tools/Scratch.h"
 #include "tools/formats/TiffFile.h"
+#include "tools/formats/TiffWriter.h"
 
 namespace oravo::tools {
 namespace {

@@ -47,7 +47,7 @@ TEST_F(Program, EnhanceLeavesOutWhatAListNames) {
                   {"l.csv", "--pipeline float --crop 40x28+8+6", "l.csv: 2 bad"},
                   {"part.csv", "--pipeline float --crop 40x28+8+6", "part.csv: 2 bad"}};
     for (const auto& c : kCases) {
-        const std::string command = std::string(" -o o.tif ") + c.options;
+        const std::string command = std::string(" -o o.tif --no-metadata ") + c.options;
         ASSERT_EQ(run("enhance none" + command).code, 0) << c.options;
         const std::string expected = text(path("o.tif"));
         const Outcome outcome = run(std::string("enhance b --report r.json --defects ") + c.list + command);

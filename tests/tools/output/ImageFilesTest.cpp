@@ -83,7 +83,7 @@ TEST_F(ImageFiles, StateWhatTheirCountsStandFor) {
         }
         return std::string();
     };
-    EXPECT_EQ(text("Scale") + ", " + text("Offset") + ", " + text("Unit"), "2e-04, 19.8, \u00b0C");
+    EXPECT_EQ(text("Scale") + ", " + text("Offset") + ", " + text("Unit"), "0.0002, 19.8, \u00b0C");
     const cv::Mat counts = cv::imread(path("a.png"), cv::IMREAD_UNCHANGED);
     ASSERT_EQ(counts.type(), CV_16U);
     EXPECT_EQ(counts.at<ushort>(4, 5), 0);
