@@ -91,7 +91,8 @@ std::string inWords(const std::optional<StoredCounts>& stored) {
 class Enhancement {
   public:
     Enhancement(const EnhanceCommand& command, FrameReader& reader, const InputFiles& inputs,
-                const EnhanceParameters& parameters, cv::Size size, ResultFiles& results, Findings& findings)
+                const EnhanceParameters& parameters, cv::Size size, ResultFiles& results,
+                const Receipt* receipt, Findings& findings)
         : command_(command),
           reader_(reader),
           findings_(findings),
@@ -104,10 +105,10 @@ class Enhancement {
           results_(results),
           enlargedSize_(size * Pipeline::kFactor),
           sink_(enlargedOutput(command, enlargedSize_), inputs, files_),
-          notes_(command, inputs, findings) {}
+          receipt_(receipt),
+          notes_(command, inputs, receipt, findings) {}
 
-    /// @param receipt  goes with the results; null: none
-    void run(const Receipt* receipt) {
+    void run() {
         takeAll();
         values_.warnOfOutside(reader_.count(), findings_);
         warnOfConstants(reader_, findings_);
@@ -122,8 +123,8 @@ class Enhancement {
         sink_.close();
         if (!command_.shiftsFile.empty()) writeText(files_, command_.shiftsFile, shifts_);
         results_.write(files_, values_.outside(), sink_.stored());
-        if (receipt != nullptr) {
-            receipt->write(files_, doubtful_ == 0 ? ExitCode::kSuccess : ExitCode::kDoubtful);
+        if (receipt_ != nullptr) {
+            receipt_->write(files_, doubtful_ == 0 ? ExitCode::kSuccess : ExitCode::kDoubtful);
         }
         sink_.send();
         commit(files_);
@@ -184,7 +185,7 @@ class Enhancement {
             return false;
         }
         summarise(*enlarged, unitOf(command_), findings_);
-        const ImageMetadata metadata = command_.metadata ? notes_.of(*enlarged) : ImageMetadata();
+        const ImageMetadata metadata = notes_.of(*enlarged);
         sink_.add(enlarged->image, metadata, newest);
         warnOfClipping(newest);
         results_.take(*enlarged, metadata);
@@ -216,6 +217,7 @@ class Enhancement {
     cv::Size enlargedSize_;
     PendingFiles files_;
     EnlargedSink sink_;
+    const Receipt* receipt_;  // goes with the results; null: none
     ImageNotes notes_;
     std::size_t withoutValue_ = 0;      // pixels of all images
     std::size_t doubtful_ = 0;          // images
@@ -270,7 +272,8 @@ bool enhance(const EnhanceCommand& asked) {
     requireUsableSize(size, parameters, reader.name(0));
     std::optional<Enhancement> enhancement;
     try {
-        enhancement.emplace(command, reader, inputs, parameters, size, results, findings);
+        enhancement.emplace(command, reader, inputs, parameters, size, results, receipt ? &*receipt : nullptr,
+                            findings);
     } catch (...) {
         if (!currentExceptionIsLackOfMemory()) throw;
         throw inputError(format("%s: frames of %d x %d pixels need more memory than there is",
@@ -278,7 +281,7 @@ bool enhance(const EnhanceCommand& asked) {
     }
     note(format("%zu frames of %d x %d pixels", reader.count(), size.width, size.height) +
          radiometricNote(reader.radiometric()));
-    enhancement->run(receipt ? &*receipt : nullptr);
+    enhancement->run();
     return true;
 }
 

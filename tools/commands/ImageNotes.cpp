@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "tools/base/FileNames.h"
 #include "tools/base/FileState.h"
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
@@ -41,6 +42,28 @@ Json asJson(const Fact& fact) {
     return std::get<std::vector<std::string>>(fact.value);
 }
 
+/// The first few.
+std::string inWords(const std::vector<std::string>& parts) {
+    constexpr std::size_t kMost = 5;
+    std::string text;
+    for (std::size_t i = 0; i < std::min(parts.size(), kMost); ++i)
+        text += (text.empty() ? "" : ", ") + parts[i];
+    return parts.size() <= kMost ? text : text + format(" and %zu more", parts.size() - kMost);
+}
+
+/// Arrays and text have none, and neither have pictures of maps.
+bool anyFileHasRoom(const EnhanceCommand& command) {
+    const auto isArray = [](const std::string& file) {
+        return lowerExtension(file) == ".npy" || lowerExtension(file) == ".csv";
+    };
+    const auto isTiff = [](const std::string& file) {
+        return lowerExtension(file) == ".tif" || lowerExtension(file) == ".tiff";
+    };
+    const ResultOptions& maps = command.results;
+    return !isArray(command.output) || std::any_of(maps.coverages.begin(), maps.coverages.end(), isTiff) ||
+           std::any_of(maps.noiseMaps.begin(), maps.noiseMaps.end(), isTiff);
+}
+
 /// How values were computed, without what the note states elsewhere.
 Json parametersOf(const EnhanceCommand& command, const FrameReader& reader, const Enlarged& enlarged) {
     static const std::set<std::string> kElsewhere{"files",   "frames",  "frame-width", "frame-height",
@@ -56,6 +79,7 @@ Json parametersOf(const EnhanceCommand& command, const FrameReader& reader, cons
 }  // namespace
 
 ImageMetadata ImageNotes::of(const Enlarged& enlarged) {
+    if (!command_.metadata || !anyFileHasRoom(command_)) return {};
     const EnlargedGrid grid{Pipeline::kFactor,
                             command_.reading.crop ? command_.reading.crop->tl() : cv::Point(),
                             enlarged.image.size()};
@@ -75,8 +99,7 @@ ImageMetadata ImageNotes::metadataOf(std::size_t frame) {
     }
     ImageMetadata metadata = open_->of(place.index);
     if (!metadata.leftOut.empty() && warned_.insert(place.path).second) {
-        std::string what;
-        for (const std::string& part : metadata.leftOut) what += (what.empty() ? "" : ", ") + part;
+        const std::string what = inWords(metadata.leftOut);
         findings_.warn(Guard{"metadata", frame,
                              format("frame %zu (%s): metadata that cannot be read are left out: %s", frame,
                                     inputs_.frames.name(frame).c_str(), what.c_str()),
@@ -108,8 +131,9 @@ std::string ImageNotes::history(const Enlarged& enlarged) {
 const std::string& ImageNotes::digestOf(const std::string& file) {
     const auto [entry, isNew] = digests_.emplace(file, "");
     if (!isNew) return entry->second;
+    if (receipt_ != nullptr) entry->second = receipt_->digestOf(file);
     try {
-        entry->second = stateOf(file).sha256;
+        if (entry->second.empty()) entry->second = stateOf(file).sha256;
     } catch (const UserError&) {
         return entry->second;
     }

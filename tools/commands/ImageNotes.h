@@ -10,6 +10,7 @@
 #include "tools/commands/Commands.h"
 #include "tools/formats/FileMetadata.h"
 #include "tools/input/InputFiles.h"
+#include "tools/output/Receipt.h"
 
 namespace oravo::tools {
 
@@ -19,10 +20,13 @@ namespace oravo::tools {
 class ImageNotes {
   public:
     /// All have to outlive this object.
-    ImageNotes(const EnhanceCommand& command, const InputFiles& inputs, Findings& findings)
-        : command_(command), inputs_(inputs), findings_(findings) {}
+    /// @param receipt  knows the SHA-256 of files; may be null
+    ImageNotes(const EnhanceCommand& command, const InputFiles& inputs, const Receipt* receipt,
+               Findings& findings)
+        : command_(command), inputs_(inputs), receipt_(receipt), findings_(findings) {}
 
-    /// Warns once for each file of what of its metadata is left out.
+    /// Empty where there is no file that has room for it, or none is to have it. Warns once for each file of what of its
+    /// metadata is left out.
     ImageMetadata of(const Enlarged& enlarged);
 
   private:
@@ -32,6 +36,7 @@ class ImageNotes {
 
     const EnhanceCommand& command_;
     const InputFiles& inputs_;
+    const Receipt* receipt_;
     Findings& findings_;
     std::string openPath_;  // the file of the latest reference frame, which the next one may share
     std::optional<FileMetadata> open_;

@@ -43,12 +43,12 @@ void swapElements(std::string& bytes, std::size_t size) {
 /// samples, extremes; 284 planes; 288 to 293 free bytes, grey curve, fax; 297 page; 301 transfer curve; 317 predictor;
 /// 320 to 342 colours, tiles, directories below, inks, sample formats; 347 to 532 JPEG, thumbnails, YCbCr; 33920 Intergraph's
 /// matrix, which GeoTIFF has replaced; 34675 colour profile; 37121 and 37122 JPEG's components and bits; 50706 and 50707
-/// the claim to be a digital negative; 50838 and 50839 the layout of a stack of images.
+/// the claim to be a digital negative; 37724 layers; 50838 and 50839 the layout of a stack of images.
 bool describesPixels(std::uint16_t tag) {
     constexpr std::pair<std::uint16_t, std::uint16_t> kRanges[] = {
-        {254, 259},     {262, 266},     {273, 273},     {277, 281},     {284, 284},    {288, 293},
-        {297, 297},     {301, 301},     {317, 317},     {320, 342},     {347, 347},    {512, 532},
-        {33920, 33920}, {34675, 34675}, {37121, 37122}, {50706, 50707}, {50838, 50839}};
+        {254, 259},     {262, 266},     {273, 273},     {277, 281},     {284, 284},     {288, 293},
+        {297, 297},     {301, 301},     {317, 317},     {320, 342},     {347, 347},     {512, 532},
+        {33920, 33920}, {34675, 34675}, {37121, 37122}, {37724, 37724}, {50706, 50707}, {50838, 50839}};
     return std::any_of(std::begin(kRanges), std::end(kRanges),
                        [&](const auto& range) { return tag >= range.first && tag <= range.second; });
 }

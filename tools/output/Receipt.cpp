@@ -117,6 +117,12 @@ void Receipt::readInputs(Former& former) {
     }
 }
 
+std::string Receipt::digestOf(const std::string& input) const {
+    const auto found = std::find(order_.inputs.begin(), order_.inputs.end(), input);
+    if (found == order_.inputs.end()) return {};
+    return inputs_[static_cast<std::size_t>(found - order_.inputs.begin())].sha256;
+}
+
 /// Brings the outputs' times up to date.
 bool Receipt::isCarriedOut(Former& former) const {
     const auto hasSameContent = [](const FileState& a, const FileState& b) { return a.sha256 == b.sha256; };

@@ -35,6 +35,9 @@ class Receipt {
     /// options, inputs, outputs. None where it has to be carried out.
     std::optional<ExitCode> finished() const { return finished_; }
 
+    /// The SHA-256 of an input, by the name that it has in the order; empty for other files.
+    std::string digestOf(const std::string& input) const;
+
     /// Adds the receipt for files that are written, but have not got their names yet.
     void write(PendingFiles& files, ExitCode code) const;
 

@@ -161,5 +161,19 @@ TEST_F(ImageFiles, AreChosenByTheirNames) {
     }
 }
 
+TEST_F(ImageFiles, AreWholeOrNotThere) {
+    ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
+    for (const char* name : {"a.tif", "a.png", "a.npy", "a.csv"}) {
+        const std::string line = "cd " + folder_.string() +
+                                 " && ulimit -f 8 && " ORAVO_SUPERRES " enhance b --pipeline float -o " +
+                                 name + " 2>message";  // 4 KiB
+        EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), 3) << name;
+        EXPECT_NE(text(path("message")).find(std::string(name) + ": cannot be written: File too large"),
+                  std::string::npos)
+            << text(path("message"));
+        EXPECT_EQ(entries(), 2u) << name;
+    }
+}
+
 }  // namespace
 }  // namespace oravo::tools
