@@ -31,7 +31,7 @@
  * callbacks run on the thread of the call that they belong to, and may make these four calls on their own burst
  * and any call on others. The library starts no thread unless the options ask for more than one; OpenCV, which aligns
  * frames for the float, vector and reference pipelines, may (cv::setNumThreads(1) in C++ keeps it from that). After fork()
- * the child has the bursts of its parent, as copies.
+ * the child has the bursts of its parent, as copies; if the parent had threads at work, one makes the child's images.
  *
  * Images are row-major. A pitch is the number of bytes from one row to the next: 0 for dense rows, else at least the
  * bytes of a row, or at most their negative for images that lie upside down in memory, where the pointer names the

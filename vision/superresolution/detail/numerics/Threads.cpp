@@ -1,5 +1,6 @@
 #include "vision/superresolution/detail/numerics/Threads.h"
 
+#include <pthread.h>
 #include <tbb/global_control.h>
 #include <tbb/info.h>
 #include <tbb/parallel_for.h>
@@ -7,6 +8,7 @@
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
+#include <atomic>
 #include <string>
 
 #include "support/CodeLocation.h"
@@ -18,6 +20,15 @@ namespace {
 tbb::task_group_context sharedRounding() {
     return tbb::task_group_context(tbb::task_group_context::bound, tbb::task_group_context::default_traits |
                                                                        tbb::task_group_context::fp_settings);
+}
+
+std::atomic<bool> isForked{false};
+
+/// Has isForked tell, from the first use of oneTBB on, whether this process was forked from one that used it: there, oneTBB's
+/// workers are missing, and its locks may be held by threads that no longer exist.
+void watchForks() {
+    static const int watched = pthread_atfork(nullptr, nullptr, [] { isForked = true; });
+    static_cast<void>(watched);
 }
 
 }  // namespace
@@ -38,13 +49,21 @@ int Threads::settled(int count) {
 }
 
 Threads::Threads(int count) : count_(settled(count)) {
-    if (count_ == 1) return;
+    if (count_ == 1 || isForked) return;
+    watchForks();
     // oneTBB complains on standard error of arenas that want more threads than it may start.
     const std::size_t most = tbb::global_control::active_value(tbb::global_control::max_allowed_parallelism);
-    arena_ = std::make_shared<Arena>(static_cast<int>(std::min(static_cast<std::size_t>(count_), most)));
+    arena_.reset(new Arena(static_cast<int>(std::min(static_cast<std::size_t>(count_), most))),
+                 [](Arena* arena) {
+                     if (!isForked) delete arena;
+                 });
 }
 
 void Threads::run(int parts, Part call, const void* body) const {
+    if (isForked || !arena_) {
+        for (int part = 0; part < parts; ++part) call(body, part, 0);
+        return;
+    }
     arena_->execute([&] {
         tbb::task_group_context context = sharedRounding();
         tbb::parallel_for(
@@ -54,6 +73,13 @@ void Threads::run(int parts, Part call, const void* body) const {
 }
 
 void Threads::runInOrder(int parts, Part call, const void* body, Finished done, const void* finish) const {
+    if (isForked || !arena_) {
+        for (int part = 0; part < parts; ++part) {
+            call(body, part, 0);
+            done(finish, part);
+        }
+        return;
+    }
     arena_->execute([&] {
         tbb::task_group_context context = sharedRounding();
         int next = 0;

@@ -15,7 +15,8 @@ struct Band {
 };
 
 /// The threads that share one piece of work, the calling one among them. None is started before there is work for two.
-/// Copies share them; different objects may work at once, each within its own number.
+/// Copies share them; different objects may work at once, each within its own number. In a process that was forked from one
+/// with threads, the calling thread does all of the work.
 ///
 /// What a part computes must depend neither on the parts before it nor on how many parts there are, and sums over parts have
 /// to be added in the order of the parts. Then results have the same bits for every number of threads.

@@ -1,7 +1,9 @@
 #include "vision/superresolution/detail/numerics/Threads.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <tbb/global_control.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -44,6 +46,23 @@ TEST_F(ThreadsTest, DoEachPartOnceInASlotOfItsOwn) {
         EXPECT_EQ(done, std::vector<int>(kParts, 1)) << count;
         EXPECT_EQ(shared, 0) << count;
     }
+}
+
+TEST_F(ThreadsTest, LeaveAForkedProcessToItsOnlyThread) {
+    const Threads before(4);
+    before.forEach(kParts, [](int, int) {});
+    const pid_t child = fork();
+    if (child == 0) {
+        int done = 0;
+        const auto count = [&done](int, int slot) { done += slot == 0 ? 1 : 0; };
+        before.forEach(kParts, count);
+        Threads(3).forEach(kParts, count);
+        before.inOrder(kParts, count, [](int) {});
+        _exit(done == 3 * kParts ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 TEST_F(ThreadsTest, FinishInOrderWhateverTheOrderOfTheWork) {
