@@ -36,8 +36,6 @@ void refuseForeignTable(const std::string& target) {
     }
 }
 
-constexpr std::uint64_t kMetadataBytes = 1u << 16;  // of an image, seldom more
-
 EnlargedOutput enlargedOutput(const EnhanceCommand& command, cv::Size size) {
     return {command.output,
             command.every,

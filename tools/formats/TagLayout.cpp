@@ -73,7 +73,8 @@ std::vector<std::uint32_t> Tag::integers() const {
 }
 
 std::uint64_t Tag::count() const {
-    return content.size() / elementBytes(static_cast<std::uint16_t>(type));
+    const std::size_t bytes = elementBytes(static_cast<std::uint16_t>(type));
+    return bytes != 0 ? content.size() / bytes : 0;
 }
 
 std::string TagEncoder::number(std::uint64_t value, std::size_t size) const {

@@ -20,8 +20,10 @@ PaddedImage blurredFrame(const FrameState& frame, int width, int height, PaddedI
     const PaddedImage values(width, height), present(width, height);
     for (int y = 0; y < height; ++y) {
         const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(y) * width;
-        std::copy_n(frame.values.data() + start, width, values.row(y));
         std::copy_n(frame.present.data() + start, width, present.row(y));
+        // Pixels that are left out keep their values.
+        std::transform(present.row(y), present.row(y) + width, frame.values.data() + start, values.row(y),
+                       [](float there, float value) { return there * value; });
     }
     const BlurTaps taps = gaussianTaps(kFrameBlur);
     PaddedImage sum = filtered(taps, values);

@@ -13,8 +13,9 @@ namespace oravo::vision::detail::precise {
 /// A frame, its place and its weights. Images are dense, rows x columns of the frame. Values are those of the frame less the
 /// reference's mean, over the reference's standard deviation, the unit in which everything below is computed.
 struct FrameState {
-    Buffer<float> values;     ///< 0 where there is none
-    Buffer<float> present;    ///< 1 where the frame has a value, 0 at defects
+    Buffer<float> values;  ///< 0 where the frame has none
+    Buffer<float>
+        present;  ///< 1 where the frame has a value that counts, 0 at defects and pixels that are left out
     Buffer<float> agreement;  ///< in [0, 1]: whether the frame shows there what the reference does
     Buffer<float> weight;     ///< of each value for the image
     Buffer<float> misfit;     ///< (value - offset) / gain - pattern - the image's value there; see `inside`

@@ -107,13 +107,19 @@ bool Reconstruction::patternIsWeak() const {
 
 void Reconstruction::dropDeadPixels() {
     if (!options_.findDeadPixels || !sceneMoves()) return;
+    const bool hasImpulses =
+        std::any_of(impulses_.begin(), impulses_.end(),
+                    [](const std::vector<std::size_t>& pixels) { return !pixels.empty(); });
+    if (hasImpulses) {  // they tell the most of a dead pixel
+        showImpulses(1.0f);
+        measure();
+    }
     const std::vector<std::size_t> found = findDeadPixels(grid_, frames_);
+    if (hasImpulses) showImpulses(0.0f);
     // No sensor has so many dead pixels: a codec or the camera's own filter causes what the frames have in common there.
     const double pixels = static_cast<double>(grid_.width) * grid_.height;
     if (static_cast<double>(found.size()) > kMostDead * pixels) return;
-    deadPixels_.insert(deadPixels_.end(), found.begin(), found.end());
-    std::sort(deadPixels_.begin(), deadPixels_.end());
-    leaveOut(found);
+    addDead(found);
 }
 
 /// The strength that is best for rendered bursts is proportional to noise^1.5, both in units of the contrast.

@@ -90,7 +90,9 @@ class Reconstruction {
     void makeImpartialDraft(const std::vector<std::size_t>& spikes);
     /// Leaves out values that no other frame confirms, and pixels that have several. @return whether there were any
     bool dropImpulses();
-    void leaveOutFlickering(const std::vector<std::vector<std::size_t>>& impulses);
+    void showImpulses(float present);
+    void leaveOutFlickering();
+    void addDead(const std::vector<std::size_t>& pixels);
     void leaveOut(const std::vector<std::size_t>& pixels);
     void hideKnownDead();
     void showKnownDead();
@@ -127,8 +129,9 @@ class Reconstruction {
     SensorPattern pattern_;
     PaddedImage image_, deviation_, sensitivity_, presence_;
     std::vector<std::size_t> deadPixels_;
-    std::vector<std::size_t> known_;          ///< dead pixels, from earlier frames
-    std::vector<std::vector<float>> hidden_;  ///< for each frame, where it has values of these
+    std::vector<std::vector<std::size_t>> impulses_;  ///< of each frame
+    std::vector<std::size_t> known_;                  ///< dead pixels, from earlier frames
+    std::vector<std::vector<float>> hidden_;          ///< for each frame, where it has values of these
     WithheldChoice withheld_;
     long withheldSteps_ = 0;
 };

@@ -90,26 +90,42 @@ bool Reconstruction::dropImpulses() {
     const auto isEmpty = [](const std::vector<std::size_t>& pixels) { return pixels.empty(); };
     if (std::all_of(spikes.begin(), spikes.end(), isEmpty)) return false;
     makeImpartialDraft(spikes[static_cast<std::size_t>(reference_)]);
-    const std::vector<std::vector<std::size_t>> impulses = findImpulses(grid_, frames_, spikes);
-    for (std::size_t k = 0; k < frames_.size(); ++k) {
-        for (const std::size_t q : impulses[k]) frames_[k].present[q] = frames_[k].values[q] = 0.0f;
-        frames_[k].scale = 0.0;  // nothing has been measured against the draft to come
-    }
-    if (sceneMoves()) leaveOutFlickering(impulses);
-    return !std::all_of(impulses.begin(), impulses.end(), isEmpty);
+    impulses_ = findImpulses(grid_, frames_, spikes);
+    showImpulses(0.0f);
+    for (FrameState& frame : frames_)
+        frame.scale = 0.0;  // nothing has been measured against the draft to come
+    const bool found = !std::all_of(impulses_.begin(), impulses_.end(), isEmpty);
+    if (sceneMoves()) leaveOutFlickering();
+    return found;
 }
 
-void Reconstruction::leaveOutFlickering(const std::vector<std::vector<std::size_t>>& impulses) {
+/// @param present  1 for impulses that count as values, 0 for those that do not
+void Reconstruction::showImpulses(float present) {
+    for (std::size_t k = 0; k < frames_.size(); ++k) {
+        for (const std::size_t q : impulses_[k]) frames_[k].present[q] = frames_[k].inside[q] = present;
+    }
+}
+
+void Reconstruction::leaveOutFlickering() {
     std::vector<int> times(frames_.front().values.size());
-    for (const std::vector<std::size_t>& ofFrame : impulses) {
+    for (const std::vector<std::size_t>& ofFrame : impulses_) {
         for (const std::size_t q : ofFrame) ++times[q];
     }
     std::vector<std::size_t> flickering;
     for (std::size_t q = 0; q < times.size(); ++q) {
         if (times[q] >= kFlickers) flickering.push_back(q);
     }
-    leaveOut(flickering);
-    deadPixels_.insert(deadPixels_.end(), flickering.begin(), flickering.end());
+    addDead(flickering);
+}
+
+/// Takes pixels, ascending, for dead, whose impulses are then no more to be told apart from their other values.
+void Reconstruction::addDead(const std::vector<std::size_t>& pixels) {
+    leaveOut(pixels);
+    const auto isDead = [&](std::size_t q) { return std::binary_search(pixels.begin(), pixels.end(), q); };
+    for (std::vector<std::size_t>& ofFrame : impulses_)
+        ofFrame.erase(std::remove_if(ofFrame.begin(), ofFrame.end(), isDead), ofFrame.end());
+    deadPixels_.insert(deadPixels_.end(), pixels.begin(), pixels.end());
+    std::sort(deadPixels_.begin(), deadPixels_.end());
 }
 
 }  // namespace oravo::vision::detail::precise
