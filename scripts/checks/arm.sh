@@ -5,6 +5,9 @@
 # libmagic and OpenSSL, which install beside the machine's own. The program is linked, not run: OpenCV's codecs for ARM cannot be installed
 # beside the machine's own, they are only unpacked. Results of the library's own arithmetic have to be equal; those that
 # OpenCV has a part in are only reported, since its filters may fuse multiplications and additions where a machine can.
+#
+#   scripts/check.sh arm             all of that
+#   scripts/check.sh arm --results   without the tests, which take half of the time to build and to run
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . scripts/lib.sh
@@ -20,32 +23,38 @@ if [ ! -e "$codecs/usr" ]; then
     (cd "$codecs" && apt-get download -qq -o APT::Sandbox::User=root libopencv-imgcodecs406:arm64 && dpkg -x ./*.deb .)
 fi
 
+tests=(oravo_tests)
+if [ "${1:-}" = --results ]; then tests=(); fi
+
 echo "== building for ARM in build-arm"
 build_in build-arm -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64.cmake -DCMAKE_BUILD_TYPE=Release \
     -DORAVO_BUILD_BENCHMARKS=OFF -DCMAKE_EXE_LINKER_FLAGS=-Wl,--allow-shlib-undefined \
     -DOpenCV_imgcodecs_LIBRARY="$codecs/usr/lib/aarch64-linux-gnu/libopencv_imgcodecs.so.406" \
-    -- oravo_superresolution oravo-superres oravo_tests oravo_result_bytes
+    -- oravo_superresolution oravo-superres oravo_result_bytes "${tests[@]}"
 build_release oravo_write_burst oravo_result_bytes
 
-echo "== running the tests under emulation"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-shards=$(nproc)
-running=()
-for ((shard = 0; shard < shards; ++shard)); do
-    GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard \
-        qemu-aarch64-static build-arm/tests/oravo_tests >"$work/tests.$shard" 2>&1 &
-    running+=($!)
-done
-failed=0
-for process in "${running[@]}"; do
-    wait "$process" || failed=1
-done
-if [ "$failed" -ne 0 ]; then
-    cat "$work"/tests.*
-    exit 1
-fi
-grep -h -E '^\[  PASSED|^\[  SKIPPED \] [0-9]' "$work"/tests.*
+# Runs the tests in one process for each processor.
+run_tests() {
+    echo "== running the tests under emulation"
+    local shards running=() failed=0
+    shards=$(nproc)
+    for ((shard = 0; shard < shards; ++shard)); do
+        GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard \
+            qemu-aarch64-static build-arm/tests/oravo_tests >"$work/tests.$shard" 2>&1 &
+        running+=($!)
+    done
+    for process in "${running[@]}"; do
+        wait "$process" || failed=1
+    done
+    if [ "$failed" -ne 0 ]; then
+        cat "$work"/tests.*
+        exit 1
+    fi
+    grep -h -E '^\[  PASSED|^\[  SKIPPED \] [0-9]' "$work"/tests.*
+}
+if [ "${#tests[@]}" -ne 0 ]; then run_tests; fi
 
 echo "== the program is linked; a host of the shared library runs under emulation"
 readelf -h build-arm/tools/oravo-superres | grep 'Machine:.*AArch64'
