@@ -3,7 +3,7 @@
 #
 # Their sh blocks run in the order of the pages in one shell, and blocks that name a file are written under that name, in a
 # copy of the tree and an empty home. The resulting images have to be the same in all languages. Figures that pages take from
-# the gallery are those of the gallery.
+# the gallery are those of the gallery. Blocks of bash, for files that only readers have, are not run.
 #
 #   scripts/checks/pages.sh [BUILD_FOLDER]     installs from there; without it, as docs/guides/install.md says
 set -euo pipefail
