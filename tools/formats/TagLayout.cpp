@@ -18,7 +18,7 @@ bool isFraction(std::uint16_t type) {
 template <class Number>
 std::vector<Number> numbersIn(const std::string& content) {
     std::vector<Number> numbers(content.size() / sizeof(Number));
-    std::memcpy(numbers.data(), content.data(), numbers.size() * sizeof(Number));
+    if (!numbers.empty()) std::memcpy(numbers.data(), content.data(), numbers.size() * sizeof(Number));
     return numbers;
 }
 
