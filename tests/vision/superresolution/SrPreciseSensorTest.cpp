@@ -136,7 +136,7 @@ TEST(SrPreciseSensor, FlickeringPixelsAreListedAndCostLittle) {
         for (const std::size_t k : {std::size_t{kMiddle}, 5 + i % 3, i})
             frames[k](flickering[i]) += i % 2 == 0 ? 12.0f : -12.0f;
     }
-    frames[kMiddle](60, 30) = frames[6](7, 50) = 60.0f;  // once, as a particle does
+    frames[kMiddle](30, 60) = frames[6](7, 50) = 60.0f;  // once, as a particle does
     const SrPreciseResult result = enhance(frames, kMiddle);
     EXPECT_EQ(result.deadPixels, flickering);
     EXPECT_LT(rmsDifference(result.image, scene.truth(), 8),
