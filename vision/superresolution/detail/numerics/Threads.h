@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace oravo::vision::detail {
@@ -76,6 +77,30 @@ class Threads {
     static Band bandOf(int band, int bands, int rows) {
         const auto edge = [&](int i) { return static_cast<int>(static_cast<long long>(rows) * i / bands); };
         return {edge(band), edge(band + 1)};
+    }
+
+    /// Calls body(y) for each row.
+    template <class Body>
+    void forEachRow(int rows, const Body& body) const {
+        forRows(rows, [&](int first, int end, int) {
+            for (int y = first; y < end; ++y) body(y);
+        });
+    }
+
+    /// What body(y, found) appends to a vector, row after row.
+    template <class T, class Body>
+    std::vector<T> gatherRows(int rows, const Body& body) const {
+        constexpr int kLeastRows = 32;
+        const int parts = bands(rows, kLeastRows);
+        std::vector<std::vector<T>> found(static_cast<std::size_t>(parts));
+        forEach(parts, [&](int part, int) {
+            const Band band = bandOf(part, parts, rows);
+            for (int y = band.first; y < band.end; ++y) body(y, found[static_cast<std::size_t>(part)]);
+        });
+        std::vector<T> all = std::move(found.front());
+        for (std::size_t i = 1; i < found.size(); ++i)
+            all.insert(all.end(), found[i].begin(), found[i].end());
+        return all;
     }
 
   private:

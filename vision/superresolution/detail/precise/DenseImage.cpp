@@ -4,6 +4,45 @@
 #include <vector>
 
 namespace oravo::vision::detail::precise {
+namespace {
+
+/// Sums of a dense image along its rows, of as many rows as a box reaches, each in the place of the row that it replaces.
+class BoxRows {
+  public:
+    BoxRows(int width, int radius)
+        : width_(width),
+          radius_(radius),
+          kept_(2 * radius + 1),
+          line_(static_cast<std::size_t>(width + 2 * radius)),
+          counts_(line_),
+          sums_(areaOf(width, 2 * kept_)) {}
+
+    void add(const float* values, const float* weight, int y) {
+        for (int x = 0; x < width_; ++x) {
+            const std::size_t at = static_cast<std::size_t>(x + radius_);
+            line_[at] = static_cast<double>(weight[x]) * values[x];
+            counts_[at] = weight[x];
+        }
+        sumAlong(line_, sumsOf(y));
+        sumAlong(counts_, countsOf(y));
+    }
+    double* sumsOf(int y) { return sums_.data() + areaOf(width_, 2 * (y % kept_)); }
+    double* countsOf(int y) { return sumsOf(y) + width_; }
+
+  private:
+    void sumAlong(const std::vector<double>& line, double* out) const {
+        std::fill_n(out, width_, 0.0);
+        for (int i = 0; i < kept_; ++i) {
+            for (int x = 0; x < width_; ++x) out[x] += line[static_cast<std::size_t>(x + i)];
+        }
+    }
+
+    int width_, radius_, kept_;
+    std::vector<double> line_, counts_;  // 0 beyond the ends
+    std::vector<double> sums_;
+};
+
+}  // namespace
 
 Buffer<float> denseCopy(const PaddedImage& image) {
     Buffer<float> dense(areaOf(image.columns(), image.rows()));
@@ -15,34 +54,29 @@ Buffer<float> denseCopy(const PaddedImage& image) {
 }
 
 void boxMean(const Buffer<float>& values, const Buffer<float>& weight, int width, int height, int radius,
-             Buffer<float>& out) {
-    const std::size_t area = areaOf(width, height);
-    std::vector<double> sums(area), counts(area);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const int last = std::min(width - 1, x + radius);
-            double sum = 0.0, count = 0.0;
-            for (int i = std::max(0, x - radius); i <= last; ++i) {
-                const std::size_t at = areaOf(y, width) + static_cast<std::size_t>(i);
-                sum += static_cast<double>(weight[at]) * values[at];
-                count += weight[at];
+             Buffer<float>& out, const Threads& threads) {
+    threads.forRows(height, [&](int first, int end, int) {
+        BoxRows rows(width, radius);
+        std::vector<double> sum(static_cast<std::size_t>(width)), count(sum);
+        int next = std::max(0, first - radius);
+        for (int y = first; y < end; ++y) {
+            const int top = std::max(0, y - radius), bottom = std::min(height - 1, y + radius);
+            for (; next <= bottom; ++next)
+                rows.add(values.data() + areaOf(next, width), weight.data() + areaOf(next, width), next);
+            std::fill(sum.begin(), sum.end(), 0.0);
+            std::fill(count.begin(), count.end(), 0.0);
+            for (int i = top; i <= bottom; ++i) {
+                const double *sums = rows.sumsOf(i), *counts = rows.countsOf(i);
+                for (std::size_t x = 0; x < sum.size(); ++x) {
+                    sum[x] += sums[x];
+                    count[x] += counts[x];
+                }
             }
-            sums[areaOf(y, width) + static_cast<std::size_t>(x)] = sum;
-            counts[areaOf(y, width) + static_cast<std::size_t>(x)] = count;
+            float* to = out.data() + areaOf(y, width);
+            for (std::size_t x = 0; x < sum.size(); ++x)
+                to[x] = count[x] > 0.0 ? static_cast<float>(sum[x] / count[x]) : 0.0f;
         }
-    }
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const int last = std::min(height - 1, y + radius);
-            double sum = 0.0, count = 0.0;
-            for (int i = std::max(0, y - radius); i <= last; ++i) {
-                sum += sums[areaOf(i, width) + static_cast<std::size_t>(x)];
-                count += counts[areaOf(i, width) + static_cast<std::size_t>(x)];
-            }
-            out[areaOf(y, width) + static_cast<std::size_t>(x)] =
-                count > 0.0 ? static_cast<float>(sum / count) : 0.0f;
-        }
-    }
+    });
 }
 
 }  // namespace oravo::vision::detail::precise

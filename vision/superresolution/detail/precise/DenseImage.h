@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/PaddedImage.h"
 
 namespace oravo::vision::detail::precise {
@@ -18,7 +19,7 @@ Buffer<float> denseCopy(const PaddedImage& image);
 
 /// out = the mean of values over the pixels of (2 radius + 1)^2 whose weight is 1; 0 where there is none.
 void boxMean(const Buffer<float>& values, const Buffer<float>& weight, int width, int height, int radius,
-             Buffer<float>& out);
+             Buffer<float>& out, const Threads& threads = Threads());
 
 }  // namespace oravo::vision::detail::precise
 

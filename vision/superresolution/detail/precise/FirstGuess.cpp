@@ -54,9 +54,10 @@ FirstGuess::FirstGuess(int width, int height, const Threads& threads)
 }
 
 void FirstGuess::setReference(const FrameState& reference) {
-    reference_ = framePyramid(reference, width_, height_);
+    reference_ = framePyramid(reference, width_, height_, threads_);
     splines_.clear();
     fits_ = PerSlot<Fits>(threads_);
+    finest_.emplace(reference_.front().grid, threads_);
     for (const PyramidLevel& level : reference_) {
         const SplineImage spline(level.grid);
         for (int y = 0; y < level.grid.height; ++y)
@@ -158,7 +159,7 @@ void FirstGuess::chooseModel(const PyramidLevel& finest, FrameState& frame, Cand
     const auto fit = [&](MotionModel model, FramePose pose) {
         Candidate candidate{pose, {}};
         candidate.outcome =
-            this->fit(0, 0).fit(splines_[0], shown.data(), weight.data(), model, FitLimits(), candidate.pose);
+            finest_->fit(splines_[0], shown.data(), weight.data(), model, FitLimits(), candidate.pose);
         return candidate;
     };
     // Steep places determine a motion best, unless they move on their own: then most pixels fit worse.
@@ -196,64 +197,85 @@ FirstGuess::Misfit FirstGuess::misfitOf(const PyramidLevel& finest, const Candid
     Misfit result;
     for (Buffer<float>* buffer : {&result.misfit, &result.slope, &result.inside})
         *buffer = Buffer<float>(area);
-    std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), known(value);
-    for (const SampleRun& run : sampleRuns(finest.grid, best.pose.motion)) {
-        preciseKernels().sampleGradient(splines_[0].view(), run, value.data(), dx.data(), dy.data());
-        preciseKernels().sample(known_.view(), run, known.data());
-        for (int i = run.first; i < run.first + run.count; ++i) {
-            const std::size_t at = areaOf(run.y, width_) + static_cast<std::size_t>(i);
-            const std::size_t x = static_cast<std::size_t>(i);
-            if (!(finest.known[at] > 0.0f) || known[x] < kLeastKnown) continue;
-            const double seen = (finest.shown.row(run.y)[i] - best.pose.offset) / best.pose.gain;
-            const float misfit = static_cast<float>(seen - value[x]);
-            result.misfit[at] = misfit;
-            result.slope[at] = std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
-            result.inside[at] = 1.0f;
-            result.magnitudes.push_back(std::abs(misfit));
-            result.residual += static_cast<double>(misfit) * misfit;
-            result.sum += seen;
-            result.squares += seen * seen;
-            result.count += 1.0;
+    const auto shown = [&](int y, int x) {
+        return (finest.shown.row(y)[x] - best.pose.offset) / best.pose.gain;
+    };
+    const std::vector<SampleRun> runs = sampleRuns(finest.grid, best.pose.motion);
+    threads_.forRows(static_cast<int>(runs.size()), [&](int first, int end, int) {
+        std::vector<float> value(static_cast<std::size_t>(width_)), dx(value), dy(value), known(value);
+        for (int r = first; r < end; ++r) {
+            const SampleRun& run = runs[static_cast<std::size_t>(r)];
+            preciseKernels().sampleGradient(splines_[0].view(), run, value.data(), dx.data(), dy.data());
+            preciseKernels().sample(known_.view(), run, known.data());
+            for (int i = run.first; i < run.first + run.count; ++i) {
+                const std::size_t x = static_cast<std::size_t>(i), at = areaOf(run.y, width_) + x;
+                if (!(finest.known[at] > 0.0f) || known[x] < kLeastKnown) continue;
+                result.misfit[at] = static_cast<float>(shown(run.y, i) - value[x]);
+                result.slope[at] = std::sqrt(dx[x] * dx[x] + dy[x] * dy[x]);
+                result.inside[at] = 1.0f;
+            }
         }
-    }
+    });
+    std::vector<Sums> sums(static_cast<std::size_t>(height_));
+    threads_.forEachRow(height_, [&](int y) {
+        for (int x = 0; x < width_; ++x) {
+            const std::size_t at = areaOf(y, width_) + static_cast<std::size_t>(x);
+            if (result.inside[at] > 0.0f)
+                sums[static_cast<std::size_t>(y)].add(result.misfit[at], shown(y, x));
+        }
+    });
+    for (const Sums& row : sums) result.sums.add(row);
     return result;
 }
 
 bool FirstGuess::showsTheReference(const Misfit& misfit, double scale, const PyramidLevel& finest,
                                    const FrameState& frame) const {
-    const double count = misfit.count;
-    const double variance =
-        count > 0.0 ? misfit.squares / count - misfit.sum * misfit.sum / (count * count) : 0.0;
-    const double doubt = std::max(kLeastDoubt, 1.0 - kParameters * kPixelsPerValue / std::max(count, 1.0));
+    const Sums& sums = misfit.sums;
+    const double count = sums.count;
     const auto possible = std::count(finest.known.begin(), finest.known.end(), 1.0f);
+    if (!(count > kLeastOverlap * static_cast<double>(possible))) return false;
+    const double variance = sums.squares / count - sums.values * sums.values / (count * count);
+    const double doubt = std::max(kLeastDoubt, 1.0 - kParameters * kPixelsPerValue / std::max(count, 1.0));
+    const auto explains = [&](double share) {
+        return sums.residual / count < (1.0 - share) * doubt * variance;
+    };
+    if (!explains(kLeastExplained)) return false;
+    if (explains(kExplainedOfStrange)) return true;
     // Where even the better half of the pixels differs by far more than noise, only a match that is otherwise close counts.
     const double blurredNoise =
         std::sqrt(2.0 / kPixelsPerValue);  // of a difference of two frames, over a frame's
-    const bool strange = scale > kStrange * blurredNoise * frameNoise(frame, width_, height_);
-    const double explained = strange ? kExplainedOfStrange : kLeastExplained;
-    return count > kLeastOverlap * static_cast<double>(possible) &&
-           misfit.residual / count < (1.0 - explained) * doubt * variance;
+    return !(scale > kStrange * blurredNoise * frameNoise(frame, width_, height_));
 }
 
 void FirstGuess::judge(const PyramidLevel& finest, const Candidate& best, FrameState& frame) {
-    Misfit misfit = misfitOf(finest, best);
-    const double scale = kSigmaPerQuartile * static_cast<double>(quantile(misfit.magnitudes, 0.25)) + 1e-6;
+    const Misfit misfit = misfitOf(finest, best);
+    std::vector<float> work;
+    const auto known = [&](std::size_t i) {
+        return misfit.inside[i] > 0.0f ? std::optional<float>(misfit.misfit[i]) : std::nullopt;
+    };
+    const double quartile = quantileOfMagnitudes(misfit.misfit.size(), 0.25, known, work);
+    const double scale = kSigmaPerQuartile * quartile + 1e-6;
     frame.used = showsTheReference(misfit, scale, finest, frame);
     const std::size_t area = areaOf(width_, height_);
     Buffer<float> squared(area), mean(area);
-    for (std::size_t i = 0; i < area; ++i) {
+    const auto forEachPixel = [&](const auto& body) {
+        threads_.forEachRow(height_, [&](int y) {
+            for (std::size_t i = areaOf(y, width_); i < areaOf(y + 1, width_); ++i) body(i);
+        });
+    };
+    forEachPixel([&](std::size_t i) {
         const double u = misfit.misfit[i] / lengthOf(scale, kDisplacement * misfit.slope[i]);
         squared[i] = static_cast<float>(std::min(u * u, kMostMisfit * kMostMisfit));
-    }
-    boxMean(squared, misfit.inside, width_, height_, 1, mean);
-    for (std::size_t i = 0; i < area; ++i) {
+    });
+    boxMean(squared, misfit.inside, width_, height_, 1, mean, threads_);
+    forEachPixel([&](std::size_t i) {
         const double excess = mean[i] / (kTolerance * kTolerance);
         frame.agreement[i] = excess <= 1.0 ? 1.0f : static_cast<float>(1.0 / (excess * excess));
-    }
+    });
 }
 
 void FirstGuess::place(const std::vector<Motion>& hints, FrameState& frame) {
-    const std::vector<PyramidLevel> levels = framePyramid(frame, width_, height_);
+    const std::vector<PyramidLevel> levels = framePyramid(frame, width_, height_, threads_);
     const double toTop = std::ldexp(1.0, 1 - static_cast<int>(levels.size()));
     std::vector<Candidate> candidates(1);
     for (const Motion& peak : correlationPeaks(levels.back())) {

@@ -1,6 +1,7 @@
 #ifndef ORAVO_VISION_DETAIL_PRECISE_FIRSTGUESS_H
 #define ORAVO_VISION_DETAIL_PRECISE_FIRSTGUESS_H
 
+#include <optional>
 #include <vector>
 
 #include "vision/superresolution/detail/numerics/Threads.h"
@@ -26,13 +27,23 @@ class FirstGuess {
         FramePose pose;
         FitOutcome outcome;
     };
-    /// What a placed frame shows less what the reference shows, where both have values; sums over those pixels.
+    struct Sums {
+        double residual = 0.0;               ///< of squared misfits
+        double values = 0.0, squares = 0.0;  ///< of the frame
+        double count = 0.0;
+
+        void add(double misfit, double value) { add({misfit * misfit, value, value * value, 1.0}); }
+        void add(const Sums& other) {
+            residual += other.residual;
+            values += other.values;
+            squares += other.squares;
+            count += other.count;
+        }
+    };
+    /// What a placed frame shows less what the reference shows, where both have values.
     struct Misfit {
         Buffer<float> misfit, slope, inside;
-        std::vector<float> magnitudes;
-        double residual = 0.0;            ///< sum of squared misfits
-        double sum = 0.0, squares = 0.0;  ///< of the frame's values
-        double count = 0.0;
+        Sums sums;
     };
 
     std::vector<Motion> correlationPeaks(const PyramidLevel& level) const;
@@ -59,7 +70,8 @@ class FirstGuess {
     std::vector<PyramidLevel> reference_;
     std::vector<SplineImage> splines_;
     PerSlot<Fits> fits_;
-    SplineImage known_;  ///< 1 where the reference has values, on the finest grid
+    std::optional<MotionFit> finest_;  ///< of the finest level, by all threads
+    SplineImage known_;                ///< 1 where the reference has values, on the finest grid
 };
 
 }  // namespace oravo::vision::detail::precise

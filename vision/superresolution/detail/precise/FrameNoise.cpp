@@ -7,23 +7,24 @@
 namespace oravo::vision::detail::precise {
 
 double frameNoise(const FrameState& frame, int width, int height) {
-    std::vector<float> rough, work;
-    for (int y = 1; y + 1 < height; ++y) {
-        const float* v = frame.values.data() + static_cast<std::ptrdiff_t>(y) * width;
-        const float* known = frame.present.data() + static_cast<std::ptrdiff_t>(y) * width;
-        for (int x = 1; x + 1 < width; ++x) {
-            float across[3], all = 1.0f;
-            for (int j = -1; j <= 1; ++j) {
-                const float* at = v + j * width + x;
-                across[j + 1] = at[-1] - 2.0f * at[0] + at[1];
-                const float* there = known + j * width + x;
-                all = std::min(all, std::min(there[-1], std::min(there[0], there[1])));
-            }
-            if (all > 0.0f) rough.push_back(across[0] - 2.0f * across[1] + across[2]);
+    if (width < 3 || height < 3) return 0.0;
+    const std::size_t inner = static_cast<std::size_t>(width - 2);
+    const auto roughAt = [&](std::size_t i) -> std::optional<float> {
+        const std::size_t q = (i / inner + 1) * static_cast<std::size_t>(width) + i % inner + 1;
+        float across[3], all = 1.0f;
+        for (int j = -1; j <= 1; ++j) {
+            const float* at = frame.values.data() + q + j * width;
+            const float* there = frame.present.data() + q + j * width;
+            across[j + 1] = at[-1] - 2.0f * at[0] + at[1];
+            all = std::min(all, std::min(there[-1], std::min(there[0], there[1])));
         }
-    }
+        if (!(all > 0.0f)) return std::nullopt;
+        return across[0] - 2.0f * across[1] + across[2];
+    };
+    std::vector<float> work;
     constexpr double kGain = 6.0;  // root of the sum of the squares of the weights
-    return kSigmaPerMedian * medianMagnitude(rough.data(), rough.size(), work) / kGain;
+    return kSigmaPerMedian *
+           quantileOfMagnitudes(inner * static_cast<std::size_t>(height - 2), 0.5, roughAt, work) / kGain;
 }
 
 }  // namespace oravo::vision::detail::precise

@@ -16,34 +16,35 @@ constexpr float kBalance = 25.0f;   ///< mean square of the slope over its media
 
 /// A frame blurred over its defects.
 /// @param weight  how much of each value comes from the frame's pixels, from 0 to 1
-PaddedImage blurredFrame(const FrameState& frame, int width, int height, PaddedImage& weight) {
+PaddedImage blurredFrame(const FrameState& frame, int width, int height, const Threads& threads,
+                         PaddedImage& weight) {
     const PaddedImage values(width, height), present(width, height);
-    for (int y = 0; y < height; ++y) {
+    threads.forEachRow(height, [&](int y) {
         const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(y) * width;
         std::copy_n(frame.present.data() + start, width, present.row(y));
         // Pixels that are left out keep their values.
         std::transform(present.row(y), present.row(y) + width, frame.values.data() + start, values.row(y),
                        [](float there, float value) { return there * value; });
-    }
+    });
     const BlurTaps taps = gaussianTaps(kFrameBlur);
-    PaddedImage sum = filtered(taps, values);
-    weight = filtered(taps, present);
-    for (int y = 0; y < height; ++y) {
+    PaddedImage sum = filtered(taps, values, threads);
+    weight = filtered(taps, present, threads);
+    threads.forEachRow(height, [&](int y) {
         for (int x = 0; x < width; ++x) sum.row(y)[x] /= std::max(weight.row(y)[x], 0.05f);
-    }
+    });
     return sum;
 }
 
-PaddedImage halved(const PaddedImage& image) {
-    const PaddedImage blurred = filtered(gaussianTaps(kLevelBlur), image);
+PaddedImage halved(const PaddedImage& image, const Threads& threads) {
+    const PaddedImage blurred = filtered(gaussianTaps(kLevelBlur), image, threads);
     PaddedImage half(image.columns() / 2, image.rows() / 2);
-    for (int y = 0; y < half.rows(); ++y) {
+    threads.forEachRow(half.rows(), [&](int y) {
         const float* upper = blurred.row(2 * y);
         const float* lower = blurred.row(2 * y + 1);
         for (int x = 0; x < half.columns(); ++x) {
             half.row(y)[x] = 0.25f * ((upper[2 * x] + upper[2 * x + 1]) + (lower[2 * x] + lower[2 * x + 1]));
         }
-    }
+    });
     return half;
 }
 
@@ -56,10 +57,10 @@ Buffer<float> knownPart(const PaddedImage& weight) {
 
 /// known / (1 + slope^2 / typical slope^2), with slopes by their mean square around a pixel: so every part of a frame has about
 /// the same influence, a hot plate that moves on its own as well as the faint background that fills most of the frame.
-Buffer<float> balanced(const PaddedImage& image, const Buffer<float>& known) {
+Buffer<float> balanced(const PaddedImage& image, const Buffer<float>& known, const Threads& threads) {
     const int width = image.columns(), height = image.rows();
     const Buffer<float> squares(areaOf(width, height));
-    for (int y = 0; y < height; ++y) {
+    threads.forEachRow(height, [&](int y) {
         const float* above = image.row(std::max(0, y - 1));
         const float* below = image.row(std::min(height - 1, y + 1));
         for (int x = 0; x < width; ++x) {
@@ -68,9 +69,9 @@ Buffer<float> balanced(const PaddedImage& image, const Buffer<float>& known) {
                         dy = below[x] - above[x];
             squares[areaOf(y, width) + static_cast<std::size_t>(x)] = dx * dx + dy * dy;
         }
-    }
+    });
     Buffer<float> out(squares.size());
-    boxMean(squares, known, width, height, kBalanceRadius, out);
+    boxMean(squares, known, width, height, kBalanceRadius, out, threads);
     std::vector<float> work;
     const float typical =
         kBalance * static_cast<float>(medianMagnitude(out.data(), out.size(), work)) + 1e-12f;
@@ -80,17 +81,18 @@ Buffer<float> balanced(const PaddedImage& image, const Buffer<float>& known) {
 
 }  // namespace
 
-std::vector<PyramidLevel> framePyramid(const FrameState& frame, int width, int height) {
+std::vector<PyramidLevel> framePyramid(const FrameState& frame, int width, int height,
+                                       const Threads& threads) {
     std::vector<PyramidLevel> levels;
     PaddedImage weight;
-    PaddedImage image = blurredFrame(frame, width, height, weight);
+    PaddedImage image = blurredFrame(frame, width, height, threads, weight);
     for (;;) {
         const Buffer<float> known = knownPart(weight);
-        levels.push_back({Grid{image.columns(), image.rows(), 1, 0}, image, filtered(splineTaps(), image),
-                          known, balanced(image, known)});
+        levels.push_back({Grid{image.columns(), image.rows(), 1, 0}, image,
+                          filtered(splineTaps(), image, threads), known, balanced(image, known, threads)});
         if (std::min(image.columns(), image.rows()) < kCoarsest) return levels;
-        image = halved(image);
-        weight = halved(weight);
+        image = halved(image, threads);
+        weight = halved(weight, threads);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 #include "vision/superresolution/detail/precise/PaddedImage.h"
 
@@ -23,7 +24,8 @@ struct PyramidLevel {
 };
 
 /// A frame blurred over its defects, then halved until its shorter side is short; finest level first.
-std::vector<PyramidLevel> framePyramid(const FrameState& frame, int width, int height);
+std::vector<PyramidLevel> framePyramid(const FrameState& frame, int width, int height,
+                                       const Threads& threads);
 
 }  // namespace oravo::vision::detail::precise
 

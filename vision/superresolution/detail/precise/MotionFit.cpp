@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "vision/superresolution/detail/precise/SmallSystem.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
@@ -14,6 +15,7 @@ constexpr std::size_t kFewest = 24;   ///< pixels that a fit takes
 constexpr double kLongestStep = 3.0;  ///< pixels
 constexpr double kLeastGain = 0.2, kMostGain = 5.0;
 constexpr int kBlock = 256;  ///< points whose equations are made at a time
+constexpr int kParts = 16;   ///< that threads share, whatever their number, as sums of each are added
 
 int motionParameters(MotionModel model) {
     return model == MotionModel::translation ? 2 : model == MotionModel::similarity ? 4 : 6;
@@ -45,43 +47,59 @@ struct MotionFit::Equations : SmallSystem {
     }
 };
 
-void MotionFit::Points::clear() {
-    for (std::vector<float>* values : {&misfit, &slopeX, &slopeY, &value, &weight, &x, &y}) values->clear();
+void MotionFit::Points::resize(std::size_t size) {
+    for (std::vector<float>* values : {&misfit, &slopeX, &slopeY, &value, &weight, &x, &y})
+        values->resize(size);
 }
 
-MotionFit::MotionFit(const Grid& grid)
-    : grid_(grid),
-      unit_(0.5 * std::max(grid.width, grid.height)),
-      value_(static_cast<std::size_t>(grid.width)),
-      slopeX_(static_cast<std::size_t>(grid.width)),
-      slopeY_(static_cast<std::size_t>(grid.width)) {
+MotionFit::MotionFit(const Grid& grid, const Threads& threads)
+    : grid_(grid), threads_(threads), unit_(0.5 * std::max(grid.width, grid.height)), parts_(kParts) {
+}
+
+/// @param at  the place of the run's first pixel among the points
+void MotionFit::collectRun(const SplineImage& image, const float* values, const float* weight,
+                           const FramePose& pose, const SampleRun& run, std::size_t at,
+                           Points& points) const {
+    SampleRun sampled = run;
+    sampled.first = 0;
+    float *value = &points.value[at], *misfit = &points.misfit[at];
+    preciseKernels().sampleGradient(image.view(), sampled, value, &points.slopeX[at], &points.slopeY[at]);
+    const std::ptrdiff_t start = grid_.rowStart(run.y) + run.first;
+    std::copy_n(weight + start, run.count, &points.weight[at]);
+    const float offset = static_cast<float>(pose.offset), gain = static_cast<float>(pose.gain);
+    const double centreX = 0.5 * (grid_.width - 1), centreY = 0.5 * (grid_.height - 1);
+    for (int i = 0; i < run.count; ++i) {
+        misfit[i] = values[start + i] - offset - gain * value[i];
+        points.x[at + static_cast<std::size_t>(i)] = static_cast<float>((run.first + i - centreX) / unit_);
+    }
+    std::fill_n(&points.y[at], run.count, static_cast<float>((run.y - centreY) / unit_));
+    for (int i = 0; i < run.count; ++i) {
+        if (weight[start + i] > 0.0f) points.misfits.push_back(misfit[i]);
+    }
 }
 
 void MotionFit::collect(const SplineImage& image, const float* values, const float* weight,
                         const FramePose& pose, int rowStep) {
-    points_.clear();
-    const double centreX = 0.5 * (grid_.width - 1);
-    const double centreY = 0.5 * (grid_.height - 1);
-    for (const SampleRun& run : sampleRuns(grid_, pose.motion, rowStep)) {
-        preciseKernels().sampleGradient(image.view(), run, value_.data(), slopeX_.data(), slopeY_.data());
-        const std::ptrdiff_t start = static_cast<std::ptrdiff_t>(run.y) * grid_.width;
-        const float y = static_cast<float>((run.y - centreY) / unit_);
-        for (int i = run.first; i < run.first + run.count; ++i) {
-            if (!(weight[start + i] > 0.0f)) continue;
-            const std::size_t at = static_cast<std::size_t>(i);
-            points_.misfit.push_back(values[start + i] - static_cast<float>(pose.offset) -
-                                     static_cast<float>(pose.gain) * value_[at]);
-            points_.slopeX.push_back(slopeX_[at]);
-            points_.slopeY.push_back(slopeY_[at]);
-            points_.value.push_back(value_[at]);
-            points_.weight.push_back(weight[start + i]);
-            points_.x.push_back(static_cast<float>((i - centreX) / unit_));
-            points_.y.push_back(y);
-        }
-    }
+    const std::vector<SampleRun> runs = sampleRuns(grid_, pose.motion, rowStep);
+    threads_.forEach(kParts, [&](int part, int) {
+        const Band band = Threads::bandOf(part, kParts, static_cast<int>(runs.size()));
+        const auto first = runs.begin() + band.first, end = runs.begin() + band.end;
+        Points& points = parts_[static_cast<std::size_t>(part)];
+        points.misfits.clear();
+        points.resize(std::accumulate(first, end, std::size_t{0}, [](std::size_t size, const SampleRun& run) {
+            return size + static_cast<std::size_t>(run.count);
+        }));
+        std::size_t at = 0;
+        for (auto run = first; run != end; at += static_cast<std::size_t>(run->count), ++run)
+            collectRun(image, values, weight, pose, *run, at, points);
+    });
+    misfits_.clear();
+    for (const Points& points : parts_)
+        misfits_.insert(misfits_.end(), points.misfits.begin(), points.misfits.end());
 }
 
-MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, double scale) const {
+void MotionFit::addEquations(const Points& points, MotionModel model, double gain, double scale,
+                             double* sums) const {
     const int motion = motionParameters(model);
     const int columns = motion + 3;  // of the motion, gain and offset, and the misfit
     float column[SmallSystem::kMost + 1][kBlock], weight[kBlock];
@@ -90,15 +108,14 @@ MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, 
     std::fill_n(column[motion + 1], kBlock, 1.0f);
     const float slope = static_cast<float>(gain * grid_.factor);
     const float narrow = static_cast<float>(1.0 / (kCauchy * scale));
-    double sums[(SmallSystem::kMost + 1) * (SmallSystem::kMost + 2) / 2] = {};
-    for (std::size_t start = 0; start < points_.size(); start += kBlock) {
-        const int n = static_cast<int>(std::min<std::size_t>(kBlock, points_.size() - start));
-        const float *misfit = &points_.misfit[start], *x = &points_.x[start], *y = &points_.y[start];
+    for (std::size_t start = 0; start < points.size(); start += kBlock) {
+        const int n = static_cast<int>(std::min<std::size_t>(kBlock, points.size() - start));
+        const float *misfit = &points.misfit[start], *x = &points.x[start], *y = &points.y[start];
         for (int i = 0; i < n; ++i) {
             const float u = misfit[i] * narrow;
-            weight[i] = points_.weight[start + static_cast<std::size_t>(i)] / (1.0f + u * u);
-            column[0][i] = slope * points_.slopeX[start + static_cast<std::size_t>(i)];
-            column[1][i] = slope * points_.slopeY[start + static_cast<std::size_t>(i)];
+            weight[i] = points.weight[start + static_cast<std::size_t>(i)] / (1.0f + u * u);
+            column[0][i] = slope * points.slopeX[start + static_cast<std::size_t>(i)];
+            column[1][i] = slope * points.slopeY[start + static_cast<std::size_t>(i)];
         }
         const float *gx = column[0], *gy = column[1];
         if (model == MotionModel::similarity) {
@@ -114,11 +131,23 @@ MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, 
                 column[5][i] = gy[i] * y[i];
             }
         }
-        rows[motion] = &points_.value[start];
+        rows[motion] = &points.value[start];
         rows[motion + 2] = misfit;
         preciseKernels().gram(rows, columns, weight, n, sums);
     }
-    return Equations(motion + 2, sums);
+}
+
+MotionFit::Equations MotionFit::normalEquations(MotionModel model, double gain, double scale) const {
+    constexpr std::size_t kSums = (SmallSystem::kMost + 1) * (SmallSystem::kMost + 2) / 2;
+    double ofParts[kParts][kSums] = {};
+    threads_.forEach(kParts, [&](int part, int) {
+        addEquations(parts_[static_cast<std::size_t>(part)], model, gain, scale, ofParts[part]);
+    });
+    double sums[kSums] = {};
+    for (const auto& part : ofParts) {
+        for (std::size_t i = 0; i < kSums; ++i) sums[i] += part[i];
+    }
+    return Equations(motionParameters(model) + 2, sums);
 }
 
 MotionErrors MotionFit::errorsOf(const Equations& equations, MotionModel model) {
@@ -161,11 +190,11 @@ FitOutcome MotionFit::fit(const SplineImage& image, const float* values, const f
     for (int step = 0;; ++step) {
         collect(image, values, weight, pose, rowStep);
         const int rows = (grid_.height + rowStep - 1) / rowStep;
-        outcome.covered = static_cast<double>(points_.size()) / (static_cast<double>(rows) * grid_.width);
+        outcome.covered = static_cast<double>(misfits_.size()) / (static_cast<double>(rows) * grid_.width);
         outcome.valid = false;
-        if (points_.size() < kFewest) return outcome;
+        if (misfits_.size() < kFewest) return outcome;
         outcome.misfit =
-            kSigmaPerMedian * medianMagnitude(points_.misfit.data(), points_.size(), magnitudes_) + 1e-7;
+            kSigmaPerMedian * medianMagnitude(misfits_.data(), misfits_.size(), magnitudes_) + 1e-7;
         Equations equations = normalEquations(model, pose.gain, outcome.misfit);
         if (!equations.decompose()) return outcome;
         outcome.valid = true;

@@ -2,6 +2,7 @@
 #define ORAVO_VISION_DETAIL_PRECISE_MOTIONFIT_H
 
 #include "vision/superresolution/detail/memory/Buffer.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/Motion.h"
 #include "vision/superresolution/detail/precise/SplineGrid.h"
 
@@ -36,7 +37,7 @@ struct FitLimits {
 /// standard deviation of the misfit by its median. Standard errors are those of least squares.
 class MotionFit {
   public:
-    explicit MotionFit(const Grid& grid);
+    explicit MotionFit(const Grid& grid, const Threads& threads = Threads());
 
     /// @param values, weight  dense images of the frame's size; pixels of weight 0 are left out
     FitOutcome fit(const SplineImage& image, const float* values, const float* weight, MotionModel model,
@@ -44,25 +45,29 @@ class MotionFit {
 
   private:
     struct Equations;
-    /// Pixels that take part, one value each.
+    /// Pixels of a few rows, one value each. Those that are left out have the weight 0.
     struct Points {
         std::vector<float> misfit, slopeX, slopeY, value, weight, x, y;
+        std::vector<float> misfits;  ///< of those that take part
         std::size_t size() const { return misfit.size(); }
-        void clear();
+        void resize(std::size_t size);
     };
 
     void collect(const SplineImage& image, const float* values, const float* weight, const FramePose& pose,
                  int rowStep);
+    void collectRun(const SplineImage& image, const float* values, const float* weight, const FramePose& pose,
+                    const SampleRun& run, std::size_t at, Points& points) const;
     Equations normalEquations(MotionModel model, double gain, double scale) const;
+    void addEquations(const Points& points, MotionModel model, double gain, double scale, double* sums) const;
     static MotionErrors errorsOf(const Equations& equations, MotionModel model);
     /// Adds a Gauss-Newton step: the motion's parameters, then gain and offset.
     void advance(FramePose& pose, MotionModel model, const double* step) const;
 
     Grid grid_;
-    double unit_;  ///< half the longer side: coordinates are measured in it
-    Points points_;
-    std::vector<float> magnitudes_;
-    Buffer<float> value_, slopeX_, slopeY_;
+    Threads threads_;
+    double unit_;                ///< half the longer side: coordinates are measured in it
+    std::vector<Points> parts_;  ///< from the top to the bottom
+    std::vector<float> misfits_, magnitudes_;
 };
 
 }  // namespace oravo::vision::detail::precise

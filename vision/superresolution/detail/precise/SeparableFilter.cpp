@@ -30,16 +30,18 @@ void filterRow(const BlurTaps& taps, const float* const* rows, int n, const Padd
     preciseKernels().blurAlong(taps, line.row(0), n, out);
 }
 
-PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image) {
+PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image, const Threads& threads) {
     image.mirrorPads();
-    const PaddedImage line(image.columns(), 1);
     PaddedImage out(image.columns(), image.rows());
-    const float* rows[2 * kBlurRadius + 1];
-    for (int y = 0; y < image.rows(); ++y) {
-        for (int k = -kBlurRadius; k <= kBlurRadius; ++k)
-            rows[k + kBlurRadius] = image.row(mirrored(y + k, image.rows()));
-        filterRow(taps, rows, image.columns(), line, out.row(y));
-    }
+    threads.forRows(image.rows(), [&](int first, int end, int) {
+        const PaddedImage line(image.columns(), 1);
+        const float* rows[2 * kBlurRadius + 1];
+        for (int y = first; y < end; ++y) {
+            for (int k = -kBlurRadius; k <= kBlurRadius; ++k)
+                rows[k + kBlurRadius] = image.row(mirrored(y + k, image.rows()));
+            filterRow(taps, rows, image.columns(), line, out.row(y));
+        }
+    });
     return out;
 }
 

@@ -1,6 +1,7 @@
 #ifndef ORAVO_VISION_DETAIL_PRECISE_SEPARABLEFILTER_H
 #define ORAVO_VISION_DETAIL_PRECISE_SEPARABLEFILTER_H
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/PaddedImage.h"
 #include "vision/superresolution/detail/precise/PreciseKernels.h"
 
@@ -18,7 +19,7 @@ BlurTaps splineTaps();
 void filterRow(const BlurTaps& taps, const float* const* rows, int n, const PaddedImage& line, float* out);
 
 /// The whole image, mirrored at its border; fills its pads.
-PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image);
+PaddedImage filtered(const BlurTaps& taps, const PaddedImage& image, const Threads& threads = Threads());
 
 }  // namespace oravo::vision::detail::precise
 
