@@ -8,12 +8,14 @@ namespace {
 
 constexpr double kA = -0.75;
 
-struct Taps {
+}  // namespace
+
+struct BicubicReference::Taps {
     int first;
     double weight[4];
 };
 
-Taps tapsAt(double place) {
+BicubicReference::Taps BicubicReference::tapsAt(double place) {
     const double cell = std::floor(place);
     Taps taps{static_cast<int>(cell) - 1, {}};
     const double t = place - cell;
@@ -25,6 +27,8 @@ Taps tapsAt(double place) {
     }
     return taps;
 }
+
+namespace {
 
 /// Gives pixels without a value the mean of their neighbours' values, from the rim of a hole inwards.
 void fillHoles(std::vector<float>& values, std::vector<char>& known, int width, int height) {
@@ -69,7 +73,10 @@ BicubicReference::BicubicReference(const FrameState& frame, int width, int heigh
 }
 
 double BicubicReference::at(double x, double y) const {
-    const Taps across = tapsAt(x), down = tapsAt(y);
+    return at(tapsAt(x), tapsAt(y));
+}
+
+double BicubicReference::at(const Taps& across, const Taps& down) const {
     double sum = 0.0;
     for (int j = 0; j < 4; ++j) {
         const int row = std::clamp(down.first + j, 0, height_ - 1);
@@ -83,13 +90,17 @@ double BicubicReference::at(double x, double y) const {
     return sum;
 }
 
-void BicubicReference::enlarge(const Grid& grid, const PaddedImage& image) const {
+void BicubicReference::enlarge(const Grid& grid, const PaddedImage& image, const Threads& threads) const {
     const double offset = 0.5 * (grid.factor - 1) + grid.margin;
-    for (int y = 0; y < grid.rows(); ++y) {
-        for (int x = 0; x < grid.columns(); ++x) {
-            image.row(y)[x] = static_cast<float>(at((x - offset) / grid.factor, (y - offset) / grid.factor));
+    std::vector<Taps> across;
+    for (int x = 0; x < grid.columns(); ++x) across.push_back(tapsAt((x - offset) / grid.factor));
+    threads.forRows(grid.rows(), [&](int first, int end, int) {
+        for (int y = first; y < end; ++y) {
+            const Taps down = tapsAt((y - offset) / grid.factor);
+            for (int x = 0; x < grid.columns(); ++x)
+                image.row(y)[x] = static_cast<float>(at(across[static_cast<std::size_t>(x)], down));
         }
-    }
+    });
 }
 
 }  // namespace oravo::vision::detail::precise

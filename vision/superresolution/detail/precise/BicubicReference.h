@@ -1,6 +1,7 @@
 #ifndef ORAVO_VISION_DETAIL_PRECISE_BICUBICREFERENCE_H
 #define ORAVO_VISION_DETAIL_PRECISE_BICUBICREFERENCE_H
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 #include "vision/superresolution/detail/precise/PaddedImage.h"
 
@@ -18,9 +19,13 @@ class BicubicReference {
     double at(double x, double y) const;
 
     /// The frame on a grid.
-    void enlarge(const Grid& grid, const PaddedImage& image) const;
+    void enlarge(const Grid& grid, const PaddedImage& image, const Threads& threads = Threads()) const;
 
   private:
+    struct Taps;
+    static Taps tapsAt(double place);
+    double at(const Taps& across, const Taps& down) const;
+
     int width_, height_;
     std::vector<float> values_;
 };

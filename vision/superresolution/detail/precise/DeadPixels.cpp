@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "vision/superresolution/detail/precise/DenseImage.h"
 #include "vision/superresolution/detail/precise/Misfit.h"
 #include "vision/superresolution/detail/precise/Ring.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
@@ -203,21 +204,23 @@ std::vector<std::size_t> findSound(const Grid& grid, const std::vector<FrameStat
     return sound;
 }
 
-std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& all) {
+std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<FrameState>& all,
+                                        const Threads& threads) {
     const std::vector<FrameState> frames = usualOnes(all);
     const std::size_t area = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
     std::vector<float> score(area), deviation(area);
     const int enough = enoughOf(frames);
-    std::vector<std::size_t> possible;
-    for (std::size_t q = 0; q < area; ++q) {
-        const Glance seen = glanceAt(frames, q);
-        deviation[q] = seen.deviation;
-        if (seen.count >= enough &&
-            (seen.deviation >= kDeadMisfit || seen.unexplained > kMissedRange * seen.range)) {
-            possible.push_back(q);
+    const auto possibleOfRow = [&](int y, std::vector<std::size_t>& possible) {
+        for (std::size_t q = areaOf(y, grid.width); q < areaOf(y + 1, grid.width); ++q) {
+            const Glance seen = glanceAt(frames, q);
+            deviation[q] = seen.deviation;
+            if (seen.count >= enough &&
+                (seen.deviation >= kDeadMisfit || seen.unexplained > kMissedRange * seen.range)) {
+                possible.push_back(q);
+            }
         }
-    }
-    for (const std::size_t q : possible) {
+    };
+    for (const std::size_t q : threads.gatherRows<std::size_t>(grid.height, possibleOfRow)) {
         if (standsOut(grid, deviation, q))
             score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
     }

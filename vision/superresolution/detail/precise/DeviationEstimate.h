@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 #include "vision/superresolution/detail/precise/ImageSolver.h"
 #include "vision/superresolution/detail/precise/PaddedImage.h"
@@ -15,7 +16,7 @@ namespace oravo::vision::detail::precise {
 /// @param deviation  set to the standard deviations; of the solver's grid
 /// @return the standard deviation of the median frame's noise
 double estimateDeviation(const std::vector<FrameState>& frames, ImageSolver& solver,
-                         const PaddedImage& deviation);
+                         const PaddedImage& deviation, const Threads& threads = Threads());
 
 }  // namespace oravo::vision::detail::precise
 

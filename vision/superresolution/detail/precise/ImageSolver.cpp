@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/numerics/LaneSum.h"
+
 namespace oravo::vision::detail::precise {
 namespace {
 
@@ -119,6 +121,24 @@ void ImageSolver::conjugateGradients(const PaddedImage& estimate, int steps) {
     }
 }
 
+void ImageSolver::keep(const PaddedImage& image) {
+    threads_.forEachRow(image.rows(),
+                        [&](int y) { std::copy_n(image.row(y), image.columns(), before_.row(y)); });
+}
+
+double ImageSolver::squaredChange(const PaddedImage& image) {
+    threads_.forEachRow(image.rows(), [&](int y) {
+        const float *now = image.row(y), *before = before_.row(y);
+        LaneSum sum;
+        sum.add(image.columns(), [now, before](std::ptrdiff_t i) {
+            const double difference = now[i] - before[i];
+            return difference * difference;
+        });
+        rowSums_[static_cast<std::size_t>(y)] = sum.total();
+    });
+    return sumOfRows();
+}
+
 void ImageSolver::solve(const std::vector<FrameState>& frames, const Buffer<float>& pattern, double strength,
                         const SolverLimits& limits, const PaddedImage& image) {
     const auto seen = [&](std::size_t k, const SampleRun& run, float* row) {
@@ -136,17 +156,10 @@ void ImageSolver::solve(const std::vector<FrameState>& frames, const Buffer<floa
     for (int freeze = 0; freeze < limits.freezes; ++freeze) {
         prior_.freeze(image, strength);
         prepareInverse();
-        before_.copyFrom(image);
+        keep(image);
         conjugateGradients(image, limits.steps);
-        double moved = 0.0;
-        for (int y = 0; y < image.rows(); ++y) {
-            for (int i = 0; i < image.columns(); ++i) {
-                const double difference = image.row(y)[i] - before_.row(y)[i];
-                moved += difference * difference;
-            }
-        }
         const double pixels = static_cast<double>(image.rows()) * image.columns();
-        if (moved <= limits.tolerance * limits.tolerance * pixels) return;
+        if (squaredChange(image) <= limits.tolerance * limits.tolerance * pixels) return;
     }
 }
 

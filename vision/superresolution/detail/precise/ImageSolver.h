@@ -55,6 +55,9 @@ class ImageSolver {
     void spread(const std::vector<FrameState>& frames, Buffer<float> FrameState::*values,
                 const PaddedImage& out);
     void prepareInverse();
+    void keep(const PaddedImage& image);
+    /// Since it was kept.
+    double squaredChange(const PaddedImage& image);
     double sumOfRows() const;
     void conjugateGradients(const PaddedImage& estimate, int steps);
 

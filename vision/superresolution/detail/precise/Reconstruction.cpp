@@ -33,7 +33,7 @@ Reconstruction::Reconstruction(int width, int height, ReconstructionOptions opti
     : options_(std::move(options)),
       grid_{width, height, options_.factor, kMargin},
       solver_(grid_, options_.blur, options_.threads),
-      pattern_(width, height),
+      pattern_(width, height, options_.threads),
       image_(grid_.columns(), grid_.rows()),
       deviation_(grid_.columns(), grid_.rows()),
       sensitivity_(grid_.columns(), grid_.rows()),
@@ -114,7 +114,7 @@ void Reconstruction::dropDeadPixels() {
         showImpulses(1.0f);
         measure();
     }
-    const std::vector<std::size_t> found = findDeadPixels(grid_, frames_);
+    const std::vector<std::size_t> found = findDeadPixels(grid_, frames_, options_.threads);
     if (hasImpulses) showImpulses(0.0f);
     // No sensor has so many dead pixels: a codec or the camera's own filter causes what the frames have in common there.
     const double pixels = static_cast<double>(grid_.width) * grid_.height;
@@ -152,7 +152,7 @@ void Reconstruction::giveSecondChance() {
 
 void Reconstruction::makeDraft() {
     BicubicReference(frames_[static_cast<std::size_t>(reference_)], grid_.width, grid_.height, {})
-        .enlarge(grid_, image_);
+        .enlarge(grid_, image_, options_.threads);
     weighByAgreement(frames_);
     solve(options_.strength > 0.0 ? options_.strength : kFirstStrength, kDraft);
     refineMotions();
@@ -207,7 +207,8 @@ void Reconstruction::assessImage() {
         fallBack(alone.front());
     }
     if (options_.deviation)
-        noise_ = estimateDeviation(leaning_ < kMostLeaning ? frames_ : alone, solver_, deviation_);
+        noise_ = estimateDeviation(leaning_ < kMostLeaning ? frames_ : alone, solver_, deviation_,
+                                   options_.threads);
 }
 
 void Reconstruction::run(int reference) {

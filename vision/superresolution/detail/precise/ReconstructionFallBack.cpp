@@ -49,7 +49,8 @@ FrameState Reconstruction::referenceAlone() {
 void Reconstruction::fallBack(const FrameState& alone) {
     const PaddedImage own(grid_.columns(), grid_.rows()), image(grid_.columns(), grid_.rows());
     const std::vector<FrameState> frames{alone};
-    BicubicReference(alone, grid_.width, grid_.height, pattern_.values()).enlarge(grid_, image);
+    BicubicReference(alone, grid_.width, grid_.height, pattern_.values())
+        .enlarge(grid_, image, options_.threads);
     // Frames that a codec has smoothed do not follow the camera model, and solving for it would sharpen artefacts.
     if (!processed_) {
         WithheldPixels withheld(grid_, options_.blur, frames, 0, pattern_.values(), image, options_.threads);

@@ -72,7 +72,7 @@ void Reconstruction::makeImpartialDraft(const std::vector<std::size_t>& spikes) 
     std::copy_n(frames_[static_cast<std::size_t>(reference_)].present.data(), start.present.size(),
                 start.present.data());
     for (const std::size_t q : spikes) start.present[q] = 0.0f;
-    BicubicReference(start, grid_.width, grid_.height, {}).enlarge(grid_, image_);
+    BicubicReference(start, grid_.width, grid_.height, {}).enlarge(grid_, image_, options_.threads);
     for (const FrameState& frame : frames_)
         std::copy_n(frame.present.data(), frame.present.size(), frame.weight.data());
     solve(options_.strength > 0.0 ? options_.strength : kFirstStrength, kDraft);

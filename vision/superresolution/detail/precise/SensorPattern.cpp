@@ -22,58 +22,67 @@ constexpr double kPixelEvidence = 2.0;
 constexpr double kLineNoise = 2.0;  ///< of the explained variance that is taken off
 constexpr double kPixelNoise = 1.2;
 
-double varianceByMedian(const std::vector<float>& values) {
+template <class Value>
+double varianceByMedian(std::size_t count, const Value& value) {
     std::vector<float> work;
-    const double sigma = kSigmaPerMedian * medianMagnitude(values.data(), values.size(), work);
+    const double sigma = kSigmaPerMedian * quantileOfMagnitudes(count, 0.5, value, work);
     return sigma * sigma;
 }
 
 }  // namespace
 
+template <class Body>
+void SensorPattern::forEachPixel(const Body& body) const {
+    threads_.forEachRow(height_, [&](int y) {
+        for (std::size_t q = areaOf(y, width_); q < areaOf(y + 1, width_); ++q) body(q);
+    });
+}
+
 void SensorPattern::averageMisfit(const std::vector<FrameState>& frames) {
-    const std::size_t area = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
-    common_.assign(area, 0.0f);
-    weight_.assign(area, 0.0f);
-    for (const FrameState& frame : frames) {
-        for (std::size_t q = 0; q < area; ++q) {
+    common_.resize(areaOf(width_, height_));
+    weight_.resize(common_.size());
+    forEachPixel([&](std::size_t q) {
+        float sum = 0.0f, weight = 0.0f;
+        for (const FrameState& frame : frames) {
             if (!(frame.inside[q] > 0.0f)) continue;
-            common_[q] += frame.weight[q] * frame.misfit[q];
-            weight_[q] += frame.weight[q];
+            sum += frame.weight[q] * frame.misfit[q];
+            weight += frame.weight[q];
         }
-    }
-    for (std::size_t q = 0; q < area; ++q) {
-        if (weight_[q] > 0.0f) common_[q] /= weight_[q];
-    }
+        common_[q] = weight > 0.0f ? sum / weight : sum;
+        weight_[q] = weight;
+    });
 }
 
 double SensorPattern::noiseVariance(const std::vector<FrameState>& frames) const {
-    std::vector<float> scatter;
-    const double used = static_cast<double>(frames.size());
-    for (const FrameState& frame : frames) {
-        for (std::size_t q = 0; q < common_.size(); ++q) {
-            if (frame.inside[q] > 0.0f && frame.weight[q] > kTrusted)
-                scatter.push_back(frame.misfit[q] - common_[q]);
-        }
-    }
-    return used < 2.0 ? 0.0 : varianceByMedian(scatter) * used / (used - 1.0);
+    const double count = static_cast<double>(frames.size());
+    if (count < 2.0) return 0.0;
+    const auto scatter = [&](std::size_t i) -> std::optional<float> {
+        const FrameState& frame = frames[i / common_.size()];
+        const std::size_t q = i % common_.size();
+        if (!(frame.inside[q] > 0.0f && frame.weight[q] > kTrusted)) return std::nullopt;
+        return frame.misfit[q] - common_[q];
+    };
+    return varianceByMedian(frames.size() * common_.size(), scatter) * count / (count - 1.0);
 }
 
 std::vector<double> SensorPattern::lineLevels(const Lines& lines, double noise, double& explained) const {
-    std::vector<double> levels;
-    std::vector<float> values;
-    explained = 0.0;
-    for (int line = 0; line < lines.count; ++line) {
-        double weight = 0.0;
-        values.clear();
-        for (int at = 0; at < lines.length; ++at) {
-            const std::size_t q = lines.pixel(line, at);
-            if (!(weight_[q] > 0.0f)) continue;
-            values.push_back(common_[q] - pattern_[q]);
-            weight += weight_[q];
+    std::vector<double> levels(static_cast<std::size_t>(lines.count)), weights(levels);
+    threads_.forRows(lines.count, [&](int first, int end, int) {
+        std::vector<float> values;
+        for (int line = first; line < end; ++line) {
+            double& weight = weights[static_cast<std::size_t>(line)];
+            values.clear();
+            for (int at = 0; at < lines.length; ++at) {
+                const std::size_t q = lines.pixel(line, at);
+                if (!(weight_[q] > 0.0f)) continue;
+                values.push_back(common_[q] - pattern_[q]);
+                weight += weight_[q];
+            }
+            levels[static_cast<std::size_t>(line)] = medianOf(values);
         }
-        levels.push_back(medianOf(values));
-        if (weight > 0.0) explained += kMedianLoss * noise / weight;
-    }
+    });
+    explained = 0.0;
+    for (const double weight : weights) explained += weight > 0.0 ? kMedianLoss * noise / weight : 0.0;
     return levels;
 }
 
@@ -105,24 +114,23 @@ bool SensorPattern::addLines(bool columns, double noise) {
 bool SensorPattern::addPixels(double noise, double frames) {
     const std::size_t area = common_.size();
     Buffer<float> rest(area), known(area), smooth(area);
-    for (std::size_t q = 0; q < area; ++q) {
+    forEachPixel([&](std::size_t q) {
         known[q] = weight_[q] > 0.0f ? 1.0f : 0.0f;
         rest[q] = known[q] * (common_[q] - pattern_[q]);
-    }
-    boxMean(rest, known, width_, height_, kPixelRadius, smooth);
-    std::vector<float> values;
-    for (std::size_t q = 0; q < area; ++q) {
-        rest[q] -= smooth[q];
-        if (known[q] > 0.0f) values.push_back(rest[q]);
-    }
-    const double seen = varianceByMedian(values);
+    });
+    boxMean(rest, known, width_, height_, kPixelRadius, smooth, threads_);
+    forEachPixel([&](std::size_t q) { rest[q] -= smooth[q]; });
+    const auto ofPixel = [&](std::size_t q) {
+        return known[q] > 0.0f ? std::optional<float>(rest[q]) : std::nullopt;
+    };
+    const double seen = varianceByMedian(area, ofPixel);
     const double explained = noise / frames;
     if (!(seen > kPixelEvidence * explained)) return false;
     const double own = seen - kPixelNoise * explained;
-    for (std::size_t q = 0; q < area; ++q) {
+    forEachPixel([&](std::size_t q) {
         const double share = own / (own + noise / std::max(weight_[q], 0.5f));
         pattern_[q] += static_cast<float>(known[q] * share * rest[q]);
-    }
+    });
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 
 namespace oravo::vision::detail::precise {
@@ -14,7 +15,8 @@ namespace oravo::vision::detail::precise {
 /// scene.
 class SensorPattern {
   public:
-    SensorPattern(int width, int height) : width_(width), height_(height) {}
+    SensorPattern(int width, int height, const Threads& threads = Threads())
+        : width_(width), height_(height), threads_(threads) {}
 
     /// Adds what the frames' misfit shows beyond the pattern so far. Takes two frames.
     /// @return whether there is a pattern
@@ -43,7 +45,11 @@ class SensorPattern {
     bool addLines(bool columns, double noise);
     bool addPixels(double noise, double frames);
 
+    template <class Body>
+    void forEachPixel(const Body& body) const;
+
     int width_, height_;
+    Threads threads_;
     Buffer<float> values_;
     std::vector<float> common_;  ///< mean misfit and pattern so far
     std::vector<float> weight_;
