@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # 64-bit ARM: library and program linked, all tests under emulation, and the bytes of results against those of this machine
 #
-# Cross-builds library, program and tests in build-arm/ with Debian's compiler and the arm64 packages of OpenCV, libtiff,
+# Cross-builds library, program and tests in build-arm/ with Debian's compiler and the arm64 packages of OpenCV, libtiff, libjpeg,
 # libmagic and OpenSSL, which install beside the machine's own. The program is linked, not run: OpenCV's codecs for ARM cannot be installed
 # beside the machine's own, they are only unpacked. Results of the library's own arithmetic have to be equal; those that
 # OpenCV has a part in are only reported, since its filters may fuse multiplications and additions where a machine can.
@@ -14,7 +14,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 dpkg --print-foreign-architectures | grep -qx arm64 || as_root dpkg --add-architecture arm64
 need_packages $test_packages g++-aarch64-linux-gnu qemu-user-static libgtest-dev:arm64 \
-    libopencv-core-dev:arm64 libopencv-imgproc-dev:arm64 libopencv-video-dev:arm64 libtbb-dev:arm64 libtiff-dev:arm64 zlib1g-dev:arm64 libmagic-dev:arm64 \
+    libopencv-core-dev:arm64 libopencv-imgproc-dev:arm64 libopencv-video-dev:arm64 libtbb-dev:arm64 libtiff-dev:arm64 libjpeg-dev:arm64 zlib1g-dev:arm64 libmagic-dev:arm64 \
     libssl-dev:arm64
 codecs=$PWD/build-arm/codecs
 if [ ! -e "$codecs/usr" ]; then

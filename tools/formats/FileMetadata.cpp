@@ -6,6 +6,7 @@
 #include "tools/base/UserError.h"
 #include "tools/formats/FrameFile.h"
 #include "tools/formats/JpegMetadata.h"
+#include "tools/formats/JpegSegments.h"
 #include "tools/formats/PngMetadata.h"
 #include "tools/formats/TiffFile.h"
 
@@ -44,7 +45,7 @@ FileMetadata::FileMetadata(const std::string& path, std::size_t images) {
         }
         const std::string start = startOfFile(path, kPngMagic.size());
         if (start == kPngMagic) only_ = pngMetadata(contentOfFile(path));
-        if (start.substr(0, 3) == "\xff\xd8\xff") only_ = jpegMetadata(contentOfFile(path));
+        if (isJpeg(start)) only_ = jpegMetadata(path);
     } catch (const UserError& error) {
         only_.leftOut = {error.what()};
     }

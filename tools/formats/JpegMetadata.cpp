@@ -1,5 +1,7 @@
 #include "tools/formats/JpegMetadata.h"
 
+#include "tools/formats/JpegSegments.h"
+
 namespace oravo::tools {
 namespace {
 
@@ -10,11 +12,7 @@ constexpr std::string_view kXmp = "http://ns.adobe.com/xap/1.0/\0"sv;
 constexpr std::string_view kMoreXmp = "http://ns.adobe.com/xmp/extension/\0"sv;
 constexpr std::string_view kResources = "Photoshop 3.0\0"sv;
 constexpr std::uint16_t kResourcesTag = 34377;
-constexpr unsigned char kStartOfPixels = 0xda;
-
-unsigned byteAt(std::string_view bytes, std::size_t at) {
-    return static_cast<unsigned char>(bytes[at]);
-}
+constexpr std::size_t kWhole = 65535;
 
 bool takePrefix(std::string_view& content, std::string_view prefix) {
     if (content.substr(0, prefix.size()) != prefix) return false;
@@ -24,30 +22,20 @@ bool takePrefix(std::string_view& content, std::string_view prefix) {
 
 }  // namespace
 
-/// After a mark of two bytes come segments: 0xff, the kind, a length of two bytes that counts itself, the content.
-ImageMetadata jpegMetadata(std::string_view file) {
-    ImageMetadata found;
+ImageMetadata jpegMetadata(const std::string& path) {
+    const std::vector<JpegSegment> segments = applicationSegments(path, kWhole);
     std::string_view exif, xmp, resources;
-    for (std::size_t at = 2; at + 4 <= file.size() && byteAt(file, at) == 0xff;) {
-        const unsigned kind = byteAt(file, at + 1);
-        if (kind == 0xff) {  // fills up
-            ++at;
-            continue;
-        }
-        const std::size_t length = byteAt(file, at + 2) << 8 | byteAt(file, at + 3);
-        if (kind == kStartOfPixels || length < 2 || length > file.size() - at - 2) break;
-        std::string_view content = file.substr(at + 4, length - 2);
+    bool moreXmp = false;
+    for (const JpegSegment& segment : segments) {
+        std::string_view content = segment.start;
         if (exif.empty() && takePrefix(content, kExif)) exif = content;
         if (xmp.empty() && takePrefix(content, kXmp)) xmp = content;
         if (resources.empty() && takePrefix(content, kResources)) resources = content;
-        if (takePrefix(content, kMoreXmp)) found.leftOut = {"the extension of XMP"};
-        at += 2 + length;
+        moreXmp = moreXmp || takePrefix(content, kMoreXmp);
     }
-    if (!exif.empty()) {
-        ImageMetadata block = readMetadata(exif);
-        block.leftOut.insert(block.leftOut.end(), found.leftOut.begin(), found.leftOut.end());
-        found = std::move(block);
-    }
+    ImageMetadata found;
+    if (!exif.empty()) found = readMetadata(exif);
+    if (moreXmp) found.leftOut.emplace_back("the extension of XMP");
     if (!xmp.empty()) found.image[tag::kXmp] = {TagType::byte, std::string(xmp)};
     if (!resources.empty()) found.image[kResourcesTag] = {TagType::byte, std::string(resources)};
     return found;

@@ -10,7 +10,7 @@ namespace oravo::tools {
 
 /// What applications have put before the picture of a JPEG file.
 struct JpegSegment {
-    std::string start;  ///< its first bytes, 32 at most
+    std::string start;  ///< its first bytes
     std::size_t size;
 };
 
@@ -19,7 +19,8 @@ bool isJpeg(std::string_view start);
 
 /// The application segments of a JPEG file as far as it is whole, none of other files. Throws UserError where it cannot be
 /// opened.
-std::vector<JpegSegment> applicationSegments(const std::string& path);
+/// @param mostOfEach  bytes to read, or a few more; no segment has 65536
+std::vector<JpegSegment> applicationSegments(const std::string& path, std::size_t mostOfEach = 32);
 
 }  // namespace oravo::tools
 

@@ -104,7 +104,8 @@ TEST_F(Metadata, GoThroughEveryContainerAndByteOrder) {
                                  segment('\xe1', std::string("http://ns.adobe.com/xap/1.0/\0<x/>", 33)) +
                                  segment('\xda', "pixels");
         all.image[tag::kXmp].content = "<x/>";
-        expectSame(jpegMetadata(jpeg), all);
+        save("a.jpg", jpeg);
+        expectSame(jpegMetadata(path("a.jpg")), all);
     }
 }
 
