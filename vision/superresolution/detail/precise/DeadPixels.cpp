@@ -163,15 +163,11 @@ Fit fitAt(const std::vector<FrameState>& frames, std::size_t q, int enough) {
 
 /// Whether one of a pixel's eight neighbours is among the pixels, which are ascending.
 bool hasNeighbour(const Grid& grid, const std::vector<std::size_t>& pixels, std::size_t q) {
-    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
-    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
-    for (int j = std::max(0, y - 1); j <= std::min(grid.height - 1, y + 1); ++j) {
-        for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
-            const std::size_t beside = static_cast<std::size_t>(grid.rowStart(j) + i);
-            if (beside != q && std::binary_search(pixels.begin(), pixels.end(), beside)) return true;
-        }
-    }
-    return false;
+    bool found = false;
+    forEachNeighbour(grid, q, [&](std::size_t beside) {
+        found = found || std::binary_search(pixels.begin(), pixels.end(), beside);
+    });
+    return found;
 }
 
 /// The frames that show what the reference shows.
@@ -220,26 +216,17 @@ std::vector<std::size_t> findDeadPixels(const Grid& grid, const std::vector<Fram
             }
         }
     };
-    for (const std::size_t q : threads.gatherRows<std::size_t>(grid.height, possibleOfRow)) {
+    const auto possible = threads.gatherRows<std::size_t>(grid.height, possibleOfRow);
+    for (const std::size_t q : possible) {
         if (standsOut(grid, deviation, q))
             score[q] = static_cast<float>(strangeness(grid, frames, q, enough));
     }
     std::vector<std::size_t> dead;
-    for (int y = 0; y < grid.height; ++y) {
-        for (int x = 0; x < grid.width; ++x) {
-            const std::size_t q = static_cast<std::size_t>(y) * static_cast<std::size_t>(grid.width) +
-                                  static_cast<std::size_t>(x);
-            bool highest = score[q] >= kDeadMisfit;
-            for (int j = std::max(0, y - 1); highest && j <= std::min(grid.height - 1, y + 1); ++j) {
-                for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
-                    const std::size_t beside =
-                        static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
-                        static_cast<std::size_t>(i);
-                    highest = highest && score[beside] <= score[q];
-                }
-            }
-            if (highest) dead.push_back(q);
-        }
+    for (const std::size_t q : possible) {
+        bool highest = score[q] >= kDeadMisfit;
+        if (highest)
+            forEachNeighbour(grid, q, [&](std::size_t p) { highest = highest && score[p] <= score[q]; });
+        if (highest) dead.push_back(q);
     }
     return dead;
 }

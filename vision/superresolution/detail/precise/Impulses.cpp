@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "vision/superresolution/detail/precise/FrameNoise.h"
 #include "vision/superresolution/detail/precise/Ring.h"
@@ -20,17 +21,11 @@ constexpr double kAlone = 0.4;      ///< share of its misfit that those of its n
 
 /// The largest misfit among a pixel's up to eight neighbours.
 double misfitAround(const Grid& grid, const FrameState& frame, std::size_t q) {
-    const int x = static_cast<int>(q % static_cast<std::size_t>(grid.width));
-    const int y = static_cast<int>(q / static_cast<std::size_t>(grid.width));
     double most = 0.0;
-    for (int j = std::max(0, y - 1); j <= std::min(grid.height - 1, y + 1); ++j) {
-        for (int i = std::max(0, x - 1); i <= std::min(grid.width - 1, x + 1); ++i) {
-            const std::size_t beside = static_cast<std::size_t>(j) * static_cast<std::size_t>(grid.width) +
-                                       static_cast<std::size_t>(i);
-            if (beside != q && frame.inside[beside] > 0.0f)
-                most = std::max(most, std::abs(static_cast<double>(frame.misfit[beside])));
-        }
-    }
+    forEachNeighbour(grid, q, [&](std::size_t beside) {
+        if (frame.inside[beside] > 0.0f)
+            most = std::max(most, std::abs(static_cast<double>(frame.misfit[beside])));
+    });
     return most;
 }
 
@@ -75,6 +70,37 @@ bool areOneThing(const Seen& a, const Seen& b) {
            lengthOf(a.x - b.x, a.y - b.y) <= kSamePlace;
 }
 
+/// Spikes by bands of the scene and from left to right within each, where those around one are found without a look at all.
+class SpikesByPlace {
+  public:
+    explicit SpikesByPlace(std::vector<Seen> all) : all_(std::move(all)) {
+        std::sort(all_.begin(), all_.end(), [](const Seen& a, const Seen& b) {
+            return bandOf(a) != bandOf(b) ? bandOf(a) < bandOf(b) : a.x < b.x;
+        });
+    }
+
+    /// Whether another of them is the same thing.
+    bool showAgain(const Seen& one) const {
+        for (const double off : {-1.0, 0.0, 1.0}) {
+            const double band = bandOf(one) + off;
+            const auto isBefore = [&](const Seen& other) {
+                return bandOf(other) != band ? bandOf(other) < band : one.x - other.x > kSamePlace;
+            };
+            for (auto other = std::partition_point(all_.begin(), all_.end(), isBefore);
+                 other != all_.end() && bandOf(*other) == band && other->x - one.x <= kSamePlace; ++other) {
+                if (areOneThing(one, *other)) return true;
+            }
+        }
+        return false;
+    }
+
+  private:
+    /// Bands are higher than kSamePlace, so that two spikes of one thing lie in one or in neighbouring ones.
+    static double bandOf(const Seen& spike) { return std::floor(spike.y / (2.0 * kSamePlace)); }
+
+    std::vector<Seen> all_;
+};
+
 }  // namespace
 
 std::vector<std::size_t> findSpikes(const Grid& grid, const FrameState& frame) {
@@ -92,13 +118,11 @@ std::vector<std::size_t> findSpikes(const Grid& grid, const FrameState& frame) {
 std::vector<std::vector<std::size_t>> findImpulses(const Grid& grid, const std::vector<FrameState>& frames,
                                                    const std::vector<std::vector<std::size_t>>& spikes) {
     const std::vector<Seen> places = placesOf(grid, frames, spikes);
+    const SpikesByPlace spikesByPlace(places);
     std::vector<std::vector<std::size_t>> impulses(frames.size());
     for (const Seen& one : places) {
-        const auto isSeenAgain = [&one](const Seen& other) { return areOneThing(one, other); };
-        if (isUnexplained(grid, frames[one.frame], one.pixel) &&
-            std::none_of(places.begin(), places.end(), isSeenAgain)) {
+        if (isUnexplained(grid, frames[one.frame], one.pixel) && !spikesByPlace.showAgain(one))
             impulses[one.frame].push_back(one.pixel);
-        }
     }
     return impulses;
 }
