@@ -116,9 +116,6 @@ void Reconstruction::dropDeadPixels() {
     }
     const std::vector<std::size_t> found = findDeadPixels(grid_, frames_, options_.threads);
     if (hasImpulses) showImpulses(0.0f);
-    // No sensor has so many dead pixels: a codec or the camera's own filter causes what the frames have in common there.
-    const double pixels = static_cast<double>(grid_.width) * grid_.height;
-    if (static_cast<double>(found.size()) > kMostDead * pixels) return;
     addDead(found);
 }
 

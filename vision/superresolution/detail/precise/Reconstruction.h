@@ -92,6 +92,7 @@ class Reconstruction {
     bool dropImpulses();
     void showImpulses(float present);
     void leaveOutFlickering();
+    bool areTooManyDead(const std::vector<std::size_t>& pixels) const;
     void addDead(const std::vector<std::size_t>& pixels);
     void leaveOut(const std::vector<std::size_t>& pixels);
     void hideKnownDead();

@@ -11,8 +11,7 @@
 namespace oravo::vision::detail::precise {
 
 void Reconstruction::setKnownDead(const std::vector<std::size_t>& pixels) {
-    const double area = static_cast<double>(grid_.width) * grid_.height;
-    if (static_cast<double>(pixels.size()) <= kMostDead * area) known_ = pixels;
+    if (!areTooManyDead(pixels)) known_ = pixels;
 }
 
 void Reconstruction::leaveOut(const std::vector<std::size_t>& pixels) {
@@ -61,8 +60,7 @@ void Reconstruction::judgeKnownDead() {
     if (options_.findDeadPixels && sceneMoves()) {
         forgetDead(findSound(grid_, frames_, known_));
     }
-    leaveOut(known_);
-    deadPixels_.insert(deadPixels_.end(), known_.begin(), known_.end());
+    addDead(known_);
 }
 
 /// An image that spikes of the reference have no more part in than those of other frames.
@@ -118,14 +116,22 @@ void Reconstruction::leaveOutFlickering() {
     addDead(flickering);
 }
 
-/// Takes pixels, ascending, for dead, whose impulses are then no more to be told apart from their other values.
+bool Reconstruction::areTooManyDead(const std::vector<std::size_t>& pixels) const {
+    const double area = static_cast<double>(grid_.width) * grid_.height;
+    return static_cast<double>(pixels.size()) > kMostDead * area;
+}
+
+/// Takes pixels, ascending, for dead, whose impulses are then no more to be told apart from their other values. Where they
+/// are too many for a sensor, it is noise, a codec or the camera's own filter that makes them odd.
 void Reconstruction::addDead(const std::vector<std::size_t>& pixels) {
+    if (areTooManyDead(pixels)) return;
     leaveOut(pixels);
     const auto isDead = [&](std::size_t q) { return std::binary_search(pixels.begin(), pixels.end(), q); };
     for (std::vector<std::size_t>& ofFrame : impulses_)
         ofFrame.erase(std::remove_if(ofFrame.begin(), ofFrame.end(), isDead), ofFrame.end());
     deadPixels_.insert(deadPixels_.end(), pixels.begin(), pixels.end());
     std::sort(deadPixels_.begin(), deadPixels_.end());
+    deadPixels_.erase(std::unique(deadPixels_.begin(), deadPixels_.end()), deadPixels_.end());
 }
 
 }  // namespace oravo::vision::detail::precise
