@@ -134,7 +134,7 @@ typedef struct oravo_burst_options {
 
     double
         smoothness; /**< precise: weight of the prior, from 0; 0 finds the best one by withheld pixels; 0 */
-    int find_dead_pixels; /**< precise: leave out sensor pixels that do not follow the scene; 1 */
+    int find_dead_pixels; /**< precise: leave out sensor pixels that do not follow the scene, and impulses; 1 */
     int find_pattern;     /**< precise: estimate and subtract the sensor's fixed pattern; 1 */
     int deviation;        /**< precise: estimate standard deviations, for a tenth of the time; 1 */
 

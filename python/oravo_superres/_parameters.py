@@ -35,7 +35,7 @@ class Parameters:
             pixel without gaps; ``psf_sigma`` is then the blur of the optics alone. 0 for a blur that holds both; 0.
         factor: enlargement: 1 to 4 for precise; 2.
         smoothness: precise: weight of the prior, from 0; 0 finds the best one by withheld pixels.
-        find_dead_pixels: precise: leave out sensor pixels that do not follow the scene.
+        find_dead_pixels: precise: leave out sensor pixels that do not follow the scene, and impulses.
         find_pattern: precise: estimate and subtract the sensor's fixed pattern.
         deviation: precise: estimate standard deviations, for a tenth of the time.
         registration: of float: "corners" (tracked corners) or "phase" (phase correlation, for even widths).

@@ -29,7 +29,8 @@ struct SrPreciseOptions {
     float highest = defaults::kHighestValue;  ///< see lowest
     /// Weight of the smoothness prior, in units of the scene's contrast; 0 chooses it by predicting withheld pixels.
     double smoothness = 0.0;
-    /// Find sensor pixels that do not follow the scene, and leave them out.
+    /// Find sensor pixels that do not follow the scene and impulses of single frames, as particles and flickering pixels leave
+    /// them, and leave them out.
     bool findDeadPixels = true;
     /// Estimate the sensor's fixed pattern (columns, rows, pixels) and subtract it where there is one.
     bool findPattern = true;
