@@ -118,7 +118,7 @@ struct SrPreciseResult {
 /// The best image that a burst can yield: all frames are explained at once by one image, seen through the camera's blur
 /// from where each frame really was.
 ///
-///     y_k(q) = g_k (B x)(W_k(q)) + o_k + p(q) + noise
+///     y_k(q) = g_k ((B x)(W_k(q)) + p(q)) + o_k + noise
 ///
 /// W_k is a translation, similarity or affine map, the simplest that explains the frame, refined against the image; g_k
 /// and o_k its gain and offset; B a blur, Gaussian and square, that is exact for every displacement; p the sensor's pattern. Values
