@@ -211,12 +211,14 @@ ORAVO_EXPORT oravo_burst oravo_burst_create(int width, int height, const oravo_b
 ORAVO_EXPORT int oravo_burst_destroy(oravo_burst burst);
 
 /** Names the pixels of frames to come that hold no value: the sensor's known bad pixels, or what a host masks.
+ * @param burst  of oravo_burst_create()
  * @param mask   height rows of width bytes, copied: 0 where a pixel is good; null where all are, as at first
  * @param pitch  see above
  * @return ORAVO_BURST_UNAVAILABLE for the vector pipeline, which repairs no bad pixels */
 ORAVO_EXPORT int oravo_burst_set_bad_pixels(oravo_burst burst, const unsigned char* mask, ptrdiff_t pitch);
 
 /** Takes in a copy of the next frame. The image from before is dropped; where the burst is full, so is the oldest frame.
+ * @param burst   of oravo_burst_create()
  * @param pixels  height rows of width values. NaN, infinities, status codes (SuperResolutionBadPixelHandling.h) and
  *                values beyond the limits are defects
  * @param pitch   see above
@@ -224,6 +226,7 @@ ORAVO_EXPORT int oravo_burst_set_bad_pixels(oravo_burst burst, const unsigned ch
 ORAVO_EXPORT int oravo_burst_add(oravo_burst burst, const float* pixels, ptrdiff_t pitch);
 
 /** The same for unsigned 16-bit counts, whose values are scale * count + offset.
+ * @param burst   of oravo_burst_create()
  * @param counts  height rows of width counts
  * @param pitch   see above
  * @param scale   of one count, in the unit of the image; finite, and not 0
@@ -243,6 +246,7 @@ ORAVO_EXPORT int oravo_burst_frames(oravo_burst burst);
 ORAVO_EXPORT int oravo_burst_clear(oravo_burst burst);
 
 /** Reconstructs one image of the frames that are held, at least one.
+ * @param burst      of oravo_burst_create()
  * @param reference  the frame on whose grid the image lies, counted back from the newest, which is 0; below `frames` of
  *                   the options, and while fewer frames are held, the oldest stands for those that are missing.
  *                   ORAVO_BURST_OWN_REFERENCE for the pipeline's own
@@ -261,6 +265,7 @@ ORAVO_EXPORT int oravo_burst_image_size(oravo_burst burst, int* width, int* heig
 
 /** Copies the image, in the frames' unit. Pixels that no frame has a value for carry a status code
  * (SuperResolutionBadPixelHandling.h): as floats they are next to 0.
+ * @param burst  of oravo_burst_create()
  * @param out    factor height rows of factor width values
  * @param pitch  of out; see above */
 ORAVO_EXPORT int oravo_burst_image(oravo_burst burst, float* out, ptrdiff_t pitch);
@@ -283,16 +288,21 @@ ORAVO_EXPORT int oravo_burst_dead_pixels(oravo_burst burst, unsigned char* out, 
 
 /** Copies where a frame agrees with the reference, on the reference's grid: 1 where it does, else 0, of the frames'
  * size. ORAVO_BURST_UNAVAILABLE but for the float and reference pipelines.
- * @param index  of the frame, 0 for the oldest */
+ * @param burst  of oravo_burst_create()
+ * @param index  of the frame, 0 for the oldest
+ * @param out    height rows of width bytes
+ * @param pitch  of out; see above */
 ORAVO_EXPORT int oravo_burst_mask(oravo_burst burst, int index, unsigned char* out, ptrdiff_t pitch);
 
 /** Copies what is known about a frame.
+ * @param burst  of oravo_burst_create()
  * @param index  of the frame, 0 for the oldest
  * @param out    receives it
  * @param size   sizeof(oravo_burst_frame); no more bytes are written */
 ORAVO_EXPORT int oravo_burst_frame_info(oravo_burst burst, int index, oravo_burst_frame* out, size_t size);
 
 /** Copies a figure of the image.
+ * @param burst of oravo_burst_create()
  * @param name  one of
  *              "frames", how many were held; "used_frames", how many of them take part; "reference", the index of the
  *              reference, 0 for the oldest; "seconds", the time of the run; "warnings", see oravo_burst_warning();
@@ -316,6 +326,7 @@ ORAVO_EXPORT int oravo_burst_figure(oravo_burst burst, const char* name, double*
 ORAVO_EXPORT const char* oravo_burst_figure_name(int index);
 
 /** Copies what there is to doubt about the image: sentences for people, without a line end, the gravest first.
+ * @param burst  of oravo_burst_create()
  * @param index  0 to the figure "warnings" less 1
  * @param text   receives the sentence, cut where it does not fit, and a terminating zero
  * @param size   of text, at least 1; 512 hold any */

@@ -10,7 +10,7 @@ namespace oravo {
 /// A monotonic timer, running from its construction.
 class ORAVO_EXPORT StopWatch {
   public:
-    StopWatch();
+    StopWatch();  ///< starts
 
     /// Starts again from zero.
     void start();

@@ -1,6 +1,7 @@
 """Lists what each public header declares, as pages of the reference: headers.py XML_FOLDER REFERENCE_FOLDER
 
-Pages hold lines ``<!-- header PATH -->``, which become directives of Breathe. That a header is on no page is an error.
+Pages hold lines ``<!-- header PATH -->``, which become directives of Breathe. That a header is on no page is an error, and so
+is a declaration without a description, of which Doxygen warns only within what is described itself.
 """
 
 import re
@@ -10,12 +11,43 @@ from pathlib import Path
 
 KINDS = {"function": "doxygenfunction", "enum": "doxygenenum", "typedef": "doxygentypedef", "define": "doxygendefine",
          "variable": "doxygenvariable"}
-PRIVATE = re.compile(r"::detail(::|$)|_H$|^ORAVO_")
+PRIVATE = re.compile(r"::detail(::|$)|_H$|^ORAVO_(EXPORT|HIDDEN|NEON)$")
 
 
 def directive(kind, name, *options):
     lines = [f"```{{{kind}}} {name}", *(f":{option}:" for option in options), "```", ""]
     return "\n".join(lines)
+
+
+def is_described(member):
+    return any("".join(member.find(part).itertext()).strip() for part in ("briefdescription", "detaileddescription"))
+
+
+def without_friends(file):
+    """A class, after friends, which are nothing to its users, are taken out of its file."""
+    tree = ElementTree.parse(file)
+    for section in tree.iter("sectiondef"):
+        for friend in section.findall("memberdef[@kind='friend']"):
+            section.remove(friend)
+    for compound in tree.iter("compounddef"):
+        for section in compound.findall("sectiondef"):
+            if section.find("memberdef") is None:
+                compound.remove(section)
+    tree.write(file)
+    return tree.getroot()
+
+
+def undescribed(header):
+    """Names of what a header or class declares for its users and does not describe."""
+    for member in header.iter("memberdef"):
+        name = member.findtext("qualifiedname") or member.findtext("name")
+        for value in member.iter("enumvalue"):
+            if not is_described(value):
+                yield f"{name}: {value.findtext('name')}"
+        needs_none = (PRIVATE.search(name) or member.get("prot") == "private" or member.findtext("name").startswith("~")
+                      or (member.findtext("argsstring") or "").endswith("=delete"))
+        if not needs_none and not is_described(member):
+            yield name
 
 
 def declared(header):
@@ -42,16 +74,21 @@ def namespaced(xml, path):
 
 
 def main(xml, reference):
-    headers = {}
+    headers, silent = {}, []
+    for file in sorted(xml.glob("class*.xml")) + sorted(xml.glob("struct*.xml")):
+        silent += undescribed(without_friends(file))
     for file in sorted(xml.glob("*_8h.xml")):
         header = ElementTree.parse(file).getroot().find("compounddef")
         path = header.find("location").get("file")
         known = {member.get("id") for member in header.iter("memberdef")}
         header.extend(member for member in namespaced(xml, path) if member.get("id") not in known)
+        silent += undescribed(header)
         headers[path] = list(declared(header))
     for page in sorted(reference.glob("*.md")):
         text = re.sub(r"<!-- header (\S+) -->", lambda match: "\n".join(headers.pop(match[1])), page.read_text())
         page.write_text(text)
+    if silent:
+        sys.exit(f"not described: {', '.join(silent)}")
     missing = [path for path, lines in headers.items() if lines]
     if missing:
         sys.exit(f"on no page of the reference: {', '.join(missing)}")

@@ -74,7 +74,9 @@ class ORAVO_EXPORT BadPixel {
 
     /// Counts the values of an image. Bin b counts value lo + b; bin 0 also counts everything below lo, the
     /// last bin everything above hi.
+    /// @param image      of any size
     /// @param histogram  becomes 1 row of hi - lo + 1 columns
+    /// @param lo,hi      the values of the first and of the last bin, lo < hi
     /// @return false, with the histogram untouched, when the image is empty or has more than 2^31 - 1 pixels,
     ///         or lo >= hi
     static bool buildValueHistogram(const cv::Mat_<short>& image, cv::Mat_<int>& histogram, short lo,
@@ -100,6 +102,7 @@ class ORAVO_EXPORT BadPixel {
     ///                   histogram
     /// @param list       on entry 10 columns; on return as many rows as were found, or an empty CV_16U matrix
     ///                   when none were
+    /// @param lo,hi      the values at and beyond which a pixel is out of range
     /// @param maxCount   at least 1
     /// @param span       W, at least 2
     /// @return true when all was listed. False with nothing touched when the histogram is not one row of at
@@ -115,7 +118,10 @@ class ORAVO_EXPORT BadPixel {
     /// replacement pixels of old rows that used a newly listed pixel and of new rows that use an old one,
     /// themselves, or a position outside the image (as rows fresh from the search do). A row that finds no
     /// replacement keeps its columns. Rows that list a pixel twice are kept.
-    /// @param list  an empty matrix takes newList's type and column count, even when the call fails then
+    /// @param newList    the rows to append
+    /// @param list       an empty matrix takes newList's type and column count, even when the call fails then
+    /// @param imageSize  of the images, columns x rows
+    /// @param query      search radius + 1, as n of calculateReplacePixels
     /// @return true; also when newList has no rows, whatever its type. False when newList or a list that is
     ///         not empty is no bad-pixel list, or the image size is out of bounds
     static bool appendBadPixel(const cv::Mat& newList, cv::Mat& list, cv::Size_<int> imageSize,
@@ -140,9 +146,11 @@ class ORAVO_EXPORT BadPixel {
 
     /// Chooses replacement pixels for every row of a list, by the search below with
     /// computeReplacePixelQuery(n).
-    /// @param n  search radius + 1. Offsets that lead out of the image from every listed position are left out,
-    ///           so a large n costs no more than about 1.5 times the size of the image. 0 and values above 2^31
-    ///           - 1 leave no candidates
+    /// @param list       its columns 2 to 9 are written
+    /// @param imageSize  of the images, columns x rows
+    /// @param n          search radius + 1. Offsets that lead out of the image from every listed position are left
+    ///                   out, so a large n costs no more than about 1.5 times the size of the image. 0 and values
+    ///                   above 2^31 - 1 leave no candidates
     /// @return true when every row succeeded (so for no rows); all rows are attempted
     static bool calculateReplacePixels(cv::Mat_<unsigned short>& list, cv::Size_<int> imageSize,
                                        unsigned int n);
@@ -151,6 +159,10 @@ class ORAVO_EXPORT BadPixel {
     /// that leads to a pixel inside the image that is not in badPositions. Directions without one are made up
     /// for by repeating the others in turn, so near a border or in a cluster a pixel may be written more than
     /// once, which weights it. Written nearest first, ties in the order of directions.
+    /// @param list          columns 2 to 9 of the row are written
+    /// @param row           of the list, from 0
+    /// @param imageSize     of the images, columns x rows
+    /// @param query         four maps of offsets, as of computeReplacePixelQuery
     /// @param badPositions  x + y * width of every bad pixel, in unsigned arithmetic; when empty it is filled
     ///                      from the list, so that a loop over rows can share it
     /// @return false, with the row untouched, when there is no candidate at all, row is not a row of the
@@ -176,7 +188,9 @@ class ORAVO_EXPORT BadPixel {
 
     /// Marks every listed pixel by the outline of a square, 1 pixel thick, that begins at (x - size / 2,
     /// y - size / 2) and is size wide and high (0 draws nothing).
+    /// @param list          the pixels to mark
     /// @param image         blue, green, red
+    /// @param size          side of the squares in pixels
     /// @param colour        of all squares, unless
     /// @param randomColour  is set: each square then takes three values from cv::theRNG()
     /// Throws oravo::Exception when the list is not CV_16UC1 with 10 columns (an empty matrix included), and

@@ -31,6 +31,7 @@ class ORAVO_EXPORT DSP_Convolution {
     /// out = valid correlation sampled on the sparse grid: horizontally T += (in h[k]) / scale, then
     /// vertically out += (T v[k]) / scale, divisions truncating toward zero.
     /// @param in   (H + kh - 1) x (W + kw - 1)
+    /// @param horizontalKernel,verticalKernel  kw and kh taps, in units of 1 / scale
     /// @param out  lh x lw, overwritten
     /// Throws oravo::Exception while the filter scale is 0.
     void validCorrToSparse(const T* in, const T* horizontalKernel, const T* verticalKernel, T* out);
@@ -48,6 +49,7 @@ class ORAVO_EXPORT DSP_Convolution {
     /// since a coefficient is off by less than one unit, and the quotient by less than one. Rows and columns
     /// that no sample reaches are 0.
     /// @param lowRes,mask  lh x lw
+    /// @param horizontalKernel,verticalKernel  6 taps each, Q15
     /// @param out          (H + 5) x (W + 5), overwritten
     /// Throws oravo::Exception unless trunc(f) is 2 and both kernels have 6 taps, and for lw above 32763,
     /// whose rows the 16-bit stride of the 3 x 3 kernel cannot span.

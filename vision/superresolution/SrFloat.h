@@ -36,6 +36,7 @@ class SrFloatRegistration2;
 template <class Registration>
 class ORAVO_EXPORT SrFloat {
   public:
+    /// @param inputWidth,inputHeight  columns and rows of a frame
     /// @param windowSize  frames kept, at least 1
     /// @param srFactor    enlargement, at least 1; built for 2. Others compute, but rows are sampled at a step of 2
     ///                    whatever the factor, and columns at a step of trunc(srFactor), so that the image is

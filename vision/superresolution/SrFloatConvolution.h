@@ -37,6 +37,7 @@ class ORAVO_EXPORT SrFloatConvolution {
     /// v[k] (row step 2 whatever the factor), then per horizontal tap k: out[y][k + trunc(f) c] += h[k]
     /// T[y][c]. The mask multiplies as a signed number: 0 removes a sample, 1 keeps it. Samples that factors
     /// below 2 lay out beyond the last row are left out.
+    /// @param horizontalKernel,verticalKernel  kw and kh taps
     /// @param lowRes,mask  lh x lw
     /// @param out          (H + kh - 1) x (W + kw - 1), overwritten
     void fullConvFromSparse(const float* lowRes, const float* horizontalKernel, const float* verticalKernel,
@@ -44,6 +45,7 @@ class ORAVO_EXPORT SrFloatConvolution {
 
     /// out = valid correlation sampled on the sparse grid, the transpose of the above without the mask.
     /// @param in   (H + kh - 1) x (W + kw - 1)
+    /// @param horizontalKernel,verticalKernel  kw and kh taps
     /// @param out  lh x lw, overwritten
     void validCorrToSparse(const float* in, const float* horizontalKernel, const float* verticalKernel,
                            float* out);

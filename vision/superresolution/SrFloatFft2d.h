@@ -63,6 +63,7 @@ class ORAVO_EXPORT SrFloatFft2d {
     /// again from the source, others stay as they are. Any r goes with any image size.
     /// @param src   the unblurred image, H x W
     /// @param dst   its circular blur, H x W, corrected in place
+    /// @param r     radius of the blur in pixels, 0 to 2^24
     /// @param taps  r + 1 weights, of gaussFft
     /// Throws oravo::Exception when r is out of range.
     void repairGaussBlur(const float* src, float* dst, int r, const float* taps);

@@ -26,6 +26,7 @@ class ORAVO_EXPORT SrFloatNeonConvolution {
     SrFloatNeonConvolution(int W, int H, int kw, int kh, float f);
 
     /// out = full convolution of the weighted, zero-inserted low-resolution image.
+    /// @param horizontalKernel,verticalKernel  kw and kh taps
     /// @param lowRes,mask  trunc(H / f) x trunc(W / f)
     /// @param out          (H + kh - 1) x (W + kw - 1), overwritten
     void fullConvFromSparse(const float* lowRes, const float* horizontalKernel, const float* verticalKernel,
@@ -33,6 +34,7 @@ class ORAVO_EXPORT SrFloatNeonConvolution {
 
     /// out = valid correlation sampled on the sparse grid, the transpose of the above without the mask.
     /// @param in   (H + kh - 1) x (W + kw - 1)
+    /// @param horizontalKernel,verticalKernel  kw and kh taps
     /// @param out  trunc(H / f) x trunc(W / f), overwritten
     void validCorrToSparse(const float* in, const float* horizontalKernel, const float* verticalKernel,
                            float* out);

@@ -29,7 +29,8 @@ class CornerRegistration;
 /// An object is used by one thread at a time. Copies share work images.
 class ORAVO_EXPORT SrFloatNeonRegistration {
   public:
-    /// @param frameCount  number of slots, at least 1
+    /// @param width,height  columns and rows of a frame
+    /// @param frameCount    number of slots, at least 1
     /// Throws oravo::Exception, naming the value, for an invalid size or number.
     SrFloatNeonRegistration(int width, int height, int frameCount);
 
@@ -37,6 +38,8 @@ class ORAVO_EXPORT SrFloatNeonRegistration {
     void prepareFrame(const float* frame);
 
     /// Registers the first numFrames slots against slot refIndex.
+    /// @param numFrames      how many slots take part, from the oldest on
+    /// @param refIndex       slot of the reference, from 0
     /// @param frames         the unblurred frames; frames[i] is the one prepared in slot i
     /// @param shifts         out: each frame's remaining shift, in [-0.5, 0.5); (0, 0) for the reference
     /// @param masks          frameCount masks of width x height floats, out: 1 where the moved frame agrees

@@ -35,6 +35,8 @@ class ORAVO_EXPORT SrFloatRegistration1 {
     void prepareFrame(const float* frame);
 
     /// Registers the first numFrames slots against slot refIndex.
+    /// @param numFrames      how many slots take part, from the oldest on
+    /// @param refIndex       slot of the reference, from 0
     /// @param frames         the frames themselves; frames[i] is the one prepared in slot i
     /// @param shifts         out: each frame's remaining shift, in [-0.5, 0.5); (0, 0) for the reference
     /// @param masks          numFrames masks of width x height bytes, out: 1 where the moved frame agrees

@@ -135,6 +135,7 @@ class ORAVO_EXPORT SrPrecise {
     static constexpr const char* kCancelled = "Cancelled";  ///< message when progress() ended a run
 
     /// @param width, height  of the frames, at least kMinSide each
+    /// @param options        copied
     SrPrecise(int width, int height, const SrPreciseOptions& options = SrPreciseOptions());
 
     /// Reconstructs one image.
@@ -144,6 +145,8 @@ class ORAVO_EXPORT SrPrecise {
     SrPreciseResult compute(const std::vector<cv::Mat_<float>>& frames, int reference) const;
 
     /// The same for later frames of a recording, whose sensor is known in part.
+    /// @param frames     as above
+    /// @param reference  as above
     /// @param known  pixels that were found dead before (SrPreciseResult::deadPixels), in any order. They are left out and stay in
     ///               deadPixels of the result, unless these frames show that they follow the scene after all, as those
     ///               do that a hot spot of the scene was taken for. More than 2 % of the pixels are ignored

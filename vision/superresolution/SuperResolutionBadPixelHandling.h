@@ -80,6 +80,8 @@ class ORAVO_EXPORT SuperResolutionBadPixelHandling {
     /// CODE_BAD_PIXEL with the mean of the stored frames' samples at half its position plus the frame's shift,
     /// truncated, leaving out samples that were bad on intake. A pixel without a valid sample in any frame
     /// keeps its code.
+    /// @param image   the enlarged image, changed
+    /// @param shifts  one per defect map, in low-resolution pixels, frame(p + d) = reference(p)
     /// @param frames  the stored frames after their repair, in the order of the maps
     /// Throws oravo::Exception when no map is stored, fewer frames or shifts come than there are maps, or
     /// frames and maps are not all of one size.

@@ -89,7 +89,8 @@ class ORAVO_EXPORT SuperResolution {
 
     /// Converts a frame of counts to radiometric values, adds it as a float frame and runs computeSR<float>.
     /// A negative result of the intake is not passed on.
-    /// @param nuc  H x W
+    /// @param nuc  H x W counts
+    /// @param out  receives the enlarged image, trunc(H F) x trunc(W F)
     /// Throws oravo::Exception "NucToRad() not initialized" without a calibration for this frame size, and
     /// whatever addFrame and computeSR throw.
     float processFrame2(const short* nuc, float* out);

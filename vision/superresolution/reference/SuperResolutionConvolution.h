@@ -28,6 +28,7 @@ class ORAVO_EXPORT SuperResolutionConvolution {
 
     /// out = full convolution of the masked, zero-inserted low-resolution image. The mask multiplies as a
     /// signed number: 0 removes a sample, 1 keeps it.
+    /// @param horizontalKernel,verticalKernel  kw and kh taps
     /// @param lowRes,mask  lh x lw
     /// @param out          (H + kh - 1) x (W + kw - 1), overwritten
     void fullConvFromSparse(const float* lowRes, const float* horizontalKernel, const float* verticalKernel,
@@ -35,6 +36,7 @@ class ORAVO_EXPORT SuperResolutionConvolution {
 
     /// out = valid correlation sampled on the sparse grid, the transpose of the above without the mask.
     /// @param in   (H + kh - 1) x (W + kw - 1)
+    /// @param horizontalKernel,verticalKernel  kw and kh taps
     /// @param out  lh x lw, overwritten
     void validCorrToSparse(const float* in, const float* horizontalKernel, const float* verticalKernel,
                            float* out);
@@ -42,8 +44,9 @@ class ORAVO_EXPORT SuperResolutionConvolution {
     /// Mean over the (2 radius + 1) x (2 radius + 1) window around each pixel, cut at the image border and
     /// divided by the number of pixels inside it: SrFloatConvolution::blurImageMeanFilter, bit for bit,
     /// without allocating.
-    /// @param in   H x W
-    /// @param out  H x W; may be in
+    /// @param in      H x W
+    /// @param radius  in pixels, at least 0
+    /// @param out     H x W; may be in
     /// Throws oravo::Exception when the radius is negative.
     void sameConvOnes(const float* in, int radius, float* out);
 

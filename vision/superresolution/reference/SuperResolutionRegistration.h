@@ -30,6 +30,8 @@ class ORAVO_EXPORT SuperResolutionRegistration {
     SuperResolutionRegistration(int width, int height, float factor, int gaussRadius);
 
     /// Registers count frames against frame ref.
+    /// @param count          number of frames
+    /// @param ref            index of the reference in frames, from 0
     /// @param frames         count images
     /// @param spectra        their transforms by getFft(), height x (width/2 + 1) bins each
     /// @param shifts         out: each frame's remaining shift, in [-0.5, 0.5); (0, 0) for the reference
