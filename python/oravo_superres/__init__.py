@@ -30,8 +30,12 @@ from ._parameters import Parameters
 from ._pixels import PixelCode, has_code
 from ._results import FrameInfo, Reconstruction
 from ._series import enhance_many, enhance_stream, reconstruct_many, reconstruct_stream
-from ._session import WINDOW_SIZE, Session, stream
+from ._session import WINDOW_SIZE as _WINDOW_SIZE
+from ._session import Session, stream
 from ._version import __version__
+
+WINDOW_SIZE = _WINDOW_SIZE
+"""Frames that one image of a :class:`Session` is made of."""
 
 __all__ = [
     "WINDOW_SIZE",

@@ -90,6 +90,7 @@ class Burst(Owner):
 
     @property
     def closed(self) -> bool:
+        """Whether close() was called: nothing else may follow."""
         return self._handle == 0
 
     def __len__(self) -> int:

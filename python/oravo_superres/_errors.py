@@ -9,6 +9,7 @@ class Status(IntEnum):
     others go with an error."""
 
     OK = 0
+    """The frame was taken in; from the fifth on there is a new image."""
     INIT_FAILED = -1
     """The session could not be set up."""
     FALLBACK_PIXEL = -2
@@ -50,6 +51,7 @@ class BurstStatus(IntEnum):
     """The status codes of bursts; capi/Burst.h says what to do about each."""
 
     OK = 0
+    """Done."""
     STALE = -1
     """The burst does not exist any more."""
     ARGUMENT = -2
@@ -84,4 +86,5 @@ class BurstError(SuperResolutionError):
 
 
 class SuperResolutionWarning(UserWarning):
-    """An image has a status other than OK, or is still the one before."""
+    """There is an image, and something to doubt about it; or a frame was left out, or the image is still the one before. The
+    text says which."""

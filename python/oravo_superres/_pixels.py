@@ -13,9 +13,13 @@ class PixelCode(IntEnum):
     """
 
     OVER_RANGE = 0x81
+    """The sensor's value was above its range."""
     UNDER_RANGE = 0x82
+    """The sensor's value was below its range."""
     BAD_PIXEL = 0x84
+    """The pixel is defective."""
     INVALID = 0x85
+    """There is no valid value."""
 
 
 def has_code(image: npt.NDArray[np.float32]) -> npt.NDArray[np.bool_]:

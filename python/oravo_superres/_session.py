@@ -17,7 +17,6 @@ from ._parameters import camera_text
 from ._watch import ImageWatch, why_old
 
 WINDOW_SIZE = 5
-"""Frames that one image is reconstructed from."""
 
 _DEFAULT_REFERENCE = 3
 _FRAME_STATUSES = (Status.OK, Status.FALLBACK_PIXEL, Status.TOO_FEW_VALID_PIXELS, Status.NOT_ENOUGH_STRUCTURE)
@@ -132,6 +131,7 @@ class Session(Owner):
 
     @property
     def closed(self) -> bool:
+        """Whether close() was called: nothing else may follow."""
         return self._handle is None
 
     @property

@@ -17,7 +17,13 @@ _LONGEST_MESSAGE = 1000
 
 @dataclass(frozen=True)
 class Item:
-    """A recording, its image, and the name that stands for it in those of other results."""
+    """A recording and its image.
+
+    Attributes:
+        recording: the file, or the folder of frames.
+        result: the file of the image.
+        name: what ``{}`` stands for in the names of other results.
+    """
 
     recording: str
     result: str
@@ -36,21 +42,32 @@ class Settings:
 
 @dataclass(frozen=True)
 class Outcome:
-    """What became of a recording."""
+    """What became of a recording.
+
+    Attributes:
+        recording: the file, or the folder of frames.
+        result: the file of the image.
+        state: "done", "unchanged" (finished before) or "failed".
+        exit_code: of the program; 6 where the image is not known to be better than bicubic enlargement.
+        seconds: the time that it took.
+        message: why it failed, else "".
+    """
 
     recording: str
     result: str
-    state: str  # "done", "unchanged" or "failed"
-    exit_code: int  # of the program; 6 where the image is not known to be better than bicubic enlargement
+    state: str
+    exit_code: int
     seconds: float
-    message: str = ""  # why it failed
+    message: str = ""
 
     @property
     def failed(self) -> bool:
+        """Whether there is no image."""
         return self.state == "failed"
 
     @property
     def doubtful(self) -> bool:
+        """Whether there is an image that is not known to be better than bicubic enlargement."""
         return not self.failed and self.exit_code == DOUBTFUL
 
 

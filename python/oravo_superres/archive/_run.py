@@ -28,20 +28,32 @@ _USAGE, _INPUT, _INTERNAL = 1, 2, 5
 
 @dataclass
 class Summary:
-    """What became of the recordings of a run."""
+    """What became of the recordings of a run.
+
+    Attributes:
+        recordings: how many there are.
+        done: how many images were made.
+        unchanged: how many were finished before.
+        doubtful: how many of both are not known to be better than bicubic enlargement.
+        failed: how many have no image.
+        exit_code: the highest of those that failed, else 6 where one is doubtful, else 0.
+        report: the file with a line of JSON for each.
+        failures: the first 50 that failed.
+    """
 
     recordings: int = 0
     done: int = 0
     unchanged: int = 0
-    doubtful: int = 0  # among those done and unchanged
+    doubtful: int = 0
     failed: int = 0
-    exit_code: int = 0  # the highest of those that failed, else 6 where one is doubtful
-    report: str = ""  # the file with a line of JSON for each of them
-    failures: List[Outcome] = field(default_factory=list)  # the first ones
+    exit_code: int = 0
+    report: str = ""
+    failures: List[Outcome] = field(default_factory=list)
 
     _SHOWN = 50
 
     def add(self, outcome: Outcome) -> None:
+        """Counts one more."""
         self.done += outcome.state == "done"
         self.unchanged += outcome.state == "unchanged"
         self.doubtful += outcome.doubtful
@@ -56,6 +68,7 @@ class Summary:
 
     @property
     def ended(self) -> int:
+        """How many are through: done, unchanged or failed."""
         return self.done + self.unchanged + self.failed
 
 
