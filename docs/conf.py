@@ -7,8 +7,10 @@ from pathlib import Path
 
 from docutils import nodes
 from docutils.utils.math import latex2mathml
+from sphinx.util import logging
 from sphinx_gallery.sorting import FileNameSortKey
 
+LOGGER = logging.getLogger(__name__)
 ROOT = Path(__file__).resolve().parent.parent
 sys.path[:0] = [str(ROOT / "docs"), str(ROOT / "python"), str(ROOT / "examples" / "gallery")]
 
@@ -19,7 +21,7 @@ release = version = ".".join(
     re.findall(r"^#define ORAVO_VERSION_[A-Z]+ (\d+)", (ROOT / "support/Version.h").read_text(), re.M))
 
 extensions = ["myst_parser", "breathe", "sphinx.ext.autodoc", "sphinx.ext.napoleon",
-              "sphinx_copybutton", "sphinx_gallery.gen_gallery", "narrow"]
+              "sphinx_copybutton", "sphinx_gallery.gen_gallery", "narrow", "offline"]
 exclude_patterns = ["gallery/*.md5", "README.md"]
 
 myst_enable_extensions = ["dollarmath", "amsmath", "colon_fence", "deflist"]
@@ -47,6 +49,7 @@ sphinx_gallery_conf = {
     "download_all_examples": False,
     "min_reported_time": 1e9,
     "show_memory": False,
+    "capture_repr": (),
     "show_signature": False,
     "remove_config_comments": True,
     "abort_on_example_error": True,
@@ -56,6 +59,8 @@ highlight_language = "none"  # of blocks that do not name theirs
 copybutton_prompt_text = "$ "
 
 html_theme = "furo"
+pygments_style = "default"  # these two have enough contrast
+pygments_dark_style = "github-dark"
 html_title = project
 html_static_path = ["_static"]
 html_copy_source = False
@@ -72,5 +77,19 @@ def mathml(inline):
     return visit, None
 
 
+def warn_of_missing_docstring(app, what, name, obj, skip, options):
+    """Warns of what the reference leaves out because nothing is said about it."""
+    if skip and not name.startswith("_") and what in ("class", "exception"):
+        LOGGER.warning("%s %s: %s has no docstring", what, app.env.ref_context.get("py:class"), name)
+
+
+def warn_of_foreign_docstring(app, what, name, obj, options, lines):
+    """Warns of constants that show the docstring of their type."""
+    if what == "data" and type(obj).__doc__.startswith(lines[0] if lines else ""):
+        LOGGER.warning("data %s has no docstring", name)
+
+
 def setup(app):
+    app.connect("autodoc-skip-member", warn_of_missing_docstring)
+    app.connect("autodoc-process-docstring", warn_of_foreign_docstring)
     app.add_html_math_renderer("mathml", mathml(True), mathml(False))
