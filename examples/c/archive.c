@@ -1,7 +1,8 @@
 /* An archive: each recording of raw float frames becomes an image. A recording that fails does not keep the others from
  * being done, and a second run goes on where the first was ended.
  *
- *     archive WIDTH HEIGHT RECORDING.raw...
+ *     cc -std=c99 archive.c $(pkg-config --cflags --libs oravo-superresolution) -o archive
+ *     ./archive WIDTH HEIGHT RECORDING.raw...
  *
  * The image of RECORDING.raw is RECORDING.raw.image.
  */

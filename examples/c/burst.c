@@ -1,6 +1,7 @@
 /* The best image of a burst: raw float frames from standard input, the image and its standard deviation to files.
  *
- *     burst WIDTH HEIGHT IMAGE.raw DEVIATION.raw < FRAMES.raw
+ *     cc -std=c99 burst.c $(pkg-config --cflags --libs oravo-superresolution) -o burst
+ *     ./burst WIDTH HEIGHT IMAGE.raw DEVIATION.raw < FRAMES.raw
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -18,7 +19,8 @@ static int save(const char* path, const float* values, size_t count) {
 }
 
 static int fail(oravo_burst burst) {
-    fprintf(stderr, "burst: %s\n", oravo_burst_error(burst));
+    const char* why = oravo_burst_error(burst);
+    fprintf(stderr, "burst: %s\n", *why != '\0' ? why : "not enough memory");
     oravo_burst_destroy(burst);
     return 1;
 }

@@ -1,6 +1,7 @@
 /* Counts of a raw sensor become temperatures by two recordings of an even surface, then an image.
  *
- *     calibrated WIDTH HEIGHT COLD.raw COLD_CELSIUS HOT.raw HOT_CELSIUS IMAGE.raw < COUNTS.raw
+ *     cc -std=c99 calibrated.c $(pkg-config --cflags --libs oravo-superresolution) -o calibrated
+ *     ./calibrated WIDTH HEIGHT COLD.raw COLD_CELSIUS HOT.raw HOT_CELSIUS IMAGE.raw < COUNTS.raw
  *
  * Counts are unsigned, of 16 bits. Between the two, temperature is taken to be linear in the count, pixel
  * by pixel, which takes off the sensor's fixed pattern as well.

@@ -1,6 +1,7 @@
 /* The pipelines beside each other, on a burst whose truth is known: raw floats all.
  *
- *     compare WIDTH HEIGHT REFERENCE TRUTH.raw < FRAMES.raw
+ *     cc -std=c99 compare.c $(pkg-config --cflags --libs oravo-superresolution) -lm -o compare
+ *     ./compare WIDTH HEIGHT REFERENCE TRUTH.raw < FRAMES.raw
  *
  * REFERENCE is the index of the frame on whose grid the truth lies. Prints the peak signal-to-noise ratio of each result,
  * eight pixels along the borders left out, and of an enlargement of the reference frame by linear interpolation.

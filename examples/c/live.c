@@ -1,7 +1,8 @@
 /* A live camera of 16-bit counts, hundredths of a kelvin: an image of twice the size in the same unit for each frame, from
  * the fifth on.
  *
- *     camera | live WIDTH HEIGHT | display
+ *     cc -std=c99 live.c $(pkg-config --cflags --libs oravo-superresolution) -lm -o live
+ *     camera | ./live WIDTH HEIGHT | display
  */
 #include <math.h>
 #include <stdio.h>
@@ -48,13 +49,14 @@ int main(int argc, char** argv) {
     uint16_t* counts = malloc(values * sizeof *counts);
     uint16_t* out = malloc(4 * values * sizeof *out);
     float* image = malloc(4 * values * sizeof *image);
-    if (counts != NULL && out != NULL && image != NULL)
-        while (fread(counts, sizeof *counts, values, stdin) == values &&
-               step(burst, counts, image, out, 4 * values)) {
-        }
+    const int enough = counts != NULL && out != NULL && image != NULL;
+    if (!enough) fprintf(stderr, "live: not enough memory\n");
+    while (enough && fread(counts, sizeof *counts, values, stdin) == values &&
+           step(burst, counts, image, out, 4 * values)) {
+    }
     free(image);
     free(out);
     free(counts);
     oravo_burst_destroy(burst);
-    return ferror(stdout) ? 1 : 0;
+    return enough && !ferror(stdout) ? 0 : 1;
 }

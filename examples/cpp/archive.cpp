@@ -1,7 +1,8 @@
 // An archive: each recording, a folder of image files of degrees Celsius or hundredths of a kelvin, becomes a float TIFF, on
 // all processors. One that fails does not keep the others from being done, and a second run goes on where the first was ended.
 //
-//     archive RECORDINGS/ RESULTS/
+//     c++ -std=c++17 archive.cpp $(pkg-config --cflags --libs oravo-superresolution) -lopencv_imgcodecs -pthread -o archive
+//     ./archive RECORDINGS/ RESULTS/
 #include <atomic>
 #include <filesystem>
 #include <iostream>

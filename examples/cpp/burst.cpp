@@ -1,6 +1,7 @@
 // The best image of a burst, by the C++ class: image files in, of degrees Celsius or hundredths of a kelvin, a float TIFF out.
 //
-//     burst ENLARGED.tif FRAME...
+//     c++ -std=c++17 burst.cpp $(pkg-config --cflags --libs oravo-superresolution) -lopencv_imgcodecs -o burst
+//     ./burst ENLARGED.tif FRAME...
 #include <iostream>
 #include <opencv2/imgcodecs.hpp>
 

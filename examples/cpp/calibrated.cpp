@@ -1,7 +1,8 @@
 // Counts of a raw sensor become temperatures by two frames of known temperature, then an image: image files of 16-bit
 // counts in, a float TIFF of degrees Celsius out.
 //
-//     calibrated ENLARGED.tif COLD COLD_CELSIUS HOT HOT_CELSIUS FRAME...
+//     c++ -std=c++17 calibrated.cpp $(pkg-config --cflags --libs oravo-superresolution) -lopencv_imgcodecs -o calibrated
+//     ./calibrated ENLARGED.tif COLD COLD_CELSIUS HOT HOT_CELSIUS FRAME...
 //
 // COLD and HOT show an even surface that fills the view. Between them temperature is taken to be linear in the count,
 // pixel by pixel, which takes off the sensor's fixed pattern as well.

@@ -1,7 +1,8 @@
 // The pipelines beside each other, on a burst whose truth is known: image files of degrees Celsius or hundredths of
 // a kelvin.
 //
-//     compare TRUTH REFERENCE FRAME...
+//     c++ -std=c++17 compare.cpp $(pkg-config --cflags --libs oravo-superresolution) -lopencv_imgcodecs -lopencv_imgproc -o compare
+//     ./compare TRUTH REFERENCE FRAME...
 //
 // REFERENCE is the index of the frame on whose grid the truth lies. Prints the peak signal-to-noise ratio of each result,
 // eight pixels along the borders left out, and of an enlargement of the reference frame by linear interpolation.

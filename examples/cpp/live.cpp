@@ -1,6 +1,7 @@
 // A live camera of float frames, by the C++ class of the float pipeline: raw values in and out, one image a frame.
 //
-//     camera | live WIDTH HEIGHT | display
+//     c++ -std=c++17 live.cpp $(pkg-config --cflags --libs oravo-superresolution) -o live
+//     camera | ./live WIDTH HEIGHT | display
 #include <cstdlib>
 #include <iostream>
 #include <vector>

@@ -28,4 +28,6 @@ def main(recordings: str, results: str) -> int:
 
 
 if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
     sys.exit(main(*sys.argv[1:]))

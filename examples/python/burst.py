@@ -23,4 +23,6 @@ def main(enlarged: str, recording: str) -> None:
 
 
 if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
     main(*sys.argv[1:])

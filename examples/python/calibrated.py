@@ -31,4 +31,6 @@ def main(enlarged: str, recording: str, cold_path: str, cold: str, hot_path: str
 
 
 if __name__ == "__main__":
+    if len(sys.argv) != 7:
+        sys.exit(__doc__)
     main(*sys.argv[1:])

@@ -40,4 +40,6 @@ def main(recording: str, truth_path: str, reference: str) -> None:
 
 
 if __name__ == "__main__":
+    if len(sys.argv) != 4:
+        sys.exit(__doc__)
     main(*sys.argv[1:])

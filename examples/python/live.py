@@ -29,4 +29,6 @@ def main(width: int, height: int) -> None:
 
 
 if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__)
     main(*map(int, sys.argv[1:]))
