@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# the site builds without a warning (in out/docs/site), all public headers are documented in it, every link leads
-# somewhere, and what README.md and the guides say works
+# the site builds without a warning (in out/docs/site), all that is public is documented in it, every parameter is on its
+# page, every link leads somewhere, and what README.md and the guides say works
 #
 #   scripts/checks/docs.sh
 set -euo pipefail
@@ -18,5 +18,6 @@ done
 for class in SrPrecise SrFloat SrFloatMinimization BadPixel SuperResolution; do
     grep -q "id=\"classoravo_1_1vision_1_1$class\"" out/docs/site/reference/cpp.html || { echo "$class is not described"; exit 1; }
 done
+python3 scripts/checks/parameters.py "$release_tree/tools/oravo-superres"
 tracked_files '*.md' | xargs -0 python3 scripts/checks/links.py
 bash scripts/checks/pages.sh "$release_tree"
