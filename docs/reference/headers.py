@@ -15,7 +15,7 @@ PRIVATE = re.compile(r"::detail(::|$)|_H$|^ORAVO_(EXPORT|HIDDEN|NEON)$")
 
 
 def directive(kind, name, *options):
-    lines = [f"```{{{kind}}} {name}", *(f":{option}:" for option in options), "```", ""]
+    lines = [f"```{{{kind}}} {name}", *options, "```", ""]
     return "\n".join(lines)
 
 
@@ -51,11 +51,13 @@ def undescribed(header):
 
 
 def declared(header):
-    """Directives for all that a header declares outside of classes, and for its classes."""
+    """Directives for a header's own description, for all that it declares outside of classes, and for its classes."""
+    if is_described(header):
+        yield directive("doxygenfile", header.find("location").get("file"), ":sections: briefdescription detaileddescription")
     for inner in header.findall("innerclass"):
         if not PRIVATE.search(inner.text):
             kind = "struct" if inner.get("refid").startswith("struct") else "class"
-            yield directive(f"doxygen{kind}", inner.text, "members", "undoc-members")
+            yield directive(f"doxygen{kind}", inner.text, ":members:", ":undoc-members:")
     classes = {inner.text for inner in header.findall("innerclass")}
     for member in header.iter("memberdef"):
         name = member.findtext("qualifiedname") or member.findtext("name")
