@@ -7,6 +7,7 @@ from pathlib import Path
 
 from docutils import nodes
 from docutils.utils.math import latex2mathml
+from sphinx.pycode import ModuleAnalyzer
 from sphinx.util import logging
 from sphinx_gallery.sorting import FileNameSortKey
 
@@ -77,19 +78,25 @@ def mathml(inline):
     return visit, None
 
 
-def warn_of_missing_docstring(app, what, name, obj, skip, options):
-    """Warns of what the reference leaves out because nothing is said about it."""
-    if skip and not name.startswith("_") and what in ("class", "exception"):
-        LOGGER.warning("%s %s: %s has no docstring", what, app.env.ref_context.get("py:class"), name)
+def has_description(owner, name, comments):
+    """Whether a class says anything about a member: there, in a comment, or among its attributes."""
+    member = vars(owner).get(name)
+    own = isinstance(member, property) or callable(member)
+    return ((own and member.__doc__) or (owner.__name__, name) in comments
+            or re.search(rf"^ +(\w+, )*{name}(, \w+)*:", owner.__doc__ or "", re.M))
 
 
-def warn_of_foreign_docstring(app, what, name, obj, options, lines):
-    """Warns of constants that show the docstring of their type."""
+def warn_of_silence(app, what, name, obj, options, lines):
+    """Warns of members that the reference would leave out, and of constants that would get the docstring of their type."""
     if what == "data" and type(obj).__doc__.startswith(lines[0] if lines else ""):
-        LOGGER.warning("data %s has no docstring", name)
+        LOGGER.warning("%s has no docstring", name)
+    elif what in ("class", "exception"):
+        comments = ModuleAnalyzer.for_module(obj.__module__).find_attr_docs()
+        for member in {**vars(obj), **vars(obj).get("__annotations__", {})}:
+            if not member.startswith("_") and not has_description(obj, member, comments):
+                LOGGER.warning("%s.%s has no docstring", name, member)
 
 
 def setup(app):
-    app.connect("autodoc-skip-member", warn_of_missing_docstring)
-    app.connect("autodoc-process-docstring", warn_of_foreign_docstring)
+    app.connect("autodoc-process-docstring", warn_of_silence)
     app.add_html_math_renderer("mathml", mathml(True), mathml(False))
