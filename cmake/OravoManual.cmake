@@ -14,6 +14,8 @@ set(ORAVO_MANUAL "${CMAKE_CURRENT_BINARY_DIR}/manual/oravo-superres.1.gz")
 add_custom_command(OUTPUT "${ORAVO_MANUAL}"
   COMMAND "${debian_python}" -B -m sphinx $<$<BOOL:${ORAVO_WARNINGS_AS_ERRORS}>:-W> -q -b man -d manual/doctrees -c "${PROJECT_SOURCE_DIR}/docs/man"
           "${PROJECT_SOURCE_DIR}/docs" manual
+  # Sphinx begins sections by a space that is not shown, and names a font that only some readers of manual pages know.
+  COMMAND sed -z -i -e [[s/\n\(\.S[HS] [^\n]*\)\n\.sp\n/\n\1\n/g]] -e [[s/\n\.ft C\n/\n.ft CR\n/g]] manual/oravo-superres.1
   COMMAND gzip -9nf manual/oravo-superres.1
   DEPENDS docs/oravo-superres.md docs/man/conf.py support/Version.h cmake/debian/changelog.in
   COMMENT "Making the manual page" VERBATIM COMMAND_EXPAND_LISTS)
