@@ -8,6 +8,7 @@
 #include <opencv2/core.hpp>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "tests/tools/Scratch.h"
 #include "tools/input/FrameReader.h"
@@ -23,6 +24,13 @@ class Program : public Scratch {
         std::string err;
     };
 
+    /// Arguments that the program refuses, its exit code, and words of its message.
+    struct Refusal {
+        std::string arguments;
+        int code;
+        std::string says;
+    };
+
     Outcome run(const std::string& arguments) const {
         const std::string base = folder_.string() + "-run";
         // Redirections come first, so that the arguments may hold others.
@@ -34,6 +42,18 @@ class Program : public Scratch {
         std::filesystem::remove(base + ".out");
         std::filesystem::remove(base + ".err");
         return outcome;
+    }
+
+    /// @param command  that the arguments of each follow
+    void expectRefusals(const std::vector<Refusal>& cases, const std::string& command = "") const {
+        constexpr std::size_t kLongest = 1000;  // characters, so that no endless value is quoted
+        for (const Refusal& c : cases) {
+            const Outcome outcome = run(command + c.arguments);
+            EXPECT_EQ(outcome.code, c.code) << c.arguments << '\n' << outcome.err;
+            EXPECT_TRUE(says(outcome.err, c.says)) << c.arguments << '\n' << outcome.err;
+            EXPECT_LT(outcome.err.size(), kLongest) << c.arguments;
+            EXPECT_EQ(outcome.out, "") << c.arguments;
+        }
     }
 
     static std::string text(const std::string& file) {

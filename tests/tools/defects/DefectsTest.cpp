@@ -1,10 +1,7 @@
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Program.h"
@@ -19,23 +16,17 @@ namespace {
 const std::string kHeader =
     "# oravo bad pixels, format 1, width 40, height 30\nx,y,x1,y1,x2,y2,x3,y3,x4,y4\n";
 
-class Defects : public Scratch {
+class Defects : public Program {
   protected:
-    /// Runs the program with an argument line, in the folder of the test.
-    int run(const std::string& arguments) const {
-        const std::string line =
-            "cd " + folder_.string() + " && " + ORAVO_SUPERRES + " defects " + arguments + " >out 2>err";
-        const int status = std::system(line.c_str());
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    int run(const std::string& arguments) {
+        last_ = Program::run("defects " + arguments);
+        return last_.code;
     }
-    std::string text(const std::string& name) const {
-        std::ifstream file(path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string text(const std::string& name) const { return Program::text(path(name)); }
     void write(const std::string& name, const std::string& bytes) const {
         std::ofstream(path(name), std::ios::binary) << bytes;
     }
-    bool says(const std::string& words) const { return text("err").find(words) != std::string::npos; }
+    bool says(const std::string& words) const { return tools::says(last_.err, words); }
 
     /// Values from base to base + 49, each many times, and one defect of each kind: dead, stuck, odd.
     static cv::Mat scene(int type, int base, int dead, int stuck) {
@@ -66,6 +57,8 @@ class Defects : public Scratch {
         std::filesystem::create_directory(path("in"));
         cv::imwrite(path("in/f.png"), scene(CV_16U, 7000, 0, 16383));
     }
+
+    Outcome last_{};  ///< of run()
 };
 
 TEST_F(Defects, ListSurvivesItsFile) {
@@ -145,8 +138,8 @@ TEST_F(Defects, FindsEachKindAndRepairsItToTheMeanOfItsNeighbours) {
     for (const auto& c : kCases) {
         const cv::Mat frame = scene(c.type, c.base, c.dead, c.stuck);
         writeImage(path("f.tif"), frame);
-        ASSERT_EQ(run(std::string("detect f.tif -o l.csv --marked m.png ") + c.options), 0) << text("err");
-        EXPECT_TRUE(says("f.tif: 2 out of range, 1 isolated, 3 of them new")) << c.name << text("err");
+        ASSERT_EQ(run(std::string("detect f.tif -o l.csv --marked m.png ") + c.options), 0) << last_.err;
+        EXPECT_TRUE(says("f.tif: 2 out of range, 1 isolated, 3 of them new")) << c.name << last_.err;
         const DefectList list = readDefectList(path("l.csv"));
         ASSERT_EQ(list.rows.rows, 3) << c.name;
         EXPECT_EQ(text("l.csv").find(kHeader + "5,3,5,4,4,3,5,2,6,3\n39,20,"), 0u) << text("l.csv");
@@ -155,7 +148,7 @@ TEST_F(Defects, FindsEachKindAndRepairsItToTheMeanOfItsNeighbours) {
         EXPECT_EQ(marked.size(), cv::Size(160, 120));
         EXPECT_EQ(marked(4 * 11, 4 * 7 + 3), cv::Vec3b(0, 0, 255));
 
-        ASSERT_EQ(run("repair l.csv f.tif -o r.tif"), 0) << text("err");
+        ASSERT_EQ(run("repair l.csv f.tif -o r.tif"), 0) << last_.err;
         const cv::Mat repaired = readSingleImage(path("r.tif"));
         ASSERT_EQ(repaired.type(), c.type) << c.name;
         cv::Mat_<int> expected;
@@ -180,69 +173,61 @@ TEST_F(Defects, FramesAndListsAreMergedWithoutRepeats) {
     ASSERT_EQ(run("detect a.png -o a.csv"), 0);
     ASSERT_EQ(run("detect b.png -o b.csv"), 0);
     ASSERT_EQ(run("detect a.png b.png -o both.csv"), 0);
-    EXPECT_TRUE(says("b.png: 3 out of range, 1 isolated, 1 of them new")) << text("err");
-    ASSERT_EQ(run("merge b.csv a.csv -o merged.csv"), 0) << text("err");
+    EXPECT_TRUE(says("b.png: 3 out of range, 1 isolated, 1 of them new")) << last_.err;
+    ASSERT_EQ(run("merge b.csv a.csv -o merged.csv"), 0) << last_.err;
     EXPECT_EQ(text("merged.csv"), text("both.csv"));
     EXPECT_EQ(text("merged.csv").find("5,4,5,3"), std::string::npos);
     EXPECT_EQ(readDefectList(path("merged.csv")).rows.rows, 4);
     ASSERT_EQ(run("merge a.csv merged.csv -o merged.csv"), 0);
     EXPECT_EQ(text("merged.csv"), text("both.csv"));
-    ASSERT_EQ(run("repair both.csv a.png b.png -o r/"), 0) << text("err");
-    ASSERT_EQ(run("detect r -o none.csv --marked none.png"), 0) << text("err");
+    ASSERT_EQ(run("repair both.csv a.png b.png -o r/"), 0) << last_.err;
+    ASSERT_EQ(run("detect r -o none.csv --marked none.png"), 0) << last_.err;
     EXPECT_EQ(text("none.csv"), kHeader);
     EXPECT_TRUE(std::filesystem::exists(path("none.png")));
 }
 
 TEST_F(Defects, FailuresHaveTheirCodeAndSayWhatToChange) {
     writeOddInputs();
-    const struct {
-        const char* arguments;
-        int code;
-        const char* words;
-    } kCases[] = {
-        {"", 1, "subcommand"},
-        {"detect f.png", 1, "--output"},
-        {"detect f.png -o n.csv --span 1", 1, "--span"},
-        {"detect f.png -o n.csv --low 50 --high 50", 1, "--low 50 is not below --high 50"},
-        {"detect f.png -o n.csv --low -1 --high 65535", 1, "take --low from 0"},
-        {"detect signed.tif -o n.csv --high 40000", 1, "take at most 32767"},
-        {"detect byte.png -o n.csv", 2, "no counts of 16 bits"},
-        {"detect f.png small.png -o n.csv", 2, "5 x 5"},
-        {"repair bad.csv f.png -o n.tif", 2, "bad.csv: line 3: has 1 values"},
-        {"repair other.csv f.png -o n.tif", 2,
-         "other.csv: line 1: is a list for frames of 4 x 3 pixels, but f.png"},
-        {"merge other.csv l.csv -o n.csv", 2, "other.csv: line 1: is a list for frames of 4 x 3 pixels"},
-        {"detect f.png -o n.txt", 3, ".csv"},
-        {"repair l.csv signed.tif -o n.png", 3, ".tif"},
-        {"repair l.csv f.png f.png -o n.tif", 3, "2 frames go to a folder"},
-        {"repair l.csv in -o in", 3, "is the folder of the frames"},
-        {"detect large.png -o n.csv", 4,
-         "90000 pixels are out of range (at most 0 or at least 4095), more than the "
-         "65535 that one search lists: lower --low or raise --high"},
-        {"detect wide.png -o n.csv --max-count 65535", 4, "lower --max-count 65535 or raise --span 100"}};
-    for (const auto& c : kCases) {
-        EXPECT_EQ(run(c.arguments), c.code) << c.arguments << '\n' << text("err");
-        EXPECT_TRUE(says(c.words)) << c.arguments << '\n' << text("err");
-        for (const char* name : {"n.csv", "n.tif", "n.png", "n.txt"}) {
-            EXPECT_FALSE(std::filesystem::exists(path(name))) << c.arguments;
-        }
+    expectRefusals(
+        {{"", 1, "subcommand"},
+         {"detect f.png", 1, "--output"},
+         {"detect f.png -o n.csv --span 1", 1, "--span"},
+         {"detect f.png -o n.csv --low 50 --high 50", 1, "--low 50 is not below --high 50"},
+         {"detect f.png -o n.csv --low -1 --high 65535", 1, "take --low from 0"},
+         {"detect signed.tif -o n.csv --high 40000", 1, "take at most 32767"},
+         {"detect byte.png -o n.csv", 2, "no counts of 16 bits"},
+         {"detect f.png small.png -o n.csv", 2, "5 x 5"},
+         {"repair bad.csv f.png -o n.tif", 2, "bad.csv: line 3: has 1 values"},
+         {"repair other.csv f.png -o n.tif", 2,
+          "other.csv: line 1: is a list for frames of 4 x 3 pixels, but f.png"},
+         {"merge other.csv l.csv -o n.csv", 2, "other.csv: line 1: is a list for frames of 4 x 3 pixels"},
+         {"detect f.png -o n.txt", 3, ".csv"},
+         {"repair l.csv signed.tif -o n.png", 3, ".tif"},
+         {"repair l.csv f.png f.png -o n.tif", 3, "2 frames go to a folder"},
+         {"repair l.csv in -o in", 3, "is the folder of the frames"},
+         {"detect large.png -o n.csv", 4,
+          "90000 pixels are out of range (at most 0 or at least 4095), more than the "
+          "65535 that one search lists: lower --low or raise --high"},
+         {"detect wide.png -o n.csv --max-count 65535", 4, "lower --max-count 65535 or raise --span 100"}},
+        "defects ");
+    for (const char* name : {"n.csv", "n.tif", "n.png", "n.txt"}) {
+        EXPECT_FALSE(std::filesystem::exists(path(name))) << name;
     }
 }
 
 TEST_F(Defects, AListOfEveryPixelRepairsNothing) {
     cv::imwrite(path("small.png"), cv::Mat_<ushort>(5, 5, ushort{9}));
     ASSERT_EQ(run("detect small.png -o n.csv --low 9"), 0);  // all bad: nothing is left to replace them
-    EXPECT_TRUE(says("warning: n.csv: lists every pixel, and no healthy one is left")) << text("err");
+    EXPECT_TRUE(says("warning: n.csv: lists every pixel, and no healthy one is left")) << last_.err;
     EXPECT_EQ(run("repair n.csv small.png -o n.tif"), 2);
-    EXPECT_TRUE(says("n.csv: lists every pixel, and no healthy one is left")) << text("err");
+    EXPECT_TRUE(says("n.csv: lists every pixel, and no healthy one is left")) << last_.err;
 }
 
 TEST_F(Defects, ASearchListsAsManyPixelsAsItsManualSays) {
     run("detect --help");
-    EXPECT_TRUE(
-        text("out").find("more than 65534 bad pixels, or more than 65535 when all are out of range") !=
-        std::string::npos)
-        << text("out");
+    EXPECT_TRUE(last_.out.find("more than 65534 bad pixels, or more than 65535 when all are out of range") !=
+                std::string::npos)
+        << last_.out;
     const struct {
         int dead, odd, code;
     } kCases[] = {{65535, 0, 0}, {65536, 0, 4}, {65524, 10, 0}, {65525, 10, 4}};
@@ -251,13 +236,13 @@ TEST_F(Defects, ASearchListsAsManyPixelsAsItsManualSays) {
         for (int i = 0; i < c.dead; ++i) frame(i / 256, i % 256) = 0;
         for (int i = 0; i < c.odd; ++i) frame(256, i) = static_cast<ushort>(2000 + 300 * i);
         writeImage(path("f.tif"), frame);
-        EXPECT_EQ(run("detect f.tif -o l.csv"), c.code) << c.dead << " + " << c.odd << text("err");
+        EXPECT_EQ(run("detect f.tif -o l.csv"), c.code) << c.dead << " + " << c.odd << last_.err;
         if (c.code == 0) {
             EXPECT_EQ(readDefectList(path("l.csv")).rows.rows, c.dead + c.odd);
             continue;
         }
         EXPECT_TRUE(says(c.odd == 0 ? "65536 pixels are out of range" : ": more than 65534 pixels are"))
-            << text("err");
+            << last_.err;
     }
 }
 
@@ -265,7 +250,7 @@ TEST_F(Defects, RecordedLatticeIsFoundAndRepaired) {
     const char* data = std::getenv("ORAVO_TEST_DATA");
     if (data == nullptr) GTEST_SKIP() << "ORAVO_TEST_DATA names no folder of recordings";
     const std::string frames = std::string(data) + "/defects/seek_floor/";
-    ASSERT_EQ(run("detect " + frames + "raw.tif " + frames + "cal.tif -o l.csv"), 0) << text("err");
+    ASSERT_EQ(run("detect " + frames + "raw.tif " + frames + "cal.tif -o l.csv"), 0) << last_.err;
     const DefectList list = readDefectList(path("l.csv"));
     const cv::Mat_<uchar> listed = list.mask();
     const cv::Mat_<ushort> raw = readSingleImage(frames + "raw.tif");

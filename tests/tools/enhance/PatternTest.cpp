@@ -121,31 +121,21 @@ TEST_F(FixedPattern, RefusalsNameWhatIsWrong) {
         std::filesystem::create_directories(path("still"));
         writeImage(path(frame("still", k)), image(frame("clean", 1)));
     }
-    const struct {
-        const char* arguments;
-        int code;
-        const char* complaint;
-    } kCases[] = {
-        {"enhance burst -o o.tif --shutter small.tif", 2,
-         "small.tif: is 10 x 10 pixels, but the frames are 64 x 48"},
-        {"enhance burst -o o.tif --fixed-pattern small.tif", 2, "small.tif: is 10 x 10 pixels"},
-        {"enhance burst -o o.tif --shutter empty.tif", 2, "empty.tif: holds no value at all"},
-        {"enhance burst -o o.tif --fixed-pattern none.tif", 2, "none.tif: "},
-        {"enhance burst -o even.tif --shutter even.tif", 3, "even.tif: is one of the inputs"},
-        {"enhance burst -o o.tif --pipeline float --fixed-pattern auto", 1,
-         "--fixed-pattern auto: the float pipeline finds no pattern by itself"},
-        {"pattern learn burst/frame_000.tif burst/frame_001.tif -o o.tif", 2, "a recording of 2 frames"},
-        {"pattern learn clean small.tif -o o.tif", 2, "a recording of 1 frame tells"},
-        {"pattern learn still -o o.tif", 4, "in 1 the scene hardly moves, which it has to"},
-        {"pattern learn clean -o o.tif", 4, "no fixed pattern could be separated from noise and scene"},
-        {"pattern learn clean -o clean/frame_002.tif", 3, "clean/frame_002.tif: is one of the inputs"},
-        {"pattern learn clean -o o.png", 3, "o.png"},
-    };
-    for (const auto& c : kCases) {
-        const Outcome outcome = run(c.arguments);
-        EXPECT_EQ(outcome.code, c.code) << c.arguments << outcome.err;
-        EXPECT_TRUE(says(outcome.err, c.complaint)) << outcome.err;
-    }
+    expectRefusals(
+        {{"enhance burst -o o.tif --shutter small.tif", 2,
+          "small.tif: is 10 x 10 pixels, but the frames are 64 x 48"},
+         {"enhance burst -o o.tif --fixed-pattern small.tif", 2, "small.tif: is 10 x 10 pixels"},
+         {"enhance burst -o o.tif --shutter empty.tif", 2, "empty.tif: holds no value at all"},
+         {"enhance burst -o o.tif --fixed-pattern none.tif", 2, "none.tif: "},
+         {"enhance burst -o even.tif --shutter even.tif", 3, "even.tif: is one of the inputs"},
+         {"enhance burst -o o.tif --pipeline float --fixed-pattern auto", 1,
+          "--fixed-pattern auto: the float pipeline finds no pattern by itself"},
+         {"pattern learn burst/frame_000.tif burst/frame_001.tif -o o.tif", 2, "a recording of 2 frames"},
+         {"pattern learn clean small.tif -o o.tif", 2, "a recording of 1 frame tells"},
+         {"pattern learn still -o o.tif", 4, "in 1 the scene hardly moves, which it has to"},
+         {"pattern learn clean -o o.tif", 4, "no fixed pattern could be separated from noise and scene"},
+         {"pattern learn clean -o clean/frame_002.tif", 3, "clean/frame_002.tif: is one of the inputs"},
+         {"pattern learn clean -o o.png", 3, "o.png"}});
     EXPECT_FALSE(std::filesystem::exists(path("o.tif")));
 }
 

@@ -22,33 +22,29 @@ class Precise : public Program {
 
 TEST_F(Precise, OptionsWithoutUseAreRefusedWithTheReason) {
     ASSERT_EQ(run("simulate -o b --width 64 --height 48").code, 0);
-    const struct {
-        const char* options;
-        const char* complaint;
-    } kCases[] = {
-        {"--tv-weight 100", "--tv-weight: the precise pipeline chooses the weight of its prior by itself"},
-        {"--iterations 9", "--iterations: the precise pipeline goes on until the image no longer changes"},
-        {"--registration corners", "--registration: the precise pipeline aligns frames by a fit of its own"},
-        {"--registration-error 0.1", "; --pipeline float takes this option"},
-        {"--timing", "--timing: the precise pipeline prints no report"},
-        {"--pipeline float --frames 5", "--frames: the float pipeline makes each image of five frames"},
-        {"--pipeline vector --smoothness 1", "--smoothness: the vector pipeline takes a --tv-weight"},
-        {"--frames 65", "65"},
-        {"--threads 65", "--threads: Value 65 not in range 0 to 64"},
-        {"--pipeline vector --threads 2", "--threads: the vector pipeline works on one thread"},
-        {"--pipeline float --psf-box 2", "--psf-box: the float pipeline takes the whole blur for a Gaussian"},
-        {"--smoothness nan", "nan"},
-        {"--frames 3 --reference-index 3",
-         "--reference-index 3: an image is made of 3 frames, counted back from 0 to 2"},
-        {"--pipeline float --reference-index 5", "is made of 5 frames, counted back from 0 to 4"},
-        {"--reference-index 7", "--reference-index 7: only 5 frames are given"},
-        {"--psf-sigma 2.5", "Blur of 2.5 pixels is not from 0.3 to 2."},
-    };
-    for (const auto& c : kCases) {
-        const Outcome outcome = run(std::string("enhance b -o o.tif ") + c.options);
-        EXPECT_EQ(outcome.code, 1) << c.options;
-        EXPECT_TRUE(says(outcome.err, c.complaint)) << outcome.err;
-    }
+    expectRefusals(
+        {{"--tv-weight 100", 1,
+          "--tv-weight: the precise pipeline chooses the weight of its prior by itself"},
+         {"--iterations 9", 1,
+          "--iterations: the precise pipeline goes on until the image no longer changes"},
+         {"--registration corners", 1,
+          "--registration: the precise pipeline aligns frames by a fit of its own"},
+         {"--registration-error 0.1", 1, "; --pipeline float takes this option"},
+         {"--timing", 1, "--timing: the precise pipeline prints no report"},
+         {"--pipeline float --frames 5", 1, "--frames: the float pipeline makes each image of five frames"},
+         {"--pipeline vector --smoothness 1", 1, "--smoothness: the vector pipeline takes a --tv-weight"},
+         {"--frames 65", 1, "65"},
+         {"--threads 65", 1, "--threads: Value 65 not in range 0 to 64"},
+         {"--pipeline vector --threads 2", 1, "--threads: the vector pipeline works on one thread"},
+         {"--pipeline float --psf-box 2", 1,
+          "--psf-box: the float pipeline takes the whole blur for a Gaussian"},
+         {"--smoothness nan", 1, "nan"},
+         {"--frames 3 --reference-index 3", 1,
+          "--reference-index 3: an image is made of 3 frames, counted back from 0 to 2"},
+         {"--pipeline float --reference-index 5", 1, "is made of 5 frames, counted back from 0 to 4"},
+         {"--reference-index 7", 1, "--reference-index 7: only 5 frames are given"},
+         {"--psf-sigma 2.5", 1, "Blur of 2.5 pixels is not from 0.3 to 2."}},
+        "enhance b -o o.tif ");
     EXPECT_EQ(entries(), 1u);
 }
 

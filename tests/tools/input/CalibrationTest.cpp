@@ -125,34 +125,26 @@ TEST_F(Calibrated, RefusalsNameWhatIsWrong) {
     cv::Mat_<ushort> beyond = countsAt(image("b/frame_002.tif"), CV_16U);
     beyond(7, 5) = 40000;
     writeImage(path("raw/frame_002.tif"), beyond);
-    const struct {
-        const char* arguments;
-        int code;
-        const char* message;
-    } kCases[] = {
-        {"--calibration cold.tif 10 warm.tif 30", 2, "raw/frame_002.tif: 40000 at column 5, row 7 is no"},
-        {"--nuc --pipeline reference", 2,
-         "raw/frame_002.tif: 40000 at column 5, row 7 is no signed 16-bit count"},
-        {"--calibration cold.tif 10 thirty.tif 30 --scale 0.25", 2,
-         "cold.tif: 27.5 at column 1, row 0 is no"},
-        {"--calibration cold.tif 10 cold.tif 30", 2, "hold the same count in 3072 of 3072 pixels"},
-        {"--calibration small.tif 10 cold.tif 30", 2,
-         "small.tif: is 9 x 9 pixels, but the frames are 64 x 48"},
-        {"--calibration cold.tif 10 small.tif 30 --crop 9x9", 2,
-         "small.tif: is 9 x 9 pixels, but the frames are 64 x 48"},
-        {"--calibration cold.tif 20 warm.tif 20", 2,
-         "temperatures 20 and 20 are equal in 3072 of 3072 pixels"},
-        {"--calibration cold.tif 10 warm.tif inf", 2, "temperature inf is not a finite number"},
-        {"--calibration cold.tif 10 warm.tif 1e5", 2, "leaves the range of gains and offsets between"},
-        {"--calibration cold.tif 10 warm.tif 30x", 2, "30x: no such file"},
-        {"--calibration cold.tif 10 warm.tif", 1, "--calibration"},
-        {"--calibration cold.tif 10 warm.tif 30 --nuc", 1, "excludes"}};
-    for (const auto& [arguments, code, message] : kCases) {
-        const Outcome outcome = run(std::string("enhance raw -o new.tif ") + arguments);
-        EXPECT_EQ(outcome.code, code) << arguments << outcome.err;
-        EXPECT_NE(outcome.err.find(message), std::string::npos) << arguments << '\n' << outcome.err;
-        EXPECT_FALSE(std::filesystem::exists(path("new.tif")));
-    }
+    expectRefusals(
+        {{"--calibration cold.tif 10 warm.tif 30", 2, "raw/frame_002.tif: 40000 at column 5, row 7 is no"},
+         {"--nuc --pipeline reference", 2,
+          "raw/frame_002.tif: 40000 at column 5, row 7 is no signed 16-bit count"},
+         {"--calibration cold.tif 10 thirty.tif 30 --scale 0.25", 2,
+          "cold.tif: 27.5 at column 1, row 0 is no"},
+         {"--calibration cold.tif 10 cold.tif 30", 2, "hold the same count in 3072 of 3072 pixels"},
+         {"--calibration small.tif 10 cold.tif 30", 2,
+          "small.tif: is 9 x 9 pixels, but the frames are 64 x 48"},
+         {"--calibration cold.tif 10 small.tif 30 --crop 9x9", 2,
+          "small.tif: is 9 x 9 pixels, but the frames are 64 x 48"},
+         {"--calibration cold.tif 20 warm.tif 20", 2,
+          "temperatures 20 and 20 are equal in 3072 of 3072 pixels"},
+         {"--calibration cold.tif 10 warm.tif inf", 2, "temperature inf is not a finite number"},
+         {"--calibration cold.tif 10 warm.tif 1e5", 2, "leaves the range of gains and offsets between"},
+         {"--calibration cold.tif 10 warm.tif 30x", 2, "30x: no such file"},
+         {"--calibration cold.tif 10 warm.tif", 1, "--calibration"},
+         {"--calibration cold.tif 10 warm.tif 30 --nuc", 1, "excludes"}},
+        "enhance raw -o new.tif ");
+    EXPECT_FALSE(std::filesystem::exists(path("new.tif")));
 }
 
 }  // namespace

@@ -87,25 +87,17 @@ TEST_F(Program, EnhanceRefusesListsThatDoNotFit) {
     std::ofstream(path("all.csv")) << defectTable(listOf({12, 10}, all));
     std::ofstream(path("other.csv")) << defectTable(listOf({13, 10}, {}));
     std::ofstream(path("outside.csv")) << defectTable(listOf({12, 10}, {{12, 3}}));
-    const struct {
-        const char* arguments;
-        int code;
-        const char* complaint;
-    } kCases[] = {
-        {"--defects all.csv", 2, "all.csv: lists every pixel, and nothing is left to make an image of"},
-        {"--defects other.csv", 2,
-         "other.csv: line 1: is a list for frames of 13 x 10 pixels, but b/frame_0"},
-        {"--defects outside.csv", 2, "outside.csv: line 3: x = 12 lies outside the frame of 12 x 10 pixels"},
-        {"--defects none.csv", 2, "none.csv: cannot be opened"},
-        {"--defects b/frame_000.tif", 2, "b/frame_000.tif: line 1: "},
-        {"--defects ''", 1, "the text is empty"},
-        {"--defects all.csv --pipeline vector", 1, "the vector pipeline takes every pixel as it is"},
-        {"--defects all.csv --shifts all.csv", 3, "all.csv: is one of the inputs"}};
-    for (const auto& c : kCases) {
-        const Outcome outcome = run(std::string("enhance b -o o.tif ") + c.arguments);
-        EXPECT_EQ(outcome.code, c.code) << c.arguments << outcome.err;
-        EXPECT_NE(outcome.err.find(c.complaint), std::string::npos) << outcome.err;
-    }
+    expectRefusals(
+        {{"--defects all.csv", 2, "all.csv: lists every pixel, and nothing is left to make an image of"},
+         {"--defects other.csv", 2,
+          "other.csv: line 1: is a list for frames of 13 x 10 pixels, but b/frame_0"},
+         {"--defects outside.csv", 2, "outside.csv: line 3: x = 12 lies outside the frame of 12 x 10 pixels"},
+         {"--defects none.csv", 2, "none.csv: cannot be opened"},
+         {"--defects b/frame_000.tif", 2, "b/frame_000.tif: line 1: "},
+         {"--defects ''", 1, "the text is empty"},
+         {"--defects all.csv --pipeline vector", 1, "the vector pipeline takes every pixel as it is"},
+         {"--defects all.csv --shifts all.csv", 3, "all.csv: is one of the inputs"}},
+        "enhance b -o o.tif ");
     EXPECT_FALSE(std::filesystem::exists(path("o.tif")));
 }
 

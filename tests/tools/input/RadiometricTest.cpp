@@ -115,25 +115,17 @@ TEST_F(Radiometric, WhatHoldsNoTemperaturesIsRefused) {
 TEST_F(Radiometric, OptionsAreForRadiometricFilesAndOthersAreNot) {
     save("a.jpg", file_.bytes(counts_.size(), plainImage()));
     std::ofstream(path("b.csv")) << "1;2\n3;4\n";
-    const struct {
-        const char* arguments;
-        int code;
-        const char* says;
-    } kCases[] = {
-        {"enhance b.csv -o o.tif --emissivity 0.9", 1,
-         "--emissivity 0.9: is for radiometric JPEG files, and there is none among the inputs"},
-        {"enhance a.jpg -o o.tif --emissivity 0", 1, "--emissivity: 0 is not a number above 0 to 1"},
-        {"enhance a.jpg -o o.tif --humidity 50 --raw 12x10:u16le", 1, "--raw excludes --humidity"},
-        {"enhance a.jpg -o o.tif --encoding kelvin", 1, "a.jpg: is a radiometric JPEG file, whose constants"},
-        {"enhance a.jpg -o o.tif --nuc", 1, "--nuc: is for counts, and a.jpg is a radiometric JPEG file"},
-        {"measure blur a.jpg --scale 2", 1, "a.jpg: is a radiometric JPEG file, whose constants"},
-        {"enhance a.jpg -o o.tif --humidity 40", 6,
-         "temperatures by Emissivity 0.95, ObjectDistance 1 m, RelativeHumidity 40 %"}};
-    for (const auto& c : kCases) {
-        const Outcome outcome = run(c.arguments);
-        EXPECT_EQ(outcome.code, c.code) << c.arguments;
-        EXPECT_NE(outcome.err.find(c.says), std::string::npos) << outcome.err;
-    }
+    expectRefusals(
+        {{"enhance b.csv -o o.tif --emissivity 0.9", 1,
+          "--emissivity 0.9: is for radiometric JPEG files, and there is none among the inputs"},
+         {"enhance a.jpg -o o.tif --emissivity 0", 1, "--emissivity: 0 is not a number above 0 to 1"},
+         {"enhance a.jpg -o o.tif --humidity 50 --raw 12x10:u16le", 1, "--raw excludes --humidity"},
+         {"enhance a.jpg -o o.tif --encoding kelvin", 1,
+          "a.jpg: is a radiometric JPEG file, whose constants"},
+         {"enhance a.jpg -o o.tif --nuc", 1, "--nuc: is for counts, and a.jpg is a radiometric JPEG file"},
+         {"measure blur a.jpg --scale 2", 1, "a.jpg: is a radiometric JPEG file, whose constants"},
+         {"enhance a.jpg -o o.tif --humidity 40", 6,
+          "temperatures by Emissivity 0.95, ObjectDistance 1 m, RelativeHumidity 40 %"}});
 }
 
 TEST_F(Radiometric, WithoutExiftoolItsPackageIsNamed) {
