@@ -17,6 +17,7 @@
 
 namespace {
 
+// As in archive.cpp: each example is one file, complete by itself.
 cv::Mat_<float> celsius(const std::string& path) {
     const cv::Mat stored = cv::imread(path, cv::IMREAD_UNCHANGED);
     if (stored.empty() || stored.channels() != 1) throw std::runtime_error(path + ": no frame");
