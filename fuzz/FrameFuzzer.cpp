@@ -9,6 +9,7 @@
 #include "tools/formats/NpyFile.h"
 #include "tools/formats/PgmFile.h"
 #include "tools/formats/PngFile.h"
+#include "tools/formats/PngMetadata.h"
 #include "tools/formats/TagLayout.h"
 #include "tools/formats/TiffFile.h"
 #include "tools/input/FrameReader.h"
@@ -47,14 +48,16 @@ bool isFrameFile(std::string_view bytes, const std::string& path) {
 
 /// What a file says beside its pixels can be written wherever it is read.
 void readMetadata(const std::string& path) {
-    const tools::FileMetadata file(path, 2);
+    const tools::FileMetadata file(path);
     for (const std::size_t image : {0u, 1u}) {
         const tools::ImageMetadata found = tools::onGrid(file.of(image), {2, {1, 1}, {8, 6}});
         if (found.image.empty()) continue;
         const tools::ImageMetadata again = tools::readMetadata(tools::exifBlock(found));
         require(again.leftOut.empty() && again.image.size() == found.image.size(),
                 "tags are read as they are written");
-        tools::metadataChunks(found);
+        const tools::ImageMetadata png =
+            tools::pngMetadata(tools::encodePng(cv::Mat_<ushort>(1, 1, ushort{7}), {}, found));
+        require(png.texts.size() == found.texts.size(), "texts are read as they are written");
     }
 }
 

@@ -2,7 +2,7 @@
 
 # What building takes: the library, the program too, and everything with its tests.
 library_packages="build-essential cmake ninja-build libopencv-dev libtbb-dev"
-program_packages="$library_packages libtiff-dev libjpeg-dev zlib1g-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev"
+program_packages="$library_packages libtiff-dev libjpeg-dev libpng-dev libmagic-dev libssl-dev libcli11-dev nlohmann-json3-dev"
 test_packages="$program_packages file libgtest-dev libbenchmark-dev ffmpeg libimage-exiftool-perl pkg-config python3-numpy python3-scipy python3-pytest
     python3-gdal python3-pip python3-setuptools python3-wheel python3-distributed
     libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base"

@@ -14,7 +14,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 dpkg --print-foreign-architectures | grep -qx arm64 || as_root dpkg --add-architecture arm64
 need_packages $test_packages g++-aarch64-linux-gnu qemu-user-static libgtest-dev:arm64 \
-    libopencv-core-dev:arm64 libopencv-imgproc-dev:arm64 libopencv-video-dev:arm64 libtbb-dev:arm64 libtiff-dev:arm64 libjpeg-dev:arm64 zlib1g-dev:arm64 libmagic-dev:arm64 \
+    libopencv-core-dev:arm64 libopencv-imgproc-dev:arm64 libopencv-video-dev:arm64 libtbb-dev:arm64 libtiff-dev:arm64 libjpeg-dev:arm64 libpng-dev:arm64 libmagic-dev:arm64 \
     libssl-dev:arm64
 codecs=$PWD/build-arm/codecs
 if [ ! -e "$codecs/usr" ]; then

@@ -94,7 +94,7 @@ ImageMetadata ImageNotes::metadataOf(std::size_t frame) {
     if (command_.reading.raw) return {};
     const FrameReader::Place place = inputs_.frames.placeOf(frame);
     if (!open_ || openPath_ != place.path) {
-        open_.emplace(place.path, place.count);
+        open_.emplace(place.path);
         openPath_ = place.path;
     }
     ImageMetadata metadata = open_->of(place.index);

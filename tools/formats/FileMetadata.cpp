@@ -7,6 +7,7 @@
 #include "tools/formats/FrameFile.h"
 #include "tools/formats/JpegMetadata.h"
 #include "tools/formats/JpegSegments.h"
+#include "tools/formats/PngFile.h"
 #include "tools/formats/PngMetadata.h"
 #include "tools/formats/TiffFile.h"
 
@@ -36,15 +37,17 @@ class FileBytes final : public ByteSource {
 
 }  // namespace
 
-FileMetadata::FileMetadata(const std::string& path, std::size_t images) {
+FileMetadata::FileMetadata(const std::string& path) {
+    constexpr std::size_t kStart = 8;
     try {
         if (isTiff(path)) {
             bytes_ = std::make_shared<FileBytes>(path);
-            directories_ = directoriesOf(*bytes_, images);
+            const TiffReader tiff(path);
+            for (std::size_t i = 0; i < tiff.pages(); ++i) directories_.push_back(tiff.directory(i));
             return;
         }
-        const std::string start = startOfFile(path, kPngMagic.size());
-        if (start == kPngMagic) only_ = pngMetadata(contentOfFile(path));
+        const std::string start = startOfFile(path, kStart);
+        if (isPng(start)) only_ = pngMetadata(contentOfFile(path));
         if (isJpeg(start)) only_ = jpegMetadata(path);
     } catch (const UserError& error) {
         only_.leftOut = {error.what()};

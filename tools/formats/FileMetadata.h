@@ -13,8 +13,7 @@ namespace oravo::tools {
 /// The metadata of the images in a file: TIFF, BigTIFF, JPEG, PNG; none of other formats, nor of what cannot be read.
 class FileMetadata {
   public:
-    /// @param images  that the file holds
-    FileMetadata(const std::string& path, std::size_t images);
+    explicit FileMetadata(const std::string& path);
 
     ImageMetadata of(std::size_t image) const;
 

@@ -12,8 +12,8 @@
 namespace oravo::tools {
 
 // What TIFF files, and the EXIF blocks of JPEG and PNG files, which have the same structure, say about an image beside its
-// pixels. Entries are kept as bytes: libtiff would turn fractions into floats, in which 0/0 ("unknown") and private tags are lost,
-// and EXIF libraries know neither BigTIFF nor pages beyond the first.
+// pixels. Entries are kept as bytes: libtiff turns fractions into floats, where 0/0 ("unknown") and x/0 ("infinite") are lost, and
+// EXIF libraries know neither BigTIFF nor pages beyond the first.
 
 /// The type of an entry's elements.
 enum class TagType : std::uint16_t {
@@ -85,8 +85,6 @@ class ByteSource {
 /// @param bytes      a TIFF file, BigTIFF too, or an EXIF block from its byte order on
 /// @param directory  where it lies; none: the first
 ImageMetadata readMetadata(const ByteSource& bytes, std::optional<std::uint64_t> directory);
-/// Where the directories of a TIFF file lie that follow one another, so many at most.
-std::vector<std::uint64_t> directoriesOf(const ByteSource& bytes, std::size_t most);
 /// Of an EXIF block in memory.
 ImageMetadata readMetadata(std::string_view block);
 

@@ -5,9 +5,16 @@
 #include <string>
 #include <string_view>
 
-#include "tools/formats/PngMetadata.h"
+#include "tools/formats/ImageMetadata.h"
 
 namespace oravo::tools {
+
+/// What counts stand for: value = offset + scale * count.
+struct PngCalibration {
+    double scale = 1.0;
+    double offset = 0.0;
+    std::string unit;  ///< in UTF-8; may be empty
+};
 
 /// Whether a file that starts like this is a PNG image.
 bool isPng(std::string_view start);

@@ -1,97 +1,93 @@
 #include "tools/formats/PngMetadata.h"
 
-#include <zlib.h>
-
 #include <algorithm>
-#include <optional>
 
+#include "tools/formats/PngStruct.h"
 #include "tools/formats/TagLayout.h"
 
 namespace oravo::tools {
 namespace {
 
 constexpr char kXmpKeyword[] = "XML:com.adobe.xmp";
-constexpr std::size_t kMostText = 16u << 20;  // bytes
 
-std::optional<std::string> inflated(std::string_view packed) {
-    std::string text;
-    std::string piece(1u << 16, '\0');
-    z_stream stream{};
-    if (::inflateInit(&stream) != Z_OK) return {};
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));  // zlib only reads it
-    stream.avail_in = static_cast<uInt>(packed.size());
-    int state = Z_OK;
-    while (state == Z_OK && text.size() <= kMostText) {
-        stream.next_out = reinterpret_cast<Bytef*>(piece.data());
-        stream.avail_out = static_cast<uInt>(piece.size());
-        state = ::inflate(&stream, Z_NO_FLUSH);
-        text.append(piece, 0, piece.size() - stream.avail_out);
+std::string utf8OfLatin1(std::string_view latin) {
+    std::string result;
+    for (const char c : latin) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x80) {
+            result += c;
+        } else {
+            result += static_cast<char>(0xc0u | byte >> 6);
+            result += static_cast<char>(0x80u | (byte & 0x3fu));
+        }
     }
-    ::inflateEnd(&stream);
-    return state == Z_STREAM_END ? std::optional(text) : std::nullopt;
+    return result;
 }
 
-/// The text of a chunk after its keyword; none where it is damaged.
-std::optional<std::string> textOf(const std::string& chunk, std::string_view rest) {
-    if (chunk == "tEXt") return utf8OfLatin1(rest);
-    if (chunk == "zTXt") {
-        const std::optional<std::string> text = rest.empty() ? std::nullopt : inflated(rest.substr(1));
-        return text ? std::optional(utf8OfLatin1(*text)) : std::nullopt;
-    }
-    if (rest.size() < 2) return {};
-    const bool packed = rest[0] != 0;
-    rest.remove_prefix(2);
-    for (int field = 0; field < 2; ++field) {  // the language, and the keyword in it
-        const std::size_t end = rest.find('\0');
-        if (end == std::string_view::npos) return {};
-        rest.remove_prefix(end + 1);
-    }
-    return packed ? inflated(rest) : std::string(rest);
+/// Whether something is left of it when libpng writes it, which makes all else blanks.
+bool isKeyword(std::string_view text) {
+    return std::any_of(text.begin(), text.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return (byte > ' ' && byte < 0x7f) || byte > 0xa0;
+    });
 }
 
-void addText(ImageMetadata& metadata, const PngChunk& chunk) {
-    const std::string keyword = chunk.content.substr(0, chunk.content.find('\0'));
+void addText(ImageMetadata& metadata, const png_text& entry) {
+    const std::string keyword = entry.key;
     if (keyword == "Scale" || keyword == "Offset" || keyword == "Unit") return;
-    const std::string_view content = chunk.content;
-    const std::optional<std::string> text = keyword.size() < content.size()
-                                                ? textOf(chunk.name, content.substr(keyword.size() + 1))
-                                                : std::nullopt;
-    if (!text) {
-        metadata.leftOut.push_back("text \"" + keyword + "\"");
-    } else if (keyword == kXmpKeyword) {
-        metadata.image[tag::kXmp] = {TagType::byte, *text};
+    const bool isUtf8 = entry.compression >= PNG_ITXT_COMPRESSION_NONE;
+    const std::string_view content(entry.text, isUtf8 ? entry.itxt_length : entry.text_length);
+    const std::string text = isUtf8 ? std::string(content) : utf8OfLatin1(content);
+    if (keyword == kXmpKeyword) {
+        metadata.image[tag::kXmp] = {TagType::byte, text};
+    } else if (isKeyword(keyword)) {
+        metadata.texts.emplace_back(keyword, text);
     } else {
-        metadata.texts.emplace_back(keyword, *text);
+        metadata.leftOut.emplace_back("a text without keyword");
+    }
+}
+
+/// Of all that libpng passes over, what would be among the metadata.
+void addDamaged(ImageMetadata& metadata, const std::vector<std::string>& warnings) {
+    for (const std::string& warning : warnings) {
+        for (const char* chunk : {"eXIf", "iTXt", "tEXt", "zTXt"}) {
+            if (warning.rfind(chunk, 0) == 0) metadata.leftOut.push_back("chunk " + warning);
+        }
     }
 }
 
 }  // namespace
 
 ImageMetadata pngMetadata(std::string_view file) {
-    const std::vector<PngChunk> chunks = pngChunks(file);
+    PngStruct reader(file, PngStruct::Pixels::skip);
+    // What is before any damage is there after it, too.
+    reader.run([](png_structp png, png_infop info) {
+        png_read_info(png, info);
+        png_read_end(png, info);
+    });
     ImageMetadata found;
-    for (const PngChunk& chunk : chunks) {
-        if (chunk.name == "eXIf") found = readMetadata(chunk.content);
-    }
-    for (const PngChunk& chunk : chunks) {
-        if (chunk.name == "tEXt" || chunk.name == "zTXt" || chunk.name == "iTXt") addText(found, chunk);
-    }
+    png_bytep exif = nullptr;
+    png_uint_32 size = 0;
+    if (png_get_eXIf_1(reader.png(), reader.info(), &size, &exif) != 0)
+        found = readMetadata(std::string_view(reinterpret_cast<const char*>(exif), size));
+    png_textp texts = nullptr;
+    const int count = png_get_text(reader.png(), reader.info(), &texts, nullptr);
+    for (int i = 0; i < count; ++i) addText(found, texts[i]);
+    addDamaged(found, reader.warnings());
     return found;
 }
 
-std::vector<PngChunk> metadataChunks(const ImageMetadata& metadata) {
-    std::vector<PngChunk> chunks;
+std::vector<std::pair<std::string, std::string>> pngTexts(const ImageMetadata& metadata) {
+    std::vector<std::pair<std::string, std::string>> texts = metadata.texts;
+    const auto xmp = metadata.image.find(tag::kXmp);
+    if (xmp != metadata.image.end()) texts.emplace_back(kXmpKeyword, xmp->second.content);
+    return texts;
+}
+
+std::string pngExif(const ImageMetadata& metadata) {
     ImageMetadata tags = metadata;
-    const auto xmp = tags.image.find(tag::kXmp);
-    if (xmp != tags.image.end()) {
-        chunks.push_back(textChunk(kXmpKeyword, xmp->second.content));
-        tags.image.erase(xmp);
-    }
-    for (const auto& [keyword, text] : metadata.texts) chunks.push_back(textChunk(keyword, text));
-    if (!tags.image.empty() || !tags.exif.empty() || !tags.gps.empty()) {
-        chunks.push_back({"eXIf", exifBlock(tags)});
-    }
-    return chunks;
+    tags.image.erase(tag::kXmp);
+    return tags.image.empty() && tags.exif.empty() && tags.gps.empty() ? "" : exifBlock(tags);
 }
 
 }  // namespace oravo::tools

@@ -57,18 +57,6 @@ class Reader {
         return found;
     }
 
-    std::vector<std::uint64_t> directories(std::size_t most) const {
-        std::vector<std::uint64_t> places;
-        std::uint64_t place = known_ ? first_ : 0;
-        while (place != 0 && places.size() < most) {
-            places.push_back(place);
-            const std::uint64_t count = number(bytes_.read(place, layout_.countBytes()));
-            const std::uint64_t entries = std::min<std::uint64_t>(count, UINT16_MAX) * layout_.entryBytes();
-            place = number(bytes_.read(place + layout_.countBytes() + entries, layout_.pointerBytes()));
-        }
-        return places;
-    }
-
   private:
     std::uint64_t number(std::string_view bytes) const {
         std::uint64_t value = 0;
@@ -151,10 +139,6 @@ class Reader {
 
 ImageMetadata readMetadata(const ByteSource& bytes, std::optional<std::uint64_t> directory) {
     return Reader(bytes).all(directory);
-}
-
-std::vector<std::uint64_t> directoriesOf(const ByteSource& bytes, std::size_t most) {
-    return Reader(bytes).directories(most);
 }
 
 ImageMetadata readMetadata(std::string_view block) {

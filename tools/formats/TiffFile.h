@@ -30,6 +30,8 @@ class TiffReader {
     const std::string& path() const { return path_; }
     std::size_t pages() const { return pages_.size(); }
     cv::Mat read(std::size_t page);
+    /// Where the page's tags lie in the file.
+    std::uint64_t directory(std::size_t page) const { return pages_.at(page).directory; }
 
   private:
     struct Page {

@@ -16,7 +16,7 @@ namespace oravo::tools {
 /// page's maker notes, should there be any, in the machine's otherwise.
 /// Failures are UserErrors of the output kind that name `target`, which the file is to become.
 ///
-/// (libtiff could write the pixels, but no entry without giving it the type that it thinks right; see ImageMetadata.h.)
+/// (libtiff could write the pixels, but the fractions of the directory that goes with them as floats; see ImageMetadata.h.)
 class TiffWriter {
   public:
     TiffWriter(const std::string& path, const std::string& target, std::uint64_t expectedBytes);

@@ -91,7 +91,11 @@ TEST_F(UnreadableFiles, WithUnfitImagesSayWhatIsWrong) {
     cv::imwrite(path("large.png"), cv::Mat_<uchar>(30, 4, uchar{7}));
     std::ifstream grey(path("small.png"), std::ios::binary);
     std::string palette((std::istreambuf_iterator<char>(grey)), {});
-    palette[25] = 3;
+    using namespace std::string_literals;
+    palette.replace(25, 8, "\x03\0\0\0\x83\x2a\x5e\xf4"s)
+        .insert(33,
+                "\0\0\0\x03"
+                "PLTEabc\x6d\x1f\xa5\x0a"s);  // with its checksums
     write("palette.png", palette);
     for (const char* name : {"cut.png", "cut.pgm"}) {
         cv::imwrite(path(name), cv::Mat_<uchar>(40, 40, uchar{7}));

@@ -8,6 +8,7 @@
 #include "tools/formats/FileMetadata.h"
 #include "tools/formats/JpegMetadata.h"
 #include "tools/formats/PngFile.h"
+#include "tools/formats/PngMetadata.h"
 #include "tools/formats/TiffWriter.h"
 #include "tools/output/EnlargedMetadata.h"
 #include "tools/output/ImageFile.h"
@@ -73,7 +74,7 @@ TEST_F(Metadata, GoThroughEveryContainerAndByteOrder) {
         for (const std::uint64_t size : {std::uint64_t{0}, std::uint64_t{5'000'000'000}}) {
             write("a.tif", {all, second}, size);
             EXPECT_EQ(text(path("a.tif")).substr(0, 2), bigEndian ? "MM" : "II");
-            const FileMetadata file(path("a.tif"), 2);
+            const FileMetadata file(path("a.tif"));
             expectSame(file.of(0), all);
             expectSame(file.of(1), second);
             FrameReader reader({path("a.tif")});
@@ -89,9 +90,7 @@ TEST_F(Metadata, GoThroughEveryContainerAndByteOrder) {
             TIFFClose(tiff);
         }
         all.texts = {{"Title", "\u00fc"}};
-        std::string png = encodePng(cv::Mat_<ushort>(2, 2, ushort{7}), {1.0, 0.0, ""});
-        addPngChunks(png, metadataChunks(all));
-        expectSame(pngMetadata(png), all);
+        expectSame(pngMetadata(encodePng(cv::Mat_<ushort>(2, 2, ushort{7}), {1.0, 0.0, ""}, all)), all);
         const auto segment = [](char kind, const std::string& content) {
             const std::size_t length = content.size() + 2;
             return std::string{'\xff', kind, static_cast<char>(length >> 8),
@@ -192,7 +191,7 @@ TEST_F(Metadata, OfEachReferenceFrameGoIntoItsImage) {
     writer.close();
     const std::string enhance = "enhance all.tif --pipeline float -o ";
     ASSERT_EQ(run(enhance + "pages.tif --every").code, 0);
-    const FileMetadata pages(path("pages.tif"), 2);
+    const FileMetadata pages(path("pages.tif"));
     for (const std::size_t i : {0u, 1u}) {
         const ImageMetadata page = pages.of(i);
         EXPECT_EQ(page.image.at(tag::kDescription).asText(), "frame " + std::to_string(i + 1));
@@ -207,14 +206,14 @@ TEST_F(Metadata, OfEachReferenceFrameGoIntoItsImage) {
     EXPECT_EQ(text(path("j/all.tif")), text(path("pages.tif")));
     ASSERT_EQ(run(enhance + "last.tif --noise-map noise.tif --coverage cover.tif").code, 0);
     for (const char* map : {"noise.tif", "cover.tif", "last.tif"}) {
-        EXPECT_EQ(FileMetadata(path(map), 1).of(0).image.at(33550).doubles()[0], 0.25) << map;
+        EXPECT_EQ(FileMetadata(path(map)).of(0).image.at(33550).doubles()[0], 0.25) << map;
     }
     ASSERT_EQ(run(enhance + "bare.tif --no-metadata").code, 0);
-    EXPECT_TRUE(FileMetadata(path("bare.tif"), 1).of(0).empty());
+    EXPECT_TRUE(FileMetadata(path("bare.tif")).of(0).empty());
     EXPECT_EQ(cv::norm(image("bare.tif"), image("last.tif"), cv::NORM_INF), 0.0);
     // Frames that have none give a note alone.
     ASSERT_EQ(run("enhance b -o note.tif --pipeline float").code, 0);
-    const ImageMetadata alone = FileMetadata(path("note.tif"), 1).of(0);
+    const ImageMetadata alone = FileMetadata(path("note.tif")).of(0);
     EXPECT_EQ(alone.image.size(), 4u);
     EXPECT_EQ(alone.image.at(tag::kDescription).asText(),
               "Enlarged to twice the size out of 5 frames by oravo-superres " + std::string(version()));
