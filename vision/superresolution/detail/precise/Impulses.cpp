@@ -54,10 +54,10 @@ std::vector<Seen> placesOf(const Grid& grid, const std::vector<FrameState>& fram
     std::vector<Seen> places;
     for (std::size_t k = 0; k < frames.size(); ++k) {
         for (const std::size_t q : spikes[k]) {
+            const std::size_t row = q / static_cast<std::size_t>(grid.width);
             const double x =
                 static_cast<double>(q % static_cast<std::size_t>(grid.width)) - 0.5 * (grid.width - 1);
-            const double y =
-                static_cast<double>(q / static_cast<std::size_t>(grid.width)) - 0.5 * (grid.height - 1);
+            const double y = static_cast<double>(row) - 0.5 * (grid.height - 1);
             const Motion& motion = frames[k].motion;
             places.push_back({k, q, motion.x(x, y), motion.y(x, y), offNeighbours(grid, frames[k], q) > 0.0});
         }
