@@ -19,7 +19,8 @@ constexpr double kDeadUnexplained =
 constexpr double kDeadMost = 10.0;  ///< standard deviations that one frame adds to the mean
 constexpr double kStuckRange =
     5.0;  ///< standard deviations that values of a stuck pixel differ from frame to frame
-constexpr double kStuckShare = 0.05;  ///< of how much its neighbours differ
+constexpr double kStuckShare = 0.05;       ///< of how much its neighbours differ
+constexpr double kStuckOfPredicted = 0.8;  ///< of how much the image's values there differ
 constexpr double kFarOff =
     60.0;  ///< standard deviations from its neighbours at which a stuck pixel shows by itself
 constexpr double kFarOffRanges = 2.0;  ///< and ranges of these neighbours
@@ -83,11 +84,17 @@ bool standsOut(const Grid& grid, const std::vector<float>& deviation, std::size_
     return deviation[q] * static_cast<float>(count) > kStandsOut * sum;
 }
 
+/// What the image has at a pixel of a frame.
+double predictedAt(const FrameState& frame, std::size_t q) {
+    return (frame.values[q] - frame.offset) / frame.gain - frame.misfit[q];
+}
+
 /// How far a pixel is from following the scene, in standard deviations on average over the frames; 0 where it may be
 /// the image that is wrong, or fewer than `enough` frames show it.
 double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std::size_t q, int enough) {
     double moving = 0.0, stuck = 0.0, unexplained = 0.0, peculiar = 0.0, ranges = 0.0, noise = 0.0;
     double lowest = 1e30, highest = -1e30, lowestAround = 1e30, highestAround = -1e30;
+    double lowestPredicted = 1e30, highestPredicted = -1e30;
     int count = 0;
     for (const FrameState& frame : frames) {
         if (!(frame.inside[q] > 0.0f)) continue;
@@ -105,6 +112,8 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
         highest = std::max(highest, static_cast<double>(frame.values[q]));
         lowestAround = std::min(lowestAround, ring.mean);
         highestAround = std::max(highestAround, ring.mean);
+        lowestPredicted = std::min(lowestPredicted, predictedAt(frame, q));
+        highestPredicted = std::max(highestPredicted, predictedAt(frame, q));
         ++count;
     }
     if (count < enough) return 0.0;
@@ -121,7 +130,8 @@ double strangeness(const Grid& grid, const std::vector<FrameState>& frames, std:
         return kDeadMost;
     }
     // A value that stays the same where the image predicts a change is stuck, however much the scene varies around it.
-    if (range < kStuckRange * noise) return stuck / count;
+    const double predicted = highestPredicted - lowestPredicted;
+    if (range < kStuckRange * noise && range < kStuckOfPredicted * predicted) return stuck / count;
     return missed ? moving / count : 0.0;
 }
 
@@ -135,14 +145,11 @@ struct Fit {
 };
 
 Fit fitAt(const std::vector<FrameState>& frames, std::size_t q, int enough) {
-    const auto predicted = [q](const FrameState& frame) {
-        return (frame.values[q] - frame.offset) / frame.gain - frame.misfit[q];
-    };
     double sum = 0.0, noise = 0.0, lowest = 1e30, highest = -1e30;
     int count = 0;
     for (const FrameState& frame : frames) {
         if (!(frame.inside[q] > 0.0f)) continue;
-        sum += predicted(frame);
+        sum += predictedAt(frame, q);
         noise = std::max(noise, frame.scale);
         lowest = std::min(lowest, static_cast<double>(frame.values[q]));
         highest = std::max(highest, static_cast<double>(frame.values[q]));
@@ -155,7 +162,7 @@ Fit fitAt(const std::vector<FrameState>& frames, std::size_t q, int enough) {
     for (const FrameState& frame : frames) {
         if (!(frame.inside[q] > 0.0f)) continue;
         const double unit = count * lengthOf(frame.scale, kDeadDisplacement * frame.slope[q]);
-        fit.change += std::abs(predicted(frame) - sum / count) / unit;
+        fit.change += std::abs(predictedAt(frame, q) - sum / count) / unit;
         fit.misfit += std::abs(static_cast<double>(frame.misfit[q])) / unit;
     }
     return fit;

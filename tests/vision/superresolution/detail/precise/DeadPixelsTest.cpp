@@ -37,6 +37,22 @@ std::vector<FrameState> framesWithAnOddPixel(float height, float changes, float 
 
 }  // namespace
 
+TEST(DeadPixels, AtTheFootOfAnEdgeTheImageChangesAsLittleAsTheValues) {
+    const Grid grid{kSide, kSide, 2, 4};
+    // In standard deviations of the noise. In the third and the fourth frame the edge is near, where the image is too low.
+    const float values[] = {1.2f, 0.1f, 4.9f, 3.7f, 0.0f}, misfits[] = {1.5f, -0.9f, 7.3f, 8.4f, 2.7f};
+    std::vector<FrameState> frames = framesWithAnOddPixel(0.0f, 0.0f, 0.0f);
+    for (std::size_t k = 0; k < frames.size(); ++k) {
+        frames[k].values[kPixel] = 0.01f * values[k];
+        frames[k].misfit[kPixel] = 0.01f * misfits[k];
+        frames[k].values[kPixel + 1] = 0.1f + 0.2f * static_cast<float>(k % 4);
+    }
+    EXPECT_TRUE(findDeadPixels(grid, frames, {}).empty());
+    for (const FrameState& frame : frames)
+        frame.values[kPixel] = 0.0f;  // while the image says that they should
+    EXPECT_EQ(findDeadPixels(grid, frames, {}), std::vector<std::size_t>{kPixel});
+}
+
 TEST(DeadPixels, AValueThatStaysFarOffSmoothNeighboursIsDeadThoughTheImageExplainsIt) {
     const Grid grid{kSide, kSide, 2, 4};
     EXPECT_EQ(findDeadPixels(grid, framesWithAnOddPixel(2.0f, 0.0f, 0.0f)), std::vector<std::size_t>{kPixel});
