@@ -55,9 +55,8 @@ void readMetadata(const std::string& path) {
         const tools::ImageMetadata again = tools::readMetadata(tools::exifBlock(found));
         require(again.leftOut.empty() && again.image.size() == found.image.size(),
                 "tags are read as they are written");
-        const tools::ImageMetadata png =
-            tools::pngMetadata(tools::encodePng(cv::Mat_<ushort>(1, 1, ushort{7}), {}, found));
-        require(png.texts.size() == found.texts.size(), "texts are read as they are written");
+        const std::string png = tools::encodePng(cv::Mat_<ushort>(1, 1, ushort{7}), {}, found);
+        require(tools::pngMetadata(png).image.size() == found.image.size(), "PNG files hold all tags");
     }
 }
 

@@ -209,7 +209,7 @@ std::string encodePng(const cv::Mat_<ushort>& counts, const PngCalibration& cali
         head.write(png, info);
         if (!kMachineIsBigEndian) png_set_swap(png);
         png_write_image(png, rows.data());
-        png_write_end(png, info);
+        png_write_end(png, nullptr);  // the library would write the EXIF block once more
     });
     CV_Assert(written);
     return file;

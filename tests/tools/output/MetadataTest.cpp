@@ -90,7 +90,9 @@ TEST_F(Metadata, GoThroughEveryContainerAndByteOrder) {
             TIFFClose(tiff);
         }
         all.texts = {{"Title", "\u00fc"}};
-        expectSame(pngMetadata(encodePng(cv::Mat_<ushort>(2, 2, ushort{7}), {1.0, 0.0, ""}, all)), all);
+        const std::string png = encodePng(cv::Mat_<ushort>(2, 2, ushort{7}), {1.0, 0.0, ""}, all);
+        expectSame(pngMetadata(png), all);
+        EXPECT_EQ(png.find("eXIf"), png.rfind("eXIf"));
         const auto segment = [](char kind, const std::string& content) {
             const std::size_t length = content.size() + 2;
             return std::string{'\xff', kind, static_cast<char>(length >> 8),
