@@ -49,6 +49,7 @@ void intakeAndRun(benchmark::State& state, SetUp setUp) {
     setUp(pipeline);
     for (const Image& frame : load.frames) pipeline.addFrame(frame);
     Image out(2 * load.height, 2 * load.width);
+    pipeline.computeSR(out);  // the first run meets memory that nobody touched
     std::size_t next = 0;
     for (auto _ : state) {
         pipeline.addFrame(load.frames[next++ % kFrames]);
