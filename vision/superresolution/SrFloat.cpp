@@ -1,5 +1,6 @@
 #include "vision/superresolution/SrFloat.h"
 
+#include <functional>
 #include <type_traits>
 
 #include "support/CodeLocation.h"
@@ -44,9 +45,17 @@ int SrFloat<Registration>::addFrame(const cv::Mat_<float>& image) {
 template <class Registration>
 int SrFloat<Registration>::loadFrame(const float* image) {
     State& s = *state_;
-    float* newest = s.takeIn(image);
-    return detail::repairAndPrepare(s.badPixelHandling, s.input, newest,
-                                    [&s](const float* frame) { s.registration.prepareFrame(frame); });
+    int result = 0;
+    const auto intake = [&] {
+        result = detail::repairAndPrepare(s.badPixelHandling, s.input, s.takeIn(image),
+                                          [&s](const float* frame) { s.registration.prepareFrame(frame); });
+    };
+    if constexpr (std::is_same_v<Registration, SrFloatRegistration2>) {
+        s.registration.findCornersBeside(std::cref(intake));  // which allocates nothing
+    } else {
+        intake();
+    }
+    return result;
 }
 
 template <class Registration>
@@ -59,6 +68,7 @@ void SrFloat<Registration>::setThreads(int threads) {
     State& s = *state_;
     s.threads = detail::checkedThreads(threads);
     s.minimization.setThreads(threads);
+    s.run.threads = detail::Threads(threads);
     if constexpr (std::is_same_v<Registration, SrFloatRegistration2>) s.registration.setThreads(threads);
 }
 

@@ -22,6 +22,10 @@ void SrFloatRegistration2::setThreads(int threads) {
     registration_->setThreads(detail::Threads(threads));
 }
 
+void SrFloatRegistration2::findCornersBeside(const std::function<void()>& intake) {
+    registration_->findCornersBeside(intake);
+}
+
 int SrFloatRegistration2::doRegistration(int numFrames, int refIndex, float* const* frames,
                                          cv::Point_<float>* shifts, char** masks, float** shiftedFrames) {
     return registration_->doRegistration(numFrames, refIndex, frames, shifts, masks, shiftedFrames,

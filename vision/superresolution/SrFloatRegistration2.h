@@ -1,6 +1,7 @@
 #ifndef ORAVO_VISION_SRFLOATREGISTRATION2_H
 #define ORAVO_VISION_SRFLOATREGISTRATION2_H
 
+#include <functional>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -84,6 +85,12 @@ class ORAVO_EXPORT SrFloatRegistration2 {
     void setThreads(int threads);
 
   private:
+    template <class Registration>
+    friend class SrFloat;
+
+    /// Calls a function that prepares a frame, and makes use of threads that it leaves idle.
+    void findCornersBeside(const std::function<void()>& intake);
+
     detail::Body<detail::CornerRegistration<char>> registration_;
 };
 

@@ -144,9 +144,8 @@ unsigned char SuperResolutionBadPixelHandling::classify(float value) const {
 }
 
 int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& frame) {
-    float frameMin = 0.0f;
-    float frameMax = 0.0f;
-    getMinMaxVal(frame, frameMin, frameMax, nullptr, nullptr);
+    float frameMin = 0.0f, frameMax = 0.0f;
+    bool isRangeKnown = false;
     cv::Mat& defects = openDefectMap(frame.rows, frame.cols);
 
     int result = status::ok;
@@ -161,6 +160,8 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
         for (int x = 0; x < frame.cols; ++x) {
             classes[x] = classify(pixels[x]);
             if (classes[x] == kValid) continue;
+            if (!isRangeKnown) getMinMaxVal(frame, frameMin, frameMax, nullptr, nullptr);
+            isRangeKnown = true;  // of the frame as it came; most have no bad pixel, and need none
             float mean = 0.0f;
             if (getReplacementValue_(frame, x, y, mean)) {
                 pixels[x] = mean;
@@ -258,6 +259,12 @@ void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& image,
 void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
                                                          const std::vector<cv::Point_<float>>& shifts,
                                                          const std::vector<cv::Mat_<float>>& frames) {
+    requireRefillable(shifts, frames);
+    replaceMaskedRows(image, shifts, frames, 0, image.rows);
+}
+
+void SuperResolutionBadPixelHandling::requireRefillable(const std::vector<cv::Point_<float>>& shifts,
+                                                        const std::vector<cv::Mat_<float>>& frames) const {
     constexpr char kFunction[] = "oravo::vision::SuperResolutionBadPixelHandling::replaceMaskedPixel";
     if (defectMaps_.empty())
         raise(ErrorKind::notReady, "bad pixel masks not initalized", {kSource, __LINE__, kFunction});
@@ -270,7 +277,13 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& image,
         raise(ErrorKind::badArgument, "replaceMaskedPixel(): frames and defectMaps differ in size",
               {kSource, __LINE__, kFunction});
     }
-    for (int r = 0; r < image.rows; ++r) {
+}
+
+void SuperResolutionBadPixelHandling::replaceMaskedRows(cv::Mat_<float>& image,
+                                                        const std::vector<cv::Point_<float>>& shifts,
+                                                        const std::vector<cv::Mat_<float>>& frames, int first,
+                                                        int end) const {
+    for (int r = first; r < end; ++r) {
         float* pixels = image.ptr<float>(r);
         if (!detail::mayHoldCode(pixels, image.cols)) continue;
         for (int c = 0; c < image.cols; ++c) {

@@ -10,6 +10,10 @@
 #include "vision/superresolution/Defaults.h"
 
 namespace oravo::vision {
+namespace detail {
+template <class Point, class Mask>
+class ReconstructionRun;
+}
 
 /// Status codes that a frame pixel may carry in place of a value, recognised by the pixel's raw 32-bit
 /// pattern (as floats they are denormal numbers, and are never compared as such).
@@ -99,9 +103,18 @@ class ORAVO_EXPORT SuperResolutionBadPixelHandling {
     bool getReplacementValue_(const cv::Mat_<float>& frame, int x, int y, float& value) const;
 
   private:
+    template <class Point, class Mask>
+    friend class detail::ReconstructionRun;
+
     unsigned char classify(float value) const;
     bool isValid(float value) const { return classify(value) == 0; }
     cv::Mat& openDefectMap(int rows, int cols);
+    /// What replaceMaskedPixel() throws.
+    void requireRefillable(const std::vector<cv::Point_<float>>& shifts,
+                           const std::vector<cv::Mat_<float>>& frames) const;
+    /// The rows first to end - 1 of it.
+    void replaceMaskedRows(cv::Mat_<float>& image, const std::vector<cv::Point_<float>>& shifts,
+                           const std::vector<cv::Mat_<float>>& frames, int first, int end) const;
 
     unsigned int maxDefectMaps_;
     float minValue_ = defaults::kLowestValue;

@@ -10,6 +10,7 @@
 #include "vision/superresolution/detail/memory/Buffer.h"
 #include "vision/superresolution/detail/memory/FrameSize.h"
 #include "vision/superresolution/detail/memory/ImageStack.h"
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/pipeline/RunAssessment.h"
 #include "vision/superresolution/detail/pipeline/TimingReport.h"
 
@@ -106,7 +107,12 @@ class ReconstructionRun {
 
     /// Copies the enlarged image row by row, so that `copy` may be a region of a larger matrix.
     void copyImage(cv::Mat_<float>& copy) const {
-        cv::Mat_<float>(output_.height, output_.width, image.data()).copyTo(copy);
+        const cv::Mat_<float> whole(output_.height, output_.width, image.data());
+        copy.create(whole.size());
+        threads.forRows(output_.height, [&](int first, int end, int) {
+            cv::Mat_<float> rows = copy.rowRange(first, end);
+            whole.rowRange(first, end).copyTo(rows);
+        });
     }
 
     /// Copies one byte per pixel of every mask of the window, also of positions that no run has used yet, into
@@ -125,6 +131,7 @@ class ReconstructionRun {
     ImageStack<Mask> masks;
     ImageStack<float> shiftedFrames;
     Buffer<float> image;
+    Threads threads;
     bool reports = reportWanted();
     StageTimes stageTimes;  ///< of the last run
     /// Called between the stages with the share that is done; what it throws ends the run, which may be repeated.
@@ -140,7 +147,10 @@ class ReconstructionRun {
         badPixelHandling.maskBadPixel(enlarged, refillShifts_);
         frameImages_.clear();
         for (float* frame : frames) frameImages_.emplace_back(input_.height, input_.width, frame);
-        badPixelHandling.replaceMaskedPixel(enlarged, refillShifts_, frameImages_);
+        badPixelHandling.requireRefillable(refillShifts_, frameImages_);
+        threads.forRows(output_.height, [&](int first, int end, int) {
+            badPixelHandling.replaceMaskedRows(enlarged, refillShifts_, frameImages_, first, end);
+        });
     }
 
     FrameSize input_;

@@ -62,12 +62,20 @@ int motionAndCoverageStatus(FrameSize size, int frameCount, const Point* complet
 /// the factor.
 template <class Mask>
 float resolutionGain(FrameSize size, int frameCount, Mask* const* masks, int maxCoverage) {
+    constexpr long long kBlock = 4096;  // pixels that stay in the cache
     const long long pixels = size.pixelCount();
-    long long total = 0;
-    for (long long p = 0; p < pixels; ++p) {
-        int covered = 0;
-        for (int i = 0; i < frameCount; ++i) covered += masks[i][p] != Mask(0) ? 1 : 0;
-        total += std::min(covered, maxCoverage) - 1;
+    long long total = -pixels;
+    int covered[kBlock];
+    for (long long start = 0; start < pixels; start += kBlock) {
+        const int n = static_cast<int>(std::min(kBlock, pixels - start));
+        std::fill_n(covered, n, 0);
+        for (int i = 0; i < frameCount; ++i) {
+            const Mask* mask = masks[i] + start;
+            for (int p = 0; p < n; ++p) covered[p] += mask[p] != Mask(0) ? 1 : 0;
+        }
+        int sum = 0;
+        for (int p = 0; p < n; ++p) sum += std::min(covered[p], maxCoverage);
+        total += sum;
     }
     return static_cast<float>(total) / static_cast<float>(pixels * 4) + 1.0f;
 }

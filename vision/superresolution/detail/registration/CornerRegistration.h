@@ -35,18 +35,22 @@ class CornerRegistration {
         works_ = PerSlot<Work>(threads);
     }
 
-    /// Prepares a frame; with threads to spare, the corners of what will be the reference are found beside it.
-    void prepareFrame(const float* frame) {
+    void prepareFrame(const float* frame) { tracker.prepareFrame(frame); }
+
+    /// Calls a function that prepares a frame; with threads to spare, the corners of what will be the reference are found
+    /// meanwhile.
+    template <class Intake>
+    void findCornersBeside(const Intake& intake) {
         const int next = latestReference_ + 1;  // the frame that is about to move into the reference's slot
         if (threads_.count() == 1 || latestReference_ < 0 || tracker.preparedCount() < frameCount_ ||
             next >= frameCount_) {
-            tracker.prepareFrame(frame);
+            intake();
             return;
         }
         CornerTracker::Search search(tracker, next);
         threads_.forEach(2, [&](int part, int) {
-            if (part == 0) tracker.prepareFrame(frame);
-            if (part == 1) search.tryRun();
+            if (part == 0) search.tryRun();
+            if (part == 1) intake();
         });
         search.keep(tracker, latestReference_);
     }
