@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "vision/superresolution/detail/precise/DenseImage.h"
 #include "vision/superresolution/detail/precise/FrameNoise.h"
 #include "vision/superresolution/detail/precise/Ring.h"
 #include "vision/superresolution/detail/precise/Statistics.h"
@@ -103,16 +104,17 @@ class SpikesByPlace {
 
 }  // namespace
 
-std::vector<std::size_t> findSpikes(const Grid& grid, const FrameState& frame) {
+std::vector<std::size_t> findSpikes(const Grid& grid, const FrameState& frame, const Threads& threads) {
     const double noise = frameNoise(frame, grid.width, grid.height);
-    std::vector<std::size_t> spikes;
-    for (std::size_t q = 0; q < frame.values.size(); ++q) {
-        if (!(frame.present[q] > 0.0f)) continue;
-        const Ring ring = ringAround(grid, frame, q);
-        const double off = std::abs(frame.values[q] - ring.mean);
-        if (off > kFarOff * noise && off > kRanges * ring.range) spikes.push_back(q);
-    }
-    return spikes;
+    const auto spikesOfRow = [&](int y, std::vector<std::size_t>& spikes) {
+        for (std::size_t q = areaOf(y, grid.width); q < areaOf(y + 1, grid.width); ++q) {
+            if (!(frame.present[q] > 0.0f)) continue;
+            const Ring ring = ringAround(grid, frame, q);
+            const double off = std::abs(frame.values[q] - ring.mean);
+            if (off > kFarOff * noise && off > kRanges * ring.range) spikes.push_back(q);
+        }
+    };
+    return threads.gatherRows<std::size_t>(grid.height, spikesOfRow);
 }
 
 std::vector<std::vector<std::size_t>> findImpulses(const Grid& grid, const std::vector<FrameState>& frames,

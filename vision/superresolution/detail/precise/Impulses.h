@@ -3,13 +3,15 @@
 
 #include <vector>
 
+#include "vision/superresolution/detail/numerics/Threads.h"
 #include "vision/superresolution/detail/precise/FrameState.h"
 
 namespace oravo::vision::detail::precise {
 
 /// Values of a frame that are far off all their neighbours, by their places, ascending: impulses of flickering pixels and of
 /// particles, points of the scene, dead pixels.
-std::vector<std::size_t> findSpikes(const Grid& grid, const FrameState& frame);
+std::vector<std::size_t> findSpikes(const Grid& grid, const FrameState& frame,
+                                    const Threads& threads = Threads());
 
 /// For each frame, those of its spikes that an image of all frames does not explain while it explains what lies around them. A
 /// point of the scene would be in the image, since other frames show it as well. What moves on its own is larger than one

@@ -83,7 +83,7 @@ bool Reconstruction::dropImpulses() {
     if (!options_.findDeadPixels || used < kFewestForImpulses) return false;
     std::vector<std::vector<std::size_t>> spikes(frames_.size());
     for (std::size_t k = 0; k < frames_.size(); ++k) {
-        if (frames_[k].used) spikes[k] = findSpikes(grid_, frames_[k]);
+        if (frames_[k].used) spikes[k] = findSpikes(grid_, frames_[k], options_.threads);
     }
     const auto isEmpty = [](const std::vector<std::size_t>& pixels) { return pixels.empty(); };
     if (std::all_of(spikes.begin(), spikes.end(), isEmpty)) return false;
