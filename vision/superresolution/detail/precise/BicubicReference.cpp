@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/precise/DenseImage.h"
+#include "vision/superresolution/detail/precise/Ring.h"
+
 namespace oravo::vision::detail::precise {
 namespace {
 
@@ -31,30 +34,24 @@ BicubicReference::Taps BicubicReference::tapsAt(double place) {
 namespace {
 
 /// Gives pixels without a value the mean of their neighbours' values, from the rim of a hole inwards.
-void fillHoles(std::vector<float>& values, std::vector<char>& known, int width, int height) {
+void fillHoles(const Grid& frame, std::vector<float>& values, std::vector<char>& known) {
     for (bool missing = true, any = true; missing && any;) {
         missing = any = false;
         const std::vector<char> before = known;
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                const std::size_t q = static_cast<std::size_t>(y * width + x);
-                if (before[q]) continue;
-                double sum = 0.0;
-                int count = 0;
-                for (int j = std::max(0, y - 1); j <= std::min(height - 1, y + 1); ++j) {
-                    for (int i = std::max(0, x - 1); i <= std::min(width - 1, x + 1); ++i) {
-                        const std::size_t beside = static_cast<std::size_t>(j * width + i);
-                        if (!before[beside]) continue;
-                        sum += values[beside];
-                        ++count;
-                    }
-                }
-                missing = true;
-                if (count == 0) continue;
-                values[q] = static_cast<float>(sum / count);
-                known[q] = 1;
-                any = true;
-            }
+        for (std::size_t q = 0; q < values.size(); ++q) {
+            if (before[q]) continue;
+            double sum = 0.0;
+            int count = 0;
+            forEachNeighbour(frame, q, [&](std::size_t beside) {
+                if (!before[beside]) return;
+                sum += values[beside];
+                ++count;
+            });
+            missing = true;
+            if (count == 0) continue;
+            values[q] = static_cast<float>(sum / count);
+            known[q] = 1;
+            any = true;
         }
     }
 }
@@ -69,7 +66,7 @@ BicubicReference::BicubicReference(const FrameState& frame, int width, int heigh
         known[q] = frame.present[q] > 0.0f;
         if (pattern.size() != 0) values_[q] -= pattern[q];
     }
-    fillHoles(values_, known, width, height);
+    fillHoles({width, height}, values_, known);
 }
 
 double BicubicReference::at(double x, double y) const {
@@ -80,10 +77,11 @@ double BicubicReference::at(const Taps& across, const Taps& down) const {
     double sum = 0.0;
     for (int j = 0; j < 4; ++j) {
         const int row = std::clamp(down.first + j, 0, height_ - 1);
+        const float* values = values_.data() + areaOf(row, width_);
         double line = 0.0;
         for (int i = 0; i < 4; ++i) {
             const int column = std::clamp(across.first + i, 0, width_ - 1);
-            line += across.weight[i] * values_[static_cast<std::size_t>(row * width_ + column)];
+            line += across.weight[i] * values[column];
         }
         sum += down.weight[j] * line;
     }
@@ -93,6 +91,7 @@ double BicubicReference::at(const Taps& across, const Taps& down) const {
 void BicubicReference::enlarge(const Grid& grid, const PaddedImage& image, const Threads& threads) const {
     const double offset = 0.5 * (grid.factor - 1) + grid.margin;
     std::vector<Taps> across;
+    across.reserve(static_cast<std::size_t>(grid.columns()));
     for (int x = 0; x < grid.columns(); ++x) across.push_back(tapsAt((x - offset) / grid.factor));
     threads.forRows(grid.rows(), [&](int first, int end, int) {
         for (int y = first; y < end; ++y) {
