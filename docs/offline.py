@@ -22,7 +22,10 @@ def _replaced(text: str, old: str, new: str) -> str:
 
 def _unite(script: Path) -> None:
     helper = script.with_name("gumshoe-patched.js")
-    script.write_text(helper.read_text() + _replaced(script.read_text(), 'import Gumshoe from "./gumshoe-patched.js";\n', ""))
+    text = _replaced(script.read_text(), 'import Gumshoe from "./gumshoe-patched.js";\n', "")
+    # The helper fails on pages without headings of their own.
+    text = _replaced(text, "  // Scrollspy", '  if (document.querySelector(".toc-tree a") === null) return;\n  // Scrollspy')
+    script.write_text(helper.read_text() + text)
     helper.unlink()
 
 
