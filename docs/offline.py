@@ -24,7 +24,7 @@ def _unite(script: Path) -> None:
     helper = script.with_name("gumshoe-patched.js")
     text = _replaced(script.read_text(), 'import Gumshoe from "./gumshoe-patched.js";\n', "")
     # The helper fails on pages without headings of their own.
-    text = _replaced(text, "  // Scrollspy", '  if (document.querySelector(".toc-tree a") === null) return;\n  // Scrollspy')
+    text = _replaced(text, "  // Scrollspy", '  if (!document.querySelector(".toc-tree ul ul a")) return;\n  // Scrollspy')
     script.write_text(helper.read_text() + text)
     helper.unlink()
 
