@@ -27,7 +27,9 @@ done
 sed -E 's#\]\((c|cpp|python)/#](../examples/\1/#g; s#\]\(gallery\)#](gallery/index)#' examples/README.md >"$source/docs/examples.md"
 site=$(realpath -m out/docs/site)
 /usr/bin/python3 scripts/gallery.py "$build/tools/oravo-superres" "$source/docs"
-diff docs/gallery.md "$source/docs/gallery.md" || { echo "the gallery's figures have changed: run scripts/gallery.sh"; exit 1; }
+for made in docs/gallery.md docs/gallery/*.png; do
+    diff "$made" "$source/$made" || { echo "the gallery has changed: run scripts/gallery.sh"; exit 1; }
+done
 cd "$source"
 mkdir -p out
 doxygen docs/Doxyfile
