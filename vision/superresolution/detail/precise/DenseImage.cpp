@@ -18,10 +18,10 @@ class BoxRows {
           sums_(areaOf(width, 2 * kept_)) {}
 
     void add(const float* values, const float* weight, int y) {
+        double *line = line_.data() + radius_, *counts = counts_.data() + radius_;
         for (int x = 0; x < width_; ++x) {
-            const std::size_t at = static_cast<std::size_t>(x + radius_);
-            line_[at] = static_cast<double>(weight[x]) * values[x];
-            counts_[at] = weight[x];
+            line[x] = static_cast<double>(weight[x]) * values[x];
+            counts[x] = weight[x];
         }
         sumAlong(line_, sumsOf(y));
         sumAlong(counts_, countsOf(y));
@@ -33,7 +33,8 @@ class BoxRows {
     void sumAlong(const std::vector<double>& line, double* out) const {
         std::fill_n(out, width_, 0.0);
         for (int i = 0; i < kept_; ++i) {
-            for (int x = 0; x < width_; ++x) out[x] += line[static_cast<std::size_t>(x + i)];
+            const double* shifted = line.data() + i;
+            for (int x = 0; x < width_; ++x) out[x] += shifted[x];
         }
     }
 
