@@ -48,15 +48,15 @@ void check(const PngStruct& reader, std::size_t fileSize, const std::string& nam
 
 std::vector<png_bytep> rowsOf(const cv::Mat& image) {
     std::vector<png_bytep> rows;
+    rows.reserve(static_cast<std::size_t>(image.rows));
     for (int y = 0; y < image.rows; ++y) rows.push_back(const_cast<png_bytep>(image.ptr(y)));
     return rows;
 }
 
 cv::Mat countsOf(PngStruct& reader, const std::string& name) {
     const bool wide = png_get_bit_depth(reader.png(), reader.info()) == 16;
-    const cv::Mat counts(static_cast<int>(png_get_image_height(reader.png(), reader.info())),
-                         static_cast<int>(png_get_image_width(reader.png(), reader.info())),
-                         wide ? CV_16U : CV_8U);
+    cv::Mat counts(static_cast<int>(png_get_image_height(reader.png(), reader.info())),
+                   static_cast<int>(png_get_image_width(reader.png(), reader.info())), wide ? CV_16U : CV_8U);
     std::vector<png_bytep> rows = rowsOf(counts);
     const bool whole = reader.run([&](png_structp png, png_infop info) {
         png_set_expand_gray_1_2_4_to_8(png);
