@@ -1,6 +1,7 @@
 #ifndef ORAVO_VISION_DETAIL_SOLVER_SPLITIMAGE_H
 #define ORAVO_VISION_DETAIL_SOLVER_SPLITIMAGE_H
 
+#include <algorithm>
 #include <cstddef>
 
 #include "vision/superresolution/detail/memory/Buffer.h"
@@ -15,7 +16,8 @@ namespace oravo::vision::detail {
 ///   row y:  [ even columns, lowWidth + 3 | zeros | odd columns, lowWidth + 2 | zeros ]
 ///
 /// Both halves have the same length, a multiple of kBlock with at least one zero after the columns, and loops
-/// run over whole halves. A row of zeros lies above and below the image, so that the eight neighbours of every
+/// run over whole halves. Loops over whole blocks of low-resolution pixels read two columns beyond the last, which stay
+/// within the row: the next one may be another thread's. A row of zeros lies above and below the image, so that the eight neighbours of every
 /// pixel can be read.
 struct SplitLayout {
     static constexpr int kBlock = 16;  ///< floats; the widest vector of any machine
@@ -31,7 +33,7 @@ struct SplitLayout {
         : lowWidth(low.width),
           lowHeight(low.height),
           pitch(blocks(lowWidth)),
-          half(blocks(evenColumns() + 1)),
+          half(blocks(std::max(evenColumns() + 1, static_cast<int>(pitch) + 2))),
           stride(2 * half) {}
 
     [[gnu::always_inline]] int evenColumns() const { return lowWidth + 3; }
