@@ -13,8 +13,64 @@
 
 #include "support/CodeLocation.h"
 
+#ifdef ORAVO_THREAD_SANITIZER
+extern "C" void __tsan_acquire(void* address);
+extern "C" void __tsan_release(void* address);
+#endif
+
 namespace oravo::vision::detail {
 namespace {
+
+/// Tells ThreadSanitizer, which cannot see into oneTBB, that who takes has seen all that others did before they gave.
+class Handover {
+  public:
+#ifdef ORAVO_THREAD_SANITIZER
+    void give() {
+        __tsan_release(this);
+    }
+    void take() {
+        __tsan_acquire(this);
+    }
+#else
+    void give() {
+    }
+    void take() {
+    }
+#endif
+};
+
+/// The parts of one piece of work: each comes after what their caller has done, and before what it does next, thrown or not.
+class Parts {
+  public:
+    Parts() { begun_.give(); }
+    Parts(const Parts&) = delete;
+    Parts& operator=(const Parts&) = delete;
+    ~Parts() { ended_.take(); }
+
+    template <class Work>
+    void doOne(const Work& work) {
+        doAfter(begun_, work);
+    }
+    /// What comes after the parts that have ended.
+    template <class Work>
+    void doNext(const Work& work) {
+        doAfter(ended_, work);
+    }
+
+  private:
+    template <class Work>
+    void doAfter(Handover& others, const Work& work) {
+        others.take();
+        const Ending ending{ended_};
+        work();
+    }
+    struct Ending {
+        ~Ending() { ended.give(); }
+        Handover& ended;
+    };
+
+    Handover begun_, ended_;
+};
 
 /// Has all threads round and flush as the calling one does.
 tbb::task_group_context sharedRounding() {
@@ -64,11 +120,13 @@ void Threads::run(int parts, Part call, const void* body) const {
         for (int part = 0; part < parts; ++part) call(body, part, 0);
         return;
     }
+    Parts all;
     arena_->execute([&] {
         tbb::task_group_context context = sharedRounding();
-        tbb::parallel_for(
-            0, parts, [&](int part) { call(body, part, tbb::this_task_arena::current_thread_index()); },
-            tbb::simple_partitioner(), context);
+        const auto work = [&](int part) {
+            all.doOne([&] { call(body, part, tbb::this_task_arena::current_thread_index()); });
+        };
+        tbb::parallel_for(0, parts, work, tbb::simple_partitioner(), context);
     });
 }
 
@@ -80,6 +138,7 @@ void Threads::runInOrder(int parts, Part call, const void* body, Finished done, 
         }
         return;
     }
+    Parts all;
     arena_->execute([&] {
         tbb::task_group_context context = sharedRounding();
         int next = 0;
@@ -88,10 +147,10 @@ void Threads::runInOrder(int parts, Part call, const void* body, Finished done, 
             return next++;
         };
         const auto work = [&](int part) {
-            call(body, part, tbb::this_task_arena::current_thread_index());
+            all.doOne([&] { call(body, part, tbb::this_task_arena::current_thread_index()); });
             return part;
         };
-        const auto end = [&](int part) { done(finish, part); };
+        const auto end = [&](int part) { all.doNext([&] { done(finish, part); }); };
         using tbb::filter_mode;
         tbb::parallel_pipeline(2 * static_cast<std::size_t>(count_),
                                tbb::make_filter<void, int>(filter_mode::serial_in_order, begin) &
