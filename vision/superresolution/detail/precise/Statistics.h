@@ -47,18 +47,22 @@ inline float magnitudeAtPlace(std::vector<float>& magnitudes, std::size_t place)
 }
 
 /// The magnitude below which the given share of many values lies, from some of them: every s-th and (s + 1)-th in turn, so that
-/// no column of an image is preferred. From 10,000 on a median is known to 1 %.
-/// @param value  returns the i-th value of `count`, or none
+/// no column of an image is preferred. From 10,000 on a median is known to 1 %. Where most places have no value, all count.
+/// @param value  returns the value at each of `count` places, or none
 template <class Value>
 double quantileOfMagnitudes(std::size_t count, double share, const Value& value, std::vector<float>& work) {
-    constexpr std::size_t kEnough = 16384;
+    constexpr std::size_t kEnough = 16384, kTooFew = kEnough / 8;
+    const auto collect = [&](std::size_t step) {
+        work.clear();
+        bool more = false;
+        for (std::size_t i = 0; i < count; i += step + (more ? 1 : 0)) {
+            if (const std::optional<float> one = value(i)) work.push_back(std::abs(*one));
+            more = step > 1 && !more;
+        }
+    };
     const std::size_t step = 1 + count / (kEnough + 1);
-    work.clear();
-    bool more = false;
-    for (std::size_t i = 0; i < count; i += step + (more ? 1 : 0)) {
-        if (const std::optional<float> one = value(i)) work.push_back(std::abs(*one));
-        more = step > 1 && !more;
-    }
+    collect(step);
+    if (work.size() < kTooFew && step > 1) collect(1);
     if (work.empty()) return 0.0;
     return magnitudeAtPlace(work, static_cast<std::size_t>(share * static_cast<double>(work.size() - 1)));
 }
