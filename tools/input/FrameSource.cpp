@@ -33,27 +33,22 @@ class TiffSource final : public FrameSource {
     TiffReader file_;
 };
 
-class UncompressedSource final : public FrameSource {
+/// A file of frames by one of the formats' readers.
+template <class File>
+class FramesOfFile final : public FrameSource {
   public:
-    UncompressedSource(const std::string& path, const FrameLayout& layout) : file_(path, layout) {}
+    template <class... Arguments>
+    explicit FramesOfFile(const Arguments&... arguments) : file_(arguments...) {}
     std::size_t count() const override { return file_.count(); }
     const char* unit() const override { return "frame"; }
     cv::Mat read(std::size_t index) override { return file_.read(index); }
 
   private:
-    FrameFile file_;
+    File file_;
 };
 
-class VideoSource final : public FrameSource {
-  public:
-    explicit VideoSource(const std::string& path) : file_(path) {}
-    std::size_t count() const override { return file_.count(); }
-    const char* unit() const override { return "frame"; }
-    cv::Mat read(std::size_t index) override { return file_.read(index); }
-
-  private:
-    VideoFile file_;
-};
+using UncompressedSource = FramesOfFile<FrameFile>;
+using VideoSource = FramesOfFile<VideoFile>;
 
 class SingleImage final : public FrameSource {
   public:
