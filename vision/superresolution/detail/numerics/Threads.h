@@ -65,7 +65,6 @@ class Threads {
     /// Calls body(first, end, slot) for bands of the rows.
     template <class Body>
     void forRows(int rows, const Body& body) const {
-        constexpr int kLeastRows = 32;
         const int parts = bands(rows, kLeastRows);
         forEach(parts, [&](int part, int slot) {
             const Band band = bandOf(part, parts, rows);
@@ -90,7 +89,6 @@ class Threads {
     /// What body(y, found) appends to a vector, row after row.
     template <class T, class Body>
     std::vector<T> gatherRows(int rows, const Body& body) const {
-        constexpr int kLeastRows = 32;
         const int parts = bands(rows, kLeastRows);
         std::vector<std::vector<T>> found(static_cast<std::size_t>(parts));
         forEach(parts, [&](int part, int) {
@@ -104,6 +102,8 @@ class Threads {
     }
 
   private:
+    static constexpr int kLeastRows = 32;  ///< of a band
+
     using Part = void (*)(const void* body, int part, int slot);
     using Finished = void (*)(const void* finish, int part);
 

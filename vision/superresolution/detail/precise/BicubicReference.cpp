@@ -11,28 +11,6 @@ namespace {
 
 constexpr double kA = -0.75;
 
-}  // namespace
-
-struct BicubicReference::Taps {
-    int first;
-    double weight[4];
-};
-
-BicubicReference::Taps BicubicReference::tapsAt(double place) {
-    const double cell = std::floor(place);
-    Taps taps{static_cast<int>(cell) - 1, {}};
-    const double t = place - cell;
-    const double inner[2] = {t, 1.0 - t}, outer[2] = {t + 1.0, 2.0 - t};
-    for (int i = 0; i < 2; ++i) {
-        const double s = inner[i], far = outer[i];
-        taps.weight[i == 0 ? 1 : 2] = ((kA + 2.0) * s - (kA + 3.0)) * s * s + 1.0;
-        taps.weight[i == 0 ? 0 : 3] = ((kA * far - 5.0 * kA) * far + 8.0 * kA) * far - 4.0 * kA;
-    }
-    return taps;
-}
-
-namespace {
-
 /// Gives pixels without a value the mean of their neighbours' values, from the rim of a hole inwards.
 void fillHoles(const Grid& frame, std::vector<float>& values, std::vector<char>& known) {
     for (bool missing = true, any = true; missing && any;) {
@@ -57,6 +35,24 @@ void fillHoles(const Grid& frame, std::vector<float>& values, std::vector<char>&
 }
 
 }  // namespace
+
+struct BicubicReference::Taps {
+    int first;
+    double weight[4];
+};
+
+BicubicReference::Taps BicubicReference::tapsAt(double place) {
+    const double cell = std::floor(place);
+    Taps taps{static_cast<int>(cell) - 1, {}};
+    const double t = place - cell;
+    const double inner[2] = {t, 1.0 - t}, outer[2] = {t + 1.0, 2.0 - t};
+    for (int i = 0; i < 2; ++i) {
+        const double s = inner[i], far = outer[i];
+        taps.weight[i == 0 ? 1 : 2] = ((kA + 2.0) * s - (kA + 3.0)) * s * s + 1.0;
+        taps.weight[i == 0 ? 0 : 3] = ((kA * far - 5.0 * kA) * far + 8.0 * kA) * far - 4.0 * kA;
+    }
+    return taps;
+}
 
 BicubicReference::BicubicReference(const FrameState& frame, int width, int height,
                                    const Buffer<float>& pattern)

@@ -17,8 +17,8 @@ namespace oravo::vision::detail {
 ///
 /// Both halves have the same length, a multiple of kBlock with at least one zero after the columns, and loops
 /// run over whole halves. Loops over whole blocks of low-resolution pixels read two columns beyond the last, which stay
-/// within the row: the next one may be another thread's. A row of zeros lies above and below the image, so that the eight neighbours of every
-/// pixel can be read.
+/// within the row: the next one may be another thread's. A row of zeros lies above and below the image, so that the eight
+/// neighbours of every pixel can be read.
 struct SplitLayout {
     static constexpr int kBlock = 16;  ///< floats; the widest vector of any machine
 
