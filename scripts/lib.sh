@@ -33,7 +33,10 @@ need_packages() {
     echo "== installing ${missing[*]}"
     as_root apt-get update -qq
     # What the machine has stays: a package that cannot be installed beside it has to fail.
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove "${missing[@]}"
+    local get=(as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends --no-remove)
+    # An installation that was cut short before makes apt-get refuse every later one until it is finished.
+    as_root env DEBIAN_FRONTEND=noninteractive dpkg --configure -a || "${get[@]}" --fix-broken
+    "${get[@]}" "${missing[@]}"
 }
 
 # Configures and builds the project with warnings as errors: build_in FOLDER [CMAKE_ARGUMENT...] [-- TARGET...]
