@@ -157,7 +157,7 @@ oravo_burst oravo_burst_create(int width, int height, const oravo_burst_options*
 int oravo_burst_destroy(oravo_burst handle) {
     const std::shared_ptr<Burst> burst = BurstTable::instance().remove(handle);
     if (!burst) return threadError().set(ORAVO_BURST_STALE, kStale);
-    burst->callbacks.cancel();
+    burst->callbacks.end();
     return ORAVO_BURST_OK;
 }
 

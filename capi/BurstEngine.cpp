@@ -3,8 +3,32 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <exception>
+
+#include "capi/BurstError.h"
 
 namespace oravo::capi {
+namespace {
+
+[[noreturn]] void failByCallback(const char* what) {
+    throw BurstFailure(ORAVO_BURST_FAILED, std::string("A callback threw an exception: ") + what);
+}
+
+/// Calls a function of the host. What it throws says nothing about the library, whatever its type is.
+template <class Call>
+auto called(Call call) {
+    try {
+        return call();
+    } catch (const std::exception& exception) {
+        failByCallback(exception.what());
+    } catch (const char* text) {
+        failByCallback(text);
+    } catch (...) {
+        failByCallback("of a type of its own");
+    }
+}
+
+}  // namespace
 
 void BurstCallbacks::begin() {
     cancelled_ = false;
@@ -13,13 +37,15 @@ void BurstCallbacks::begin() {
 
 bool BurstCallbacks::goesOn(double share) {
     share_ = std::max(share_, share);
-    if (!cancelled_ && options_.progress != nullptr && options_.progress(share_, options_.user) == 0)
+    if (ended_) cancelled_ = true;
+    if (!cancelled_ && options_.progress != nullptr &&
+        called([this] { return options_.progress(share_, options_.user); }) == 0)
         cancelled_ = true;
     return !cancelled_;
 }
 
 void BurstCallbacks::say(int level, const std::string& text) const {
-    if (options_.log != nullptr) options_.log(level, text.c_str(), options_.user);
+    if (options_.log != nullptr) called([&] { options_.log(level, text.c_str(), options_.user); });
 }
 
 std::string namesOf(const std::vector<std::size_t>& frames) {

@@ -22,6 +22,8 @@ class BurstCallbacks {
     /// False when the run is to end.
     bool goesOn(double share);
     void cancel() { cancelled_ = true; }
+    /// Cancels this run and any that is about to begin.
+    void end() { ended_ = true; }
 
     void info(const std::string& text) const { say(ORAVO_BURST_INFO, text); }
     void warn(const std::string& text) const { say(ORAVO_BURST_WARNING, text); }
@@ -30,7 +32,7 @@ class BurstCallbacks {
     void say(int level, const std::string& text) const;
 
     oravo_burst_options options_;
-    std::atomic<bool> cancelled_{false};
+    std::atomic<bool> cancelled_{false}, ended_{false};
     double share_ = 0.0;
 };
 

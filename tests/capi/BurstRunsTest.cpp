@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "capi/Burst.h"
@@ -67,9 +70,27 @@ TEST(BurstRuns, ACallbackMayCancelItsBurstButNotUseIt) {
     EXPECT_EQ(oravo_burst_reconstruct(burst, 0), ORAVO_BURST_CANCELLED);
     EXPECT_EQ(watch.statuses,
               (std::vector<int>{ORAVO_BURST_BUSY, ORAVO_BURST_BUSY, ORAVO_BURST_BUSY, ORAVO_BURST_OK}));
-    options.progress = [](double, void*) -> int { throw 7; };
-    const OwnedBurst throwing(movingBurst(5), options);
-    EXPECT_EQ(oravo_burst_reconstruct(throwing, 0), ORAVO_BURST_FAILED);
+}
+
+/// Of whatever type, even of those that stand for something else where the library throws them.
+TEST(BurstRuns, WhatACallbackThrowsEndsItsCall) {
+    using Progress = int (*)(double, void*);
+    const std::pair<Progress, const char*> kThrowing[] = {
+        {[](double, void*) -> int { throw 7; }, "of a type of its own"},
+        {[](double, void*) -> int { throw "mine"; }, "mine"},
+        {[](double, void*) -> int { throw std::bad_alloc(); }, "std::bad_alloc"},
+        {[](double, void*) -> int { throw std::out_of_range("beyond"); }, "beyond"}};
+    for (const auto& [progress, text] : kThrowing) {
+        oravo_burst_options options = optionsOf(ORAVO_BURST_FLOAT);
+        options.progress = progress;
+        const OwnedBurst burst(movingBurst(5), options);
+        EXPECT_EQ(oravo_burst_reconstruct(burst, 0), ORAVO_BURST_FAILED);
+        EXPECT_EQ(oravo_burst_error(burst), std::string("A callback threw an exception: ") + text);
+    }
+    oravo_burst_options options = optionsOf(ORAVO_BURST_PRECISE);
+    options.log = [](int, const char*, void*) { throw "mine"; };
+    EXPECT_EQ(oravo_burst_create(kWidth, kHeight, &options), 0u);
+    EXPECT_EQ(oravo_burst_error_code(0), ORAVO_BURST_FAILED);
 }
 
 TEST(BurstRuns, AnotherThreadMayCancelAndDestroy) {
