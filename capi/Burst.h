@@ -112,55 +112,71 @@ enum oravo_burst_level {
  * ORAVO_BURST_REFERENCE. */
 #define ORAVO_BURST_OWN_REFERENCE (-1)
 
-/** Options of a burst. Let oravo_burst_options_init() fill them and change what should differ. An option that the chosen
- * pipeline does not have is refused unless it keeps its default. Each comment ends with the default. */
+/** Options of a burst. Let oravo_burst_options_init() fill in the defaults and change what should differ. An option that the
+ * chosen pipeline does not have is refused unless it keeps its default. */
 typedef struct oravo_burst_options {
-    size_t size;      /**< of the structure that the library filled; leave it alone */
-    int pipeline;     /**< an oravo_burst_pipeline; ORAVO_BURST_PRECISE */
-    int registration; /**< an oravo_burst_registration; ORAVO_BURST_OWN_REGISTRATION */
-    int frames;       /**< the most that are held, 1 to 64; 0 stands for 12 (precise) or 5 (the others); 0 */
-    int factor;       /**< enlargement, 1 to 4; 2 for all pipelines but precise; 2 */
+    /** Size of the structure that the library filled. Leave it alone. */
+    size_t size;
+    /** An oravo_burst_pipeline. Default: ORAVO_BURST_PRECISE. */
+    int pipeline;
+    /** An oravo_burst_registration, for the float pipeline. Default: ORAVO_BURST_OWN_REGISTRATION. */
+    int registration;
+    /** The most frames that are held, 1 to 64. Default: 0, which stands for 12 (precise) or 5 (the others). */
+    int frames;
+    /** Enlargement: 1 to 4 for the precise pipeline, 2 for the others. Default: 2. */
+    int factor;
     /** Blur of the camera, optics and pixel together, as the standard deviation of a Gaussian in pixels of the image at
-     * factor 2, which are half a pixel of the frames: 0.3 to 2 (precise), above 0 to 100 (others); 0.683. */
+     * factor 2, each of which is half a pixel of the frames: 0.3 to 2 for the precise pipeline, above 0 and up to 100 for
+     * the others. Default: 0.683. */
     float psf_sigma;
-    /** precise: side of the square that a pixel averages over, in the unit of psf_sigma, 0 to 2, where 2 is a pixel without
-     * gaps. 0 takes psf_sigma for the whole blur; with a square, psf_sigma is that of the optics alone, and its bounds
-     * are those of sqrt(psf_sigma^2 + psf_box^2 / 12); 0. */
+    /** Precise pipeline: side of the square that a pixel averages over, in the unit of psf_sigma, 0 to 2, where 2 is a pixel
+     * without gaps. 0 takes psf_sigma for the whole blur. With a square, psf_sigma is the blur of the optics alone, and its
+     * bounds hold for sqrt(psf_sigma^2 + psf_box^2 / 12). Default: 0. */
     float psf_box;
     /** Values below are defects, as are NaN, infinities and pixels with a status code. The float and the reference
-     * pipeline take limits within [-32768, 32767], the vector pipeline takes all values as they are; -274. */
+     * pipeline take limits within [-32768, 32767]; the vector pipeline takes all values as they are, and refuses other limits.
+     * Default: -274. */
     float lowest;
-    float highest; /**< values above are defects; see lowest; 5000 */
+    /** Values above are defects; see lowest. Default: 5000. */
+    float highest;
 
-    double
-        smoothness; /**< precise: weight of the prior, from 0; 0 finds the best one by withheld pixels; 0 */
-    int find_dead_pixels; /**< precise: leave out sensor pixels that do not follow the scene, and impulses; 1 */
-    int find_pattern;     /**< precise: estimate and subtract the sensor's fixed pattern; 1 */
-    int deviation;        /**< precise: estimate standard deviations, for a tenth of the time; 1 */
+    /** Precise pipeline: weight of the prior in units of the scene's contrast. Default: 0, which finds the best one by
+     * withheld pixels. */
+    double smoothness;
+    /** Precise pipeline: leave out sensor pixels that do not follow the scene, and impulses. Default: 1. */
+    int find_dead_pixels;
+    /** Precise pipeline: estimate the sensor's fixed pattern and subtract it. Default: 1. */
+    int find_pattern;
+    /** Precise pipeline: estimate standard deviations, which takes a tenth of the time. Default: 1. */
+    int deviation;
 
-    float tv_weight; /**< others: weight of the data against total variation, from 1; 400 */
-    float
-        relative_residue; /**< others: of the right-hand side, at which the solver stops, above 1e-6; 0.007 */
-    float registration_error; /**< others: the largest at which a pixel is used, above 0 to 1; 0.0001 */
-    int iterations;           /**< others: the most steps of the solver, from 1; 8 */
+    /** Other pipelines: weight of the data against total variation, at least 1. Default: 400. */
+    float tv_weight;
+    /** Other pipelines: residual, relative to the right-hand side, at which the solver stops; above 1e-6. Default: 0.007. */
+    float relative_residue;
+    /** Other pipelines: the largest disagreement with the reference at which a pixel is used; above 0, at most 1. Default:
+     * 0.0001. */
+    float registration_error;
+    /** Other pipelines: the most steps of the solver, at least 1. Default: 8. */
+    int iterations;
 
-    /** The most bytes that the burst may take, its frames, images and a run's scratch together; 0 sets no limit but what
-     * the machine has; 0. A burst that would take more is refused by oravo_burst_create(). */
+    /** The most bytes that the burst may take, its frames, images and a run's scratch together. oravo_burst_create() refuses
+     * a burst that would take more. Default: 0, no limit but the machine's. */
     uint64_t most_memory;
-    /** Called by oravo_burst_reconstruct() with the share that is done, 0 to 1, which never falls; returning 0 cancels.
-     * May be null; null. */
+    /** Called by oravo_burst_reconstruct() with the share that is done, 0 to 1, which never falls. Returning 0 cancels.
+     * Default: null, no callback. */
     int (*progress)(double share, void* user);
-    /** Gets each line of the log: an oravo_burst_level, and a text that lives until the callback returns. May be null, for
-     * silence; null. */
+    /** Gets each line of the log: an oravo_burst_level, and a text that is valid until the callback returns. Default: null,
+     * silence. */
     void (*log)(int level, const char* text, void* user);
-    void* user; /**< handed to the callbacks; null */
+    /** Handed to the callbacks. Default: null. */
+    void* user;
 
-    /** Threads that share the work on one image, 1 to 64; 0 stands for one on each processor that the process may use. Images
-     * have the same bits for every number. precise, float; 1. */
+    /** Precise and float pipelines: threads that share the work on one image, 1 to 64; 0 stands for one on each processor that
+     * the process may use. Images have the same bits for every number. Default: 1. */
     int threads;
-    /** precise: the dead pixels that an image has found are known to those of later frames, which leave them out until they
-     * follow the scene, so an image depends on those before it; oravo_burst_clear() forgets them. 0 makes each image from its
-     * frames alone; 1. */
+    /** Precise pipeline: dead pixels found for one image stay left out of later ones until they follow the scene, so an image
+     * depends on those before it; oravo_burst_clear() forgets them. 0 makes each image from its frames alone. Default: 1. */
     int keep_dead_pixels;
 } oravo_burst_options;
 

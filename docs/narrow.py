@@ -1,4 +1,5 @@
-"""Lets pages be read at a phone's width: tables that do not fit become a card for each row, and names break where words do.
+"""Lets pages be read at a phone's width: tables that do not fit become a card for each row, and names and commands break
+where words do.
 
 Each cell is given the heading of its column, which narrow.css shows beside it where a table is made into cards.
 """
@@ -67,9 +68,24 @@ def _close_code(self: HTML5Translator, node: nodes.literal) -> None:
         self.body[place] = re.sub(r"(?<=>)[^<>]+(?=<)", _breakable, part)
 
 
+def _open_block(self: HTML5Translator, node: nodes.literal_block) -> None:
+    """A command may break between its words, and not within an option."""
+    try:
+        HTML5Translator.visit_literal_block(self, node)
+    except nodes.SkipNode:
+        if node.get("language") in ("sh", "bash"):
+            self.body[-1] = re.sub(r"(?<=[\s>])--?\w[\w-]*", r'<span class="whole">\g<0></span>', self.body[-1])
+        raise
+
+
+def _close_block(self: HTML5Translator, node: nodes.literal_block) -> None:
+    HTML5Translator.depart_literal_block(self, node)
+
+
 def setup(app: Sphinx) -> dict:
     app.connect("doctree-read", _mark)
     app.add_node(nodes.entry, override=True, html=(_open_cell, _close_cell))
     app.add_node(nodes.literal, override=True, html=(_open_code, _close_code))
+    app.add_node(nodes.literal_block, override=True, html=(_open_block, _close_block))
     app.add_css_file("narrow.css")
     return {"parallel_read_safe": True, "parallel_write_safe": True}

@@ -229,7 +229,7 @@ def main(program, docs):
         solver_sections(gallery, plain)
         motion_sections(gallery, plain)
         value_sections(gallery, plain)
-    intro = ["# Gallery", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own "
+    intro = ["# Parameters in pictures", "", "Pictures and figures that `scripts/gallery.sh` makes from the project's own "
              f"rendered scene (`oravo-superres simulate`, seed {SEED}; `enhance --pipeline float --no-guard` but for "
              "the first). dB: PSNR of the whole image against the truth.", ""]
     (docs / "gallery.md").write_text("\n".join(intro + gallery.page).rstrip() + "\n")

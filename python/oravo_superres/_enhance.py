@@ -20,7 +20,7 @@ def reconstruct(frames: Iterable[npt.ArrayLike], parameters: Optional[Parameters
                 offset: float = 0.0, progress: Progress = None, log: Log = None, **changes: Any) -> Reconstruction:
     """Reconstructs the best image of some frames, and reports what is known about it.
 
-    Threads work in parallel: the library needs no lock here, and Python's is released meanwhile.
+    Several threads may call it at once: the library needs no lock, and Python's is released while it works.
 
     Args:
         frames: an array (n, height, width) or n arrays (height, width), oldest first, n at least 1; any real type. Masked
@@ -30,10 +30,13 @@ def reconstruct(frames: Iterable[npt.ArrayLike], parameters: Optional[Parameters
         reference: the frame on whose grid the image lies, counted back from the newest; the oldest where there are fewer.
             None for the pipeline's own: 3, or 0 for the reference pipeline.
         bad_pixels: (height, width), true where the sensor's pixels are bad.
-        scale, offset: the value of a number in the frames is scale number + offset.
+        scale, offset: the value of a number in the frames is scale * number + offset.
         progress: called with the share that is done, 0 to 1; returning False cancels.
         log: called with a level of the module `logging` and a line of text.
         changes: parameters by name, such as ``psf_sigma=0.5``.
+
+    Returns:
+        The image, (factor height, factor width), in the frames' unit, and what is known about it.
 
     Raises:
         TypeError, ValueError: invalid frames or arguments, named with their values.
@@ -46,18 +49,19 @@ def reconstruct(frames: Iterable[npt.ArrayLike], parameters: Optional[Parameters
 def enhance(frames: Iterable[npt.ArrayLike], parameters: Optional[Parameters] = None, *, reference: Optional[int] = None,
             bad_pixels: Optional[npt.ArrayLike] = None, scale: float = 1.0, offset: float = 0.0,
             progress: Progress = None, log: Log = None, timing_report: bool = False, **changes: Any) -> FloatImage:
-    """Reconstructs one image from the last of some frames.
+    """Reconstructs one image from the newest of the frames.
+
+    Takes the arguments of :func:`reconstruct`, for example ``pipeline="float"`` for the real-time pipeline or
+    ``counts=True`` for raw counts, and one more.
 
     Args:
-        frames: an array (n, height, width) or n arrays (height, width), oldest first. The precise pipeline, which is used
-            unless another one is named, takes the last twelve, the others the last five, which is what n has to be at
-            least for them; ``max_frames`` sets other numbers.
+        frames: an array (n, height, width) or n arrays (height, width), oldest first. The precise pipeline, which is the
+            default, uses the newest twelve. The others use the newest five and need that many; ``max_frames`` sets other
+            numbers.
         timing_report: let the float pipeline print its six lines on standard output, see :class:`Session`.
-        parameters, reference, bad_pixels, scale, offset, progress, log, changes: as in :func:`reconstruct`; for example
-            ``pipeline="float"`` for the real-time pipeline, ``counts=True`` for raw counts.
 
     Returns:
-        (factor height, factor width), float32, in the frames' unit: twice the size unless ``factor`` says otherwise.
+        An array (factor height, factor width), float32, in the frames' unit. The default ``factor`` is 2.
 
     Warns:
         SuperResolutionWarning: what there is to doubt about the image.

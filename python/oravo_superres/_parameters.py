@@ -30,24 +30,28 @@ class Parameters:
         counts: the frames hold raw counts; values from -32768 to 32767 are plausible then, instead of -274 to 5000.
         lowest, highest: limits of the plausible values, which ``counts`` chooses otherwise; what lies beyond is a defect.
         psf_sigma: blur of the camera, optics and pixel together, as the standard deviation of a Gaussian in half pixels of
-            the frames: 0.3 to 2 for precise, above 0 to 100 for the others; 0.683.
-        psf_box: precise: side of the square that a pixel averages over, in the unit of ``psf_sigma``, 0 to 2, where 2 is a
-            pixel without gaps; ``psf_sigma`` is then the blur of the optics alone. 0 for a blur that holds both; 0.
-        factor: enlargement: 1 to 4 for precise; 2.
-        smoothness: precise: weight of the prior, from 0; 0 finds the best one by withheld pixels.
-        find_dead_pixels: precise: leave out sensor pixels that do not follow the scene, and impulses.
-        find_pattern: precise: estimate and subtract the sensor's fixed pattern.
-        deviation: precise: estimate standard deviations, for a tenth of the time.
-        registration: of float: "corners" (tracked corners) or "phase" (phase correlation, for even widths).
-        camera: of the others: free text that selects the blur, see :class:`Session`; instead of ``psf_sigma``.
-        tv_weight: of the others: weight of the data against total variation, from 1; 400.
-        relative_residue: of the others: at which the solver stops, as a share of the right-hand side, above 1e-6; 0.007.
-        registration_error: of the others: the largest at which a pixel is used, above 0 to 1; 0.0001.
-        iterations: of the others: the most steps of the solver, from 1; 8.
-        keep_dead_pixels: precise: the dead pixels that an image has found are left out of later ones, too, until frames show
-            that they follow the scene; False makes each image from its frames alone.
-        threads: of precise and float: threads that share the work on one image, 1 to 64; 0 stands for one on each processor.
-            Images have the same bits for every number. Where many bursts are at work at once, 1 is best; 1.
+            the frames. The default is 0.683; precise takes 0.3 to 2, the others values above 0, up to 100.
+        psf_box: (precise only) side of the square that a pixel averages over, in half pixels of the frames, 0 to 2, where 2
+            is a pixel without gaps; ``psf_sigma`` is then the blur of the optics alone. The default, 0, takes
+            ``psf_sigma`` for the whole blur.
+        factor: enlargement, by default 2; precise takes 1 to 4, the others only 2.
+        smoothness: (precise only) weight of the prior in units of the scene's contrast, from 0; the default, 0, finds the best
+            one by withheld pixels.
+        find_dead_pixels: (precise only) leave out sensor pixels that do not follow the scene, and impulses.
+        find_pattern: (precise only) estimate and subtract the sensor's fixed pattern.
+        deviation: (precise only) estimate standard deviations, which takes a tenth of the time.
+        registration: (float only) "corners" (tracked corners) or "phase" (phase correlation, for even widths).
+        camera: (not precise) free text that selects the blur, see :class:`Session`; instead of ``psf_sigma``.
+        tv_weight: (not precise) weight of the data against total variation, from 1; by default 400.
+        relative_residue: (not precise) the residual at which the solver stops, relative to the right-hand side, above 1e-6;
+            by default 0.007.
+        registration_error: (not precise) the largest disagreement with the reference at which a pixel is used, above 0, at
+            most 1; by default 0.0001.
+        iterations: (not precise) the most steps of the solver, from 1; by default 8.
+        keep_dead_pixels: (precise only) dead pixels found for one image stay left out of later ones until frames show that
+            they follow the scene; False makes each image from its frames alone.
+        threads: (precise and float) threads that share the work on one image, 1 to 64; 0 stands for one on each processor.
+            Images have the same bits for every number. Where many bursts are at work at once, 1, the default, is best.
         most_memory: bytes that a burst may take at most; one that would take more is refused.
     """
 

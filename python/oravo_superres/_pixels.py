@@ -30,6 +30,9 @@ def has_code(image: npt.NDArray[np.float32]) -> npt.NDArray[np.bool_]:
 
     Returns:
         An array of the same shape, True where a pixel carries one of the codes.
+
+    Raises:
+        TypeError: an image of another type than float32.
     """
     if image.dtype != np.float32:
         raise TypeError(f"codes are bit patterns of float32 pixels; the image has type {image.dtype}")

@@ -50,12 +50,13 @@ def reconstruct_stream(frames: Iterable[npt.ArrayLike], parameters: Optional[Par
                        reference: Optional[int] = None, every: int = 1, bad_pixels: Optional[npt.ArrayLike] = None,
                        scale: float = 1.0, offset: float = 0.0, log: Log = None,
                        **changes: Any) -> Iterator[Reconstruction]:
-    """Reconstructs images while frames come in, each of the latest ``max_frames`` frames; memory stays as it is.
+    """Reconstructs images while frames come in, each from the newest ``max_frames`` frames, in constant memory.
+
+    The arguments that are not listed here are those of :func:`reconstruct`.
 
     Args:
         frames: arrays (height, width), oldest first, taken one at a time; may be endless, and may reuse their memory.
         every: an image after every so many frames, 1 for each.
-        parameters, reference, bad_pixels, scale, offset, log, changes: as in :func:`reconstruct`.
 
     Yields:
         A :class:`Reconstruction` for the frame with which there are ``max_frames``, and for each ``every``-th after it.
@@ -74,12 +75,15 @@ def reconstruct_stream(frames: Iterable[npt.ArrayLike], parameters: Optional[Par
 def enhance_stream(frames: Iterable[npt.ArrayLike], parameters: Optional[Parameters] = None, *,
                    reference: Optional[int] = None, every: int = 1, bad_pixels: Optional[npt.ArrayLike] = None,
                    scale: float = 1.0, offset: float = 0.0, log: Log = None, **changes: Any) -> Iterator[FloatImage]:
-    """The images alone of :func:`reconstruct_stream`, which is faster; with the same arguments.
+    """The same as :func:`reconstruct_stream`, with the same arguments and errors, but gives only the images, which is faster.
 
-    Of a live camera, for one::
+    A live camera, for example::
 
         for image in enhance_stream(camera(), pipeline="float"):
             show(image)
+
+    Yields:
+        Images (factor height, factor width), float32, in the frames' unit.
     """
     intake = Intake(replace(parameters or Parameters(), **changes), bad_pixels, scale, offset, log)
     yield from _stream(frames, intake, every, lambda burst: burst.image(reference))
@@ -127,13 +131,14 @@ def reconstruct_many(bursts: Iterable[Iterable[npt.ArrayLike]], parameters: Opti
                      workers: Optional[int] = None, reference: Optional[int] = None,
                      bad_pixels: Optional[npt.ArrayLike] = None, scale: float = 1.0, offset: float = 0.0,
                      log: Log = None, **changes: Any) -> List[Reconstruction]:
-    """Reconstructs an image of each of some bursts, several at a time.
+    """Reconstructs one image of each burst, several bursts at a time.
+
+    The arguments that are not listed here are those of :func:`reconstruct` and hold for all bursts; the log is called from
+    all threads.
 
     Args:
         bursts: what :func:`reconstruct` takes as frames, one by one; taken as workers become free.
         workers: how many are reconstructed at a time, each on a thread; None for as many as there are processors.
-        parameters, reference, bad_pixels, scale, offset, log, changes: as in :func:`reconstruct`, for all bursts. The log
-            is called from all threads.
 
     Returns:
         The results in the order of the bursts.
@@ -149,9 +154,13 @@ def enhance_many(bursts: Iterable[Iterable[npt.ArrayLike]], parameters: Optional
                  workers: Optional[int] = None, reference: Optional[int] = None,
                  bad_pixels: Optional[npt.ArrayLike] = None, scale: float = 1.0, offset: float = 0.0, log: Log = None,
                  **changes: Any) -> List[FloatImage]:
-    """The images alone of :func:`reconstruct_many`, which takes less memory; with the same arguments::
+    """The same as :func:`reconstruct_many`, with the same arguments and errors, but gives only the images, which takes less
+    memory::
 
         images = enhance_many(recordings, workers=4)
+
+    Returns:
+        Images (factor height, factor width), float32, in the frames' unit, in the order of the bursts.
 
     Warns:
         SuperResolutionWarning: what there is to doubt about an image, with the number of its burst.

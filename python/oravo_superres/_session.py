@@ -157,8 +157,8 @@ class Session(Owner):
                 in row-major order.
 
         Returns:
-            OK, or FALLBACK_PIXEL, TOO_FEW_VALID_PIXELS or NOT_ENOUGH_STRUCTURE: the frame is used all the same; or
-            NO_NEW_IMAGE, whatever else there is to say: the image is still the one before.
+            OK. FALLBACK_PIXEL, TOO_FEW_VALID_PIXELS or NOT_ENOUGH_STRUCTURE say what is wrong with the frame, which is used
+            all the same. NO_NEW_IMAGE, which takes precedence, says that the image is still the one before.
 
         Warns:
             SuperResolutionWarning: the image is still the one before; with the likely cause and what to do.
@@ -267,11 +267,10 @@ def enhance_by_session(frames: Iterable[npt.ArrayLike], camera: Optional[str], r
 
 def stream(frames: Iterable[npt.ArrayLike], *, camera: Optional[str] = None, reference: int = _DEFAULT_REFERENCE,
            counts: bool = False, timing_report: bool = False) -> Iterator[Tuple[npt.NDArray[np.float32], Status]]:
-    """Reconstructs an image for each frame from the fifth on.
+    """Reconstructs an image for each frame from the fifth on, by a :class:`Session` with the same keyword arguments.
 
     Args:
         frames: arrays (height, width), oldest first, taken one at a time; may be endless.
-        camera, reference, counts, timing_report: as in :class:`Session`.
 
     Yields:
         The image of the last five frames, (2 height, 2 width), float32, and the status of the newest.
