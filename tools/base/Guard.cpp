@@ -6,9 +6,18 @@ namespace oravo::tools {
 
 void Findings::warn(const Guard& guard) {
     const std::string line = guard.text + (guard.action.empty() ? "" : "; " + guard.action);
-    if (say_) return say_(line);
-    tools::warn(line);
-    all_.push_back(guard);
+    if (!say_) {
+        tools::warn(line);
+        all_.push_back(guard);
+        return;
+    }
+    now_.insert(guard.name);
+    if (before_.count(guard.name) == 0) say_(line);
+}
+
+void Findings::nextFrame() {
+    before_.swap(now_);
+    now_.clear();
 }
 
 void Findings::warn(const std::string& text) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,8 +24,12 @@ class Findings {
   public:
     /// Prints warnings (see Messages.h), and keeps them.
     Findings() = default;
-    /// Hands warnings to others and keeps none, since a stream has no end.
+    /// Of a stream, which has no end: hands warnings to others and keeps none. One that recurs under its name for frame after
+    /// frame is given for the first of them; thirty lines a second would hide everything else.
     explicit Findings(std::function<void(const std::string& line)> say) : say_(std::move(say)) {}
+
+    /// What follows is about the next frame of a stream.
+    void nextFrame();
 
     /// Reports the text, and the action after a semicolon.
     void warn(const Guard& guard);
@@ -35,6 +40,7 @@ class Findings {
 
   private:
     std::function<void(const std::string&)> say_;  // none: to standard error
+    std::set<std::string> before_, now_;           // names found wrong with the stream's latest frames
     std::vector<Guard> all_;
 };
 

@@ -14,6 +14,7 @@ LiveEnhancer::LiveEnhancer(cv::Size frameSize, const EnhanceParameters& paramete
 
 LiveEnhancer::Picture LiveEnhancer::next(const ValueFrame& frame, const std::string& name) {
     ++count_;
+    findings_.nextFrame();
     // A camera that sends each frame twice would else show a sharp picture and a soft one in turns.
     if (!recording_.add(frame, name)) return {shown_, Origin::repeated, std::nullopt};
     Picture picture = pictureOf(frame);
@@ -30,7 +31,8 @@ LiveEnhancer::Picture LiveEnhancer::pictureOf(const ValueFrame& frame) {
         doubt = picture.enlarged ? picture.enlarged->warning
                                  : "bicubic enlargement in place of an image: " + refusal.reason;
     }
-    sayDoubt(doubt);
+    if (!doubt.empty())
+        findings_.warn(Guard{"result", count_ - 1, format("frame %zu: ", count_ - 1) + doubt, ""});
     if (picture.enlarged) {
         picture.origin = Origin::enlarged;
         picture.image = picture.enlarged->image;
@@ -38,12 +40,6 @@ LiveEnhancer::Picture LiveEnhancer::pictureOf(const ValueFrame& frame) {
         picture.image = bicubic(repaired(frame.plausible), enlargedSize_);
     }
     return picture;
-}
-
-/// Reports the first of consecutive doubts: thirty lines a second would hide everything else.
-void LiveEnhancer::sayDoubt(const std::string& doubt) {
-    if (!doubt.empty() && !doubted_) findings_.warn(format("frame %zu: ", count_ - 1) + doubt);
-    doubted_ = !doubt.empty();
 }
 
 }  // namespace oravo::tools

@@ -38,7 +38,6 @@ class LiveEnhancer {
 
   private:
     Picture pictureOf(const ValueFrame& frame);
-    void sayDoubt(const std::string& doubt);
 
     Findings& findings_;
     cv::Size enlargedSize_;
@@ -46,7 +45,6 @@ class LiveEnhancer {
     std::unique_ptr<Reconstructor> reconstructor_;
     cv::Mat_<float> shown_;  // the latest picture
     std::size_t count_ = 0;  // of frames
-    bool doubted_ = false;   // the latest picture
 };
 
 }  // namespace oravo::tools

@@ -1,10 +1,12 @@
 // Frames out of a pipe, images into another.
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
 
 #include "tests/tools/Program.h"
+#include "tools/base/Guard.h"
 #include "tools/enhance/FrameNumbers.h"
 #include "tools/measure/Metrics.h"
 #include "tools/values/Encoding.h"
@@ -174,6 +176,21 @@ TEST_F(Live, MemoryDoesNotGrowWithTheStream) {
             "wait $!\n"
             "echo from $early to $late kB; [ $late -lt $((early + 200)) ]"),
         0);
+    const std::string said = text(path("err"));
+    EXPECT_LT(std::count(said.begin(), said.end(), '\n'), 100) << "of 500 frames that all give rise to doubt";
+}
+
+TEST(Findings, OfAStreamAreGivenForTheFirstOfFramesInARow) {
+    std::string said;
+    Findings findings([&said](const std::string& line) { said += line; });
+    for (int frame = 0; frame < 6; ++frame) {
+        findings.nextFrame();
+        const std::string number = std::to_string(frame);
+        if (frame != 3) findings.warn(Guard{"alignment", {}, "a" + number, ""});
+        if (frame > 0) findings.warn(Guard{"defects", {}, "d" + number, ""});
+    }
+    EXPECT_EQ(said, "a0d1a4");
+    EXPECT_TRUE(findings.all().empty());
 }
 
 TEST(FrameNumbers, AreForgottenOnceNoWindowReachesThem) {
