@@ -1,6 +1,8 @@
 #include "tools/formats/PngStruct.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <exception>
 #include <new>
 
 namespace oravo::tools {
@@ -12,8 +14,35 @@ constexpr png_alloc_size_t kMostText = 16u << 20;  // bytes, of a chunk
     png_longjmp(png, 1);
 }
 
+/// libpng goes on without a chunk that it has no memory for, and calls the lack of other memory damage.
+png_voidp grant(png_structp png, png_alloc_size_t bytes) {
+    void* const block = std::malloc(bytes);
+    if (block == nullptr) static_cast<PngStruct::Reports*>(png_get_mem_ptr(png))->outOfMemory = true;
+    return block;
+}
+
+void release(png_structp, png_voidp block) {
+    std::free(block);
+}
+
+/// Does for libpng what may take memory. Lack of it ends the library's call, whose frames no exception may pass.
+template <class Work>
+void allocate(png_structp png, const Work& work) {
+    bool done = false;
+    try {
+        work();
+        done = true;
+    } catch (const std::exception&) {
+    }
+    if (done) return;
+    static_cast<PngStruct::Reports*>(png_get_error_ptr(png))->outOfMemory = true;
+    png_longjmp(png, 1);
+}
+
 void keep(png_structp png, png_const_charp warning) {
-    static_cast<std::vector<std::string>*>(png_get_error_ptr(png))->emplace_back(warning);
+    allocate(png, [&] {
+        static_cast<PngStruct::Reports*>(png_get_error_ptr(png))->warnings.emplace_back(warning);
+    });
 }
 
 void take(png_structp png, png_bytep bytes, std::size_t count) {
@@ -24,7 +53,9 @@ void take(png_structp png, png_bytep bytes, std::size_t count) {
 }
 
 void append(png_structp png, png_bytep bytes, std::size_t count) {
-    static_cast<std::string*>(png_get_io_ptr(png))->append(reinterpret_cast<const char*>(bytes), count);
+    allocate(png, [&] {
+        static_cast<std::string*>(png_get_io_ptr(png))->append(reinterpret_cast<const char*>(bytes), count);
+    });
 }
 
 }  // namespace
@@ -32,17 +63,25 @@ void append(png_structp png, png_bytep bytes, std::size_t count) {
 PngStruct::PngStruct(std::string_view file, Pixels pixels)
     : writes_(false),
       rest_(file),
-      png_(png_create_read_struct(PNG_LIBPNG_VER_STRING, &warnings_, stop, keep)) {
+      png_(
+          png_create_read_struct_2(PNG_LIBPNG_VER_STRING, &reports_, stop, keep, &reports_, grant, release)) {
     requireStructs();
     png_set_read_fn(png_, &rest_, take);
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // callers have limits of their own
     png_set_chunk_malloc_max(png_, kMostText);
-    const png_byte* const name = reinterpret_cast<const png_byte*>("IDAT");
-    if (pixels == Pixels::skip) png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, name, 1);
+    const bool settled = pixels == Pixels::read || run([](png_structp png, png_infop) {
+                             const auto* const name = reinterpret_cast<const png_byte*>("IDAT");
+                             png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, name, 1);
+                         });
+    if (settled) return;
+    destroy();
+    throw std::bad_alloc();
 }
 
 PngStruct::PngStruct(std::string* file)
-    : writes_(true), png_(png_create_write_struct(PNG_LIBPNG_VER_STRING, &warnings_, stop, keep)) {
+    : writes_(true),
+      png_(png_create_write_struct_2(PNG_LIBPNG_VER_STRING, &reports_, stop, keep, &reports_, grant,
+                                     release)) {
     requireStructs();
     png_set_write_fn(png_, file, append, nullptr);
 }
@@ -52,6 +91,10 @@ void PngStruct::requireStructs() {
     if (info_ != nullptr) return;
     destroy();
     throw std::bad_alloc();
+}
+
+void PngStruct::requireMemory() const {
+    if (reports_.outOfMemory) throw std::bad_alloc();
 }
 
 void PngStruct::destroy() {
