@@ -2,7 +2,7 @@
 
 import ctypes
 import logging
-import operator
+import threading
 from ctypes import byref
 from dataclasses import replace
 from typing import Any, Callable, Dict, List, Optional, Tuple
@@ -11,9 +11,10 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _library
+from ._arguments import function, integer, output, real
 from ._calls import fail, figure_names, interruptibly, unless_unavailable
 from ._errors import BurstError
-from ._frames import native_frame
+from ._frames import native_frame, truth_of
 from ._owner import Owner
 from ._parameters import Parameters
 from ._results import FloatImage, FrameInfo, Reconstruction
@@ -57,9 +58,11 @@ class Burst(Owner):
                  progress: Optional[Callable[[float], object]] = None,
                  log: Optional[Callable[[int, str], object]] = None, **changes: Any) -> None:
         self.parameters = replace(parameters or Parameters(), **changes)
+        function("progress", progress)
+        function("log", log)
         self._shape = (_side(height, "height"), _side(width, "width"))
         self._library = _library.library()
-        self._raised: List[BaseException] = []
+        self._raised: Dict[int, BaseException] = {}  # by callbacks, for each thread that is in a call
         self._has_progress = progress is not None
         options = self.parameters.options()
         if progress is not None:
@@ -112,6 +115,7 @@ class Burst(Owner):
             BurstError: with the status FRAME, when it has more defects than the float or reference pipeline can repair.
                 The burst is as before then.
         """
+        scale, offset = real("scale", scale), real("offset", offset)
         native = native_frame(frame, mask, scale, offset)
         if native.shape != self._shape:
             raise ValueError(f"a frame has shape {native.shape}, the burst takes {self._shape}")
@@ -129,7 +133,7 @@ class Burst(Owner):
         if mask is None:
             self._call("set_bad_pixels", None, 0)
             return
-        bad = np.ascontiguousarray(np.asarray(mask).astype(bool))
+        bad = np.ascontiguousarray(truth_of(mask))
         if bad.shape != self._shape:
             raise ValueError(f"the mask has shape {bad.shape}, the burst {self._shape}")
         self._call("set_bad_pixels", bad.ctypes.data, 0)
@@ -159,10 +163,7 @@ class Burst(Owner):
         Args:
             out: an array to write into instead of a new one: float32, row-major, of :attr:`output_shape`.
         """
-        if out is None:
-            out = np.empty(self.output_shape, np.float32)
-        elif out.shape != self.output_shape or out.dtype != np.float32 or not out.flags.carray:
-            raise ValueError(f"out must be a writable, row-major float32 array of shape {self.output_shape}")
+        out = output(out, self.output_shape)
         self._run(reference)
         self._call("image", out.ctypes.data, 0)
         return out
@@ -184,7 +185,7 @@ class Burst(Owner):
     def _run_any(self, reference: Optional[int]) -> None:
         back = _library.OWN_REFERENCE
         if reference is not None:
-            back = operator.index(reference)
+            back = integer("reference", reference)
             if not 0 <= back < self.parameters.window:
                 raise ValueError(f"reference is {back}; it must be from 0 (the newest frame) to "
                                  f"{self.parameters.window - 1}")
@@ -217,9 +218,8 @@ class Burst(Owner):
         return status
 
     def _raise_from_callback(self) -> None:
-        if self._raised:
-            error = self._raised[0]
-            self._raised.clear()
+        error = self._raised.pop(threading.get_ident(), None)
+        if error is not None:
             raise error
 
     def _guarded_progress(self, progress: Callable[[float], object]) -> Callable[[float, object], int]:
@@ -227,7 +227,7 @@ class Burst(Owner):
             try:
                 return 0 if progress(share) is False else 1
             except BaseException as error:  # pylint: disable=broad-except; raised by the call
-                self._raised.append(error)
+                self._raised.setdefault(threading.get_ident(), error)
                 return 0
         return guarded
 
@@ -236,7 +236,7 @@ class Burst(Owner):
             try:
                 log(_LEVELS.get(level, logging.INFO), text.decode("utf-8", "replace"))
             except BaseException as error:  # pylint: disable=broad-except; raised by the call
-                self._raised.append(error)
+                self._raised.setdefault(threading.get_ident(), error)
         return guarded
 
     def _result(self) -> Reconstruction:
@@ -289,7 +289,7 @@ class Burst(Owner):
 
 
 def _side(value: int, name: str) -> int:
-    number = operator.index(value)
+    number = integer(name, value)
     if not 1 <= number <= _MOST_SIDE:
         raise ValueError(f"{name} is {number}; it must be from 1 to {_MOST_SIDE}")
     return number

@@ -39,15 +39,23 @@ def _with_dense_rows(array: npt.NDArray[Any]) -> npt.NDArray[Any]:
     return np.ascontiguousarray(array)
 
 
+def truth_of(mask: npt.ArrayLike) -> npt.NDArray[np.bool_]:
+    """Where a mask is true."""
+    array = np.asarray(mask)
+    if array.dtype.kind not in "biuf":
+        raise TypeError(f"a mask must hold truth values or numbers; this one has type {array.dtype}")
+    return array.astype(bool)
+
+
 def _holes(frame: npt.ArrayLike, mask: Optional[npt.ArrayLike],
            shape: Tuple[int, ...]) -> Optional[npt.NDArray[np.bool_]]:
     """Where a frame has no value by its own mask or another one; None where it has one everywhere."""
     holes = np.ma.getmask(frame) if isinstance(frame, np.ma.MaskedArray) else None  # type: ignore[no-untyped-call]
     if mask is not None:
-        given = np.asarray(mask)
+        given = truth_of(mask)
         if given.shape != shape:
             raise ValueError(f"the mask has shape {given.shape}, the frame {shape}")
-        holes = given.astype(bool) if holes is None else holes | given.astype(bool)
+        holes = given if holes is None else holes | given
     return holes if holes is not None and np.any(holes) else None
 
 

@@ -1,11 +1,11 @@
 """What a burst is reconstructed with."""
 
-import operator
 from ctypes import byref, sizeof
 from dataclasses import dataclass
 from typing import Optional
 
 from . import _library
+from ._arguments import integer, positive, real
 
 PIPELINES = ("precise", "float", "vector", "reference")
 REGISTRATIONS = ("corners", "phase")
@@ -81,7 +81,7 @@ class Parameters:
         _checked_choice("pipeline", self.pipeline, PIPELINES)
         if self.registration is not None:
             _checked_choice("registration", self.registration, REGISTRATIONS)
-        if self.max_frames is not None and not 1 <= operator.index(self.max_frames) <= MOST_FRAMES:
+        if self.max_frames is not None and not 1 <= integer("max_frames", self.max_frames) <= MOST_FRAMES:
             raise ValueError(f"max_frames is {self.max_frames}; it must be from 1 to {MOST_FRAMES}")
         if self.camera is not None:
             if self.pipeline == "precise":
@@ -94,7 +94,7 @@ class Parameters:
     def window(self) -> int:
         """The most frames that an image is made of."""
         if self.max_frames is not None:
-            return operator.index(self.max_frames)
+            return integer("max_frames", self.max_frames)
         return 12 if self.pipeline == "precise" else 5
 
     def options(self) -> "_library.Options":
@@ -110,14 +110,14 @@ class Parameters:
                      "registration_error"):
             value = getattr(self, name)
             if value is not None:
-                setattr(options, name, _real(name, value))
+                setattr(options, name, real(name, value))
         if self.factor is not None:
-            options.factor = _integer("factor", self.factor, 31)
+            options.factor = _sensible("factor", self.factor, 31)
         if self.iterations is not None:
-            options.iterations = _integer("iterations", self.iterations, 31)
-        options.threads = _integer("threads", self.threads, 31)
+            options.iterations = _sensible("iterations", self.iterations, 31)
+        options.threads = _sensible("threads", self.threads, 31)
         if self.most_memory is not None:
-            options.most_memory = _positive("most_memory", self.most_memory)
+            options.most_memory = _sensible("most_memory", positive("most_memory", self.most_memory), 63)
         if self.camera is not None:
             options.psf_sigma = _library.library().oravo_burst_camera_blur(camera_text(self.camera))
         options.find_dead_pixels = bool(self.find_dead_pixels)
@@ -142,21 +142,8 @@ def _checked_choice(name: str, value: str, choices: "tuple[str, ...]") -> None:
         raise ValueError(f"{name} is {value!r}; it must be one of {', '.join(choices)}")
 
 
-def _real(name: str, value: float) -> float:
-    if isinstance(value, (str, bytes)):
-        raise TypeError(f"{name} is {value!r}; it must be a number")
-    return float(value)
-
-
-def _integer(name: str, value: int, bits: int) -> int:
-    number = operator.index(value)
+def _sensible(name: str, value: int, bits: int) -> int:
+    number = integer(name, value)
     if not -(1 << bits) <= number < 1 << bits:
         raise ValueError(f"{name} is {number}; no such number is sensible")
-    return number
-
-
-def _positive(name: str, value: int) -> int:
-    number = _integer(name, value, 63)
-    if number < 1:
-        raise ValueError(f"{name} is {number}; it must be at least 1")
     return number

@@ -1,7 +1,6 @@
 """Calls that make many images: of a stream of frames, and of many bursts."""
 
 import collections
-import operator
 import os
 import warnings
 from concurrent.futures import Future, ThreadPoolExecutor, wait
@@ -10,6 +9,7 @@ from typing import Any, Callable, Deque, Iterable, Iterator, List, Optional, Set
 
 import numpy.typing as npt
 
+from ._arguments import positive
 from ._burst import Burst
 from ._errors import BurstError, BurstStatus, SuperResolutionWarning
 from ._intake import Intake, Log, Result, judged, of_frames
@@ -20,9 +20,7 @@ from ._results import FloatImage, Reconstruction
 def _stream(frames: Iterable[npt.ArrayLike], intake: Intake, every: int,
             work: Callable[[Burst], Result]) -> Iterator[Result]:
     """What work makes of a burst after each frame, or each `every`-th, once there are enough."""
-    step = operator.index(every)
-    if step < 1:
-        raise ValueError(f"every is {step}; it must be at least 1")
+    step = positive("every", every)
     burst: Optional[Burst] = None
     full = 0
     try:
@@ -92,9 +90,7 @@ def enhance_stream(frames: Iterable[npt.ArrayLike], parameters: Optional[Paramet
 def _many(bursts: Iterable[Iterable[npt.ArrayLike]], intake: Intake, workers: Optional[int],
           work: Callable[[Burst], Result]) -> List[Result]:
     """What work makes of each burst, on several threads; taken as these become free."""
-    if workers is not None and operator.index(workers) < 1:
-        raise ValueError(f"workers is {workers}; it must be at least 1")
-    count = workers or os.cpu_count() or 1
+    count = len(os.sched_getaffinity(0)) if workers is None else positive("workers", workers)
     running: Set[Burst] = set()
     results: List[Result] = []
     waiting: Deque["Future[Result]"] = collections.deque()
@@ -138,7 +134,8 @@ def reconstruct_many(bursts: Iterable[Iterable[npt.ArrayLike]], parameters: Opti
 
     Args:
         bursts: what :func:`reconstruct` takes as frames, one by one; taken as workers become free.
-        workers: how many are reconstructed at a time, each on a thread; None for as many as there are processors.
+        workers: how many are reconstructed at a time, each on a thread; None for as many as there are processors that
+            the process may use.
 
     Returns:
         The results in the order of the bursts.

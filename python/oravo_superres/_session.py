@@ -2,7 +2,6 @@
 
 import collections
 import ctypes
-import operator
 import warnings
 from typing import Iterable, Iterator, Optional, Tuple
 
@@ -10,6 +9,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _native
+from ._arguments import integer, output, positive
 from ._errors import Status, SuperResolutionError, SuperResolutionWarning
 from ._frames import as_float_frame as _as_frame
 from ._owner import Owner
@@ -24,15 +24,8 @@ _FRAME_STATUSES = (Status.OK, Status.FALLBACK_PIXEL, Status.TOO_FEW_VALID_PIXELS
 _MOST_PIXELS = 1 << 25
 
 
-def _positive(value: int, name: str) -> int:
-    number = operator.index(value)
-    if number < 1:
-        raise ValueError(f"{name} is {number}; it must be at least 1")
-    return number
-
-
 def _checked_reference(index: int) -> int:
-    number = operator.index(index)
+    number = integer("reference", index)
     if not 0 <= number < WINDOW_SIZE:
         raise ValueError(f"reference is {number}; it must be from 0 (the newest frame) to {WINDOW_SIZE - 1}")
     return number
@@ -77,7 +70,7 @@ class Session(Owner):
 
     def __init__(self, width: int, height: int, *, camera: Optional[str] = None,
                  reference: int = _DEFAULT_REFERENCE, counts: bool = False, timing_report: bool = False) -> None:
-        self._shape = (_positive(height, "height"), _positive(width, "width"))
+        self._shape = (positive("height", height), positive("width", width))
         if self._shape[0] * self._shape[1] > _MOST_PIXELS:
             raise ValueError(f"{width} x {height} pixels are more than {_MOST_PIXELS}")
         reference = _checked_reference(reference)
@@ -186,10 +179,7 @@ class Session(Owner):
             SuperResolutionError: fewer than five frames were added (TOO_FEW_IMAGES).
             ValueError: an ``out`` that cannot be written to.
         """
-        if out is None:
-            out = np.empty(self.output_shape, np.float32)
-        elif out.shape != self.output_shape or out.dtype != np.float32 or not out.flags.carray:
-            raise ValueError(f"out must be a writable, row-major float32 array of shape {self.output_shape}")
+        out = output(out, self.output_shape)
         self._call("SuperResolution_getSuperresolutionImage", _pointer(out))
         return out
 
