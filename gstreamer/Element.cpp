@@ -23,6 +23,7 @@ struct OravoSuperres {
     GstVideoFilter base;
     FilterOptions* options;
     std::unique_ptr<FrameFilter>* filter;  // none before frames have a size
+    std::string* refusal;  // of these options or this size; sources try the same again and again
 };
 struct OravoSuperresClass {
     GstVideoFilterClass base;
@@ -126,9 +127,13 @@ bool begin(OravoSuperres* element, const GstVideoInfo& frames) {
         element->filter->reset();
         const cv::Size size(GST_VIDEO_INFO_WIDTH(&frames), GST_VIDEO_INFO_HEIGHT(&frames));
         *element->filter = std::make_unique<FrameFilter>(size, options, warn);
+        element->refusal->clear();
         return true;
     } catch (...) {
-        GST_ELEMENT_ERROR(element, STREAM, FORMAT, ("%s", tools::currentExceptionText().c_str()), (nullptr));
+        const std::string text = tools::currentExceptionText();
+        if (text != *element->refusal)
+            GST_ELEMENT_ERROR(element, STREAM, FORMAT, ("%s", text.c_str()), (nullptr));
+        *element->refusal = text;
         return false;
     }
 }
@@ -167,6 +172,7 @@ gboolean sinkEvent(GstBaseTransform* base, GstEvent* event) {
 
 gboolean stop(GstBaseTransform* base) {
     self(base)->filter->reset();
+    self(base)->refusal->clear();
     return TRUE;
 }
 
@@ -188,6 +194,7 @@ gboolean query(GstBaseTransform* base, GstPadDirection direction, GstQuery* aske
 }
 
 void finalise(GObject* object) {
+    delete self(object)->refusal;
     delete self(object)->filter;
     delete self(object)->options;
     G_OBJECT_CLASS(oravo_superres_parent_class)->finalize(object);
@@ -258,6 +265,7 @@ void oravo_superres_class_init(OravoSuperresClass* type) {
 void oravo_superres_init(OravoSuperres* element) {
     element->options = new FilterOptions;
     element->filter = new std::unique_ptr<FrameFilter>;
+    element->refusal = new std::string;
 }
 
 }  // namespace

@@ -11,6 +11,7 @@ namespace {
 const tools::PixelFormat kCounts{'u', 2, false};
 
 tools::EnhanceParameters parametersFor(const FilterOptions& options, cv::Size size) {
+    if (options.decode.scale == 0.0) throw tools::inputError("scale: is 0; all counts would have one value");
     tools::EnhanceParameters parameters;
     parameters.kind = options.kind;
     parameters.rawCounts = options.rawCounts;

@@ -12,20 +12,10 @@ struct Range {
     int least, most;
 };
 
-/// The numbers that a field allows; all where it says nothing. Lists are rare for sizes and taken for the range they span.
 Range rangeOf(const GValue* value) {
-    if (value != nullptr && G_VALUE_HOLDS_INT(value)) return {g_value_get_int(value), g_value_get_int(value)};
-    if (value != nullptr && GST_VALUE_HOLDS_INT_RANGE(value)) {
-        return {gst_value_get_int_range_min(value), gst_value_get_int_range_max(value)};
-    }
-    Range all{1, kLargest};
-    if (value == nullptr || !GST_VALUE_HOLDS_LIST(value) || gst_value_list_get_size(value) == 0) return all;
-    Range span{kLargest, 1};
-    for (guint i = 0; i < gst_value_list_get_size(value); ++i) {
-        const Range one = rangeOf(gst_value_list_get_value(value, i));
-        span = {std::min(span.least, one.least), std::max(span.most, one.most)};
-    }
-    return span;
+    if (G_VALUE_HOLDS_INT(value)) return {g_value_get_int(value), g_value_get_int(value)};
+    if (!GST_VALUE_HOLDS_INT_RANGE(value)) return {1, kLargest};
+    return {gst_value_get_int_range_min(value), gst_value_get_int_range_max(value)};
 }
 
 Range doubled(Range range) {
@@ -36,16 +26,44 @@ Range halved(Range range) {
     return {std::max(range.least / 2 + range.least % 2, 1), range.most / 2};
 }
 
-/// False where no size is left.
-bool setSide(GstStructure* structure, const char* side, Range (*scaled)(Range)) {
-    const Range range = scaled(rangeOf(gst_structure_get_value(structure, side)));
-    if (range.least > range.most) return false;
+/// Appends a range to a list, as a number where it is one.
+void append(Range range, GValue* list) {
+    GValue value = G_VALUE_INIT;
     if (range.least == range.most) {
-        gst_structure_set(structure, side, G_TYPE_INT, range.least, nullptr);
+        g_value_init(&value, G_TYPE_INT);
+        g_value_set_int(&value, range.least);
     } else {
-        gst_structure_set(structure, side, GST_TYPE_INT_RANGE, range.least, range.most, nullptr);
+        g_value_init(&value, GST_TYPE_INT_RANGE);
+        gst_value_set_int_range(&value, range.least, range.most);
     }
-    return true;
+    gst_value_list_append_and_take_value(list, &value);
+}
+
+void appendScaled(const GValue* value, Range (*scaled)(Range), GValue* list) {
+    if (GST_VALUE_HOLDS_LIST(value)) {
+        for (guint i = 0; i < gst_value_list_get_size(value); ++i)
+            appendScaled(gst_value_list_get_value(value, i), scaled, list);
+        return;
+    }
+    const Range range = scaled(rangeOf(value));
+    if (range.least <= range.most) append(range, list);
+}
+
+/// A side that the caps say nothing about may have any length. False where none is left.
+bool setSide(GstStructure* structure, const char* side, Range (*scaled)(Range)) {
+    GValue list = G_VALUE_INIT;
+    g_value_init(&list, GST_TYPE_LIST);
+    const GValue* value = gst_structure_get_value(structure, side);
+    if (value != nullptr) {
+        appendScaled(value, scaled, &list);
+    } else {
+        append(scaled({1, kLargest}), &list);
+    }
+    const guint count = gst_value_list_get_size(&list);
+    if (count != 0)
+        gst_structure_set_value(structure, side, count == 1 ? gst_value_list_get_value(&list, 0) : &list);
+    g_value_unset(&list);
+    return count != 0;
 }
 
 GstCaps* scaledCaps(const GstCaps* caps, Range (*scaled)(Range)) {

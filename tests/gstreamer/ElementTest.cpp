@@ -118,12 +118,14 @@ TEST_F(Element, BeginsAnewAfterAFlushAndANewSize) {
 
 TEST_F(Element, SettlesSizesFromEitherSide) {
     EXPECT_EQ(sizesTaken(), "[ 1, 1073741823 ]");
-    const std::pair<const char*, const char*> kSizes[] = {{"width=130,height=98", "65"},
-                                                          {"width=[ 7, 91 ],height=98", "[ 4, 45 ]"},
-                                                          {"width={ 6, 90 },height=98", "[ 3, 45 ]"},
-                                                          {"width=129,height=98", "none"},
-                                                          {"width=130,height=99", "none"},
-                                                          {"format=GRAY8,width=130,height=98", "none"}};
+    const std::pair<const char*, const char*> kSizes[] = {
+        {"width=130,height=98", "65"},
+        {"width=[ 7, 91 ],height=98", "[ 4, 45 ]"},
+        {"width={ 6, 90 },height=98", "{ (int)3, (int)45 }"},
+        {"width={ 7, [ 8, 12 ] },height=98", "[ 4, 6 ]"},
+        {"width=129,height=98", "none"},
+        {"width=130,height=99", "none"},
+        {"format=GRAY8,width=130,height=98", "none"}};
     for (const auto& [size, taken] : kSizes) {
         const bool counts = std::string(size).find("format") == std::string::npos;
         gst_harness_set_sink_caps_str(
@@ -142,6 +144,10 @@ TEST_F(Element, SaysWhatIsWrongOnTheBus) {
         error(),
         "all pixels lie outside the plausible range -274 .. 5000, the most extreme is 32639 at (0, 0); set "
         "nuc for raw counts, or scale and offset to decode them to degrees");
+    g_object_set(harness_->element, "scale", 0.0, nullptr);
+    gst_harness_set_src_caps_str(harness_, capsOf(8, 8).c_str());
+    EXPECT_EQ(error(), "scale: is 0; all counts would have one value");
+    g_object_set(harness_->element, "scale", 1.0, nullptr);
     gst_harness_set_src_caps_str(harness_, capsOf(4, 2).c_str());
     EXPECT_EQ(error(),
               "caps: frames of 4 x 2 pixels are too small; aligning them by corners takes at least 3 x 3");
