@@ -1,19 +1,24 @@
 """Archives: which recordings there are, what is finished, and what a run makes of good and bad ones."""
 
+import contextlib
 import fcntl
 import json
 import os
 import subprocess
 import sys
+from concurrent.futures import CancelledError, Future
 from pathlib import Path
+from types import SimpleNamespace
+from unittest.mock import MagicMock
 
 import numpy as np
 import pytest
 
-from oravo_superres.archive import ArchiveError, Duplicates, run_archive
+from oravo_superres.archive import ArchiveError, Duplicates, _workers, run_archive
 from oravo_superres.archive._items import Item, Settings, run_items
 from oravo_superres.archive._plan import Plan, listed, recordings_in
 from oravo_superres.archive._receipts import Confirmed, is_certainly_finished
+from oravo_superres.archive._run import _drive
 
 PROGRAM = os.environ.get("ORAVO_SUPERRES", "")
 needs_program = pytest.mark.skipif(not PROGRAM, reason="ORAVO_SUPERRES does not name the program")
@@ -47,6 +52,22 @@ def test_of_jpegs_only_radiometric_ones_are_frames(tmp_path):
     (tmp_path / "walk/2.JPG").write_bytes(b"\xff\xd8\xff\xe1\0\x10FLIR\0\1\0\0")
     assert found(tmp_path) == ["films/a.mkv", "walk"]
     assert found(tmp_path, mode="files") == ["films/a.mkv", "walk/2.JPG"]
+    os.mkfifo(tmp_path / "walk/3.jpg")  # nobody will write to it
+    assert found(tmp_path, mode="files") == ["films/a.mkv", "walk/2.JPG", "walk/3.jpg"]
+
+
+def test_folder_that_cannot_be_read_hides_no_others(tmp_path, monkeypatch):
+    touch(tmp_path, "a/x.npy", "b/y.npy", "c/z.npy")
+    scan = os.scandir
+
+    def refusing(folder):
+        if folder.endswith("b"):
+            raise PermissionError(13, "Permission denied", folder)
+        return scan(folder)
+
+    monkeypatch.setattr(os, "scandir", refusing)
+    assert list(recordings_in(str(tmp_path))) == [
+        (str(tmp_path / "a/x.npy"), False), (str(tmp_path / "b"), True), (str(tmp_path / "c/z.npy"), False)]
 
 
 def test_results_are_named_like_recordings(tmp_path):
@@ -156,6 +177,10 @@ def test_bad_recordings_stop_no_others(tmp_path):
     summary = run_archive(str(tmp_path / "in"), str(out), options=options, program=PROGRAM, share=(1, 1))
     assert (summary.done, summary.unchanged, summary.failed, summary.exit_code) == (2, 2, 1, 2)
     assert summary.report == str(out / "archive-1-of-1.jsonl") and lines(summary)["good.npy"]["state"] == "unchanged"
+    # Results are no recordings, by whatever name their folder is called.
+    (tmp_path / "link").symlink_to(tmp_path)
+    assert run_archive(str(tmp_path), str(tmp_path / "link/out"), options=options, program=PROGRAM, scheduler="none",
+                       root=str(tmp_path / "in")).recordings == 5
 
 
 def test_recording_that_takes_too_long_has_failed(tmp_path):
@@ -167,12 +192,51 @@ def test_recording_that_takes_too_long_has_failed(tmp_path):
     assert outcome.failed and outcome.message == "took longer than 0.05 s"
 
 
+def test_interrupt_ends_what_is_running(tmp_path):
+    """Without waiting for it: what is left behind would be done by then."""
+    touch(tmp_path, "in/a.npy", "in/b.npy", "in/c.npy")
+    program = tmp_path / "program"
+    work = f"sleep 3 2>&-; touch {tmp_path}/$$.done"
+    program.write_text(f"#!/bin/sh\ncase $2 in */a.npy) exit 4;; *.npy) {work};; -o) exit 1;; esac\nexit 2\n")
+    program.chmod(0o755)
+
+    def interrupt(_):
+        raise KeyboardInterrupt
+
+    with pytest.raises(KeyboardInterrupt):
+        run_archive(str(tmp_path / "in"), str(tmp_path / "out"), program=str(program), scheduler="none", workers=2,
+                    progress=interrupt)
+    assert not list(tmp_path.glob("*.done"))
+
+
+def test_lost_scheduler_ends_the_run(tmp_path, monkeypatch):
+    """Its recordings are not taken for failed ones."""
+    failed = Future()
+    failed.set_exception(CancelledError("lost"))
+    lost = MagicMock(status="running")
+    executor = lost.get_executor.return_value
+    executor.submit.side_effect = lambda *_: setattr(lost, "status", "closed") or failed
+    executor.shutdown.side_effect = OSError("no connection")
+    lost.nthreads.return_value = {}
+    lost.__enter__.return_value = lost
+    lost.__exit__.return_value = None
+    module = SimpleNamespace(Client=lambda *_, **__: lost, config=SimpleNamespace(set=lambda _: contextlib.nullcontext()))
+    monkeypatch.setattr(_workers, "_dask", lambda: (module, module))
+    with pytest.raises(ArchiveError, match=r"tcp://head:8786: the scheduler was lost \(lost\); the same command goes on"):
+        with _workers.workers_of("tcp://head:8786", None) as workers:
+            _drive(workers, None, iter([Item("a.npy", "a.tif", "a")]), None)
+
+
 @needs_program
 @pytest.mark.parametrize("given, reason", [
     (dict(options=["--frame", "7"]), "following arguments were not expected: --frame|--frame"),
     (dict(options=["--report", "r.html"]), "--report: its file has to hold {} for the name"),
     (dict(options=["--jobs", "2"]), "--jobs: is set for each recording"),
     (dict(options=["-o", "x"]), "-o: is set for each recording"),
+    (dict(options=["--report=r.html", "--preview={}.png"]), "--report: its file has to hold {} for the name"),
+    (dict(options=["--nuc", "x.npy"]), "--nuc x.npy: name an input besides options"),
+    (dict(timeout=0.0), "timeout: 0 s is not above 0"),
+    (dict(output="in/../in"), "/in: is the folder of the recordings"),
     (dict(program="/no/program"), "/no/program: cannot be run: No such file"),
     (dict(program="false"), "false: is not oravo-superres, or does not work here: exit code 1"),
     (dict(share=(4, 3)), "share: 4/3 is not"),
@@ -182,10 +246,11 @@ def test_recording_that_takes_too_long_has_failed(tmp_path):
 ])
 def test_runs_that_cannot_be_are_refused(tmp_path, given, reason):
     record(tmp_path / "in/a.npy", 1)
-    whole = {"source": str(tmp_path / "in"), "output": str(tmp_path / "out"), "program": PROGRAM, "scheduler": "none", **given}
+    whole = {"source": str(tmp_path / "in"), "output": "out", "program": PROGRAM, "scheduler": "none", **given}
+    whole["output"] = str(tmp_path / whole["output"])
     with pytest.raises(ArchiveError, match=reason):
         run_archive(**whole)
-    assert not list(tmp_path.glob("out/*.tif"))
+    assert not list(tmp_path.glob("*/*.tif"))
 
 
 @needs_program

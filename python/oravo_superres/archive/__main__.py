@@ -9,6 +9,7 @@ from ._run import Summary, run_archive
 from ._workers import ArchiveError
 
 _USAGE, _OUTPUT, _INTERRUPTED = 1, 3, 130
+_WIDEST = 100  # column of the table
 
 _DESCRIPTION = """\
 Enhances every recording of an archive by oravo-superres. The image of SOURCE/day/a.npy becomes OUTPUT/day/a.tif. What a
@@ -81,7 +82,7 @@ def _show(summary: Summary) -> None:
 
 def _conclude(summary: Summary, output: str) -> int:
     if summary.failures:
-        width = max(len(_printable(failure.recording)) for failure in summary.failures)
+        width = min(_WIDEST, max(len(_printable(failure.recording)) for failure in summary.failures))
         _say("")
         _say(f"{'failed':{width}}  code  reason")
         for failure in summary.failures:

@@ -4,15 +4,17 @@ import os
 import shutil
 import signal
 import subprocess
+import threading
 import time
 from dataclasses import dataclass
-from typing import Dict, List, Optional, Sequence, Tuple
+from typing import Dict, List, Optional, Sequence, Set, Tuple
 
 from ._receipts import Confirmed, confirmed_by, is_certainly_finished
 
 DOUBTFUL = 6  # the program's exit code for an image that is not known to be better than bicubic enlargement
 _FAILED = 5  # internal failure
 _LONGEST_MESSAGE = 1000
+_PATIENCE = 5.0  # seconds for a program that is told to end
 
 
 @dataclass(frozen=True)
@@ -74,9 +76,24 @@ class Outcome:
 # What this process has seen the program accept, for each run that it takes part in.
 _confirmed: Dict[Settings, Confirmed] = {}
 
+# The programs of this process, and whether its threads begin no others.
+_running: "Set[subprocess.Popen[bytes]]" = set()
+_stopped = threading.Event()
+
 
 def run_items(settings: Settings, items: Sequence[Item]) -> List[Outcome]:
-    return [_run_item(settings, item) for item in items]
+    return [_run_item(settings, item) for item in items if not _stopped.is_set()]
+
+
+def stop_items() -> None:
+    """Ends what threads of this process are doing, soon, until :func:`allow_items`."""
+    _stopped.set()
+    for process in tuple(_running):
+        process.terminate()
+
+
+def allow_items() -> None:
+    _stopped.clear()
 
 
 def options_for(settings: Settings, item: Item) -> List[str]:
@@ -131,6 +148,15 @@ def _dies_with_parent() -> List[str]:
     return [setpriv, "--pdeathsig", "TERM", "--"] if setpriv else []
 
 
+def _end(process: "subprocess.Popen[bytes]") -> None:
+    """By the signal on which it tidies up; by force where it, or what it started in turn, does not care."""
+    process.terminate()
+    try:
+        process.communicate(timeout=_PATIENCE)
+    except subprocess.TimeoutExpired:
+        process.kill()
+
+
 def _enhance(settings: Settings, item: Item) -> Tuple[int, str]:
     """Runs the program; its exit code and the last line that it printed."""
     command = [*_dies_with_parent(), settings.program, "enhance", item.recording, "-o", item.result, "--resume",
@@ -139,15 +165,19 @@ def _enhance(settings: Settings, item: Item) -> Tuple[int, str]:
     environment = {"OPENCV_FOR_THREADS_NUM": "1", **os.environ}
     with subprocess.Popen(command, cwd=settings.folder, env=environment, stdin=subprocess.DEVNULL,
                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
+        _running.add(process)
         try:
+            if _stopped.is_set():
+                process.terminate()
             said = process.communicate(timeout=settings.timeout)[1]
         except subprocess.TimeoutExpired:
-            process.terminate()
-            process.communicate()
+            _end(process)
             return _FAILED, f"took longer than {settings.timeout:g} s"
         except BaseException:
             process.terminate()
             raise
+        finally:
+            _running.discard(process)
     if process.returncode < 0:
         return _FAILED, f"ended by {signal.Signals(-process.returncode).name}"
     lines = said.decode(errors="replace").strip().splitlines()

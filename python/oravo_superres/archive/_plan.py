@@ -31,6 +31,8 @@ def _has(name: str, extensions: Tuple[str, ...]) -> bool:
 def _is_radiometric(path: str) -> bool:
     """Whether a JPEG file holds a raw thermal image, as its first segments tell; pictures for the eye are no recordings."""
     start = 256 * 1024
+    if not os.path.isfile(path):  # a pipe is one to wait for
+        return True
     try:
         with open(path, "rb") as file:
             return b"FLIR\0" in file.read(start)
@@ -59,13 +61,18 @@ def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: 
     """Walks a tree, folder by folder in the order of names, and gives each recording.
 
     :param mode: ``files``: each file that can hold frames is a recording; ``folders``: each folder that holds such files;
-        ``auto``: a folder whose frames are named "frame..." or whose files hold one frame each is one, else its files are
+        ``auto``: a folder whose frames are named "frame..." or whose files hold one frame each is one, else its files are.
+        A folder that cannot be read is one, too: its failure says why
     :param raw: frames are raw dumps
-    :param without: the absolute name of a folder that is left out, such as that of the results
+    :param without: a folder that is left out, such as that of the results, without links in its name
     """
     alone = RAW if raw else MANY_FRAMES if mode == "auto" else MANY_FRAMES + ONE_FRAME + JPEG
-    with os.scandir(tree) as found:
-        entries = sorted((entry.name, entry.is_dir(follow_symlinks=False)) for entry in found if entry.name[0] != ".")
+    try:
+        with os.scandir(tree) as found:
+            entries = sorted((entry.name, entry.is_dir(follow_symlinks=False)) for entry in found if entry.name[0] != ".")
+    except OSError:
+        yield tree, True
+        return
     files = [name for name, is_folder in entries if not is_folder]
     pictures = set() if raw else _pictures(tree, files)
     files = [name for name in files if name not in pictures]
@@ -77,7 +84,7 @@ def recordings_in(tree: str, *, mode: str = "auto", raw: bool = False, without: 
     for name, is_folder in entries:
         path = os.path.join(tree, name)
         if is_folder:
-            if os.path.abspath(path) != without:
+            if os.path.realpath(path) != without:
                 yield from recordings_in(path, mode=mode, raw=raw, without=without)
         elif not whole and mode != "folders" and name not in pictures and _has(name, alone):
             yield path, False
@@ -121,7 +128,8 @@ class Plan:
                 if len(double) < self._SHOWN:
                     double.append((self._recording_of(row[0]), recording, name))
         if double:
-            lines = [f"{first} and {second} would both become {name}.tif" for first, second, name in double]
+            lines = [f"{first} is listed twice" if first == os.path.abspath(second) else
+                     f"{first} and {second} would both become {name}.tif" for first, second, name in double]
             if count > len(double):
                 lines.append(f"and {count - len(double)} more")
             raise Duplicates("\n".join(lines))

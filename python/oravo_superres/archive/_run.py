@@ -1,23 +1,23 @@
 """The driver: hands out items, gathers what became of them, keeps the report. Its memory does not grow with the archive."""
 
 import contextlib
-import errno
-import fcntl
 import itertools
-import json
 import os
 import queue
 import subprocess
 import time
 from concurrent.futures import Future
-from dataclasses import asdict, dataclass, field
-from typing import Callable, Dict, Iterable, Iterator, List, Optional, Sequence, TextIO, Union
+from dataclasses import dataclass, field
+from typing import Callable, Dict, Iterable, Iterator, List, Optional, Sequence, Union
 
 from ._items import DOUBTFUL, Item, Outcome, Settings, run_items
 from ._plan import MODES, Plan, Share, listed, recordings_in
+from ._report import Sink, reserved
 from ._workers import ArchiveError, Workers, workers_of
 
 Progress = Callable[["Summary"], object]
+
+_LONGEST_TIMEOUT = 1e6  # seconds, of which a system can wait for some more
 
 # Options of the program that the driver sets, and those that name a file of each recording.
 _OWN = ("-o", "--output", "--jobs", "--resume")
@@ -92,89 +92,80 @@ def run_archive(source: Union[str, Iterable[str]], output: str, *, options: Sequ
     :param program: ``oravo-superres``, where workers find it
     :param timeout: seconds after which a recording has failed
     :param progress: called with the summary so far, now and then
-    :raises ArchiveError: the run is impossible: options are wrong, the program is missing, another run works there
+    :raises ArchiveError: the run is impossible: options are wrong, the program is missing, another run works there; or
+        it cannot go on, as its scheduler was lost
     :raises Duplicates: two recordings would become one image
     """
-    _check_division(recordings, workers, share)
+    _check_division(recordings, workers, share, timeout)
     _check_options(options)
     output = os.path.abspath(output)
     if isinstance(source, str):
         if not os.path.isdir(source):
             raise ArchiveError(f"{source}: is no folder")
+        if os.path.realpath(source) == os.path.realpath(output):
+            raise ArchiveError(f"{output}: is the folder of the recordings, of which results would be some; name another one")
         root = root or source
-        found = recordings_in(os.path.abspath(source), mode=recordings, raw="--raw" in options, without=output)
+        raw = any(option.split("=", 1)[0] == "--raw" for option in options)
+        found = recordings_in(os.path.abspath(source), mode=recordings, raw=raw, without=os.path.realpath(output))
     else:
         found = listed(source)
     settings = Settings(program, tuple(options), os.getcwd(), timeout)
     os.makedirs(output, exist_ok=True)
-    with _reserved(output, share) as report:
+    with reserved(output, share) as report:
         _try_program(settings, output)
         plan = Plan(found, root or os.getcwd())
         _remove_leftovers(plan.folders(output))
         summary = Summary(plan.count(share), report=report.name)
+        tell = (lambda: progress(summary)) if progress is not None else None
         chosen = "none" if share is not None and scheduler is None else scheduler
         with workers_of(chosen, workers) as pool:
-            _drive(pool, settings, plan.items(output, share), _Sink(summary, report, progress))
+            _drive(pool, settings, plan.items(output, share), Sink(summary.add, report, tell))
     return summary
 
 
-def _check_division(recordings: str, workers: Optional[int], share: Optional[Share]) -> None:
+def _check_division(recordings: str, workers: Optional[int], share: Optional[Share], timeout: Optional[float]) -> None:
     if recordings not in MODES:
         raise ArchiveError(f"recordings: {recordings!r} is none of {', '.join(MODES)}")
     if share is not None and not 1 <= share[0] <= share[1]:
         raise ArchiveError(f"share: {share[0]}/{share[1]} is not I/N with 1 <= I <= N")
     if workers is not None and workers < 1:
         raise ArchiveError(f"workers: {workers} is less than 1")
+    if timeout is not None and not 0 < timeout <= _LONGEST_TIMEOUT:
+        raise ArchiveError(f"timeout: {timeout:g} s is not above 0 and up to {_LONGEST_TIMEOUT:g}")
 
 
 def _check_options(options: Sequence[str]) -> None:
     for place, option in enumerate(options):
-        name = option.split("=", 1)[0]
+        name, given, file = option.partition("=")
         if name in _OWN or (option[:2] == "-o" and option[:3] != "--"):
             raise ArchiveError(f"{option}: is set for each recording")
-        if name in _NAMING_FILES and "{}" not in " ".join(options[place:place + 2]):
+        if name in _NAMING_FILES and "{}" not in (file if given else "".join(options[place + 1:place + 2])):
             raise ArchiveError(f"{name}: its file has to hold {{}} for the name of the recording")
 
 
 def _try_program(settings: Settings, output: str) -> None:
     """Tries the options on a recording that does not exist, which shows at once what is wrong with them for every one."""
     nothing = os.path.join(output, "no", "such", "recording")
-    options = [option.replace("{}", "x") for option in settings.options]
-    command = [settings.program, "enhance", nothing, "-o", nothing + ".tif", "--resume", *options]
+
+    def tried(*recordings: str) -> "subprocess.CompletedProcess[bytes]":
+        options = [option.replace("{}", "x") for option in settings.options]
+        command = [settings.program, "enhance", *recordings, "-o", nothing + ".tif", "--resume", *options]
+        return subprocess.run(command, cwd=settings.folder, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+
     try:
-        tried = subprocess.run(command, cwd=settings.folder, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+        first = tried(nothing)
+        said = first.stderr.decode(errors="replace").strip().split("oravo-superres: ", 1)[-1]
+        if first.returncode == _USAGE and said:
+            raise ArchiveError(said)
+        if first.returncode != _INPUT:
+            raise ArchiveError(f"{settings.program}: is not oravo-superres, or does not work here: exit code "
+                               f"{first.returncode}")
+        # Its frames would become part of every recording.
+        if tried().returncode != _USAGE:
+            raise ArchiveError(f"{' '.join(settings.options)}: name an input besides options; recordings are those of the "
+                               "source")
     except OSError as error:
         raise ArchiveError(f"{settings.program}: cannot be run: {error.strerror}") from error
-    said = tried.stderr.decode(errors="replace").strip().split("oravo-superres: ", 1)[-1]
-    if tried.returncode == _USAGE and said:
-        raise ArchiveError(said)
-    if tried.returncode != _INPUT:
-        raise ArchiveError(f"{settings.program}: is not oravo-superres, or does not work here: exit code {tried.returncode}")
-
-
-@contextlib.contextmanager
-def _reserved(output: str, share: Optional[Share]) -> Iterator[TextIO]:
-    """Keeps other runs out of the folder, but for other shares, and gives the report's file."""
-    name = "archive.jsonl" if share is None else f"archive-{share[0]}-of-{share[1]}.jsonl"
-    path = os.path.join(output, name)
-    folder = os.open(output, os.O_RDONLY | os.O_DIRECTORY)
-    try:
-        _lock(folder, fcntl.LOCK_EX if share is None else fcntl.LOCK_SH, output)
-        with open(path, "a", encoding="utf-8", errors="surrogateescape") as report:
-            _lock(report.fileno(), fcntl.LOCK_EX, path)
-            report.truncate(0)
-            yield report
-    finally:
-        os.close(folder)
-
-
-def _lock(file: int, kind: int, name: str) -> None:
-    try:
-        fcntl.flock(file, kind | fcntl.LOCK_NB)
-    except OSError as error:
-        if error.errno == errno.EWOULDBLOCK:
-            raise ArchiveError(f"{name}: another run is writing there") from error
-        # Some file systems have no locks.
 
 
 def _remove_leftovers(folders: Iterable[str]) -> None:
@@ -190,27 +181,6 @@ def _remove_leftovers(folders: Iterable[str]) -> None:
         for path in old:
             with contextlib.suppress(OSError):
                 os.unlink(path)
-
-
-class _Sink:
-    """Takes what became of items."""
-
-    _PAUSE = 0.5  # seconds between calls of progress
-
-    def __init__(self, summary: Summary, report: TextIO, progress: Optional[Progress]) -> None:
-        self._summary = summary
-        self._report = report
-        self._progress = progress
-        self._due = 0.0
-
-    def take(self, outcomes: Iterable[Outcome]) -> None:
-        for outcome in outcomes:
-            self._summary.add(outcome)
-            self._report.write(json.dumps(asdict(outcome), ensure_ascii=False) + "\n")
-        self._report.flush()
-        if self._progress is not None and time.monotonic() >= self._due:
-            self._due = time.monotonic() + self._PAUSE
-            self._progress(self._summary)
 
 
 class _Batches:
@@ -232,7 +202,7 @@ class _Batches:
         self._size = max(1.0, min(self._MOST, 2 * self._size, self._SECONDS / max(mean, 1e-3)))
 
 
-def _drive(workers: Workers, settings: Settings, items: Iterator[Item], sink: _Sink) -> None:
+def _drive(workers: Workers, settings: Settings, items: Iterator[Item], sink: Sink) -> None:
     batches = _Batches(items)
     ended: "queue.SimpleQueue[Future[List[Outcome]]]" = queue.SimpleQueue()
     running: Dict["Future[List[Outcome]]", List[Item]] = {}
@@ -257,6 +227,8 @@ def _drive(workers: Workers, settings: Settings, items: Iterator[Item], sink: _S
         try:
             outcomes = future.result()
         except Exception as error:  # the worker was lost again and again, or cannot do this at all
+            if workers.are_lost():
+                raise
             if len(batch) > 1:
                 again += batch
                 continue
