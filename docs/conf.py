@@ -66,6 +66,7 @@ pygments_style = "default"  # these two have enough contrast
 pygments_dark_style = "github-dark"
 html_title = project
 html_static_path = ["_static"]
+html_extra_path = ["extra"]  # made by scripts/docs.sh
 html_copy_source = False
 html_show_sourcelink = False
 html_math_renderer = "mathml"

@@ -10,7 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 need_packages $program_packages $documentation_packages
 if [ -z "$build" ]; then
     build_release oravo-superres oravo_superresolution
-    build=$release_tree
+    build=$PWD/$release_tree
 fi
 library=$(realpath "$build/liboravo_superresolution.so")
 
@@ -30,6 +30,13 @@ site=$(realpath -m out/docs/site)
 for made in docs/gallery.md docs/gallery/*.png; do
     diff "$made" "$source/$made" || { echo "the gallery has changed: run scripts/gallery.sh"; exit 1; }
 done
+# The report that docs/report.md shows: of the burst and by the command of the first guide.
+mkdir -p "$source/docs/extra"
+(
+    cd out/docs
+    "$build/tools/oravo-superres" simulate -o burst --seed 3
+    "$build/tools/oravo-superres" enhance burst -o enlarged.tif --encoding celsius --report source/docs/extra/example-report.html
+) >out/docs/report.log 2>&1 || { cat out/docs/report.log; exit 1; }
 cd "$source"
 mkdir -p out
 doxygen docs/Doxyfile
