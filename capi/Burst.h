@@ -31,7 +31,8 @@
  * callbacks run on the thread of the call that they belong to, and may make these four calls on their own burst
  * and any call on others. The library starts no thread unless the options ask for more than one; OpenCV, which aligns
  * frames for the float, vector and reference pipelines, may (cv::setNumThreads(1) in C++ keeps it from that). After fork()
- * the child has the bursts of its parent, as copies; if the parent had threads at work, one makes the child's images.
+ * the child has the bursts of its parent, as copies; if the parent had threads at work, one makes the child's images. A burst
+ * that another thread was in a call on at that moment stays busy in the child, which can do no more than destroy it.
  *
  * Images are row-major. A pitch is the number of bytes from one row to the next: 0 for dense rows, else at least the
  * bytes of a row, or at most their negative for images that lie upside down in memory, where the pointer names the
@@ -80,8 +81,9 @@ enum oravo_burst_status {
      * not taken in; go on with the next one. By oravo_burst_reconstruct(): add other frames, or use the precise
      * pipeline, which leaves such frames out. */
     ORAVO_BURST_FRAME = -9,
-    /** Some frame shows no detail that the float, vector or reference pipeline could follow into it. See that the lens is
-     * focused and the values lie within the limits, add other frames, or use the precise pipeline. */
+    /** Some frame shows no detail that the float, vector or reference pipeline could follow into it, or no pixel of the image
+     * has a value. See that the lens is focused and the values lie within the limits, add other frames, or use the precise
+     * pipeline. */
     ORAVO_BURST_NO_DETAIL = -10
 };
 

@@ -7,6 +7,7 @@
 #include "support/CodeLocation.h"
 #include "vision/superresolution/detail/Status.h"
 #include "vision/superresolution/detail/choice/Doubts.h"
+#include "vision/superresolution/detail/defects/StatusCodes.h"
 
 namespace oravo::capi {
 namespace {
@@ -30,6 +31,10 @@ oravo_burst_frame infoOf(cv::Point2f shift) {
             0.0,
             kUnknown,
             kUnknown};
+}
+
+bool hasValue(float pixel) {
+    return std::isfinite(pixel) && !vision::detail::isStatusCode(pixel);
 }
 
 /// The first frame that moved by at least this many pixels in x or y, in words.
@@ -148,6 +153,10 @@ class WindowEngine final : public BurstEngine {
             raise(ErrorKind::other, formatted("The solver failed with status %g.", static_cast<double>(gain)),
                   {"capi/WindowEngine", __LINE__, kWhere});
         }
+        if (std::none_of(image.begin(), image.end(), hasValue))
+            throw BurstFailure(
+                ORAVO_BURST_NO_DETAIL,
+                "No pixel of the image has a value: the frames are even, or hold hardly any values.");
         return gain;
     }
 

@@ -310,8 +310,10 @@ TEST(Burst, SaysWhyFramesGiveNoImageAndWhatThereIsToDoubt) {
     EXPECT_NE(std::string(oravo_burst_error(moved)).find("displacement: frame 1 moved by ("),
               std::string::npos)
         << oravo_burst_error(moved);
-    const OwnedBurst flat(std::vector<Image>(5, Image(kHeight, kWidth, 20.0f)), optionsOf(ORAVO_BURST_FLOAT));
-    EXPECT_EQ(oravo_burst_reconstruct(flat, 0), ORAVO_BURST_NO_DETAIL);
+    for (const int pipeline : {ORAVO_BURST_FLOAT, ORAVO_BURST_VECTOR, ORAVO_BURST_REFERENCE}) {
+        const OwnedBurst flat(std::vector<Image>(5, Image(kHeight, kWidth, 20.0f)), optionsOf(pipeline));
+        EXPECT_EQ(oravo_burst_reconstruct(flat, 0), ORAVO_BURST_NO_DETAIL) << pipeline;
+    }
     const OwnedBurst empty({Image(kHeight, kWidth, std::nanf(""))}, optionsOf(ORAVO_BURST_PRECISE));
     EXPECT_EQ(oravo_burst_reconstruct(empty, 0), ORAVO_BURST_FRAME);
     options = optionsOf(ORAVO_BURST_PRECISE);
