@@ -214,7 +214,7 @@ class Burst(Owner):
         status: int = getattr(self._library, f"oravo_burst_{name}")(handle, *arguments)
         self._raise_from_callback()
         if status < 0:
-            fail(status, _library.message(handle))
+            fail(status, _library.message(handle) if self._handle else "the burst was closed meanwhile")
         return status
 
     def _raise_from_callback(self) -> None:

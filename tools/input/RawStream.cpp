@@ -17,8 +17,10 @@
 namespace oravo::tools {
 namespace {
 
+constexpr char kItsFile[] = "/dev/stdin";  // which cannot be opened again where it is a socket
+
 int opened(const std::string& input, const std::string& name) {
-    const bool standard = input == kStandardInput;
+    const bool standard = input == kStandardInput || input == kItsFile;
     const int file =
         standard ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(input.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) throw inputError(name + ": cannot be opened: " + std::strerror(errno));
@@ -30,8 +32,11 @@ int opened(const std::string& input, const std::string& name) {
 }  // namespace
 
 bool isStream(const std::string& input) {
+    if (input == kStandardInput) return true;
     std::error_code ignored;
-    return input == kStandardInput || std::filesystem::is_fifo(input, ignored);
+    const std::filesystem::file_status status = std::filesystem::status(input, ignored);
+    if (input == kItsFile) return !is_regular_file(status) && !is_directory(status);
+    return is_fifo(status);
 }
 
 RawStream::RawStream(const std::string& input, const RawFormat& format, const std::optional<cv::Rect>& crop)

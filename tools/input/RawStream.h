@@ -14,7 +14,7 @@ namespace oravo::tools {
 /// The name that stands for standard input.
 constexpr char kStandardInput[] = "-";
 
-/// Whether an input is read as it comes: standard input, or a named pipe, /dev/stdin among them.
+/// Whether an input is read as it comes: standard input, also as /dev/stdin unless that is a file, or a named pipe.
 bool isStream(const std::string& input);
 
 /// Raw frames out of a pipe, each read once. Failures are UserErrors of one line that name the pipe.

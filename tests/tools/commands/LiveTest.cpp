@@ -125,6 +125,8 @@ TEST_F(Live, EndsWithItsInput) {
         EXPECT_EQ(outcome.out.size(), length / kFrameBytes * kImageBytes);
         EXPECT_NE(outcome.err.find(expected.second), std::string::npos) << outcome.err;
     }
+    EXPECT_EQ(run("enhance /dev/stdin -o -" + kRead + "</dev/null").err,
+              "oravo-superres: /dev/stdin: ends before the first frame\n");
 }
 
 /// Even where whoever started the program ignores the signal that reports it.
