@@ -63,6 +63,7 @@ def psnr(image, sharp):
 
 def show(images, span=(18, 42), part=np.s_[:, :], unit="degrees Celsius", columns=3, colours="inferno"):
     """Images beside each other under their labels, with one scale of colours."""
+    plt.rcParams["savefig.bbox"] = "tight"
     rows = -(-len(images) // columns)
     figure, axes = plt.subplots(rows, columns, figsize=(3.4 * columns, 2.9 * rows), squeeze=False, constrained_layout=True)
     for axis in axes.flat:
