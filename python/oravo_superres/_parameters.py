@@ -28,7 +28,8 @@ class Parameters:
             "reference", the plain method that the others are compared with.
         max_frames: the newest frames that an image is made of, 1 to 64; 12 for precise, 5 for the others.
         counts: the frames hold raw counts; values from -32768 to 32767 are plausible then, instead of -274 to 5000.
-        lowest, highest: limits of the plausible values, which ``counts`` chooses otherwise; what lies beyond is a defect.
+        lowest: values below are defects; by default ``counts`` chooses the limit.
+        highest: values above are defects; by default ``counts`` chooses the limit.
         psf_sigma: blur of the camera, optics and pixel together, as the standard deviation of a Gaussian in half pixels of
             the frames. The default is 0.683; precise takes 0.3 to 2, the others values above 0, up to 100.
         psf_box: (precise only) side of the square that a pixel averages over, in half pixels of the frames, 0 to 2, where 2

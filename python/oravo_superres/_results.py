@@ -20,7 +20,8 @@ class FrameInfo:
         shift: displacement (dx, dy) of its centre in pixels, to the right and downwards: frame(p + d) = reference(p).
         shift_error: standard errors of the shift; precise.
         linear: 2 x 2 linear part of the motion about the centre, zero for a translation.
-        gain, offset: value - m = gain (reference - m) + offset, with m the reference's mean value; 1 and 0 unless precise.
+        gain: value - m = gain (reference - m) + offset, with m the reference's mean value; 1 unless precise.
+        offset: see ``gain``, in the frames' unit; 0 unless precise.
         misfit: standard deviation of what the image leaves unexplained, in the frames' unit; precise.
         weight: mean weight of the frame's pixels, or share of its pixels that agree with the reference, 0 to 1.
     """
@@ -43,13 +44,14 @@ class Reconstruction:
         image: (factor height, factor width), float32; pixels that no frame has a value for carry a :class:`PixelCode`.
         deviation: standard deviation of the image's noise, of the same shape; NaN where the image has no value. None but
             for the precise pipeline, and for it with ``deviation=False``.
-        weight: how many frames' worth of trusted values lie on each pixel of the image; None for the vector pipeline.
+        weight: how many frames' worth of trusted values each pixel of the image rests on, of the same shape; None for the
+            vector pipeline.
         pattern: (height, width) fixed pattern of the sensor that was subtracted, zeros where none was found; precise.
         dead_pixels: (height, width), True where a sensor pixel does not follow the scene and was left out; precise.
         masks: (n, height, width), True where a frame agrees with the reference, on its grid; float and reference.
         frames: a :class:`FrameInfo` for each frame, oldest first.
-        figures: what is known by number, under the names of capi/Burst.h, such as "noise", "gain_db", "seconds".
-        warnings: sentences about what there is to doubt, the gravest first; empty when all is well.
+        figures: figures by the names of oravo_burst_figure() in capi/Burst.h, such as "noise", "gain_db", "seconds".
+        warnings: sentences that say why to doubt the image, the gravest first; empty when all is well.
     """
 
     image: FloatImage
@@ -79,12 +81,12 @@ class Reconstruction:
 
     @property
     def shifts(self) -> npt.NDArray[np.float64]:
-        """(n, 2) displacements (dx, dy) of the frames in their pixels: frame(p + d) = reference(p)."""
+        """Displacements (dx, dy) of the frames, (n, 2), in pixels of the frames; frame(p + d) = reference(p)."""
         return np.array([frame.shift for frame in self.frames], np.float64).reshape(-1, 2)
 
     @property
     def gains(self) -> npt.NDArray[np.float64]:
-        """(n, 2) gain and offset of each frame, see :class:`FrameInfo`."""
+        """Gain and offset of each frame, (n, 2), see :class:`FrameInfo`."""
         return np.array([(frame.gain, frame.offset) for frame in self.frames], np.float64).reshape(-1, 2)
 
     @property
@@ -94,27 +96,29 @@ class Reconstruction:
 
     @property
     def noise(self) -> float:
-        """Standard deviation of the frames' noise; NaN but for the precise pipeline, as the next ones."""
+        """Standard deviation of the frames' noise, in their unit; NaN unless precise."""
         return self._figure("noise")
 
     @property
     def smoothness(self) -> float:
-        """Weight of the prior that was used."""
+        """Weight of the prior that was used, in units of the scene's contrast; NaN unless precise."""
         return self._figure("smoothness")
 
     @property
     def withheld_error(self) -> float:
-        """Root mean square error of predicting withheld pixels of other frames by the image; 0 when there were none."""
+        """Root mean square error of predicting withheld pixels of other frames by the image, in the frames' unit; 0 if there
+        were none, NaN unless precise."""
         return self._figure("withheld_error")
 
     @property
     def bicubic_error(self) -> float:
-        """The same by bicubic interpolation of the reference."""
+        """Root mean square error of predicting the same pixels by bicubic interpolation of the reference."""
         return self._figure("bicubic_error")
 
     @property
     def leaning(self) -> float:
-        """By how much the image fell back to the reference alone, 0 to 1, because the frames do not fit one image."""
+        """By how much the image fell back to the reference alone, 0 to 1, because the frames do not fit one image; NaN unless
+        precise."""
         return self._figure("leaning")
 
     @property

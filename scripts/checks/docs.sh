@@ -18,6 +18,9 @@ done
 for class in SrPrecise SrFloat SrFloatMinimization BadPixel SuperResolution; do
     grep -q "id=\"classoravo_1_1vision_1_1$class\"" out/docs/site/reference/cpp.html || { echo "$class is not described"; exit 1; }
 done
+for name in $(sed -n '/^__all__/,/]/s/^ *"\([A-Za-z]\w*\)",$/\1/p' python/oravo_superres/__init__.py); do
+    grep -q "id=\"oravo_superres.$name\"" out/docs/site/reference/python.html || { echo "$name is not described"; exit 1; }
+done
 python3 scripts/checks/parameters.py "$release_tree/tools/oravo-superres"
 tracked_files '*.md' | xargs -0 python3 scripts/checks/links.py
 bash scripts/checks/pages.sh "$release_tree"
