@@ -10,6 +10,7 @@
 #include "tools/base/Messages.h"
 #include "tools/base/UserError.h"
 #include "tools/commands/ReportFacts.h"
+#include "tools/formats/CameraTags.h"
 #include "tools/output/EnlargedMetadata.h"
 
 namespace oravo::tools {
@@ -98,6 +99,9 @@ ImageMetadata ImageNotes::metadataOf(std::size_t frame) {
         openPath_ = place.path;
     }
     ImageMetadata metadata = open_->of(place.index);
+    if (!inputs_.frames.radiometricFile().empty()) {
+        addCameraTags(metadata, place.path, inputs_.frames.exiftool());
+    }
     if (!metadata.leftOut.empty() && warned_.insert(place.path).second) {
         const std::string what = inWords(metadata.leftOut);
         findings_.warn(Guard{"metadata", frame,

@@ -16,8 +16,9 @@ bool endsWith(std::string_view text, std::string_view end) {
 }
 
 /// Arguments come one a line.
-std::string question(const std::string& path, const std::vector<std::string>& tags) {
-    std::string lines = "-json\n-n\n-b\n-fast\n";
+std::string question(const std::string& path, const std::vector<std::string>& tags, ExifTool::Bytes bytes) {
+    std::string lines = "-json\n-n\n-fast\n";
+    if (bytes == ExifTool::Bytes::given) lines += "-b\n";
     for (const std::string& tag : tags) lines += "-" + tag + "\n";
     return lines + path + "\n-execute\n";
 }
@@ -36,8 +37,8 @@ void ExifTool::start(const std::string& path) {
         ChildProcess::Input::open);
 }
 
-std::string ExifTool::tagsOf(const std::string& path, const std::vector<std::string>& tags,
-                             std::size_t most) {
+std::string ExifTool::tagsOf(const std::string& path, const std::vector<std::string>& tags, std::size_t most,
+                             Bytes bytes) {
     // An absolute path begins with no dash, space or number sign, which would mean something else.
     std::error_code failed;
     const std::string whole = std::filesystem::absolute(path, failed).string();
@@ -46,7 +47,7 @@ std::string ExifTool::tagsOf(const std::string& path, const std::vector<std::str
                          ": its name holds the end of a line, which exiftool cannot be given; rename it");
     }
     if (!process_) start(path);
-    process_->write(question(whole, tags));  // where that fails, there is no answer either
+    process_->write(question(whole, tags, bytes));  // where that fails, there is no answer either
     return answer(path, most);
 }
 

@@ -14,12 +14,16 @@ namespace oravo::tools {
 /// takes longer than an answer.
 class ExifTool {
   public:
-    /// The tags of a file as JSON: an array with one object, in which tags that the file lacks are missing, numbers have no
-    /// unit, and bytes are text in base 64 after "base64:".
+    /// What becomes of tags that are bytes: text in base 64 after "base64:", or the count of them in words.
+    enum class Bytes { given, counted };
+
+    /// The tags of a file as JSON: an array with one object, in which tags that the file lacks are missing, and numbers have no
+    /// unit.
     /// @param tags  as exiftool calls them, maybe with a group before them: "APP1:Emissivity"
     /// @param most  bytes of an answer that can be right
     /// Throws UserError, naming the file, where exiftool is not installed or does not answer.
-    std::string tagsOf(const std::string& path, const std::vector<std::string>& tags, std::size_t most);
+    std::string tagsOf(const std::string& path, const std::vector<std::string>& tags, std::size_t most,
+                       Bytes bytes = Bytes::given);
 
   private:
     void start(const std::string& path);

@@ -73,6 +73,8 @@ class FrameReader {
     /// How the frames become values: as asked, or, of radiometric files, as they are, in degrees Celsius. Throws UserError of the
     /// usage kind where anything else is asked of these.
     Decode decodeOf(const Decode& asked) const;
+    /// Answers for all of these.
+    ExifTool& exiftool() const { return *access_.exiftool; }
     /// By which constants the frames that have been read became temperatures.
     const RadiometricRecord& radiometric() const { return radiometric_; }
 

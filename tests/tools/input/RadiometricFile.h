@@ -16,7 +16,8 @@ class RadiometricFile {
     float windowTemperature = 293.15f, windowTransmission = 1.0f, humidity = 0.5f;
     float r1 = 21106.77f, b = 1501.0f, f = 1.0f, r2 = 0.012545258f;
     int o = -7340;
-    bool bigEndian = false;  ///< of the raw image's record
+    std::string model = "Model <7>";  ///< of the camera
+    bool bigEndian = false;           ///< of the raw image's record
 
     static std::string png(const cv::Mat& image, bool swapped) {
         cv::Mat stored = image.clone();
@@ -96,6 +97,7 @@ class RadiometricFile {
             std::memcpy(&bits, &n.value, sizeof bits);
             record.replace(n.at, 4, number(bits, 4, false));
         }
+        record.replace(0xd4, model.size(), model);
         return record.replace(0x308, 4, number(static_cast<std::uint32_t>(o), 4, false));
     }
 

@@ -5,6 +5,8 @@
 #include "tests/tools/Program.h"
 #include "tests/tools/input/RadiometricFile.h"
 #include "tools/base/ChildProcess.h"
+#include "tools/formats/CameraTags.h"
+#include "tools/formats/FileMetadata.h"
 #include "tools/formats/RadiometricJpeg.h"
 
 namespace oravo::tools {
@@ -146,6 +148,42 @@ TEST_F(Radiometric, WithoutExiftoolItsPackageIsNamed) {
                   path("a.jpg") + ": exiftool " + fault);
     }
     ::setenv("PATH", before.c_str(), 1);
+}
+
+TEST_F(Radiometric, WhatTheCameraSaysGoesIntoTheImage) {
+    const double kShifts[] = {0.0, 0.4, -0.3, 0.7, 0.1};
+    for (int i = 0; i < 5; ++i) {
+        cv::Mat_<ushort> frame(24, 32);
+        for (int y = 0; y < frame.rows; ++y) {
+            for (int x = 0; x < frame.cols; ++x) {
+                const double wave = std::sin((x - kShifts[i]) / 3.0) * std::cos((y + kShifts[i]) / 4.0);
+                frame(y, x) = static_cast<ushort>(16000.0 + 900.0 * wave);
+            }
+        }
+        save("frame_" + std::to_string(i) + ".jpg",
+             file_.bytes(frame.size(), RadiometricFile::plain(frame, false)));
+    }
+    ASSERT_EQ(run("enhance . -o a.tif --pipeline float --emissivity 0.9").code, 0);
+    const std::string xmp = FileMetadata(path("a.tif")).of(0).image[tag::kXmp].content;
+    EXPECT_NE(xmp.find("<camera:CameraModel>Model &lt;7&gt;</camera:CameraModel>"), std::string::npos) << xmp;
+    EXPECT_NE(xmp.find("<camera:Emissivity>0.94999998"), std::string::npos) << xmp;
+    EXPECT_EQ(xmp.find("RawThermalImage"), std::string::npos) << xmp;
+}
+
+TEST_F(Radiometric, WhatTheCameraSaysIsAddedToItsXmp) {
+    const std::optional<std::string> both =
+        withCameraTags("<rdf:RDF><a/></rdf:RDF><?xpacket end='w'?>", {{"O", "-7340"}});
+    EXPECT_EQ(both,
+              "<rdf:RDF><a/><rdf:Description rdf:about='' xmlns:camera='urn:oravo-superres:camera/'>\n"
+              "<camera:O>-7340</camera:O>\n</rdf:Description>\n</rdf:RDF><?xpacket end='w'?>");
+    EXPECT_FALSE(withCameraTags("damaged", {{"O", "1"}}));
+    save("a.jpg", file_.bytes(counts_.size(), plainImage()));
+    ImageMetadata damaged;
+    damaged.image[tag::kXmp] = Tag::text("damaged");
+    ExifTool exiftool;
+    addCameraTags(damaged, path("a.jpg"), exiftool);
+    EXPECT_EQ(damaged.leftOut, std::vector<std::string>{"the camera's own tags"});
+    EXPECT_EQ(damaged.image[tag::kXmp].asText(), "damaged");
 }
 
 }  // namespace
