@@ -101,9 +101,19 @@ class LiveEnhancement {
         const LiveEnhancer::Picture picture = enhancer_.next(frame, name);
         readerHasGone_ = !sink_.write(encoding_.stored(picture.image));
         if (readerHasGone_) return false;
+        if (sink_.clipped() != 0 && !clippingSaid_) warnOfClipping(number);
         count(picture);
         ++written_;
         return true;
+    }
+
+    void warnOfClipping(std::size_t number) {
+        clippingSaid_ = true;
+        findings_.warn(
+            Guard{"clipped", number,
+                  format("frame %zu: %zu values of its image lie outside what %s holds and are clipped",
+                         number, sink_.clipped(), format_.name().c_str()),
+                  "--raw-output takes another type (reported for the first such image only)"});
     }
 
     void count(const LiveEnhancer::Picture& picture) {
@@ -148,7 +158,7 @@ class LiveEnhancement {
     LiveEnhancer enhancer_;
     RawSink sink_;
     std::size_t written_ = 0, enlarged_ = 0, repeated_ = 0, interpolated_ = 0, doubtful_ = 0;
-    bool readerHasGone_ = false;
+    bool readerHasGone_ = false, clippingSaid_ = false;
 };
 
 }  // namespace

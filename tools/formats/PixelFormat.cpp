@@ -52,14 +52,18 @@ Number nearest(double number) {
 }
 
 template <class Stored>
-void packAs(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes) {
+std::size_t packAs(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes) {
     const bool swapped = format.bigEndian != kHostIsBigEndian;
+    std::size_t clipped = 0;
     for (const double number : numbers) {
         const Stored stored = nearest<Stored>(number);
+        if constexpr (std::is_integral_v<Stored>)
+            clipped += std::abs(number - static_cast<double>(stored)) > 0.5 ? 1 : 0;
         std::memcpy(bytes, &stored, sizeof stored);
         if (swapped) std::reverse(bytes, bytes + sizeof stored);
         bytes += sizeof stored;
     }
+    return clipped;
 }
 
 }  // namespace
@@ -107,7 +111,7 @@ cv::Mat unpack(const char* bytes, cv::Size size, const PixelFormat& format) {
     }
 }
 
-void pack(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes) {
+std::size_t pack(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes) {
     const bool isSigned = format.kind == 'i';
     if (format.kind == 'f') {
         if (format.bytes == 2) return packAs<cv::float16_t>(numbers, format, bytes);

@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_FORMATS_PIXELFORMAT_H
 #define ORAVO_TOOLS_FORMATS_PIXELFORMAT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <optional>
@@ -32,8 +33,8 @@ bool isPossibleSize(std::uint64_t width, std::uint64_t height);
 cv::Mat unpack(const char* bytes, cv::Size size, const PixelFormat& format);
 
 /// The way back, to total() * format.bytes bytes in row order. Integers are the nearest ones (of two the even one) within
-/// the range of the format, and 0 in place of NaN.
-void pack(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes);
+/// the range of the format, and 0 in place of NaN. Returns how many numbers lie outside that range.
+std::size_t pack(const cv::Mat_<double>& numbers, const PixelFormat& format, char* bytes);
 
 }  // namespace oravo::tools
 

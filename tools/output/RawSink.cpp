@@ -26,7 +26,7 @@ RawSink::~RawSink() {
 
 bool RawSink::write(const cv::Mat_<double>& numbers) {
     bytes_.resize(numbers.total() * static_cast<std::size_t>(format_.bytes));
-    pack(numbers, format_, bytes_.data());
+    clipped_ = pack(numbers, format_, bytes_.data());
     const Uninterrupted whole;
     std::size_t done = 0;
     while (done < bytes_.size()) {

@@ -1,6 +1,7 @@
 #ifndef ORAVO_TOOLS_OUTPUT_RAWSINK_H
 #define ORAVO_TOOLS_OUTPUT_RAWSINK_H
 
+#include <cstddef>
 #include <opencv2/core.hpp>
 #include <vector>
 
@@ -22,9 +23,13 @@ class RawSink {
     /// False where nobody reads any more. Throws UserError where it cannot be written.
     bool write(const cv::Mat_<double>& numbers);
 
+    /// How many numbers of the latest image lie outside the range of the format, which holds the nearest ones instead.
+    std::size_t clipped() const { return clipped_; }
+
   private:
     PixelFormat format_;
     std::vector<char> bytes_;  // of one image
+    std::size_t clipped_ = 0;  // of the latest image
     void (*before_)(int);      // what a reader that has gone did
 };
 

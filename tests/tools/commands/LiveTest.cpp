@@ -74,6 +74,15 @@ TEST_F(Live, GivesEachFrameTheImageThatARecordingGives) {
     EXPECT_TRUE(run("enhance - -o -" + kRead + "<r.raw").out == counts);
 }
 
+TEST_F(Live, WarnsOfValuesThatTheTypeDoesNotHold) {
+    const Outcome outcome = run("enhance - -o - --raw-output u8" + kRead + "<r.raw");
+    EXPECT_EQ(outcome.out, std::string(8 * kImageBytes / 2, '\xff'));
+    const std::string warning =
+        "frame 0: 12288 values of its image lie outside what u8 holds and are clipped; --raw-output takes";
+    EXPECT_NE(outcome.err.find(warning), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.err.find("frame 1: 1"), std::string::npos) << outcome.err;
+}
+
 TEST_F(Live, ComesThroughPipesOfAnyKind) {
     EXPECT_EQ(script("$p - $read -o - <r.raw >expected && mkfifo pipe && { cat r.raw >pipe & }\n"
                      "$p pipe $read -o - | cmp - expected && cat r.raw | $p /dev/stdin $read -o - | cmp - "
