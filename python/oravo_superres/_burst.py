@@ -225,7 +225,8 @@ class Burst(Owner):
     def _guarded_progress(self, progress: Callable[[float], object]) -> Callable[[float, object], int]:
         def guarded(share: float, _: object) -> int:
             try:
-                return 0 if progress(share) is False else 1
+                answer = progress(share)
+                return 0 if isinstance(answer, (bool, np.bool_)) and not answer else 1  # None goes on
             except BaseException as error:  # pylint: disable=broad-except; raised by the call
                 self._raised.setdefault(threading.get_ident(), error)
                 return 0

@@ -199,7 +199,7 @@ def test_progress_and_log_reach_python():
     assert shares == sorted(shares) and shares[-1] == 1 and len(shares) > 20
     assert lines[-1][0] == logging.INFO and "precise pipeline: image of 5 of 5 frames" in lines[-1][1]
     with pytest.raises(sr.BurstError) as caught:
-        sr.reconstruct(burst(5), progress=lambda share: share < 0.2)
+        sr.reconstruct(burst(5), progress=lambda share: share < np.float64(0.2))
     assert caught.value.status is sr.BurstStatus.CANCELLED
 
     def fails(*_):
