@@ -14,6 +14,16 @@ struct Motion {
 
     double x(double qx, double qy) const { return qx + tx + axx * qx + axy * qy; }
     double y(double qx, double qy) const { return qy + ty + ayx * qx + ayy * qy; }
+
+    struct Point {
+        double x, y;
+    };
+    /// The q that lies at p, where (I + A) q = p - t has a solution.
+    Point origin(const Point& p) const {
+        const double determinant = (1.0 + axx) * (1.0 + ayy) - axy * ayx;
+        return {((1.0 + ayy) * (p.x - tx) - axy * (p.y - ty)) / determinant,
+                ((1.0 + axx) * (p.y - ty) - ayx * (p.x - tx)) / determinant};
+    }
 };
 
 /// Standard errors of a fitted motion: of its translation in pixels, and of where it puts the frame's corners.

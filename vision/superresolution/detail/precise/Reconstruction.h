@@ -70,7 +70,9 @@ class Reconstruction {
     static constexpr double kFirstStrength = 0.003;
     static constexpr SolverLimits kDraft{1, 7, 1e-3};
     static constexpr int kFewestForImpulses = 3;  ///< frames
-    static constexpr int kFlickers = 2;           ///< impulses of a pixel from which on it counts as dead
+    static constexpr float kSpikeWeight =
+        0.1f;                            ///< in the image that tells impulses from points of the scene
+    static constexpr int kFlickers = 2;  ///< impulses of a pixel from which on it counts as dead
 
     void normalise();
     void placeFrames();
@@ -87,7 +89,7 @@ class Reconstruction {
     bool updatePattern();
     bool patternIsWeak() const;
     void dropDeadPixels();
-    void makeImpartialDraft(const std::vector<std::size_t>& spikes);
+    void makeImpartialDraft(const std::vector<std::vector<std::size_t>>& spikes);
     /// Leaves out values that no other frame confirms, and pixels that have several. @return whether there were any
     bool dropImpulses();
     void showImpulses(float present);

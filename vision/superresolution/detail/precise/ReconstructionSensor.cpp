@@ -63,16 +63,19 @@ void Reconstruction::judgeKnownDead() {
     addDead(known_);
 }
 
-/// An image that spikes of the reference have no more part in than those of other frames.
-void Reconstruction::makeImpartialDraft(const std::vector<std::size_t>& spikes) {
-    FrameState start = frames_[static_cast<std::size_t>(reference_)];
+/// An image that spikes, and those of the reference above all, have hardly a part in.
+void Reconstruction::makeImpartialDraft(const std::vector<std::vector<std::size_t>>& spikes) {
+    const auto reference = static_cast<std::size_t>(reference_);
+    FrameState start = frames_[reference];
     start.present = Buffer<float>(start.values.size());
-    std::copy_n(frames_[static_cast<std::size_t>(reference_)].present.data(), start.present.size(),
-                start.present.data());
-    for (const std::size_t q : spikes) start.present[q] = 0.0f;
+    std::copy_n(frames_[reference].present.data(), start.present.size(), start.present.data());
+    for (const std::size_t q : spikes[reference]) start.present[q] = 0.0f;
     BicubicReference(start, grid_.width, grid_.height, {}).enlarge(grid_, image_, options_.threads);
-    for (const FrameState& frame : frames_)
+    for (std::size_t k = 0; k < frames_.size(); ++k) {
+        FrameState& frame = frames_[k];
         std::copy_n(frame.present.data(), frame.present.size(), frame.weight.data());
+        for (const std::size_t q : spikes[k]) frame.weight[q] *= kSpikeWeight;
+    }
     solve(options_.strength > 0.0 ? options_.strength : kFirstStrength, kDraft);
     measure();
 }
@@ -87,8 +90,8 @@ bool Reconstruction::dropImpulses() {
     }
     const auto isEmpty = [](const std::vector<std::size_t>& pixels) { return pixels.empty(); };
     if (std::all_of(spikes.begin(), spikes.end(), isEmpty)) return false;
-    makeImpartialDraft(spikes[static_cast<std::size_t>(reference_)]);
-    impulses_ = findImpulses(grid_, frames_, spikes);
+    makeImpartialDraft(spikes);
+    impulses_ = findImpulses(grid_, frames_, options_.threads);
     showImpulses(0.0f);
     for (FrameState& frame : frames_)
         frame.scale = 0.0;  // nothing has been measured against the draft to come
