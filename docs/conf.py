@@ -25,7 +25,7 @@ release = version = ".".join(
 
 extensions = ["myst_parser", "breathe", "sphinx.ext.autodoc", "sphinx.ext.napoleon",
               "sphinx_copybutton", "sphinx_gallery.gen_gallery", "narrow", "offline"]
-exclude_patterns = ["gallery/*.md5", "README.md"]
+exclude_patterns = ["gallery/*.md5", "gallery/sg_execution_times.rst", "README.md"]
 
 myst_enable_extensions = ["dollarmath", "amsmath", "colon_fence", "deflist"]
 myst_heading_anchors = 4

@@ -2,8 +2,8 @@
 Noise, and the number of frames
 ===============================
 
-How much is gained over bicubic enlargement, by noise and by how many frames there are. The truth is known, nothing is
-tuned.
+The gain over bicubic enlargement for frames with more and less noise, and for bursts of more and fewer frames. It is
+measured against the known truth, with all parameters at their defaults.
 """
 
 import matplotlib.pyplot as plt
@@ -35,7 +35,7 @@ plt.legend()
 plt.title("five frames")
 
 # %%
-# More frames bring more, as long as they see the same scene.
+# More frames give a better image, as long as they see the same scene.
 counts = [1, 2, 3, 5, 8, 12]
 plt.figure()
 for noise in (0.1, 1.0):

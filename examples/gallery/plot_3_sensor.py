@@ -2,8 +2,8 @@
 A cheap sensor
 ==============
 
-Forty dead pixels with values that the scene has, and columns that are off by 1 K. The scene moves over the sensor, so its
-faults give themselves away: they stay. Nothing is switched on for that.
+This sensor has forty dead pixels, whose values also occur in the scene, and columns that are off by 1 K. Since the scene
+moves over the sensor and the faults do not, the precise pipeline recognises them. No option is needed for that.
 """
 
 import numpy as np
@@ -23,7 +23,7 @@ result = oravo_superres.reconstruct(frames, reference=5)
 scene.show({"a frame": frames[6]}, columns=1)
 
 # %%
-# What came of it, and what the pipeline for live cameras, which does not look for faults, makes of five of the frames.
+# The result, beside that of the pipeline for live cameras, which does not look for faults, from five of the frames:
 live = oravo_superres.reconstruct(frames[4:9], reference=2, pipeline="float").image
 images = {"bicubic": scene.bicubic(frames[6]), "float": live, "precise": result.image}
 scene.show(images)
@@ -31,7 +31,7 @@ for name, image in images.items():
     print(f"{name:8} {scene.psnr(image, sharp):5.1f} dB")
 
 # %%
-# What it found out about the sensor:
+# What the precise pipeline learnt about the sensor:
 planted = np.zeros(frames[0].shape, bool)
 planted[rows, columns] = True
 print(f"{(result.dead_pixels & planted).sum()} of {planted.sum()} dead pixels found, "

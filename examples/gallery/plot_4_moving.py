@@ -2,8 +2,8 @@
 Something moves on its own
 ==========================
 
-A warm disc crosses the scene while the camera moves. It shows where the reference frame saw it; there the other frames
-have no say, which the map of weights shows.
+A warm disc crosses the scene while the camera moves. The image shows it where the reference frame saw it. There, the other
+frames are ignored, as the map of weights shows.
 """
 
 import numpy as np
@@ -25,7 +25,7 @@ result = oravo_superres.reconstruct(frames, reference=4)
 scene.show({"reference frame": frames[4].repeat(2, 0).repeat(2, 1), "enhanced": result.image, "truth": truths[4]})
 
 # %%
-# How many frames each pixel rests on: one along the disc's way, near the disc, nine elsewhere.
+# How many frames each pixel is made of: one at the disc, fewer than nine along its path, nine elsewhere.
 scene.show({"weight": result.weight}, span=(0, 9), unit="frames", columns=1, colours="viridis")
 for name, image in {"bicubic": scene.bicubic(frames[4]), "enhanced": result.image}.items():
     print(f"{name:9} {scene.psnr(image, truths[4]):.1f} dB")

@@ -2,9 +2,9 @@
 The camera's blur
 =================
 
-The one thing that frames do not show. A burst of a camera with a blur of 0.9, enhanced with several values of
-``psf_sigma``: too little leaves it soft, too much rings at edges. ``oravo-superres measure blur`` finds the value from a
-frame of a slanted edge.
+The blur is the one thing that the frames do not reveal. Here a burst of a camera with a blur of 0.9 is enhanced with
+several values of ``psf_sigma``: too small a value leaves the image soft, too large a one rings at edges.
+``oravo-superres measure blur`` finds the right value from a frame of a slanted edge.
 """
 
 import matplotlib.pyplot as plt
@@ -28,5 +28,5 @@ plt.grid(alpha=0.3)
 plt.legend()
 
 # %%
-# The disc from close by.
+# A closer look at the disc:
 scene.show({str(sigma): images[sigma] for sigma in (0.5, 0.9, 1.3)}, part=np.s_[92:176, 24:116])
