@@ -166,7 +166,7 @@ def test_bad_recordings_stop_no_others(tmp_path):
     made = sorted(str(path.relative_to(out)) for path in out.rglob("*") if path.is_file())
     assert made == ["a/good.tif", "a/good.tif.receipt", "archive.jsonl", "b/other.tif", "b/other.tif.receipt",
                     "side/a/good.json", "side/b/other.json"]
-    reasons = {"broken.tif": "is of no format that is read", "short.npy": "too few frames: 2 given",
+    reasons = {"broken.tif": "is of no format that is read", "short.npy": "short.npy: too few frames: 2 given",
                "crashing.npy": "ended by SIGSEGV"}
     said = lines(summary)
     for name, reason in reasons.items():

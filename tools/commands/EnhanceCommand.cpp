@@ -230,7 +230,8 @@ void requireEnoughFrames(const EnhanceCommand& command, std::size_t given) {
     const EnhanceParameters& p = command.parameters;
     const std::size_t needed = command.every ? Recording::kEnough : rulesFor(p, false).least;
     if (given < needed) {
-        throw inputError(format("too few frames: %zu given, at least %zu needed", given, needed));
+        const std::string name = command.inputs.size() == 1 ? command.inputs.front() + ": " : "";
+        throw inputError(name + format("too few frames: %zu given, at least %zu needed", given, needed));
     }
     if (p.kind == PipelineKind::precise && p.referenceIndex &&
         static_cast<std::size_t>(*p.referenceIndex) >= given) {

@@ -104,6 +104,18 @@ TEST_F(ImageFiles, OfCountsWithAnotherMeaningStayCounts) {
     EXPECT_EQ(decodePng(file, "").at<ushort>(0, 0), 1000);
 }
 
+TEST_F(ImageFiles, OfEightBitsAreCalibratedByTheirOwnRange) {
+    const std::string wide = encodePng(cv::Mat_<ushort>(2, 2, ushort{1000}), {0.5, 2.0, "K"});
+    const std::size_t chunk = wide.find("pCAL") - 4, end = wide.find("iTXt", chunk);
+    std::vector<uchar> bytes;
+    ASSERT_TRUE(cv::imencode(".png", cv::Mat_<uchar>(2, 2, uchar{100}), bytes));
+    std::string narrow(bytes.begin(), bytes.end());
+    constexpr std::size_t kHead = 33;  // signature and IHDR
+    narrow.insert(kHead, wide.substr(chunk, end - 4 - chunk));
+    // A sample stands for the same share of the range: 100 of 255 for 25700 of 65535.
+    EXPECT_EQ(decodePng(narrow, "").at<float>(0, 0), 2.0f + 0.5f * 25700.0f);
+}
+
 /// The program's image is the same in every format, whatever its files are named by.
 TEST_F(ImageFiles, AreChosenByTheirNames) {
     ASSERT_EQ(run("simulate -o b --width 32 --height 24 --frames 6").code, 0);
