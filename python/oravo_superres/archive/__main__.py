@@ -19,9 +19,9 @@ gets a line for each recording."""
 _CODES = """\
 What follows -- goes to oravo-superres enhance, such as -- --pipeline float --report 'reports/{}.html'; {} stands for day/a.
 
-Exit codes: 0 all done, 1 the run cannot be, 3 the folder cannot be written, 6 all done, but an image is not known to be better than bicubic enlargement;
-where recordings failed, the highest code of theirs: 2 unreadable, 3 not to be written, 4 not to be reconstructed, 5 internal
-failure."""
+Exit codes: 0 all done, 1 the run cannot be or has lost its scheduler, 3 the folder cannot be written, 6 all done, but
+an image is not known to be better than bicubic enlargement; where recordings failed, the highest code of theirs: 2
+unreadable, 3 not to be written, 4 not to be reconstructed, 5 internal failure."""
 
 
 def _share(text: str) -> Tuple[int, int]:
