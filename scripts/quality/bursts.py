@@ -31,6 +31,7 @@ class Kind:
     jump: float = 0.0
     dead: int = 0
     flicker: int = 0  # pixels that are off by the contrast in a third of the frames
+    impulses: float = 0.0  # share of the values that are off by the contrast
     pattern: str = ""
     strength: float = 0.0
     rows: float = 0.0  # of a level that each row of each frame has of its own
@@ -54,6 +55,8 @@ KINDS = {
     "dead": Kind("40 dead pixels with values the scene has", dead=40),
     "flicker": Kind("20 pixels that flicker by the contrast in a third of the frames", flicker=20),
     "flicker_12": Kind("20 such pixels, twelve frames", flicker=20, frames=12),
+    "impulses": Kind("1 % of all values off by the contrast", impulses=0.01),
+    "impulses_12": Kind("the same, twelve frames", impulses=0.01, frames=12),
     "white_10": Kind("fixed white pattern of 10 %", pattern="white", strength=0.1),
     "columns_10": Kind("fixed columns of 10 %", pattern="columns", strength=0.1),
     "white_3": Kind("fixed white pattern of 3 %", pattern="white", strength=0.03),
@@ -199,6 +202,9 @@ def _sensed(kind, view, frames, contrast):
     flickering = random.choice(height * width, kind.flicker, replace=False)
     signs = random.choice([-1, 1], kind.flicker)
     frames.reshape(number, -1)[:, flickering] += (random.random((24, kind.flicker)) < 1 / 3)[newest_first] * signs * contrast
+    random = view.random("impulses")
+    off = random.random((24, height, width)) < kind.impulses
+    frames = frames + (off * random.choice([-1, 1], off.shape))[newest_first] * contrast
     return frames, Sensor(noise, own, places, values)
 
 
