@@ -37,7 +37,8 @@ double misfitOf(const FrameState& frame, std::size_t q) {
 Motion::Point placeOf(const Grid& grid, const FrameState& frame, std::size_t q) {
     const auto width = static_cast<std::size_t>(grid.width);
     const double x = static_cast<double>(q % width) - 0.5 * (grid.width - 1);
-    const double y = static_cast<double>(q / width) - 0.5 * (grid.height - 1);
+    const std::size_t row = q / width;
+    const double y = static_cast<double>(row) - 0.5 * (grid.height - 1);
     return {frame.motion.x(x, y), frame.motion.y(x, y)};
 }
 
