@@ -13,12 +13,13 @@
 namespace oravo::vision::detail::precise {
 namespace {
 
-constexpr double kFarOff = 10.0;        ///< standard deviations of the noise
-constexpr double kRanges = 0.6;         ///< of a value's neighbours that it is off their mean by
-constexpr double kLeastMissed = 0.5;    ///< share that the image misses of its difference from them
-constexpr double kAlone = 0.4;          ///< share of its misfit that those of its neighbours stay below
-constexpr double kShareOfMany = 0.004;  ///< share of values from which on impulses are many
-constexpr int kMostBeside = 2;          ///< neighbours that one of many impulses may have among themselves
+constexpr double kFarOff = 10.0;          ///< standard deviations of the noise
+constexpr double kRanges = 0.6;           ///< of a value's neighbours that it is off their mean by
+constexpr double kLeastMissed = 0.5;      ///< share that the image misses of its difference from them
+constexpr std::size_t kFewestOthers = 2;  ///< frames that show the place
+constexpr double kAlone = 0.4;            ///< share of its misfit that those of its neighbours stay below
+constexpr double kShareOfMany = 0.004;    ///< share of values from which on impulses are many
+constexpr int kMostBeside = 2;            ///< neighbours that one of many impulses may have among themselves
 constexpr double kSamePlace = 1.0;  ///< pixels of the scene that two values off one thing lie apart, at most
 
 /// What a value's misfit has to be over those of other frames around the same place of the scene.
@@ -82,7 +83,8 @@ bool isExplainedElsewhere(const Grid& grid, const std::vector<FrameState>& frame
         }
     }
     const double misfit = misfitOf(frames[k], q);
-    return all.size() >= 2 && misfit > margins.middle * valueAtPlace(ofOthers, ofOthers.size() / 2) &&
+    return all.size() >= kFewestOthers &&
+           misfit > margins.middle * valueAtPlace(ofOthers, ofOthers.size() / 2) &&
            misfit > margins.quarter * valueAtPlace(all, (all.size() - 1) / 4);
 }
 
@@ -154,8 +156,8 @@ class OddByPlace {
         });
     }
 
-    /// Whether the next frame or the one before shows the same thing, or two others do. One other may do so by chance, where
-    /// impulses are many.
+    /// Whether the next frame or the one before shows the same thing, or two others do. One other may do so by
+    /// chance.
     bool showAgain(const Odd& one) const {
         int others = 0;
         for (const double off : {-1.0, 0.0, 1.0}) {
