@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "tools/base/MarkupText.h"
 #include "tools/base/UserError.h"
 #include "tools/formats/RadiometricJpeg.h"
 
@@ -43,26 +44,10 @@ bool isPropertyName(std::string_view name) {
     return !name.empty() && isLetter(name.front()) && std::all_of(name.begin(), name.end(), isInside);
 }
 
-std::string escaped(const std::string& text) {
-    std::string all;
-    for (const char c : text) {
-        if (c == '&') {
-            all += "&amp;";
-        } else if (c == '<') {
-            all += "&lt;";
-        } else if (c == '>') {
-            all += "&gt;";
-        } else {
-            all += static_cast<unsigned char>(c) < ' ' ? ' ' : c;  // control characters are no XML
-        }
-    }
-    return all;
-}
-
 CameraTags tagsIn(const std::string& answer) {
     CameraTags tags;
     const json all = json::parse(answer, nullptr, false);
-    if (!all.is_array() || all.empty() || !all[0].is_object()) return tags;
+    if (!all.is_array() || all.empty() || !all[0].is_object()) throw inputError("no list of tags");
     for (const auto& [name, value] : all[0].items()) {
         if (describesPicture(name) || !isPropertyName(name) || value.is_structured() || value.is_null())
             continue;
@@ -77,7 +62,7 @@ CameraTags tagsIn(const std::string& answer) {
 std::optional<std::string> withCameraTags(const std::string& packet, const CameraTags& tags) {
     std::string properties = "<rdf:Description rdf:about='' xmlns:camera='urn:oravo-superres:camera/'>\n";
     for (const auto& [name, value] : tags)
-        properties += "<camera:" + name + ">" + escaped(value) + "</camera:" + name + ">\n";
+        properties += "<camera:" + name + ">" + markupText(value) + "</camera:" + name + ">\n";
     properties += "</rdf:Description>\n";
     if (packet.empty()) return kStartOfPacket + properties + kEndOfPacket;
     const std::size_t end = packet.rfind(kEnd);

@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <map>
 
+#include "tools/base/MarkupText.h"
 #include "tools/report/HtmlParts.h"
 #include "tools/report/Layers.h"
 #include "tools/report/PageFiles.h"
@@ -31,14 +32,14 @@ std::string htmlReport(const Report& r) {
     const std::vector<Layer> layers = layersOf(r);
     std::string figures;
     for (const Layer& layer : layers) figures += layerFigure(layer);
-    return filled(kPage, {{"title", htmlText(name + ": " + verdict.headline)},
+    return filled(kPage, {{"title", markupText(name + ": " + verdict.headline)},
                           {"style", kPageStyle},
                           {"verdict", verdictPart(r, verdict, name)},
                           {"figures", figuresPart(r)},
                           {"left_out", leftOutPart(r)},
                           {"warnings", warningsPart(r)},
                           {"layers", figures},
-                          {"value_note", htmlText(valueNote(layers))},
+                          {"value_note", markupText(valueNote(layers))},
                           {"frames", framesPart(r)},
                           {"radiometry", radiometryPart(r)},
                           {"images", imagesPart(r)},

@@ -1,3 +1,4 @@
+#include "tools/base/MarkupText.h"
 #include "tools/base/Messages.h"
 #include "tools/pictures/Preview.h"
 #include "tools/report/HtmlParts.h"
@@ -23,8 +24,8 @@ std::pair<const char*, const char*> lookOf(Verdict::Level level) {
 
 /// A name, its figure, and what there is to add (plain text).
 std::string tile(const std::string& name, const std::string& value, const std::string& more = "") {
-    return "<div class=\"tile\"><dt>" + htmlText(name) + "</dt><dd>" + htmlText(value) + "</dd>" +
-           (more.empty() ? "" : "<dd>" + htmlText(more) + "</dd>") + "</div>\n";
+    return "<div class=\"tile\"><dt>" + markupText(name) + "</dt><dd>" + markupText(value) + "</dd>" +
+           (more.empty() ? "" : "<dd>" + markupText(more) + "</dd>") + "</div>\n";
 }
 
 std::string deviationTile(const Report& r) {
@@ -81,7 +82,7 @@ std::string list(const char* heading, const char* kind, const std::vector<std::s
     std::string text = format("<section class=\"notes\"><h2>%s</h2>\n", heading);
     if (items.empty()) return text + "<p>Nothing.</p></section>\n";
     text += std::string("<ul class=\"") + kind + "\">\n";
-    for (const std::string& item : items) text += "<li>" + htmlText(item) + "</li>\n";
+    for (const std::string& item : items) text += "<li>" + markupText(item) + "</li>\n";
     return text + "</ul></section>\n";
 }
 
@@ -91,11 +92,11 @@ std::string verdictPart(const Report& r, const Verdict& verdict, const std::stri
     const auto [look, sign] = lookOf(verdict.level);
     const std::size_t newest = r.images.back().newest;
     return format("<header class=\"verdict %s\"><p class=\"about\">Super-resolution report: ", look) +
-           htmlText(name) +
+           markupText(name) +
            (r.images.size() > 1 ? format(", the last of %zu images, of frame %zu", r.images.size(), newest)
                                 : "") +
-           "</p>\n<h1><span aria-hidden=\"true\">" + sign + "</span> " + htmlText(verdict.headline) +
-           "</h1>\n<p>" + htmlText(verdict.explanation) + "</p></header>";
+           "</p>\n<h1><span aria-hidden=\"true\">" + sign + "</span> " + markupText(verdict.headline) +
+           "</h1>\n<p>" + markupText(verdict.explanation) + "</p></header>";
 }
 
 std::string figuresPart(const Report& r) {

@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "tools/base/MarkupText.h"
 #include "tools/base/Messages.h"
 #include "tools/report/HtmlParts.h"
 #include "tools/report/ReportText.h"
@@ -41,9 +42,9 @@ std::string frameRow(const ReportedFrame& f) {
                     : f.fit     ? withError(static_cast<double>(d), error)
                                 : format("%.3f", static_cast<double>(d)));
     };
-    return "<tr>" + cell(std::to_string(f.number)) + cell(htmlText(fileOf(f.name)), "wide") +
+    return "<tr>" + cell(std::to_string(f.number)) + cell(markupText(fileOf(f.name)), "wide") +
            shift(f.shift.x, f.fit ? f.fit->dxError : 0.0) + shift(f.shift.y, f.fit ? f.fit->dyError : 0.0) +
-           fitCells(f) + cell(percent(f.validShare)) + cell(htmlText(f.status), "") + "</tr>\n";
+           fitCells(f) + cell(percent(f.validShare)) + cell(markupText(f.status), "") + "</tr>\n";
 }
 
 std::string decibelsText(const ReportedImage& image) {
@@ -59,12 +60,12 @@ std::string scrolled(const std::string& name, const std::string& table) {
 
 std::string valueHtml(const Fact::Value& value) {
     if (const auto* text = std::get_if<std::string>(&value))
-        return text->empty() ? "not given" : htmlText(*text);
+        return text->empty() ? "not given" : markupText(*text);
     if (const auto* number = std::get_if<double>(&value)) return format("%g", *number);
     if (const auto* yes = std::get_if<bool>(&value)) return *yes ? "yes" : "no";
     std::string all;
     for (const std::string& text : std::get<std::vector<std::string>>(value)) {
-        all += (all.empty() ? "" : "<br>") + htmlText(text);
+        all += (all.empty() ? "" : "<br>") + markupText(text);
     }
     return all;
 }
@@ -72,7 +73,7 @@ std::string valueHtml(const Fact::Value& value) {
 std::string factTable(const char* name, const std::vector<Fact>& facts) {
     std::string text = std::string("<div class=\"card\"><table><caption>") + name + "</caption><tbody>\n";
     for (const Fact& fact : facts) {
-        text += "<tr><th scope=\"row\">" + htmlText(fact.name) + "</th>" +
+        text += "<tr><th scope=\"row\">" + markupText(fact.name) + "</th>" +
                 cell(valueHtml(fact.value), "wide") + "</tr>\n";
     }
     return text + "</tbody></table></div>\n";
@@ -115,7 +116,7 @@ std::vector<Fact> findings(const Report& r) {
 }  // namespace
 
 std::string framesPart(const Report& r) {
-    const std::string unit = r.unit.empty() ? "" : ", " + htmlText(r.unit);
+    const std::string unit = r.unit.empty() ? "" : ", " + markupText(r.unit);
     std::string head =
         "<table class=\"frames\"><thead><tr><th class=\"n\" scope=\"col\">Frame</th><th "
         "scope=\"col\">File</th>"
@@ -131,9 +132,9 @@ std::string framesPart(const Report& r) {
     for (const ReportedFrame& frame : r.frames) head += frameRow(frame);
     const int empty = r.precise ? 8 : 3;
     for (const LeftOutFrame& frame : r.leftOut) {
-        head += "<tr>" + cell(std::to_string(frame.number)) + cell(htmlText(fileOf(frame.name)), "wide") +
-                format("<td colspan=\"%d\"></td>", empty) + cell(htmlText("left out: " + frame.reason), "") +
-                "</tr>\n";
+        head += "<tr>" + cell(std::to_string(frame.number)) + cell(markupText(fileOf(frame.name)), "wide") +
+                format("<td colspan=\"%d\"></td>", empty) +
+                cell(markupText("left out: " + frame.reason), "") + "</tr>\n";
     }
     return scrolled("Table of frames", head + "</tbody></table>") +
            "<p>Shifts are in pixels of a frame, x to the right, y down: what the reference frame shows at p, "
@@ -160,7 +161,7 @@ std::string imagesPart(const Report& r) {
         text += "<tr>" + cell(std::to_string(image.newest)) + cell(decibelsText(image)) +
                 cell(image.gain > 0.0 && image.warning.empty() ? format("%.2f", image.gain) : "") +
                 cell(std::to_string(image.withoutValue.total())) +
-                cell(format("%.1f ms", 1e3 * image.seconds)) + cell(htmlText(image.warning), "wide") +
+                cell(format("%.1f ms", 1e3 * image.seconds)) + cell(markupText(image.warning), "wide") +
                 "</tr>\n";
     }
     return "<section aria-labelledby=\"images\">\n<h2 id=\"images\">All images of the recording</h2>\n" +

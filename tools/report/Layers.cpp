@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "tools/base/MarkupText.h"
 #include "tools/base/Messages.h"
 #include "tools/measure/Metrics.h"
 #include "tools/pictures/Preview.h"
@@ -29,11 +30,11 @@ std::string noValueText(const cv::Mat_<float>& image, const ColourScale& scale, 
 /// Beside what the frame shows there, since the image may overshoot it.
 std::string spotText(const char* name, const Spots::Spot& spot, const Report& r) {
     const auto frameValue = static_cast<float>(referenceValueAt(r, spot.at));
-    return format("; %s %s at (%d, %d), ", name, htmlText(valueText(spot.value, r.scale, r.unit)).c_str(),
+    return format("; %s %s at (%d, %d), ", name, markupText(valueText(spot.value, r.scale, r.unit)).c_str(),
                   spot.at.x, spot.at.y) +
            (std::isnan(frameValue)
                 ? "where the reference frame is defective"
-                : "where the reference frame shows " + htmlText(valueText(frameValue, r.scale, r.unit)));
+                : "where the reference frame shows " + markupText(valueText(frameValue, r.scale, r.unit)));
 }
 
 Layer frameLayer(const Report& r, double finest) {
@@ -75,7 +76,7 @@ Layer imageLayer(const Report& r, double finest) {
 Layer deviationLayer(const Report& r, double median) {
     constexpr double kClipped = 1.0;  // percent: a few edges would hide the rest
     const ColourScale scale = ColourScale::of(r.noise, paletteNamed("inferno"), kClipped);
-    const std::string inMedian = htmlText(figure(median, r.unit)) + " in the median.";
+    const std::string inMedian = markupText(figure(median, r.unit)) + " in the median.";
     Layer layer{"deviation", "Standard deviation", "standard deviation", "deviation", scale, r.unit, r.noise};
     layer.caption = "<b>Standard deviation</b> of the image's noise, " + inMedian +
                     noValueText(r.noise, scale, "where no frame has one");

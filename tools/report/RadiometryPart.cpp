@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "tools/base/MarkupText.h"
 #include "tools/base/Messages.h"
 #include "tools/pictures/Preview.h"
 #include "tools/report/HtmlParts.h"
@@ -11,7 +12,7 @@ namespace {
 std::string valueCell(double value, const Report& r) {
     return "<td class=\"n\">" +
            (std::isnan(value) ? std::string("unknown")
-                              : htmlText(valueText(static_cast<float>(value), r.scale, r.unit))) +
+                              : markupText(valueText(static_cast<float>(value), r.scale, r.unit))) +
            "</td>";
 }
 
@@ -40,7 +41,7 @@ std::string spotTable(const Report& r) {
 std::string flatText(const Report& r) {
     if (!r.flatBias) return "<p>There are too few flat areas to compare the levels of image and frame.</p>\n";
     const FlatBias& flat = *r.flatBias;
-    const auto text = [&](double value) { return htmlText(figure(value, r.unit)); };
+    const auto text = [&](double value) { return markupText(figure(value, r.unit)); };
     return "<p>In flat areas, where sharpening changes nothing, the image differs from the reference frame "
            "by " +
            text(flat.difference) + " &plusmn; " + text(flat.error) +

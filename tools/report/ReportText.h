@@ -7,10 +7,7 @@
 
 namespace oravo::tools {
 
-// Text for a page. Functions that return markup say so; the others return plain text, which htmlText() makes fit for it.
-
-/// Characters that markup is made of become character references, other control characters and bytes that are no UTF-8 as '?'.
-std::string htmlText(const std::string& text);
+// Text for a page. Functions that return markup say so; the others return plain text, which markupText() makes fit for it.
 
 /// "7 frames", "1 frame".
 std::string counted(std::size_t count, const char* what);

@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "tools/base/MarkupText.h"
 #include "tools/base/Messages.h"
 #include "tools/pictures/Preview.h"
 #include "tools/pictures/Ticks.h"
@@ -35,8 +36,8 @@ std::string colourBar(const Layer& layer) {
                           : scale.clipsAbove                   ? "values above have the last colour"
                                                                : "";
     return "<div class=\"bar\"><div class=\"name\"><span>" +
-           htmlText(layer.scaleId == "image" ? "Frame and image" : layer.name) +
-           (layer.unit.empty() ? "" : ", " + htmlText(layer.unit)) + "</span><span>" + clipped +
+           markupText(layer.scaleId == "image" ? "Frame and image" : layer.name) +
+           (layer.unit.empty() ? "" : ", " + markupText(layer.unit)) + "</span><span>" + clipped +
            "</span></div><div class=\"track\"><div class=\"colours\" style=\"background:linear-gradient(to "
            "right," +
            stops + ")\"></div>" + ticks + "</div></div>\n";
@@ -72,7 +73,7 @@ std::string paletteText(const Palette& palette) {
 }  // namespace
 
 std::string layerFigure(const Layer& layer) {
-    return "<figure id=\"layer-" + layer.id + "\"><img alt=\"" + htmlText(layer.name) + "\" src=\"" +
+    return "<figure id=\"layer-" + layer.id + "\"><img alt=\"" + markupText(layer.name) + "\" src=\"" +
            pngAddress(layer.scale.colours(layer.values)) + "\">\n" + colourBar(layer) + "<figcaption>" +
            layer.caption + "</figcaption></figure>\n";
 }

@@ -2,6 +2,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/Scratch.h"
+#include "tools/base/MarkupText.h"
 #include "tools/report/Report.h"
 #include "tools/report/ReportText.h"
 #include "tools/report/ValueGrid.h"
@@ -24,8 +25,8 @@ TEST(Report, PhasesAreWhereFramesSampleTheReference) {
     EXPECT_TRUE(std::isnan(medianOf(cv::Mat_<float>(2, 2, std::nanf("")))));
 }
 
-TEST(HtmlText, HoldsNoMarkupAndNoBrokenCharacters) {
-    EXPECT_EQ(htmlText("<b> & \"'\u00b0\xff\xc3(\x1b"),
+TEST(MarkupText, HoldsNoMarkupAndNoBrokenCharacters) {
+    EXPECT_EQ(markupText("<b> & \"'\u00b0\xff\xc3(\x1b"),
               "&lt;b&gt; &amp; &quot;&#39;\u00b0?"
               "?(?");
     for (int width = 1; width < 5; ++width) {  // all lengths of the last group of bytes
