@@ -7,6 +7,7 @@
 #include "tools/base/Messages.h"
 
 namespace oravo::tools {
+
 std::string counted(std::size_t count, const char* what) {
     return format("%zu %s%s", count, what, count == 1 ? "" : "s");
 }
